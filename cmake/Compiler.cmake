@@ -1,0 +1,41 @@
+# What every target of the project is compiled and linked with.
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+# A fused multiply-add rounds once where the estimator's arithmetic rounds twice.
+add_compile_options(-ffp-contract=off)
+
+set(ZORVEL_SANITIZERS "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
+if(ZORVEL_SANITIZERS)
+  add_compile_options(-fsanitize=${ZORVEL_SANITIZERS} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ZORVEL_SANITIZERS})
+else()
+  add_link_options(-Wl,--no-undefined)
+endif()
+
+if(ZORVEL_CLANG_TIDY)
+  find_program(CLANG_TIDY clang-tidy REQUIRED)
+  set(CMAKE_CXX_CLANG_TIDY "${CLANG_TIDY};--quiet")
+endif()
+
+# The installed libraries find each other, and the tool finds them, wherever the tree is moved to.
+file(RELATIVE_PATH libraries_from_tool "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+set(tool_rpath "$ORIGIN/${libraries_from_tool}")
+set(CMAKE_INSTALL_RPATH "$ORIGIN")
+
+# Keeps what `target` exports to the symbols that the version script `map` lists: hidden visibility
+# alone still exports the templates of Boost and of the standard library.
+function(limit_exports target map)
+  target_link_options(${target} PRIVATE "-Wl,--version-script=${map}")
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS "${map}")
+endfunction()

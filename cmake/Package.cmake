@@ -1,0 +1,27 @@
+# Installs what makes a library of ours findable by find_package() and by pkg-config.
+include(CMakePackageConfigHelpers)
+
+# install_package(NAME <name> DESCRIPTION <text> REQUIRES_PRIVATE <pkg-config modules>)
+# Expects cmake/<name>Config.cmake.in and an export set called <name>.
+function(install_package)
+  cmake_parse_arguments(PARSE_ARGV 0 package "" "NAME;DESCRIPTION;REQUIRES" "")
+  set(directory "${CMAKE_INSTALL_LIBDIR}/cmake/${package_NAME}")
+  configure_package_config_file(
+    "${PROJECT_SOURCE_DIR}/cmake/${package_NAME}Config.cmake.in"
+    "${CMAKE_CURRENT_BINARY_DIR}/${package_NAME}Config.cmake"
+    INSTALL_DESTINATION "${directory}")
+  write_basic_package_version_file(
+    "${CMAKE_CURRENT_BINARY_DIR}/${package_NAME}ConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${package_NAME}Config.cmake"
+                "${CMAKE_CURRENT_BINARY_DIR}/${package_NAME}ConfigVersion.cmake"
+          DESTINATION "${directory}")
+  install(EXPORT ${package_NAME} NAMESPACE ${package_NAME}:: DESTINATION "${directory}"
+          FILE ${package_NAME}Targets.cmake)
+
+  file(RELATIVE_PATH prefix_from_pkgconfig "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+  string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/package.pc.in"
+                 "${CMAKE_CURRENT_BINARY_DIR}/${package_NAME}.pc" @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${package_NAME}.pc"
+          DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endfunction()

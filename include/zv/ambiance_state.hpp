@@ -1,0 +1,61 @@
+#ifndef ZV_AMBIANCE_STATE_HPP
+#define ZV_AMBIANCE_STATE_HPP
+
+#include <boost/thread/mutex.hpp>
+#include <iosfwd>
+
+#include "zv/export.hpp"
+
+namespace ZV {
+
+/// Which level `AmbianceState::ambientActivityLevel` gives.
+enum class AmbianceDescription {
+  Agitation = 0,
+  Calm = 1,
+};
+
+/// How agitated, and so how calm, the robot's surroundings are.
+///
+/// Thread safety: `updateAmbiance` and `incrementMovementDetected` lock; they may be called from
+/// different threads. Everything else reads or writes without the lock, one number at a time, so
+/// that a reader may see the two levels from different updates.
+class ZV_API AmbianceState {
+ public:
+  /// Both levels 0. They become each other's complement with the first update.
+  AmbianceState() = default;
+  /// Copies the numbers, with a lock of its own; locks neither side.
+  AmbianceState(const AmbianceState& other);
+  /// Copies the numbers under this object's lock alone.
+  AmbianceState& operator=(const AmbianceState& other);
+
+  /// Blends a measurement and the movements counted since the last call into the agitation: the
+  /// measurement, times ten, pulls it a fifth of the way, each movement adds 0.04. The result is
+  /// held to [0, 1]; NaN gives 0.
+  void updateAmbiance(float activity);
+  /// Counts one movement in the room.
+  void incrementMovementDetected();
+  /// Sets the agitation, held to [0, 1] (NaN gives 0), and the calm as its complement. Takes no
+  /// lock.
+  void _setAmbientActivityLevel(float level);
+
+  /// One of the two levels, in [0, 1]. Throws std::invalid_argument for an unknown description.
+  float ambientActivityLevel(AmbianceDescription description) const;
+
+ private:
+  friend class TypeRegistration;
+
+  void copyNumbers(const AmbianceState& other);
+  void setLevel(float level);
+
+  float agitationLevel = 0.0f;
+  float calmLevel = 0.0f;
+  float movementCount = 0.0f;
+  boost::mutex mutex;
+};
+
+/// Writes a title line, the agitation and the calm, a line each, without a line end after the last.
+ZV_API std::ostream& operator<<(std::ostream& stream, const AmbianceState& state);
+
+}  // namespace ZV
+
+#endif

@@ -1,0 +1,29 @@
+#ifndef ZV_BODY_LANGUAGE_EASE_HPP
+#define ZV_BODY_LANGUAGE_EASE_HPP
+
+#include <iosfwd>
+
+#include "zv/export.hpp"
+
+namespace ZV {
+
+/// How much at ease a person seems.
+///
+/// Thread safety: that of a plain value.
+struct ZV_API BodyLanguageEase {
+  BodyLanguageEase() = default;
+  BodyLanguageEase(float level_, float confidence_) : level(level_), confidence(confidence_) {}
+
+  /// From -0.5, uneasy, to +0.5, at ease.
+  float level = 0.0f;
+  /// In [0, 1].
+  float confidence = 0.0f;
+};
+
+/// Writes one sentence with the level in percent, the confidence and a word for the feeling; no
+/// line end. The stream keeps fixed notation and precision 1 afterwards.
+ZV_API std::ostream& operator<<(std::ostream& stream, const BodyLanguageEase& ease);
+
+}  // namespace ZV
+
+#endif

@@ -1,0 +1,88 @@
+#ifndef ZV_CLASSIFICATION_MOOD_SCORE_HPP
+#define ZV_CLASSIFICATION_MOOD_SCORE_HPP
+
+#include <vector>
+
+#include "zv/export.hpp"
+
+namespace ZV::classification {
+
+class MoodClass;
+
+/// The fixed part of a regression: one weight a feature and a constant term.
+///
+/// The features of the moods are, in this order: smile value times smile confidence, then the values
+/// of calm, joy, anger and sorrow.
+struct Coefficient {
+  std::vector<float> weights;
+  float intercept;
+};
+
+/// Tells how well a feature vector fits a mood.
+///
+/// There is no virtual destructor: scores are owned by value and never deleted through this class.
+///
+/// Thread safety: scoring changes nothing, so that any number of threads may use one score at once.
+class ZV_API MoodScore {
+ public:
+  /// The score of the features `z`. `moodClass` is the class that asks.
+  virtual float calculateScore(const MoodClass& moodClass, const std::vector<float>& z) const = 0;
+
+ protected:
+  MoodScore() = default;
+  MoodScore(const MoodScore&) = default;
+  MoodScore& operator=(const MoodScore&) = default;
+  ~MoodScore() = default;
+};
+
+/// A linear regression.
+class ZV_API LinregMoodScore final : public MoodScore {
+ public:
+  /// `featureCount` weights of 1. Throws std::length_error for a negative count.
+  LinregMoodScore(int featureCount, float intercept);
+  explicit LinregMoodScore(const Coefficient& coefficient);
+
+  /// The weighted sum and the intercept, both divided by the number of features. Throws
+  /// std::runtime_error when `z` has not as many features as there are weights.
+  float calculateScore(const MoodClass& moodClass, const std::vector<float>& z) const override;
+
+  /// The weights of the positive, neutral and negative mood. The references stay valid until the
+  /// library is unloaded; the first call may come from any thread.
+  static const Coefficient& COEFFICIENT_POS();
+  static const Coefficient& COEFFICIENT_NEU();
+  static const Coefficient& COEFFICIENT_NEG();
+
+ private:
+  std::vector<float> weights;
+  float intercept;
+};
+
+/// A logistic regression.
+class ZV_API LogregMoodScore final : public MoodScore {
+ public:
+  /// `featureCount` weights of 1. Throws std::length_error for a negative count.
+  LogregMoodScore(int featureCount, float intercept);
+  explicit LogregMoodScore(const Coefficient& coefficient);
+
+  /// Replaces weights and intercept; their number is checked by the next `calculateScore`. Not to be
+  /// called while another thread scores.
+  void setWeights(const std::vector<float>& weights, float intercept);
+
+  /// The logistic function of the weighted sum, in [0, 1]. Throws std::runtime_error when `z` has
+  /// not as many features as there are weights.
+  float calculateScore(const MoodClass& moodClass, const std::vector<float>& z) const override;
+
+  /// The weights of the positive, neutral and negative mood. The references stay valid until the
+  /// library is unloaded; the first call may come from any thread.
+  static const Coefficient& COEFFICIENT_POS();
+  static const Coefficient& COEFFICIENT_NEU();
+  static const Coefficient& COEFFICIENT_NEG();
+
+ private:
+  std::vector<float> weights;
+  float intercept;
+};
+
+}  // namespace ZV::classification
+
+#endif

@@ -1,0 +1,76 @@
+#ifndef ZV_EMOTION_RECORDER_HPP
+#define ZV_EMOTION_RECORDER_HPP
+
+#include <boost/thread/mutex.hpp>
+#include <cstdint>
+#include <ku/clock.hpp>
+#include <list>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "zv/export.hpp"
+#include "zv/person_state.hpp"
+
+namespace ZV {
+
+/// Records the states of a person over named scopes and sums up each scope in one label.
+///
+/// Several scopes may be open at once; every update adds its sample to all of them. A sample shares
+/// the record of the state it was made from: whoever passes one live state again and again gets a
+/// scope whose samples all read that state as it stands when the scope is stopped. For a history,
+/// pass a state of its own each time.
+///
+/// Thread safety: `startRecording` and `stopRecording` may be called from any thread. The other two
+/// want the caller to hold `mutex`, which is not recursive:
+///
+///     boost::unique_lock<boost::mutex> lock(recorder.mutex);
+///     if (recorder.hasAnOpenScope_notMutexed()) recorder.update_notMutexed(state);
+class ZV_API ZVEmotionRecorder {
+ public:
+  /// The time of the update, in nanoseconds, and the state it was given.
+  using Sample = std::pair<ku::SystemClock::time_point, PersonState>;
+  using Samples = std::list<Sample>;
+
+  struct EmoRecordInfo {
+    /// How many more updates the scope lives: one less with each sample; at 0 the next update drops
+    /// the scope; negative is without limit.
+    std::int32_t remainingSamples = 0;
+    /// Oldest first.
+    Samples samples;
+  };
+
+  ZVEmotionRecorder() = default;
+  /// Copies all scopes, with a lock of its own; does not lock `other`.
+  ZVEmotionRecorder(const ZVEmotionRecorder& other);
+  ZVEmotionRecorder& operator=(const ZVEmotionRecorder&) = delete;
+
+  /// Opens a scope for so many updates; a negative number is without limit. A scope that is already
+  /// open starts afresh. Throws std::bad_alloc.
+  void startRecording(const std::string& name, std::int32_t remainingSamples);
+
+  /// Closes a scope and gives its label and samples. The label is the mean valence, weighted by
+  /// confidence: "unknown" below a mean confidence of 0.4, "positive" above 0.2, "negative" below
+  /// -0.2, else "neutral". Without a scope of that name: "error" and no samples. A scope without
+  /// samples is "neutral".
+  ///
+  /// A scope that has used up its updates can still be stopped before the next update; that update
+  /// drops it, with its samples, for ever.
+  std::pair<std::string, Samples> stopRecording(const std::string& name);
+
+  /// Adds one sample, with one clock reading, to every open scope, and drops the scopes that are
+  /// used up. The caller holds `mutex`. Throws what reading the clock throws, and std::bad_alloc.
+  void update_notMutexed(const PersonState& state);
+  /// Whether any scope is open, one that the next update will drop included. The caller holds
+  /// `mutex`.
+  bool hasAnOpenScope_notMutexed() const;
+
+  boost::mutex mutex;
+
+ private:
+  std::map<std::string, EmoRecordInfo> _scopes;
+};
+
+}  // namespace ZV
+
+#endif

@@ -1,0 +1,19 @@
+#ifndef ZV_GAZE_HPP
+#define ZV_GAZE_HPP
+
+namespace ZV {
+
+/// Where a person looks, in degrees; (0, 0) is at the robot.
+///
+/// Thread safety: that of a plain value.
+struct Gaze {
+  Gaze() = default;
+  Gaze(float yaw_, float pitch_) : yaw(yaw_), pitch(pitch_) {}
+
+  float yaw = 0.0f;
+  float pitch = 0.0f;
+};
+
+}  // namespace ZV
+
+#endif

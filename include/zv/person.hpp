@@ -1,0 +1,53 @@
+#ifndef ZV_PERSON_HPP
+#define ZV_PERSON_HPP
+
+#include <cstdint>
+#include <iosfwd>
+
+#include "zv/export.hpp"
+#include "zv/person_memory.hpp"
+#include "zv/person_observation.hpp"
+#include "zv/person_state.hpp"
+
+namespace ZV {
+
+/// One tracked person: the host's identifier, the emotional state and the short-term memory.
+///
+/// Copies and assignments share state and memory: an update through one copy is seen through all. A
+/// person that was moved from may only be assigned to or destroyed.
+///
+/// Thread safety: none of its own. As copies share records, all work on one person is serialised by
+/// its owner; the SocialGraph does that.
+class ZV_API Person {
+ public:
+  /// Identifier 0, a new state and a new memory.
+  Person() = default;
+  explicit Person(std::int32_t id) : userSessionID(id) {}
+
+  /// One perception cycle: files the observation into the memory, updates the body language, then
+  /// the emotional state. Throws what these throw (see PersonState::_update); steps done before stay
+  /// done.
+  void update(const PersonObservation& observation);
+  /// The same without filing the observation.
+  void _updateOnlineModels(const PersonObservation& observation);
+  /// One cycle in which the person was not perceived.
+  void decreaseSinceNotSeen();
+
+  /// Changes the identifier; a SocialGraph keeps the person under the one it had.
+  void setUserSessionID(std::int32_t id) { userSessionID = id; }
+  /// See PersonState.
+  void setFrequencyGaze(float frequency) { personState.setFrequencyGaze(frequency); }
+  void setFrequencyFace(float frequency) { personState.setFrequencyFace(frequency); }
+
+  /// The host's identifier of the person.
+  std::int32_t userSessionID = 0;
+  PersonState personState;
+  PersonMemory personMemory;
+};
+
+/// Writes "Person (US#" with the identifier; no line end.
+ZV_API std::ostream& operator<<(std::ostream& stream, const Person& person);
+
+}  // namespace ZV
+
+#endif

@@ -1,0 +1,40 @@
+#ifndef ZV_PERSON_MEMORY_HPP
+#define ZV_PERSON_MEMORY_HPP
+
+#include <boost/shared_ptr.hpp>
+
+#include "zv/export.hpp"
+#include "zv/person_observation.hpp"
+
+namespace ZV {
+
+struct PersonMemoryPrivate;
+
+/// The recent observations of one person, by channel: 20 s of context emotions, 7 s of everything
+/// else. Copies share one record, which lives as long as the last of them. A
+/// handle that was moved from may only be assigned to or destroyed.
+///
+/// Thread safety: every channel locks itself, but an observation is filed channel by channel, so
+/// that another thread may see it half filed. Work on one person is serialised by its owner; the
+/// SocialGraph does that.
+class ZV_API PersonMemory {
+ public:
+  /// A new, empty memory.
+  PersonMemory();
+
+  /// Files every set field of the observation with the field's own timestamp, and forgets what has
+  /// grown too old. A field whose timestamp is already there is dropped: the first arrival wins.
+  ///
+  /// Throws std::bad_alloc; the channels filed before stay filed.
+  void add(const PersonObservation& observation);
+
+  /// The shared record, for the library's own modules.
+  PersonMemoryPrivate& _record() const { return *_memory; }
+
+ private:
+  boost::shared_ptr<PersonMemoryPrivate> _memory;
+};
+
+}  // namespace ZV
+
+#endif

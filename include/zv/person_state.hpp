@@ -1,0 +1,107 @@
+#ifndef ZV_PERSON_STATE_HPP
+#define ZV_PERSON_STATE_HPP
+
+#include <boost/shared_ptr.hpp>
+#include <iosfwd>
+#include <string>
+
+#include "zv/body_language_state.hpp"
+#include "zv/export.hpp"
+#include "zv/expressions.hpp"
+#include "zv/gaze.hpp"
+#include "zv/head_posture.hpp"
+#include "zv/smile.hpp"
+#include "zv/value_confidence.hpp"
+
+namespace ZV {
+
+class PersonMemory;
+struct PersonObservation;
+struct PersonStatePrivate;
+
+/// What `PersonState::personEmotion` can tell.
+enum class PersonDescription {
+  Positivity = 0,  ///< the positive part of the valence, in [0, 1]
+  Negativity = 1,  ///< the size of the negative part of the valence, in [0, 1]
+  Attention = 2,   ///< the attention, in [0, 1]
+};
+
+/// The emotional state of one person, which changes smoothly from one perception cycle to the next:
+/// a valence in [-1, 1] (how negative or positive the person seems) and an attention in [0, 1] (how
+/// engaged with the robot), each with a confidence in [0, 1].
+///
+/// Copies share one record: an update through one is seen through all. The record lives as long as
+/// the last copy. A handle that was moved from may only be assigned to or destroyed.
+///
+/// Thread safety: updates of one state are serialised by its owner, and the readers here take no
+/// lock. Inside a callback of the SocialGraph both are right. A NaN that comes in may come out.
+class ZV_API PersonState {
+ public:
+  /// A new record: everything 0.
+  PersonState();
+  /// A new record with these values, clamped to their ranges. The unsmoothed valence is (0, 0).
+  PersonState(float valence, float valenceConfidence, float attention, float attentionConfidence);
+
+  /// The smoothed valence.
+  ValueConfidence<float> personValence() const;
+  /// The smoothed attention.
+  ValueConfidence<float> personAttention() const;
+  /// The label of the smoothed valence: 1 positive, 0 neutral, -1 negative. The boundaries 0.2 and
+  /// -0.2 are double precision: the float nearest to 0.2 is positive, that to -0.2 negative. NaN is
+  /// negative.
+  ValueConfidence<int> personValenceBinary() const;
+  /// The same label for what the last cycle alone made of a neutral start.
+  ValueConfidence<int> personUnsmoothedValenceBinary() const;
+  /// One aspect of the state, with the confidence of the valence or of the attention. Throws
+  /// std::invalid_argument for an unknown description.
+  ValueConfidence<float> personEmotion(PersonDescription description) const;
+
+  /// The smile of the last cycle, if it brought a new one; else (0, 0).
+  Smile smile() const;
+  /// The expressions of the last cycle, if it brought new ones; else all (0, 0).
+  Expressions expressions() const;
+  /// (0, 0) after every update.
+  Gaze gaze() const;
+  /// (0, 0, 0) after every update.
+  HeadPosture headAngles() const;
+  /// Height of the head in the last cycle, in metres: 0 when the cycle brought none, or no input for
+  /// valence or attention.
+  float headHeight() const;
+
+  /// Kept for the host; the estimator does not read them. In hertz by convention, unchecked.
+  void setFrequencyFace(float frequency);
+  void setFrequencyGaze(float frequency);
+
+  /// The body-language state that the next update reads.
+  BodyLanguageState& bodyLanguageState();
+  const BodyLanguageState& bodyLanguageState() const;
+
+  /// Moves the state one cycle on, after the observation was filed into the memory and the
+  /// body-language state was updated. Throws std::runtime_error when the head postures or the gazes
+  /// cannot be weighed (a NaN among them), and what the memory and the clock throw; the changes made
+  /// before it stay.
+  void _update(const PersonObservation& observation, const PersonMemory& memory);
+
+  /// Lets valence and attention decay, once for each cycle in which the person was not perceived.
+  void decreaseSinceNotSeen();
+
+  /// A playful paragraph on the state, for people to read; UTF-8, several lines.
+  std::string emotionLogMessage() const;
+
+  /// Sets the smoothed valence, clamped to [-1, 1].
+  void _setValence(float valence);
+
+  /// The shared record, for the library's own modules.
+  PersonStatePrivate& _record() const { return *_state; }
+
+ private:
+  boost::shared_ptr<PersonStatePrivate> _state;
+};
+
+/// Writes positivity, negativity and attention with their confidences, in percent, a line each;
+/// every line ends with a newline and a flush.
+ZV_API std::ostream& operator<<(std::ostream& stream, const PersonState& state);
+
+}  // namespace ZV
+
+#endif

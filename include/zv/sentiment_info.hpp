@@ -1,0 +1,31 @@
+#ifndef ZV_SENTIMENT_INFO_HPP
+#define ZV_SENTIMENT_INFO_HPP
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+#include "zv/export.hpp"
+
+namespace ZV {
+
+/// Who expressed which sentiment, how strongly, to whom, and where it was read. The estimator does
+/// not use it; it is here for hosts to pass on and print.
+///
+/// Two members carry a spelling that other modules already know: `sentimentStrengh`, `recever`.
+///
+/// Thread safety: that of a plain value.
+struct ZV_API SentimentInfo {
+  std::string author;
+  std::string sentiment;
+  std::int32_t sentimentStrengh = 0;
+  std::string recever;
+  std::string from;
+};
+
+/// Writes a title line and one line a member; every line ends with a newline and a flush.
+ZV_API std::ostream& operator<<(std::ostream& stream, const SentimentInfo& info);
+
+}  // namespace ZV
+
+#endif

@@ -1,0 +1,51 @@
+#ifndef ZV_SOCIAL_GRAPH_HPP
+#define ZV_SOCIAL_GRAPH_HPP
+
+#include <boost/container/flat_map.hpp>
+#include <boost/function.hpp>
+#include <boost/optional.hpp>
+#include <boost/thread/mutex.hpp>
+#include <cstdint>
+#include <vector>
+
+#include "zv/export.hpp"
+#include "zv/person.hpp"
+
+namespace ZV {
+
+/// The persons that the robot tracks, by the host's identifier. It never forgets one by itself.
+///
+/// Thread safety: every operation may be called from any thread and holds the graph's one lock for
+/// its whole duration, callbacks included. So inside a callback a person may be read and updated
+/// freely, but a callback must be short and must not use the same graph, or it waits for itself for
+/// ever:
+///
+///     graph.read(1, [&](const ZV::Person&) { graph.remove(1); });  // never returns
+///
+/// Every operation that inserts throws std::bad_alloc. What a callback throws is passed on; the lock
+/// is released, and what the callback changed stays changed.
+class ZV_API SocialGraph {
+ public:
+  /// Inserts a new person. A person who is already there is kept as is.
+  void add(std::int32_t id);
+  /// Erases a person; an unknown one is no error.
+  void remove(std::int32_t id);
+  /// A copy of the person, which shares state and memory with the graph's; empty for an unknown one.
+  /// Using it outside a callback is outside the lock.
+  boost::optional<Person> find(std::int32_t id) const;
+  /// Copies of all persons, by ascending identifier; they share state and memory as those of `find`.
+  std::vector<Person> persons() const;
+  /// Calls back with the person, who is inserted if unknown. An empty callback inserts all the same.
+  void update(std::int32_t id, const boost::function<void(Person&)>& callback);
+  /// Calls back with the person; does nothing for an unknown one. Throws boost::bad_function_call
+  /// when the person is there and the callback is empty.
+  void read(std::int32_t id, const boost::function<void(const Person&)>& callback) const;
+
+ private:
+  boost::container::flat_map<std::int32_t, Person> _persons;
+  mutable boost::mutex _mutex;
+};
+
+}  // namespace ZV
+
+#endif

@@ -1,0 +1,28 @@
+#ifndef ZV_TIMESTAMPED_HPP
+#define ZV_TIMESTAMPED_HPP
+
+#include <ku/clock.hpp>
+
+namespace ZV {
+
+/// A value with the time at which it was observed, in nanoseconds of the middleware's system clock.
+///
+/// Thread safety: that of a plain value.
+template <typename T>
+struct Timestamped {
+  Timestamped(ku::SystemClock::time_point timestamp_, const T& value_)
+      : timestamp(timestamp_), value(value_) {}
+
+  ku::SystemClock::time_point timestamp;
+  T value;
+};
+
+/// Whether `left` was observed after `right`. The values take no part.
+template <typename T>
+bool operator>(const Timestamped<T>& left, const Timestamped<T>& right) {
+  return left.timestamp > right.timestamp;
+}
+
+}  // namespace ZV
+
+#endif

@@ -1,0 +1,21 @@
+#ifndef ZV_VALUE_CONFIDENCE_HPP
+#define ZV_VALUE_CONFIDENCE_HPP
+
+namespace ZV {
+
+/// A value with the confidence of its source, in [0, 1].
+///
+/// Thread safety: that of a plain value.
+template <typename T>
+struct ValueConfidence {
+  /// Sets the confidence to 0 and leaves `value` uninitialised: whoever makes one sets the value.
+  ValueConfidence() : confidence(0.0f) {}  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  ValueConfidence(T value_, float confidence_) : value(value_), confidence(confidence_) {}
+
+  T value;
+  float confidence;
+};
+
+}  // namespace ZV
+
+#endif

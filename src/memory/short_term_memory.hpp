@@ -1,0 +1,92 @@
+#ifndef ZV_MEMORY_SHORT_TERM_MEMORY_HPP
+#define ZV_MEMORY_SHORT_TERM_MEMORY_HPP
+
+#include <algorithm>
+#include <boost/chrono/duration.hpp>
+#include <boost/thread/lock_types.hpp>
+#include <boost/thread/mutex.hpp>
+#include <cstdint>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <vector>
+
+#include "observation/age.hpp"
+#include "zv/timestamped.hpp"
+
+namespace ZV {
+
+/// The recent observations of one channel: whatever is older than the age limit is forgotten each
+/// time the memory is touched.
+///
+/// Thread safety: every public operation but `entries` takes the memory's lock.
+template <typename T>
+class ShortTermMemory {
+ public:
+  using Entry = Timestamped<T>;
+
+  explicit ShortTermMemory(boost::chrono::milliseconds limit) : maxAge(limit) {}
+
+  /// Adds one observation, at its place in time. One with the timestamp of an entry is dropped: the
+  /// first arrival wins.
+  void record(const Entry& observation) {
+    const boost::unique_lock<boost::mutex> lock(_mutex);
+    const auto place = std::lower_bound(
+        _entries.begin(), _entries.end(), observation,
+        [](const Entry& entry, const Entry& recorded) { return entry > recorded; });
+    if (place == _entries.end() || place->timestamp != observation.timestamp) {
+      _entries.insert(place, observation);
+    }
+    _forgetOld();
+  }
+
+  std::uint64_t size() {
+    const boost::unique_lock<boost::mutex> lock(_mutex);
+    _forgetOld();
+    return _entries.size();
+  }
+
+  /// The entry with the greatest timestamp. The reference is valid until the next call. Throws
+  /// std::range_error when nothing is left.
+  const Entry& youngest() {
+    const boost::unique_lock<boost::mutex> lock(_mutex);
+    _forgetOld();
+    if (_entries.empty()) throw std::range_error("The ShortTermMemory is empty.");
+    return _entries.front();
+  }
+
+  /// The entries as they stand, youngest first. Nothing is forgotten and no lock is taken: the owner
+  /// of the person serialises the iteration.
+  const std::vector<Entry>& entries() const { return _entries; }
+
+  /// Drops what is too old, keeping the order. The caller holds the lock.
+  ///
+  /// Every entry is tested, each against a new reading of the clock. When a reading throws, the
+  /// entries moved so far stay moved and the rest stays as it is, so that an entry may stand there
+  /// twice until age removes it.
+  void _forgetOld() {
+    try {
+      auto kept = _entries.begin();
+      for (auto entry = kept; entry != _entries.end(); ++entry) {
+        if (_isTooOld(*entry)) continue;
+        if (kept != entry) *kept = *entry;
+        ++kept;
+      }
+      _entries.erase(kept, _entries.end());
+    } catch (const std::exception& error) {
+      std::cout << "Error while forgeting old memory: " << error.what() << std::endl;
+    }
+  }
+
+  /// Whether the entry is older than the limit; one exactly as old as the limit is not.
+  bool _isTooOld(const Entry& entry) const { return maxAge < ageOf(entry.timestamp); }
+
+ private:
+  boost::chrono::milliseconds maxAge;
+  std::vector<Entry> _entries;
+  boost::mutex _mutex;
+};
+
+}  // namespace ZV
+
+#endif

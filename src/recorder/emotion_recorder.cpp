@@ -1,0 +1,69 @@
+#include "zv/emotion_recorder.hpp"
+
+#include <boost/thread/lock_types.hpp>
+
+#include "state/person_state_private.hpp"
+
+namespace ZV {
+namespace {
+
+using Lock = boost::unique_lock<boost::mutex>;
+
+std::string labelOf(const ZVEmotionRecorder::Samples& samples) {
+  float weightedSum = 0.0f;
+  float confidenceSum = 0.0f;
+  for (const auto& sample : samples) {
+    const PersonState& state = sample.second;
+    const ValueConfidence<float> positive = state.personEmotion(PersonDescription::Positivity);
+    const ValueConfidence<float> negative = state.personEmotion(PersonDescription::Negativity);
+    weightedSum += (positive.value - negative.value) * positive.confidence;
+    confidenceSum += positive.confidence;
+  }
+  const float meanValence = weightedSum / confidenceSum;
+  const float meanConfidence = confidenceSum / static_cast<float>(samples.size());
+  // In single precision: a mean of exactly 0.2f is neutral. A NaN passes every comparison by.
+  if (PersonStatePrivate::binaryBoundaryConfidence > meanConfidence) return "unknown";
+  if (meanValence > PersonStatePrivate::binaryBoundaryPositive) return "positive";
+  if (PersonStatePrivate::binaryBoundaryNegative > meanValence) return "negative";
+  return "neutral";
+}
+
+}  // namespace
+
+ZVEmotionRecorder::ZVEmotionRecorder(const ZVEmotionRecorder& other) : _scopes(other._scopes) {}
+
+void ZVEmotionRecorder::startRecording(const std::string& name, std::int32_t remainingSamples) {
+  const Lock lock(mutex);
+  EmoRecordInfo& scope = _scopes[name];
+  scope.remainingSamples = remainingSamples;
+  scope.samples.clear();
+}
+
+std::pair<std::string, ZVEmotionRecorder::Samples> ZVEmotionRecorder::stopRecording(
+    const std::string& name) {
+  const Lock lock(mutex);
+  const auto found = _scopes.find(name);
+  if (found == _scopes.end()) return {"error", {}};
+  std::pair<std::string, Samples> result{labelOf(found->second.samples),
+                                         std::move(found->second.samples)};
+  _scopes.erase(found);
+  return result;
+}
+
+void ZVEmotionRecorder::update_notMutexed(const PersonState& state) {
+  const ku::SystemClock::time_point now = ku::SystemClock::now();
+  for (auto scope = _scopes.begin(); scope != _scopes.end();) {
+    EmoRecordInfo& info = scope->second;
+    if (info.remainingSamples == 0) {
+      scope = _scopes.erase(scope);
+      continue;
+    }
+    if (info.remainingSamples > 0) --info.remainingSamples;
+    info.samples.emplace_back(now, state);
+    ++scope;
+  }
+}
+
+bool ZVEmotionRecorder::hasAnOpenScope_notMutexed() const { return !_scopes.empty(); }
+
+}  // namespace ZV

@@ -1,0 +1,122 @@
+// The operations that move a state, and what decides how far.
+
+#include <algorithm>
+#include <boost/math/special_functions/erf.hpp>
+#include <boost/thread/lock_types.hpp>
+#include <cmath>
+
+#include "log_categories.hpp"
+#include "observation/age.hpp"
+#include "state/person_state_private.hpp"
+#include "state/ramp.hpp"
+
+namespace ZV {
+namespace {
+
+constexpr float okaoStrength = 0.175f;
+constexpr float distanceLimitMetres = 1.4f;
+constexpr float heightLimitMetres = 1.5f;
+constexpr float limitWidthMetres = 0.2f;
+constexpr float notVisibleStrength = 0.26f;
+constexpr float notVisibleConfidenceStrength = 0.7f;
+constexpr double oldObservationSeconds = 3.0;
+
+// The widest and the narrowest slope of a weight around its horizon, in 1/s (or 1/degree).
+constexpr float flattestSlope = 0.001f;
+constexpr float steepestSlope = 2.0f;
+constexpr float smallestWeight = 0.01f;
+
+// Double precision is prescribed; without this the error function would be worked out in long
+// double.
+using DoublePrecision = boost::math::policies::policy<boost::math::policies::promote_double<false>>;
+
+float pulled(float value, float target, float strength, float lowest, float highest) {
+  return std::clamp(value + (target - value) * strength, lowest, highest);
+}
+
+}  // namespace
+
+void PersonStatePrivate::_applyForceValence(float target, float strength,
+                                            std::string_view /*reason*/) {
+  const boost::unique_lock<boost::mutex> lock(locks.valence);
+  valence.value = pulled(valence.value, target, strength, -1.0f, 1.0f);
+  unsmoothedValence.value = pulled(unsmoothedValence.value, target, strength, -1.0f, 1.0f);
+}
+
+void PersonStatePrivate::_applyForceAttention(float target, float strength,
+                                              std::string_view /*reason*/) {
+  const boost::unique_lock<boost::mutex> lock(locks.attention);
+  attention.value = pulled(attention.value, target, strength, 0.0f, 1.0f);
+}
+
+void PersonStatePrivate::_applyForceValenceConfidence(float target, float strength,
+                                                      std::string_view /*reason*/) {
+  const boost::unique_lock<boost::mutex> lock(locks.valenceConfidence);
+  valence.confidence = pulled(valence.confidence, target, strength, 0.0f, 1.0f);
+  unsmoothedValence.confidence = pulled(unsmoothedValence.confidence, target, strength, 0.0f, 1.0f);
+}
+
+void PersonStatePrivate::_applyForceAttentionConfidence(float target, float strength,
+                                                        std::string_view /*reason*/) {
+  const boost::unique_lock<boost::mutex> lock(locks.attentionConfidence);
+  attention.confidence = pulled(attention.confidence, target, strength, 0.0f, 1.0f);
+}
+
+float PersonStatePrivate::_computeWeight(float x, float horizon) {
+  const float slope = std::clamp(2.0f / horizon, flattestSlope, steepestSlope);
+  const float scaled = (horizon - x) * slope;
+  const auto e =
+      static_cast<float>(boost::math::erf(static_cast<double>(scaled), DoublePrecision()));
+  return std::max(smallestWeight, (e + 1.0f) * 0.5f);
+}
+
+float PersonStatePrivate::_computeDampingFactor(float value, float x) {
+  return value / std::pow(x, 0.7f);
+}
+
+void PersonStatePrivate::_warnIfObservationOld(boost::chrono::milliseconds age,
+                                               std::string_view label) const {
+  const double seconds = static_cast<double>(age.count()) * 0.001;
+  if (!(seconds > oldObservationSeconds)) return;
+  ku::log::LogStream line(ku::log::Warning, "", "_warnIfObservationOld", 0,
+                          log_categories::emotionalstate);
+  line << "Processing old observation from " << seconds << " s ago";
+  if (!label.empty()) line << " of " << label;
+}
+
+void PersonStatePrivate::_handleOkaoLimitations(float distance, float height,
+                                                std::string_view which) {
+  using FallingRamp = Ramp<RampSlope::Falling, float, float>;
+  static const FallingRamp distanceRamp(distanceLimitMetres, limitWidthMetres, 1.0f);
+  static const FallingRamp heightRamp(heightLimitMetres, limitWidthMetres, 1.0f);
+  if (which != "attention") {
+    _applyForceValenceConfidence(distanceRamp(distance), okaoStrength, "Distance limitation");
+    _applyForceValenceConfidence(heightRamp(height), okaoStrength, "Height limitation");
+  }
+  if (which != "valence") {
+    _applyForceAttentionConfidence(distanceRamp(distance), okaoStrength, "Distance limitation");
+    _applyForceAttentionConfidence(heightRamp(height), okaoStrength, "Height limitation");
+  }
+}
+
+boost::chrono::milliseconds PersonStatePrivate::_lastTimeStampedObservationValence() const {
+  auto age = ageOf(smileTimestamp);
+  age = std::min(age, ageOf(expressionsTimestamp));
+  age = std::min(age, ageOf(voiceEmotionTimestamp));
+  age = std::min(age, ageOf(asrEmotionTimestamp));
+  return std::min(age, ageOf(touchEmotionTimestamp));
+}
+
+boost::chrono::milliseconds PersonStatePrivate::_lastTimeStampedObservationAttention() const {
+  const auto age = ageOf(headPostureTimestamp);
+  return std::min(age, ageOf(gazeTimestamp));
+}
+
+void PersonStatePrivate::_decreaseSinceNotSeen() {
+  _applyForceValence(0.0f, notVisibleStrength, "Not visible");
+  _applyForceValenceConfidence(0.0f, notVisibleConfidenceStrength, "Not visible");
+  _applyForceAttention(0.0f, notVisibleStrength, "Not visible");
+  _applyForceAttentionConfidence(0.0f, notVisibleConfidenceStrength, "Not visible");
+}
+
+}  // namespace ZV

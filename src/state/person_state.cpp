@@ -1,0 +1,111 @@
+#include "zv/person_state.hpp"
+
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <stdexcept>
+
+#include "state/person_state_private.hpp"
+
+namespace ZV {
+namespace {
+
+// In double precision, unlike the recorder's: the float nearest to 0.2 is above this boundary.
+int labelOf(float valence) {
+  if (static_cast<double>(valence) > 0.2) return 1;
+  if (static_cast<double>(valence) > -0.2) return 0;
+  return -1;
+}
+
+}  // namespace
+
+void PersonStatePrivate::_setValence(float value) {
+  valence.value = std::clamp(value, -1.0f, 1.0f);
+}
+
+void PersonStatePrivate::_setValenceConfidence(float value) {
+  valence.confidence = std::clamp(value, 0.0f, 1.0f);
+}
+
+void PersonStatePrivate::_setAttention(float value) {
+  attention.value = std::clamp(value, 0.0f, 1.0f);
+}
+
+void PersonStatePrivate::_setAttentionConfidence(float value) {
+  attention.confidence = std::clamp(value, 0.0f, 1.0f);
+}
+
+void PersonStatePrivate::_setUnsmoothedValence(float value) {
+  unsmoothedValence.value = std::clamp(value, -1.0f, 1.0f);
+}
+
+void PersonStatePrivate::_setUnsmoothedValenceConfidence(float value) {
+  unsmoothedValence.confidence = std::clamp(value, 0.0f, 1.0f);
+}
+
+PersonState::PersonState() : _state(boost::make_shared<PersonStatePrivate>()) {}
+
+PersonState::PersonState(float valence, float valenceConfidence, float attention,
+                         float attentionConfidence)
+    : PersonState() {
+  _state->_setValence(valence);
+  _state->_setValenceConfidence(valenceConfidence);
+  _state->_setAttention(attention);
+  _state->_setAttentionConfidence(attentionConfidence);
+}
+
+ValueConfidence<float> PersonState::personValence() const { return _state->valence; }
+
+ValueConfidence<float> PersonState::personAttention() const { return _state->attention; }
+
+ValueConfidence<int> PersonState::personValenceBinary() const {
+  return {labelOf(_state->valence.value), _state->valence.confidence};
+}
+
+ValueConfidence<int> PersonState::personUnsmoothedValenceBinary() const {
+  return {labelOf(_state->unsmoothedValence.value), _state->unsmoothedValence.confidence};
+}
+
+ValueConfidence<float> PersonState::personEmotion(PersonDescription description) const {
+  const ValueConfidence<float>& valence = _state->valence;
+  switch (description) {
+    case PersonDescription::Positivity:
+      // In this order of arguments a NaN gives 0.
+      return {std::max(0.0f, valence.value), valence.confidence};
+    case PersonDescription::Negativity:
+      return {valence.value < 0.0f ? -valence.value : 0.0f, valence.confidence};
+    case PersonDescription::Attention:
+      return _state->attention;
+  }
+  throw std::invalid_argument("Unknown emotional expression descriptor " +
+                              std::to_string(static_cast<int>(description)));
+}
+
+Smile PersonState::smile() const { return _state->smile; }
+
+Expressions PersonState::expressions() const { return _state->expressions; }
+
+Gaze PersonState::gaze() const { return _state->gaze; }
+
+HeadPosture PersonState::headAngles() const { return _state->headAngles; }
+
+float PersonState::headHeight() const { return _state->headHeight; }
+
+void PersonState::setFrequencyFace(float frequency) { _state->frequencyFace = frequency; }
+
+void PersonState::setFrequencyGaze(float frequency) { _state->frequencyGaze = frequency; }
+
+BodyLanguageState& PersonState::bodyLanguageState() { return _state->bodyLanguageState; }
+
+const BodyLanguageState& PersonState::bodyLanguageState() const {
+  return _state->bodyLanguageState;
+}
+
+void PersonState::_update(const PersonObservation& observation, const PersonMemory& memory) {
+  _state->__update(observation, memory);
+}
+
+void PersonState::decreaseSinceNotSeen() { _state->_decreaseSinceNotSeen(); }
+
+void PersonState::_setValence(float valence) { _state->_setValence(valence); }
+
+}  // namespace ZV

@@ -1,0 +1,128 @@
+#ifndef ZV_STATE_PERSON_STATE_PRIVATE_HPP
+#define ZV_STATE_PERSON_STATE_PRIVATE_HPP
+
+#include <boost/chrono/duration.hpp>
+#include <boost/thread/mutex.hpp>
+#include <ku/clock.hpp>
+#include <string_view>
+
+#include "zv/body_language_state.hpp"
+#include "zv/classification/mood_score.hpp"
+#include "zv/expressions.hpp"
+#include "zv/gaze.hpp"
+#include "zv/head_posture.hpp"
+#include "zv/smile.hpp"
+#include "zv/value_confidence.hpp"
+
+namespace ZV {
+
+class PersonMemory;
+struct PersonObservation;
+
+/// The emotional state of one person, and the estimator that moves it.
+///
+/// Every change is a force: a move of a fraction, the strength, of the distance to a target. Forces
+/// take the lock of the quantity they move, always innermost; the steps of an update take the
+/// observation lock around them.
+struct PersonStatePrivate {
+  static constexpr float binaryBoundaryPositive = 0.2f;
+  static constexpr float binaryBoundaryNegative = -0.2f;
+  static constexpr float binaryBoundaryConfidence = 0.4f;
+
+  /// The scores of the positive, neutral and negative mood, shared by all persons. They are made
+  /// when the library is loaded and never freed.
+  static const classification::LogregMoodScore* const _reg_pos;
+  static const classification::LogregMoodScore* const _reg_neu;
+  static const classification::LogregMoodScore* const _reg_neg;
+
+  /// One update cycle. See PersonState::_update.
+  void __update(const PersonObservation& observation, const PersonMemory& memory);
+  /// One cycle in which the person was not perceived.
+  void _decreaseSinceNotSeen();
+
+  void _applyForceValence(float target, float strength, std::string_view reason);
+  void _applyForceAttention(float target, float strength, std::string_view reason);
+  void _applyForceValenceConfidence(float target, float strength, std::string_view reason);
+  void _applyForceAttentionConfidence(float target, float strength, std::string_view reason);
+
+  /// The weight of something at `x`: near 1 well below the horizon, one half at it, 0.01 far beyond.
+  /// Throws std::domain_error for a NaN.
+  static float _computeWeight(float x, float horizon);
+  static float _computeDampingFactor(float value, float x);
+  /// Logs a warning when an observation is more than 3 s old.
+  void _warnIfObservationOld(boost::chrono::milliseconds age, std::string_view label) const;
+  /// Pulls confidences to what the face-analysis engine can know at a distance and a head height,
+  /// in metres: those of the valence, of the attention, or of both for any other `which`.
+  void _handleOkaoLimitations(float distance, float height, std::string_view which);
+  /// The time since the last observation that moved the valence; context emotions do not count.
+  boost::chrono::milliseconds _lastTimeStampedObservationValence() const;
+  boost::chrono::milliseconds _lastTimeStampedObservationAttention() const;
+
+  void _setValence(float value);
+  void _setValenceConfidence(float value);
+  void _setAttention(float value);
+  void _setAttentionConfidence(float value);
+  void _setUnsmoothedValence(float value);
+  void _setUnsmoothedValenceConfidence(float value);
+
+  /// Long before any observation, so that the first one counts as new.
+  static constexpr ku::SystemClock::time_point never{ku::SystemClock::duration(-1'000'000)};
+
+  BodyLanguageState bodyLanguageState;
+  ValueConfidence<float> valence{0.0f, 0.0f};
+  /// What the present cycle alone makes of a neutral start.
+  ValueConfidence<float> unsmoothedValence{0.0f, 0.0f};
+  ValueConfidence<float> attention{0.0f, 0.0f};
+  Smile smile;
+  Gaze gaze;
+  Expressions expressions;
+  float headHeight = 0.0f;
+  HeadPosture headAngles;
+  float frequencyGaze = 1000.0f;
+  float frequencyFace = 1000.0f;
+
+  // When the last sample that an update used was observed; decides what is new.
+  ku::SystemClock::time_point headPostureTimestamp = never;
+  ku::SystemClock::time_point smileTimestamp = never;
+  ku::SystemClock::time_point expressionsTimestamp = never;
+  ku::SystemClock::time_point voiceEmotionTimestamp = never;
+  ku::SystemClock::time_point asrEmotionTimestamp = never;
+  ku::SystemClock::time_point gazeTimestamp = never;
+  ku::SystemClock::time_point touchEmotionTimestamp = never;
+  ku::SystemClock::time_point contextEmotionTimestamp = never;
+
+  /// A copied state gets locks of its own.
+  struct Locks {
+    Locks() = default;
+    Locks(const Locks& /*other*/) : Locks() {}
+    Locks& operator=(const Locks&) = delete;
+
+    boost::mutex valence;
+    boost::mutex attention;
+    boost::mutex valenceConfidence;
+    boost::mutex attentionConfidence;
+    boost::mutex spare[4];  ///< in the record's layout, never taken
+    boost::mutex headHeight;
+    boost::mutex observation;
+  };
+  Locks locks;
+
+ private:
+  // The steps of an update. They tell whether they had input for what they move.
+  void pullByFacialPoints(const PersonMemory& memory);
+  bool takeNewFace(const PersonObservation& observation);
+  void classifyFace();
+  bool pullByHeadPosture(const PersonMemory& memory);
+  bool pullByGaze(const PersonMemory& memory);
+  bool pullByVoiceEmotion(const PersonObservation& observation);
+  bool pullByAsrEmotion(const PersonMemory& memory);
+  bool pullByTouchEmotion(const PersonMemory& memory);
+  bool pullByContextEmotion(const PersonMemory& memory);
+  void closeValence(bool seen, const PersonObservation& observation);
+  void closeAttention(bool seen, const PersonObservation& observation);
+  void limitBySensor(const PersonObservation& observation, std::string_view which);
+};
+
+}  // namespace ZV
+
+#endif

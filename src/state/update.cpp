@@ -1,0 +1,297 @@
+// One update cycle of a state, step by step.
+
+#include <boost/thread/lock_types.hpp>
+#include <cmath>
+#include <stdexcept>
+#include <vector>
+
+#include "memory/person_memory_private.hpp"
+#include "observation/age.hpp"
+#include "state/person_state_private.hpp"
+#include "zv/classification/mood_classifier.hpp"
+#include "zv/person_memory.hpp"
+#include "zv/person_observation.hpp"
+
+namespace ZV {
+namespace {
+
+// Horizons: where the weight of a sample is one half.
+constexpr float facialPointsHorizonSeconds = 3.0f;
+constexpr float headPostureHorizonSeconds = 2.0f;
+constexpr float gazeHorizonSeconds = 2.0f;
+constexpr float asrEmotionHorizonSeconds = 4.0f;
+constexpr float touchEmotionHorizonSeconds = 4.0f;
+constexpr float noObservationHorizonSeconds = 2.5f;
+constexpr float headAnglesHorizonDegrees = 15.0f;
+constexpr float gazeHorizonDegrees = 20.0f;
+
+// Strengths: the fraction of the way to its target that a force goes.
+constexpr float facialPointsStrength = 0.7f;
+constexpr float observationStrength = 0.65f;
+constexpr float winnerUnknownStrength = 0.5f;
+constexpr float bodyLanguageStrength = 0.065f;
+constexpr float attentionConfidenceStrength = 0.35f;
+constexpr float voiceEmotionStrength = 0.7f;
+constexpr float noObservationConfidenceStrength = 0.7f;
+
+using Lock = boost::unique_lock<boost::mutex>;
+
+float ageWeight(ku::SystemClock::time_point timestamp, float horizonSeconds) {
+  return PersonStatePrivate::_computeWeight(inSeconds(ageOf(timestamp)), horizonSeconds);
+}
+
+// How strongly a quantity without input is pulled to rest: the more so, the longer it has had none.
+float restingStrength(boost::chrono::milliseconds sinceLastObservation) {
+  const float weight =
+      sinceLastObservation.count() > 0
+          ? PersonStatePrivate::_computeWeight(inSeconds(sinceLastObservation),
+                                               noObservationHorizonSeconds)
+          : 0.0f;
+  return (1.0f - weight) * observationStrength;
+}
+
+// A step on head postures or gazes fails with this type of exception, whatever failed in it.
+template <typename Step>
+bool failingAsRuntimeError(Step step) {
+  try {
+    return step();
+  } catch (const std::exception& error) {
+    throw std::runtime_error(error.what());
+  }
+}
+
+}  // namespace
+
+void PersonStatePrivate::__update(const PersonObservation& observation,
+                                  const PersonMemory& memory) {
+  smile = Smile();
+  expressions = Expressions();
+  // These two stay zero: what they would hold is only used on the way to a force.
+  gaze = Gaze();
+  headAngles = HeadPosture();
+  headHeight = 0.0f;
+  unsmoothedValence = {0.0f, 0.0f};
+
+  bool valenceSeen = false;
+  bool attentionSeen = false;
+  pullByFacialPoints(memory);
+  if (takeNewFace(observation)) {
+    valenceSeen = true;
+    classifyFace();
+  }
+  attentionSeen |= failingAsRuntimeError([&] { return pullByHeadPosture(memory); });
+  attentionSeen |= failingAsRuntimeError([&] { return pullByGaze(memory); });
+  valenceSeen |= pullByVoiceEmotion(observation);
+  valenceSeen |= pullByAsrEmotion(memory);
+  valenceSeen |= pullByTouchEmotion(memory);
+  valenceSeen |= pullByContextEmotion(memory);
+  closeValence(valenceSeen, observation);
+  closeAttention(attentionSeen, observation);
+}
+
+void PersonStatePrivate::pullByFacialPoints(const PersonMemory& memory) {
+  const Lock lock(locks.observation);
+  auto& channel = memory._record().facialPoints;
+  if (channel.size() == 0) return;
+  float numerator = 0.0f;
+  float denominator = 0.0f;
+  for (const auto& sample : channel.entries()) {
+    const float weight = ageWeight(sample.timestamp, facialPointsHorizonSeconds);
+    numerator += sample.value.globalConfidence() * weight;
+    denominator += weight;
+  }
+  float meanConfidence = numerator / denominator;
+  if (meanConfidence < 0.0f) meanConfidence = 0.0f;
+  const float freshness = ageWeight(channel.youngest().timestamp, facialPointsHorizonSeconds);
+  const float target = meanConfidence * freshness;
+  _applyForceValenceConfidence(target, facialPointsStrength, "Points confidence");
+  _applyForceAttentionConfidence(target, facialPointsStrength, "Points confidence");
+}
+
+bool PersonStatePrivate::takeNewFace(const PersonObservation& observation) {
+  bool isNew = false;
+  {
+    const Lock lock(locks.observation);
+    if (observation.smile && observation.smile->timestamp != smileTimestamp) {
+      smileTimestamp = observation.smile->timestamp;
+      smile = observation.smile->value;
+      isNew = true;
+    }
+  }
+  {
+    const Lock lock(locks.observation);
+    if (observation.expressions && observation.expressions->timestamp != expressionsTimestamp) {
+      expressionsTimestamp = observation.expressions->timestamp;
+      expressions = observation.expressions->value;
+      isNew = true;
+    }
+  }
+  return isNew;
+}
+
+void PersonStatePrivate::classifyFace() {
+  try {
+    // No margin: the winner only has to lead.
+    static const classification::ArgmaxClassifierType argMax(0.0f);
+    std::vector<classification::MoodClass> classes = {
+        {"positive", 1, *_reg_pos}, {"neutral", 0, *_reg_neu}, {"negative", -1, *_reg_neg}};
+    const ValueConfidence<float> seenSmile = smile.smile();
+    const std::vector<float> features = {
+        seenSmile.value * seenSmile.confidence, expressions.calm.value, expressions.joy.value,
+        expressions.anger.value, expressions.sorrow.value};
+    for (auto& candidate : classes) candidate.calculateScore(features);
+    const auto& winner = classification::MoodClassifier(argMax).classify(classes);
+    _applyForceValence(static_cast<float>(winner.id), observationStrength, "Face characteristics");
+  } catch (const std::exception&) {
+    _applyForceValenceConfidence(0.0f, winnerUnknownStrength, "Winner unknown");
+  }
+}
+
+bool PersonStatePrivate::pullByHeadPosture(const PersonMemory& memory) {
+  const Lock lock(locks.observation);
+  auto& channel = memory._record().headPosture;
+  if (channel.size() == 0) {
+    _applyForceAttentionConfidence(0.0f, attentionConfidenceStrength, "No observation");
+    return false;
+  }
+  headPostureTimestamp = channel.youngest().timestamp;
+  const float ease = bodyLanguageState.bodyLanguageState(BodyLanguageDescription::Ease).level;
+  _applyForceValence(ease, bodyLanguageStrength, "Body Language");
+  float yaw = 0.0f;
+  float pitch = 0.0f;
+  float weights = 0.0f;
+  for (const auto& sample : channel.entries()) {
+    const float weight = ageWeight(sample.timestamp, headPostureHorizonSeconds);
+    yaw += sample.value.yaw() * weight;
+    pitch += sample.value.pitch() * weight;
+    weights += weight;
+  }
+  // A head turned sideways counts twice as much as a nod.
+  const float sideways = 2.0f * (yaw / weights) / 3.0f;
+  const float upwards = (pitch / weights) / 3.0f;
+  const auto angle = static_cast<float>(
+      std::sqrt(static_cast<double>(sideways * sideways + upwards * upwards)));
+  _applyForceAttention(_computeWeight(angle, headAnglesHorizonDegrees), observationStrength,
+                       "Head Angles");
+  _applyForceAttentionConfidence(1.0f, attentionConfidenceStrength, "Observation");
+  return true;
+}
+
+bool PersonStatePrivate::pullByGaze(const PersonMemory& memory) {
+  const Lock lock(locks.observation);
+  auto& channel = memory._record().gaze;
+  if (channel.size() == 0) {
+    _applyForceAttentionConfidence(0.0f, attentionConfidenceStrength, "No observation");
+    return false;
+  }
+  float yaw = 0.0f;
+  float pitch = 0.0f;
+  float weights = 0.0f;
+  for (const auto& sample : channel.entries()) {
+    const float weight = ageWeight(sample.timestamp, gazeHorizonSeconds);
+    yaw += sample.value.yaw * weight;
+    pitch += sample.value.pitch * weight;
+    weights += weight;
+  }
+  const float meanYaw = yaw / weights;
+  const float meanPitch = pitch / weights;
+  const auto angle =
+      static_cast<float>(std::sqrt(static_cast<double>(meanYaw * meanYaw + meanPitch * meanPitch)));
+  _applyForceAttention(_computeWeight(angle, gazeHorizonDegrees), observationStrength,
+                       "Gaze Direction");
+  _applyForceAttentionConfidence(1.0f, attentionConfidenceStrength, "Observation");
+  gazeTimestamp = channel.youngest().timestamp;
+  return true;
+}
+
+bool PersonStatePrivate::pullByVoiceEmotion(const PersonObservation& observation) {
+  const auto& voice = observation.voiceEmotion;
+  if (!voice || voice->timestamp == voiceEmotionTimestamp) return false;
+  voiceEmotionTimestamp = voice->timestamp;
+  _warnIfObservationOld(ageOf(voice->timestamp), "Voice Emotion");
+  const auto pull = [this](float target, const ValueConfidence<float>& emotion) {
+    _applyForceValence(target, emotion.value * voiceEmotionStrength * observationStrength,
+                       "Voice emotion");
+  };
+  pull(0.0f, voice->value.calm());
+  pull(-1.0f, voice->value.anger());
+  pull(1.0f, voice->value.joy());
+  // Sorrow pulls half-way to the negative end only.
+  pull(-0.5f, voice->value.sorrow());
+  return true;
+}
+
+// The next three apply a force for every sample that is remembered, new or not: a sample keeps
+// pushing, with decreasing weight, for as long as the memory keeps it.
+
+bool PersonStatePrivate::pullByAsrEmotion(const PersonMemory& memory) {
+  const Lock lock(locks.observation);
+  auto& channel = memory._record().asrEmotion;
+  if (channel.size() == 0) return false;
+  asrEmotionTimestamp = channel.youngest().timestamp;
+  for (const auto& sample : channel.entries()) {
+    const float weight = ageWeight(sample.timestamp, asrEmotionHorizonSeconds);
+    _applyForceValence(sample.value >= 0.0f ? 1.0f : -1.0f, weight * observationStrength,
+                       "Asr emotion");
+  }
+  return true;
+}
+
+bool PersonStatePrivate::pullByTouchEmotion(const PersonMemory& memory) {
+  const Lock lock(locks.observation);
+  auto& channel = memory._record().touchEmotion;
+  if (channel.size() == 0) return false;
+  touchEmotionTimestamp = channel.youngest().timestamp;
+  for (const auto& sample : channel.entries()) {
+    const float weight = ageWeight(sample.timestamp, touchEmotionHorizonSeconds);
+    if (sample.value == 0) continue;
+    _applyForceValence(sample.value > 0 ? 1.0f : -1.0f, weight * observationStrength,
+                       "Touch emotion");
+  }
+  return true;
+}
+
+bool PersonStatePrivate::pullByContextEmotion(const PersonMemory& memory) {
+  const Lock lock(locks.observation);
+  auto& channel = memory._record().contextEmotion;
+  if (channel.size() == 0) return false;
+  contextEmotionTimestamp = channel.youngest().timestamp;
+  for (const auto& sample : channel.entries()) {
+    const float weight = ageWeight(sample.timestamp, sample.value.duration);
+    _applyForceValence(static_cast<float>(sample.value.emotion), weight * observationStrength,
+                       "Context emotion");
+  }
+  return true;
+}
+
+void PersonStatePrivate::closeValence(bool seen, const PersonObservation& observation) {
+  if (seen) {
+    limitBySensor(observation, "valence");
+    return;
+  }
+  _applyForceValence(0.0f, restingStrength(_lastTimeStampedObservationValence()),
+                     "No observation");
+  _applyForceValenceConfidence(0.0f, noObservationConfidenceStrength, "No observation");
+}
+
+void PersonStatePrivate::closeAttention(bool seen, const PersonObservation& observation) {
+  if (seen) {
+    limitBySensor(observation, "attention");
+    return;
+  }
+  _applyForceAttention(0.0f, restingStrength(_lastTimeStampedObservationAttention()),
+                       "No observation");
+  _applyForceAttentionConfidence(0.0f, noObservationConfidenceStrength, "No observation");
+}
+
+void PersonStatePrivate::limitBySensor(const PersonObservation& observation,
+                                       std::string_view which) {
+  if (observation.height) {
+    const Lock lock(locks.headHeight);
+    headHeight = observation.height->value;
+  }
+  const float distance = observation.distance ? observation.distance->value : 0.0f;
+  _handleOkaoLimitations(distance, headHeight, which);
+}
+
+}  // namespace ZV

@@ -1,0 +1,509 @@
+#!/usr/bin/env python3
+"""Recalculates what `zorvel replay RECORDING` writes, sharing no code with the library.
+
+`--output` writes timeline.csv, scopes.csv and ambiance.csv into a folder; `--compare` checks those
+that the tool has written there. The recording is taken to be valid. All arithmetic is in 32-bit
+floats, rounded after each operation, except where a comment says double.
+"""
+
+import argparse
+import csv
+import ctypes
+import functools
+import itertools
+import json
+import math
+import struct
+import sys
+from pathlib import Path
+
+libm = ctypes.CDLL("libm.so.6")
+libm.tanhf.argtypes, libm.tanhf.restype = [ctypes.c_float], ctypes.c_float
+# Unlike math.exp, this one overflows to infinity.
+libm.exp.argtypes, libm.exp.restype = [ctypes.c_double], ctypes.c_double
+
+
+def single(number):
+    return ctypes.c_float(number).value
+
+
+MAX_AGE_MS = {"facialPoints": 7000, "headPosture": 7000, "gaze": 7000, "asrEmotion": 7000,
+              "touchEmotion": 7000, "contextEmotion": 20000}
+VALENCE_INPUTS = ("smile", "expressions", "voiceEmotion", "asrEmotion", "touchEmotion")
+ATTENTION_INPUTS = ("headPosture", "gaze")
+NEVER_NS = -1_000_000
+POINT_SUMMATION_ORDER = (0, 3, 4, 1, 5, 6, 2, 7, 8, 11, 9, 10)
+POSTURE_BOUNDARY_DEGREES = 6.0
+
+FACIAL_POINTS_HORIZON_SECONDS = 3.0
+HEAD_AND_GAZE_HORIZON_SECONDS = 2.0
+SPEECH_AND_TOUCH_HORIZON_SECONDS = 4.0
+LAST_INPUT_HORIZON_SECONDS = 2.5
+HEAD_HORIZON_DEGREES = 15.0
+GAZE_HORIZON_DEGREES = 20.0
+
+VALUE_STRENGTH = single(0.65)
+BODY_LANGUAGE_STRENGTH = single(0.065)
+CONFIDENCE_STRENGTH = single(0.7)
+NO_WINNER_STRENGTH = 0.5
+PRESENCE_STRENGTH = single(0.35)
+LIMITATION_STRENGTH = single(0.175)
+NOT_SEEN_VALUE_STRENGTH = single(0.26)
+VOICE_FACTOR = single(0.7)
+
+LIMITATIONS = (("distance", single(1.4)), ("height", single(1.5)))  # metres
+LIMITATION_WIDTH_METRES = single(0.2)
+
+# Valence of the mood, weights of smile, calm, joy, anger and sorrow, intercept.
+MOODS = [
+    (valence, [single(weight) for weight in weights], single(intercept))
+    for valence, weights, intercept in (
+        (1.0, (2.38828954219, -3.15291359475, 6.85025791269, -1.41616331546, -0.395405045619),
+         -0.9510546),
+        (0.0, (2.939970882, 5.47256141157, -6.78930233561, -1.49980029085, -1.0211854597),
+         -0.86178476),
+        (-1.0, (-5.80814485571, -4.06000541074, -3.21490518458, 2.53144329703, 1.6637735194),
+         -0.50614434),
+    )
+]
+
+
+def from_json(number):
+    return single(float(number))
+
+
+def divide(dividend, divisor):
+    """Division of floats, by zero too."""
+    if divisor != 0.0:
+        return single(dividend / divisor)
+    if dividend == 0.0 or math.isnan(dividend):
+        return math.nan
+    return math.copysign(math.inf, dividend) * math.copysign(1.0, divisor)
+
+
+def clamp(number, lowest, highest):
+    if number < lowest:
+        return lowest
+    return highest if number > highest else number
+
+
+def age_ms(now, time):
+    elapsed_ns = now - time
+    return elapsed_ns // 1_000_000 if elapsed_ns >= 0 else -(-elapsed_ns // 1_000_000)
+
+
+def seconds(age):
+    return single(single(age) * single(0.001))
+
+
+def weight(distance, horizon):
+    slope = clamp(divide(2.0, horizon), single(0.001), 2.0)
+    argument = single(single(horizon - distance) * slope)
+    error_function = single(math.erf(argument))  # double inside
+    return max(single(0.01), single(single(error_function + 1.0) * 0.5))
+
+
+@functools.lru_cache(maxsize=100_000)
+def age_weight(age, horizon):
+    return weight(seconds(age), horizon)
+
+
+def weighted_mean(values, weights):
+    numerator = denominator = 0.0
+    for value, sample_weight in zip(values, weights):
+        numerator = single(numerator + single(value * sample_weight))
+        denominator = single(denominator + sample_weight)
+    return single(numerator / denominator)
+
+
+def falling_ramp(position, center, width):
+    gain = single(4.0 / width)
+    tangent = libm.tanhf(single(single(position - center) * gain))
+    return single(single(1.0 - tangent) * 0.5)
+
+
+def mood_score(features, weights, intercept):
+    total = 0.0
+    for feature, coefficient in zip(features, weights):
+        total = single(total + single(coefficient * feature))
+    return single(1.0 / (1.0 + libm.exp(-single(total + intercept))))  # double logistic
+
+
+def classify_mood(features):
+    """The valence of the mood with the highest score, None without a clear winner."""
+    ranking = [(mood_score(features, weights, intercept), valence)
+               for valence, weights, intercept in MOODS]
+    ranking.sort(key=lambda entry: entry[0], reverse=True)
+    return ranking[0][1] if single(ranking[0][0] - ranking[1][0]) > 0.0 else None
+
+
+def ternary_label(valence):
+    # In double: the float nearest to 0.2 is above 0.2.
+    if valence > 0.2:
+        return 1
+    return 0 if valence > -0.2 else -1
+
+
+def expression_value(expressions, name):
+    return from_json(expressions[name]["value"]) if name in expressions else 0.0
+
+
+def global_confidence(facial_points):
+    confidences = {int(point["point"]): from_json(point["confidence"])
+                   for point in facial_points["points"]}
+    total = 0.0
+    for point in POINT_SUMMATION_ORDER:
+        total = single(total + confidences.get(point, 0.0))
+    return single(total / 12.0)
+
+
+def yaw_and_pitch(reading):
+    return from_json(reading["yaw"]), from_json(reading["pitch"])
+
+
+CHANNEL_VALUE = {
+    "facialPoints": global_confidence,
+    "headPosture": yaw_and_pitch,
+    "gaze": yaw_and_pitch,
+    "asrEmotion": lambda reading: from_json(reading["value"]),
+    "touchEmotion": lambda reading: int(reading["value"]),
+    "contextEmotion": lambda reading: (single(int(reading["emotion"])),
+                                       from_json(reading["duration"])),
+}
+
+
+def reading_time(observation, field):
+    return int(observation[field].get("time", observation["time"]))
+
+
+def posture_ease(yaw, pitch):
+    if pitch >= POSTURE_BOUNDARY_DEGREES:
+        return -0.5
+    if pitch <= -POSTURE_BOUNDARY_DEGREES:
+        return 0.5
+    if yaw <= -POSTURE_BOUNDARY_DEGREES:
+        return -0.5
+    return 0.5 if yaw >= POSTURE_BOUNDARY_DEGREES else 0.0
+
+
+class Person:
+    def __init__(self):
+        self.state = dict.fromkeys(
+            ("valence", "valence_confidence", "cycle_valence", "cycle_valence_confidence",
+             "attention", "attention_confidence", "ease", "ease_confidence"), 0.0)
+        self.memory = {channel: [] for channel in MAX_AGE_MS}  # (time, value), youngest first
+        self.last_used = dict.fromkeys(VALENCE_INPUTS + ATTENTION_INPUTS, NEVER_NS)
+        self.scopes = {}
+
+    def pull(self, quantity, target, strength):
+        """Moves a quantity, and its value of this cycle alone, a part of the way to a target."""
+        lowest = -1.0 if quantity == "valence" else 0.0
+        for name in (quantity, "cycle_" + quantity):
+            if name in self.state:
+                way = single(target - self.state[name])
+                moved = single(self.state[name] + single(way * strength))
+                self.state[name] = clamp(moved, lowest, 1.0)
+
+    def remember(self, observation, now):
+        for channel, samples in self.memory.items():
+            if channel in observation:
+                time = reading_time(observation, channel)
+                position = 0
+                while position < len(samples) and samples[position][0] > time:
+                    position += 1
+                if position == len(samples) or samples[position][0] != time:
+                    value = CHANNEL_VALUE[channel](observation[channel])
+                    samples.insert(position, (time, value))
+            self.memory[channel] = [sample for sample in samples
+                                    if age_ms(now, sample[0]) <= MAX_AGE_MS[channel]]
+
+    def samples(self, channel, now):
+        """Ages and values of a channel; its youngest sample counts as used."""
+        if not self.memory[channel]:
+            return (), ()
+        times, values = zip(*self.memory[channel])
+        if channel in self.last_used:
+            self.last_used[channel] = times[0]
+        return [age_ms(now, time) for time in times], values
+
+    def new_reading(self, observation, field):
+        if field not in observation or reading_time(observation, field) == self.last_used[field]:
+            return None
+        self.last_used[field] = reading_time(observation, field)
+        return observation[field]
+
+    def observe(self, observation, now):
+        self.remember(observation, now)
+        postures = self.memory["headPosture"]
+        if postures:
+            self.state["ease"] = single(sum(posture_ease(*p) for _, p in postures) / len(postures))
+            self.state["ease_confidence"] = 0.5
+        self.state["cycle_valence"] = self.state["cycle_valence_confidence"] = 0.0
+        self.apply_facial_points(now)
+        face_seen = self.apply_face(observation)
+        if postures:
+            self.pull("valence", self.state["ease"], BODY_LANGUAGE_STRENGTH)
+        head_seen = self.apply_direction("headPosture", HEAD_HORIZON_DEGREES, now)
+        gaze_seen = self.apply_direction("gaze", GAZE_HORIZON_DEGREES, now)
+        voice_seen = self.apply_voice(observation)
+        emotion_seen = self.apply_remembered_emotions(now)
+        valence_seen = face_seen or voice_seen or emotion_seen
+        self.close("valence", VALENCE_INPUTS, valence_seen, observation, now)
+        self.close("attention", ATTENTION_INPUTS, head_seen or gaze_seen, observation, now)
+
+    def apply_facial_points(self, now):
+        ages, confidences = self.samples("facialPoints", now)
+        if ages:
+            weights = [age_weight(age, FACIAL_POINTS_HORIZON_SECONDS) for age in ages]
+            mean = weighted_mean(confidences, weights)
+            target = single((0.0 if mean < 0.0 else mean) * weights[0])
+            self.pull("valence_confidence", target, CONFIDENCE_STRENGTH)
+            self.pull("attention_confidence", target, CONFIDENCE_STRENGTH)
+
+    def apply_face(self, observation):
+        smile = self.new_reading(observation, "smile")
+        expressions = self.new_reading(observation, "expressions")
+        if smile is None and expressions is None:
+            return False
+        # A reading that is not new counts as zero, not as its last value.
+        features = [0.0 if smile is None else
+                    single(from_json(smile["value"]) * from_json(smile["confidence"]))]
+        features += [expression_value(expressions or {}, name)
+                     for name in ("calm", "joy", "anger", "sorrow")]
+        mood = classify_mood(features)
+        if mood is None:
+            self.pull("valence_confidence", 0.0, NO_WINNER_STRENGTH)
+        else:
+            self.pull("valence", mood, VALUE_STRENGTH)
+        return True
+
+    def apply_direction(self, channel, horizon_degrees, now):
+        ages, angles = self.samples(channel, now)
+        if ages:
+            weights = [age_weight(age, HEAD_AND_GAZE_HORIZON_SECONDS) for age in ages]
+            yaw, pitch = (weighted_mean(component, weights) for component in zip(*angles))
+            if channel == "headPosture":
+                yaw, pitch = single(single(2.0 * yaw) / 3.0), single(pitch / 3.0)
+            squares = single(single(yaw * yaw) + single(pitch * pitch))
+            deviation = single(math.sqrt(squares))  # double inside
+            self.pull("attention", weight(deviation, horizon_degrees), VALUE_STRENGTH)
+        self.pull("attention_confidence", 1.0 if ages else 0.0, PRESENCE_STRENGTH)
+        return bool(ages)
+
+    def apply_voice(self, observation):
+        voice = self.new_reading(observation, "voiceEmotion")
+        if voice is None:
+            return False
+        for name, target in (("calm", 0.0), ("anger", -1.0), ("joy", 1.0), ("sorrow", -0.5)):
+            strength = single(single(expression_value(voice, name) * VOICE_FACTOR) * VALUE_STRENGTH)
+            self.pull("valence", target, strength)
+        return True
+
+    def apply_remembered_emotions(self, now):
+        pulls = []
+        for age, sentiment in zip(*self.samples("asrEmotion", now)):
+            target = 1.0 if sentiment >= 0.0 else -1.0
+            pulls.append((target, age_weight(age, SPEECH_AND_TOUCH_HORIZON_SECONDS)))
+        for age, touch in zip(*self.samples("touchEmotion", now)):
+            target = None if touch == 0 else math.copysign(1.0, touch)
+            pulls.append((target, age_weight(age, SPEECH_AND_TOUCH_HORIZON_SECONDS)))
+        for age, (emotion, duration) in zip(*self.samples("contextEmotion", now)):
+            pulls.append((emotion, weight(seconds(age), duration)))
+        for target, sample_weight in pulls:
+            if target is not None:
+                self.pull("valence", target, single(sample_weight * VALUE_STRENGTH))
+        return bool(pulls)
+
+    def close(self, quantity, inputs, seen, observation, now):
+        """Lowers the confidence of a face too far away or too high, or lets an unseen one rest."""
+        if seen:
+            for field, limit_metres in LIMITATIONS:
+                metres = from_json(observation[field]["value"]) if field in observation else 0.0
+                target = falling_ramp(metres, limit_metres, LIMITATION_WIDTH_METRES)
+                self.pull(quantity + "_confidence", target, LIMITATION_STRENGTH)
+            return
+        age = min(age_ms(now, self.last_used[field]) for field in inputs)
+        freshness = age_weight(age, LAST_INPUT_HORIZON_SECONDS) if age > 0 else 0.0
+        self.pull(quantity, 0.0, single(single(1.0 - freshness) * VALUE_STRENGTH))
+        self.pull(quantity + "_confidence", 0.0, CONFIDENCE_STRENGTH)
+
+    def not_seen(self):
+        for quantity in ("valence", "attention"):
+            self.pull(quantity, 0.0, NOT_SEEN_VALUE_STRENGTH)
+            self.pull(quantity + "_confidence", 0.0, CONFIDENCE_STRENGTH)
+
+    def record_sample(self):
+        for name, scope in list(self.scopes.items()):
+            if scope["remaining"] == 0:
+                del self.scopes[name]
+                continue
+            if scope["remaining"] > 0:
+                scope["remaining"] -= 1
+            scope["samples"].append((self.state["valence"], self.state["valence_confidence"]))
+
+    def timeline_row(self):
+        state = self.state
+        return [state["valence"], state["valence_confidence"], ternary_label(state["valence"]),
+                ternary_label(state["cycle_valence"]), state["cycle_valence_confidence"],
+                state["attention"], state["attention_confidence"],
+                state["ease"], state["ease_confidence"]]
+
+
+def scope_label(samples):
+    weighted_sum = confidence_sum = 0.0
+    for valence, confidence in samples:
+        positivity = valence if valence > 0.0 else 0.0
+        negativity = -valence if valence < 0.0 else 0.0
+        product = single(single(positivity - negativity) * confidence)
+        weighted_sum = single(weighted_sum + product)
+        confidence_sum = single(confidence_sum + confidence)
+    mean_valence = divide(weighted_sum, confidence_sum)
+    if divide(confidence_sum, single(len(samples))) < single(0.4):
+        return "unknown"
+    if mean_valence > single(0.2):
+        return "positive"
+    return "negative" if mean_valence < single(-0.2) else "neutral"
+
+
+class Ambiance:
+    def __init__(self):
+        self.agitation = self.calm = self.movements = 0.0
+
+    def movement(self):
+        self.movements = single(self.movements + 1.0)
+
+    def activity(self, value):
+        factor = single(0.2)
+        scaled = single(value * 10.0)
+        blended = single(single(single(scaled - self.agitation) * factor) + self.agitation)
+        level = single(single(single(self.movements / 5.0) * factor) + blended)
+        self.agitation = min(1.0, level if level > 0.0 else 0.0)
+        self.calm = single(1.0 - self.agitation)
+        self.movements = 0.0
+
+
+COLUMNS = {
+    "timeline.csv": ["time", "person", "valence", "valence_confidence", "mood", "cycle_mood",
+                     "cycle_mood_confidence", "attention", "attention_confidence", "ease",
+                     "ease_confidence"],
+    "scopes.csv": ["time", "person", "scope", "label", "samples"],
+    "ambiance.csv": ["time", "agitation", "calm"],
+}
+
+
+def replay(recording):
+    tables = {name: [columns] for name, columns in COLUMNS.items()}
+    persons, ambiance, now = {}, Ambiance(), -2**62
+    for text in recording:
+        if not text.strip():
+            continue
+        # Integers stay text, so that each key reads its own type: -0 as a float keeps its sign.
+        line = json.loads(text, parse_int=str)
+        event = line["event"]
+        if event == "header":
+            continue
+        now = max(now, int(line["time"]))
+        if event == "movement":
+            ambiance.movement()
+            continue
+        if event == "activity":
+            ambiance.activity(from_json(line["value"]))
+            tables["ambiance.csv"].append([now, ambiance.agitation, ambiance.calm])
+            continue
+        person_id = int(line["person"])
+        if event == "remove":
+            persons.pop(person_id, None)
+        elif event == "stop_recording":
+            scopes = persons[person_id].scopes if person_id in persons else {}
+            scope = scopes.pop(line["scope"], None)
+            samples = scope["samples"] if scope else []
+            label = scope_label(samples) if scope else "error"
+            tables["scopes.csv"].append([now, person_id, line["scope"], label, len(samples)])
+        else:
+            person = persons.setdefault(person_id, Person())
+            if event == "start_recording":
+                remaining = int(line.get("samples", -1))
+                person.scopes[line["scope"]] = {"remaining": remaining, "samples": []}
+                continue
+            if event == "observation":
+                person.observe(line, now)
+            else:
+                person.not_seen()
+            person.record_sample()
+            tables["timeline.csv"].append([now, person_id, *person.timeline_row()])
+    return tables
+
+
+def as_text(cell):
+    return f"{cell:.9g}" if isinstance(cell, float) else str(cell)
+
+
+def write(tables, folder):
+    folder.mkdir(parents=True, exist_ok=True)
+    for name, rows in tables.items():
+        with open(folder / name, "w", encoding="utf-8", newline="") as file:
+            csv.writer(file, lineterminator="\n").writerows(map(as_text, row) for row in rows)
+
+
+def ulps_between(expected, text):
+    """Units in the last place between a 32-bit float and a written one."""
+    try:
+        written = single(float(text))
+    except ValueError:
+        return math.inf
+    if not (math.isfinite(expected) and math.isfinite(written)):
+        both_nan = math.isnan(expected) and math.isnan(written)
+        return 0 if both_nan or expected == written else math.inf
+    ranks = [int(math.copysign(struct.unpack("<I", struct.pack("<f", abs(number)))[0], number))
+             for number in (expected, written)]
+    return abs(ranks[0] - ranks[1])
+
+
+def compare(tables, folder, tolerance):
+    """Whether the files agree; rows are counted from the header, which is row 1."""
+    differences, largest = [], 0
+    for name, rows in tables.items():
+        with open(folder / name, encoding="utf-8", newline="") as file:
+            pairs = itertools.zip_longest(rows, csv.reader(file))
+            for number, (expected, written) in enumerate(pairs, 1):
+                if expected is None or written is None:
+                    differences.append(
+                        f"{name}: row {number}: {'extra' if expected is None else 'missing'}")
+                    continue
+                cells = itertools.zip_longest(COLUMNS[name], expected, written, fillvalue="")
+                for column, expected_cell, written_cell in cells:
+                    if isinstance(expected_cell, float):
+                        ulps = ulps_between(expected_cell, written_cell)
+                        largest = max(largest, ulps)
+                        same = ulps <= tolerance
+                    else:
+                        same = as_text(expected_cell) == written_cell
+                    if not same:
+                        differences.append(f"{name}: row {number}: {column}: recalculated "
+                                           f"{as_text(expected_cell)}, written {written_cell}")
+    for difference in differences[:20]:
+        print(difference)
+    counts = ", ".join(f"{name} {len(rows) - 1} rows" for name, rows in tables.items())
+    print(f"{counts}; largest difference {largest} ulps; {len(differences)} differences")
+    return not differences
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("recording", type=Path)
+    action = parser.add_mutually_exclusive_group(required=True)
+    action.add_argument("--output", type=Path, metavar="DIR", help="write the files into DIR")
+    action.add_argument("--compare", type=Path, metavar="DIR", help="check the files in DIR")
+    parser.add_argument("--ulps", type=int, default=4, metavar="N",
+                        help="largest accepted difference of a float (default: %(default)s)")
+    arguments = parser.parse_args()
+    with open(arguments.recording, encoding="utf-8", newline="\n") as recording:
+        tables = replay(recording)
+    if arguments.compare:
+        return 0 if compare(tables, arguments.compare, arguments.ulps) else 1
+    write(tables, arguments.output)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,16 @@
+#ifndef ZORVEL_TOOL_COMMANDS_HPP
+#define ZORVEL_TOOL_COMMANDS_HPP
+
+#include <CLI/CLI.hpp>
+
+namespace zorvel {
+
+// Each adds one subcommand, which runs when the command line is parsed. It reports by throwing: see
+// failure.hpp and interrupt.hpp.
+
+void addReplay(CLI::App& tool);
+void addTypes(CLI::App& tool);
+
+}  // namespace zorvel
+
+#endif

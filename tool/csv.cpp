@@ -1,0 +1,97 @@
+#include "csv.hpp"
+
+#include <cmath>
+#include <iterator>
+#include <string_view>
+
+#include "failure.hpp"
+
+namespace zorvel {
+namespace {
+
+const std::filesystem::path& made(const std::filesystem::path& folder) {
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) throw Failure("cannot make the folder " + folder.string() + ": " + error.message());
+  return folder;
+}
+
+void append(fmt::memory_buffer& text, std::string_view part) {
+  text.append(part.data(), part.data() + part.size());
+}
+
+void append(fmt::memory_buffer& text, std::int64_t number) {
+  fmt::format_to(std::back_inserter(text), "{}", number);
+}
+
+// The digits that give the same float back. The sign of a NaN says nothing.
+void append(fmt::memory_buffer& text, float number) {
+  if (std::isnan(number)) {
+    append(text, std::string_view("nan"));
+  } else {
+    fmt::format_to(std::back_inserter(text), "{}", number);
+  }
+}
+
+// Quoted as RFC 4180 asks: when it holds a comma, a quote or a line end.
+std::string quoted(const std::string& field) {
+  if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
+  std::string text = "\"";
+  for (const char character : field) {
+    if (character == '"') text += '"';
+    text += character;
+  }
+  return text + '"';
+}
+
+template <typename... Fields>
+void appendLine(fmt::memory_buffer& text, Time time, const Fields&... fields) {
+  append(text, std::int64_t{time.time_since_epoch().count()});
+  ((text.push_back(','), append(text, fields)), ...);
+  text.push_back('\n');
+}
+
+void appendRow(fmt::memory_buffer& text, Time time, const StateRow& row) {
+  appendLine(text, time, std::int64_t{row.person}, row.valence.value, row.valence.confidence,
+             std::int64_t{row.mood}, std::int64_t{row.cycleMood.value}, row.cycleMood.confidence,
+             row.attention.value, row.attention.confidence, row.ease.level, row.ease.confidence);
+}
+
+void appendRow(fmt::memory_buffer& text, Time time, const ScopeRow& row) {
+  appendLine(text, time, std::int64_t{row.person}, quoted(row.scope), row.label,
+             static_cast<std::int64_t>(row.samples));
+}
+
+void appendRow(fmt::memory_buffer& text, Time time, const AmbianceRow& row) {
+  appendLine(text, time, row.agitation, row.calm);
+}
+
+}  // namespace
+
+CsvFiles::CsvFiles(const std::filesystem::path& folder)
+    : _timeline(made(folder) / "timeline.csv"),
+      _scopes(folder / "scopes.csv"),
+      _ambiance(folder / "ambiance.csv") {
+  append(_timeline.text(),
+         "time,person,valence,valence_confidence,mood,cycle_mood,cycle_mood_confidence,attention,"
+         "attention_confidence,ease,ease_confidence\n");
+  append(_scopes.text(), "time,person,scope,label,samples\n");
+  append(_ambiance.text(), "time,agitation,calm\n");
+}
+
+void CsvFiles::write(Time time, const Row& row) {
+  const auto writeTo = [time](OutputFile& file, const auto& content) {
+    appendRow(file.text(), time, content);
+    file.written();
+  };
+  if (const auto* state = std::get_if<StateRow>(&row)) writeTo(_timeline, *state);
+  if (const auto* scope = std::get_if<ScopeRow>(&row)) writeTo(_scopes, *scope);
+  if (const auto* ambiance = std::get_if<AmbianceRow>(&row)) writeTo(_ambiance, *ambiance);
+}
+
+void CsvFiles::commit() {
+  for (OutputFile* file : {&_timeline, &_scopes, &_ambiance}) file->finish();
+  for (OutputFile* file : {&_timeline, &_scopes, &_ambiance}) file->commit();
+}
+
+}  // namespace zorvel

@@ -1,0 +1,32 @@
+#ifndef ZORVEL_TOOL_CSV_HPP
+#define ZORVEL_TOOL_CSV_HPP
+
+#include <filesystem>
+
+#include "output_file.hpp"
+#include "playback.hpp"
+
+namespace zorvel {
+
+/// Writes what a recording gives as three CSV files: timeline.csv, scopes.csv and ambiance.csv.
+class CsvFiles {
+ public:
+  /// Makes the folder, with its parents, and begins the files. Throws Failure.
+  explicit CsvFiles(const std::filesystem::path& folder);
+
+  /// Writes a row at `time`, into the file that it belongs to. Throws Failure.
+  void write(Time time, const Row& row);
+
+  /// Finishes all files, then gives them their names. Without it they leave no trace. Throws
+  /// Failure.
+  void commit();
+
+ private:
+  OutputFile _timeline;
+  OutputFile _scopes;
+  OutputFile _ambiance;
+};
+
+}  // namespace zorvel
+
+#endif

@@ -1,0 +1,23 @@
+#ifndef ZORVEL_TOOL_FAILURE_HPP
+#define ZORVEL_TOOL_FAILURE_HPP
+
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+namespace zorvel {
+
+/// The data or the system failed: the tool prints the text and ends with exit status 1.
+class Failure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The failure of a system call on `name`, told from errno.
+inline Failure systemFailure(const std::string& name, int error) {
+  return Failure(name + ": " + std::generic_category().message(error));
+}
+
+}  // namespace zorvel
+
+#endif

@@ -1,0 +1,85 @@
+#include "playback.hpp"
+
+#include <boost/thread/lock_types.hpp>
+
+namespace zorvel {
+
+Row Playback::play(const Event& event) {
+  return std::visit([this](const auto& what) { return play(what); }, event.what);
+}
+
+Row Playback::play(const Observation& observation) {
+  Row row;
+  _graph.update(observation.person, [&](ZV::Person& person) {
+    person.update(observation.fields);
+    row = endCycle(person);
+  });
+  return row;
+}
+
+Row Playback::play(const NotSeen& notSeen) {
+  Row row;
+  _graph.update(notSeen.person, [&](ZV::Person& person) {
+    person.decreaseSinceNotSeen();
+    row = endCycle(person);
+  });
+  return row;
+}
+
+Row Playback::play(const Remove& remove) {
+  _graph.remove(remove.person);
+  _recorders.erase(remove.person);
+  return {};
+}
+
+Row Playback::play(const StartRecording& start) {
+  _graph.add(start.person);
+  _recorders[start.person].startRecording(start.scope, start.samples);
+  return {};
+}
+
+Row Playback::play(const StopRecording& stop) {
+  ScopeRow row{stop.person, stop.scope, "error", 0};
+  const auto recorder = _recorders.find(stop.person);
+  if (recorder != _recorders.end()) {
+    const auto result = recorder->second.stopRecording(stop.scope);
+    row.label = result.first;
+    row.samples = result.second.size();
+  }
+  return row;
+}
+
+Row Playback::play(const Movement& /*movement*/) {
+  _room.incrementMovementDetected();
+  return {};
+}
+
+Row Playback::play(const Activity& activity) {
+  _room.updateAmbiance(activity.value);
+  return AmbianceRow{_room.ambientActivityLevel(ZV::AmbianceDescription::Agitation),
+                     _room.ambientActivityLevel(ZV::AmbianceDescription::Calm)};
+}
+
+StateRow Playback::endCycle(const ZV::Person& person) {
+  const ZV::PersonState& state = person.personState;
+  const auto valence = state.personValence();
+  const auto attention = state.personAttention();
+  const auto found = _recorders.find(person.userSessionID);
+  if (found != _recorders.end()) {
+    ZV::ZVEmotionRecorder& recorder = found->second;
+    const boost::unique_lock<boost::mutex> lock(recorder.mutex);
+    if (recorder.hasAnOpenScope_notMutexed()) {
+      // A state of its own: a copy of the person's would change with every later cycle.
+      recorder.update_notMutexed(ZV::PersonState(valence.value, valence.confidence, attention.value,
+                                                 attention.confidence));
+    }
+  }
+  return {person.userSessionID,
+          valence,
+          state.personValenceBinary().value,
+          state.personUnsmoothedValenceBinary(),
+          attention,
+          state.bodyLanguageState().bodyLanguageState(ZV::BodyLanguageDescription::Ease)};
+}
+
+}  // namespace zorvel
