@@ -7,7 +7,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 
 namespace zorvel {
@@ -68,9 +67,7 @@ class NodeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NodeB
 JsonValue JsonLine::parse(std::string& text) {
   _nodes.clear();
   _open.clear();
-  if (std::memchr(text.data(), '\0', text.size()) != nullptr) {
-    throw JsonError("not JSON: a NUL byte");
-  }
+  if (text.find('\0') != std::string::npos) throw JsonError("not JSON: a NUL byte");
   NodeBuilder builder(_nodes, _open);
   rapidjson::InsituStringStream stream(text.data());
   rapidjson::Reader reader;

@@ -37,7 +37,7 @@ class LineReader {
   bool fill();
 
   std::string _name;
-  int _descriptor;
+  int _descriptor = 0;  // standard input
   std::vector<char> _buffer;
   std::size_t _begin = 0;
   std::size_t _end = 0;

@@ -65,7 +65,8 @@ class ZV_API ZVEmotionRecorder {
   /// `mutex`.
   bool hasAnOpenScope_notMutexed() const;
 
-  boost::mutex mutex;
+  /// Guards the scopes; see above.
+  boost::mutex mutex;  // NOLINT(misc-non-private-member-variables-in-classes): callers hold it
 
  private:
   std::map<std::string, EmoRecordInfo> _scopes;

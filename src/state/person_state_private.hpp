@@ -1,6 +1,7 @@
 #ifndef ZV_STATE_PERSON_STATE_PRIVATE_HPP
 #define ZV_STATE_PERSON_STATE_PRIVATE_HPP
 
+#include <array>
 #include <boost/chrono/duration.hpp>
 #include <boost/thread/mutex.hpp>
 #include <ku/clock.hpp>
@@ -101,7 +102,7 @@ struct PersonStatePrivate {
     boost::mutex attention;
     boost::mutex valenceConfidence;
     boost::mutex attentionConfidence;
-    boost::mutex spare[4];  ///< in the record's layout, never taken
+    std::array<boost::mutex, 4> spare;  ///< in the record's layout, never taken
     boost::mutex headHeight;
     boost::mutex observation;
   };

@@ -1,0 +1,266 @@
+"""Replays recordings with the tool whose path is in ZORVEL, and looks at what it writes."""
+
+import json
+import os
+import pathlib
+import resource
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+TOOL = os.environ["ZORVEL"]
+RECALCULATE = pathlib.Path(__file__).with_name("recalculate.py")
+SECOND = 10**9
+START = 1_700_000_000 * SECOND
+
+
+def line(seconds, event, **keys):
+    return {"time": START + round(seconds * SECOND), "event": event, **keys}
+
+
+def late(seconds, **keys):
+    return {**keys, "time": START + round(seconds * SECOND)}
+
+
+def reading(value):
+    return {"value": value, "confidence": 0.9}
+
+
+def everything():
+    """Two people, every event and every field: in time, late, repeated, future and expired."""
+    yield {"event": "header", "version": 1, "source": "test"}
+    names = ["calm", "anger", "joy", "sorrow", "laughter", "excitement", "surprise"]
+    for person in (1, -2):
+        yield line(0, "start_recording", person=person, scope='a, "b"\nc')
+    yield line(0, "start_recording", person=1, scope="short", samples=2)
+    yield line(0, "start_recording", person=1, scope="Σκηνή", samples=30)
+    for cycle in range(300):
+        now = cycle / 10
+        fields = {
+            "lookingAtRobot": {"value": cycle % 3 == 0},
+            "faceDetected": {"value": True},
+            "height": {"value": 1.2 + cycle % 7 / 10},
+            "distance": {"value": 0.5 + cycle % 11 / 10},
+            "gaze": late(now - 0.03, yaw=cycle % 40 - 20, pitch=3.25),
+            "headPosture": {"yaw": cycle % 31 - 15.5, "pitch": cycle % 17 - 8, "roll": 1},
+            "smile": reading(cycle % 10 / 10),
+            "gender": {"value": False, "confidence": 0.5},
+            "age": {"value": 4294967295, "confidence": 0.1},
+            "expressions": {name: reading((cycle * k % 13) / 13) for k, name in enumerate(names)},
+            "facialPoints": {"points": [
+                {"point": k, "x": k, "y": -k, "confidence": (cycle + k) % 9 / 9}
+                for k in range(cycle % 13)]},
+        }
+        if cycle % 20 == 5:
+            fields["voiceEmotion"] = late(
+                now - 1, **{name: reading(k / 7) for k, name in enumerate(names[:6])})
+            fields["asrEmotion"] = {"value": cycle % 3 - 1}
+            fields["touchEmotion"] = late(now + 0.5, value=cycle % 7 - 3)
+        if cycle % 90 == 10:
+            fields["contextEmotion"] = {"emotion": cycle % 4 - 2, "duration": 0.5 + cycle / 50}
+        if cycle % 50 == 13:
+            fields["smile"] = late(now - 7.001, **reading(1))
+            fields["headPosture"] = late(now - 7, yaw=9, pitch=9, roll=9)
+            del fields["gaze"]
+        for person in (1, -2):
+            if (cycle + person) % 60 >= 40:
+                yield line(now, "not_seen", person=person)
+            elif cycle % 37 != 0:
+                yield line(now, "observation", person=person, **fields)
+            else:
+                yield line(now - 5, "observation", person=person)
+        if cycle % 4 == 0:
+            yield line(now, "movement")
+        if cycle % 25 == 0:
+            yield line(now, "activity", value=cycle % 3 / 10)
+        if cycle == 100:
+            yield line(now, "stop_recording", person=1, scope="short")
+            yield line(now, "stop_recording", person=1, scope="Σκηνή")
+            yield line(now, "start_recording", person=-2, scope='a, "b"\nc')
+        if cycle == 250:
+            yield line(now, "remove", person=-2)
+    for person in (1, -2, 3):
+        yield line(31, "stop_recording", person=person, scope='a, "b"\nc')
+
+
+class ReplayTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.recording = self.folder / "recording.jsonl"
+        self.output = self.folder / "new" / "output"
+
+    def replay(self, content, *options, **settings):
+        if not isinstance(content, (str, bytes)):
+            content = "".join(json.dumps(entry) + "\n" for entry in content)
+        if isinstance(content, str):
+            content = content.encode()
+        self.recording.write_bytes(content)
+        return subprocess.run(
+            [TOOL, "replay", str(self.recording), "--output", str(self.output), *options],
+            capture_output=True, text=True, **settings)
+
+    def written(self, name):
+        return (self.output / name).read_text()
+
+    def test_agrees_with_the_independent_recalculation(self):
+        result = self.replay(everything())
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        check = subprocess.run(
+            [sys.executable, "-B", RECALCULATE, self.recording, "--compare", self.output],
+            capture_output=True, text=True)
+        self.assertEqual(check.returncode, 0, check.stdout + check.stderr)
+        self.assertRegex(check.stdout, "timeline.csv 600 rows, scopes.csv 5 rows, ambiance.csv 12")
+
+    def test_writes_whole_files(self):
+        # By hand: joy wins as positive, 0.65, and a level ease takes 6.5 % of it. Straight angles
+        # weigh (1 + erf(2)) / 2 = 0.9976611: two forces of 0.65. Confidences: twice 0.35 towards 1
+        # for the attention, and for both twice 0.175, as nothing limits the sensor. Not seen: all
+        # fall by 0.26 and 0.7.
+        self.assertEqual(self.replay([
+            line(0, "observation", person=7, smile=reading(1), expressions={"joy": reading(1)},
+                 headPosture={"yaw": 0, "pitch": 0, "roll": 0}, gaze={"yaw": 0, "pitch": 0}),
+            line(1, "start_recording", person=7, scope="x,y"),
+            line(0.5, "not_seen", person=7),
+            line(1, "movement"),
+            line(1, "activity", value=0.05),
+            line(2, "stop_recording", person=7, scope="x,y"),
+            line(2, "stop_recording", person=8, scope="z"),
+        ]).returncode, 0)
+        self.assertEqual(
+            self.written("timeline.csv"),
+            "time,person,valence,valence_confidence,mood,cycle_mood,cycle_mood_confidence,"
+            "attention,attention_confidence,ease,ease_confidence\n"
+            f"{START},7,0.60775,0.31937498,1,1,0.31937498,0.87544763,0.7124359,0,0.5\n"
+            f"{START + SECOND},7,0.449735,0.0958125,1,1,0.0958125,0.64783126,0.21373078,0,0.5\n")
+        self.assertEqual(
+            self.written("scopes.csv"),
+            "time,person,scope,label,samples\n"
+            f'{START + 2 * SECOND},7,"x,y",unknown,1\n{START + 2 * SECOND},8,z,error,0\n')
+        self.assertEqual(self.written("ambiance.csv"),
+                         f"time,agitation,calm\n{START + SECOND},0.14,0.86\n")
+
+    def test_standard_input_gives_the_same_bytes(self):
+        self.replay(everything())
+        first = {file.name: file.read_bytes() for file in self.output.iterdir()}
+        with open(self.recording) as recording:
+            again = subprocess.run([TOOL, "replay", "-", "-q", "-o", str(self.output)],
+                                   stdin=recording, capture_output=True, text=True)
+        self.assertEqual((again.returncode, again.stdout, again.stderr), (0, "", ""))
+        self.assertEqual({file.name: file.read_bytes() for file in self.output.iterdir()}, first)
+
+    def test_names_what_is_wrong_and_keeps_what_came_before(self):
+        good = '{"time":5,"event":"not_seen","person":1}'
+        nested = "[" * 10_000
+        cases = {
+            good[:-1]: "not JSON",
+            good + "x": "not JSON",
+            '{"time":5,"event":"movement"} {}': "not JSON",
+            '{"time":5,"event":"movement","a\0":1}': "NUL",
+            "{\"time\":5,\"event\":\"\udcff\"}": "not JSON",
+            nested: "not JSON",
+            "[]": "must be an object",
+            '{"time":5}': 'lacks the key "event"',
+            '{"event":"movement"}': 'lacks the key "time"',
+            '{"time":5,"event":"jump"}': 'event: "jump" is not an event',
+            '{"event":"header","version":1}': "event: a header must be the first line",
+            '{"time":5,"event":"movement","person":1}': 'the key "person" is not known here',
+            '{"time":5,"time":5,"event":"movement"}': 'the key "time" is given twice',
+            '{"time":5.0,"event":"movement"}': "time: must be an integer",
+            '{"time":4611686018427387905,"event":"movement"}': "time: must be from",
+            '{"time":9223372036854775808,"event":"movement"}': "time: must be from",
+            '{"time":5,"event":"remove","person":2147483648}': "person: must be from",
+            '{"time":5,"event":"remove","person":"1"}': "person: must be an integer",
+            '{"time":5,"event":"activity","value":1e39}': "value: is beyond the range",
+            '{"time":5,"event":"activity","value":1e400}': '"value"',
+            '{"time":5,"event":"activity","value":true}': "value: must be a number",
+            '{"time":5,"event":"stop_recording","person":1,"scope":1}': "scope: must be a text",
+        }
+        fields = {
+            '"smile":{"value":1}': 'smile: lacks the key "confidence"',
+            '"smile":{"value":1,"confidence":1,"x":1}': 'smile: the key "x" is not known here',
+            '"smile":1': "smile: must be an object",
+            '"smil":{}': 'the key "smil" is not known here',
+            '"gaze":{"yaw":1,"pitch":null}': "gaze.pitch: must be a number",
+            '"faceDetected":{"value":1}': "faceDetected.value: must be true or false",
+            '"age":{"value":-1,"confidence":1}': "age.value: must be from 0 to 4294967295",
+            '"touchEmotion":{"value":1.5}': "touchEmotion.value: must be an integer",
+            '"height":{"value":1,"time":"now"}': "height.time: must be an integer",
+            '"voiceEmotion":{"surprise":{"value":1,"confidence":1}}': 'voiceEmotion: the key "surpr',
+            '"expressions":{"joy":{"value":1,"value":1}}': 'expressions.joy: the key "value" is giv',
+            '"facialPoints":{"points":{}}': "facialPoints.points: must be a list",
+            '"facialPoints":{"points":[{"point":12,"x":0,"y":0,"confidence":0}]}':
+                "facialPoints.points[0].point: must be from 0 to 11",
+            '"facialPoints":{"points":[{"point":3,"x":0,"y":0,"confidence":0},'
+            '{"point":3,"x":0,"y":0,"confidence":0}]}': "points[1]: the point 3 is given twice",
+        }
+        for text, message in fields.items():
+            cases['{"time":5,"event":"observation","person":1,' + text + "}"] = message
+        for bad, message in cases.items():
+            with self.subTest(bad[:60]):
+                content = f"{good}\n\n{bad}\n{good}\n".encode(errors="surrogateescape")
+                result = self.replay(content)
+                self.assertEqual(result.returncode, 1)
+                self.assertTrue(result.stderr.startswith(f"{self.recording}:3: "), result.stderr)
+                self.assertIn(message, result.stderr)
+                self.assertEqual(len(self.written("timeline.csv").splitlines()), 2)
+
+    def test_reads_what_is_odd_but_right(self):
+        cases = {
+            "": 0,
+            "\n \t\r\n": 0,
+            '{"version":1,"event":"header"}\r\n{"person":1,"event":"not_seen","time":-5}': 1,
+            '{"time":4611686018427387904,"event":"not_seen","person":-2147483648}\n'
+            '{"time":-4611686018427387904,"event":"observation","person":1,"facialPoints":'
+            '{"points":[]},"expressions":{},"smile":{"value":1e-400,"confidence":0.'
+            + "3" * 400 + "}}": 2,
+        }
+        for content, rows in cases.items():
+            with self.subTest(content[:40]):
+                result = self.replay(content)
+                self.assertEqual((result.returncode, result.stderr), (0, ""))
+                self.assertEqual(len(self.written("timeline.csv").splitlines()), 1 + rows)
+
+    def test_warns_of_old_voices(self):
+        result = self.replay([line(4, "observation", person=1, voiceEmotion=late(0.5))])
+        self.assertRegex(result.stderr, r"^\S+ \[warning\] velo.zorvel.emotionalstate: "
+                         r"Processing old observation from 3.5 s ago of Voice Emotion\n$")
+
+    def test_failures_of_the_system_leave_no_files(self):
+        def small_files():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
+
+        result = self.replay(everything(), preexec_fn=small_files)
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(result.stderr, f"{self.output}/timeline.csv: File too large\n")
+        self.assertEqual(list(self.output.iterdir()), [])
+
+        self.output = self.recording / "x"
+        blocked = self.replay([])
+        self.assertEqual(blocked.returncode, 1)
+        self.assertIn("cannot make the folder", blocked.stderr)
+        missing = subprocess.run([TOOL, "replay", "/nowhere"], capture_output=True, text=True)
+        self.assertEqual((missing.returncode, missing.stderr),
+                         (1, "/nowhere: No such file or directory\n"))
+        usage = subprocess.run([TOOL, "replay"], capture_output=True, text=True)
+        self.assertEqual(usage.returncode, 2)
+        self.assertIn("RECORDING is required", usage.stderr)
+
+    def test_an_interrupt_leaves_no_files(self):
+        with subprocess.Popen([TOOL, "replay", "-", "--output", str(self.output)],
+                              stdin=subprocess.PIPE) as process:
+            process.stdin.write(json.dumps(line(0, "movement")).encode() + b"\n")
+            process.stdin.flush()
+            while not self.output.exists() or not any(self.output.iterdir()):
+                pass
+            process.send_signal(signal.SIGINT)
+            self.assertEqual(process.wait(), -signal.SIGINT)
+        self.assertEqual(list(self.output.iterdir()), [])
+
+
+if __name__ == "__main__":
+    unittest.main()
