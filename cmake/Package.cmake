@@ -1,7 +1,7 @@
 # Installs what makes a library of ours findable by find_package() and by pkg-config.
 include(CMakePackageConfigHelpers)
 
-# install_package(NAME <name> DESCRIPTION <text> REQUIRES_PRIVATE <pkg-config modules>)
+# install_package(NAME <name> DESCRIPTION <text> REQUIRES <pkg-config modules>)
 # Expects cmake/<name>Config.cmake.in and an export set called <name>.
 function(install_package)
   cmake_parse_arguments(PARSE_ARGV 0 package "" "NAME;DESCRIPTION;REQUIRES" "")

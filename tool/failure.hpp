@@ -13,6 +13,12 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// A line of the input is bad; the lines after it can still be read.
+class BadLine : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 /// The failure of a system call on `name`, told from errno.
 inline Failure systemFailure(const std::string& name, int error) {
   return Failure(name + ": " + std::generic_category().message(error));

@@ -9,11 +9,15 @@ struct Interrupted {
 };
 
 /// From now on SIGINT and SIGTERM no longer end the process, but are seen by `throwIfInterrupted`.
-/// They also end a blocking read, with EINTR.
+/// Throws Failure when the system has no descriptors left.
 void catchInterrupts();
 
 /// Throws Interrupted when such a signal has come in.
 void throwIfInterrupted();
+
+/// Waits until there is something to read, or the end of the file. Throws Interrupted when such a
+/// signal comes in before.
+void waitForInput(int descriptor);
 
 }  // namespace zorvel
 

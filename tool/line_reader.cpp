@@ -39,7 +39,7 @@ LineReader::~LineReader() {
 
 bool LineReader::fill() {
   while (true) {
-    throwIfInterrupted();
+    waitForInput(_descriptor);
     const ssize_t count = read(_descriptor, _buffer.data(), _buffer.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) throw systemFailure(_name, errno);
@@ -53,19 +53,25 @@ bool LineReader::next(std::string& line) {
   line.clear();
   bool started = false;
   while (_begin < _end || fill()) {
-    if (!started) ++_lineNumber;
+    if (!started && !_skipping) ++_lineNumber;
     started = true;
     const char* const begin = _buffer.data() + _begin;
     const auto* const lineEnd = static_cast<const char*>(std::memchr(begin, '\n', _end - _begin));
     const std::size_t length =
         lineEnd == nullptr ? _end - _begin : static_cast<std::size_t>(lineEnd - begin);
-    if (line.size() + length > longestLine) {
-      throw Failure(fmt::format("{}longer than {} bytes", place(), longestLine));
-    }
-    line.append(begin, length);
     const std::size_t consumed = length + (lineEnd == nullptr ? 0 : 1);
     _begin += consumed;
     _bytesRead += consumed;
+    if (_skipping) {
+      _skipping = lineEnd == nullptr;
+      started = false;
+      continue;
+    }
+    if (line.size() + length > longestLine) {
+      _skipping = lineEnd == nullptr;
+      throw BadLine(fmt::format("{}longer than {} bytes", place(), longestLine));
+    }
+    line.append(begin, length);
     if (lineEnd != nullptr) return true;
   }
   return started;

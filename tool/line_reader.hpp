@@ -21,8 +21,8 @@ class LineReader {
   ~LineReader();
 
   /// Puts the next line, without its line end, into `line`; false at the end of the file. The last
-  /// line needs no line end. Throws Failure when reading fails or the line is too long, Interrupted
-  /// when a signal came in.
+  /// line needs no line end. Throws Failure when reading fails, BadLine when the line is too long,
+  /// Interrupted when a signal came in.
   bool next(std::string& line);
 
   /// "NAME:LINE: " of the line read last, counted from 1.
@@ -41,6 +41,7 @@ class LineReader {
   std::vector<char> _buffer;
   std::size_t _begin = 0;
   std::size_t _end = 0;
+  bool _skipping = false;  // the rest of a line that was too long
   std::uint64_t _lineNumber = 0;
   std::uint64_t _bytesRead = 0;
   std::uint64_t _fileSize = 0;

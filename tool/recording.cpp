@@ -136,9 +136,8 @@ void checkHeader(JsonObject& line) {
   if (const auto source = line.find("source")) source->text();
 }
 
-Event event(JsonObject& line, JsonValue kind) {
+Event event(JsonObject& line, JsonValue kind, Time time) {
   const std::string_view name = kind.text();
-  const Time time = timeOf(line.get("time"));
   const auto person = [&line] { return line.get("person").integer32(); };
   const auto scope = [&line] { return std::string(line.get("scope").text()); };
   if (name == "observation") return {time, observation(line, time)};
@@ -162,7 +161,7 @@ std::optional<Event> RecordingReader::next() {
     try {
       if (auto read = readLine()) return read;
     } catch (const JsonError& error) {
-      throw Failure(_lines.place() + error.what());
+      throw BadLine(_lines.place() + error.what());
     }
   }
   return std::nullopt;
@@ -179,7 +178,9 @@ std::optional<Event> RecordingReader::readLine() {
     if (!isFirst) kind.fail("a header must be the first line");
     checkHeader(line);
   } else {
-    read = event(line, kind);
+    const std::optional<JsonValue> time =
+        _missingTime == MissingTime::Now ? line.find("time") : std::optional(line.get("time"));
+    read = event(line, kind, time ? timeOf(*time) : ku::SystemClock::now());
   }
   line.finish();
   return read;

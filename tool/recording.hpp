@@ -45,14 +45,21 @@ struct Event {
   std::variant<Observation, NotSeen, Remove, StartRecording, StopRecording, Movement, Activity> what;
 };
 
+/// What a line without `time` is.
+enum class MissingTime {
+  Error,
+  Now,  ///< the line happens as it is read
+};
+
 /// Reads a recording, line by line in constant memory. docs/recording-format.md says what one holds.
 class RecordingReader {
  public:
   /// Opens the file; "-" is standard input. Throws Failure when that fails.
-  explicit RecordingReader(const std::string& name) : _lines(name) {}
+  explicit RecordingReader(const std::string& name, MissingTime missingTime = MissingTime::Error)
+      : _lines(name), _missingTime(missingTime) {}
 
-  /// The next event; none at the end. Throws Failure, with file and line, when the line is not as
-  /// the format wants it or reading fails.
+  /// The next event; none at the end. Throws BadLine, with file and line, when the line is not as
+  /// the format wants it, and Failure when reading fails.
   std::optional<Event> next();
 
   const LineReader& lines() const { return _lines; }
@@ -61,6 +68,7 @@ class RecordingReader {
   std::optional<Event> readLine();
 
   LineReader _lines;
+  MissingTime _missingTime;
   std::string _text;
   JsonLine _json;
   bool _started = false;

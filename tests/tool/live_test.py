@@ -1,0 +1,144 @@
+"""Feeds the service line by line, with the tool whose path is in ZORVEL."""
+
+import csv
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+TOOL = os.environ["ZORVEL"]
+EXAMPLE = pathlib.Path(__file__).parents[2] / "examples" / "live" / "watch_mood.py"
+
+
+def run(text, *options):
+    return subprocess.run([TOOL, "live", *options], input=text, capture_output=True, text=True)
+
+
+def rows(text):
+    return [json.loads(line) for line in text.splitlines()]
+
+
+class LiveTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.recording = self.folder / "scene.jsonl"
+        subprocess.run([TOOL, "simulate", "--seconds", "20", "--output", self.recording],
+                       check=True)
+
+    def service(self, *options):
+        process = subprocess.Popen([TOOL, "live", *options], text=True, stdin=subprocess.PIPE,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def test_on_the_recordings_clock_gives_what_replay_gives(self):
+        subprocess.run([TOOL, "replay", self.recording, "-q", "-o", self.folder], check=True)
+        result = run(self.recording.read_text(), "--clock", "recording")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        states = [row for row in rows(result.stdout) if "valence" in row]
+        with open(self.folder / "timeline.csv", newline="") as file:
+            timeline = list(csv.DictReader(file))
+        self.assertEqual(len(states), len(timeline))
+        for state, row in zip(states, timeline):
+            values = [state["time"], state["person"], *state["valence"].values(), state["mood"],
+                      *state["cycle_mood"].values(), *state["attention"].values(),
+                      *state["ease"].values()]
+            # Both are the shortest digits of the same float.
+            self.assertEqual([float(value) for value in values], [float(v) for v in row.values()])
+        self.assertEqual(len([row for row in rows(result.stdout) if "label" in row]),
+                         len((self.folder / "scopes.csv").read_text().splitlines()) - 1)
+
+    def test_answers_each_line_at_once(self):
+        service = self.service()
+        before = time.time_ns()
+        for event, keys in (("observation", {"valence", "mood", "cycle_mood", "attention", "ease"}),
+                            ("not_seen", {"valence", "mood", "cycle_mood", "attention", "ease"}),
+                            ("stop_recording", {"scope", "label", "samples"})):
+            scope = ',"scope":"s\\n"' if event == "stop_recording" else ""
+            service.stdin.write(f'{{"event":"{event}","person":3{scope}}}\n')
+            service.stdin.flush()
+            answer = json.loads(service.stdout.readline())
+            self.assertEqual(set(answer), {"time", "person"} | keys)
+            self.assertTrue(before <= answer["time"] <= time.time_ns())
+        service.stdin.write('{"event":"activity","value":0.05}\n')
+        service.stdin.flush()
+        answer = json.loads(service.stdout.readline())
+        self.assertEqual((answer["agitation"], answer["calm"]), (0.1, 0.9))
+
+    def test_skips_bad_lines(self):
+        text = '{"event":"activity","value":0}\n' + "x" * (16 * 2**20 + 1) + (
+            '\n{"event":"activity"}\n{"event":"activity","value":0}\n')
+        result = run(text)
+        self.assertEqual((result.returncode, len(rows(result.stdout))), (1, 2))
+        self.assertEqual(result.stderr.splitlines(), [
+            "-:2: longer than 16777216 bytes", '-:3: lacks the key "value"',
+            "bad lines skipped: 2"])
+        strict = run(text, "--strict")
+        self.assertEqual((strict.returncode, len(rows(strict.stdout))), (1, 1))
+        untimed = run('{"event":"movement"}', "--clock", "recording")
+        self.assertIn('-:1: lacks the key "time"', untimed.stderr)
+
+    def test_warns_once_of_readings_far_from_the_clock(self):
+        def observation(seconds, field, value):
+            field_text = json.dumps({field: {**value, "time": int(seconds * 1e9)}})[1:-1]
+            return f'{{"time":100000000000,"event":"observation","person":1,{field_text}}}\n'
+
+        result = run(observation(93, "distance", {"value": 1})
+                     + observation(92.999, "distance", {"value": 1})
+                     + observation(92.999, "distance", {"value": 1})
+                     + observation(80, "contextEmotion", {"emotion": 1, "duration": 5})
+                     + observation(100.5, "asrEmotion", {"value": 1}), "--clock", "recording")
+        self.assertEqual(result.returncode, 0)
+        self.assertEqual(result.stderr.splitlines(), [
+            "-:2: warning: person 1: distance is from 7.001 s ago, and remembered for 7 s; "
+            "it is used as it is",
+            "-:5: warning: person 1: asrEmotion is from 0.500 s in the future; "
+            "it is used as it is"])
+
+    def test_forgets_people_unseen_for_long(self):
+        def line(seconds, event, scope=""):
+            return f'{{"time":{int(seconds * 1e9)},"event":"{event}","person":1{scope}}}\n'
+
+        smile = ',"smile":{"value":1,"confidence":1},"expressions":{"joy":{"value":1,"confidence":1}}'
+        scope = ',"scope":"s"'
+        result = run(line(0, "observation", smile) + line(0, "start_recording", scope)
+                     + line(9, "not_seen") + line(10, "stop_recording", scope)
+                     + line(10, "start_recording", scope) + line(10.001, "not_seen")
+                     + line(10.001, "stop_recording", scope), "--clock", "recording", "--forget", "10")
+        first, before, kept, after, gone = rows(result.stdout)
+        self.assertGreater(before["valence"]["value"], 0)
+        self.assertEqual((kept["samples"], gone["label"]), (1, "error"))
+        self.assertEqual(after["valence"]["value"], 0)
+
+    def test_ends_cleanly(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            service = self.service()
+            service.stdin.write('x\n{"event":"not_seen","person":1}\n')
+            service.stdin.flush()
+            service.stdout.readline()
+            service.send_signal(number)
+            self.assertEqual(service.wait(), 0)
+        service = self.service()
+        service.stdout.close()
+        service.stdin.write('{"event":"not_seen","person":1}\n')
+        service.stdin.flush()
+        self.assertEqual(service.wait(), 0)
+        self.assertEqual(service.stderr.read(), "")
+
+    def test_the_example_prints_changes_of_mood(self):
+        result = subprocess.run([sys.executable, "-B", EXAMPLE, TOOL, self.recording],
+                                capture_output=True, text=True)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertRegex(result.stdout, r"(?m)^\d+ person 1 is positive: valence 0\.\d+ \(")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,263 @@
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <ku/clock.hpp>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "commands.hpp"
+#include "failure.hpp"
+#include "interrupt.hpp"
+#include "json_writer.hpp"
+#include "playback.hpp"
+#include "recording.hpp"
+
+namespace zorvel {
+namespace {
+
+constexpr const char* systemClock = "system";
+constexpr const char* recordingClock = "recording";
+
+struct LiveOptions {
+  std::string clock = systemClock;
+  bool strict = false;
+  double forgetSeconds = 0.0;
+};
+
+/// The reader of standard output has gone away.
+struct OutputClosed {};
+
+template <typename Value>
+void appendPair(JsonLineWriter& line, std::string_view name, Value value, float confidence) {
+  line.key(name);
+  line.begin();
+  line.member("value", value);
+  line.member("confidence", confidence);
+  line.end();
+}
+
+void append(JsonLineWriter& line, const StateRow& row) {
+  line.member("person", std::int64_t{row.person});
+  appendPair(line, "valence", row.valence.value, row.valence.confidence);
+  line.member("mood", std::int64_t{row.mood});
+  appendPair(line, "cycle_mood", std::int64_t{row.cycleMood.value}, row.cycleMood.confidence);
+  appendPair(line, "attention", row.attention.value, row.attention.confidence);
+  appendPair(line, "ease", row.ease.level, row.ease.confidence);
+}
+
+void append(JsonLineWriter& line, const ScopeRow& row) {
+  line.member("person", std::int64_t{row.person});
+  line.member("scope", std::string_view(row.scope));
+  line.member("label", std::string_view(row.label));
+  line.member("samples", static_cast<std::int64_t>(row.samples));
+}
+
+void append(JsonLineWriter& line, const AmbianceRow& row) {
+  line.member("agitation", row.agitation);
+  line.member("calm", row.calm);
+}
+
+void append(JsonLineWriter& /*line*/, std::monostate /*nothing*/) {}
+
+double secondsSince(Time time) {
+  const auto seconds = [](Time point) {
+    return static_cast<double>(point.time_since_epoch().count()) * 1e-9;
+  };
+  return seconds(ku::SystemClock::now()) - seconds(time);
+}
+
+/// Writes the row as one line on standard output, at once.
+void writeRow(Time time, const Row& row) {
+  if (std::holds_alternative<std::monostate>(row)) return;
+  fmt::memory_buffer text;
+  JsonLineWriter line(text);
+  line.member("time", time);
+  std::visit([&line](const auto& content) { append(line, content); }, row);
+  line.finish();
+  const char* position = text.data();
+  std::size_t left = text.size();
+  while (left > 0) {
+    const ssize_t count = write(STDOUT_FILENO, position, left);
+    if (count < 0 && errno == EINTR) {
+      throwIfInterrupted();
+      continue;
+    }
+    if (count < 0 && errno == EPIPE) throw OutputClosed();
+    if (count < 0) throw systemFailure("standard output", errno);
+    position += count;
+    left -= static_cast<std::size_t>(count);
+  }
+}
+
+/// Warns, once for each person and field, of readings that are too old to be remembered or come
+/// from the future. They are used all the same, which is easily taken for a fault of the estimator.
+class FarReadings {
+ public:
+  void check(const Observation& observation, const std::string& place) {
+    const auto& fields = observation.fields;
+    const auto checkField = [&](std::string_view name, const auto& field) {
+      if (field) check(observation.person, name, field->timestamp, place);
+    };
+    checkField("lookingAtRobot", fields.lookingAtRobot);
+    checkField("height", fields.height);
+    checkField("distance", fields.distance);
+    checkField("gaze", fields.gaze);
+    checkField("smile", fields.smile);
+    checkField("expressions", fields.expressions);
+    checkField("headPosture", fields.headPosture);
+    checkField("gender", fields.gender);
+    checkField("age", fields.age);
+    checkField("faceDetected", fields.faceDetected);
+    checkField("facialPoints", fields.facialPoints);
+    checkField("voiceEmotion", fields.voiceEmotion);
+    checkField("asrEmotion", fields.asrEmotion);
+    checkField("touchEmotion", fields.touchEmotion);
+    checkField(contextEmotion, fields.contextEmotion);
+  }
+
+  void forget(std::int32_t person) { _warned.erase(person); }
+
+ private:
+  static constexpr std::string_view contextEmotion = "contextEmotion";
+
+  void check(std::int32_t person, std::string_view field, Time time, const std::string& place) {
+    const double rememberedSeconds = field == contextEmotion ? 20.0 : 7.0;
+    const double age = secondsSince(time);
+    if (age >= 0.0 && age <= rememberedSeconds) return;
+    if (!_warned[person].insert(field).second) return;
+    fmt::print(stderr, "{}warning: person {}: {} is from {:.3f} s {}; it is used as it is\n", place,
+               person, field, std::abs(age),
+               age < 0.0 ? "in the future"
+                         : fmt::format("ago, and remembered for {} s", rememberedSeconds));
+  }
+
+  std::map<std::int32_t, std::set<std::string_view>> _warned;
+};
+
+/// The service: a line in, what it gives out.
+class Live {
+ public:
+  explicit Live(const LiveOptions& options)
+      : _options(options),
+        _recording("-", options.clock == systemClock ? MissingTime::Now : MissingTime::Error) {
+    if (options.clock == recordingClock) _clockScope.emplace(_clock);
+  }
+
+  /// Throws Failure in the end when a line was bad.
+  void run() {
+    std::uint64_t badLines = 0;
+    bool hasMore = true;
+    while (hasMore) {
+      try {
+        hasMore = handleLine();
+      } catch (const BadLine& error) {
+        if (_options.strict) throw;
+        fmt::print(stderr, "{}\n", error.what());
+        ++badLines;
+      }
+    }
+    if (badLines > 0) throw Failure(fmt::format("bad lines skipped: {}", badLines));
+  }
+
+ private:
+  bool handleLine() {
+    const auto event = _recording.next();
+    if (!event) return false;
+    Time time = event->time;
+    if (_clockScope) {
+      time = std::max(_clock.now(), time);
+      _clock.set(time);
+    }
+    forgetUnseen(*event);
+    const auto* const observation = std::get_if<Observation>(&event->what);
+    if (observation != nullptr) _farReadings.check(*observation, _recording.lines().place());
+    Row row;
+    try {
+      row = _playback.play(*event);
+    } catch (const std::exception& error) {
+      throw BadLine(_recording.lines().place() + error.what());
+    }
+    writeRow(time, row);
+    return true;
+  }
+
+  void forgetUnseen(const Event& event) {
+    if (_options.forgetSeconds <= 0.0) return;
+    const Time now = ku::SystemClock::now();
+    for (auto seen = _lastSeen.begin(); seen != _lastSeen.end();) {
+      if (secondsSince(seen->second) <= _options.forgetSeconds) {
+        ++seen;
+        continue;
+      }
+      _playback.play({now, Remove{seen->first}});
+      _farReadings.forget(seen->first);
+      seen = _lastSeen.erase(seen);
+    }
+    if (const auto* observation = std::get_if<Observation>(&event.what)) {
+      _lastSeen[observation->person] = now;
+    } else if (const auto* notSeen = std::get_if<NotSeen>(&event.what)) {
+      _lastSeen.emplace(notSeen->person, now);
+    } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
+      _lastSeen.emplace(start->person, now);
+    }
+  }
+
+  LiveOptions _options;
+  ku::SimulatedClock _clock{Time::min()};
+  std::optional<ku::ClockScope> _clockScope;
+  RecordingReader _recording;
+  Playback _playback;
+  FarReadings _farReadings;
+  /// When each known person was last observed, or came to be known.
+  std::map<std::int32_t, Time> _lastSeen;
+};
+
+}  // namespace
+
+void addLive(CLI::App& tool) {
+  auto* const command =
+      tool.add_subcommand("live", "Read recording lines as they happen and write states at once");
+  command->footer(
+      R"(Reads the lines of a recording on standard input. Writes one JSON object a line on standard output:
+  after each observation and not_seen
+    {"time":…,"person":…,"valence":{"value":…,"confidence":…},"mood":…,
+     "cycle_mood":{"value":…,"confidence":…},"attention":{…},"ease":{…}}
+  after each stop_recording {"time":…,"person":…,"scope":…,"label":…,"samples":…}
+  after each activity {"time":…,"agitation":…,"calm":…}
+A value that is not a number is null. A bad line is reported on standard error and skipped; the exit
+status is then 1 at the end of the input. SIGINT and SIGTERM end the service with 0.
+
+Example:
+  my-perception | zorvel live --forget 60 | my-robot)");
+  const auto options = std::make_shared<LiveOptions>();
+  command
+      ->add_option("--clock", options->clock,
+                   "system: ages run by the wall clock, and a line without time happens now; "
+                   "recording: the lines' times are the clock, as in replay")
+      ->check(CLI::IsMember({systemClock, recordingClock}))
+      ->capture_default_str();
+  command->add_flag("--strict", options->strict, "Stop at the first bad line");
+  command
+      ->add_option("--forget", options->forgetSeconds,
+                   "Remove people, with their open scopes, who were not observed for so long")
+      ->type_name("SECONDS")
+      ->check(CLI::PositiveNumber);
+  command->callback([options] {
+    catchInterrupts();
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+      Live(*options).run();
+    } catch (const Interrupted&) {
+    } catch (const OutputClosed&) {
+    }
+  });
+}
+
+}  // namespace zorvel
