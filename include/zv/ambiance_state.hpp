@@ -16,12 +16,13 @@ enum class AmbianceDescription {
 
 /// How agitated, and so how calm, the robot's surroundings are.
 ///
-/// Thread safety: `updateAmbiance` and `incrementMovementDetected` lock; they may be called from
-/// different threads. Everything else reads or writes without the lock, one number at a time, so
-/// that a reader may see the two levels from different updates.
+/// Thread safety: `updateAmbiance`, `incrementMovementDetected` and, for its left side, assignment
+/// lock; they may be called from different threads. Everything else reads or writes without the
+/// lock, one number at a time, so that a reader may see the two levels from different updates.
 class ZV_API AmbianceState {
  public:
-  /// Both levels 0. They become each other's complement with the first update.
+  /// Both levels 0. They become each other's complement with the first update. Like the copy
+  /// constructor, it throws boost::thread_resource_error when the system has no lock left.
   AmbianceState() = default;
   /// Copies the numbers, with a lock of its own; locks neither side.
   AmbianceState(const AmbianceState& other);
@@ -45,7 +46,6 @@ class ZV_API AmbianceState {
   friend class TypeRegistration;
 
   void copyNumbers(const AmbianceState& other);
-  void setLevel(float level);
 
   float agitationLevel = 0.0f;
   float calmLevel = 0.0f;

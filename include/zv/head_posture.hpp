@@ -13,10 +13,10 @@ namespace ZV {
 class ZV_API HeadPosture {
  public:
   /// The angles, in degrees, from which on a head counts as turned; each itself included.
-  static constexpr float upBoundary = 6.0f;
-  static constexpr float downBoundary = -6.0f;
-  static constexpr float leftBoundary = -6.0f;
-  static constexpr float rightBoundary = 6.0f;
+  static const float upBoundary;     ///< 6
+  static const float downBoundary;   ///< -6
+  static const float leftBoundary;   ///< -6
+  static const float rightBoundary;  ///< 6
 
   /// Straight ahead: all three angles are 0.
   HeadPosture() = default;
@@ -32,10 +32,10 @@ class ZV_API HeadPosture {
   void setRoll(float roll) { _roll = roll; }
   void setHeadPosture(float yaw, float pitch, float roll);
 
-  bool isUp() const { return _pitch >= upBoundary; }
-  bool isDown() const { return _pitch <= downBoundary; }
-  bool isLeft() const { return _yaw <= leftBoundary; }
-  bool isRight() const { return _yaw >= rightBoundary; }
+  bool isUp() const;
+  bool isDown() const;
+  bool isLeft() const;
+  bool isRight() const;
 
  private:
   float _yaw = 0.0f;

@@ -20,7 +20,8 @@ namespace ZV {
 /// its owner; the SocialGraph does that.
 class ZV_API Person {
  public:
-  /// Identifier 0, a new state and a new memory.
+  /// Identifier 0, a new state and a new memory. Like the next one, it throws std::bad_alloc, and
+  /// boost::thread_resource_error when the system has no lock left.
   Person() = default;
   explicit Person(std::int32_t id) : userSessionID(id) {}
 

@@ -19,13 +19,15 @@ struct PersonMemoryPrivate;
 /// SocialGraph does that.
 class ZV_API PersonMemory {
  public:
-  /// A new, empty memory.
+  /// A new, empty memory. Throws std::bad_alloc, and boost::thread_resource_error when the system
+  /// has no lock left.
   PersonMemory();
 
   /// Files every set field of the observation with the field's own timestamp, and forgets what has
   /// grown too old. A field whose timestamp is already there is dropped: the first arrival wins.
   ///
-  /// Throws std::bad_alloc; the channels filed before stay filed.
+  /// Throws std::bad_alloc; the channels filed before stay filed. When reading the clock fails,
+  /// forgetting stops for this time and says so on standard output.
   void add(const PersonObservation& observation);
 
   /// The shared record, for the library's own modules.

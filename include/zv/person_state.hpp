@@ -34,10 +34,14 @@ enum class PersonDescription {
 /// the last copy. A handle that was moved from may only be assigned to or destroyed.
 ///
 /// Thread safety: updates of one state are serialised by its owner, and the readers here take no
-/// lock. Inside a callback of the SocialGraph both are right. A NaN that comes in may come out.
+/// lock. Inside a callback of the SocialGraph both are right.
+///
+/// A NaN in an observation can make a value NaN, which then stays NaN. A head or a gaze at an angle
+/// of NaN weighs 0.01.
 class ZV_API PersonState {
  public:
-  /// A new record: everything 0.
+  /// A new record: everything 0. Like the other constructor, it throws std::bad_alloc, and
+  /// boost::thread_resource_error when the system has no lock left.
   PersonState();
   /// A new record with these values, clamped to their ranges. The unsmoothed valence is (0, 0).
   PersonState(float valence, float valenceConfidence, float attention, float attentionConfidence);
@@ -77,9 +81,8 @@ class ZV_API PersonState {
   const BodyLanguageState& bodyLanguageState() const;
 
   /// Moves the state one cycle on, after the observation was filed into the memory and the
-  /// body-language state was updated. Throws std::runtime_error when the head postures or the gazes
-  /// cannot be weighed (a NaN among them), and what the memory and the clock throw; the changes made
-  /// before it stay.
+  /// body-language state was updated. Throws what reading the clock throws, as std::runtime_error
+  /// with the same text where head postures and gazes are weighed; the changes made before it stay.
   void _update(const PersonObservation& observation, const PersonMemory& memory);
 
   /// Lets valence and attention decay, once for each cycle in which the person was not perceived.
@@ -98,8 +101,8 @@ class ZV_API PersonState {
   boost::shared_ptr<PersonStatePrivate> _state;
 };
 
-/// Writes positivity, negativity and attention with their confidences, in percent, a line each;
-/// every line ends with a newline and a flush.
+/// Writes positivity, negativity and attention with their confidences, in percent, a line each, in
+/// the number format of the stream; every line ends with a newline and a flush.
 ZV_API std::ostream& operator<<(std::ostream& stream, const PersonState& state);
 
 }  // namespace ZV

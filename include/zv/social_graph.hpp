@@ -22,7 +22,8 @@ namespace ZV {
 ///
 ///     graph.read(1, [&](const ZV::Person&) { graph.remove(1); });  // never returns
 ///
-/// Every operation that inserts throws std::bad_alloc. What a callback throws is passed on; the lock
+/// The operations that insert or copy throw std::bad_alloc, and those that insert
+/// boost::thread_resource_error when the system has no lock left. What a callback throws is passed on; the lock
 /// is released, and what the callback changed stays changed.
 class ZV_API SocialGraph {
  public:

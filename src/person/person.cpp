@@ -1,6 +1,7 @@
 #include "zv/person.hpp"
 
 #include <ostream>
+#include <string>
 
 namespace ZV {
 
@@ -17,7 +18,7 @@ void Person::_updateOnlineModels(const PersonObservation& observation) {
 void Person::decreaseSinceNotSeen() { personState.decreaseSinceNotSeen(); }
 
 std::ostream& operator<<(std::ostream& stream, const Person& person) {
-  return stream << "Person (US#" << std::dec << person.userSessionID << ") ";
+  return stream << "Person (US#" << std::to_string(person.userSessionID) << ") ";
 }
 
 }  // namespace ZV

@@ -46,8 +46,8 @@ struct PersonStatePrivate {
   void _applyForceValenceConfidence(float target, float strength, std::string_view reason);
   void _applyForceAttentionConfidence(float target, float strength, std::string_view reason);
 
-  /// The weight of something at `x`: near 1 well below the horizon, one half at it, 0.01 far beyond.
-  /// Throws std::domain_error for a NaN.
+  /// The weight of something at `x`: near 1 well below the horizon, one half at it, 0.01 far beyond
+  /// and for a NaN.
   static float _computeWeight(float x, float horizon);
   static float _computeDampingFactor(float value, float x);
   /// Logs a warning when an observation is more than 3 s old.
@@ -66,7 +66,7 @@ struct PersonStatePrivate {
   void _setUnsmoothedValence(float value);
   void _setUnsmoothedValenceConfidence(float value);
 
-  /// Long before any observation, so that the first one counts as new.
+  /// Before any observation of a robot, so that the first one counts as new.
   static constexpr ku::SystemClock::time_point never{ku::SystemClock::duration(-1'000'000)};
 
   BodyLanguageState bodyLanguageState;

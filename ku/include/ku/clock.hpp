@@ -58,7 +58,8 @@ class KU_API SimulatedClock : public Clock {
   /// Moves the clock by `step`, which may be negative: the time it stands at, or the offset it runs
   /// with.
   void advance(SystemClock::duration step) noexcept;
-  /// Lets the clock run: from now on its time is the wall clock's plus `offset`.
+  /// Lets the clock run: from now on its time is the wall clock's plus `offset`. The sum must fit
+  /// into a time point.
   void run(SystemClock::duration offset) noexcept;
 
   SystemClock::time_point now() override;
