@@ -8,7 +8,12 @@ namespace zorvel {
 // Each adds one subcommand, which runs when the command line is parsed. It reports by throwing: see
 // failure.hpp and interrupt.hpp.
 
+void addInfo(CLI::App& tool);
+void addImport(CLI::App& tool);
+void addLive(CLI::App& tool);
 void addReplay(CLI::App& tool);
+void addReport(CLI::App& tool);
+void addSimulate(CLI::App& tool);
 void addTypes(CLI::App& tool);
 
 }  // namespace zorvel

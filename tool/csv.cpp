@@ -52,9 +52,7 @@ void appendLine(fmt::memory_buffer& text, Time time, const Fields&... fields) {
 }
 
 void appendRow(fmt::memory_buffer& text, Time time, const StateRow& row) {
-  appendLine(text, time, std::int64_t{row.person}, row.valence.value, row.valence.confidence,
-             std::int64_t{row.mood}, std::int64_t{row.cycleMood.value}, row.cycleMood.confidence,
-             row.attention.value, row.attention.confidence, row.ease.level, row.ease.confidence);
+  appendTimelineRow(text, time, row);
 }
 
 void appendRow(fmt::memory_buffer& text, Time time, const ScopeRow& row) {
@@ -68,13 +66,23 @@ void appendRow(fmt::memory_buffer& text, Time time, const AmbianceRow& row) {
 
 }  // namespace
 
+void appendTimelineHeader(fmt::memory_buffer& text) {
+  append(text,
+         "time,person,valence,valence_confidence,mood,cycle_mood,cycle_mood_confidence,attention,"
+         "attention_confidence,ease,ease_confidence\n");
+}
+
+void appendTimelineRow(fmt::memory_buffer& text, Time time, const StateRow& row) {
+  appendLine(text, time, std::int64_t{row.person}, row.valence.value, row.valence.confidence,
+             std::int64_t{row.mood}, std::int64_t{row.cycleMood.value}, row.cycleMood.confidence,
+             row.attention.value, row.attention.confidence, row.ease.level, row.ease.confidence);
+}
+
 CsvFiles::CsvFiles(const std::filesystem::path& folder)
     : _timeline(made(folder) / "timeline.csv"),
       _scopes(folder / "scopes.csv"),
       _ambiance(folder / "ambiance.csv") {
-  append(_timeline.text(),
-         "time,person,valence,valence_confidence,mood,cycle_mood,cycle_mood_confidence,attention,"
-         "attention_confidence,ease,ease_confidence\n");
+  appendTimelineHeader(_timeline.text());
   append(_scopes.text(), "time,person,scope,label,samples\n");
   append(_ambiance.text(), "time,agitation,calm\n");
 }

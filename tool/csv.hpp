@@ -8,6 +8,10 @@
 
 namespace zorvel {
 
+// The lines of timeline.csv.
+void appendTimelineHeader(fmt::memory_buffer& text);
+void appendTimelineRow(fmt::memory_buffer& text, Time time, const StateRow& row);
+
 /// Writes what a recording gives as three CSV files: timeline.csv, scopes.csv and ambiance.csv.
 class CsvFiles {
  public:

@@ -32,8 +32,14 @@ void catchInterrupts() {
   if (pipe2(wakeUp.data(), O_CLOEXEC | O_NONBLOCK) != 0) throw systemFailure("pipe", errno);
   struct sigaction action {};
   action.sa_handler = remember;
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction present {};
+    sigaction(signal, nullptr, &present);
+    // Whoever started the tool may want it to live on.
+    if (present.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
+  }
+  // A file that grows beyond its limit then fails like a full disk.
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 void throwIfInterrupted() {

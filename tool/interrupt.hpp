@@ -3,12 +3,12 @@
 
 namespace zorvel {
 
-/// SIGINT or SIGTERM came in: whatever is half written must go.
+/// SIGINT, SIGTERM or SIGHUP came in: whatever is half written must go.
 struct Interrupted {
   int signal;
 };
 
-/// From now on SIGINT and SIGTERM no longer end the process, but are seen by `throwIfInterrupted`.
+/// From now on these signals no longer end the process, but are seen by `throwIfInterrupted`.
 /// Throws Failure when the system has no descriptors left.
 void catchInterrupts();
 

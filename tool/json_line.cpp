@@ -12,11 +12,13 @@
 namespace zorvel {
 namespace {
 
-// Numbers are kept as written, so that no digit is lost before it is known what they are for; with
-// the iterative parser, depth costs memory only.
-constexpr unsigned int parseFlags =
-    rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag |
-    rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
+// Far more than any line of ours needs; a line of brackets alone would take sixty times its length.
+constexpr std::size_t deepestNesting = 64;
+
+// Numbers are kept as written, so that no digit is lost before it is known what they are for.
+constexpr unsigned int parseFlags = rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag |
+                                    rapidjson::kParseValidateEncodingFlag |
+                                    rapidjson::kParseNumbersAsStringsFlag;
 
 class NodeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NodeBuilder> {
  public:
@@ -29,11 +31,11 @@ class NodeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NodeB
     return add(JsonNode::Kind::Number, {text, length});
   }
   bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) {
-    return add(JsonNode::Kind::String, {text, length});
+    return checkText({text, length}) && add(JsonNode::Kind::String, {text, length});
   }
   bool Key(const char* text, rapidjson::SizeType length, bool /*copy*/) {
     _key = {text, length};
-    return true;
+    return checkText(_key);
   }
   bool StartObject() { return begin(JsonNode::Kind::Object); }
   bool EndObject(rapidjson::SizeType /*members*/) { return end(); }
@@ -41,13 +43,28 @@ class NodeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NodeB
   bool EndArray(rapidjson::SizeType /*elements*/) { return end(); }
 
   std::string_view lastKey() const { return _key; }
+  /// Why the building was broken off.
+  const char* complaint() const { return _complaint; }
 
  private:
+  /// The parser lets the escape of a lone low surrogate pass, which no UTF-8 text can hold.
+  bool checkText(std::string_view text) {
+    for (auto at = text.find('\xED'); at != text.npos; at = text.find('\xED', at + 1)) {
+      if (static_cast<unsigned char>(text[at + 1]) < 0xA0) continue;
+      _complaint = "A surrogate without its other half.";
+      return false;
+    }
+    return true;
+  }
   bool add(JsonNode::Kind kind, std::string_view text) {
     _nodes.push_back({kind, text, _key, _nodes.size() + 1});
     return true;
   }
   bool begin(JsonNode::Kind kind) {
+    if (_open.size() == deepestNesting) {
+      _complaint = "Nested too deep.";
+      return false;
+    }
     _open.push_back(_nodes.size());
     return add(kind, "");
   }
@@ -60,6 +77,7 @@ class NodeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NodeB
   std::vector<JsonNode>& _nodes;
   std::vector<std::size_t>& _open;
   std::string_view _key;
+  const char* _complaint = "";
 };
 
 }  // namespace
@@ -74,9 +92,17 @@ JsonValue JsonLine::parse(std::string& text) {
   const auto result = reader.Parse<parseFlags>(stream, builder);
   if (result.IsError()) {
     const auto key = builder.lastKey();
-    throw JsonError(fmt::format("not JSON: {} (column {}{})",
-                                rapidjson::GetParseError_En(result.Code()), result.Offset() + 1,
-                                key.empty() ? "" : fmt::format(", after the key {:?}", key)));
+    const auto where = fmt::format("(column {}{})", result.Offset() + 1,
+                                   key.empty() ? "" : fmt::format(", after the key {:?}", key));
+    switch (result.Code()) {
+      case rapidjson::kParseErrorNumberTooBig:
+        throw JsonError("a number is beyond the range of double precision " + where);
+      case rapidjson::kParseErrorTermination:
+        throw JsonError(fmt::format("not JSON: {} {}", builder.complaint(), where));
+      default:
+        throw JsonError(
+            fmt::format("not JSON: {} {}", rapidjson::GetParseError_En(result.Code()), where));
+    }
   }
   return {*this, 0};
 }
@@ -124,7 +150,8 @@ std::int64_t JsonValue::integer(std::int64_t lowest, std::int64_t highest) const
   std::int64_t value = 0;
   const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
   if (result.ec != std::errc() || value < lowest || value > highest) {
-    fail(fmt::format("must be from {} to {}", lowest, highest));
+    fail(lowest == highest ? fmt::format("must be {}", lowest)
+                           : fmt::format("must be from {} to {}", lowest, highest));
   }
   return value;
 }

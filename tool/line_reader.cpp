@@ -28,7 +28,12 @@ LineReader::LineReader(const std::string& name)
     throw systemFailure(name, error);
   }
   struct stat status {};
-  if (fstat(_descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+  if (fstat(_descriptor, &status) != 0) return;
+  if (S_ISDIR(status.st_mode)) {
+    close(_descriptor);
+    throw systemFailure(name, EISDIR);
+  }
+  if (S_ISREG(status.st_mode)) {
     _fileSize = static_cast<std::uint64_t>(status.st_size);
   }
 }

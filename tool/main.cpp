@@ -1,8 +1,11 @@
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <zv/version.hpp>
 
 #include "commands.hpp"
 #include "failure.hpp"
@@ -18,10 +21,15 @@ int run(int argumentCount, char** arguments) {
       "Estimates the emotional state of the persons a robot perceives.\n"
       "Exit status: 0 done, 1 the data or the system failed, 2 wrong usage.",
       "zorvel");
-  tool.set_version_flag("--version", "zorvel " ZORVEL_VERSION);
+  tool.set_version_flag("--version", "zorvel " ZV_VERSION);
   tool.require_subcommand(1);
-  tool.failure_message(CLI::FailureMessage::help);
+  tool.failure_message(CLI::FailureMessage::simple);
   zorvel::addReplay(tool);
+  zorvel::addReport(tool);
+  zorvel::addImport(tool);
+  zorvel::addLive(tool);
+  zorvel::addInfo(tool);
+  zorvel::addSimulate(tool);
   zorvel::addTypes(tool);
   try {
     tool.parse(argumentCount, arguments);
@@ -31,12 +39,22 @@ int run(int argumentCount, char** arguments) {
   return EXIT_SUCCESS;
 }
 
+/// Whoever started the tool may have closed them; without this the first files that it opens would
+/// take their numbers.
+void openStandardStreams() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) < 0) open("/dev/null", O_RDWR);
+  }
+}
+
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
   try {
+    openStandardStreams();
     const int status = run(argumentCount, arguments);
-    if (std::fflush(stdout) != 0) throw zorvel::systemFailure("standard output", errno);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+      throw zorvel::systemFailure("standard output", errno);
     return status;
   } catch (const zorvel::Interrupted& interrupted) {
     // Ends as the signal would have ended it, so that a calling script sees that.

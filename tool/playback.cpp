@@ -1,6 +1,8 @@
 #include "playback.hpp"
 
+#include <algorithm>
 #include <boost/thread/lock_types.hpp>
+#include <ku/clock.hpp>
 
 namespace zorvel {
 
@@ -80,6 +82,29 @@ StateRow Playback::endCycle(const ZV::Person& person) {
           state.personUnsmoothedValenceBinary(),
           attention,
           state.bodyLanguageState().bodyLanguageState(ZV::BodyLanguageDescription::Ease)};
+}
+
+std::optional<Failure> playAll(RecordingReader& recording, Progress& progress,
+                               const std::function<void(Time, const Event&, const Row&)>& use) {
+  ku::SimulatedClock clock(Time::min());
+  const ku::ClockScope scope(clock);
+  Playback playback;
+  while (true) {
+    std::optional<Event> event;
+    Row row;
+    try {
+      event = recording.next();
+      if (!event) return std::nullopt;
+      clock.set(std::max(clock.now(), event->time));
+      row = playback.play(*event);
+    } catch (const Failure& failure) {
+      return failure;
+    } catch (const std::exception& error) {
+      return Failure(recording.lines().place() + error.what());
+    }
+    use(clock.now(), *event, row);
+    progress.update(recording.lines());
+  }
 }
 
 }  // namespace zorvel

@@ -3,13 +3,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <variant>
 #include <zv/ambiance_state.hpp>
 #include <zv/emotion_recorder.hpp>
 #include <zv/social_graph.hpp>
 
+#include "failure.hpp"
+#include "progress.hpp"
 #include "recording.hpp"
 
 namespace zorvel {
@@ -62,6 +66,13 @@ class Playback {
   std::map<std::int32_t, ZV::ZVEmotionRecorder> _recorders;
   ZV::AmbianceState _room;
 };
+
+/// Plays a whole recording on a clock that is set by its events and never runs backwards. After
+/// each event it calls `use` with the clock's time and what the event gave. Returns what ended it
+/// early, if anything did, with the place of the line: what was passed to `use` is whole. Throws
+/// what `use` throws.
+std::optional<Failure> playAll(RecordingReader& recording, Progress& progress,
+                               const std::function<void(Time, const Event&, const Row&)>& use);
 
 }  // namespace zorvel
 

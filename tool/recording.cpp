@@ -131,11 +131,6 @@ Observation observation(JsonObject& line, Time time) {
   return read;
 }
 
-void checkHeader(JsonObject& line) {
-  line.get("version").integer(1, 1);
-  if (const auto source = line.find("source")) source->text();
-}
-
 Event event(JsonObject& line, JsonValue kind, Time time) {
   const std::string_view name = kind.text();
   const auto person = [&line] { return line.get("person").integer32(); };
@@ -167,6 +162,11 @@ std::optional<Event> RecordingReader::next() {
   return std::nullopt;
 }
 
+void RecordingReader::readHeader(JsonObject& line) {
+  line.get("version").integer(1, 1);
+  if (const auto source = line.find("source")) _source = source->text();
+}
+
 /// The event on the present line; none when it is the header.
 std::optional<Event> RecordingReader::readLine() {
   const bool isFirst = !_started;
@@ -176,7 +176,7 @@ std::optional<Event> RecordingReader::readLine() {
   std::optional<Event> read;
   if (kind.text() == "header") {
     if (!isFirst) kind.fail("a header must be the first line");
-    checkHeader(line);
+    readHeader(line);
   } else {
     const std::optional<JsonValue> time =
         _missingTime == MissingTime::Now ? line.find("time") : std::optional(line.get("time"));

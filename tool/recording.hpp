@@ -64,13 +64,18 @@ class RecordingReader {
 
   const LineReader& lines() const { return _lines; }
 
+  /// The `source` of the header, once it was read; empty without one.
+  const std::string& source() const { return _source; }
+
  private:
   std::optional<Event> readLine();
+  void readHeader(JsonObject& line);
 
   LineReader _lines;
   MissingTime _missingTime;
   std::string _text;
   JsonLine _json;
+  std::string _source;
   bool _started = false;
 };
 

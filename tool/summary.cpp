@@ -10,6 +10,12 @@ namespace {
 // A recording may close scopes without end; the terminal shows the first, scopes.csv all.
 constexpr std::size_t shownScopes = 20;
 
+double secondsBetween(Time first, Time last) {
+  // Apart: the difference may not fit into a time.
+  return static_cast<double>(last.time_since_epoch().count()) / 1e9 -
+         static_cast<double>(first.time_since_epoch().count()) / 1e9;
+}
+
 }  // namespace
 
 void Summary::add(Time time, const Row& row) {
@@ -29,6 +35,25 @@ void Summary::add(Time time, const Row& row) {
   }
 }
 
+Summary::Total& Summary::Total::operator+=(const Total& other) {
+  persons += other.persons;
+  cycles += other.cycles;
+  scopes += other.scopes;
+  seconds += other.seconds;
+  return *this;
+}
+
+Summary::Total Summary::total() const {
+  Total total;
+  total.persons = _persons.size();
+  total.scopes = _scopeCount;
+  for (const auto& [person, cycles] : _persons) {
+    total.cycles += cycles.count;
+    total.seconds += secondsBetween(cycles.first, cycles.last);
+  }
+  return total;
+}
+
 std::string Summary::text() const {
   std::string text;
   const auto out = std::back_inserter(text);
@@ -37,17 +62,16 @@ std::string Summary::text() const {
                  "negative");
   for (const auto& [person, cycles] : _persons) {
     const auto count = static_cast<double>(cycles.count);
-    const double nanoseconds = static_cast<double>((cycles.last - cycles.first).count());
     const auto share = [&cycles = cycles, count](std::size_t mood) {
       return fmt::format("{:.1f} %", 100.0 * static_cast<double>(cycles.moods.at(mood)) / count);
     };
     const auto mean = [count](double value, double confidence) {
       return fmt::format("{:.3f} ({:.3f})", value / count, confidence / count);
     };
-    fmt::format_to(out, "{:>11} {:>9} {:>11.3f}  {:>22} {:>22} {:>9} {:>8} {:>9}\n", person,
-                   cycles.count, nanoseconds / 1e9, mean(cycles.valence, cycles.valenceConfidence),
-                   mean(cycles.attention, cycles.attentionConfidence), share(0), share(1),
-                   share(2));
+    fmt::format_to(
+        out, "{:>11} {:>9} {:>11.3f}  {:>22} {:>22} {:>9} {:>8} {:>9}\n", person, cycles.count,
+        secondsBetween(cycles.first, cycles.last), mean(cycles.valence, cycles.valenceConfidence),
+        mean(cycles.attention, cycles.attentionConfidence), share(0), share(1), share(2));
   }
   if (_scopes.empty()) return text;
   fmt::format_to(out, "\n{:>11} {:>9}  {:<8}  {}\n", "person", "samples", "label", "scope");

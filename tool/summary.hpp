@@ -14,7 +14,19 @@ namespace zorvel {
 /// What a replay tells on the terminal: one line a person, and the scopes that were closed.
 class Summary {
  public:
+  /// The whole recording in numbers.
+  struct Total {
+    std::uint64_t persons = 0;
+    std::uint64_t cycles = 0;
+    std::uint64_t scopes = 0;
+    /// The time in which persons were perceived, added up over them.
+    double seconds = 0.0;
+
+    Total& operator+=(const Total& other);
+  };
+
   void add(Time time, const Row& row);
+  Total total() const;
   /// The whole text, several lines.
   std::string text() const;
 
