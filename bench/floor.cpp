@@ -1,0 +1,96 @@
+#include "floor.hpp"
+
+#include <algorithm>
+#include <boost/math/special_functions/erf.hpp>
+#include <boost/thread/mutex.hpp>
+#include <cstring>
+
+#include "observation/age.hpp"
+#include "zv/timestamped.hpp"
+
+namespace zorvel::bench {
+
+Prescribed::Prescribed(const Windows& windows) {
+  const int n = windows.samples;
+  const int c = windows.contextEmotions;
+  // Filing tests the new entry and the expiring one too; ease: 2 n; facial points: 3 n and the
+  // youngest's age; head posture, gaze, speech and touch: 3 n each; situation: 3 c; voice: 1.
+  clockReadings = 12 * (n + 1) + (c + 1) + 2 * n + (3 * n + 1) + 4 * (3 * n) + 3 * c + 1;
+  // Weights of facial points and their youngest, of head postures and gazes and their angles, of
+  // speech, touch and situation.
+  errorFunctions = (n + 1) + 2 * (n + 1) + 2 * n + c;
+  // Facial points 2, face 1, head posture 3, gaze 2, voice 4, sensor limits 4; speech, touch and
+  // situation one a sample.
+  forces = 16 + 2 * n + c;
+  // Besides the forces: 13 records and 14 looks at a channel, 8 steps, the head height twice, the
+  // graph.
+  lockPairs = forces + 13 + 14 + 8 + 2 + 1;
+}
+
+Floor::Floor(int rate)
+    : _windows(rate),
+      _prescribed(_windows),
+      _timestamps(static_cast<std::size_t>(_prescribed.clockReadings)),
+      _scaledAges(static_cast<std::size_t>(_prescribed.errorFunctions)) {
+  for (std::size_t index = 0; index < _scaledAges.size(); ++index) {
+    // Over the whole window, as in an update.
+    const float age = 7.0f * static_cast<float>(index) / static_cast<float>(_scaledAges.size());
+    _scaledAges[index] = (3.0f - age) * 0.6666667f;
+  }
+  const auto addChannel = [this](std::size_t entrySize, int entries) {
+    _entrySizes.push_back(entrySize);
+    _channels.emplace_back(entrySize * static_cast<std::size_t>(entries + 1));
+  };
+  const int n = _windows.samples;
+  addChannel(sizeof(ZV::Timestamped<bool>), n);
+  addChannel(sizeof(ZV::Timestamped<bool>), n);
+  addChannel(sizeof(ZV::Timestamped<float>), n);
+  addChannel(sizeof(ZV::Timestamped<float>), n);
+  addChannel(sizeof(ZV::Timestamped<int>), n);
+  addChannel(sizeof(ZV::Timestamped<ZV::Gaze>), n);
+  addChannel(sizeof(ZV::Timestamped<ZV::Smile>), n);
+  addChannel(sizeof(ZV::Timestamped<ZV::Expressions>), n);
+  addChannel(sizeof(ZV::Timestamped<ZV::HeadPosture>), n);
+  addChannel(sizeof(ZV::Timestamped<ZV::ValueConfidence<bool>>), n);
+  addChannel(sizeof(ZV::Timestamped<ZV::ValueConfidence<unsigned int>>), n);
+  addChannel(sizeof(ZV::Timestamped<ZV::FacialPoints>), n);
+  addChannel(sizeof(ZV::Timestamped<ZV::ContextEmotion>), _windows.contextEmotions);
+}
+
+float Floor::run() {
+  using DoublePrecision =
+      boost::math::policies::policy<boost::math::policies::promote_double<false>>;
+  constexpr boost::chrono::milliseconds limit(7000);
+  int tooOld = 0;
+  for (const Time timestamp : _timestamps) tooOld += limit < ZV::ageOf(timestamp) ? 1 : 0;
+
+  float weights = 0.0f;
+  for (const float scaled : _scaledAges) {
+    const auto e =
+        static_cast<float>(boost::math::erf(static_cast<double>(scaled), DoublePrecision()));
+    weights += std::max(0.01f, (e + 1.0f) * 0.5f);
+  }
+
+  static boost::mutex mutex;
+  float value = 0.0f;
+  float twin = 0.0f;
+  for (int force = 0; force < _prescribed.forces; ++force) {
+    mutex.lock();
+    value = std::clamp(value + (1.0f - value) * 0.325f, -1.0f, 1.0f);
+    twin = std::clamp(twin + (1.0f - twin) * 0.325f, -1.0f, 1.0f);
+    mutex.unlock();
+  }
+  for (int pair = _prescribed.forces; pair < _prescribed.lockPairs; ++pair) {
+    mutex.lock();
+    mutex.unlock();
+  }
+
+  for (std::size_t index = 0; index < _channels.size(); ++index) {
+    auto& channel = _channels[index];
+    const std::size_t entry = _entrySizes[index];
+    std::memmove(channel.data() + entry, channel.data(), channel.size() - entry);
+  }
+  return weights + value + twin + static_cast<float>(tooOld);
+}
+
+}  // namespace zorvel::bench

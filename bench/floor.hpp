@@ -1,0 +1,42 @@
+#ifndef ZORVEL_BENCH_FLOOR_HPP
+#define ZORVEL_BENCH_FLOOR_HPP
+
+#include <cstddef>
+#include <vector>
+
+#include "scene.hpp"
+
+namespace zorvel::bench {
+
+/// What one update of a person with every field present has to do, whatever the code around it, in
+/// numbers: n samples in each channel, c emotions of the situation.
+struct Prescribed {
+  explicit Prescribed(const Windows& windows);
+
+  int clockReadings;   ///< each forgetting tests each entry with a reading of its own
+  int errorFunctions;  ///< one for each weight
+  int forces;
+  int lockPairs;  ///< one for each force, each call of a memory, each step that locks
+};
+
+/// That work in bare loops over arrays: the least that an update can cost.
+class Floor {
+ public:
+  explicit Floor(int rate);
+
+  /// One update's worth. Returns something that depends on all of it.
+  float run();
+
+ private:
+  Windows _windows;
+  Prescribed _prescribed;
+  std::vector<Time> _timestamps;
+  std::vector<float> _scaledAges;
+  /// The entries of each channel, as bytes: a new one goes to the front.
+  std::vector<std::vector<std::byte>> _channels;
+  std::vector<std::size_t> _entrySizes;
+};
+
+}  // namespace zorvel::bench
+
+#endif
