@@ -42,8 +42,8 @@ void JsonLineWriter::member(std::string_view name, float value) {
   }
   std::array<char, 32> digits;
   char* end = fmt::format_to(digits.data(), "{}", value);
-  // A reader takes the nearest double and narrows it. That rounds twice, and for a few floats the
-  // shortest digits then give a neighbour.
+  // A reader takes the nearest double and narrows it. That rounds twice, and for one float,
+  // 7.038531e-26, the shortest digits then give its neighbour.
   double read = 0.0;
   std::from_chars(digits.data(), end, read);
   if (static_cast<float>(read) != value) end = fmt::format_to(digits.data(), "{}", double{value});

@@ -1,0 +1,35 @@
+#ifndef ZORVEL_TOOL_RECORDING_OUTPUT_HPP
+#define ZORVEL_TOOL_RECORDING_OUTPUT_HPP
+
+#include <fmt/format.h>
+
+#include <optional>
+#include <string>
+
+#include "output_file.hpp"
+
+namespace zorvel {
+
+/// Where a recording is written to: a file that appears when it is whole, or, for the name "-",
+/// standard output.
+class RecordingOutput {
+ public:
+  /// Throws Failure when no file can be made there.
+  explicit RecordingOutput(const std::string& name);
+
+  /// What is appended here gets written; call `written` after each piece.
+  fmt::memory_buffer& text() { return _file ? _file->text() : _text; }
+  /// Passes a piece on: to a reader of standard output at once, so that it can follow. Throws
+  /// Failure, or Interrupted when that reader has gone away.
+  void written();
+  /// Gives a file its name. Throws Failure.
+  void commit();
+
+ private:
+  std::optional<OutputFile> _file;
+  fmt::memory_buffer _text;
+};
+
+}  // namespace zorvel
+
+#endif
