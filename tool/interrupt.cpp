@@ -15,7 +15,8 @@ namespace {
 
 volatile std::sig_atomic_t receivedSignal = 0;
 
-// The handler writes into this pipe: a signal that comes in just before the wait begins ends it too.
+// The handler writes into this pipe: a signal that comes in just before the wait begins ends it
+// too.
 std::array<int, 2> wakeUp = {-1, -1};
 
 void remember(int signal) {

@@ -18,8 +18,7 @@ constexpr std::size_t bufferSize = std::size_t{64} << 10;
 
 }  // namespace
 
-LineReader::LineReader(const std::string& name)
-    : _name(name), _buffer(bufferSize) {
+LineReader::LineReader(const std::string& name) : _name(name), _buffer(bufferSize) {
   if (name == "-") return;
   _descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC);
   if (_descriptor < 0) {

@@ -1,0 +1,115 @@
+#ifndef ZV_TESTS_SIMULATED_PERSON_HPP
+#define ZV_TESTS_SIMULATED_PERSON_HPP
+
+#include <boost/weak_ptr.hpp>
+#include <cmath>
+#include <functional>
+#include <iomanip>
+#include <sstream>
+
+#include "memory/person_memory_private.hpp"
+#include "state/person_state_private.hpp"
+#include "zv/person.hpp"
+
+// Literals of nine digits come from a separate calculation in Python: struct.pack('f', x) after
+// every operation in single precision; erf, sqrt and the logistic function in double; tanhf of the
+// C library.
+
+namespace ZV {
+
+using boost::chrono::milliseconds;
+using Time = ku::SystemClock::time_point;
+
+inline float above(float number) { return std::nextafter(number, INFINITY); }
+inline float below(float number) { return std::nextafter(number, -INFINITY); }
+
+/// Milliseconds after an arbitrary start, far from the clock's zero.
+inline Time at(std::int64_t time) { return Time(milliseconds(1'000'000'000'000 + time)); }
+
+template <typename T>
+Timestamped<T> seen(std::int64_t time, const T& value) {
+  return {at(time), value};
+}
+
+template <typename T>
+PersonObservation only(boost::optional<Timestamped<T>> PersonObservation::*field, int time,
+                       const T& value) {
+  PersonObservation observation;
+  observation.*field = seen(time, value);
+  return observation;
+}
+
+/// The parts with a blank between them, floats to their last digit.
+template <typename... Parts>
+std::string textOf(const Parts&... parts) {
+  std::ostringstream stream;
+  stream << std::setprecision(9);
+  ((stream << parts << ' '), ...);
+  return stream.str().substr(0, stream.str().size() - 1);
+}
+
+/// The text of the Error that the operation throws; empty when it throws none.
+template <typename Error, typename Operation>
+std::string errorOf(Operation operation) {
+  try {
+    operation();
+  } catch (const Error& error) {
+    return error.what();
+  }
+  return "";
+}
+
+/// Answers its readings from a function of their number, while it lives.
+struct ScriptedClock : ku::Clock {
+  explicit ScriptedClock(std::function<Time(int)> answers) : script(std::move(answers)) {}
+  Time now() override { return script(readings++); }
+  std::function<Time(int reading)> script;
+  int readings = 0;
+  ku::ClockScope scope{*this};
+};
+
+template <boost::shared_ptr<PersonStatePrivate> PersonState::*record>
+struct Watching {
+  friend boost::weak_ptr<PersonStatePrivate> recordOf(const PersonState& s) { return s.*record; }
+};
+template struct Watching<&PersonState::_state>;  // may name a private member
+boost::weak_ptr<PersonStatePrivate> recordOf(const PersonState& state);
+
+/// A person on a clock that the test sets.
+struct SimulatedPerson {
+  explicit SimulatedPerson(const PersonState& start = PersonState()) { person.personState = start; }
+
+  PersonStatePrivate& state() const { return person.personState._record(); }
+
+  /// Valence, its confidence, both of this cycle alone, attention, its confidence.
+  std::string numbers() const {
+    const auto& s = state();
+    return textOf(s.valence.value, s.valence.confidence, s.unsmoothedValence.value,
+                  s.unsmoothedValence.confidence, s.attention.value, s.attention.confidence);
+  }
+
+  ku::SimulatedClock clock{at(0)};
+  ku::ClockScope scope{clock};
+  Person person{1};
+};
+
+inline PersonObservation allChannelsAt(int time) {
+  PersonObservation all;
+  all.lookingAtRobot = all.faceDetected = seen(time, true);
+  all.distance = all.asrEmotion = seen(time, 1.25f);
+  all.gaze = seen(time, Gaze());
+  all.smile = seen(time, Smile());
+  all.expressions = seen(time, Expressions());
+  all.headPosture = seen(time, HeadPosture());
+  all.gender = seen(time, ValueConfidence<bool>(true, 1));
+  all.age = seen(time, ValueConfidence<unsigned int>(30, 1));
+  all.facialPoints = seen(time, FacialPoints());
+  all.voiceEmotion = seen(time, VoiceEmotion());
+  all.touchEmotion = seen(time, 0);
+  all.contextEmotion = seen(time, ContextEmotion(1, 10));
+  return all;
+}
+
+}  // namespace ZV
+
+#endif

@@ -1,0 +1,300 @@
+"""Opens reports of the tool whose path is in ZORVEL in a browser, and uses them."""
+
+import csv
+import json
+import os
+import pathlib
+import struct
+import subprocess
+import tempfile
+import unittest
+
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.support.wait import WebDriverWait
+
+TOOL = os.environ["ZORVEL"]
+START = 1_700_000_000_000_000_000
+DRAWN = """return charts.map(({dygraph}) => Array.from({length: dygraph.numRows()},
+  (_, row) => [dygraph.getValue(row, 0), dygraph.getValue(row, 1)]))"""
+WINDOWS = "return charts.map(({dygraph}) => dygraph.xAxisRange())"
+
+
+def line(seconds, event, **keys):
+    return json.dumps({"time": START + round(seconds * 1e9), "event": event, **keys},
+                      ensure_ascii=False) + "\n"
+
+
+def smiling(seconds, person=1):
+    return line(seconds, "observation", person=person, smile={"value": 1, "confidence": 1},
+                expressions={"joy": {"value": 1, "confidence": 1}})
+
+
+def single(text):
+    """The double that a script sees in a column of floats."""
+    return struct.unpack("f", struct.pack("f", float(text)))[0]
+
+
+class ReportTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = pathlib.Path(folder.name)
+        options = webdriver.ChromeOptions()
+        options.binary_location = "/usr/bin/chromium"
+        for argument in ("headless=new", "no-sandbox", "disable-gpu", "disable-quic",
+                         "no-first-run", "disable-background-networking", "disable-sync",
+                         "disable-component-update", "disable-dev-shm-usage",
+                         "window-size=1200,900", f"user-data-dir={cls.folder / 'browser'}"):
+            options.add_argument("--" + argument)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        cls.addClassCleanup(cls.browser.quit)
+        cls.browser.get("about:blank")
+        cls.browser.get_log("performance")  # of the browser's own first page
+        cls.script = cls.browser.execute_script
+        cls.scene = cls.folder / "scene.jsonl"
+        subprocess.run([TOOL, "simulate", "--seconds", "60", "--output", cls.scene], check=True)
+
+    def open(self, recording, status=0):
+        """Opens the report of a file, or of lines."""
+        page = self.folder / "page.html"
+        page.unlink(missing_ok=True)
+        is_text = isinstance(recording, str)
+        result = subprocess.run([TOOL, "report", "-" if is_text else recording, "-o", page],
+                                input=recording if is_text else None, text=True,
+                                capture_output=True)
+        self.assertEqual(result.returncode, status, result.stderr)
+        self.browser.get(page.as_uri())
+        WebDriverWait(self.browser, 60).until(
+            lambda _: self.script("return document.readyState === 'complete' && !!recording"))
+        self.settle()
+        return result
+
+    def settle(self):
+        self.browser.execute_async_script(
+            "requestAnimationFrame(() => requestAnimationFrame(arguments[0]))")
+
+    def tearDown(self):
+        self.assertEqual(self.browser.get_log("browser"), [])
+        events = [json.loads(entry["message"])["message"]
+                  for entry in self.browser.get_log("performance")]
+        urls = {event["params"]["request"]["url"] for event in events
+                if event["method"] == "Network.requestWillBeSent"}
+        self.assertEqual(urls, {(self.folder / "page.html").as_uri()})
+
+    def timeline(self, recording):
+        """The rows of the timeline, with their seconds since the recording's start."""
+        output = subprocess.run([TOOL, "replay", recording, "-q", "--timeline", "-"], check=True,
+                                capture_output=True, text=True).stdout
+        start = next(time for text in recording.read_text().splitlines()
+                     if (time := json.loads(text).get("time")))
+        rows = list(csv.DictReader(output.splitlines()))
+        return [{**row, "seconds": (int(row["time"]) - start) / 1e9} for row in rows]
+
+    def test_shows_all_that_the_timeline_has(self):
+        self.open(self.scene)
+        labels = [chart.get_attribute("aria-label")
+                  for chart in self.browser.find_elements(By.CSS_SELECTOR, ".chart")]
+        self.assertEqual(labels, [f"{name} of person {person}" for person in (1, 2, 3) for name in (
+            "Valence", "Mood", "Attention", "Ease", "Scopes")] + ["Agitation of the room"])
+        rows = self.timeline(self.scene)
+        self.script("setShown(37, 49)")  # everybody leaves and comes again
+        self.settle()
+        drawn = dict(zip(labels, self.script(DRAWN)))
+        gaps = 0
+        for person in ("1", "2", "3"):
+            own = [row for row in rows if row["person"] == person]
+            shown = [index for index, row in enumerate(own) if 37 <= row["seconds"] <= 49]
+            for name, quarter in (("valence", 0.5), ("attention", 0.25), ("ease", 0.25)):
+                points = drawn[f"{name.capitalize()} of person {person}"]
+                gaps += sum(band is None for _, band in points)
+                points = [point for point in points if point[1] and 37 <= point[0] <= 49]
+                self.assertEqual([(seconds, band[1]) for seconds, band in points],
+                                 [(own[k]["seconds"], single(own[k][name])) for k in shown])
+                for k, (_, (low, value, high)) in zip(shown, points):
+                    half = quarter * (1 - float(own[k][f"{name}_confidence"]))
+                    floor = {"valence": -1, "attention": 0, "ease": -0.5}[name]
+                    self.assertAlmostEqual(low, max(value - half, floor), 6)
+                    self.assertAlmostEqual(high, min(value + half, floor + 4 * quarter), 6)
+        self.assertEqual(gaps, 9)
+        self.check_mood_strip([row for row in rows if row["person"] == "1"])
+
+    def check_mood_strip(self, rows):
+        """Each lane is painted where its mood is, and nowhere else."""
+        moods, seconds = zip(*((int(row["mood"]), row["seconds"]) for row in rows))
+        inner = [k for k in range(1, len(rows) - 1) if len(set(moods[k - 1:k + 2])) == 1
+                 and seconds[k + 1] - seconds[k - 1] < 0.1 and 20.1 < seconds[k] < 31.9]
+        self.assertEqual({moods[k] for k in inner}, {1, 0, -1})
+        self.script("setShown(20, 32); draw()")
+        lanes = [(seconds[k], lane) for k in inner for lane in (2.5, 1.5, 0.5)]
+        painted = iter(self.painted(1, lanes))
+        for k in inner:
+            self.assertEqual([next(painted), next(painted), next(painted)],
+                             [moods[k] == mood for mood in (1, 0, -1)])
+
+    def painted(self, chart, places):
+        """Whether there is anything on a chart, for each time and value."""
+        return self.script("""
+          const {dygraph, box} = charts[arguments[0]], canvas = box.querySelector("canvas");
+          const {width, height} = canvas, copy = new OffscreenCanvas(width, height).getContext("2d");
+          copy.drawImage(canvas, 0, 0);
+          const {data} = copy.getImageData(0, 0, width, height);
+          return arguments[1].map(([seconds, value]) => data[3 + 4 * (
+            Math.round(dygraph.toDomXCoord(seconds)) +
+            Math.round(dygraph.toDomYCoord(value)) * width)] > 50)""", chart, places)
+
+    def test_sums_up(self):
+        self.open(self.scene)
+        rows = self.timeline(self.scene)
+        texts = [row.text.replace("−", "-")
+                 for row in self.browser.find_elements(By.CSS_SELECTOR, "#summary tbody tr")]
+        for person, text in zip("123", texts, strict=True):
+            own = [row for row in rows if row["person"] == person]
+            for name in ("valence", "attention", "ease"):
+                value, confidence = (sum(float(row[column]) for row in own) / len(own)
+                                     for column in (name, f"{name}_confidence"))
+                self.assertIn(f"{value:.2f} ({confidence:.2f})", text)
+            for sign, mood in (("+", "1"), ("○", "0"), ("-", "-1")):
+                share = sum(row["mood"] == mood for row in own) / len(own)
+                self.assertIn(f"{sign} {100 * share:.0f} %", text)
+            self.assertIn(f"Person {person} {len(own):,} ", text)
+        subprocess.run([TOOL, "replay", self.scene, "-q", "-o", self.folder], check=True)
+        with open(self.folder / "scopes.csv", newline="") as file:
+            closed = [(row["person"], row["scope"], row["label"], row["samples"])
+                      for row in csv.DictReader(file)]
+        listed = self.script("""return recording.persons.flatMap(({id}) =>
+          [...document.querySelectorAll(`#person${id} details tbody tr`)].map((row) =>
+            [String(id), ...[4, 2, 3].map((column) => row.children[column].textContent)]))""")
+        listed = [(person, scope, label[2:], samples) for person, scope, label, samples in listed]
+        self.assertCountEqual([row for row in listed if row[2] != "not closed"], closed)
+
+    def test_keeps_extremes_at_every_zoom(self):
+        """One smile in an hour, gone in the next cycle."""
+        at = 20_003
+        lines = [line(k / 10, "not_seen", person=1) for k in range(36_000)]
+        lines[at] = smiling(at / 10) + line(at / 10, "remove", person=1)
+        hour = self.folder / "hour.jsonl"
+        hour.write_text("".join(lines))
+        self.open(hour)
+        peak = max(single(row["valence"]) for row in self.timeline(hour))
+        self.assertGreater(peak, 0.5)
+        for width in (3600, 1000, 60):
+            self.script(f"setShown(2000 - {width / 2}, 2000 + {width / 2}); draw()")
+            points = self.script(DRAWN)[0]
+            self.assertLess(len(points), 3000)
+            high = [k for k, (_, band) in enumerate(points) if band and band[1] > 0.1]
+            self.assertEqual([(points[k][0], points[k][1][1]) for k in high], [(at / 10, peak)])
+            self.assertIsNone(points[high[0] + 1][1])  # who is removed begins anew
+            self.assertEqual(self.painted(0, [(at / 10, peak), (at / 10, -peak)]), [True, False])
+
+    def assert_shown(self, begin, end, places=6):
+        self.settle()
+        for window in self.script(WINDOWS):
+            self.assertAlmostEqual(window[0], begin, places)
+            self.assertAlmostEqual(window[1], end, places)
+
+    def test_moves_all_charts_together(self):
+        # 100 s, and everybody begins to smile at 50 s.
+        self.open("".join(line(k / 10, "not_seen", person=k % 3) for k in range(500))
+                  + "".join(smiling(k / 10, k % 3) for k in range(500, 1001)))
+        page = self.browser.find_element(By.CSS_SELECTOR, "body")
+        stack = self.browser.find_elements(By.CSS_SELECTOR, ".stack")[1]
+        left, right = Keys.ARROW_LEFT, Keys.ARROW_RIGHT
+        steps = (("+", "in", 25, 75), ("=", "in", 37.5, 62.5), (left, "left", 31.25, 56.25),
+                 ("-", "out", 18.75, 68.75), (right, "right", 31.25, 81.25),
+                 (right, "right", 43.75, 93.75), (right, "right", 50, 100),
+                 ("-", "out", 0, 100), ("+", "in", 25, 75), ("0", "whole", 0, 100))
+        for key, _, begin, end in steps:
+            page.send_keys(key)
+            self.assert_shown(begin, end)
+        for _, button, begin, end in steps:
+            self.browser.find_element(By.CSS_SELECTOR, f"[data-action={button}]").click()
+            self.assert_shown(begin, end)
+
+        edge, width = self.script("const {x, w} = stacks[1].area(); return [x, w]")
+        edge -= stack.size["width"] / 2
+        mouse = ActionChains(self.browser, duration=0)
+        mouse.move_to_element_with_offset(stack, round(edge + 0.6 * width), 0).click_and_hold()
+        mouse.move_by_offset(round(-0.4 * width), 40).release().perform()
+        self.assert_shown(20, 60, 0)
+        self.assertRegex(self.browser.find_element(By.ID, "pointer-time").text,
+                         r"0:(19.9|20.0)\d\d · 2023-11-14 22:13:(39.9|40.0)\d\d UTC")
+        ActionChains(self.browser).double_click(stack).perform()
+        self.assert_shown(0, 100)
+        self.browser.find_element(By.CSS_SELECTOR, ".moments a").send_keys(Keys.ENTER)
+        self.settle()
+        begin, end = self.script(WINDOWS)[0]
+        self.assertTrue(38 < begin < 50 < end < 62, (begin, end))
+        self.assert_shown(begin, end)
+
+    def test_tells_the_values_at_the_pointer(self):
+        self.open(self.scene)
+        own = [row for row in self.timeline(self.scene) if row["person"] == "2"]
+        stack = self.browser.find_elements(By.CSS_SELECTOR, ".stack")[1]
+        for offset in (-240, 0, 301, 450):
+            ActionChains(self.browser).move_to_element_with_offset(stack, offset, 0).perform()
+            self.settle()
+            pointer = self.script("return pointer")
+            row = min(own, key=lambda candidate: abs(candidate["seconds"] - pointer))
+            if abs(row["seconds"] - pointer) > 1:
+                expected = 4 * ["–"]  # gone
+            else:
+                pairs = [(float(row[name]), float(row[f"{name}_confidence"]))
+                         for name in ("valence", "attention", "ease")]
+                expected = [f"{value:.3f}, confidence {confidence:.3f}"
+                            for value, confidence in pairs]
+                expected.insert(1, {"1": "positive", "0": "neutral", "-1": "negative"}[row["mood"]])
+            outputs = stack.find_elements(By.CSS_SELECTOR, "output")
+            self.assertEqual([output.text.replace("−", "-") for output in outputs[:4]], expected)
+
+    def test_names_stay_texts(self):
+        names = ["</script><script>window.broken = 1</script>", "<!--<script>", "\"'`${1}\\",
+                 "a\u2028b\u2029c\u0000", "<img src=x onerror='window.broken = 1'>", "]]>&lt;"]
+        header = json.dumps({"event": "header", "version": 1, "source": names[0]}) + "\n"
+        self.open(header + "".join(line(k, "start_recording", person=1, scope=name)
+                                   for k, name in enumerate(names))
+                  + smiling(7) + line(8, "stop_recording", person=1, scope="<b>"))
+        cells = self.browser.find_elements(By.CSS_SELECTOR, "details td:last-child")
+        self.assertEqual([cell.get_property("textContent") for cell in cells], names + ["<b>"])
+        self.assertIn(names[0], self.browser.find_element(By.ID, "facts").text)
+        self.assertEqual(self.script("return [window.broken, document.scripts.length]"), [None, 3])
+
+    def test_makes_sense_of_little(self):
+        movement = line(0, "movement")
+        for text, charts, message in (
+                ("", 0, "no persons"), (movement, 0, "no persons"),
+                (smiling(0), 4, "1 cycle"), (line(0, "activity", value=1), 1, "1 measurement"),
+                (line(0, "start_recording", person=1, scope="s"), 1, "No cycles."),
+                (smiling(0) + smiling(0), 4, "2 cycles")):
+            self.open(text)
+            self.assertEqual(len(self.browser.find_elements(By.CSS_SELECTOR, ".chart")), charts)
+            self.assertIn(message, self.browser.find_element(By.CSS_SELECTOR, "body").text)
+            if charts == 4:
+                self.assertEqual(self.painted(0, [(0, self.script(DRAWN)[0][0][1][1])]), [True])
+        result = self.open(smiling(0) + "no json\n" + smiling(1), status=1)
+        self.assertIn("-:2: ", result.stderr)
+        self.assertIn("-:2: ", self.browser.find_element(By.ID, "failure").text)
+        self.assertEqual(len(self.script(DRAWN)[0]), 1)
+
+    def test_follows_the_readers_colours(self):
+        self.open(self.scene)
+        colours = """return [getComputedStyle(document.body).backgroundColor,
+                             charts[0].dygraph.getColors()[0]]"""
+        light = self.script(colours)
+        dark = {"features": [{"name": "prefers-color-scheme", "value": "dark"}]}
+        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", dark)
+        self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.setEmulatedMedia",
+                        {"features": []})
+        self.settle()
+        for one, other in zip(light, self.script(colours), strict=True):
+            self.assertNotEqual(one, other)
+        self.assertEqual(len(self.script(DRAWN)), 16)
+
+
+if __name__ == "__main__":
+    unittest.main()

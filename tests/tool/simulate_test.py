@@ -1,0 +1,118 @@
+"""Simulates scenes with the tool whose path is in ZORVEL, and looks at what comes of them."""
+
+import csv
+import hashlib
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+TOOL = os.environ["ZORVEL"]
+RECALCULATE = pathlib.Path(__file__).with_name("recalculate.py")
+
+
+def simulate(*options):
+    return subprocess.run([TOOL, "simulate", *map(str, options)], capture_output=True, check=True)
+
+
+def described(recording):
+    return json.loads(subprocess.run([TOOL, "info", "-", "--json"], input=recording,
+                                     capture_output=True, check=True).stdout)
+
+
+class SimulateTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def test_the_seed_decides_every_byte(self):
+        file = self.folder / "scene.jsonl"
+        told = simulate("--seed", 5, "--output", file)
+        self.assertEqual((told.stdout, told.stderr, list(self.folder.iterdir())),
+                         (b"", b"", [file]))
+        self.assertEqual(file.read_bytes(), simulate("--seed", 5).stdout)
+        self.assertNotEqual(file.read_bytes(), simulate("--seed", 6).stdout)
+        # Whatever compiler and libraries made the tool; a new scene needs a new one.
+        self.assertEqual(hashlib.sha256(simulate("--seconds", 100).stdout).hexdigest(), 
+                         "b56b495ced9381b793b02a1141669f62003615b64eb98ee0be3d8a1228f3f101")
+
+    def test_everything_occurs_and_nothing_looks_wrong(self):
+        for people, seed, rate in ((1, 1, 30), (1, 2, 10), (3, 1, 30), (3, 2**63 - 1, 30),
+                                   (9, 4, 15)):
+            with self.subTest(people=people, seed=seed, rate=rate):
+                scene = simulate("--people", people, "--seed", seed, "--rate", rate).stdout
+                told = described(scene)
+                self.assertEqual((told["source"], told["findings"]), ("simulate", []))
+                self.assertNotIn(0, told["events"].values())
+                self.assertAlmostEqual(told["seconds"], 60, delta=0.01)
+                self.assertEqual([person["person"] for person in told["persons"]],
+                                 list(range(1, people + 1)))
+                for person in told["persons"]:
+                    self.assertAlmostEqual(person["rate_hz"], rate, delta=0.02 * rate)
+                    self.assertEqual(person["gaps"], 0)
+                fields = [field for person in told["persons"] for field in person["fields"].items()]
+                self.assertEqual(len({name for name, _ in fields}), 15)
+                late = [field["lateness_seconds"] for _, field in fields]
+                self.assertGreaterEqual(min(each["min"] for each in late), 0)
+                late = [field["lateness_seconds"] for name, field in fields if name == "smile"]
+                self.assertLess(max(each["median"] for each in late), 0.1)
+                self.assertGreater(min(each["max"] for each in late), 0.1)
+                for text in scene.splitlines():
+                    if b'"expressions"' in text:
+                        face = json.loads(text)["expressions"]
+                        values = [each["value"] for name, each in face.items() if name != "time"]
+                        self.assertAlmostEqual(sum(values), 1, delta=0.15)
+
+    def test_its_replay_tells_a_story(self):
+        recording = self.folder / "scene.jsonl"
+        simulate("--output", recording)
+        replay = subprocess.run([TOOL, "replay", "-q", recording, "-o", self.folder],
+                                capture_output=True, text=True)
+        self.assertEqual((replay.returncode, replay.stderr), (0, ""))
+        check = subprocess.run(
+            [sys.executable, "-B", RECALCULATE, recording, "--compare", self.folder],
+            capture_output=True, text=True)
+        self.assertEqual(check.returncode, 0, check.stdout + check.stderr)
+        with open(self.folder / "timeline.csv") as file:
+            rows = list(csv.DictReader(file))
+        with open(self.folder / "scopes.csv") as file:
+            scopes = list(csv.DictReader(file))
+        for person in ("1", "2", "3"):
+            end = next(int(row["time"]) for row in scopes
+                       if (row["person"], row["scope"]) == (person, "visit"))
+            states = [row for row in rows if row["person"] == person and int(row["time"]) < end]
+            for mood in ("-1", "0", "1"):
+                share = sum(row["mood"] == mood for row in states) / len(states)
+                self.assertGreater(share, 0.1, (person, mood))
+            attention = [float(row["attention"]) for row in states]
+            turns, high = 0, False
+            for value in attention:
+                if value > 0.9 if not high else value < 0.4:
+                    turns, high = turns + 1, not high
+            self.assertGreaterEqual(turns, 3, person)
+        self.assertEqual({(row["label"], row["samples"]) for row in scopes
+                          if row["scope"] == "greeting"}, {("positive", "60")})
+        self.assertNotIn("error", [row["label"] for row in scopes])
+
+    def test_ends_as_it_should(self):
+        with subprocess.Popen([TOOL, "simulate", "--seconds", "100000000"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE) as endless:
+            self.assertIn(b"header", endless.stdout.readline())
+            endless.stdout.close()
+            self.assertEqual(endless.stderr.read(), b"")
+        for option in (["--people", "0"], ["--seconds", "-1"], ["--rate", "nan"], ["--seed", "-1"]):
+            result = subprocess.run([TOOL, "simulate", *option], capture_output=True, text=True)
+            self.assertEqual((result.returncode, result.stdout), (2, ""), option)
+            self.assertIn(option[0], result.stderr)
+        result = subprocess.run([TOOL, "simulate", "-o", self.folder / "no" / "file"],
+                                capture_output=True, text=True)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("No such file", result.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
