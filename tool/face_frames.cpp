@@ -19,7 +19,7 @@ void setTimes(ZV::PersonObservation& face, Time time) {
 
 }  // namespace
 
-FaceFrames::FaceFrames(const CsvReader& rows, const ImportOptions& options, RecordingOutput& output)
+FaceFrames::FaceFrames(const CsvReader& rows, const ImportOptions& options, TextOutput& output)
     : _rows(rows),
       _start(options.start),
       _gap(std::llround(options.gapSeconds * nanosecondsPerSecond)),

@@ -9,7 +9,7 @@
 #include "csv_reader.hpp"
 #include "import.hpp"
 #include "recording.hpp"
-#include "recording_output.hpp"
+#include "text_output.hpp"
 
 namespace zorvel {
 
@@ -17,7 +17,7 @@ namespace zorvel {
 /// whether seen, not seen or gone.
 class FaceFrames {
  public:
-  FaceFrames(const CsvReader& rows, const ImportOptions& options, RecordingOutput& output);
+  FaceFrames(const CsvReader& rows, const ImportOptions& options, TextOutput& output);
 
   /// Sets the time of the faces that follow, in seconds after the start, as `column` of the present
   /// row has it; a later time ends the frame before. Faces from before the first call are of that
@@ -43,7 +43,7 @@ class FaceFrames {
   const CsvReader& _rows;
   Time _start;
   Time::duration _gap;
-  RecordingOutput& _output;
+  TextOutput& _output;
   std::optional<Time> _time;
   std::map<std::int32_t, Person> _persons;
 };

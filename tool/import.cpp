@@ -16,8 +16,8 @@
 #include "import_pyfeat.hpp"
 #include "interrupt.hpp"
 #include "progress.hpp"
-#include "recording_output.hpp"
 #include "recording_writer.hpp"
+#include "text_output.hpp"
 
 namespace zorvel {
 namespace {
@@ -65,7 +65,7 @@ void importFile(const ImportOptions& options) {
   catchInterrupts();
   CsvReader rows(options.file);
   Format format(rows, options);
-  RecordingOutput output(options.output);
+  TextOutput output(options.output);
   appendHeader(output.text(), Format::source);
   output.written();
   FaceFrames frames(rows, options, output);

@@ -1,8 +1,6 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <ku/clock.hpp>
@@ -10,7 +8,6 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <utility>
 
 #include "commands.hpp"
 #include "failure.hpp"
@@ -18,6 +15,7 @@
 #include "json_writer.hpp"
 #include "playback.hpp"
 #include "recording.hpp"
+#include "text_output.hpp"
 
 namespace zorvel {
 namespace {
@@ -30,9 +28,6 @@ struct LiveOptions {
   bool strict = false;
   double forgetSeconds = 0.0;
 };
-
-/// The reader of standard output has gone away.
-struct OutputClosed {};
 
 template <typename Value>
 void appendPair(JsonLineWriter& line, std::string_view name, Value value, float confidence) {
@@ -74,26 +69,13 @@ double secondsSince(Time time) {
 }
 
 /// Writes the row as one line on standard output, at once.
-void writeRow(Time time, const Row& row) {
+void writeRow(TextOutput& output, Time time, const Row& row) {
   if (std::holds_alternative<std::monostate>(row)) return;
-  fmt::memory_buffer text;
-  JsonLineWriter line(text);
+  JsonLineWriter line(output.text());
   line.member("time", time);
   std::visit([&line](const auto& content) { append(line, content); }, row);
   line.finish();
-  const char* position = text.data();
-  std::size_t left = text.size();
-  while (left > 0) {
-    const ssize_t count = write(STDOUT_FILENO, position, left);
-    if (count < 0 && errno == EINTR) {
-      throwIfInterrupted();
-      continue;
-    }
-    if (count < 0 && errno == EPIPE) throw OutputClosed();
-    if (count < 0) throw systemFailure("standard output", errno);
-    position += count;
-    left -= static_cast<std::size_t>(count);
-  }
+  output.written();
 }
 
 /// Warns, once for each person and field, of readings that are too old to be remembered or come
@@ -184,7 +166,7 @@ class Live {
     } catch (const std::exception& error) {
       throw BadLine(_recording.lines().place() + error.what());
     }
-    writeRow(time, row);
+    writeRow(_output, time, row);
     return true;
   }
 
@@ -213,6 +195,7 @@ class Live {
   ku::SimulatedClock _clock{Time::min()};
   std::optional<ku::ClockScope> _clockScope;
   RecordingReader _recording;
+  TextOutput _output{"-"};
   Playback _playback;
   FarReadings _farReadings;
   /// When each known person was last observed, or came to be known.
@@ -255,7 +238,7 @@ Example:
     try {
       Live(*options).run();
     } catch (const Interrupted&) {
-    } catch (const OutputClosed&) {
+      // A signal, or a reader that has gone away: either is the way to end a service.
     }
   });
 }

@@ -17,8 +17,8 @@
 #include "playback.hpp"
 #include "progress.hpp"
 #include "recording.hpp"
-#include "recording_output.hpp"
 #include "summary.hpp"
+#include "text_output.hpp"
 
 namespace zorvel {
 namespace {
@@ -67,7 +67,7 @@ void replayOne(const ReplayOptions& options) {
 /// Writes nothing but the timeline: the tool as a filter.
 void replayTimeline(const ReplayOptions& options) {
   RecordingReader recording(options.recordings.front());
-  RecordingOutput output(options.timeline);
+  TextOutput output(options.timeline);
   appendTimelineHeader(output.text());
   Progress noProgress(false);
   const auto failure =

@@ -5,9 +5,9 @@
 
 #include "commands.hpp"
 #include "interrupt.hpp"
-#include "recording_output.hpp"
 #include "recording_writer.hpp"
 #include "scene.hpp"
+#include "text_output.hpp"
 
 namespace zorvel {
 namespace {
@@ -26,7 +26,7 @@ struct SimulateOptions {
 
 void simulate(const SimulateOptions& options) {
   catchInterrupts();
-  RecordingOutput output(options.output);
+  TextOutput output(options.output);
   const auto write = [&output](const Event& event) { appendEvent(output.text(), event); };
   const auto timeOf = [&options](std::int64_t cycle) {
     return Time(Time::duration((startSeconds + cycle / options.rate) * secondNanoseconds +

@@ -266,7 +266,7 @@ function visiblePoints({ times, begins, drawn, low, high }, window, pixels) {
   const isSampled = end - first <= 2 * pixels;
   const pixel = (window.to - window.from) / pixels;
   for (let row = first; row < end;) {
-    if (false) points.push([times[row], null]);
+    if (begins[row] && row > first) points.push([times[row], null]);
     const nextPixel = window.from + (Math.floor((times[row] - window.from) / pixel) + 1) * pixel;
     let lowest = row;
     let highest = row;

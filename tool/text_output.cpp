@@ -1,4 +1,4 @@
-#include "recording_output.hpp"
+#include "text_output.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -9,11 +9,11 @@
 
 namespace zorvel {
 
-RecordingOutput::RecordingOutput(const std::string& name) {
+TextOutput::TextOutput(const std::string& name) {
   if (name != "-") _file.emplace(name);
 }
 
-void RecordingOutput::written() {
+void TextOutput::written() {
   if (_file) {
     _file->written();
     return;
@@ -30,7 +30,7 @@ void RecordingOutput::written() {
   throw systemFailure("standard output", error);
 }
 
-void RecordingOutput::commit() {
+void TextOutput::commit() {
   if (!_file) return;
   _file->finish();
   _file->commit();

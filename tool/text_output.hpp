@@ -1,5 +1,5 @@
-#ifndef ZORVEL_TOOL_RECORDING_OUTPUT_HPP
-#define ZORVEL_TOOL_RECORDING_OUTPUT_HPP
+#ifndef ZORVEL_TOOL_TEXT_OUTPUT_HPP
+#define ZORVEL_TOOL_TEXT_OUTPUT_HPP
 
 #include <fmt/format.h>
 
@@ -10,12 +10,12 @@
 
 namespace zorvel {
 
-/// Where a recording is written to: a file that appears when it is whole, or, for the name "-",
-/// standard output.
-class RecordingOutput {
+/// Where text is written to: a file that appears when it is whole, or, for the name "-", standard
+/// output.
+class TextOutput {
  public:
   /// Throws Failure when no file can be made there.
-  explicit RecordingOutput(const std::string& name);
+  explicit TextOutput(const std::string& name);
 
   /// What is appended here gets written; call `written` after each piece.
   fmt::memory_buffer& text() { return _file ? _file->text() : _text; }
