@@ -1,8 +1,9 @@
 #include "text_output.hpp"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 
 #include "failure.hpp"
 #include "interrupt.hpp"
@@ -18,16 +19,23 @@ void TextOutput::written() {
     _file->written();
     return;
   }
-  const std::size_t count = std::fwrite(_text.data(), 1, _text.size(), stdout);
-  if (count == _text.size() && std::fflush(stdout) == 0) {
-    _text.clear();
-    return;
+  // Not through stdio, which would try once more at the end what could not be written.
+  const char* position = _text.data();
+  std::size_t left = _text.size();
+  while (left > 0) {
+    const ssize_t count = write(STDOUT_FILENO, position, left);
+    if (count >= 0) {
+      position += count;
+      left -= static_cast<std::size_t>(count);
+      continue;
+    }
+    const int error = errno;
+    throwIfInterrupted();
+    // Whoever started this process may have had the signal ignored.
+    if (error == EPIPE) throw Interrupted{SIGPIPE};
+    if (error != EINTR) throw systemFailure("standard output", error);
   }
-  const int error = errno;
-  throwIfInterrupted();
-  // Whoever started this process may have had the signal ignored.
-  if (error == EPIPE) throw Interrupted{SIGPIPE};
-  throw systemFailure("standard output", error);
+  _text.clear();
 }
 
 void TextOutput::commit() {
