@@ -224,6 +224,28 @@ class ReplayTest(unittest.TestCase):
                 self.assertEqual((result.returncode, result.stderr), (0, ""))
                 self.assertEqual(len(self.written("timeline.csv").splitlines()), 1 + rows)
 
+    def test_several_recordings_fail_alone(self):
+        self.replay(everything())
+        timeline = self.written("timeline.csv")
+        bad = self.folder / "bad.jsonl"
+        bad.write_text(json.dumps(line(0, "not_seen", person=1)) + "\n{}\n")
+        several = subprocess.run(
+            [TOOL, "replay", self.recording, bad, "/nowhere.jsonl", self.recording, "--jobs", "2",
+             "--output", self.output], capture_output=True, text=True)
+        self.assertEqual(several.returncode, 1)
+        self.assertEqual(several.stderr, f'{bad}:2: lacks the key "event"\n'
+                                         "/nowhere.jsonl: No such file or directory\n")
+        self.assertRegex(several.stdout, r"(?m)^total +5 +1201 ")
+        self.assertEqual(sorted(file.name for file in self.output.iterdir() if file.is_dir()),
+                         ["bad", "recording", "recording-2"])
+        for folder in ("recording", "recording-2"):
+            self.assertEqual(self.written(folder + "/timeline.csv"), timeline)
+        self.assertEqual(len(self.written("bad/timeline.csv").splitlines()), 2)
+        with open(self.recording) as recording:
+            piped = subprocess.run([TOOL, "replay", "-", "--timeline", "-"], stdin=recording,
+                                   capture_output=True, text=True)
+        self.assertEqual((piped.returncode, piped.stdout), (0, timeline))
+
     def test_warns_of_old_voices(self):
         result = self.replay([line(4, "observation", person=1, voiceEmotion=late(0.5))])
         self.assertRegex(result.stderr, r"^\S+ \[warning\] velo.zorvel.emotionalstate: "

@@ -174,16 +174,17 @@ class ReportTest(unittest.TestCase):
         self.assertCountEqual([row for row in listed if row[2] != "not closed"], closed)
 
     def test_keeps_extremes_at_every_zoom(self):
-        """One smile in an hour, gone in the next cycle."""
+        """One smile in an hour, gone in the next cycle; later, ten seconds without a cycle."""
         at = 20_003
         lines = [line(k / 10, "not_seen", person=1) for k in range(36_000)]
+        del lines[30_000:30_100]
         lines[at] = smiling(at / 10) + line(at / 10, "remove", person=1)
         hour = self.folder / "hour.jsonl"
         hour.write_text("".join(lines))
         self.open(hour)
         peak = max(single(row["valence"]) for row in self.timeline(hour))
         self.assertGreater(peak, 0.5)
-        for width in (3600, 1000, 60):
+        for width in (60, 1000, 3600):
             self.script(f"setShown(2000 - {width / 2}, 2000 + {width / 2}); draw()")
             points = self.script(DRAWN)[0]
             self.assertLess(len(points), 3000)
@@ -191,6 +192,7 @@ class ReportTest(unittest.TestCase):
             self.assertEqual([(points[k][0], points[k][1][1]) for k in high], [(at / 10, peak)])
             self.assertIsNone(points[high[0] + 1][1])  # who is removed begins anew
             self.assertEqual(self.painted(0, [(at / 10, peak), (at / 10, -peak)]), [True, False])
+        self.assertEqual([seconds for seconds, band in points if not band], [at / 10 + 0.1, 3010])
 
     def assert_shown(self, begin, end, places=6):
         self.settle()
