@@ -2,9 +2,9 @@
 // windows, beside what an update is counted to do. Exit status 1 when they differ.
 
 #include <dlfcn.h>
-#include <fmt/format.h>
 #include <pthread.h>
 
+#include <cstdio>
 #include <zv/social_graph.hpp>
 
 #include "floor.hpp"
@@ -17,7 +17,8 @@ long locked = 0;
 }  // namespace
 
 // Takes the place of the system's for the whole process.
-extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+extern "C" __attribute__((visibility("default"))) int pthread_mutex_lock(
+    pthread_mutex_t* mutex) noexcept {
   using Lock = int (*)(pthread_mutex_t*);
   static const auto lock = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
   ++locked;
@@ -53,8 +54,8 @@ bool printWork(int rate) {
     locks = locked;
   }
   const Prescribed prescribed{Windows(rate)};
-  fmt::print("{:>5} {:>15} {:>9} {:>16} {:>8} {:>11} {:>9}\n", rate, prescribed.clockReadings,
-             readings, prescribed.errorFunctions, prescribed.forces, prescribed.lockPairs, locks);
+  std::printf("%5d %15d %9ld %16d %8d %11d %9ld\n", rate, prescribed.clockReadings, readings,
+              prescribed.errorFunctions, prescribed.forces, prescribed.lockPairs, locks);
   return readings == prescribed.clockReadings && locks == prescribed.lockPairs;
 }
 
@@ -62,8 +63,8 @@ bool printWork(int rate) {
 }  // namespace zorvel::bench
 
 int main() {
-  fmt::print("{:>5} {:>15} {:>9} {:>16} {:>8} {:>11} {:>9}\n", "rate", "clock readings", "counted",
-             "error functions", "forces", "lock pairs", "counted");
+  std::printf("%5s %15s %9s %16s %8s %11s %9s\n", "rate", "clock readings", "counted",
+              "error functions", "forces", "lock pairs", "counted");
   bool agrees = true;
   for (const int rate : {10, 30, 60}) agrees &= zorvel::bench::printWork(rate);
   return agrees ? 0 : 1;

@@ -13,6 +13,7 @@
 #include "failure.hpp"
 #include "interrupt.hpp"
 #include "json_writer.hpp"
+#include "observation_fields.hpp"
 #include "playback.hpp"
 #include "recording.hpp"
 #include "text_output.hpp"
@@ -83,41 +84,28 @@ void writeRow(TextOutput& output, Time time, const Row& row) {
 class FarReadings {
  public:
   void check(const Observation& observation, const std::string& place) {
-    const auto& fields = observation.fields;
-    const auto checkField = [&](std::string_view name, const auto& field) {
-      if (field) check(observation.person, name, field->timestamp, place);
-    };
-    checkField("lookingAtRobot", fields.lookingAtRobot);
-    checkField("height", fields.height);
-    checkField("distance", fields.distance);
-    checkField("gaze", fields.gaze);
-    checkField("smile", fields.smile);
-    checkField("expressions", fields.expressions);
-    checkField("headPosture", fields.headPosture);
-    checkField("gender", fields.gender);
-    checkField("age", fields.age);
-    checkField("faceDetected", fields.faceDetected);
-    checkField("facialPoints", fields.facialPoints);
-    checkField("voiceEmotion", fields.voiceEmotion);
-    checkField("asrEmotion", fields.asrEmotion);
-    checkField("touchEmotion", fields.touchEmotion);
-    checkField(contextEmotion, fields.contextEmotion);
+    forEachField(observation.fields, [&](std::size_t field, const auto& reading) {
+      check(observation.person, fieldKinds.at(field), reading.timestamp, place);
+    });
   }
 
   void forget(std::int32_t person) { _warned.erase(person); }
 
  private:
-  static constexpr std::string_view contextEmotion = "contextEmotion";
-
-  void check(std::int32_t person, std::string_view field, Time time, const std::string& place) {
-    const double rememberedSeconds = field == contextEmotion ? 20.0 : 7.0;
+  void check(std::int32_t person, const FieldKind& field, Time time, const std::string& place) {
     const double age = secondsSince(time);
-    if (age >= 0.0 && age <= rememberedSeconds) return;
-    if (!_warned[person].insert(field).second) return;
-    fmt::print(stderr, "{}warning: person {}: {} is from {:.3f} s {}; it is used as it is\n", place,
-               person, field, std::abs(age),
-               age < 0.0 ? "in the future"
-                         : fmt::format("ago, and remembered for {} s", rememberedSeconds));
+    std::string problem;
+    if (age < 0.0) {
+      problem = fmt::format("{:.3f} s in the future", -age);
+    } else if (field.memory && age * 1000.0 > static_cast<double>(field.memory->count())) {
+      problem =
+          fmt::format("{:.3f} s ago, and remembered for {} s", age, field.memory->count() / 1000);
+    } else {
+      return;
+    }
+    if (!_warned[person].insert(field.name).second) return;
+    fmt::print(stderr, "{}warning: person {}: {} is from {}; it is used as it is\n", place, person,
+               field.name, problem);
   }
 
   std::map<std::int32_t, std::set<std::string_view>> _warned;

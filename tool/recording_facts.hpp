@@ -2,7 +2,6 @@
 #define ZORVEL_TOOL_RECORDING_FACTS_HPP
 
 #include <array>
-#include <boost/chrono/duration.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -11,29 +10,10 @@
 #include <string_view>
 
 #include "distribution.hpp"
+#include "observation_fields.hpp"
 #include "recording.hpp"
 
 namespace zorvel {
-
-/// A number that a reading consists of, and between which bounds it makes sense.
-struct NumberKind {
-  std::string_view name;
-  float lowest = 0.0f;
-  float highest = 0.0f;
-};
-
-struct FieldKind {
-  std::string_view name;
-  /// How long the memory keeps a reading; none for a field without memory.
-  std::optional<boost::chrono::milliseconds> memory;
-  /// Whether a living person gives other numbers every time.
-  bool varies;
-  /// The last ones may be without a name: they are none.
-  std::array<NumberKind, 3> numbers;
-};
-
-/// The fields of an observation, in the order of their declaration.
-extern const std::array<FieldKind, 15> fieldKinds;
 
 /// The events, in the order of Event's variant.
 constexpr std::array<std::string_view, 7> eventNames{

@@ -45,7 +45,7 @@ std::optional<Failure> replayInto(const std::filesystem::path& folder, const std
   RecordingReader recording(name);
   CsvFiles files(folder);
   Progress progress(showProgress);
-  const auto failure =
+  auto failure =
       playAll(recording, progress, [&](Time time, const Event& /*event*/, const Row& row) {
         files.write(time, row);
         summary.add(time, row);

@@ -3,12 +3,12 @@
 #include "commands.hpp"
 #include "failure.hpp"
 #include "interrupt.hpp"
-#include "output_file.hpp"
 #include "playback.hpp"
 #include "progress.hpp"
 #include "recording.hpp"
 #include "report/report_data.hpp"
 #include "report/report_page.hpp"
+#include "text_output.hpp"
 
 namespace zorvel {
 namespace {
@@ -20,7 +20,7 @@ void append(fmt::memory_buffer& text, std::string_view part) {
 void report(const std::string& name, const std::string& output) {
   catchInterrupts();
   RecordingReader recording(name);
-  OutputFile file(output);
+  TextOutput page(output);
   ReportData data;
   std::optional<Failure> failure;
   {
@@ -34,13 +34,13 @@ void report(const std::string& name, const std::string& output) {
   // What the lines before a bad one gave is whole, so it is shown.
   const std::string title =
       name == "-" ? "standard input" : std::filesystem::path(name).filename().string();
-  const std::string_view page = reportPage();
-  const std::size_t hole = page.find(reportPageHole);
-  append(file.text(), page.substr(0, hole));
-  append(file.text(), data.json(title, recording.source(), failure ? failure->what() : ""));
-  append(file.text(), page.substr(hole + reportPageHole.size()));
-  file.finish();
-  file.commit();
+  const std::string_view frame = reportPage();
+  const std::size_t hole = frame.find(reportPageHole);
+  append(page.text(), frame.substr(0, hole));
+  append(page.text(), data.json(title, recording.source(), failure ? failure->what() : ""));
+  append(page.text(), frame.substr(hole + reportPageHole.size()));
+  page.written();
+  page.commit();
   if (failure) throw Failure(*failure);
 }
 
@@ -60,7 +60,9 @@ Example:
   const auto recording = std::make_shared<std::string>();
   const auto output = std::make_shared<std::string>("report.html");
   command->add_option("RECORDING", *recording, "The recording; - reads standard input")->required();
-  command->add_option("-o,--output", *output, "The page to write; it appears when it is whole")
+  command
+      ->add_option("-o,--output", *output,
+                   "The page to write; it appears when it is whole. - writes to standard output")
       ->type_name("FILE")
       ->capture_default_str();
   command->callback([recording, output] { report(*recording, *output); });

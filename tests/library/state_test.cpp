@@ -61,7 +61,7 @@ TEST(Force, MovesByItsWeightWithinTheRange) {
   EXPECT_EQ(moved(&State::_applyForceValence, -1, 2), "-1 0.5 -1 0 0.5 0.75");
   EXPECT_EQ(moved(&State::_applyForceValence, 3, 1), "1 0.5 1 0 0.5 0.75");
   EXPECT_EQ(moved(&State::_applyForceValence, NAN, 1), "nan 0.5 nan 0 0.5 0.75");
-  EXPECT_EQ(moved(&State::_applyForceValenceConfidence, 1, 0.5f), "0.25 0.75 0 0.5 0.5 0.75");
+  EXPECT_EQ(moved(&State::_applyForceValenceConfidence, 3, 0.25f), "0.25 1 0 0.75 0.5 0.75");
   EXPECT_EQ(moved(&State::_applyForceValenceConfidence, -1, 1), "0.25 0 0 0 0.5 0.75");
   EXPECT_EQ(moved(&State::_applyForceAttention, 1, 0.5f), "0.25 0.5 0 0 0.75 0.75");
   EXPECT_EQ(moved(&State::_applyForceAttention, -1, 1), "0.25 0.5 0 0 0 0.75");
@@ -154,10 +154,10 @@ TEST(Update, FollowsEachChannelAlone) {
   for (const auto& [observations, numbers] :
        {Case{both(&Observation::facialPoints, pointsOf(0.9f), pointsOf(0.6f)),
              "0.031773068 0.0183001757 0 0.012840407 0.0508369058 0.00654426496"},
-        Case{both(&Observation::headPosture, HeadPosture(12, -3, 50), HeadPosture(-4, 20, 0)),
-             "0.0316388272 0.0450000018 0 0 0.891230226 0.660200834"},
-        Case{both(&Observation::gaze, Gaze(15, -8), Gaze(-2, 21)),
-             "0.031773068 0.0450000018 0 0 0.76835072 0.767553508"},
+        Case{both(&Observation::headPosture, HeadPosture(12, -3, 50), HeadPosture(-14, 22, 0)),
+             "0.0316388272 0.0450000018 0 0 0.878269255 0.660200834"},
+        Case{both(&Observation::gaze, Gaze(15, -8), Gaze(-19, 26)),
+             "0.031773068 0.0450000018 0 0 0.648016632 0.767553508"},
         Case{both(&Observation::voiceEmotion, voiceOf(0.2f, 0.6f, 0.1f, 0.5f),
                   voiceOf(0.3f, 0.39f, 0.9f, 0.4f)),
              "0.104023159 0.768374801 0.158257484 0.319374979 0.0508369058 0.00963933952"},
@@ -192,7 +192,7 @@ TEST(Update, ClassifiesANewFaceOnceFromAllItsFeatures) {
     Observation observation = only(&Observation::smile, 0, smile);
     observation.expressions = seen(0, expressions);
     observation.height = seen(0, 1.0f);
-    subject.state().smileTimestamp = at(5);  // an older face is new as well
+    subject.state().smileTimestamp = subject.state().expressionsTimestamp = at(5);  // older is new
     subject.person.update(observation);
     EXPECT_EQ(subject.numbers(), numbers);
     EXPECT_EQ(state.headHeight(), 1.0f);

@@ -192,7 +192,7 @@ class ReportTest(unittest.TestCase):
             self.assertEqual([(points[k][0], points[k][1][1]) for k in high], [(at / 10, peak)])
             self.assertIsNone(points[high[0] + 1][1])  # who is removed begins anew
             self.assertEqual(self.painted(0, [(at / 10, peak), (at / 10, -peak)]), [True, False])
-        self.assertEqual([seconds for seconds, band in points if not band], [at / 10 + 0.1, 3010])
+        self.assertEqual([seconds for seconds, band in points if not band], [(at + 1) / 10, 3010])
 
     def assert_shown(self, begin, end, places=6):
         self.settle()

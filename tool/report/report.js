@@ -106,7 +106,8 @@ async function readRecording() {
 // ---------------------------------------------------------------- Texts
 
 function formatNumber(value, decimals) {
-  if (!Number.isFinite(value)) return Number.isNaN(value) ? "not a number" : value > 0 ? "∞" : "−∞";
+  if (Number.isNaN(value)) return "not a number";
+  if (!Number.isFinite(value)) return value > 0 ? "∞" : "−∞";
   const digits = Math.abs(value).toFixed(decimals);
   return value < 0 && Number(digits) !== 0 ? `−${digits}` : digits;
 }
@@ -254,7 +255,8 @@ function countBefore(times, limit) {
 // The rows of a curve between two times, with one more on either side, so that lines run out of the
 // chart.
 function rowsBetween(times, { from, to }) {
-  return [Math.max(0, countBefore(times, from) - 1), Math.min(times.length, countBefore(times, to) + 2)];
+  const first = Math.max(0, countBefore(times, from) - 1);
+  return [first, Math.min(times.length, countBefore(times, to) + 2)];
 }
 
 // What to draw of a curve: the true samples where there is room for them; else the lowest and the
@@ -391,7 +393,8 @@ function moodSpans(person) {
     const isBroken = row === times.length || begins[row];
     if (!isBroken && moodOfRow[row] === moodOfRow[first]) continue;
     const lane = moods.findIndex(({ mood }) => mood === moodOfRow[first]);
-    spans.push({ from: times[first], to: times[isBroken ? row - 1 : row], lane, color: moods[lane].name });
+    const to = times[isBroken ? row - 1 : row];
+    spans.push({ from: times[first], to, lane, color: moods[lane].name });
     first = row;
   }
   return spans;
@@ -426,7 +429,8 @@ function fittingText(context, text, room) {
   return fits(text[0]) ? text[0] : "";
 }
 
-// Paints spans in the order of their begin, each in its lane. A text may stand beside a short span.
+// Paints spans, which are in the order of their begin, each in its lane: the first lane ends at the
+// value `lanes`, and each is 1 high. A text may stand beside a short span.
 function paintSpans(spans, lanes) {
   const followers = new Array(lanes).fill(Infinity);
   const roomEnds = new Array(spans.length);
@@ -436,7 +440,7 @@ function paintSpans(spans, lanes) {
     followers[lane] = from;
   }
   return (context, area, dygraph) => {
-    const height = area.h / lanes;
+    const height = dygraph.toDomYCoord(0) - dygraph.toDomYCoord(1);
     const done = new Array(lanes).fill(-Infinity);
     const pixelOf = (seconds) =>
       Math.min(Math.max(dygraph.toDomXCoord(seconds), area.x), area.x + area.w);
@@ -449,7 +453,7 @@ function paintSpans(spans, lanes) {
       const right = Math.max(pixelOf(span.to), left + 1.5);
       if (right <= done[span.lane]) return;  // behind what is drawn already
       done[span.lane] = right;
-      const top = area.y + span.lane * height;
+      const top = dygraph.toDomYCoord(lanes - span.lane);
       context.fillStyle = theme[span.color];
       if (!span.text) {
         context.fillRect(left, top + 1.5, right - left, height - 3);
@@ -694,8 +698,9 @@ function addSummary(persons) {
     const link = element("a", { href: `#person${person.id}` }, `Person ${person.id}`);
     const row = element("tr", {});
     [link, ...cells, String(person.scopes.length)].forEach((content, column) => {
-      const isNumber = column > 0 && column !== 6;
-      row.append(element("td", { "data-title": titles[column], class: isNumber ? "number" : "" }, content));
+      const isNumber = column > 0 && titles[column] !== "Mood";
+      row.append(element("td",
+        { "data-title": titles[column], class: isNumber ? "number" : "" }, content));
     });
     body.append(row);
   }
@@ -704,7 +709,9 @@ function addSummary(persons) {
 
 function scopeTable(scopes) {
   const head = element("tr");
-  for (const title of ["Begin", "Length", "Label", "Samples", "Scope"]) head.append(element("th", {}, title));
+  for (const title of ["Begin", "Length", "Label", "Samples", "Scope"]) {
+    head.append(element("th", {}, title));
+  }
   const body = element("tbody");
   for (const scope of scopes) {
     const around = Math.max(1, (scope.to - scope.from) / 10);
@@ -724,19 +731,22 @@ function addPerson(person) {
   const { id, times, scopes } = person;
   const section = element("section", { id: `person${id}` }, element("h2", {}, `Person ${id}`));
   document.querySelector("main").append(section);
-  const columns = Object.keys(quantities).flatMap((name) => [person[name].values, person[name].confidences]);
+  const columns = Object.keys(quantities)
+    .flatMap((name) => [person[name].values, person[name].confidences]);
   let odd = 0;
   for (let row = 0; row < times.length; ++row) {
     if (!columns.every((values) => Number.isFinite(values[row]))) ++odd;
   }
   if (odd > 0) {
-    section.append(element("p", { class: "facts" }, `${plural(odd, "cycle")} with values that are not ` +
-      "numbers: the means leave these out, a curve stops there, and a confidence counts as 0."));
+    section.append(element("p", { class: "facts" },
+      `${plural(odd, "cycle")} with values that are not numbers: the means leave these out, ` +
+      "a curve stops there, and a confidence counts as 0."));
   }
   if (times.length === 0) section.append(element("p", { class: "facts" }, "No cycles."));
   const moments = momentLinks(person);
   if (moments.length > 0) {
-    section.append(element("div", { class: "moments" }, "Greatest changes within a second:", ...moments));
+    section.append(element("div", { class: "moments" },
+      "Greatest changes within a second:", ...moments));
   }
   if (times.length === 0 && scopes.length === 0) return;
 
@@ -747,7 +757,7 @@ function addPerson(person) {
       title: "Mood", hint: "label of the valence", label: `Mood of person ${id}`,
       height: 63, range: [-0.5, 3], color: "text",
       ticks: moods.map(({ name, sign }, lane) => ({ v: 2.5 - lane, label: `${sign} ${name}` })),
-      paint: paintSpans(moodSpans(person), 3, 18),
+      paint: paintSpans(moodSpans(person), 3),
       read: () => {
         const row = rowAtPointer(person, stack.area().w);
         return row === undefined ? "–" : moods.find(({ mood }) => mood === person.moods[row]).name;

@@ -81,7 +81,7 @@ std::vector<std::int32_t> ReportData::Person::stretches() const {
   const std::int64_t limit = facts.gapLimit();
   std::vector<std::int32_t> rows;
   for (std::size_t row = 0; row < times.size(); ++row) {
-    if (row == 0 || begins[row] || times[row] - times[row - 1] > limit + (1LL << 60)) {
+    if (row == 0 || begins[row] || times[row] - times[row - 1] > limit) {
       rows.push_back(static_cast<std::int32_t>(row));
     }
   }
