@@ -28,7 +28,10 @@ void window(benchmark::State& state) {
   for (auto _ : state) cycle();
   state.SetComplexityN(samples);
 }
-BENCHMARK(window)->RangeMultiplier(4)->Range(16, 4096)->Unit(benchmark::kMicrosecond)
+BENCHMARK(window)
+    ->RangeMultiplier(4)
+    ->Range(16, 4096)
+    ->Unit(benchmark::kMicrosecond)
     ->Complexity(benchmark::oN);
 
 void notSeen(benchmark::State& state) {
@@ -61,7 +64,11 @@ void recorderStop(benchmark::State& state) {
     benchmark::DoNotOptimize(recorder.stopRecording("scope"));
   }
 }
-BENCHMARK(recorderStop)->ArgName("samples")->Arg(10)->Arg(1000)->Arg(100'000)
+BENCHMARK(recorderStop)
+    ->ArgName("samples")
+    ->Arg(10)
+    ->Arg(1000)
+    ->Arg(100'000)
     ->Unit(benchmark::kMicrosecond);
 
 void ambiance(benchmark::State& state) {

@@ -26,8 +26,9 @@ def main(path):
 
     print("\npeople   an update   bytes a person")
     for name, run in runs.items():
-        if name.startswith("people/"):
-            print(f"{name.split(':')[1]:>6} {run['seconds_an_update'] * 1e6:>8.1f} us "
+        if run.get("seconds_an_update"):
+            people = re.search(r"people:(\d+)", name)[1]
+            print(f"{people:>6} {run['seconds_an_update'] * 1e6:>8.1f} us "
                   f"{run['bytes_a_person']:>16,.0f}")
 
     replay, bare = (runs[name] for name in ("replay", "replayInTheBareLibrary"))

@@ -39,11 +39,14 @@ void update(benchmark::State& state) {
     clock.advance(period(rate));
     cycle(graph, 1);
   }
-  state.counters["allocations"] = benchmark::Counter(
-      static_cast<double>(allocationCount() - allocationsBefore), benchmark::Counter::kAvgIterations);
+  state.counters["allocations"] =
+      benchmark::Counter(static_cast<double>(allocationCount() - allocationsBefore),
+                         benchmark::Counter::kAvgIterations);
 }
-BENCHMARK(update)->ArgsProduct({{Simulated, SystemWithOffset}, {10, 30, 60}})
-    ->ArgNames({"clock", "rate"})->Unit(benchmark::kMicrosecond);
+BENCHMARK(update)
+    ->ArgsProduct({{Simulated, SystemWithOffset}, {10, 30, 60}})
+    ->ArgNames({"clock", "rate"})
+    ->Unit(benchmark::kMicrosecond);
 
 void floorOfUpdate(benchmark::State& state) {
   ku::SimulatedClock clock(Time(Duration(1'700'000'000'000'000'000)));
@@ -52,8 +55,10 @@ void floorOfUpdate(benchmark::State& state) {
   Floor floor(static_cast<int>(state.range(1)));
   for (auto _ : state) benchmark::DoNotOptimize(floor.run());
 }
-BENCHMARK(floorOfUpdate)->ArgsProduct({{Simulated, SystemWithOffset}, {10, 30, 60}})
-    ->ArgNames({"clock", "rate"})->Unit(benchmark::kMicrosecond);
+BENCHMARK(floorOfUpdate)
+    ->ArgsProduct({{Simulated, SystemWithOffset}, {10, 30, 60}})
+    ->ArgNames({"clock", "rate"})
+    ->Unit(benchmark::kMicrosecond);
 
 /// Many people in one graph, one after the other, as a camera gives them.
 void people(benchmark::State& state) {
@@ -73,8 +78,11 @@ void people(benchmark::State& state) {
       count, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
   state.counters["bytes_a_person"] = static_cast<double>(allocatedBytes() - bytesBefore) / count;
 }
-BENCHMARK(people)->ArgName("people")->Arg(1)->Arg(10)->Arg(100)->Arg(1000)
-    ->Unit(benchmark::kMicrosecond);
+// So many updates each: the warm-up, seconds for the largest graph, is repeated for every estimate.
+BENCHMARK(people)->ArgName("people")->Unit(benchmark::kMicrosecond)->Arg(1)->Iterations(20'000);
+BENCHMARK(people)->ArgName("people")->Unit(benchmark::kMicrosecond)->Arg(10)->Iterations(2'000);
+BENCHMARK(people)->ArgName("people")->Unit(benchmark::kMicrosecond)->Arg(100)->Iterations(200);
+BENCHMARK(people)->ArgName("people")->Unit(benchmark::kMicrosecond)->Arg(1000)->Iterations(20);
 
 }  // namespace
 }  // namespace zorvel::bench

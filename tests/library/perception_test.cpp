@@ -146,8 +146,7 @@ TEST(BodyLanguage, IsReadFromHeadPosturesAndWrittenByteForByte) {
   postures.record(seen(2, HeadPosture(0, -10, 0)));
   EXPECT_EQ(easeAt(7000), "0.166666672 0.5");
   EXPECT_EQ(easeAt(7001), "0.5 0.5");
-  // All is forgotten: it stays. It is this person's alone.
-  EXPECT_EQ(textOf(easeAt(7003), BodyLanguageState()._record().ease.level), "0.5 0.5 0");
+  EXPECT_EQ(textOf(easeAt(7003), BodyLanguageState()._record().ease.level), "0.5 0.5 0");  // stays
   EXPECT_EQ(
       errorOf<std::invalid_argument>([&] { state.bodyLanguageState(BodyLanguageDescription(1)); }),
       "This descriptor is not valid.");

@@ -121,8 +121,8 @@ function formatTime(seconds, decimals = 0) {
   const hours = Math.floor(whole / 3600);
   const minutes = Math.floor(whole / 60) % 60;
   const fraction = decimals > 0 ? `.${String(ticks % unit).padStart(decimals, "0")}` : "";
-  return (seconds < 0 && ticks > 0 ? "−" : "") + (hours > 0 ? `${hours}:${two(minutes)}` : minutes) +
-    `:${two(whole % 60)}${fraction}`;
+  const sign = seconds < 0 && ticks > 0 ? "−" : "";
+  return `${sign}${hours > 0 ? `${hours}:${two(minutes)}` : minutes}:${two(whole % 60)}${fraction}`;
 }
 
 function formatUtc(seconds) {
@@ -325,6 +325,12 @@ function plotBand({ drawingContext: context, points, plotArea: area, color }) {
   context.globalAlpha = 1;
 }
 
+// Sharp corners would stand out of their values by several pixels.
+function plotLine(event) {
+  event.drawingContext.lineJoin = "round";
+  Dygraph.Plotters.linePlotter(event);
+}
+
 // The plugins that are needed. The legend's would measure texts in every drawing.
 Dygraph.PLUGINS = [Dygraph.Plugins.Axes, Dygraph.Plugins.Grid];
 
@@ -352,8 +358,7 @@ class Chart {
       dateWindow: [shown.from, shown.to],
       interactionModel: {},
       highlightCircleSize: 0,
-      strokeWidth: 1.5,
-      plotter: [plotBand, Dygraph.Plotters.linePlotter],
+      plotter: [plotBand, plotLine],
       pointSize: 2,
       rightGap: 8,
       xAxisHeight: timesHeight,
@@ -380,6 +385,7 @@ class Chart {
       file: points.length > 0 ? points : [[shown.from, null]],
       dateWindow: [shown.from, shown.to],
       drawPoints: points.length < pixels / 8,
+      strokeWidth: points.length < pixels ? 1.5 : 1,
     });
   }
 }
@@ -598,51 +604,42 @@ function rowAtPointer({ times, begins }, pixels) {
 
 // ---------------------------------------------------------------- The greatest changes
 
-// The greatest changes within a second of valence and attention, relative to their ranges.
-function greatestChanges(person) {
-  const within = 1;
-  const apart = 5;
-  const most = 6;
-  const least = 0.05;
-  const candidates = ["valence", "attention"].map((name) => {
-    const { values, quantity } = person[name];
-    const { times, begins } = person;
-    const from = new Uint32Array(times.length);
-    const sizes = new Float32Array(times.length);
-    const span = quantity.range[1] - quantity.range[0];
-    for (let row = 1, first = 0; row < times.length; ++row) {
-      if (begins[row]) first = row;
-      while (first < row - 1 && times[row] - times[first] > within) ++first;
-      from[row] = first;
-      const size = Math.abs(values[row] - values[first]) / span;
-      sizes[row] = Number.isFinite(size) ? size : 0;
-    }
-    return { name, from, sizes };
-  });
+// The greatest changes of a curve within a second, as first and last row.
+function greatestChanges({ quantity, times, begins, values }) {
+  const within = 1;  // seconds
+  const apart = 5;  // seconds
+  const most = 3;
+  const least = 0.05 * (quantity.range[1] - quantity.range[0]);
+  const firsts = new Uint32Array(times.length);
+  const sizes = new Float32Array(times.length);
+  for (let row = 1, first = 0; row < times.length; ++row) {
+    if (begins[row]) first = row;
+    while (first < row - 1 && times[row] - times[first] > within) ++first;
+    firsts[row] = first;
+    const size = Math.abs(values[row] - values[first]);
+    sizes[row] = Number.isFinite(size) ? size : 0;
+  }
   const found = [];
   while (found.length < most) {
-    let best = { size: least };
-    for (const { name, from, sizes } of candidates) {
-      sizes.forEach((size, row) => {
-        if (size > best.size) best = { name, size, row, first: from[row], sizes };
-      });
-    }
-    if (!best.name) break;
-    found.push(best);
-    const { from, to } = { from: person.times[best.first] - apart, to: person.times[best.row] + apart };
-    best.sizes.fill(0, countBefore(person.times, from), countBefore(person.times, to));
+    let row = 0;
+    for (let other = 1; other < sizes.length; ++other) if (sizes[other] > sizes[row]) row = other;
+    if (!(sizes[row] >= least)) break;
+    const first = firsts[row];
+    found.push([first, row]);
+    sizes.fill(0, countBefore(times, times[first] - apart), countBefore(times, times[row] + apart));
   }
   return found;
 }
 
 function momentLinks(person) {
-  return greatestChanges(person).map(({ name, row, first }) => {
-    const [begin, end] = [person.times[first], person.times[row]];
-    const [before, after] = [person[name].values[first], person[name].values[row]];
+  return ["valence", "attention"].flatMap((name) => greatestChanges(person[name]).map((rows) => {
+    const [begin, end] = rows.map((row) => person.times[row]);
+    const [before, after] = rows.map((row) => person[name].values[row]);
     const around = 10 * Math.max(1, end - begin);
-    return zoomLink(`${formatTime(begin, 1)} ${name} ${after > before ? "↗" : "↘"} ` +
-      `${formatNumber(before, 2)} → ${formatNumber(after, 2)}`, [begin - around, end + around], end);
-  });
+    const text = `${formatTime(begin, 1)} ${name} ${after > before ? "↗" : "↘"} ` +
+      `${formatNumber(before, 2)} → ${formatNumber(after, 2)}`;
+    return zoomLink(text, [begin - around, end + around], end);
+  }));
 }
 
 // ---------------------------------------------------------------- The page
