@@ -18,8 +18,8 @@ enum class BodyLanguageDescription {
 };
 
 /// What a person's body language tells, from the head postures of the last 7 s. Copies share one
-/// record, which lives as long as the last of them. A
-/// handle that was moved from may only be assigned to or destroyed.
+/// record, which lives as long as the last of them. A handle that was moved from may only be
+/// assigned to or destroyed.
 ///
 /// Thread safety: none of its own; the owner of the person serialises updates and reads.
 class ZV_API BodyLanguageState {

@@ -11,8 +11,8 @@ namespace ZV {
 struct PersonMemoryPrivate;
 
 /// The recent observations of one person, by channel: 20 s of context emotions, 7 s of everything
-/// else. Copies share one record, which lives as long as the last of them. A
-/// handle that was moved from may only be assigned to or destroyed.
+/// else. Copies share one record, which lives as long as the last of them. A handle that was moved
+/// from may only be assigned to or destroyed.
 ///
 /// Thread safety: every channel locks itself, but an observation is filed channel by channel, so
 /// that another thread may see it half filed. Work on one person is serialised by its owner; the

@@ -23,8 +23,8 @@ namespace ZV {
 ///     graph.read(1, [&](const ZV::Person&) { graph.remove(1); });  // never returns
 ///
 /// The operations that insert or copy throw std::bad_alloc, and those that insert
-/// boost::thread_resource_error when the system has no lock left. What a callback throws is passed on; the lock
-/// is released, and what the callback changed stays changed.
+/// boost::thread_resource_error when the system has no lock left. What a callback throws is passed
+/// on; the lock is released, and what the callback changed stays changed.
 class ZV_API SocialGraph {
  public:
   /// Inserts a new person. A person who is already there is kept as is.

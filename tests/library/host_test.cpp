@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <ku/type.hpp>
 #include <thread>
 
 #include "simulated_person.hpp"
@@ -124,6 +126,34 @@ TEST(Ambiance, FollowsMovementsAndActivityWithinItsRange) {
 }
 
 static_assert(!std::is_copy_assignable_v<ZVEmotionRecorder>);
+
+TEST(Ambiance, CountsFromTwoThreadsWhileOthersReadWithoutTheLock) {
+  AmbianceState state;
+  std::atomic<bool> done{false};
+  const auto count = [&state] {
+    for (int i = 0; i < 10'000; ++i) state.incrementMovementDetected();
+  };
+  std::thread reader([&] {
+    const auto& type = dynamic_cast<const ku::StructTypeInterface&>(*ku::typeOf<AmbianceState>());
+    while (!done) {
+      const AmbianceState copy(state);
+      EXPECT_LE(copy.ambientActivityLevel(AmbianceDescription::Calm), 1);
+      EXPECT_GE(type.get(&state, 0).as<float>(), 0);
+    }
+  });
+  std::thread first(count), second(count);
+  for (int i = 0; i < 100; ++i) state._setAmbientActivityLevel(static_cast<float>(i) / 100);
+  first.join();
+  second.join();
+  done = true;
+  reader.join();
+  state._setAmbientActivityLevel(0);
+  state.updateAmbiance(-399.75f);  // takes 799.5 away from the 800 that 20,000 movements add
+  EXPECT_EQ(levelsOf(state), "0.5 0.5");
+  const AmbianceState& same = state;
+  state = same;
+  EXPECT_EQ(levelsOf(state), "0.5 0.5");
+}
 
 TEST(Recorder, KeepsAScopeForItsLifetime) {
   using Case = std::tuple<int, int, int>;  // lifetime, updates, samples; -1 samples: no scope left
