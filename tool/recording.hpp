@@ -42,7 +42,8 @@ struct Activity {
 /// One line of a recording, without the header.
 struct Event {
   Time time;
-  std::variant<Observation, NotSeen, Remove, StartRecording, StopRecording, Movement, Activity> what;
+  std::variant<Observation, NotSeen, Remove, StartRecording, StopRecording, Movement, Activity>
+      what;
 };
 
 /// What a line without `time` is.
@@ -51,7 +52,8 @@ enum class MissingTime {
   Now,  ///< the line happens as it is read
 };
 
-/// Reads a recording, line by line in constant memory. docs/recording-format.md says what one holds.
+/// Reads a recording, line by line in constant memory. docs/recording-format.md says what one
+/// holds.
 class RecordingReader {
  public:
   /// Opens the file; "-" is standard input. Throws Failure when that fails.

@@ -70,7 +70,8 @@ void printJson() {
 void addTypes(CLI::App& tool) {
   auto* const command = tool.add_subcommand(
       "types", "Print the records that the library declares to the middleware's type system");
-  command->footer(R"(One row a record: class name, kind (plain or bouncer), members with their types.
+  command->footer(
+      R"(One row a record: class name, kind (plain or bouncer), members with their types.
 
 Example:
   zorvel types --json)");

@@ -42,8 +42,8 @@ int main() {
       const auto attention = seen.personState.personAttention();
       // A state of its own for each sample; passing the person's would record one live state.
       const boost::unique_lock<boost::mutex> lock(recorder.mutex);
-      recorder.update_notMutexed(ZV::PersonState(valence.value, valence.confidence,
-                                                 attention.value, attention.confidence));
+      recorder.update_notMutexed(ZV::PersonState(valence.value, valence.confidence, attention.value,
+                                                 attention.confidence));
     });
     clock.advance(Milliseconds(100));
   }

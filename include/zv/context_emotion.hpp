@@ -9,8 +9,7 @@ namespace ZV {
 ///
 /// Thread safety: that of a plain value.
 struct ContextEmotion {
-  ContextEmotion(std::int32_t emotion_, float duration_)
-      : emotion(emotion_), duration(duration_) {}
+  ContextEmotion(std::int32_t emotion_, float duration_) : emotion(emotion_), duration(duration_) {}
 
   /// The valence that the situation pulls towards, by sign and size; the valence itself stays
   /// within [-1, 1].

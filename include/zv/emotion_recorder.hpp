@@ -40,8 +40,8 @@ class ZV_API ZVEmotionRecorder {
     Samples samples;
   };
 
-  /// No scopes. Like the copy constructor, it throws boost::thread_resource_error when the system has
-  /// no lock left.
+  /// No scopes. Like the copy constructor, it throws boost::thread_resource_error when the system
+  /// has no lock left.
   ZVEmotionRecorder() = default;
   /// Copies all scopes, with a lock of its own; does not lock `other`.
   ZVEmotionRecorder(const ZVEmotionRecorder& other);

@@ -26,8 +26,8 @@ class ZV_API Person {
   explicit Person(std::int32_t id) : userSessionID(id) {}
 
   /// One perception cycle: files the observation into the memory, updates the body language, then
-  /// the emotional state. Throws what these throw (see PersonState::_update); steps done before stay
-  /// done.
+  /// the emotional state. Throws what these throw (see PersonState::_update); steps done before
+  /// stay done.
   void update(const PersonObservation& observation);
   /// The same without filing the observation.
   void _updateOnlineModels(const PersonObservation& observation);

@@ -68,8 +68,8 @@ class ZV_API PersonState {
   Gaze gaze() const;
   /// (0, 0, 0) after every update.
   HeadPosture headAngles() const;
-  /// Height of the head in the last cycle, in metres: 0 when the cycle brought none, or no input for
-  /// valence or attention.
+  /// Height of the head in the last cycle, in metres: 0 when the cycle brought none, or no input
+  /// for valence or attention.
   float headHeight() const;
 
   /// Kept for the host; the estimator does not read them. In hertz by convention, unchecked.

@@ -31,12 +31,14 @@ class ZV_API SocialGraph {
   void add(std::int32_t id);
   /// Erases a person; an unknown one is no error.
   void remove(std::int32_t id);
-  /// A copy of the person, which shares state and memory with the graph's; empty for an unknown one.
-  /// Using it outside a callback is outside the lock.
+  /// A copy of the person, which shares state and memory with the graph's; empty for an unknown
+  /// one. Using it outside a callback is outside the lock.
   boost::optional<Person> find(std::int32_t id) const;
-  /// Copies of all persons, by ascending identifier; they share state and memory as those of `find`.
+  /// Copies of all persons, by ascending identifier; they share state and memory as those of
+  /// `find`.
   std::vector<Person> persons() const;
-  /// Calls back with the person, who is inserted if unknown. An empty callback inserts all the same.
+  /// Calls back with the person, who is inserted if unknown. An empty callback inserts all the
+  /// same.
   void update(std::int32_t id, const boost::function<void(Person&)>& callback);
   /// Calls back with the person; does nothing for an unknown one. Throws boost::bad_function_call
   /// when the person is there and the callback is empty.

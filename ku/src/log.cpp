@@ -35,16 +35,16 @@ const char* levelName(Level level) {
 
 void writeOnStandardError(const Message& message) {
   const auto milliseconds =
-      boost::chrono::duration_cast<boost::chrono::milliseconds>(message.time.time_since_epoch()).count();
+      boost::chrono::duration_cast<boost::chrono::milliseconds>(message.time.time_since_epoch())
+          .count();
   const std::time_t seconds = milliseconds / 1000;
   std::tm utc{};
   gmtime_r(&seconds, &utc);
   std::array<char, 32> date{};
   std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &utc);
   // One call, so that lines of several threads do not mix.
-  std::fprintf(stderr, "%s.%03dZ [%s] %s: %s\n", date.data(),
-               static_cast<int>(milliseconds % 1000), levelName(message.level),
-               message.category->name.c_str(), message.text.c_str());
+  std::fprintf(stderr, "%s.%03dZ [%s] %s: %s\n", date.data(), static_cast<int>(milliseconds % 1000),
+               levelName(message.level), message.category->name.c_str(), message.text.c_str());
 }
 
 }  // namespace

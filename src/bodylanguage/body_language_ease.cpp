@@ -17,8 +17,8 @@ const char* feeling(float level) {
 
 std::ostream& operator<<(std::ostream& stream, const BodyLanguageEase& ease) {
   return stream << "Body language ease " << std::fixed << std::setprecision(1) << std::setw(3)
-                << ease.level * 100.0f << "% with confidence of " << ease.confidence
-                << " (feeling " << feeling(ease.level) << ").";
+                << ease.level * 100.0f << "% with confidence of " << ease.confidence << " (feeling "
+                << feeling(ease.level) << ").";
 }
 
 }  // namespace ZV

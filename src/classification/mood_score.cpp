@@ -80,8 +80,7 @@ float LogregMoodScore::calculateScore(const MoodClass& /*moodClass*/,
 
 const Coefficient& LogregMoodScore::COEFFICIENT_POS() {
   static const Coefficient table = coefficient(
-      {2.38828954219, -3.15291359475, 6.85025791269, -1.41616331546, -0.395405045619},
-      -0.9510546f);
+      {2.38828954219, -3.15291359475, 6.85025791269, -1.41616331546, -0.395405045619}, -0.9510546f);
   return table;
 }
 

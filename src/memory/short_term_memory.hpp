@@ -55,8 +55,8 @@ class ShortTermMemory {
     return _entries.front();
   }
 
-  /// The entries as they stand, youngest first. Nothing is forgotten and no lock is taken: the owner
-  /// of the person serialises the iteration.
+  /// The entries as they stand, youngest first. Nothing is forgotten and no lock is taken: the
+  /// owner of the person serialises the iteration.
   const std::vector<Entry>& entries() const { return _entries; }
 
   /// Drops what is too old, keeping the order. The caller holds the lock.

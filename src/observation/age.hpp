@@ -8,7 +8,8 @@
 namespace ZV {
 
 /// The time since `timestamp`, in whole milliseconds, cut towards zero; negative for a timestamp in
-/// the future. Reads the clock. A difference beyond 64 bits of nanoseconds (292 years) is held there.
+/// the future. Reads the clock. A difference beyond 64 bits of nanoseconds (292 years) is held
+/// there.
 inline boost::chrono::milliseconds ageOf(ku::SystemClock::time_point timestamp) {
   using Nanoseconds = ku::SystemClock::rep;
   const Nanoseconds now = ku::SystemClock::now().time_since_epoch().count();

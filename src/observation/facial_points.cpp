@@ -7,7 +7,8 @@ namespace ZV {
 namespace {
 
 // The landmarks are kept in another order than they are numbered in. It decides in which order
-// their confidences are added, and so the last digits of the sum: this is the slot of each landmark.
+// their confidences are added, and so the last digits of the sum: this is the slot of each
+// landmark.
 constexpr std::array<std::size_t, 12> slots = {0, 3, 6, 1, 2, 4, 5, 7, 8, 10, 11, 9};
 
 std::size_t slotOf(PointDescription description) {

@@ -38,7 +38,8 @@ void SocialGraph::update(std::int32_t id, const boost::function<void(Person&)>& 
   if (callback) callback(found->second);
 }
 
-void SocialGraph::read(std::int32_t id, const boost::function<void(const Person&)>& callback) const {
+void SocialGraph::read(std::int32_t id,
+                       const boost::function<void(const Person&)>& callback) const {
   const Lock lock(_mutex);
   const auto found = _persons.find(id);
   if (found != _persons.end()) callback(found->second);

@@ -12,8 +12,8 @@ enum class RampSlope {
 
 /// A smooth step in the shape of a hyperbolic tangent.
 ///
-/// Over one width around the centre the output passes from 1.8 % to 98.2 % of the height. A width of
-/// 0 gives a hard step that is NaN at the centre; a negative width mirrors the ramp.
+/// Over one width around the centre the output passes from 1.8 % to 98.2 % of the height. A width
+/// of 0 gives a hard step that is NaN at the centre; a negative width mirrors the ramp.
 template <RampSlope slope, typename In, typename Out>
 class Ramp {
  public:

@@ -42,11 +42,10 @@ float ageWeight(ku::SystemClock::time_point timestamp, float horizonSeconds) {
 
 // How strongly a quantity without input is pulled to rest: the more so, the longer it has had none.
 float restingStrength(boost::chrono::milliseconds sinceLastObservation) {
-  const float weight =
-      sinceLastObservation.count() > 0
-          ? PersonStatePrivate::_computeWeight(inSeconds(sinceLastObservation),
-                                               noObservationHorizonSeconds)
-          : 0.0f;
+  const float weight = sinceLastObservation.count() > 0
+                           ? PersonStatePrivate::_computeWeight(inSeconds(sinceLastObservation),
+                                                                noObservationHorizonSeconds)
+                           : 0.0f;
   return (1.0f - weight) * observationStrength;
 }
 
@@ -136,9 +135,9 @@ void PersonStatePrivate::classifyFace() {
     std::vector<classification::MoodClass> classes = {
         {"positive", 1, *_reg_pos}, {"neutral", 0, *_reg_neu}, {"negative", -1, *_reg_neg}};
     const ValueConfidence<float> seenSmile = smile.smile();
-    const std::vector<float> features = {
-        seenSmile.value * seenSmile.confidence, expressions.calm.value, expressions.joy.value,
-        expressions.anger.value, expressions.sorrow.value};
+    const std::vector<float> features = {seenSmile.value * seenSmile.confidence,
+                                         expressions.calm.value, expressions.joy.value,
+                                         expressions.anger.value, expressions.sorrow.value};
     for (auto& candidate : classes) candidate.calculateScore(features);
     const auto& winner = classification::MoodClassifier(argMax).classify(classes);
     _applyForceValence(static_cast<float>(winner.id), observationStrength, "Face characteristics");
@@ -169,8 +168,8 @@ bool PersonStatePrivate::pullByHeadPosture(const PersonMemory& memory) {
   // A head turned sideways counts twice as much as a nod.
   const float sideways = 2.0f * (yaw / weights) / 3.0f;
   const float upwards = (pitch / weights) / 3.0f;
-  const auto angle = static_cast<float>(
-      std::sqrt(static_cast<double>(sideways * sideways + upwards * upwards)));
+  const auto angle =
+      static_cast<float>(std::sqrt(static_cast<double>(sideways * sideways + upwards * upwards)));
   _applyForceAttention(_computeWeight(angle, headAnglesHorizonDegrees), observationStrength,
                        "Head Angles");
   _applyForceAttentionConfidence(1.0f, attentionConfidenceStrength, "Observation");
@@ -269,8 +268,7 @@ void PersonStatePrivate::closeValence(bool seen, const PersonObservation& observ
     limitBySensor(observation, "valence");
     return;
   }
-  _applyForceValence(0.0f, restingStrength(_lastTimeStampedObservationValence()),
-                     "No observation");
+  _applyForceValence(0.0f, restingStrength(_lastTimeStampedObservationValence()), "No observation");
   _applyForceValenceConfidence(0.0f, noObservationConfidenceStrength, "No observation");
 }
 

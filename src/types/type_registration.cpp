@@ -10,8 +10,8 @@
 namespace ZV {
 namespace {
 
-/// Declares the plain structure T. Descriptions are never freed: the middleware refers to them until
-/// the process ends.
+/// Declares the plain structure T. Descriptions are never freed: the middleware refers to them
+/// until the process ends.
 template <typename T>
 class Plain {
  public:

@@ -54,8 +54,8 @@ class ZV_API MoodClassifier {
   MoodClassifier& operator=(const MoodClassifier&) = default;
   virtual ~MoodClassifier();
 
-  /// The winner by the strategy, a reference into `classes`, which may be reordered. Throws what the
-  /// strategy throws.
+  /// The winner by the strategy, a reference into `classes`, which may be reordered. Throws what
+  /// the strategy throws.
   MoodClass& classify(std::vector<MoodClass>& classes) const;
 
  private:

@@ -11,8 +11,8 @@ class MoodClass;
 
 /// The fixed part of a regression: one weight a feature and a constant term.
 ///
-/// The features of the moods are, in this order: smile value times smile confidence, then the values
-/// of calm, joy, anger and sorrow.
+/// The features of the moods are, in this order: smile value times smile confidence, then the
+/// values of calm, joy, anger and sorrow.
 struct Coefficient {
   std::vector<float> weights;
   float intercept;
@@ -64,8 +64,8 @@ class ZV_API LogregMoodScore final : public MoodScore {
   LogregMoodScore(int featureCount, float intercept);
   explicit LogregMoodScore(const Coefficient& coefficient);
 
-  /// Replaces weights and intercept; their number is checked by the next `calculateScore`. Not to be
-  /// called while another thread scores.
+  /// Replaces weights and intercept; their number is checked by the next `calculateScore`. Not to
+  /// be called while another thread scores.
   void setWeights(const std::vector<float>& weights, float intercept);
 
   /// The logistic function of the weighted sum, in [0, 1]. Throws std::runtime_error when `z` has

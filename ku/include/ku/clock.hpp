@@ -74,8 +74,8 @@ class KU_API SimulatedClock : public Clock {
 /// one that was there before is back. The same clock may be in place in several threads, and
 /// different threads may have different clocks.
 ///
-/// The clock must outlive the scope. A scope must end in the thread that began it, and nested scopes
-/// must end in reverse order, as local variables do.
+/// The clock must outlive the scope. A scope must end in the thread that began it, and nested
+/// scopes must end in reverse order, as local variables do.
 class KU_API ClockScope {
  public:
   explicit ClockScope(Clock& clock) noexcept;

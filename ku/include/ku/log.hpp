@@ -39,9 +39,9 @@ struct KU_API Message {
   Level level;
   Category category;
   std::string text;
-  std::string file;      ///< empty when not given
-  std::string function;  ///< name of the operation that logs
-  int line;              ///< 0 when not given
+  std::string file;              ///< empty when not given
+  std::string function;          ///< name of the operation that logs
+  int line;                      ///< 0 when not given
   SystemClock::time_point time;  ///< the wall clock's, whatever clock the thread has in place
 };
 

@@ -31,8 +31,8 @@ class KU_API TypeInterface {
   /// `object` if one is passed, else a new default-constructed object, which the caller hands to
   /// `destroy` in the end. Null where the type cannot be default-constructed.
   virtual void* initializeStorage(void* object = nullptr) const = 0;
-  /// A new object, copy-constructed from `object`; the caller hands it to `destroy` in the end. Null
-  /// where the type cannot be copied.
+  /// A new object, copy-constructed from `object`; the caller hands it to `destroy` in the end.
+  /// Null where the type cannot be copied.
   virtual void* clone(const void* object) const = 0;
   /// Deletes an object that `initializeStorage` or `clone` made.
   virtual void destroy(void* object) const = 0;
