@@ -36,6 +36,8 @@ def everything():
         yield line(0, "start_recording", person=person, scope='a, "b"\nc')
     yield line(0, "start_recording", person=1, scope="short", samples=2)
     yield line(0, "start_recording", person=1, scope="Σκηνή", samples=30)
+    for samples in (0, 1):
+        yield line(0, "start_recording", person=-2, scope=f"{samples}", samples=samples)
     for cycle in range(300):
         now = cycle / 10
         fields = {
@@ -75,6 +77,8 @@ def everything():
             yield line(now, "movement")
         if cycle % 25 == 0:
             yield line(now, "activity", value=cycle % 3 / 10)
+        if cycle in (0, 1):
+            yield line(now, "stop_recording", person=-2, scope=f"{cycle}")
         if cycle == 100:
             yield line(now, "stop_recording", person=1, scope="short")
             yield line(now, "stop_recording", person=1, scope="Σκηνή")
@@ -113,7 +117,7 @@ class ReplayTest(unittest.TestCase):
             [sys.executable, "-B", RECALCULATE, self.recording, "--compare", self.output],
             capture_output=True, text=True)
         self.assertEqual(check.returncode, 0, check.stdout + check.stderr)
-        self.assertRegex(check.stdout, "timeline.csv 600 rows, scopes.csv 5 rows, ambiance.csv 12")
+        self.assertRegex(check.stdout, "timeline.csv 600 rows, scopes.csv 7 rows, ambiance.csv 12")
 
     def test_writes_whole_files(self):
         # By hand: joy wins as positive, 0.65, and a level ease takes 6.5 % of it. Straight angles
