@@ -78,13 +78,13 @@ void appendPersons(std::string& text, const RecordingFacts& facts) {
                    shareText(person.faces, person.cycles()),
                    shareText(person.notSeen, person.cycles()), person.removals);
     if (person.cycles() > 0) {
-      fmt::format_to(out, " {:>9.3f} {:>9.3f}", seconds(person.first - facts.lowestTime),
-                     seconds(person.last - facts.lowestTime));
+      fmt::format_to(out, " {:>9.3f} {:>9.3f}", seconds(between(facts.lowestTime, person.first)),
+                     seconds(between(facts.lowestTime, person.last)));
     }
     if (rate(person) > 0.0) fmt::format_to(out, " {:>7.2f} {:>4}", rate(person), person.gaps());
     if (person.gaps() > 0) {
       fmt::format_to(out, "  {} at {:.1f} s", durationText(person.intervals.highest()),
-                     seconds(person.longestIntervalBegin - facts.lowestTime));
+                     seconds(between(facts.lowestTime, person.longestIntervalBegin)));
     }
     text += '\n';
   }
@@ -258,7 +258,7 @@ std::string infoText(const InfoSource& source, const RecordingFacts& facts) {
   const auto out = std::back_inserter(text);
   if (facts.events() > 0) {
     fmt::format_to(out, ", {}\n  from {} ({})\n  to   {} ({})\n",
-                   durationText((facts.highestTime - facts.lowestTime).count()),
+                   durationText(between(facts.lowestTime, facts.highestTime).count()),
                    dateText(facts.lowestTime), facts.lowestTime.time_since_epoch().count(),
                    dateText(facts.highestTime), facts.highestTime.time_since_epoch().count());
   } else {
@@ -311,7 +311,7 @@ std::string infoJson(const InfoSource& source, const RecordingFacts& facts) {
   if (facts.events() > 0) {
     member(json, "first_time", facts.lowestTime);
     member(json, "last_time", facts.highestTime);
-    member(json, "seconds", seconds(facts.highestTime - facts.lowestTime));
+    member(json, "seconds", seconds(between(facts.lowestTime, facts.highestTime)));
   }
   member(json, "lines_back_in_time", facts.backwards.count);
   member(json, "farthest_back_seconds", seconds(facts.farthestBack));

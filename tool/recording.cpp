@@ -9,7 +9,7 @@ namespace {
 
 using ZV::ValueConfidence;
 
-// Within these, no difference of two times overflows.
+// Within these no difference of two times goes wrong; see between().
 constexpr std::int64_t latestTime = std::int64_t{1} << 62;
 
 Time timeOf(JsonValue value) {

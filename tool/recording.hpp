@@ -15,6 +15,17 @@ namespace zorvel {
 
 using Time = ku::SystemClock::time_point;
 
+/// The time from one to the other. That from the first to the last that a recording may hold is one
+/// nanosecond too long for 64 bits, and held to them.
+inline Time::duration between(Time from, Time to) {
+  Time::rep difference = 0;
+  if (__builtin_sub_overflow(to.time_since_epoch().count(), from.time_since_epoch().count(),
+                             &difference)) {
+    return from < to ? Time::duration::max() : Time::duration::min();
+  }
+  return Time::duration(difference);
+}
+
 struct Observation {
   std::int32_t person;
   ZV::PersonObservation fields;

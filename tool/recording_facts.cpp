@@ -76,7 +76,7 @@ void forEachNumber(const ZV::ContextEmotion& context, Visit visit) {
 
 /// As the memory forgets: in whole milliseconds.
 bool isOlder(Time time, Time now, Milliseconds limit) {
-  return boost::chrono::duration_cast<Milliseconds>(now - time) > limit;
+  return boost::chrono::duration_cast<Milliseconds>(between(time, now)) > limit;
 }
 
 bool hasFace(const ZV::PersonObservation& fields) {
@@ -106,7 +106,7 @@ void RecordingFacts::add(const Event& event, std::uint64_t line) {
   ++eventCounts.at(event.what.index());
   if (event.time < highestTime) {
     backwards.add(line);
-    farthestBack = std::max<std::int64_t>(farthestBack, (highestTime - event.time).count());
+    farthestBack = std::max<std::int64_t>(farthestBack, between(event.time, highestTime).count());
   }
   lowestTime = std::min(lowestTime, event.time);
   // It is the replay's clock, too, which never runs backwards.
@@ -119,7 +119,7 @@ PersonFacts& RecordingFacts::addCycle(std::int32_t id, Line line) {
   const Time now = highestTime;
   if (person.cycles() == 0) person.first = now;
   if (person.present) {
-    const std::int64_t interval = (now - person.last).count();
+    const std::int64_t interval = between(person.last, now).count();
     if (interval > person.intervals.highest()) person.longestIntervalBegin = person.last;
     person.intervals.add(interval);
   }
@@ -170,7 +170,7 @@ void RecordingFacts::addReading(FieldFacts& facts, std::size_t field,
   ++facts.readings;
 
   const Time time = reading.timestamp;
-  facts.lateness.add((line.time - time).count());
+  facts.lateness.add(between(time, line.time).count());
   if (time > line.time) facts.future.add(line.number);
 
   const auto memory = fieldKinds.at(field).memory;

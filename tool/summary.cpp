@@ -11,9 +11,7 @@ namespace {
 constexpr std::size_t shownScopes = 20;
 
 double secondsBetween(Time first, Time last) {
-  // Apart: the difference may not fit into a time.
-  return static_cast<double>(last.time_since_epoch().count()) / 1e9 -
-         static_cast<double>(first.time_since_epoch().count()) / 1e9;
+  return static_cast<double>(between(first, last).count()) / 1e9;
 }
 
 }  // namespace

@@ -74,14 +74,18 @@ void ReportData::Person::remove(Time time) {
 
 /// The rows that begin a stretch without gaps.
 std::vector<std::int32_t> ReportData::Person::stretches() const {
+  const auto stepTo = [this](std::size_t row) {
+    const auto time = [this](std::size_t at) { return Time(Time::duration(times[at])); };
+    return between(time(row - 1), time(row)).count();
+  };
   PersonFacts facts;
   for (std::size_t row = 1; row < times.size(); ++row) {
-    if (!begins[row]) facts.intervals.add(times[row] - times[row - 1]);
+    if (!begins[row]) facts.intervals.add(stepTo(row));
   }
   const std::int64_t limit = facts.gapLimit();
   std::vector<std::int32_t> rows;
   for (std::size_t row = 0; row < times.size(); ++row) {
-    if (row == 0 || begins[row] || times[row] - times[row - 1] > limit) {
+    if (row == 0 || begins[row] || stepTo(row) > limit) {
       rows.push_back(static_cast<std::int32_t>(row));
     }
   }
