@@ -62,7 +62,7 @@ bool printWork(int rate) {
 }  // namespace
 }  // namespace zorvel::bench
 
-int main() {
+int main() {  // NOLINT(bugprone-exception-escape): one would rightly end it
   std::printf("%5s %15s %9s %16s %8s %11s %9s\n", "rate", "clock readings", "counted",
               "error functions", "forces", "lock pairs", "counted");
   bool agrees = true;
