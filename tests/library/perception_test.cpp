@@ -22,7 +22,7 @@ TEST(Observation, ComparesByTimeAndIsWrittenByteForByte) {
 }
 
 TEST(FacialPoints, AddsConfidencesInTheOrderOfStorage) {
-  constexpr int order[] = {0, 3, 4, 1, 5, 6, 2, 7, 8, 11, 9, 10};
+  const std::vector<int> order = {0, 3, 4, 1, 5, 6, 2, 7, 8, 11, 9, 10};
   const auto mean = [](const std::vector<std::pair<int, float>>& confidences) {
     FacialPoints points;
     for (const auto& [n, confidence] : confidences) {
@@ -32,7 +32,7 @@ TEST(FacialPoints, AddsConfidencesInTheOrderOfStorage) {
     return points.globalConfidence();
   };
   // A small number outlives two large ones that cancel only where it is added after both.
-  for (int i = 2; i < 12; ++i) {
+  for (std::size_t i = 2; i < order.size(); ++i) {
     EXPECT_EQ(mean({{order[i - 2], 1e9f}, {order[i - 1], -1e9f}, {order[i], 12}}), 1) << order[i];
   }
   EXPECT_EQ(mean({{5, 0.6f}}), 0.05f);
