@@ -13,9 +13,6 @@
 
 namespace zorvel {
 
-/// A recording's times lie within so much of the epoch.
-constexpr Time::duration latestTime{std::int64_t{1} << 62};
-
 struct ImportOptions {
   std::string file;
   std::string output = "-";
@@ -38,6 +35,18 @@ inline double degrees(double radians) { return radians * (180.0 / 3.141592653589
 template <typename T>
 void set(ZV::PersonObservation::Field<T>& field, const T& value) {
   field.emplace(Time(), value);
+}
+
+/// The expressions that both formats give, all with the confidence of the face.
+inline ZV::Expressions expressionsOf(double calm, double anger, double joy, double sorrow,
+                                     double surprise, float confidence) {
+  ZV::Expressions shown;
+  shown.calm = {narrowed(calm), confidence};
+  shown.anger = {narrowed(anger), confidence};
+  shown.joy = {narrowed(joy), confidence};
+  shown.sorrow = {narrowed(sorrow), confidence};
+  shown.surprise = {narrowed(surprise), confidence};
+  return shown;
 }
 
 /// The columns of the twelve landmarks that are used, out of the usual 68.

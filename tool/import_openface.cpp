@@ -130,14 +130,7 @@ ZV::Expressions OpenFaceImport::expressions(const std::array<double, 10>& units,
   const double sorrow = (a1 + a4 + a15) / 3.0;
   const double surprise = (a1 + a2 + a5 + a26) / 4.0;
   const double calm = 1.0 - std::max({joy, anger, sorrow, surprise});
-
-  ZV::Expressions shown;
-  shown.calm = {narrowed(calm), confidence};
-  shown.anger = {narrowed(anger), confidence};
-  shown.joy = {narrowed(joy), confidence};
-  shown.sorrow = {narrowed(sorrow), confidence};
-  shown.surprise = {narrowed(surprise), confidence};
-  return shown;
+  return expressionsOf(calm, anger, joy, sorrow, surprise, confidence);
 }
 
 }  // namespace zorvel

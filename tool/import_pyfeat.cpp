@@ -84,13 +84,7 @@ ZV::PersonObservation PyFeatImport::face(double score) const {
   }
   if (const auto emotions = _rows.numbers(_emotions)) {
     const auto [calm, anger, joy, sorrow, surprise] = *emotions;
-    ZV::Expressions shown;
-    shown.calm = {narrowed(calm), confidence};
-    shown.anger = {narrowed(anger), confidence};
-    shown.joy = {narrowed(joy), confidence};
-    shown.sorrow = {narrowed(sorrow), confidence};
-    shown.surprise = {narrowed(surprise), confidence};
-    set(face.expressions, shown);
+    set(face.expressions, expressionsOf(calm, anger, joy, sorrow, surprise, confidence));
   }
   if (const auto landmarks = _landmarks.read(_rows, confidence)) {
     set(face.facialPoints, *landmarks);

@@ -9,11 +9,8 @@ namespace {
 
 using ZV::ValueConfidence;
 
-// Within these no difference of two times goes wrong; see between().
-constexpr std::int64_t latestTime = std::int64_t{1} << 62;
-
 Time timeOf(JsonValue value) {
-  return Time(ku::SystemClock::duration(value.integer(-latestTime, latestTime)));
+  return Time(ku::SystemClock::duration(value.integer(-latestTime.count(), latestTime.count())));
 }
 
 ValueConfidence<float> valueConfidence(JsonObject& object) {

@@ -15,6 +15,9 @@ namespace zorvel {
 
 using Time = ku::SystemClock::time_point;
 
+/// A recording's times lie within so much of the epoch, on either side.
+constexpr Time::duration latestTime{std::int64_t{1} << 62};
+
 /// The time from one to the other. That from the first to the last that a recording may hold is one
 /// nanosecond too long for 64 bits, and held to them.
 inline Time::duration between(Time from, Time to) {
