@@ -1,5 +1,6 @@
 // Prints the work that one update with every field present cannot do without, as derived from the
-// windows, beside what an update is counted to do. Exit status 1 when they differ.
+// windows, beside what an update is counted to do. Exit status 1 when they differ, or when the
+// update asks for more memory than the two lists that a new face needs.
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -7,6 +8,7 @@
 #include <cstdio>
 #include <zv/social_graph.hpp>
 
+#include "allocations.hpp"
 #include "floor.hpp"
 #include "scene.hpp"
 
@@ -38,33 +40,48 @@ class CountingClock : public ku::Clock {
   long readings = 0;
 };
 
-bool printWork(int rate) {
+struct Counts {
+  long readings;
+  long locks;
+  long allocations;
+};
+
+/// What the last of many updates does, its windows full.
+Counts countUpdate(int rate, bool newFace) {
   CountingClock clock;
   const ku::ClockScope scope(clock);
   ZV::SocialGraph graph;
-  long readings = 0;
-  long locks = 0;
+  Counts counts{};
   for (int cycle = 0; cycle < 25 * rate; ++cycle) {
     clock.time += period(rate);
-    const ZV::PersonObservation observation = observeAll();
+    ZV::PersonObservation observation = observeAll();
+    if (!newFace) observation.smile->timestamp = observation.expressions->timestamp = Time();
     clock.readings = 0;
     locked = 0;
+    const long allocationsBefore = allocationCount();
     graph.update(1, [&observation](ZV::Person& seen) { seen.update(observation); });
-    readings = clock.readings;
-    locks = locked;
+    counts = {clock.readings, locked, allocationCount() - allocationsBefore};
   }
+  return counts;
+}
+
+bool printWork(int rate) {
   const Prescribed prescribed{Windows(rate)};
-  std::printf("%5d %15d %9ld %16d %8d %11d %9ld\n", rate, prescribed.clockReadings, readings,
-              prescribed.errorFunctions, prescribed.forces, prescribed.lockPairs, locks);
-  return readings == prescribed.clockReadings && locks == prescribed.lockPairs;
+  const Counts counted = countUpdate(rate, true);
+  const Counts withoutNewFace = countUpdate(rate, false);
+  std::printf("%5d %15d %9ld %16d %8d %11d %9ld %12ld, %ld\n", rate, prescribed.clockReadings,
+              counted.readings, prescribed.errorFunctions, prescribed.forces, prescribed.lockPairs,
+              counted.locks, counted.allocations, withoutNewFace.allocations);
+  return counted.readings == prescribed.clockReadings && counted.locks == prescribed.lockPairs &&
+         counted.allocations <= 2 && withoutNewFace.allocations == 0;
 }
 
 }  // namespace
 }  // namespace zorvel::bench
 
 int main() {  // NOLINT(bugprone-exception-escape): one would rightly end it
-  std::printf("%5s %15s %9s %16s %8s %11s %9s\n", "rate", "clock readings", "counted",
-              "error functions", "forces", "lock pairs", "counted");
+  std::printf("%5s %15s %9s %16s %8s %11s %9s %15s\n", "rate", "clock readings", "counted",
+              "error functions", "forces", "lock pairs", "counted", "allocations: new face, none");
   bool agrees = true;
   for (const int rate : {10, 30, 60}) agrees &= zorvel::bench::printWork(rate);
   return agrees ? 0 : 1;

@@ -1,4 +1,4 @@
-"""table.py BENCHMARKS.json: the figures that matter, of one run of the benchmarks."""
+"""table.py BENCHMARKS.json: the figures that matter, medians of the repetitions of each."""
 
 import json
 import re
@@ -9,33 +9,53 @@ CLOCKS = {"0": "simulated", "1": "system + offset"}
 
 def main(path):
     with open(path, encoding="utf-8") as file:
-        runs = {run["name"]: run for run in json.load(file)["benchmarks"]}
+        medians = {run["run_name"]: run for run in json.load(file)["benchmarks"]
+                   if run.get("aggregate_name") == "median"}
 
-    def microseconds(name):
-        scale = {"ns": 1e-3, "us": 1, "ms": 1e3}[runs[name]["time_unit"]]
-        return runs[name]["cpu_time"] * scale
+    def microseconds(name, clock="cpu_time"):
+        scale = {"ns": 1e-3, "us": 1, "ms": 1e3}[medians[name]["time_unit"]]
+        return medians[name][clock] * scale
 
-    print("clock            rate   update    floor  update / floor  allocations")
-    for name in runs:
-        case = re.fullmatch(r"update/clock:(\d)/rate:(\d+)", name)
-        if case:
-            floor = microseconds(name.replace("update", "floorOfUpdate"))
-            print(f"{CLOCKS[case[1]]:<15} {case[2]:>3} Hz {microseconds(name):>5.1f} us "
-                  f"{floor:>5.1f} us {microseconds(name) / floor:>15.2f} "
-                  f"{runs[name]['allocations']:>12.2f}")
+    def cases(pattern):
+        matches = (re.fullmatch(pattern, name) for name in medians)
+        cases = [(match[0], *match.groups()) for match in matches if match]
+        return sorted(cases, key=lambda case: [int(number) for number in case[1:]])
+
+    print("clock            rate     update      floor  update / floor  allocations")
+    for name, clock, rate in cases(r"update/clock:(\d)/rate:(\d+)"):
+        floor = microseconds(name.replace("update", "floorOfUpdate"))
+        print(f"{CLOCKS[clock]:<15} {rate:>3} Hz {microseconds(name):>7.1f} us {floor:>7.1f} us "
+              f"{microseconds(name) / floor:>15.3f} {medians[name]['allocations']:>12.2f}")
+    for name, clock, rate in cases(r"updateWithoutNewFace/clock:(\d)/rate:(\d+)"):
+        print(f"{CLOCKS[clock]:<15} {rate:>3} Hz {microseconds(name):>7.1f} us "
+              f"{'without a new face':>26} {medians[name]['allocations']:>12.2f}")
 
     print("\npeople   an update   bytes a person")
-    for name, run in runs.items():
-        if run.get("seconds_an_update"):
-            people = re.search(r"people:(\d+)", name)[1]
-            print(f"{people:>6} {run['seconds_an_update'] * 1e6:>8.1f} us "
-                  f"{run['bytes_a_person']:>16,.0f}")
+    for name, people in cases(r"people/people:(\d+)"):
+        print(f"{people:>6} {medians[name]['seconds_an_update'] * 1e6:>8.1f} us "
+              f"{medians[name]['bytes_a_person']:>16,.0f}")
 
-    replay, bare = (runs[name] for name in ("replay", "replayInTheBareLibrary"))
-    live = runs["live/real_time"]
-    print(f"\nreplay: {replay['lines']:,.0f} lines/s, {replay['bytes'] / 1e6:.1f} MB/s, "
-          f"{replay['cpu_time'] / bare['cpu_time']:.2f} times the bare library's time")
-    print(f"live: {live['lines']:,.0f} lines/s through a pipe")
+    print("\nsamples remembered   an update")
+    for name, samples in cases(r"window/(\d+)"):
+        print(f"{samples:>18} {microseconds(name):>8.1f} us")
+
+    print("\nsamples recorded   stopping the scope")
+    for name, samples in cases(r"recorderStop/samples:(\d+)"):
+        print(f"{samples:>16} {microseconds(name):>17.1f} us")
+
+    print()
+    for name, what in (("recorderUpdate", "recorder, one sample"), ("notSeen", "person not seen"),
+                       ("ambiance", "ambiance, movement and update")):
+        print(f"{what}: {microseconds(name) * 1000:.0f} ns")
+
+    replay = medians["replay"]
+    ratio = microseconds("replay") / microseconds("replayInTheBareLibrary")
+    print(f"replay: {replay['lines']:,.0f} lines/s, {replay['bytes'] / 1e6:.1f} MB/s, "
+          f"{ratio:.3f} times the bare library's time")
+    one, two = (microseconds(f"replayMany/jobs:{jobs}/real_time", "real_time") for jobs in (1, 2))
+    print(f"replay of 8 recordings: {one / 1e6:.2f} s with one job, {two / 1e6:.2f} s with two, "
+          f"{one / two:.2f} times the speed")
+    print(f"live: {medians['live/real_time']['lines']:,.0f} lines/s through a pipe")
 
 
 main(*sys.argv[1:])

@@ -104,5 +104,22 @@ void live(benchmark::State& state) {
 }
 BENCHMARK(live)->UseRealTime()->Unit(benchmark::kMillisecond);
 
+/// Eight recordings, in so many threads.
+void replayMany(benchmark::State& state) {
+  const Workplace workplace;
+  std::string command = ZORVEL_TOOL " replay --quiet --output " + workplace.folder().string() +
+                        "/results --jobs " + std::to_string(state.range(0));
+  for (int recording = 0; recording < 8; ++recording) command += ' ' + workplace.recording();
+  for (auto _ : state) {
+    if (std::system(command.c_str()) != 0) state.SkipWithError("replay failed");
+  }
+}
+BENCHMARK(replayMany)
+    ->ArgName("jobs")
+    ->Arg(1)
+    ->Arg(2)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
 }  // namespace
 }  // namespace zorvel::bench
