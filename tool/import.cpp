@@ -62,7 +62,6 @@ std::optional<Time> readTime(const std::string& text) {
 
 template <typename Format>
 void importFile(const ImportOptions& options) {
-  catchInterrupts();
   CsvReader rows(options.file);
   Format format(rows, options);
   TextOutput output(options.output);
@@ -156,7 +155,10 @@ void addOpenFace(CLI::App& importCommand) {
       ->type_name("VALUE")
       ->check(isBetween(1e-3, 1e6))
       ->capture_default_str();
-  command->callback([options] { importFile<OpenFaceImport>(*options); });
+  command->callback([options] {
+    catchInterrupts();
+    importOpenFace(*options);
+  });
 }
 
 void addPyFeat(CLI::App& importCommand) {
@@ -165,7 +167,10 @@ void addPyFeat(CLI::App& importCommand) {
   zorvel import pyfeat speaker.csv --fps 25 | zorvel replay - --output results)");
   const auto options = addOptions(*command);
   addFramesPerSecond(*command, *options, "Frames per second of the video")->required();
-  command->callback([options] { importFile<PyFeatImport>(*options); });
+  command->callback([options] {
+    catchInterrupts();
+    importPyFeat(*options);
+  });
 }
 
 }  // namespace
@@ -194,6 +199,10 @@ std::optional<ZV::FacialPoints> LandmarkColumns::read(const CsvReader& rows,
   }
   return points;
 }
+
+void importOpenFace(const ImportOptions& options) { importFile<OpenFaceImport>(options); }
+
+void importPyFeat(const ImportOptions& options) { importFile<PyFeatImport>(options); }
 
 void addImport(CLI::App& tool) {
   auto* const command = tool.add_subcommand(

@@ -23,6 +23,11 @@ struct ImportOptions {
   double fullIntensity = 3.0;
 };
 
+/// Make a recording of a file. They throw Failure when it cannot be read to its end.
+void importOpenFace(const ImportOptions& options);
+/// The options must have the frames per second.
+void importPyFeat(const ImportOptions& options);
+
 // What the file formats share. All is computed in double and narrowed when it becomes a field.
 
 inline float narrowed(double value) { return static_cast<float>(value); }

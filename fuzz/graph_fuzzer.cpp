@@ -1,0 +1,352 @@
+// Any sequence of what a host may do, with any observation and any clock. What must always hold is
+// tested after each step, and the same sequence twice must give the same.
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <cmath>
+#include <iostream>
+#include <ku/log.hpp>
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+#include <zv/ambiance_state.hpp>
+#include <zv/emotion_recorder.hpp>
+#include <zv/social_graph.hpp>
+
+#include "fuzzing.hpp"
+#include "memory/person_memory_private.hpp"
+#include "state/person_state_private.hpp"
+
+using zorvel::fuzz::require;
+
+namespace ZV {
+namespace {
+
+using Time = ku::SystemClock::time_point;
+using Duration = ku::SystemClock::duration;
+
+/// Moves on a little with each reading, steps to anywhere, and throws when it is told to.
+class FuzzedClock : public ku::Clock {
+ public:
+  Time now() override {
+    if (readingsUntilFault >= 0 && readingsUntilFault-- == 0) {
+      hadFault = true;
+      throw std::runtime_error("no time");
+    }
+    hasMoved |= step != 0;
+    advance(step);
+    return time;
+  }
+  void advance(Duration::rep by) {
+    Duration::rep sum = 0;
+    if (!__builtin_add_overflow(time.time_since_epoch().count(), by, &sum)) {
+      time = Time(Duration(sum));
+    }
+  }
+
+  Time time{Duration(1'700'000'000'000'000'000)};
+  Duration::rep step = 0;
+  int readingsUntilFault = -1;
+  /// Whether all readings of a step gave the same time so far.
+  bool isEven() const { return !hadFault && !hasMoved; }
+
+  bool hadFault = false;
+  bool hasMoved = false;
+};
+
+class Host {
+ public:
+  Host(const std::uint8_t* data, std::size_t size) : _input(data, size) {}
+
+  /// Does all that the input tells, and gives everything that was seen on the way.
+  std::string run() {
+    const ku::ClockScope scope(_clock);
+    while (_input.remaining_bytes() > 0) {
+      try {
+        act();
+      } catch (const std::runtime_error& error) {
+        // An entry may be forgotten between two readings of one update.
+        const std::string what = error.what();
+        require(what == "no time" || (what == "The ShortTermMemory is empty." && !_clock.isEven()),
+                "another error than the clock gives");
+      }
+      _clock.readingsUntilFault = -1;
+      look();
+    }
+    for (auto& person : _graph.persons()) requireInsideAgeLimit(person.personMemory._record());
+    return _seen;
+  }
+
+ private:
+  void act() {
+    const std::int32_t id = _input.PickValueInArray({1, 2, 3, INT32_MIN, INT32_MAX});
+    switch (_input.ConsumeIntegralInRange(0, 13)) {
+      case 0:
+        return moveClock();
+      case 1:
+        return _graph.update(id, [](Person& person) { person.decreaseSinceNotSeen(); });
+      case 2:
+        return _graph.remove(id);
+      case 3:
+        _kept = _graph.find(id);
+        return;
+      case 4:
+        return updateWhatWasKept();
+      case 5:
+        return startScope(id);
+      case 6:
+        return stopScope(id);
+      case 7:
+        return record(id);
+      case 8:
+        return _room.incrementMovementDetected();
+      case 9:
+        return _room.updateAmbiance(number());
+      case 10:
+        _clock.readingsUntilFault = _input.ConsumeIntegralInRange(0, 300);
+        return update(id);
+      default:
+        _clock.advance(33'333'333);
+        return update(id);
+    }
+  }
+
+  void moveClock() {
+    _clock.step =
+        _input.PickValueInArray<Duration::rep>({0, 1, 1'000'000, -1'000'000, 7'000'000'000});
+    if (_input.ConsumeBool()) {
+      _clock.time = Time(Duration(_input.ConsumeIntegral<Duration::rep>()));
+    } else {
+      _clock.advance(_input.PickValueInArray<Duration::rep>(
+          {0, 6'999'000'000, 7'001'000'000, 20'001'000'000, -1'000'000'000, INT64_MAX, INT64_MIN}));
+    }
+  }
+
+  /// Remembers when a number came in that can make sums overflow.
+  float number() {
+    constexpr float highest = std::numeric_limits<float>::max();
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    const float picked =
+        _input.ConsumeBool()
+            ? _input.PickValueInArray({0.0f, -0.0f, 0.2f, -0.2f, 1.0f, -1.0f, 6.0f, -6.0f, 45.0f,
+                                       1e-40f, highest, -highest, infinity, -infinity,
+                                       std::numeric_limits<float>::quiet_NaN()})
+            : _input.ConsumeFloatingPointInRange(-180.0f, 180.0f);
+    if (!(std::abs(picked) <= 1e6f)) _mayBeNaN = true;
+    return picked;
+  }
+
+  ValueConfidence<float> confident() { return {number(), number()}; }
+
+  Time timestamp() {
+    switch (_input.ConsumeIntegralInRange(0, 3)) {
+      case 0:
+        return Time(Duration(_input.ConsumeIntegral<Duration::rep>()));
+      case 1:
+        return _lastTimestamp;
+      default: {
+        FuzzedClock shifted;
+        shifted.time = _clock.time;
+        shifted.advance(Duration::rep{_input.ConsumeIntegral<std::int8_t>()} * 100'000'000);
+        return shifted.time;
+      }
+    }
+  }
+
+  template <typename T, typename Read>
+  void maybe(PersonObservation::Field<T>& field, Read read) {
+    if (!_input.ConsumeBool()) return;
+    _lastTimestamp = timestamp();
+    field.emplace(_lastTimestamp, read());
+  }
+
+  PersonObservation observation() {
+    const auto float32 = [this] { return number(); };
+    const auto boolean = [this] { return _input.ConsumeBool(); };
+    const auto expressions = [this] {
+      Expressions all;
+      all.calm = confident();
+      all.anger = confident();
+      all.joy = confident();
+      all.sorrow = confident();
+      return all;
+    };
+    PersonObservation all;
+    maybe(all.lookingAtRobot, boolean);
+    maybe(all.height, float32);
+    maybe(all.distance, float32);
+    maybe(all.gaze, [this] {
+      Gaze gaze;
+      gaze.yaw = number();
+      gaze.pitch = number();
+      return gaze;
+    });
+    maybe(all.smile, [this] {
+      Smile smile;
+      smile.setSmile(confident());
+      return smile;
+    });
+    maybe(all.expressions, expressions);
+    maybe(all.headPosture, [this] { return HeadPosture(number(), number(), number()); });
+    maybe(all.gender, [&] { return ValueConfidence<bool>(boolean(), number()); });
+    maybe(all.age, [this] {
+      return ValueConfidence<unsigned int>(_input.ConsumeIntegral<unsigned int>(), number());
+    });
+    maybe(all.faceDetected, boolean);
+    maybe(all.facialPoints, [this] {
+      FacialPoints points;
+      for (int point = 0; point < 12; ++point) {
+        points.setFacialPoint(static_cast<PointDescription>(point), {{0.0f, 0.0f}, number()});
+      }
+      return points;
+    });
+    maybe(all.voiceEmotion, [this] {
+      return VoiceEmotion(confident(), confident(), confident(), confident(), confident(),
+                          confident());
+    });
+    maybe(all.asrEmotion, float32);
+    maybe(all.touchEmotion, [this] { return _input.ConsumeIntegral<std::int32_t>(); });
+    maybe(all.contextEmotion,
+          [this] { return ContextEmotion(_input.ConsumeIntegral<std::int32_t>(), number()); });
+    return all;
+  }
+
+  void update(std::int32_t id) {
+    const PersonObservation now = observation();
+    _graph.update(id, [&now](Person& person) { person.update(now); });
+  }
+
+  void updateWhatWasKept() {
+    if (!_kept) return;
+    _kept->personState._setValence(number());
+    _kept->update(observation());
+  }
+
+  std::string scopeName() { return _input.ConsumeRandomLengthString(3); }
+
+  void startScope(std::int32_t id) {
+    _recorders[id].startRecording(scopeName(), _input.PickValueInArray({-1, 0, 1, 2, INT32_MAX}));
+  }
+
+  void stopScope(std::int32_t id) {
+    static const std::set<std::string> labels = {"unknown", "positive", "neutral", "negative",
+                                                 "error"};
+    const auto result = _recorders[id].stopRecording(scopeName());
+    require(labels.count(result.first) == 1, "another label");
+    for (const auto& sample : result.second) note(sample.first);
+    _seen += result.first;
+  }
+
+  void record(std::int32_t id) {
+    auto& recorder = _recorders[id];
+    const boost::unique_lock<boost::mutex> lock(recorder.mutex);
+    _graph.read(
+        id, [&recorder](const Person& person) { recorder.update_notMutexed(person.personState); });
+  }
+
+  /// By bytes: NaN is unequal to itself.
+  template <typename T>
+  void note(const T& value) {
+    _seen.append(reinterpret_cast<const char*>(&value), sizeof value);
+  }
+
+  void requireWithin(float number, float lowest, float highest) {
+    require((number >= lowest && number <= highest) || (std::isnan(number) && _mayBeNaN),
+            "a value out of its range");
+    note(number);
+  }
+
+  void look() {
+    for (const auto& person : _graph.persons()) {
+      const PersonState& state = person.personState;
+      requireWithin(state.personValence().value, -1.0f, 1.0f);
+      requireWithin(state.personValence().confidence, 0.0f, 1.0f);
+      requireWithin(state.personAttention().value, 0.0f, 1.0f);
+      requireWithin(state.personAttention().confidence, 0.0f, 1.0f);
+      requireWithin(static_cast<float>(state.personValenceBinary().value), -1.0f, 1.0f);
+      requireWithin(static_cast<float>(state.personUnsmoothedValenceBinary().value), -1.0f, 1.0f);
+      const auto ease = state.bodyLanguageState().bodyLanguageState(BodyLanguageDescription::Ease);
+      // An entry that grows too old between the two is in the sum and not in the divisor.
+      if (_clock.isEven()) requireWithin(ease.level, -0.5f, 0.5f);
+      requireUnlocked(state._record().locks);
+      forEachChannel(person.personMemory._record(),
+                     [this](auto& channel) { requireSorted(channel); });
+    }
+    requireWithin(_room.ambientActivityLevel(AmbianceDescription::Agitation), 0.0f, 1.0f);
+    requireWithin(_room.ambientActivityLevel(AmbianceDescription::Calm), 0.0f, 1.0f);
+  }
+
+  static void requireUnlocked(PersonStatePrivate::Locks& locks) {
+    for (boost::mutex* lock : {&locks.valence, &locks.attention, &locks.valenceConfidence,
+                               &locks.attentionConfidence, &locks.headHeight, &locks.observation}) {
+      require(lock->try_lock(), "a lock stays held");
+      lock->unlock();
+    }
+  }
+
+  template <typename Visit>
+  static void forEachChannel(PersonMemoryPrivate& memory, Visit visit) {
+    visit(memory.headPosture);
+    visit(memory.distance);
+    visit(memory.lookingAtRobot);
+    visit(memory.smile);
+    visit(memory.gaze);
+    visit(memory.expressions);
+    visit(memory.gender);
+    visit(memory.age);
+    visit(memory.faceDetected);
+    visit(memory.facialPoints);
+    visit(memory.touchEmotion);
+    visit(memory.asrEmotion);
+    visit(memory.contextEmotion);
+  }
+
+  template <typename Channel>
+  void requireSorted(const Channel& channel) {
+    note(channel.entries().size());
+    if (_clock.hadFault) return;  // may have left an entry standing twice
+    for (std::size_t index = 1; index < channel.entries().size(); ++index) {
+      require(channel.entries()[index - 1] > channel.entries()[index],
+              "a memory is not sorted or not unique");
+    }
+  }
+
+  void requireInsideAgeLimit(PersonMemoryPrivate& memory) {
+    _clock.step = 0;
+    forEachChannel(memory, [&memory](auto& channel) {
+      channel._forgetOld();
+      const auto limit = static_cast<const void*>(&channel) == &memory.contextEmotion
+                             ? PersonMemoryPrivate::contextEmotionMaxAge
+                             : PersonMemoryPrivate::defaultMaxAge;
+      for (const auto& entry : channel.entries()) {
+        require(ageOf(entry.timestamp) <= limit, "something older than the limit is remembered");
+      }
+    });
+  }
+
+  FuzzedDataProvider _input;
+  FuzzedClock _clock;
+  SocialGraph _graph;
+  std::map<std::int32_t, ZVEmotionRecorder> _recorders;
+  AmbianceState _room;
+  boost::optional<Person> _kept;
+  Time _lastTimestamp;
+  bool _mayBeNaN = false;
+  std::string _seen;
+};
+
+}  // namespace
+}  // namespace ZV
+
+int LLVMFuzzerInitialize(int* /*argumentCount*/, char*** /*arguments*/) {
+  ku::log::setLevel(ku::log::Silent);
+  std::cout.setstate(std::ios::failbit);  // a failing clock is reported there
+  return 0;
+}
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  require(ZV::Host(data, size).run() == ZV::Host(data, size).run(),
+          "the same input gave something else");
+  return 0;
+}

@@ -1,0 +1,77 @@
+// Bytes, taken for a recording: every line is read or refused, what was read is written and read
+// again without a change, and the whole is played.
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <ku/log.hpp>
+#include <string>
+
+#include "csv.hpp"
+#include "fuzzing.hpp"
+#include "playback.hpp"
+#include "recording.hpp"
+#include "recording_writer.hpp"
+
+using zorvel::fuzz::MemoryFile;
+using zorvel::fuzz::require;
+
+namespace zorvel {
+namespace {
+
+std::string writtenLine(const Event& event) {
+  fmt::memory_buffer text;
+  appendEvent(text, event);
+  return fmt::to_string(text);
+}
+
+void readAndWriteAll(const MemoryFile& file) {
+  RecordingReader recording(file.path());
+  while (true) {
+    try {
+      const auto event = recording.next();
+      if (!event) return;
+      const std::string line = writtenLine(*event);
+      const MemoryFile copy(reinterpret_cast<const std::uint8_t*>(line.data()), line.size());
+      const auto again = RecordingReader(copy.path()).next();
+      require(again && again->time == event->time, "a written line lost its time");
+      require(writtenLine(*again) == line, "a written line changed when it was read");
+    } catch (const BadLine&) {  // the lines after it can still be read
+    }
+  }
+}
+
+bool isWithin(float number, float lowest, float highest) {
+  // Sums of floats near the end of their range overflow, and the difference of two such sums is
+  // NaN.
+  return std::isnan(number) || (number >= lowest && number <= highest);
+}
+
+void playIt(const MemoryFile& file) {
+  RecordingReader recording(file.path());
+  Progress progress(false);
+  fmt::memory_buffer timeline;
+  playAll(recording, progress, [&](Time time, const Event&, const Row& row) {
+    const auto* state = std::get_if<StateRow>(&row);
+    if (state == nullptr) return;
+    require(isWithin(state->valence.value, -1.0f, 1.0f), "valence out of range");
+    require(isWithin(state->attention.value, 0.0f, 1.0f), "attention out of range");
+    timeline.clear();
+    appendTimelineRow(timeline, time, *state);
+  });
+}
+
+}  // namespace
+}  // namespace zorvel
+
+int LLVMFuzzerInitialize(int* /*argumentCount*/, char*** /*arguments*/) {
+  ku::log::setLevel(ku::log::Silent);
+  return 0;
+}
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const MemoryFile file(data, size);
+  zorvel::readAndWriteAll(file);
+  zorvel::playIt(file);
+  return 0;
+}

@@ -1,0 +1,249 @@
+// Lets everything that can fail fail, each time at another place: heap allocations, readings of the
+// clock, a host's callbacks. Whatever fails, the objects can be used afterwards and no lock stays
+// held. That nothing leaks is the address sanitizer's to say.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <new>
+#include <optional>
+#include <zv/emotion_recorder.hpp>
+#include <zv/social_graph.hpp>
+
+#include "failing_allocator.hpp"
+#include "memory/person_memory_private.hpp"
+#include "recording.hpp"
+#include "state/person_state_private.hpp"
+
+namespace ZV {
+namespace {
+
+using Time = ku::SystemClock::time_point;
+
+/// Throws at its n-th reading.
+class FailingClock : public ku::Clock {
+ public:
+  Time now() override {
+    if (readingsUntilFailure >= 0 && readingsUntilFailure-- == 0) throw std::logic_error("no time");
+    return time;
+  }
+  Time time{boost::chrono::seconds(1'000'000'000)};
+  long readingsUntilFailure = -1;
+};
+
+class Failing : public testing::Test {
+ protected:
+  PersonObservation everything() {
+    PersonObservation all;
+    const auto set = [this](auto& field, const auto& value) { field.emplace(clock.time, value); };
+    set(all.lookingAtRobot, true);
+    set(all.distance, 1.0f);
+    set(all.gaze, Gaze());
+    set(all.smile, Smile());
+    set(all.expressions, Expressions());
+    set(all.headPosture, HeadPosture());
+    set(all.gender, ValueConfidence<bool>(true, 1.0f));
+    set(all.age, ValueConfidence<unsigned int>(30, 1.0f));
+    set(all.faceDetected, true);
+    set(all.facialPoints, FacialPoints());
+    set(all.voiceEmotion, VoiceEmotion());
+    set(all.asrEmotion, 1.0f);
+    set(all.touchEmotion, 1);
+    set(all.contextEmotion, ContextEmotion(1, 10.0f));
+    return all;
+  }
+
+  /// Runs `operation` on a new subject with its first, second, third, … allocation failing, until
+  /// it fails no more. After each failure `look` is called with the subject. Returns how often it
+  /// failed.
+  template <typename Subject, typename Operation, typename Look>
+  int failAllocations(Operation operation, Look look) {
+    for (int failures = 0;; ++failures) {
+      Subject subject;
+      allocationsUntilFailure = failures;
+      try {
+        operation(subject);
+      } catch (const std::bad_alloc&) {
+      }
+      const bool hasFailed = allocationsUntilFailure < 0;
+      allocationsUntilFailure = -1;
+      if (!hasFailed) return failures;
+      look(subject);
+    }
+  }
+
+  static void expectUnlocked(const Person& person) {
+    auto& locks = person.personState._record().locks;
+    for (boost::mutex* lock : {&locks.valence, &locks.attention, &locks.valenceConfidence,
+                               &locks.attentionConfidence, &locks.headHeight, &locks.observation}) {
+      ASSERT_TRUE(lock->try_lock());
+      lock->unlock();
+    }
+  }
+
+  void expectUsable(SocialGraph& graph) {
+    clock.time += boost::chrono::milliseconds(33);
+    graph.update(1, [this](Person& person) { person.update(everything()); });
+    ASSERT_FALSE(graph.persons().empty());
+    for (const Person& person : graph.persons()) expectUnlocked(person);
+    EXPECT_GT(graph.find(1)->personState.personAttention().confidence, 0.3f);
+  }
+
+  FailingClock clock;
+  ku::ClockScope scope{clock};
+};
+
+TEST_F(Failing, GraphWithoutMemory) {
+  const auto usable = [this](SocialGraph& graph) { expectUsable(graph); };
+  const auto empty = [&](SocialGraph& graph) {
+    EXPECT_TRUE(graph.persons().empty());
+    expectUsable(graph);
+  };
+  EXPECT_GT(failAllocations<SocialGraph>([](SocialGraph& graph) { graph.add(1); }, empty), 3);
+  EXPECT_GT(failAllocations<SocialGraph>([](SocialGraph& graph) { graph.update(1, {}); }, empty),
+            3);
+
+  struct Peopled : SocialGraph {
+    Peopled() {
+      for (const int person : {1, 2, 3}) add(person);
+    }
+  };
+  EXPECT_EQ(failAllocations<Peopled>([](Peopled& graph) { graph.persons(); }, usable), 1);
+  const auto update = [this](Peopled& graph) {
+    graph.update(1, [this](Person& person) { person.update(everything()); });
+  };
+  // Thirteen channels; two more for the face, whose failing counts as no clear winner.
+  EXPECT_EQ(failAllocations<Peopled>(update, usable), 15);
+}
+
+TEST_F(Failing, MemoryWithoutMemory) {
+  const auto sizes = [](PersonMemory& memory) {
+    auto& m = memory._record();
+    return std::vector<std::size_t>{
+        m.age.size(),           m.faceDetected.size(), m.distance.size(),
+        m.expressions.size(),   m.gaze.size(),         m.gender.size(),
+        m.headPosture.size(),   m.smile.size(),        m.lookingAtRobot.size(),
+        m.facialPoints.size(),  m.touchEmotion.size(), m.asrEmotion.size(),
+        m.contextEmotion.size()};
+  };
+  std::size_t filed = 0;
+  const auto look = [&](PersonMemory& memory) {
+    std::vector<std::size_t> expected(13, 0);
+    std::fill_n(expected.begin(), filed++, 1);
+    EXPECT_EQ(sizes(memory), expected);  // the channels before the one that failed
+    memory.add(everything());
+    EXPECT_EQ(sizes(memory), std::vector<std::size_t>(13, 1));
+  };
+  const auto all = everything();
+  EXPECT_EQ(failAllocations<PersonMemory>([&](PersonMemory& memory) { memory.add(all); }, look),
+            13);
+}
+
+TEST_F(Failing, RecorderWithoutMemory) {
+  const PersonState state(0.5f, 0.5f, 0.5f, 0.5f);
+  const std::string name = "a scope with a name that is too long to stand in a string itself";
+  struct Recording : ZVEmotionRecorder {
+    Recording() {
+      startRecording("first", -1);
+      startRecording("second", 2);
+    }
+  };
+  const auto usable = [&](ZVEmotionRecorder& recorder) {
+    ASSERT_TRUE(recorder.mutex.try_lock());
+    recorder.mutex.unlock();
+    recorder.startRecording(name, -1);
+    recorder.update_notMutexed(state);
+    EXPECT_EQ(recorder.stopRecording(name).first, "positive");
+    EXPECT_EQ(recorder.stopRecording("first").first, "positive");
+  };
+  EXPECT_EQ(failAllocations<Recording>(
+                [&](Recording& recorder) { recorder.startRecording(name, 1); }, usable),
+            2);
+  EXPECT_EQ(failAllocations<Recording>(
+                [&](Recording& recorder) { recorder.update_notMutexed(state); }, usable),
+            2);
+  EXPECT_EQ(failAllocations<Recording>(
+                [](Recording& recorder) { const ZVEmotionRecorder copy(recorder); }, usable),
+            2);
+}
+
+TEST_F(Failing, ReadersWithoutMemory) {
+  const auto folder = std::filesystem::temp_directory_path();
+  const auto file = folder / ("zorvel-failing-" + std::to_string(getpid()) + ".jsonl");
+  std::ofstream(file) << R"({"event":"header","version":1,"source":"somewhere rather far away"}
+{"event":"observation","time":1,"person":1,"smile":{"value":0.5,"confidence":0.5}}
+{"event":"start_recording","time":2,"person":1,"scope":"a scope with a name of some length"}
+{"event":"movement","time":3}
+)";
+  using zorvel::RecordingReader;
+  int failures = 0;
+  for (bool hasFailed = true; hasFailed; ++failures) {
+    std::vector<std::int64_t> times;
+    times.reserve(3);
+    allocationsUntilFailure = failures;
+    std::optional<RecordingReader> reader;
+    while (true) {
+      try {
+        if (!reader) reader.emplace(file);
+        const auto event = reader->next();
+        if (!event) break;
+        times.push_back(event->time.time_since_epoch().count());
+      } catch (const std::bad_alloc&) {
+      }
+    }
+    hasFailed = allocationsUntilFailure < 0;
+    allocationsUntilFailure = -1;
+    // A line may be lost with the memory that it needed; the others are there.
+    EXPECT_GE(times.size(), hasFailed ? 2 : 3);
+    EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
+  }
+  EXPECT_GT(failures, 10);
+  RecordProperty("allocations", failures);
+  std::filesystem::remove(file);
+}
+
+TEST_F(Failing, ClockAtEachOfItsReadings) {
+  int failures = 0;
+  for (bool hasFailed = true; hasFailed; ++failures) {
+    SocialGraph graph;
+    for (int cycle = 0; cycle < 3; ++cycle) expectUsable(graph);
+    clock.readingsUntilFailure = failures;
+    try {
+      graph.update(1, [this](Person& person) { person.update(everything()); });
+    } catch (const std::exception& error) {  // where it was not forgetting, which gives up
+      EXPECT_STREQ(error.what(), "no time");
+    }
+    hasFailed = clock.readingsUntilFailure < 0;
+    clock.readingsUntilFailure = -1;
+    if (hasFailed) expectUsable(graph);
+  }
+  EXPECT_GT(failures, 100);
+
+  ZVEmotionRecorder recorder;
+  recorder.startRecording("scope", -1);
+  clock.readingsUntilFailure = 0;
+  EXPECT_THROW(recorder.update_notMutexed(PersonState()), std::logic_error);
+  EXPECT_EQ(recorder.stopRecording("scope").second.size(), 0);
+}
+
+TEST_F(Failing, CallbacksOfAHost) {
+  SocialGraph graph;
+  expectUsable(graph);
+  const auto fail = [](Person& person) {
+    person.personState._setValence(-1.0f);
+    throw std::domain_error("mine");
+  };
+  EXPECT_THROW(graph.update(1, fail), std::domain_error);
+  EXPECT_EQ(graph.find(1)->personState.personValence().value, -1.0f);  // what it did stays done
+  EXPECT_THROW(graph.update(2, fail), std::domain_error);
+  EXPECT_EQ(graph.persons().size(), 2);
+  EXPECT_THROW(graph.read(1, [](const Person&) { throw std::domain_error("mine"); }),
+               std::domain_error);
+  expectUsable(graph);
+}
+
+}  // namespace
+}  // namespace ZV

@@ -1,0 +1,154 @@
+// soak SECONDS: a robot in a busy room. 50 people at 30 Hz on the system's clock, who come and go;
+// three threads that read and close scopes meanwhile. Prints what was done and how long an update
+// took. Exit status 1 when an update is lost, a value is out of range or memory keeps growing.
+
+#include <malloc.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <boost/thread/lock_types.hpp>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+#include <zv/emotion_recorder.hpp>
+#include <zv/social_graph.hpp>
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr int people = 50;
+constexpr std::chrono::nanoseconds period{33'333'333};
+constexpr int cyclesOfAWindow = 20 * 30;
+
+struct Room {
+  ZV::SocialGraph graph;
+  std::array<ZV::ZVEmotionRecorder, people> recorders;
+  std::array<long, people> updates{};  // guarded by the graph's lock
+  std::atomic<bool> isOver{false};
+  std::atomic<long> reads{0};
+  std::atomic<long> closedScopes{0};
+  std::atomic<long> outOfRange{0};
+};
+
+ZV::PersonObservation observe(int cycle, int person) {
+  const auto now = ku::SystemClock::now();
+  const float swing = static_cast<float>((cycle + 7 * person) % 60) - 30.0f;
+  ZV::PersonObservation seen;
+  seen.facialPoints.emplace(now, ZV::FacialPoints());
+  seen.headPosture.emplace(now, ZV::HeadPosture(swing, swing / 3.0f, 0.0f));
+  seen.distance.emplace(now, 1.0f);
+  seen.height.emplace(now, 1.4f);
+  seen.smile.emplace(now, ZV::Smile());
+  seen.smile->value.setSmile({swing > 0.0f ? 0.9f : 0.0f, 0.8f});
+  if (cycle % 90 == 0) seen.touchEmotion.emplace(now, person % 2 == 0 ? 1 : -1);
+  if (cycle % 150 == 0) seen.contextEmotion.emplace(now, ZV::ContextEmotion(1, 10.0f));
+  return seen;
+}
+
+/// Each is away for one of seven spans of ten seconds.
+bool isThere(int cycle, int person) { return (cycle / 300 + person) % 7 != 0; }
+
+void update(Room& room, int cycle, int person) {
+  const ZV::PersonObservation observation = observe(cycle, person);
+  room.graph.update(person, [&](ZV::Person& seen) {
+    seen.update(observation);
+    ++room.updates[static_cast<std::size_t>(person)];
+    auto& recorder = room.recorders[static_cast<std::size_t>(person)];
+    const boost::unique_lock<boost::mutex> lock(recorder.mutex);
+    const auto valence = seen.personState.personValence();
+    recorder.update_notMutexed(ZV::PersonState(valence.value, valence.confidence, 0.0f, 0.0f));
+  });
+}
+
+void look(Room& room, const ZV::Person& person) {
+  const auto valence = person.personState.personValence();
+  const auto attention = person.personState.personAttention();
+  const bool isWithin = valence.value >= -1.0f && valence.value <= 1.0f &&
+                        attention.value >= 0.0f && attention.value <= 1.0f;
+  room.outOfRange += isWithin ? 0 : 1;
+  ++room.reads;
+}
+
+void readOneAfterTheOther(Room& room) {
+  for (int person = 0; !room.isOver; person = (person + 1) % people) {
+    room.graph.read(person, [&room](const ZV::Person& seen) { look(room, seen); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+void listAll(Room& room) {
+  while (!room.isOver) {
+    room.reads += static_cast<long>(room.graph.persons().size());
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+}
+
+void openAndCloseScopes(Room& room) {
+  for (std::size_t person = 0; !room.isOver; person = (person + 1) % people) {
+    const auto result = room.recorders.at(person).stopRecording("visit");
+    if (result.first != "error") ++room.closedScopes;
+    room.recorders.at(person).startRecording("visit", person % 2 == 0 ? -1 : 60);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+}
+
+double percentile(std::vector<double>& sorted, double part) {
+  return sorted[static_cast<std::size_t>(part * static_cast<double>(sorted.size() - 1))];
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {  // NOLINT(bugprone-exception-escape)
+  const int cycles = 30 * (argumentCount > 1 ? std::atoi(arguments[1]) : 180);
+  Room room;
+  std::vector<std::thread> threads;
+  for (auto* const work : {readOneAfterTheOther, listAll, openAndCloseScopes}) {
+    threads.emplace_back(work, std::ref(room));
+  }
+
+  std::vector<double> microseconds;
+  microseconds.reserve(static_cast<std::size_t>(cycles) * people);
+  std::vector<std::size_t> bytes;
+  auto next = SteadyClock::now();
+  for (int cycle = 0; cycle < cycles; ++cycle) {
+    for (int person = 0; person < people; ++person) {
+      if (!isThere(cycle, person)) {
+        room.graph.remove(person);
+        continue;
+      }
+      const auto before = SteadyClock::now();
+      update(room, cycle, person);
+      microseconds.push_back(
+          std::chrono::duration<double, std::micro>(SteadyClock::now() - before).count());
+    }
+    if (cycle >= cyclesOfAWindow) bytes.push_back(mallinfo2().uordblks);
+    next += period;
+    std::this_thread::sleep_until(next);
+  }
+  room.isOver = true;
+  for (auto& thread : threads) thread.join();
+
+  long counted = 0;
+  for (const long updates : room.updates) counted += updates;
+  const long lost = static_cast<long>(microseconds.size()) - counted;
+  std::sort(microseconds.begin(), microseconds.end());
+  std::printf("%d cycles, %zu updates, %ld lost, %ld reads, %ld scopes closed, %ld out of range\n",
+              cycles, microseconds.size(), lost, room.reads.load(), room.closedScopes.load(),
+              room.outOfRange.load());
+  std::printf("update: median %.1f us, 99th percentile %.1f us, maximum %.1f us\n",
+              percentile(microseconds, 0.5), percentile(microseconds, 0.99), microseconds.back());
+  bool grows = false;
+  if (bytes.size() > 2) {
+    // Who is there changes; the most of each half is what a full room takes.
+    const auto half = bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2);
+    const std::size_t before = *std::max_element(bytes.begin(), half);
+    const std::size_t after = *std::max_element(half, bytes.end());
+    std::printf("heap in use, most of each half: %zu kB, %zu kB\n", before / 1000, after / 1000);
+    grows = after > before + before / 20;
+  }
+  return lost == 0 && room.outOfRange == 0 && !grows ? 0 : 1;
+}
