@@ -86,6 +86,8 @@ JsonValue JsonLine::parse(std::string& text) {
   _nodes.clear();
   _open.clear();
   if (text.find('\0') != std::string::npos) throw JsonError("not JSON: a NUL byte");
+  // RapidJSON takes the bytes that the first one of a UTF-8 sequence announces, beyond the end too.
+  text.append(3, '\0');
   NodeBuilder builder(_nodes, _open);
   rapidjson::InsituStringStream stream(text.data());
   rapidjson::Reader reader;

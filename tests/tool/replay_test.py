@@ -1,5 +1,6 @@
 """Replays recordings with the tool whose path is in ZORVEL, and looks at what it writes."""
 
+import contextlib
 import json
 import os
 import pathlib
@@ -165,6 +166,8 @@ class ReplayTest(unittest.TestCase):
             '{"time":5,"event":"movement"} {}': "not JSON",
             '{"time":5,"event":"movement","a\0":1}': "NUL",
             "{\"time\":5,\"event\":\"\udcff\"}": "not JSON",
+            '{"time":5,"event":"stop_recording","person":1,"scope":"\\ud800"}': "not JSON",
+            '{"time":5,"event":"\udcf0': "not JSON",  # the first of four bytes
             nested: "not JSON",
             "[]": "must be an object",
             '{"time":5}': 'lacks the key "event"',
@@ -275,6 +278,37 @@ class ReplayTest(unittest.TestCase):
         usage = subprocess.run([TOOL, "replay"], capture_output=True, text=True)
         self.assertEqual(usage.returncode, 2)
         self.assertIn("RECORDING is required", usage.stderr)
+
+    def test_hostile_files(self):
+        directory = subprocess.run([TOOL, "replay", self.folder], capture_output=True, text=True)
+        self.assertEqual((directory.returncode, directory.stderr),
+                         (1, f"{self.folder}: Is a directory\n"))
+
+        fifo = self.folder / "fifo"
+        os.mkfifo(fifo)
+        with subprocess.Popen([TOOL, "replay", fifo, "-q", "-o", self.output],
+                              stderr=subprocess.PIPE) as process:
+            with contextlib.suppress(BrokenPipeError), open(fifo, "wb", 0) as lines:
+                lines.write(b'{"time":5,"event":"start_recording","person":1,"scope":"/../../x"}\n')
+                lines.write(b'{"time":6,"event":"stop_recording","person":1,"scope":"/../../x"}\n')
+                for _ in range(100):
+                    lines.write(b"[" * 1_000_000)  # one line
+            message = process.stderr.read().decode()
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+        self.assertEqual(process.returncode, 1)
+        self.assertEqual(message, f"{fifo}:3: longer than 16777216 bytes\n")
+        self.assertLess(usage.ru_maxrss, 95_000)  # kB: less than the line
+        # A scope's name is text and nothing else.
+        self.assertIn(",1,/../../x,neutral,0\n", self.written("scopes.csv"))
+        self.assertEqual(sorted(file.name for file in self.output.iterdir()),
+                         ["ambiance.csv", "scopes.csv", "timeline.csv"])
+
+        self.recording.write_text(json.dumps(line(0, "not_seen", person=1)))
+        with open("/dev/full", "wb") as full:
+            disk = subprocess.run([TOOL, "replay", self.recording, "--timeline", "-"], stdout=full,
+                                  stderr=subprocess.PIPE, text=True)
+        self.assertEqual(disk.returncode, 1)
 
     def test_an_interrupt_leaves_no_files(self):
         with subprocess.Popen([TOOL, "replay", "-", "--output", str(self.output)],
