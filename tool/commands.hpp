@@ -5,6 +5,9 @@
 
 namespace zorvel {
 
+/// Describes the whole tool, with all its subcommands.
+void addCommands(CLI::App& tool);
+
 // Each adds one subcommand, which runs when the command line is parsed. It reports by throwing: see
 // failure.hpp and interrupt.hpp.
 

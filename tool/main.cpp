@@ -5,7 +5,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <zv/version.hpp>
 
 #include "commands.hpp"
 #include "failure.hpp"
@@ -17,20 +16,8 @@ constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 
 int run(int argumentCount, char** arguments) {
-  CLI::App tool(
-      "Estimates the emotional state of the persons a robot perceives.\n"
-      "Exit status: 0 done, 1 the data or the system failed, 2 wrong usage.",
-      "zorvel");
-  tool.set_version_flag("--version", "zorvel " ZV_VERSION);
-  tool.require_subcommand(1);
-  tool.failure_message(CLI::FailureMessage::simple);
-  zorvel::addReplay(tool);
-  zorvel::addReport(tool);
-  zorvel::addImport(tool);
-  zorvel::addLive(tool);
-  zorvel::addInfo(tool);
-  zorvel::addSimulate(tool);
-  zorvel::addTypes(tool);
+  CLI::App tool;
+  zorvel::addCommands(tool);
   try {
     tool.parse(argumentCount, arguments);
   } catch (const CLI::ParseError& error) {
