@@ -42,10 +42,23 @@ std::vector<const CLI::App*> subcommands(const CLI::App& command) {
   return command.get_subcommands([](const CLI::App* /*subcommand*/) { return true; });
 }
 
+/// Those of the tool, each followed by its own.
+std::vector<const CLI::App*> allSubcommands(const CLI::App& tool) {
+  auto commands = subcommands(tool);
+  for (std::ptrdiff_t at = 0; at < std::distance(commands.begin(), commands.end()); ++at) {
+    const auto position = std::next(commands.begin(), at);
+    const auto own = subcommands(**position);
+    commands.insert(std::next(position), own.begin(), own.end());
+  }
+  return commands;
+}
+
 /// As it is typed: with the names of the commands that it is in.
 std::string fullName(const CLI::App& command) {
-  const CLI::App* const parent = command.get_parent();
-  return parent == nullptr ? command.get_name() : fullName(*parent) + ' ' + command.get_name();
+  std::string name = command.get_name();
+  for (const auto* parent = command.get_parent(); parent != nullptr; parent = parent->get_parent())
+    name.insert(0, parent->get_name() + ' ');
+  return name;
 }
 
 std::string escaped(const std::string& text) {
@@ -122,14 +135,6 @@ void printSynopsis(const CLI::App& command) {
   fmt::print("\\fB{}\\fR{}\n", escaped(fullName(command)), escaped(arguments));
 }
 
-template <typename Visitor>
-void visitSubcommands(const CLI::App& command, const Visitor& visit) {
-  for (const auto* subcommand : subcommands(command)) {
-    visit(*subcommand);
-    visitSubcommands(*subcommand, visit);
-  }
-}
-
 void printManualPage(const CLI::App& tool) {
   std::string summary = tool.get_description();
   summary.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(summary.front())));
@@ -138,32 +143,32 @@ void printManualPage(const CLI::App& tool) {
   fmt::print(".TH zorvel 1 \"\" \"zorvel {}\" \"User Commands\"\n.SH NAME\nzorvel \\- {}\n",
              ZV_VERSION, escaped(summary));
   fmt::print(".SH SYNOPSIS\n");
-  visitSubcommands(tool, [](const CLI::App& command) {
-    if (!subcommands(command).empty()) return;
-    printSynopsis(command);
+  for (const auto* command : allSubcommands(tool)) {
+    if (!subcommands(*command).empty()) continue;
+    printSynopsis(*command);
     fmt::print(".br\n");
-  });
+  }
   fmt::print(".SH DESCRIPTION\n{}.\n", escaped(tool.get_description()));
   printText(footer.text);
   fmt::print(".SH OPTIONS\n");
   printOptions(tool);
   fmt::print(".SH SUBCOMMANDS\n");
-  visitSubcommands(tool, [](const CLI::App& command) {
-    fmt::print(".SS {}\n{}.\n", escaped(fullName(command)), escaped(command.get_description()));
-    printOptions(command);
-    printText(readFooter(command).text);
-  });
+  for (const auto* command : allSubcommands(tool)) {
+    fmt::print(".SS {}\n{}.\n", escaped(fullName(*command)), escaped(command->get_description()));
+    printOptions(*command);
+    printText(readFooter(*command).text);
+  }
   fmt::print(".SH EXIT STATUS\n");
   printText(footer.exitStatus);
   fmt::print(".SH EXAMPLES\n");
   Lines examples = footer.examples;
-  visitSubcommands(tool, [&examples](const CLI::App& command) {
-    for (const auto& line : readFooter(command).examples) {
+  for (const auto* command : allSubcommands(tool)) {
+    for (const auto& line : readFooter(*command).examples) {
       // A command and its subcommand may share one.
       if (std::find(examples.begin(), examples.end(), line) == examples.end())
         examples.push_back(line);
     }
-  });
+  }
   printLiterally(examples);
 }
 
@@ -181,11 +186,11 @@ std::string words(const CLI::App& command) {
 void printCompletion(const CLI::App& tool) {
   std::string names;
   std::string cases = fmt::format("    zorvel) words='{}' ;;\n", words(tool));
-  visitSubcommands(tool, [&](const CLI::App& command) {
-    const std::string name = fullName(command);
+  for (const auto* command : allSubcommands(tool)) {
+    const std::string name = fullName(*command);
     names += fmt::format("{}'{}'", names.empty() ? "" : " | ", name);
-    cases += fmt::format("    '{}') words='{}' ;;\n", name, words(command));
-  });
+    cases += fmt::format("    '{}') words='{}' ;;\n", name, words(*command));
+  }
   fmt::print(R"(# Completion of zorvel's subcommands, their options, and files.
 _zorvel() {{
   local command=zorvel words word=${{COMP_WORDS[COMP_CWORD]}} before
@@ -209,6 +214,8 @@ complete -o default -F _zorvel zorvel
 
 }  // namespace
 
+// An exception ends the build.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argumentCount, char** arguments) {
   CLI::App tool;
   zorvel::addCommands(tool);
