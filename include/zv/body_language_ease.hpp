@@ -11,12 +11,14 @@ namespace ZV {
 ///
 /// Thread safety: that of a plain value.
 struct ZV_API BodyLanguageEase {
+  /// Neither at ease nor uneasy: (0, 0).
   BodyLanguageEase() = default;
+  /// A level and its confidence, unchecked.
   BodyLanguageEase(float level_, float confidence_) : level(level_), confidence(confidence_) {}
 
   /// From -0.5, uneasy, to +0.5, at ease.
   float level = 0.0f;
-  /// In [0, 1].
+  /// How sure the level is, in [0, 1].
   float confidence = 0.0f;
 };
 

@@ -9,6 +9,7 @@ namespace ZV {
 ///
 /// Thread safety: that of a plain value.
 struct ContextEmotion {
+  /// An emotion, and for how many seconds it weighs; unchecked.
   ContextEmotion(std::int32_t emotion_, float duration_) : emotion(emotion_), duration(duration_) {}
 
   /// The valence that the situation pulls towards, by sign and size; the valence itself stays

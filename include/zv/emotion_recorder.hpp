@@ -30,13 +30,17 @@ class ZV_API ZVEmotionRecorder {
  public:
   /// The time of the update, in nanoseconds, and the state it was given.
   using Sample = std::pair<ku::SystemClock::time_point, PersonState>;
+  /// The samples of one scope, oldest first.
   using Samples = std::list<Sample>;
 
+  /// One open scope.
+  ///
+  /// Thread safety: that of a plain value.
   struct EmoRecordInfo {
     /// How many more updates the scope lives: one less with each sample; at 0 the next update drops
     /// the scope; negative is without limit.
     std::int32_t remainingSamples = 0;
-    /// Oldest first.
+    /// What was recorded so far, oldest first.
     Samples samples;
   };
 

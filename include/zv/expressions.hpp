@@ -6,17 +6,17 @@
 namespace ZV {
 
 /// How much of each facial expression a face shows, each in [0, 1] by convention. All are (0, 0) at
-/// first.
+/// first. The estimator uses calm, anger, joy and sorrow, and of a face no confidence.
 ///
 /// Thread safety: that of a plain value.
 struct Expressions {
-  ValueConfidence<float> calm{0.0f, 0.0f};
-  ValueConfidence<float> anger{0.0f, 0.0f};
-  ValueConfidence<float> joy{0.0f, 0.0f};
-  ValueConfidence<float> sorrow{0.0f, 0.0f};
-  ValueConfidence<float> laughter{0.0f, 0.0f};
-  ValueConfidence<float> excitement{0.0f, 0.0f};
-  ValueConfidence<float> surprise{0.0f, 0.0f};
+  ValueConfidence<float> calm{0.0f, 0.0f};        ///< a calm face or voice
+  ValueConfidence<float> anger{0.0f, 0.0f};       ///< anger
+  ValueConfidence<float> joy{0.0f, 0.0f};         ///< joy
+  ValueConfidence<float> sorrow{0.0f, 0.0f};      ///< sorrow
+  ValueConfidence<float> laughter{0.0f, 0.0f};    ///< laughter
+  ValueConfidence<float> excitement{0.0f, 0.0f};  ///< excitement
+  ValueConfidence<float> surprise{0.0f, 0.0f};    ///< surprise
 };
 
 }  // namespace ZV

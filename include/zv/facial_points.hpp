@@ -31,8 +31,10 @@ enum class PointDescription {
 /// Thread safety: that of a plain value.
 class ZV_API FacialPoints {
  public:
+  /// A position (x, y) and its confidence.
   using Point = ValueConfidence<std::pair<float, float>>;
 
+  /// All twelve at (0, 0) with confidence 0.
   FacialPoints();
 
   /// Replaces the position and the confidence of one landmark. Throws std::invalid_argument for a

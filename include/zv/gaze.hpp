@@ -7,11 +7,13 @@ namespace ZV {
 ///
 /// Thread safety: that of a plain value.
 struct Gaze {
+  /// At the robot: (0, 0).
   Gaze() = default;
+  /// Angles in degrees, of any size.
   Gaze(float yaw_, float pitch_) : yaw(yaw_), pitch(pitch_) {}
 
-  float yaw = 0.0f;
-  float pitch = 0.0f;
+  float yaw = 0.0f;    ///< to the side, in degrees
+  float pitch = 0.0f;  ///< up or down, in degrees
 };
 
 }  // namespace ZV

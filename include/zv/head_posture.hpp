@@ -23,19 +23,23 @@ class ZV_API HeadPosture {
   /// Angles in degrees, of any size.
   HeadPosture(float yaw, float pitch, float roll);
 
-  float yaw() const { return _yaw; }
-  float pitch() const { return _pitch; }
-  float roll() const { return _roll; }
+  float yaw() const { return _yaw; }      ///< to the side, in degrees; negative is left
+  float pitch() const { return _pitch; }  ///< up or down, in degrees; positive is up
+  float roll() const { return _roll; }    ///< towards a shoulder, in degrees
 
+  /// Replaces the yaw, in degrees.
   void setYaw(float yaw) { _yaw = yaw; }
+  /// Replaces the pitch, in degrees.
   void setPitch(float pitch) { _pitch = pitch; }
+  /// Replaces the roll, in degrees.
   void setRoll(float roll) { _roll = roll; }
+  /// Replaces all three angles, in degrees.
   void setHeadPosture(float yaw, float pitch, float roll);
 
-  bool isUp() const;
-  bool isDown() const;
-  bool isLeft() const;
-  bool isRight() const;
+  bool isUp() const;     ///< whether the pitch is at `upBoundary` or above
+  bool isDown() const;   ///< whether the pitch is at `downBoundary` or below
+  bool isLeft() const;   ///< whether the yaw is at `leftBoundary` or below
+  bool isRight() const;  ///< whether the yaw is at `rightBoundary` or above
 
  private:
   float _yaw = 0.0f;

@@ -23,6 +23,7 @@ class ZV_API Person {
   /// Identifier 0, a new state and a new memory. Like the next one, it throws std::bad_alloc, and
   /// boost::thread_resource_error when the system has no lock left.
   Person() = default;
+  /// This identifier, a new state and a new memory.
   explicit Person(std::int32_t id) : userSessionID(id) {}
 
   /// One perception cycle: files the observation into the memory, updates the body language, then
@@ -36,13 +37,16 @@ class ZV_API Person {
 
   /// Changes the identifier; a SocialGraph keeps the person under the one it had.
   void setUserSessionID(std::int32_t id) { userSessionID = id; }
-  /// See PersonState.
+  /// PersonState::setFrequencyGaze of this person's state.
   void setFrequencyGaze(float frequency) { personState.setFrequencyGaze(frequency); }
+  /// PersonState::setFrequencyFace of this person's state.
   void setFrequencyFace(float frequency) { personState.setFrequencyFace(frequency); }
 
   /// The host's identifier of the person.
   std::int32_t userSessionID = 0;
+  /// What is made of the observations.
   PersonState personState;
+  /// The observations that are not too old yet.
   PersonMemory personMemory;
 };
 

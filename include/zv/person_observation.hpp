@@ -21,6 +21,7 @@ namespace ZV {
 ///
 /// Thread safety: that of a plain value.
 struct PersonObservation {
+  /// A reading with its time, or nothing.
   template <typename T>
   using Field = boost::optional<Timestamped<T>>;
 
@@ -30,21 +31,29 @@ struct PersonObservation {
   Field<float> height;
   /// Distance from the robot, in metres.
   Field<float> distance;
+  /// Where the eyes look, as seen from the robot.
   Field<Gaze> gaze;
+  /// How much the face smiles.
   Field<Smile> smile;
+  /// What the face shows.
   Field<Expressions> expressions;
+  /// Where the head is turned, as seen from the robot.
   Field<HeadPosture> headPosture;
   /// The perception layer's gender estimate; the library keeps it and does not interpret it.
   Field<ValueConfidence<bool>> gender;
   /// Age of the person, in years.
   Field<ValueConfidence<unsigned int>> age;
+  /// Whether a face was found.
   Field<bool> faceDetected;
+  /// The landmarks of the face; the estimator reads their confidences.
   Field<FacialPoints> facialPoints;
+  /// What the voice carried. It is used in the cycle that brings it and not remembered.
   Field<VoiceEmotion> voiceEmotion;
   /// Sentiment of what the speech recognition heard: negative below 0, positive from 0 on.
   Field<float> asrEmotion;
   /// A touch: pleasant above 0, unpleasant below 0, without effect on the valence at 0.
   Field<std::int32_t> touchEmotion;
+  /// What the situation suggests that the person feels.
   Field<ContextEmotion> contextEmotion;
 };
 

@@ -72,12 +72,15 @@ class ZV_API PersonState {
   /// for valence or attention.
   float headHeight() const;
 
-  /// Kept for the host; the estimator does not read them. In hertz by convention, unchecked.
+  /// How often faces are analysed, kept for the host; the estimator does not read it. In hertz by
+  /// convention, unchecked.
   void setFrequencyFace(float frequency);
+  /// The same for gazes.
   void setFrequencyGaze(float frequency);
 
   /// The body-language state that the next update reads.
   BodyLanguageState& bodyLanguageState();
+  /// The same, to read.
   const BodyLanguageState& bodyLanguageState() const;
 
   /// Moves the state one cycle on, after the observation was filed into the memory and the

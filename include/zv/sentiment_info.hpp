@@ -16,11 +16,11 @@ namespace ZV {
 ///
 /// Thread safety: that of a plain value.
 struct ZV_API SentimentInfo {
-  std::string author;
-  std::string sentiment;
-  std::int32_t sentimentStrengh = 0;
-  std::string recever;
-  std::string from;
+  std::string author;                 ///< who expressed it
+  std::string sentiment;              ///< what was expressed, in the host's words
+  std::int32_t sentimentStrengh = 0;  ///< how strongly, on the host's scale
+  std::string recever;                ///< to whom
+  std::string from;                   ///< where it was read
 };
 
 /// Writes a title line and one line a member; every line ends with a newline and a flush.

@@ -12,8 +12,10 @@ class Smile {
  public:
   /// No smile: (0, 0).
   Smile() : _smile(0.0f, 0.0f) {}
+  /// A degree and its confidence, unchecked.
   Smile(float value, float confidence) : _smile(value, confidence) {}
 
+  /// The degree and its confidence.
   ValueConfidence<float> smile() const { return _smile; }
   /// Replaces both the degree and its confidence.
   void setSmile(ValueConfidence<float> smile) { _smile = smile; }

@@ -11,6 +11,8 @@
 #include "zv/export.hpp"
 #include "zv/person.hpp"
 
+/// The estimator. A SocialGraph keeps a Person for each of the host's identifiers; a
+/// PersonObservation, filed into it in each perception cycle, moves the person's PersonState.
 namespace ZV {
 
 /// The persons that the robot tracks, by the host's identifier. It never forgets one by itself.

@@ -10,11 +10,12 @@ namespace ZV {
 /// Thread safety: that of a plain value.
 template <typename T>
 struct Timestamped {
+  /// A copy of a value, with the time of its observation.
   Timestamped(ku::SystemClock::time_point timestamp_, const T& value_)
       : timestamp(timestamp_), value(value_) {}
 
-  ku::SystemClock::time_point timestamp;
-  T value;
+  ku::SystemClock::time_point timestamp;  ///< when it was observed
+  T value;                                ///< what was observed
 };
 
 /// Whether `left` was observed after `right`. The values take no part.

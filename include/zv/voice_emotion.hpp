@@ -16,15 +16,22 @@ class ZV_API VoiceEmotion : public Expressions {
  public:
   /// All emotions (0, 0).
   VoiceEmotion() = default;
+  /// These emotions, unchecked.
   VoiceEmotion(ValueConfidence<float> calm, ValueConfidence<float> anger,
                ValueConfidence<float> joy, ValueConfidence<float> sorrow,
                ValueConfidence<float> laughter, ValueConfidence<float> excitement);
 
+  /// How much calm there is, with its confidence.
   ValueConfidence<float> calm() const { return Expressions::calm; }
+  /// How much anger there is, with its confidence.
   ValueConfidence<float> anger() const { return Expressions::anger; }
+  /// How much joy there is, with its confidence.
   ValueConfidence<float> joy() const { return Expressions::joy; }
+  /// How much sorrow there is, with its confidence.
   ValueConfidence<float> sorrow() const { return Expressions::sorrow; }
+  /// How much laughter there is, with its confidence.
   ValueConfidence<float> laughter() const { return Expressions::laughter; }
+  /// How much excitement there is, with its confidence.
   ValueConfidence<float> excitement() const { return Expressions::excitement; }
 };
 

@@ -22,10 +22,10 @@ class ZV_API MoodClass {
   /// std::exception, its text goes to standard error and the result is 0.
   float calculateScore(const std::vector<float>& z);
 
-  std::string name;
+  std::string name;  ///< what people call the class
   /// The value of the class; for the moods, the valence that it pulls towards.
   std::int32_t id;
-  const MoodScore* moodScore;
+  const MoodScore* moodScore;  ///< judges the class; not owned
   /// The last computed score; valid after the first `calculateScore`.
   float score;
 };

@@ -23,14 +23,19 @@ class ZV_API MoodClassifierType {
 
  protected:
   MoodClassifierType() = default;
+  /// Strategies are copied as the class that derives.
   MoodClassifierType(const MoodClassifierType&) = default;
+  /// The same for assignment.
   MoodClassifierType& operator=(const MoodClassifierType&) = default;
   ~MoodClassifierType() = default;
 };
 
 /// Chooses the class with the highest score, if it leads by more than a margin.
+///
+/// Thread safety: choosing changes nothing but the caller's vector.
 class ZV_API ArgmaxClassifierType final : public MoodClassifierType {
  public:
+  /// `margin` is in the unit of the scores.
   explicit ArgmaxClassifierType(float margin);
 
   /// Sorts `classes` by descending score (equal scores in any order) and returns the first. Throws
@@ -50,7 +55,9 @@ class ZV_API MoodClassifier {
  public:
   /// `classifierType` is not owned and must outlive the classifier.
   explicit MoodClassifier(const MoodClassifierType& classifierType);
+  /// Uses the strategy of the other one.
   MoodClassifier(const MoodClassifier&) = default;
+  /// Takes over the strategy of the other one.
   MoodClassifier& operator=(const MoodClassifier&) = default;
   virtual ~MoodClassifier();
 

@@ -5,6 +5,7 @@
 
 #include "zv/export.hpp"
 
+/// What decides between positive, neutral and negative, from a smile and four expressions.
 namespace ZV::classification {
 
 class MoodClass;
@@ -13,9 +14,11 @@ class MoodClass;
 ///
 /// The features of the moods are, in this order: smile value times smile confidence, then the
 /// values of calm, joy, anger and sorrow.
+///
+/// Thread safety: that of a plain value.
 struct Coefficient {
-  std::vector<float> weights;
-  float intercept;
+  std::vector<float> weights;  ///< one a feature, in the features' order
+  float intercept;             ///< the constant term
 };
 
 /// Tells how well a feature vector fits a mood.
@@ -30,26 +33,33 @@ class ZV_API MoodScore {
 
  protected:
   MoodScore() = default;
+  /// Scores are copied as the class that derives.
   MoodScore(const MoodScore&) = default;
+  /// The same for assignment.
   MoodScore& operator=(const MoodScore&) = default;
   ~MoodScore() = default;
 };
 
 /// A linear regression.
+///
+/// Thread safety: any number of threads may score at once.
 class ZV_API LinregMoodScore final : public MoodScore {
  public:
   /// `featureCount` weights of 1. Throws std::length_error for a negative count.
   LinregMoodScore(int featureCount, float intercept);
+  /// These weights and this intercept, which are copied.
   explicit LinregMoodScore(const Coefficient& coefficient);
 
   /// The weighted sum and the intercept, both divided by the number of features. Throws
   /// std::runtime_error when `z` has not as many features as there are weights.
   float calculateScore(const MoodClass& moodClass, const std::vector<float>& z) const override;
 
-  /// The weights of the positive, neutral and negative mood. The references stay valid until the
-  /// library is unloaded; the first call may come from any thread.
+  /// The weights of the positive mood. The reference stays valid until the library is unloaded; the
+  /// first call may come from any thread.
   static const Coefficient& COEFFICIENT_POS();
+  /// The same for the neutral mood.
   static const Coefficient& COEFFICIENT_NEU();
+  /// The same for the negative mood.
   static const Coefficient& COEFFICIENT_NEG();
 
  private:
@@ -58,10 +68,13 @@ class ZV_API LinregMoodScore final : public MoodScore {
 };
 
 /// A logistic regression.
+///
+/// Thread safety: any number of threads may score at once, but for `setWeights`.
 class ZV_API LogregMoodScore final : public MoodScore {
  public:
   /// `featureCount` weights of 1. Throws std::length_error for a negative count.
   LogregMoodScore(int featureCount, float intercept);
+  /// These weights and this intercept, which are copied.
   explicit LogregMoodScore(const Coefficient& coefficient);
 
   /// Replaces weights and intercept; their number is checked by the next `calculateScore`. Not to
@@ -72,10 +85,12 @@ class ZV_API LogregMoodScore final : public MoodScore {
   /// not as many features as there are weights.
   float calculateScore(const MoodClass& moodClass, const std::vector<float>& z) const override;
 
-  /// The weights of the positive, neutral and negative mood. The references stay valid until the
-  /// library is unloaded; the first call may come from any thread.
+  /// The weights of the positive mood. The reference stays valid until the library is unloaded; the
+  /// first call may come from any thread.
   static const Coefficient& COEFFICIENT_POS();
+  /// The same for the neutral mood.
   static const Coefficient& COEFFICIENT_NEU();
+  /// The same for the negative mood.
   static const Coefficient& COEFFICIENT_NEG();
 
  private:

@@ -15,10 +15,11 @@ namespace ku {
 /// Thread safety: `now()` may be called from any thread.
 class KU_API SystemClock {
  public:
-  using duration = boost::chrono::nanoseconds;
-  using rep = duration::rep;
-  using period = duration::period;
-  using time_point = boost::chrono::time_point<SystemClock>;
+  using duration = boost::chrono::nanoseconds;                ///< a difference of times
+  using rep = duration::rep;                                  ///< counts nanoseconds
+  using period = duration::period;                            ///< a nanosecond
+  using time_point = boost::chrono::time_point<SystemClock>;  ///< nanoseconds since the epoch
+  /// The wall clock may be set back.
   static constexpr bool is_steady = false;
 
   /// The wall clock's time, or the time of the clock that a ClockScope put in its place for the
@@ -76,11 +77,15 @@ class KU_API SimulatedClock : public Clock {
 ///
 /// The clock must outlive the scope. A scope must end in the thread that began it, and nested
 /// scopes must end in reverse order, as local variables do.
+///
+/// Thread safety: a scope belongs to the thread that began it.
 class KU_API ClockScope {
  public:
+  /// From here on `SystemClock::now()` of this thread reads `clock`.
   explicit ClockScope(Clock& clock) noexcept;
   ClockScope(const ClockScope&) = delete;
   ClockScope& operator=(const ClockScope&) = delete;
+  /// Brings back the clock that was there before.
   ~ClockScope();
 
  private:

@@ -27,18 +27,22 @@ enum Level : int {
 };
 
 /// A registered category. Two registrations of one name give the same one.
+///
+/// Thread safety: it never changes.
 struct KU_API CategoryRecord {
-  std::string name;
+  std::string name;  ///< as it was registered
 };
 
 /// A handle on a category, valid until the process ends.
 using Category = const CategoryRecord*;
 
 /// One log line.
+///
+/// Thread safety: that of a plain value.
 struct KU_API Message {
-  Level level;
-  Category category;
-  std::string text;
+  Level level;                   ///< how severe it is
+  Category category;             ///< where it belongs
+  std::string text;              ///< without a line end
   std::string file;              ///< empty when not given
   std::string function;          ///< name of the operation that logs
   int line;                      ///< 0 when not given
@@ -54,6 +58,7 @@ KU_API std::vector<std::string> registrations();
 
 /// The most talkative level that is emitted; `Warning` at the start. Lines above it are dropped.
 KU_API Level level() noexcept;
+/// Sets that level; it holds for all threads and categories at once.
 KU_API void setLevel(Level level) noexcept;
 
 /// Receives every line that the level lets through, in the thread that logs it. No lock of the
@@ -74,11 +79,14 @@ KU_API void log(Level level, Category category, const std::string& text, const c
 /// Thread safety: a stream belongs to one thread.
 class KU_API LogStream {
  public:
+  /// `file` and `function` must outlive the stream; an empty file and line 0 are not given.
   LogStream(Level level, const char* file, const char* function, int line, Category category);
   LogStream(const LogStream&) = delete;
   LogStream& operator=(const LogStream&) = delete;
+  /// Emits the line.
   ~LogStream();
 
+  /// Adds to the line whatever a standard stream can write.
   template <typename T>
   LogStream& operator<<(const T& part) {
     if (_text) *_text << part;

@@ -9,13 +9,15 @@
 
 namespace ku {
 
-/// One member of the structure T.
+/// One member of the structure T; `member` makes it.
+///
+/// Thread safety: that of a plain value.
 template <typename T>
 struct Member {
-  std::string name;
-  std::function<const TypeInterface*()> type;
-  std::function<void*(T&)> address;
-  std::function<void(T&, const void*)> assign;
+  std::string name;                             ///< what other modules call it
+  std::function<const TypeInterface*()> type;   ///< looks its description up
+  std::function<void*(T&)> address;             ///< where it stands in an object
+  std::function<void(T&, const void*)> assign;  ///< copies a value of its type into an object
 };
 
 /// Declares a member of T. `accessor` is a pointer to a data member, or a function that takes a
@@ -112,19 +114,26 @@ class StructDescription : public StructTypeInterface {
 }  // namespace detail
 
 /// Describes T as a structure whose members are seen in the object itself.
+///
+/// Thread safety: that of TypeInterface.
 template <typename T>
 class PlainStruct : public detail::StructDescription<T, T> {
  public:
+  /// The name that other modules see, and the members in their order.
   PlainStruct(std::string className, std::vector<Member<T>> members)
       : detail::StructDescription<T, T>(StructKind::Plain, std::move(className), std::move(members),
                                         [](T& object) -> T& { return object; }) {}
 };
 
 /// Describes a handle as a structure that has the members of its record, under a class name of its
-/// own. `follow` gives the record of a handle.
+/// own.
+///
+/// Thread safety: that of TypeInterface.
 template <typename Handle, typename Record>
 class Bouncer : public detail::StructDescription<Handle, Record> {
  public:
+  /// The name that other modules see, what describes the record, and what gives the record of a
+  /// handle. Members are copied from `record`.
   Bouncer(std::string className, const PlainStruct<Record>& record,
           std::function<Record&(Handle&)> follow)
       : detail::StructDescription<Handle, Record>(StructKind::Bouncer, std::move(className),

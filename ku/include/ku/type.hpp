@@ -16,6 +16,8 @@
 namespace ku {
 
 /// Describes a type. A registered description lives until the process ends.
+///
+/// Thread safety: a description does not change; access to an object takes no lock of the object.
 class KU_API TypeInterface {
  public:
   TypeInterface() = default;
@@ -42,10 +44,14 @@ class KU_API TypeInterface {
 
 /// An object together with its description; both null when there is nothing to refer to. It does
 /// not own the object.
+///
+/// Thread safety: that of a plain value; `as` may be called while another thread writes the object
+/// through its description.
 struct KU_API Reference {
-  const TypeInterface* type = nullptr;
-  void* object = nullptr;
+  const TypeInterface* type = nullptr;  ///< what the object is
+  void* object = nullptr;               ///< the object, not owned
 
+  /// Whether it refers to an object.
   explicit operator bool() const { return object != nullptr; }
 
   /// The value of a built-in type, read in one relaxed atomic access, so that reading races with
@@ -65,11 +71,17 @@ enum class StructKind {
 };
 
 /// Describes a structure with named members. Members are counted from 0, in the order declared.
+///
+/// Thread safety: that of TypeInterface.
 class KU_API StructTypeInterface : public TypeInterface {
  public:
+  /// Whether the members are the object's own or its record's.
   virtual StructKind kind() const = 0;
+  /// The name that other modules know the structure by.
   virtual std::string className() const = 0;
+  /// The descriptions of the members, in order.
   virtual std::vector<const TypeInterface*> memberTypes() const = 0;
+  /// The names of the members, in order.
   virtual std::vector<std::string> memberNames() const = 0;
 
   /// A reference to member `index` of `object`; null for an index past the last member.
