@@ -1,0 +1,53 @@
+"""Runs the commands that the documents show, with the tool whose path is in ZORVEL."""
+
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+
+TOOL = pathlib.Path(os.environ["ZORVEL"])
+SOURCE = pathlib.Path(__file__).parents[2]
+# The input that the documents speak of. A command that is to fail, or has no end, stands in a text
+# block there, not in an sh block.
+FILES = {
+    "faces.csv": "frame,timestamp,confidence,success,AU12_r\n1,0,0.9,1,2\n2,0.5,0.9,1,3\n",
+    "sequence.csv": "frame,timestamp,confidence,success\n1,0,0.9,1\n2,0,0.9,1\n",
+    "speaker.csv": "frame,FaceRectX,FaceScore,Pitch,happiness\n0,1,0.9,3,0.8\n1,1,0.9,3,0.7\n",
+}
+SIMULATED = ["meeting.jsonl", "recordings/monday.jsonl", "recordings/tuesday.jsonl"]
+
+
+def commands(document):
+    blocks = re.findall(r"^```sh\n(.*?)^```", document.read_text(), re.M | re.S)
+    lines = "".join(blocks).replace("\\\n", "").splitlines()
+    return [line for line in lines if re.search(r"(^|[|&;('] *)zorvel ", line)]
+
+
+class DocumentsTest(unittest.TestCase):
+    def run_in(self, folder, command):
+        environment = {**os.environ, "PATH": f"{TOOL.parent}:{os.environ['PATH']}"}
+        result = subprocess.run(["bash", "-o", "pipefail", "-c", command], cwd=folder, timeout=120,
+                                env=environment, stdin=subprocess.DEVNULL, capture_output=True)
+        self.assertEqual(result.returncode, 0, result.stderr.decode())
+
+    def test_every_command_works(self):
+        shown = {document.name: commands(document)
+                 for document in (SOURCE / "README.md", *sorted(SOURCE.glob("docs/*.md")))}
+        for name in ("README.md", "import.md", "live.md", "report.md"):
+            self.assertTrue(shown[name], name)
+        for name in filter(shown.get, shown):
+            with tempfile.TemporaryDirectory() as folder:
+                pathlib.Path(folder, "recordings").mkdir()
+                for file, text in FILES.items():
+                    pathlib.Path(folder, file).write_text(text)
+                for file in SIMULATED:
+                    self.run_in(folder, f"zorvel simulate --seconds 5 --rate 5 -o {file}")
+                for command in shown[name]:
+                    with self.subTest(document=name, command=command):
+                        self.run_in(folder, command)
+
+
+if __name__ == "__main__":
+    unittest.main()
