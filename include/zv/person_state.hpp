@@ -8,6 +8,7 @@
 #include "zv/body_language_state.hpp"
 #include "zv/export.hpp"
 #include "zv/expressions.hpp"
+#include "zv/force.hpp"
 #include "zv/gaze.hpp"
 #include "zv/head_posture.hpp"
 #include "zv/smile.hpp"
@@ -83,9 +84,23 @@ class ZV_API PersonState {
   /// The same, to read.
   const BodyLanguageState& bodyLanguageState() const;
 
+  /// Sets who is told each force that moves this state from now on: all that `_update` and
+  /// `decreaseSinceNotSeen` do to the smoothed valence, attention and their confidences, in order.
+  /// The setters are not forces. An empty observer, which there is at first, is told nothing and
+  /// costs nothing. Copies of this handle share the observer. Throws std::bad_alloc when copying
+  /// the observer does.
+  ///
+  /// The observer is called in the middle of an update, when the lock of the quantity is free
+  /// again. It may read this state, and take its time only as far as the update may. It must not
+  /// update this state or set its observer, nor use a SocialGraph in whose callback the update
+  /// runs. What it throws ends the update and is passed on as it is; the forces before it, its own
+  /// included, stay done.
+  void setForceObserver(const ForceObserver& observer);
+
   /// Moves the state one cycle on, after the observation was filed into the memory and the
   /// body-language state was updated. Throws what reading the clock throws, as std::runtime_error
-  /// with the same text where head postures and gazes are weighed; the changes made before it stay.
+  /// with the same text where head postures and gazes are weighed, and what the observer of forces
+  /// throws; the changes made before it stay.
   void _update(const PersonObservation& observation, const PersonMemory& memory);
 
   /// Lets valence and attention decay, once for each cycle in which the person was not perceived.

@@ -36,30 +36,47 @@ float pulled(float value, float target, float strength, float lowest, float high
 
 }  // namespace
 
-void PersonStatePrivate::_applyForceValence(float target, float strength,
-                                            std::string_view /*reason*/) {
-  const boost::unique_lock<boost::mutex> lock(locks.valence);
-  valence.value = pulled(valence.value, target, strength, -1.0f, 1.0f);
-  unsmoothedValence.value = pulled(unsmoothedValence.value, target, strength, -1.0f, 1.0f);
+void PersonStatePrivate::Observer::tell(const Force& force) const {
+  try {
+    observe(force);
+  } catch (...) {
+    throw ObserverFailure{std::current_exception()};
+  }
+}
+
+inline void PersonStatePrivate::move(float& value, float* twin, float lowest, boost::mutex& mutex,
+                                     Force force) {
+  {
+    const boost::unique_lock<boost::mutex> lock(mutex);
+    force.before = value;
+    value = pulled(value, force.target, force.strength, lowest, 1.0f);
+    force.after = value;
+    if (twin != nullptr) *twin = pulled(*twin, force.target, force.strength, lowest, 1.0f);
+  }
+  if (observer.observe) observer.tell(force);
+}
+
+void PersonStatePrivate::_applyForceValence(float target, float strength, std::string_view reason) {
+  move(valence.value, &unsmoothedValence.value, -1.0f, locks.valence,
+       {Quantity::Valence, target, strength, reason, 0.0f, 0.0f});
 }
 
 void PersonStatePrivate::_applyForceAttention(float target, float strength,
-                                              std::string_view /*reason*/) {
-  const boost::unique_lock<boost::mutex> lock(locks.attention);
-  attention.value = pulled(attention.value, target, strength, 0.0f, 1.0f);
+                                              std::string_view reason) {
+  move(attention.value, nullptr, 0.0f, locks.attention,
+       {Quantity::Attention, target, strength, reason, 0.0f, 0.0f});
 }
 
 void PersonStatePrivate::_applyForceValenceConfidence(float target, float strength,
-                                                      std::string_view /*reason*/) {
-  const boost::unique_lock<boost::mutex> lock(locks.valenceConfidence);
-  valence.confidence = pulled(valence.confidence, target, strength, 0.0f, 1.0f);
-  unsmoothedValence.confidence = pulled(unsmoothedValence.confidence, target, strength, 0.0f, 1.0f);
+                                                      std::string_view reason) {
+  move(valence.confidence, &unsmoothedValence.confidence, 0.0f, locks.valenceConfidence,
+       {Quantity::ValenceConfidence, target, strength, reason, 0.0f, 0.0f});
 }
 
 void PersonStatePrivate::_applyForceAttentionConfidence(float target, float strength,
-                                                        std::string_view /*reason*/) {
-  const boost::unique_lock<boost::mutex> lock(locks.attentionConfidence);
-  attention.confidence = pulled(attention.confidence, target, strength, 0.0f, 1.0f);
+                                                        std::string_view reason) {
+  move(attention.confidence, nullptr, 0.0f, locks.attentionConfidence,
+       {Quantity::AttentionConfidence, target, strength, reason, 0.0f, 0.0f});
 }
 
 float PersonStatePrivate::_computeWeight(float x, float horizon) {

@@ -16,6 +16,15 @@ int labelOf(float valence) {
   return -1;
 }
 
+template <typename Cycle>
+void passingOnObserverFailures(Cycle cycle) {
+  try {
+    cycle();
+  } catch (const ObserverFailure& failure) {
+    std::rethrow_exception(failure.error);
+  }
+}
+
 }  // namespace
 
 void PersonStatePrivate::_setValence(float value) {
@@ -100,11 +109,17 @@ const BodyLanguageState& PersonState::bodyLanguageState() const {
   return _state->bodyLanguageState;
 }
 
-void PersonState::_update(const PersonObservation& observation, const PersonMemory& memory) {
-  _state->__update(observation, memory);
+void PersonState::setForceObserver(const ForceObserver& observer) {
+  _state->observer.observe = observer;
 }
 
-void PersonState::decreaseSinceNotSeen() { _state->_decreaseSinceNotSeen(); }
+void PersonState::_update(const PersonObservation& observation, const PersonMemory& memory) {
+  passingOnObserverFailures([&] { _state->__update(observation, memory); });
+}
+
+void PersonState::decreaseSinceNotSeen() {
+  passingOnObserverFailures([this] { _state->_decreaseSinceNotSeen(); });
+}
 
 void PersonState::_setValence(float valence) { _state->_setValence(valence); }
 

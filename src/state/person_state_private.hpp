@@ -4,12 +4,14 @@
 #include <array>
 #include <boost/chrono/duration.hpp>
 #include <boost/thread/mutex.hpp>
+#include <exception>
 #include <ku/clock.hpp>
 #include <string_view>
 
 #include "zv/body_language_state.hpp"
 #include "zv/classification/mood_score.hpp"
 #include "zv/expressions.hpp"
+#include "zv/force.hpp"
 #include "zv/gaze.hpp"
 #include "zv/head_posture.hpp"
 #include "zv/smile.hpp"
@@ -19,6 +21,12 @@ namespace ZV {
 
 class PersonMemory;
 struct PersonObservation;
+
+/// What an observer of forces threw, on its way out of an update. No std::exception, so that no
+/// step takes it for a failure of its own.
+struct ObserverFailure {
+  std::exception_ptr error;
+};
 
 /// The emotional state of one person, and the estimator that moves it.
 ///
@@ -108,7 +116,23 @@ struct PersonStatePrivate {
   };
   Locks locks;
 
+  /// A copied state is not observed.
+  struct Observer {
+    Observer() = default;
+    Observer(const Observer& /*other*/) : Observer() {}
+    Observer& operator=(const Observer&) = delete;
+
+    /// Throws ObserverFailure.
+    void tell(const Force& force) const;
+
+    ForceObserver observe;
+  };
+  Observer observer;
+
  private:
+  /// Moves the quantity, and the one of this cycle alone if it has one, then tells the observer.
+  void move(float& value, float* twin, float lowest, boost::mutex& mutex, Force force);
+
   // The steps of an update. They tell whether they had input for what they move.
   void pullByFacialPoints(const PersonMemory& memory);
   bool takeNewFace(const PersonObservation& observation);

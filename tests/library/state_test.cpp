@@ -284,5 +284,48 @@ TEST(Update, KeepsTheForcesBeforeAFailureAndFreesItsLocks) {
   EXPECT_EQ(subject.numbers(), "0.083331883 0.150000006 0 0 0.146499991 0.646755636");
 }
 
+TEST(Observer, SeesEachForceAndMayEndTheUpdate) {
+  const auto valuesOf = [](const State& s) {
+    return std::array{s.valence.value, s.valence.confidence, s.attention.value,
+                      s.attention.confidence};
+  };
+  std::vector<Force> seenForces;
+  for (std::size_t last = 0; last == 0 || last <= seenForces.size(); ++last) {
+    SimulatedPerson subject(start());
+    auto expected = valuesOf(subject.state());
+    std::vector<Force> forces;
+    PersonState copy = subject.person.personState;  // shares the observer
+    copy.setForceObserver([&](const Force& force) {
+      forces.push_back(force);
+      auto& before = expected.at(static_cast<std::size_t>(force.quantity));
+      EXPECT_EQ(force.before, std::exchange(before, force.after)) << force.reason;
+      EXPECT_EQ(valuesOf(subject.state()), expected);
+      auto& locks = subject.state().locks;
+      for (boost::mutex* lock : {&locks.valence, &locks.valenceConfidence, &locks.attention,
+                                 &locks.attentionConfidence}) {
+        ASSERT_TRUE(lock->try_lock());
+        lock->unlock();
+      }
+      if (forces.size() == last) throw std::domain_error("enough");
+    });
+    const auto update = [&] { subject.person.update(allChannelsAt(0)); };
+    EXPECT_EQ(errorOf<std::domain_error>(update), last == 0 ? "" : "enough");
+    EXPECT_EQ(valuesOf(subject.state()), expected);
+    if (last == 0) seenForces = forces;
+    EXPECT_EQ(forces.size(), last == 0 ? seenForces.size() : last);
+    copy.setForceObserver({});
+    update();  // no lock stayed held
+    EXPECT_FALSE(State(subject.state()).observer.observe);
+  }
+  std::string reasons;
+  for (const Force& force : seenForces) reasons.append(force.reason).append(", ");
+  EXPECT_EQ(
+      reasons,
+      "Points confidence, Points confidence, Face characteristics, Body Language, Head "
+      "Observation, Gaze Direction, Observation, Voice emotion, Voice emotion, Voice emotion, "
+      "Voice emotion, Asr emotion, Context emotion, Distance limitation, Height limitation, "
+      "Distance limitation, Height limitation, ");
+}
+
 }  // namespace
 }  // namespace ZV
