@@ -64,8 +64,8 @@ void replay(benchmark::State& state) {
     ku::SimulatedClock clock;
     const ku::ClockScope scope(clock);
     RecordingReader recording(workplace.recording());
-    CsvFiles files(workplace.folder());
-    Playback playback;
+    CsvFiles files(workplace.folder(), Forces::Unwatched);
+    Playback playback(Forces::Unwatched);
     while (const auto event = recording.next()) {
       clock.set(event->time);
       files.write(event->time, playback.play(*event));

@@ -51,7 +51,7 @@ void playIt(const MemoryFile& file) {
   RecordingReader recording(file.path());
   Progress progress(false);
   fmt::memory_buffer timeline;
-  playAll(recording, progress, [&](Time time, const Event&, const Row& row) {
+  playAll(recording, progress, Forces::Watched, [&](Time time, const Event&, const Row& row) {
     const auto* state = std::get_if<StateRow>(&row);
     if (state == nullptr) return;
     require(isWithin(state->valence.value, -1.0f, 1.0f), "valence out of range");

@@ -1,8 +1,10 @@
 #include "csv.hpp"
 
+#include <array>
 #include <cmath>
 #include <iterator>
 #include <string_view>
+#include <vector>
 
 #include "failure.hpp"
 
@@ -64,7 +66,18 @@ void appendRow(fmt::memory_buffer& text, Time time, const AmbianceRow& row) {
   appendLine(text, time, row.agitation, row.calm);
 }
 
+void appendForce(fmt::memory_buffer& text, Time time, std::int32_t person, const ZV::Force& force) {
+  appendLine(text, time, std::int64_t{person}, nameOf(force.quantity), force.reason, force.target,
+             force.strength, force.before, force.after);
+}
+
 }  // namespace
+
+std::string_view nameOf(ZV::Quantity quantity) {
+  constexpr std::array<std::string_view, 4> names{"valence", "valence_confidence", "attention",
+                                                  "attention_confidence"};
+  return names.at(static_cast<std::size_t>(quantity));
+}
 
 void appendTimelineHeader(fmt::memory_buffer& text) {
   append(text,
@@ -78,13 +91,16 @@ void appendTimelineRow(fmt::memory_buffer& text, Time time, const StateRow& row)
              row.attention.value, row.attention.confidence, row.ease.level, row.ease.confidence);
 }
 
-CsvFiles::CsvFiles(const std::filesystem::path& folder)
+CsvFiles::CsvFiles(const std::filesystem::path& folder, Forces forces)
     : _timeline(made(folder) / "timeline.csv"),
       _scopes(folder / "scopes.csv"),
       _ambiance(folder / "ambiance.csv") {
   appendTimelineHeader(_timeline.text());
   append(_scopes.text(), "time,person,scope,label,samples\n");
   append(_ambiance.text(), "time,agitation,calm\n");
+  if (forces == Forces::Unwatched) return;
+  _forces.emplace(folder / "forces.csv");
+  append(_forces->text(), "time,person,quantity,reason,target,strength,before,after\n");
 }
 
 void CsvFiles::write(Time time, const Row& row) {
@@ -92,14 +108,22 @@ void CsvFiles::write(Time time, const Row& row) {
     appendRow(file.text(), time, content);
     file.written();
   };
-  if (const auto* state = std::get_if<StateRow>(&row)) writeTo(_timeline, *state);
+  if (const auto* state = std::get_if<StateRow>(&row)) {
+    writeTo(_timeline, *state);
+    for (const ZV::Force& force : state->forces) {
+      appendForce(_forces->text(), time, state->person, force);
+      _forces->written();
+    }
+  }
   if (const auto* scope = std::get_if<ScopeRow>(&row)) writeTo(_scopes, *scope);
   if (const auto* ambiance = std::get_if<AmbianceRow>(&row)) writeTo(_ambiance, *ambiance);
 }
 
 void CsvFiles::commit() {
-  for (OutputFile* file : {&_timeline, &_scopes, &_ambiance}) file->finish();
-  for (OutputFile* file : {&_timeline, &_scopes, &_ambiance}) file->commit();
+  std::vector<OutputFile*> files{&_timeline, &_scopes, &_ambiance};
+  if (_forces) files.push_back(&*_forces);
+  for (OutputFile* file : files) file->finish();
+  for (OutputFile* file : files) file->commit();
 }
 
 }  // namespace zorvel

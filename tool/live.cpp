@@ -10,6 +10,7 @@
 #include <set>
 
 #include "commands.hpp"
+#include "csv.hpp"
 #include "failure.hpp"
 #include "interrupt.hpp"
 #include "json_writer.hpp"
@@ -27,6 +28,7 @@ constexpr const char* recordingClock = "recording";
 struct LiveOptions {
   std::string clock = systemClock;
   bool strict = false;
+  bool explain = false;
   double forgetSeconds = 0.0;
 };
 
@@ -48,6 +50,22 @@ void append(JsonLineWriter& line, const StateRow& row) {
   appendPair(line, "ease", row.ease.level, row.ease.confidence);
 }
 
+void append(JsonLineWriter& line, const std::vector<ZV::Force>& forces) {
+  line.key("forces");
+  line.beginList();
+  for (const ZV::Force& force : forces) {
+    line.begin();
+    line.member("quantity", nameOf(force.quantity));
+    line.member("reason", force.reason);
+    line.member("target", force.target);
+    line.member("strength", force.strength);
+    line.member("before", force.before);
+    line.member("after", force.after);
+    line.end();
+  }
+  line.endList();
+}
+
 void append(JsonLineWriter& line, const ScopeRow& row) {
   line.member("person", std::int64_t{row.person});
   line.member("scope", std::string_view(row.scope));
@@ -67,16 +85,6 @@ double secondsSince(Time time) {
     return static_cast<double>(point.time_since_epoch().count()) * 1e-9;
   };
   return seconds(ku::SystemClock::now()) - seconds(time);
-}
-
-/// Writes the row as one line on standard output, at once.
-void writeRow(TextOutput& output, Time time, const Row& row) {
-  if (std::holds_alternative<std::monostate>(row)) return;
-  JsonLineWriter line(output.text());
-  line.member("time", time);
-  std::visit([&line](const auto& content) { append(line, content); }, row);
-  line.finish();
-  output.written();
 }
 
 /// Warns, once for each person and field, of readings that are too old to be remembered or come
@@ -116,6 +124,7 @@ class Live {
  public:
   explicit Live(const LiveOptions& options)
       : _options(options),
+        _playback(options.explain ? Forces::Watched : Forces::Unwatched),
         _recording("-", options.clock == systemClock ? MissingTime::Now : MissingTime::Error) {
     if (options.clock == recordingClock) _clockScope.emplace(_clock);
   }
@@ -154,8 +163,20 @@ class Live {
     } catch (const std::exception& error) {
       throw BadLine(_recording.lines().place() + error.what());
     }
-    writeRow(_output, time, row);
+    writeRow(time, row);
     return true;
+  }
+
+  /// Writes the row as one line on standard output, at once.
+  void writeRow(Time time, const Row& row) {
+    if (std::holds_alternative<std::monostate>(row)) return;
+    JsonLineWriter line(_output.text());
+    line.member("time", time);
+    std::visit([&line](const auto& content) { append(line, content); }, row);
+    const auto* const state = std::get_if<StateRow>(&row);
+    if (state != nullptr && _options.explain) append(line, state->forces);
+    line.finish();
+    _output.written();
   }
 
   void forgetUnseen(const Event& event) {
@@ -182,9 +203,9 @@ class Live {
   LiveOptions _options;
   ku::SimulatedClock _clock{Time::min()};
   std::optional<ku::ClockScope> _clockScope;
+  Playback _playback;
   RecordingReader _recording;
   TextOutput _output{"-"};
-  Playback _playback;
   FarReadings _farReadings;
   /// When each known person was last observed, or came to be known.
   std::map<std::int32_t, Time> _lastSeen;
@@ -200,6 +221,8 @@ void addLive(CLI::App& tool) {
   after each observation and not_seen
     {"time":…,"person":…,"valence":{"value":…,"confidence":…},"mood":…,
      "cycle_mood":{"value":…,"confidence":…},"attention":{…},"ease":{…}}
+    with --explain also "forces":[{"quantity":…,"reason":…,"target":…,"strength":…,
+     "before":…,"after":…},…], what moved the person in this cycle, in order
   after each stop_recording {"time":…,"person":…,"scope":…,"label":…,"samples":…}
   after each activity {"time":…,"agitation":…,"calm":…}
 A value that is not a number is null. A bad line is reported on standard error and skipped; the exit
@@ -214,6 +237,7 @@ Example:
                    "recording: the lines' times are the clock, as in replay")
       ->check(CLI::IsMember({systemClock, recordingClock}))
       ->capture_default_str();
+  command->add_flag("--explain", options->explain, "Add the forces of the cycle to each state");
   command->add_flag("--strict", options->strict, "Stop at the first bad line");
   command
       ->add_option("--forget", options->forgetSeconds,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/thread/lock_types.hpp>
 #include <ku/clock.hpp>
+#include <utility>
 
 namespace zorvel {
 
@@ -11,21 +12,12 @@ Row Playback::play(const Event& event) {
 }
 
 Row Playback::play(const Observation& observation) {
-  Row row;
-  _graph.update(observation.person, [&](ZV::Person& person) {
-    person.update(observation.fields);
-    row = endCycle(person);
-  });
-  return row;
+  return cycle(observation.person,
+               [&observation](ZV::Person& person) { person.update(observation.fields); });
 }
 
 Row Playback::play(const NotSeen& notSeen) {
-  Row row;
-  _graph.update(notSeen.person, [&](ZV::Person& person) {
-    person.decreaseSinceNotSeen();
-    row = endCycle(person);
-  });
-  return row;
+  return cycle(notSeen.person, [](ZV::Person& person) { person.decreaseSinceNotSeen(); });
 }
 
 Row Playback::play(const Remove& remove) {
@@ -62,33 +54,46 @@ Row Playback::play(const Activity& activity) {
                      _room.ambientActivityLevel(ZV::AmbianceDescription::Calm)};
 }
 
-StateRow Playback::endCycle(const ZV::Person& person) {
-  const ZV::PersonState& state = person.personState;
-  const auto valence = state.personValence();
-  const auto attention = state.personAttention();
-  const auto found = _recorders.find(person.userSessionID);
-  if (found != _recorders.end()) {
-    ZV::ZVEmotionRecorder& recorder = found->second;
-    const boost::unique_lock<boost::mutex> lock(recorder.mutex);
-    if (recorder.hasAnOpenScope_notMutexed()) {
-      // A state of its own: a copy of the person's would change with every later cycle.
-      recorder.update_notMutexed(ZV::PersonState(valence.value, valence.confidence, attention.value,
-                                                 attention.confidence));
+Row Playback::cycle(std::int32_t id, const std::function<void(ZV::Person&)>& change) {
+  Row row;
+  _graph.update(id, [&](ZV::Person& person) {
+    ZV::PersonState& state = person.personState;
+    _forces.clear();
+    if (_watchesForces) {
+      state.setForceObserver([this](const ZV::Force& force) { _forces.push_back(force); });
     }
-  }
-  return {person.userSessionID,
-          valence,
-          state.personValenceBinary().value,
-          state.personUnsmoothedValenceBinary(),
-          attention,
-          state.bodyLanguageState().bodyLanguageState(ZV::BodyLanguageDescription::Ease)};
+    change(person);
+    record(person);
+    row = StateRow{id,
+                   state.personValence(),
+                   state.personValenceBinary().value,
+                   state.personUnsmoothedValenceBinary(),
+                   state.personAttention(),
+                   state.bodyLanguageState().bodyLanguageState(ZV::BodyLanguageDescription::Ease),
+                   std::exchange(_forces, {})};
+  });
+  return row;
 }
 
-std::optional<Failure> playAll(RecordingReader& recording, Progress& progress,
+/// Adds the person's state to the scopes that are open.
+void Playback::record(const ZV::Person& person) {
+  const auto found = _recorders.find(person.userSessionID);
+  if (found == _recorders.end()) return;
+  ZV::ZVEmotionRecorder& recorder = found->second;
+  const boost::unique_lock<boost::mutex> lock(recorder.mutex);
+  if (!recorder.hasAnOpenScope_notMutexed()) return;
+  // A state of its own: a copy of the person's would change with every later cycle.
+  const auto valence = person.personState.personValence();
+  const auto attention = person.personState.personAttention();
+  recorder.update_notMutexed(
+      ZV::PersonState(valence.value, valence.confidence, attention.value, attention.confidence));
+}
+
+std::optional<Failure> playAll(RecordingReader& recording, Progress& progress, Forces forces,
                                const std::function<void(Time, const Event&, const Row&)>& use) {
   ku::SimulatedClock clock(Time::min());
   const ku::ClockScope scope(clock);
-  Playback playback;
+  Playback playback(forces);
   while (true) {
     std::optional<Event> event;
     Row row;

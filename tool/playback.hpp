@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 #include <zv/ambiance_state.hpp>
 #include <zv/emotion_recorder.hpp>
 #include <zv/social_graph.hpp>
@@ -26,7 +27,11 @@ struct StateRow {
   ZV::ValueConfidence<int> cycleMood;
   ZV::ValueConfidence<float> attention;
   ZV::BodyLanguageEase ease;
+  /// What moved the person in the cycle, in order; empty unless forces are watched.
+  std::vector<ZV::Force> forces;
 };
+
+enum class Forces { Unwatched, Watched };
 
 /// A scope that was closed.
 struct ScopeRow {
@@ -49,6 +54,10 @@ using Row = std::variant<std::monostate, StateRow, ScopeRow, AmbianceRow>;
 /// the calling thread's.
 class Playback {
  public:
+  explicit Playback(Forces forces) : _watchesForces(forces == Forces::Watched) {}
+  Playback(const Playback&) = delete;
+  Playback& operator=(const Playback&) = delete;
+
   /// Throws what the library throws; what the event did before stays done.
   Row play(const Event& event);
 
@@ -60,8 +69,12 @@ class Playback {
   Row play(const StopRecording& stop);
   Row play(const Movement& movement);
   Row play(const Activity& activity);
-  StateRow endCycle(const ZV::Person& person);
+  /// One cycle of a person, who is added if unknown.
+  Row cycle(std::int32_t id, const std::function<void(ZV::Person&)>& change);
+  void record(const ZV::Person& person);
 
+  bool _watchesForces;
+  std::vector<ZV::Force> _forces;  // of the present cycle
   ZV::SocialGraph _graph;
   std::map<std::int32_t, ZV::ZVEmotionRecorder> _recorders;
   ZV::AmbianceState _room;
@@ -71,7 +84,7 @@ class Playback {
 /// each event it calls `use` with the clock's time and what the event gave. Returns what ended it
 /// early, if anything did, with the place of the line: what was passed to `use` is whole. Throws
 /// what `use` throws.
-std::optional<Failure> playAll(RecordingReader& recording, Progress& progress,
+std::optional<Failure> playAll(RecordingReader& recording, Progress& progress, Forces forces,
                                const std::function<void(Time, const Event&, const Row&)>& use);
 
 }  // namespace zorvel

@@ -29,6 +29,7 @@ struct ReplayOptions {
   std::string timeline;
   unsigned int jobs = std::max(1U, std::thread::hardware_concurrency());
   bool quiet = false;
+  bool forces = false;
 };
 
 /// One recording of several, and what came of it.
@@ -39,14 +40,14 @@ struct Job {
   std::string failure;
 };
 
-/// Replays one recording into a folder. Returns what ended it early, as playAll does.
+/// Replays one recording into the folder. Returns what ended it early, as playAll does.
 std::optional<Failure> replayInto(const std::filesystem::path& folder, const std::string& name,
-                                  Summary& summary, bool showProgress) {
+                                  Forces forces, Summary& summary, bool showProgress) {
   RecordingReader recording(name);
-  CsvFiles files(folder);
+  CsvFiles files(folder, forces);
   Progress progress(showProgress);
   auto failure =
-      playAll(recording, progress, [&](Time time, const Event& /*event*/, const Row& row) {
+      playAll(recording, progress, forces, [&](Time time, const Event& /*event*/, const Row& row) {
         files.write(time, row);
         summary.add(time, row);
       });
@@ -56,10 +57,14 @@ std::optional<Failure> replayInto(const std::filesystem::path& folder, const std
   return failure;
 }
 
+Forces watched(const ReplayOptions& options) {
+  return options.forces ? Forces::Watched : Forces::Unwatched;
+}
+
 void replayOne(const ReplayOptions& options) {
   Summary summary;
-  const auto failure =
-      replayInto(options.output, options.recordings.front(), summary, !options.quiet);
+  const auto failure = replayInto(options.output, options.recordings.front(), watched(options),
+                                  summary, !options.quiet);
   if (!options.quiet) fmt::print("{}", summary.text());
   if (failure) throw Failure(*failure);
 }
@@ -70,13 +75,13 @@ void replayTimeline(const ReplayOptions& options) {
   TextOutput output(options.timeline);
   appendTimelineHeader(output.text());
   Progress noProgress(false);
-  const auto failure =
-      playAll(recording, noProgress, [&](Time time, const Event& /*event*/, const Row& row) {
-        const auto* state = std::get_if<StateRow>(&row);
-        if (state == nullptr) return;
-        appendTimelineRow(output.text(), time, *state);
-        output.written();
-      });
+  const auto failure = playAll(recording, noProgress, Forces::Unwatched,
+                               [&](Time time, const Event& /*event*/, const Row& row) {
+                                 const auto* state = std::get_if<StateRow>(&row);
+                                 if (state == nullptr) return;
+                                 appendTimelineRow(output.text(), time, *state);
+                                 output.written();
+                               });
   output.commit();
   if (failure) throw Failure(*failure);
 }
@@ -124,7 +129,8 @@ void replayMany(const ReplayOptions& options) {
     for (std::size_t index = next++; index < jobs.size(); index = next++) {
       Job& job = jobs.at(index);
       try {
-        const auto failure = replayInto(job.folder, job.recording, job.summary, false);
+        const auto failure =
+            replayInto(job.folder, job.recording, watched(options), job.summary, false);
         if (failure) job.failure = failure->what();
       } catch (const std::exception& error) {
         job.failure = error.what();
@@ -167,6 +173,8 @@ void addReplay(CLI::App& tool) {
   timeline.csv  the state of each person after each cycle
   scopes.csv    the label of each recorded scope
   ambiance.csv  the room after each activity measurement
+and, with --forces,
+  forces.csv    each force that moved a person: quantity, reason, target, strength, before, after
 and prints a summary. After a bad line they hold everything up to it. Several recordings are replayed
 at once, each into a folder of its own, DIR/NAME; one that fails fails alone.
 
@@ -190,6 +198,10 @@ Examples:
       ->type_name("N")
       ->check(CLI::PositiveNumber)
       ->default_str("as many as there are processors");
+  command
+      ->add_flag("--forces", options->forces,
+                 "Write forces.csv too: why each state moved as it did; a large file")
+      ->excludes("--timeline");
   command->add_flag("-q,--quiet", options->quiet, "No summary, no progress, no warnings");
   command->callback([options] {
     if (!options->timeline.empty() && options->recordings.size() > 1) {

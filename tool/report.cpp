@@ -25,9 +25,9 @@ void report(const std::string& name, const std::string& output) {
   std::optional<Failure> failure;
   {
     Progress progress(true);
-    failure = playAll(recording, progress, [&data](Time time, const Event& event, const Row& row) {
-      data.add(time, event, row);
-    });
+    failure = playAll(
+        recording, progress, Forces::Watched,
+        [&data](Time time, const Event& event, const Row& row) { data.add(time, event, row); });
   }
   // A file that cannot even be begun takes no earlier report away.
   if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);

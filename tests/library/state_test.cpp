@@ -321,7 +321,7 @@ TEST(Observer, SeesEachForceAndMayEndTheUpdate) {
   for (const Force& force : seenForces) reasons.append(force.reason).append(", ");
   EXPECT_EQ(
       reasons,
-      "Points confidence, Points confidence, Face characteristics, Body Language, Head "
+      "Points confidence, Points confidence, Face characteristics, Body Language, Head Angles, "
       "Observation, Gaze Direction, Observation, Voice emotion, Voice emotion, Voice emotion, "
       "Voice emotion, Asr emotion, Context emotion, Distance limitation, Height limitation, "
       "Distance limitation, Height limitation, ");
