@@ -22,6 +22,7 @@ Example:
   tool.failure_message(CLI::FailureMessage::simple);
   addReplay(tool);
   addReport(tool);
+  addExplain(tool);
   addImport(tool);
   addLive(tool);
   addInfo(tool);

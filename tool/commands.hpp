@@ -11,6 +11,7 @@ void addCommands(CLI::App& tool);
 // Each adds one subcommand, which runs when the command line is parsed. It reports by throwing: see
 // failure.hpp and interrupt.hpp.
 
+void addExplain(CLI::App& tool);
 void addInfo(CLI::App& tool);
 void addImport(CLI::App& tool);
 void addLive(CLI::App& tool);

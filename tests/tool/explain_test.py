@@ -1,0 +1,125 @@
+"""Asks the tool whose path is in ZORVEL why states moved, and holds the answers together."""
+
+import csv
+import json
+import os
+import pathlib
+import struct
+import subprocess
+import tempfile
+import unittest
+
+TOOL = os.environ["ZORVEL"]
+QUANTITIES = ["valence", "valence_confidence", "attention", "attention_confidence"]
+
+
+def single(number):
+    return struct.unpack("f", struct.pack("f", float(number)))[0]
+
+
+def run(*arguments, status=0):
+    result = subprocess.run([TOOL, *arguments], capture_output=True, text=True)
+    assert result.returncode == status, result.stderr
+    return result.stderr if status else result.stdout
+
+
+class ExplainTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.recording = pathlib.Path(folder.name) / "scene.jsonl"
+        run("simulate", "--seconds", "60", "--output", cls.recording)
+        run("replay", cls.recording, "-q", "--forces", "--output", folder.name)
+        with open(cls.recording) as lines:
+            cls.events = [json.loads(line) for line in lines][1:]
+        with open(pathlib.Path(folder.name) / "forces.csv") as rows:
+            cls.forces = list(csv.DictReader(rows))
+        with open(pathlib.Path(folder.name) / "timeline.csv") as rows:
+            cls.timeline = list(csv.DictReader(rows))
+
+    def explained(self, *options):
+        return [json.loads(line)
+                for line in run("explain", self.recording, "--json", *options).splitlines()]
+
+    def test_forces_chain_and_end_at_the_timelines_values(self):
+        forces = iter(self.forces)
+        force = next(forces)
+        cycles = iter(self.timeline)
+        persons = {}
+        reasons = set()
+        for event in self.events:
+            if event["event"] == "remove":
+                persons.pop(str(event["person"]), None)
+            if event["event"] not in ("observation", "not_seen"):
+                continue
+            row = next(cycles)
+            values = persons.setdefault(row["person"], dict.fromkeys(QUANTITIES, "0"))
+            while force and (force["time"], force["person"]) == (row["time"], row["person"]):
+                self.assertEqual(force["before"], values[force["quantity"]], force)
+                before, target, strength = (single(force[key])
+                                            for key in ("before", "target", "strength"))
+                after = single(before + single(single(target - before) * strength))
+                lowest = -1.0 if force["quantity"] == "valence" else 0.0
+                self.assertEqual(max(lowest, min(1.0, after)), single(force["after"]), force)
+                values[force["quantity"]] = force["after"]
+                reasons.add(force["reason"])
+                force = next(forces, None)
+            self.assertEqual(values, {name: row[name] for name in QUANTITIES})
+        self.assertIsNone(force)
+        self.assertEqual(len(reasons), 14, reasons)  # all but "Winner unknown"
+
+    def test_live_tells_the_same_forces(self):
+        with open(self.recording) as lines:
+            states = subprocess.run([TOOL, "live", "--clock", "recording", "--explain"],
+                                    stdin=lines, capture_output=True, text=True).stdout
+        told = [[str(value["time"]), str(value["person"]), force["quantity"], force["reason"],
+                 *(single(force[key]) for key in ("target", "strength", "before", "after"))]
+                for value in map(json.loads, states.splitlines()) for force in value.get("forces", [])]
+        written = [[*list(force.values())[:4], *map(single, list(force.values())[4:])]
+                   for force in self.forces]
+        self.assertEqual(told, written)
+
+    def test_explains_moments_and_spans(self):
+        start = self.events[0]["time"]
+        moment = self.explained("--person", "1", "--at", "0:20.5")
+        self.assertEqual([person["person"] for person in moment], [1])
+        time = max(int(row["time"]) for row in self.timeline
+                   if row["person"] == "1" and int(row["time"]) <= start + 20.5e9)
+        self.assertEqual(moment[0]["time"], time)
+        span = self.explained("--from", "10", "--to", "20")
+        for answer, first, last in [(moment[0], time, time),
+                                    *((person, start + 10e9, start + 20e9) for person in span)]:
+            for quantity in QUANTITIES:
+                moves = {}
+                for force in self.forces:
+                    if (force["person"], force["quantity"]) == (str(answer["person"]), quantity) \
+                            and first <= int(force["time"]) <= last:
+                        step = single(force["after"]) - single(force["before"])
+                        sums = moves.setdefault(force["reason"], [0, 0, 0])
+                        for index, part in enumerate((1, max(step, 0), max(-step, 0))):
+                            sums[index] += part
+                told = {reason["reason"]: [reason["forces"], reason["up"], reason["down"]]
+                        for reason in answer[quantity]["reasons"]}
+                self.assertEqual(told.keys(), moves.keys())
+                for reason, sums in moves.items():
+                    for left, right in zip(told[reason], sums):
+                        self.assertAlmostEqual(left, right, 4)
+
+    def test_tells_it_in_words(self):
+        lines = [{"event": "observation", "time": 0, "person": 1,
+                  "smile": {"value": 0, "confidence": 1},
+                  "expressions": {"anger": {"value": 1, "confidence": 1}}}]
+        text = subprocess.run([TOOL, "explain", "-", "--at", "1"], input=json.dumps(lines[0]),
+                              capture_output=True, text=True, check=True).stdout
+        self.assertIn("  valence fell from 0 to −0.65:\n"
+                      "    Face characteristics pulled it towards −1 (strength 0.65), by −0.65\n",
+                      text)
+        self.assertIn("nobody has a cycle there", run("explain", self.recording, "--from", "99",
+                                                       status=1))
+        self.assertIn("neither seconds nor", run("explain", self.recording, "--at", "1:60",
+                                                 status=2))
+
+
+if __name__ == "__main__":
+    unittest.main()
