@@ -101,7 +101,8 @@ class ReportTest(unittest.TestCase):
         labels = [chart.get_attribute("aria-label")
                   for chart in self.browser.find_elements(By.CSS_SELECTOR, ".chart")]
         self.assertEqual(labels, [f"{name} of person {person}" for person in (1, 2, 3) for name in (
-            "Valence", "Mood", "Attention", "Ease", "Scopes")] + ["Agitation of the room"])
+            "Valence", "What moved the valence", "Mood", "Attention", "What moved the attention",
+            "Ease", "Scopes")] + ["Agitation of the room"])
         rows = self.timeline(self.scene)
         self.script("setShown(37, 49)")  # everybody leaves and comes again
         self.settle()
@@ -132,7 +133,7 @@ class ReportTest(unittest.TestCase):
         self.assertEqual({moods[k] for k in inner}, {1, 0, -1})
         self.script("setShown(20, 32); draw()")
         lanes = [(seconds[k], lane) for k in inner for lane in (2.5, 1.5, 0.5)]
-        painted = iter(self.painted(1, lanes))
+        painted = iter(self.painted(2, lanes))
         for k in inner:
             self.assertEqual([next(painted), next(painted), next(painted)],
                              [moods[k] == mood for mood in (1, 0, -1)])
@@ -251,8 +252,45 @@ class ReportTest(unittest.TestCase):
                 expected = [f"{value:.3f}, confidence {confidence:.3f}"
                             for value, confidence in pairs]
                 expected.insert(1, {"1": "positive", "0": "neutral", "-1": "negative"}[row["mood"]])
-            outputs = stack.find_elements(By.CSS_SELECTOR, "output")
-            self.assertEqual([output.text.replace("−", "-") for output in outputs[:4]], expected)
+            outputs = stack.find_elements(By.CSS_SELECTOR, ".heading output")
+            texts = [output.text.replace("−", "-") for output in outputs]
+            self.assertEqual([texts[k] for k in (0, 2, 3, 5)], expected)
+
+    def test_tells_what_moved_a_value(self):
+        self.open(self.scene)
+        subprocess.run([TOOL, "replay", self.scene, "-q", "--forces", "-o", self.folder], check=True)
+        own = [row for row in self.timeline(self.scene) if row["person"] == "1"]
+        moves = {}
+        with open(self.folder / "forces.csv", newline="") as file:
+            for force in csv.DictReader(file):
+                key = (force["person"], force["quantity"], force["reason"], force["time"])
+                step = float(force["after"]) - float(force["before"])
+                moves[key] = moves.get(key, 0.0) + step
+        told = self.script("""return ["valence", "attention"].flatMap((name) =>
+          recording.persons[0][name].moves.map(({reason, rows}) => [name, reason, [...rows]]))""")
+        self.assertEqual(len(told), 11)
+        for name, reason, rows in told:
+            self.assertEqual(len(rows), len(own))
+            for move, row in zip(rows, own):
+                expected = moves.get(("1", name, reason, row["time"]), 0.0)
+                self.assertAlmostEqual(move / 10_000, expected, delta=6e-5)
+        # The cycle with the most movement shows at every zoom, as high as the chart.
+        sizes = [sum(abs(rows[k]) for name, _, rows in told if name == "valence")
+                 for k in range(len(own))]
+        most = max(range(len(own)), key=lambda k: sizes[k])
+        for width in (0.5, 10, 60):
+            at = own[most]["seconds"]
+            self.script(f"setShown({at - width / 2}, {at + width / 2}); setPointer({at}); draw()")
+            up = sum(max(rows[most], 0) for name, _, rows in told if name == "valence")
+            down = sum(max(-rows[most], 0) for name, _, rows in told if name == "valence")
+            self.assertEqual(self.painted(1, [(at + 1e-6, 0.97 * (1 if up > down else -1))]), [True])
+            legend = self.browser.find_element(By.CSS_SELECTOR, "#person1 .reasons")
+            items = [item.get_property("textContent").rsplit(" ", 1)
+                     for item in legend.find_elements(By.CSS_SELECTOR, "li")]
+            for (reason, text), (_, name, rows) in zip(items, told):
+                self.assertEqual(reason, name)
+                self.assertAlmostEqual(float(text.replace("−", "-")), rows[most] / 10_000,
+                                       delta=6e-4)
 
     def test_names_stay_texts(self):
         names = ["</script><script>window.broken = 1</script>", "<!--<script>", "\"'`${1}\\",
@@ -270,13 +308,13 @@ class ReportTest(unittest.TestCase):
         movement = line(0, "movement")
         for text, charts, message in (
                 ("", 0, "no persons"), (movement, 0, "no persons"),
-                (smiling(0), 4, "1 cycle"), (line(0, "activity", value=1), 1, "1 measurement"),
+                (smiling(0), 6, "1 cycle"), (line(0, "activity", value=1), 1, "1 measurement"),
                 (line(0, "start_recording", person=1, scope="s"), 1, "No cycles."),
-                (smiling(0) + smiling(0), 4, "2 cycles")):
+                (smiling(0) + smiling(0), 6, "2 cycles")):
             self.open(text)
             self.assertEqual(len(self.browser.find_elements(By.CSS_SELECTOR, ".chart")), charts)
             self.assertIn(message, self.browser.find_element(By.CSS_SELECTOR, "body").text)
-            if charts == 4:
+            if charts == 6:
                 self.assertEqual(self.painted(0, [(0, self.script(DRAWN)[0][0][1][1])]), [True])
         result = self.open(smiling(0) + "no json\n" + smiling(1), status=1)
         self.assertIn("-:2: ", result.stderr)
@@ -295,7 +333,7 @@ class ReportTest(unittest.TestCase):
         self.settle()
         for one, other in zip(light, self.script(colours), strict=True):
             self.assertNotEqual(one, other)
-        self.assertEqual(len(self.script(DRAWN)), 16)
+        self.assertEqual(len(self.script(DRAWN)), 22)
 
 
 if __name__ == "__main__":

@@ -10,6 +10,15 @@ const quantities = {
 };
 const agitation = { title: "Agitation", hint: "0 calm, 1 agitated", range: [0, 1], height: 110 };
 
+// What moves valence and attention, and the colour of each.
+const reasonColors = {
+  "Face characteristics": "reason1", "Head Angles": "reason1",
+  "Body Language": "reason2", "Gaze Direction": "reason2",
+  "Voice emotion": "reason3", "Asr emotion": "reason4", "Touch emotion": "reason5",
+  "Context emotion": "reason6", "No observation": "reason7", "Not visible": "reason8",
+};
+const moveUnit = 1e-4;
+
 // In the order of their lanes, from above. The sign stands for the colour where there is none.
 const moods = [
   { mood: 1, name: "positive", sign: "+" },
@@ -61,6 +70,10 @@ async function readPerson(data, start) {
   for (const [name, quantity] of Object.entries(quantities)) {
     person[name] = makeCurve(quantity, times, begins, await decodedFloats(data[name]),
       await decodedFloats(data[`${name}_confidence`]));
+  }
+  for (const [name, moves] of Object.entries(data.moves)) {
+    person[name].moves = await Promise.all(moves.map(async ({ reason, rows }) =>
+      ({ reason, color: reasonColors[reason], rows: await decoded(rows, Int16Array) })));
   }
   person.scopes = data.scopes.map((scope) => ({
     ...scope,
@@ -477,6 +490,100 @@ function paintSpans(spans, lanes) {
   };
 }
 
+// ---------------------------------------------------------------- What moved a quantity
+
+// The movements of a curve by reason, stacked up and down from a middle line. Of the cycles under a
+// pixel it shows the one with the most movement. The scale is that of what is shown, and goes by the
+// square root: beside the few great movements the many small ones would not be seen.
+class Moves {
+  constructor({ times, begins, moves }) {
+    Object.assign(this, { times, begins, moves });
+    this.ticks = [-1, -0.5, 0, 0.5, 1].map((v) => ({ v, label: "0" }));
+    this.bars = [];
+    this.sizes = new Uint16Array(times.length);
+    for (const { rows } of moves) {
+      for (let row = 0; row < rows.length; ++row) this.sizes[row] += Math.abs(rows[row]);
+    }
+  }
+
+  pick(pixels) {
+    const { times, sizes } = this;
+    const [first, end] = rowsBetween(times, shown);
+    const pixel = (shown.to - shown.from) / pixels;
+    this.bars = [];
+    this.most = 1;
+    for (let row = first; row < end;) {
+      const bar = { from: times[row], row };
+      const nextPixel = shown.from + (Math.floor((bar.from - shown.from) / pixel) + 1) * pixel;
+      for (++row; row < end && times[row] < nextPixel; ++row) {
+        if (sizes[row] > sizes[bar.row]) bar.row = row;
+      }
+      bar.to = row < times.length && !this.begins[row] ? times[row] : bar.from;
+      this.bars.push(bar);
+      const sums = this.sums(bar.row);
+      this.most = Math.max(this.most, sums.up, sums.down);
+    }
+    for (const tick of this.ticks) {
+      const value = Math.sign(tick.v) * tick.v ** 2 * this.most * moveUnit;
+      tick.label = formatMove(value);
+    }
+  }
+
+  sums(row) {
+    let up = 0;
+    let down = 0;
+    for (const { rows } of this.moves) if (rows[row] > 0) up += rows[row]; else down -= rows[row];
+    return { up, down };
+  }
+
+  paint(context, area, dygraph) {
+    const middle = dygraph.toDomYCoord(0);
+    const full = middle - dygraph.toDomYCoord(1);
+    const scaleOf = (sum) => full * Math.sqrt(sum / this.most) / Math.max(sum, 1);
+    const shapes = this.bars.map(({ from, to, row }) => {
+      // Whole pixels, so that there are no seams.
+      const left = Math.round(Math.max(dygraph.toDomXCoord(from), area.x));
+      const right = Math.round(Math.min(dygraph.toDomXCoord(to), area.x + area.w));
+      const sums = this.sums(row);
+      return {
+        row, left, width: Math.max(right - left, 1),
+        upScale: scaleOf(sums.up), downScale: scaleOf(sums.down), up: middle, down: middle,
+      };
+    });
+    for (const { rows, color } of this.moves) {
+      context.beginPath();
+      for (const shape of shapes) {
+        const move = rows[shape.row];
+        const height = Math.abs(move) * (move > 0 ? shape.upScale : shape.downScale);
+        if (move > 0) context.rect(shape.left, shape.up -= height, shape.width, height);
+        if (move < 0) {
+          context.rect(shape.left, shape.down, shape.width, height);
+          shape.down += height;
+        }
+      }
+      context.fillStyle = theme[color];
+      context.fill();
+    }
+    context.fillStyle = theme.muted;
+    context.fillRect(area.x, middle - 0.5, area.w, 1);
+  }
+}
+
+function formatMove(move) {
+  const text = formatNumber(move, 3);
+  return move > 0 && Number(text) !== 0 ? `+${text}` : text;
+}
+
+// The reason that moved a curve most, in the direction in which it went from one row to another.
+function mainReason({ values, moves }, [before, after]) {
+  const sums = moves.map(({ reason, rows }) => {
+    let sum = 0;
+    for (let row = before + 1; row <= after; ++row) sum += rows[row];
+    return { reason, sum: values[after] > values[before] ? sum : -sum };
+  });
+  return sums.reduce((most, other) => (other.sum > most.sum ? other : most)).reason;
+}
+
 // ---------------------------------------------------------------- Stacks of charts
 
 // Charts one above the other over the same time, with one pointer through all.
@@ -519,6 +626,32 @@ class Stack {
         return `${value}, confidence ${formatNumber(curve.confidences[row], 3)}`;
       },
     });
+  }
+
+  // What moved the curve above, its reasons with what each did at the pointer.
+  addMoves(curve, label) {
+    const moves = new Moves(curve);
+    this.add({
+      title: "What moved it", label, height: 80, range: [-1.08, 1.08], ticks: moves.ticks, color: "text",
+      hint: "in one cycle, up above 0 and down below, by reason; root scale",
+      points: (pixels) => {
+        moves.pick(pixels);
+        return [];
+      },
+      paint: (...canvas) => moves.paint(...canvas),
+    });
+    const legend = element("ul", { class: "reasons" });
+    for (const { reason, color, rows } of curve.moves) {
+      const output = element("output");
+      const title = document.getElementById(reason).textContent;
+      legend.append(element("li", { title }, element("i", { class: color }), `${reason} `, output));
+      const read = () => {
+        const row = rowAtPointer(curve, this.area().w);
+        return row === undefined ? "–" : formatMove(rows[row] * moveUnit);
+      };
+      this.readouts.push({ output, read });
+    }
+    this.element.append(legend);
   }
 
   area() {
@@ -637,7 +770,7 @@ function momentLinks(person) {
     const [before, after] = rows.map((row) => person[name].values[row]);
     const around = 10 * Math.max(1, end - begin);
     const text = `${formatTime(begin, 1)} ${name} ${after > before ? "↗" : "↘"} ` +
-      `${formatNumber(before, 2)} → ${formatNumber(after, 2)}`;
+      `${formatNumber(before, 2)} → ${formatNumber(after, 2)} (${mainReason(person[name], rows)})`;
     return zoomLink(text, [begin - around, end + around], end);
   }));
 }
@@ -750,6 +883,7 @@ function addPerson(person) {
   const stack = new Stack(section);
   if (times.length > 0) {
     stack.addCurve(person.valence, `Valence of person ${id}`);
+    stack.addMoves(person.valence, `What moved the valence of person ${id}`);
     stack.add({
       title: "Mood", hint: "label of the valence", label: `Mood of person ${id}`,
       height: 63, range: [-0.5, 3], color: "text",
@@ -761,6 +895,7 @@ function addPerson(person) {
       },
     });
     stack.addCurve(person.attention, `Attention of person ${id}`);
+    stack.addMoves(person.attention, `What moved the attention of person ${id}`);
     stack.addCurve(person.ease, `Ease of person ${id}`, scopes.length === 0);
   }
   if (scopes.length > 0) {
@@ -821,7 +956,7 @@ function isOnPaper() {
 function readTheme() {
   const style = getComputedStyle(document.documentElement);
   for (const name of ["text", "muted", "rule", "grid", "valence", "attention", "ease", "agitation",
-    "positive", "neutral", "negative"]) {
+    "positive", "neutral", "negative", ...Object.values(reasonColors)]) {
     theme[name] = style.getPropertyValue(`--${name}`).trim();
   }
 }

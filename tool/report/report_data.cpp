@@ -1,7 +1,11 @@
 #include "report/report_data.hpp"
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 
+#include "csv.hpp"
+#include "explanation.hpp"
 #include "json_writer.hpp"
 #include "recording_facts.hpp"
 #include "report/packed_column.hpp"
@@ -12,6 +16,9 @@ namespace {
 constexpr std::array<std::string_view, 6> floatNames{"valence",   "valence_confidence",
                                                      "attention", "attention_confidence",
                                                      "ease",      "ease_confidence"};
+
+constexpr std::array<ZV::Quantity, 2> movedQuantities{ZV::Quantity::Valence,
+                                                      ZV::Quantity::Attention};
 
 std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
 
@@ -44,6 +51,24 @@ void ReportData::Person::add(Time time, const StateRow& row) {
   moods.push_back(static_cast<std::int8_t>(row.mood));
   begins.push_back(isRemoved);
   isRemoved = false;
+  addMoves(row.forces);
+}
+
+void ReportData::Person::addMoves(const std::vector<ZV::Force>& forces) {
+  Explanation cycle;
+  cycle.add(forces);
+  for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
+    auto& columns = moves.at(index);
+    const auto quantity = static_cast<std::size_t>(movedQuantities.at(index));
+    for (const ReasonMoves& reason : cycle.quantities().at(quantity).reasons) {
+      auto column = std::find_if(columns.begin(), columns.end(),
+                                 [&reason](const Moves& of) { return of.reason == reason.reason; });
+      if (column == columns.end()) column = columns.insert(columns.end(), {reason.reason, {}});
+      column->rows.resize(times.size());
+      column->rows.back() =
+          static_cast<std::int16_t>(std::lround((reason.up - reason.down) * 10'000.0));
+    }
+  }
 }
 
 void ReportData::Person::open(Time time, const std::string& scope) {
@@ -99,6 +124,22 @@ void ReportData::Person::write(JsonLineWriter& json, Time end) const {
     writeColumn(json, floatNames.at(column), floats.at(column));
   }
   writeColumn(json, "mood", moods);
+  json.key("moves");
+  json.begin();
+  for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
+    json.key(nameOf(movedQuantities.at(index)));
+    json.beginList();
+    for (const Moves& of : moves.at(index)) {
+      std::vector<std::int16_t> rows = of.rows;
+      rows.resize(times.size());
+      json.begin();
+      json.member("reason", of.reason);
+      writeColumn(json, "rows", rows);
+      json.end();
+    }
+    json.endList();
+  }
+  json.end();
   json.key("scopes");
   json.beginList();
   for (const Scope& scope : scopes) {

@@ -39,11 +39,20 @@ class ReportData {
     std::size_t samples = 0;
   };
 
+  /// What a reason moved a quantity by in each cycle, in units of 1 / 10,000; the last cycles may
+  /// be missing, where it moved nothing.
+  struct Moves {
+    std::string_view reason;
+    std::vector<std::int16_t> rows;
+  };
+
   struct Person {
     std::vector<std::int64_t> times;
     /// The bits of the floats, in the order of floatNames.
     std::array<std::vector<std::int32_t>, 6> floats;
     std::vector<std::int8_t> moods;
+    /// Of the valence and of the attention.
+    std::array<std::vector<Moves>, 2> moves;
     /// Rows that begin anew, after a removal.
     std::vector<bool> begins;
     bool isRemoved = false;
@@ -52,6 +61,7 @@ class ReportData {
     std::map<std::string, std::size_t> openScopes;
 
     void add(Time time, const StateRow& row);
+    void addMoves(const std::vector<ZV::Force>& forces);
     void open(Time time, const std::string& scope);
     void close(Time time, const ScopeRow& row);
     void remove(Time time);
