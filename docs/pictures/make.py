@@ -115,6 +115,7 @@ def main(tool):
                 show(recording)
                 # Of each stack, only the charts that are named, under their headings.
                 chromium.execute_script("""
+                  for (const list of document.querySelectorAll(".reasons")) list.hidden = true;
                   for (const chart of document.querySelectorAll(".stack .chart")) {
                     const label = chart.getAttribute("aria-label");
                     const isShown = arguments[0].some((name) => label.startsWith(name));
@@ -125,7 +126,7 @@ def main(tool):
                 stacks = chromium.find_elements(By.CSS_SELECTOR, ".stack")
                 stack = next(stack for stack in stacks if stack.size["height"] > 40)
                 stack.screenshot(str(HERE / f"{name}.png"))
-            chromium.set_window_size(900, 800)
+            chromium.set_window_size(900, 1000)
             show(subprocess.run([tool, "simulate", "--people", "1", "--seconds", "40"], text=True,
                                 check=True, stdout=subprocess.PIPE).stdout)
             chromium.save_screenshot(str(HERE / "report.png"))

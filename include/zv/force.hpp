@@ -20,14 +20,17 @@ enum class Quantity {
 ///
 /// Thread safety: that of a plain value.
 struct Force {
+  /// What is moved.
   Quantity quantity;
+  /// Where to, usually within the quantity's range.
   float target;
   /// The fraction, in [0, 1] for readings within their ranges.
   float strength;
   /// What caused it, such as "Face characteristics". Valid until the process ends.
   std::string_view reason;
-  /// The smoothed quantity before and after.
+  /// The smoothed quantity before the force.
   float before;
+  /// The smoothed quantity after it.
   float after;
 };
 

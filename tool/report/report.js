@@ -574,14 +574,15 @@ function formatMove(move) {
   return move > 0 && Number(text) !== 0 ? `+${text}` : text;
 }
 
-// The reason that moved a curve most, in the direction in which it went from one row to another.
+// The reason behind a change from one row to another: what pulled most in its greatest single step.
+// Sums over the rows would name what pulls steadily against something else.
 function mainReason({ values, moves }, [before, after]) {
-  const sums = moves.map(({ reason, rows }) => {
-    let sum = 0;
-    for (let row = before + 1; row <= after; ++row) sum += rows[row];
-    return { reason, sum: values[after] > values[before] ? sum : -sum };
-  });
-  return sums.reduce((most, other) => (other.sum > most.sum ? other : most)).reason;
+  const direction = Math.sign(values[after] - values[before]);
+  const step = (row) => direction * (values[row] - values[row - 1]);
+  let most = after;
+  for (let row = before + 1; row < after; ++row) if (step(row) > step(most)) most = row;
+  const pull = ({ rows }) => direction * rows[most];
+  return moves.reduce((one, other) => (pull(other) > pull(one) ? other : one)).reason;
 }
 
 // ---------------------------------------------------------------- Stacks of charts
