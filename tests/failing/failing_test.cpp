@@ -34,8 +34,7 @@ class FailingClock : public ku::Clock {
   long readingsUntilFailure = -1;
 };
 
-class Failing : public testing::Test {
- protected:
+struct Failing : testing::Test {
   PersonObservation everything() {
     PersonObservation all;
     const auto set = [this](auto& field, const auto& value) { field.emplace(clock.time, value); };
@@ -165,9 +164,10 @@ TEST_F(Failing, RecorderWithoutMemory) {
   EXPECT_EQ(failAllocations<Recording>(
                 [&](Recording& recorder) { recorder.update_notMutexed(state); }, usable),
             2);
-  EXPECT_EQ(failAllocations<Recording>(
-                [](Recording& recorder) { const ZVEmotionRecorder copy(recorder); }, usable),
-            2);
+  EXPECT_EQ(
+      failAllocations<Recording>(
+          [](Recording& recorder) { ZVEmotionRecorder(recorder).stopRecording("first"); }, usable),
+      2);
 }
 
 TEST_F(Failing, ReadersWithoutMemory) {

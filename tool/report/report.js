@@ -500,7 +500,7 @@ class Moves {
     Object.assign(this, { times, begins, moves });
     this.ticks = [-1, -0.5, 0, 0.5, 1].map((v) => ({ v, label: "0" }));
     this.bars = [];
-    this.sizes = new Uint16Array(times.length);
+    this.sizes = new Uint32Array(times.length);
     for (const { rows } of moves) {
       for (let row = 0; row < rows.length; ++row) this.sizes[row] += Math.abs(rows[row]);
     }
