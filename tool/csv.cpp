@@ -92,7 +92,8 @@ void appendTimelineRow(fmt::memory_buffer& text, Time time, const StateRow& row)
 }
 
 CsvFiles::CsvFiles(const std::filesystem::path& folder, Forces forces)
-    : _timeline(made(folder) / "timeline.csv"),
+    : _folder(folder),
+      _timeline(made(folder) / "timeline.csv"),
       _scopes(folder / "scopes.csv"),
       _ambiance(folder / "ambiance.csv") {
   appendTimelineHeader(_timeline.text());
@@ -123,6 +124,11 @@ void CsvFiles::commit() {
   std::vector<OutputFile*> files{&_timeline, &_scopes, &_ambiance};
   if (_forces) files.push_back(&*_forces);
   for (OutputFile* file : files) file->finish();
+  if (!_forces) {
+    std::error_code error;
+    std::filesystem::remove(_folder / "forces.csv", error);
+    if (error) throw Failure((_folder / "forces.csv").string() + ": " + error.message());
+  }
   for (OutputFile* file : files) file->commit();
 }
 

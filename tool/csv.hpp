@@ -26,11 +26,13 @@ class CsvFiles {
   /// Writes a row at `time`, into the file that it belongs to. Throws Failure.
   void write(Time time, const Row& row);
 
-  /// Finishes all files, then gives them their names. Without it they leave no trace. Throws
+  /// Finishes all files, then gives them their names, and removes the forces of an earlier replay,
+  /// which belong to another timeline. Without it they leave no trace. Throws
   /// Failure.
   void commit();
 
  private:
+  std::filesystem::path _folder;
   OutputFile _timeline;
   OutputFile _scopes;
   OutputFile _ambiance;

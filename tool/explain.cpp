@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -26,10 +25,10 @@ namespace {
 struct ExplainOptions {
   std::string recording;
   std::optional<std::int32_t> person;
-  // In seconds since the start of the recording.
-  std::optional<double> at;
-  std::optional<double> from;
-  std::optional<double> to;
+  // Since the start of the recording.
+  std::optional<Time::duration> at;
+  Time::duration from{0};
+  Time::duration to = Time::duration::max();
   bool json = false;
 };
 
@@ -39,12 +38,16 @@ struct Explained {
   std::uint64_t cycles = 0;
   Time first;
   Time last;
+  bool isRemoved = false;
+  /// How often the person came anew after a removal, with a state of 0.
+  std::uint64_t newStarts = 0;
 };
 
 using ExplainedPersons = std::map<std::int32_t, Explained>;
 
-/// Seconds, or minutes and seconds, or hours, minutes and seconds; none when it is none of them.
-std::optional<double> readSeconds(const std::string& text) {
+/// Reads seconds, or minutes and seconds, or hours, minutes and seconds, to the nearest nanosecond;
+/// none when it is none of them or too long for a recording.
+std::optional<Time::duration> readTime(const std::string& text) {
   double seconds = 0.0;
   const char* position = text.data();
   const char* const end = position + text.size();
@@ -54,7 +57,10 @@ std::optional<double> readSeconds(const std::string& text) {
     if (read.ec != std::errc() || !std::isfinite(number) || number < 0.0) return std::nullopt;
     if (part > 0 && number >= 60.0) return std::nullopt;
     seconds = seconds * 60.0 + number;
-    if (read.ptr == end) return seconds;
+    if (read.ptr == end) {
+      if (seconds > 1e9) return std::nullopt;
+      return Time::duration(std::llround(seconds * 1e9));
+    }
     if (*read.ptr != ':') return std::nullopt;
     position = read.ptr + 1;
   }
@@ -84,28 +90,38 @@ std::string toldReason(const ReasonMoves& moves) {
                      told(moves.target), told(moves.strength), moved);
 }
 
-double secondsBetween(Time from, Time to) {
-  return static_cast<double>(between(from, to).count()) * 1e-9;
+/// Rounded up, so that a time that is asked for as it was told finds the same cycle.
+std::string toldSeconds(Time from, Time to) {
+  constexpr std::int64_t millisecond = 1'000'000;
+  const std::int64_t nanoseconds = between(from, to).count();
+  const std::int64_t milliseconds =
+      nanoseconds / millisecond + (nanoseconds % millisecond > 0 ? 1 : 0);
+  return fmt::format("{}.{:03}", milliseconds / 1000, milliseconds % 1000);
+}
+
+std::string_view toldDirection(const QuantityMoves& moves) {
+  if (std::isnan(moves.before) || std::isnan(moves.after)) return "went";
+  return moves.after < moves.before ? "fell" : "rose";
 }
 
 void printMoment(std::int32_t person, const Explained& moment, Time start) {
   constexpr std::size_t mostReasons = 3;
-  fmt::print("person {} at {:.3f} s\n", person, secondsBetween(start, moment.last));
+  fmt::print("person {} at {} s\n", person, toldSeconds(start, moment.last));
   for (std::size_t index = 0; index < moment.why.quantities().size(); ++index) {
     const QuantityMoves& moves = moment.why.quantities().at(index);
     if (moves.reasons.empty()) continue;
     auto reasons = moves.reasons;
     std::stable_sort(reasons.begin(), reasons.end(),
                      [](const ReasonMoves& left, const ReasonMoves& right) {
-                       return left.up + left.down > right.up + right.down;
+                       return std::abs(left.up - left.down) > std::abs(right.up - right.down);
                      });
     const std::string before = told(moves.before);
     const std::string after = told(moves.after);
     if (before == after) {
       fmt::print("  {} stayed at {}:\n", toldQuantity(index), after);
     } else {
-      fmt::print("  {} {} from {} to {}:\n", toldQuantity(index),
-                 moves.after < moves.before ? "fell" : "rose", before, after);
+      fmt::print("  {} {} from {} to {}:\n", toldQuantity(index), toldDirection(moves), before,
+                 after);
     }
     for (std::size_t rank = 0; rank < std::min(mostReasons, reasons.size()); ++rank) {
       fmt::print("    {}\n", toldReason(reasons.at(rank)));
@@ -117,8 +133,10 @@ void printMoment(std::int32_t person, const Explained& moment, Time start) {
 }
 
 void printSpan(std::int32_t person, const Explained& span, Time start) {
-  fmt::print("person {} from {:.3f} to {:.3f} s, {} cycles\n", person,
-             secondsBetween(start, span.first), secondsBetween(start, span.last), span.cycles);
+  fmt::print("person {} from {} to {} s, {} cycles", person, toldSeconds(start, span.first),
+             toldSeconds(start, span.last), span.cycles);
+  if (span.newStarts > 0) fmt::print(", removed and new {} times", span.newStarts);
+  fmt::print("\n");
   for (std::size_t index = 0; index < span.why.quantities().size(); ++index) {
     const QuantityMoves& moves = span.why.quantities().at(index);
     if (moves.reasons.empty()) continue;
@@ -150,6 +168,7 @@ void printJson(std::int32_t person, const Explained& explained, bool isMoment) {
     json.member("from", explained.first);
     json.member("to", explained.last);
     json.member("cycles", static_cast<std::int64_t>(explained.cycles));
+    json.member("new_starts", static_cast<std::int64_t>(explained.newStarts));
   }
   for (std::size_t index = 0; index < explained.why.quantities().size(); ++index) {
     const QuantityMoves& moves = explained.why.quantities().at(index);
@@ -190,22 +209,29 @@ class Explainer {
   void add(Time time, const Event& event, const Row& row) {
     if (!_start) _start = time;
     _end = time;
-    const double seconds = secondsBetween(*_start, time);
-    if (_options.at && seconds > *_options.at) return;
+    const Time::duration since = between(*_start, time);
+    if (_options.at && since > *_options.at) return;
     if (const auto* remove = std::get_if<Remove>(&event.what)) {
-      if (_options.at) _persons.erase(remove->person);
+      const auto person = _persons.find(remove->person);
+      if (person == _persons.end()) return;
+      if (_options.at) {
+        _persons.erase(person);
+      } else {
+        person->second.isRemoved = true;
+      }
     }
     const auto* const state = std::get_if<StateRow>(&row);
     if (state == nullptr || (_options.person && state->person != *_options.person)) return;
     if (_options.at) {
       _persons.erase(state->person);
-    } else if (seconds < _options.from.value_or(0.0) ||
-               seconds > _options.to.value_or(std::numeric_limits<double>::infinity())) {
+    } else if (since < _options.from || since > _options.to) {
       return;
     }
     Explained& explained = _persons[state->person];
     if (explained.cycles++ == 0) explained.first = time;
     explained.last = time;
+    if (explained.isRemoved) ++explained.newStarts;
+    explained.isRemoved = false;
     explained.why.add(state->forces);
   }
 
@@ -245,22 +271,23 @@ void explain(const ExplainOptions& options) {
   if (explainer.persons().empty()) {
     const std::string whoHas =
         options.person ? fmt::format("person {} has no", *options.person) : "nobody has a";
-    throw Failure(fmt::format("{}: {} cycle there; the recording is {:.3f} s long",
-                              options.recording, whoHas,
-                              secondsBetween(explainer.start(), explainer.end())));
+    throw Failure(fmt::format("{}: {} cycle there; the recording is {} s long", options.recording,
+                              whoHas, toldSeconds(explainer.start(), explainer.end())));
   }
 }
 
-CLI::Option* addTime(CLI::App& command, const std::string& name, std::optional<double>& time,
+template <typename Duration>
+CLI::Option* addTime(CLI::App& command, const std::string& name, Duration& time,
                      const std::string& description) {
   return command
       .add_option_function<std::string>(
           name,
           [name, &time](const std::string& text) {
-            time = readSeconds(text);
-            if (!time) {
+            const auto read = readTime(text);
+            if (!read) {
               throw CLI::ValidationError(name, text + " is neither seconds nor like 1:23.5");
             }
+            time = *read;
           },
           description)
       ->type_name("TIME");

@@ -87,14 +87,14 @@ class ZV_API PersonState {
   /// Sets who is told each force that moves this state from now on: all that `_update` and
   /// `decreaseSinceNotSeen` do to the smoothed valence, attention and their confidences, in order.
   /// The setters are not forces. An empty observer, which there is at first, is told nothing and
-  /// costs nothing. Copies of this handle share the observer. Throws std::bad_alloc when copying
-  /// the observer does.
+  /// costs one test a force. Copies of this handle share the observer. Throws std::bad_alloc when
+  /// copying the observer does.
   ///
   /// The observer is called in the middle of an update, when the lock of the quantity is free
   /// again. It may read this state, and take its time only as far as the update may. It must not
-  /// update this state or set its observer, nor use a SocialGraph in whose callback the update
-  /// runs. What it throws ends the update and is passed on as it is; the forces before it, its own
-  /// included, stay done.
+  /// update this state or set its observer, use the memory that the update reads, or use a
+  /// SocialGraph in whose callback the update runs. What it throws ends the update and is passed on
+  /// as it is; the forces before it, its own included, stay done.
   void setForceObserver(const ForceObserver& observer);
 
   /// Moves the state one cycle on, after the observation was filed into the memory and the

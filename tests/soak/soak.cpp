@@ -32,6 +32,7 @@ struct Room {
   std::atomic<long> reads{0};
   std::atomic<long> closedScopes{0};
   std::atomic<long> outOfRange{0};
+  long withoutEffect = 0;
 };
 
 ZV::PersonObservation observe(int cycle, int person) {
@@ -43,7 +44,7 @@ ZV::PersonObservation observe(int cycle, int person) {
   seen.distance.emplace(now, 1.0f);
   seen.height.emplace(now, 1.4f);
   seen.smile.emplace(now, ZV::Smile());
-  seen.smile->value.setSmile({swing > 0.0f ? 0.9f : 0.0f, 0.8f});
+  seen.smile->value.setSmile({swing > 0.0f ? 0.9f : 0.0f, static_cast<float>(cycle % 97) / 100.0f});
   if (cycle % 90 == 0) seen.touchEmotion.emplace(now, person % 2 == 0 ? 1 : -1);
   if (cycle % 150 == 0) seen.contextEmotion.emplace(now, ZV::ContextEmotion(1, 10.0f));
   return seen;
@@ -57,6 +58,8 @@ void update(Room& room, int cycle, int person) {
   room.graph.update(person, [&](ZV::Person& seen) {
     seen.update(observation);
     ++room.updates[static_cast<std::size_t>(person)];
+    const auto smile = seen.personState.smile().smile();
+    if (smile.confidence != observation.smile->value.smile().confidence) ++room.withoutEffect;
     auto& recorder = room.recorders[static_cast<std::size_t>(person)];
     const boost::unique_lock<boost::mutex> lock(recorder.mutex);
     const auto valence = seen.personState.personValence();
@@ -134,7 +137,7 @@ int main(int argumentCount, char** arguments) {  // NOLINT(bugprone-exception-es
 
   long counted = 0;
   for (const long updates : room.updates) counted += updates;
-  const long lost = static_cast<long>(microseconds.size()) - counted;
+  const long lost = static_cast<long>(microseconds.size()) - counted + room.withoutEffect;
   std::sort(microseconds.begin(), microseconds.end());
   std::printf("%d cycles, %zu updates, %ld lost, %ld reads, %ld scopes closed, %ld out of range\n",
               cycles, microseconds.size(), lost, room.reads.load(), room.closedScopes.load(),

@@ -106,6 +106,23 @@ class ExplainTest(unittest.TestCase):
                     for left, right in zip(told[reason], sums):
                         self.assertAlmostEqual(left, right, 4)
 
+    def test_times_are_exact_and_the_removed_begin_anew(self):
+        lines = [{"event": "not_seen", "time": k * 100_000_000 + (400_000 if k == 5 else 0),
+                  "person": 1} for k in range(10)]
+        lines.insert(8, {"event": "remove", "time": 750_000_000, "person": 1})
+        text = "\n".join(map(json.dumps, lines))
+
+        def explain(*options):
+            return subprocess.run([TOOL, "explain", "-", *options], input=text, check=True,
+                                  capture_output=True, text=True).stdout.splitlines()[0]
+
+        for at, told in (("0.3", "0.300"), ("0.6", "0.600"), ("0.7", "0.700"), ("0.5", "0.400"),
+                         ("0.501", "0.501"), ("0:00.899", "0.800")):
+            self.assertEqual(explain("--at", at), f"person 1 at {told} s")
+        self.assertEqual(explain("--from", "0.3", "--to", "0.7"),
+                         "person 1 from 0.300 to 0.700 s, 5 cycles")
+        self.assertEqual(explain(), "person 1 from 0.000 to 0.900 s, 10 cycles, removed and new 1 times")
+
     def test_tells_it_in_words(self):
         lines = [{"event": "observation", "time": 0, "person": 1,
                   "smile": {"value": 0, "confidence": 1},

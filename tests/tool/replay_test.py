@@ -151,6 +151,7 @@ class ReplayTest(unittest.TestCase):
     def test_standard_input_gives_the_same_bytes(self):
         self.replay(everything())
         first = {file.name: file.read_bytes() for file in self.output.iterdir()}
+        (self.output / "forces.csv").write_text("of an earlier replay")
         with open(self.recording) as recording:
             again = subprocess.run([TOOL, "replay", "-", "-q", "-o", str(self.output)],
                                    stdin=recording, capture_output=True, text=True)

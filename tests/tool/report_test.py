@@ -287,6 +287,7 @@ class ReportTest(unittest.TestCase):
             legend = self.browser.find_element(By.CSS_SELECTOR, "#person1 .reasons")
             items = [item.get_property("textContent").rsplit(" ", 1)
                      for item in legend.find_elements(By.CSS_SELECTOR, "li")]
+            self.assertEqual(len(items), sum(name == "valence" for name, _, _ in told))
             for (reason, text), (_, name, rows) in zip(items, told):
                 self.assertEqual(reason, name)
                 self.assertAlmostEqual(float(text.replace("−", "-")), rows[most] / 10_000,

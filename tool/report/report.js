@@ -508,7 +508,11 @@ class Moves {
 
   pick(pixels) {
     const { times, sizes } = this;
-    const [first, end] = rowsBetween(times, shown);
+    // From the cycle that still lasts as the window begins.
+    const inside = countBefore(times, shown.from);
+    const first = inside > 0 && inside < times.length && !this.begins[inside] ? inside - 1 : inside;
+    let end = countBefore(times, shown.to);
+    while (times[end] === shown.to) ++end;
     const pixel = (shown.to - shown.from) / pixels;
     this.bars = [];
     this.most = 1;
