@@ -5,10 +5,18 @@
 #include <cstdlib>
 #include <new>
 
-thread_local long allocationsUntilFailure = -1;
+namespace {
+
+thread_local long untilFailure = -1;
+
+}  // namespace
+
+long allocationsUntilFailure() { return untilFailure; }
+
+void setAllocationsUntilFailure(long count) { untilFailure = count; }
 
 void* operator new(std::size_t size) {
-  if (allocationsUntilFailure >= 0 && allocationsUntilFailure-- == 0) throw std::bad_alloc();
+  if (untilFailure >= 0 && untilFailure-- == 0) throw std::bad_alloc();
   if (void* const memory = std::malloc(size)) return memory;
   throw std::bad_alloc();
 }

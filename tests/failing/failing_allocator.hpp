@@ -3,6 +3,7 @@
 
 /// How many more heap allocations of this thread succeed before one fails, once; negative when none
 /// will fail.
-extern thread_local long allocationsUntilFailure;
+long allocationsUntilFailure();
+void setAllocationsUntilFailure(long count);
 
 #endif

@@ -62,13 +62,13 @@ struct Failing : testing::Test {
   int failAllocations(Operation operation, Look look) {
     for (int failures = 0;; ++failures) {
       Subject subject;
-      allocationsUntilFailure = failures;
+      setAllocationsUntilFailure(failures);
       try {
         operation(subject);
       } catch (const std::bad_alloc&) {
       }
-      const bool hasFailed = allocationsUntilFailure < 0;
-      allocationsUntilFailure = -1;
+      const bool hasFailed = allocationsUntilFailure() < 0;
+      setAllocationsUntilFailure(-1);
       if (!hasFailed) return failures;
       look(subject);
     }
@@ -183,7 +183,7 @@ TEST_F(Failing, ReadersWithoutMemory) {
   for (bool hasFailed = true; hasFailed; ++failures) {
     std::vector<std::int64_t> times;
     times.reserve(3);
-    allocationsUntilFailure = failures;
+    setAllocationsUntilFailure(failures);
     std::optional<RecordingReader> reader;
     while (true) {
       try {
@@ -194,8 +194,8 @@ TEST_F(Failing, ReadersWithoutMemory) {
       } catch (const std::bad_alloc&) {
       }
     }
-    hasFailed = allocationsUntilFailure < 0;
-    allocationsUntilFailure = -1;
+    hasFailed = allocationsUntilFailure() < 0;
+    setAllocationsUntilFailure(-1);
     // A line may be lost with the memory that it needed; the others are there.
     EXPECT_GE(times.size(), hasFailed ? 2 : 3);
     EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
