@@ -9,6 +9,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 TOOL = os.environ["ZORVEL"]
@@ -110,6 +111,11 @@ class ReplayTest(unittest.TestCase):
 
     def written(self, name):
         return (self.output / name).read_text()
+
+    def wait_until(self, condition):
+        end = time.monotonic() + 60
+        while not condition():
+            self.assertLess(time.monotonic(), end)
 
     def test_agrees_with_the_independent_recalculation(self):
         result = self.replay(everything())
@@ -316,8 +322,10 @@ class ReplayTest(unittest.TestCase):
                               stdin=subprocess.PIPE) as process:
             process.stdin.write(json.dumps(line(0, "movement")).encode() + b"\n")
             process.stdin.flush()
-            while not self.output.exists() or not any(self.output.iterdir()):
-                pass
+            self.wait_until(lambda: self.output.exists() and any(self.output.iterdir()))
+            # Asleep, it waits for a line. The thread sanitizer keeps back a signal that comes before.
+            status = pathlib.Path(f"/proc/{process.pid}/status")
+            self.wait_until(lambda: "State:\tS" in status.read_text())
             process.send_signal(signal.SIGINT)
             self.assertEqual(process.wait(), -signal.SIGINT)
         self.assertEqual(list(self.output.iterdir()), [])
