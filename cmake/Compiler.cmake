@@ -16,8 +16,10 @@ add_compile_options(-ffp-contract=off)
 
 set(ZORVEL_SANITIZERS "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
 if(ZORVEL_SANITIZERS)
+  # A report needs function names and lines; more optimisation or debugging information only doubles
+  # the time to compile.
   add_compile_options(-fsanitize=${ZORVEL_SANITIZERS} -fno-sanitize-recover=all
-                      -fno-omit-frame-pointer)
+                      -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${ZORVEL_SANITIZERS})
 else()
   add_link_options(-Wl,--no-undefined)
