@@ -8,10 +8,10 @@
 #include <iterator>
 #include <zv/social_graph.hpp>
 
-#include "csv.hpp"
-#include "playback.hpp"
-#include "recording.hpp"
-#include "recording_writer.hpp"
+#include "recording/recording.hpp"
+#include "recording/recording_writer.hpp"
+#include "replay/csv.hpp"
+#include "replay/playback.hpp"
 #include "scene.hpp"
 
 namespace zorvel::bench {

@@ -6,8 +6,8 @@
 
 #include "failure.hpp"
 #include "fuzzing.hpp"
-#include "import.hpp"
-#include "recording.hpp"
+#include "import/import.hpp"
+#include "recording/recording.hpp"
 
 using zorvel::fuzz::MemoryFile;
 using zorvel::fuzz::require;

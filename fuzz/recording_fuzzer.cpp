@@ -7,11 +7,11 @@
 #include <ku/log.hpp>
 #include <string>
 
-#include "csv.hpp"
 #include "fuzzing.hpp"
-#include "playback.hpp"
-#include "recording.hpp"
-#include "recording_writer.hpp"
+#include "recording/recording.hpp"
+#include "recording/recording_writer.hpp"
+#include "replay/csv.hpp"
+#include "replay/playback.hpp"
 
 using zorvel::fuzz::MemoryFile;
 using zorvel::fuzz::require;

@@ -10,13 +10,13 @@
 #include <set>
 
 #include "commands.hpp"
-#include "csv.hpp"
 #include "failure.hpp"
 #include "interrupt.hpp"
-#include "json_writer.hpp"
-#include "observation_fields.hpp"
-#include "playback.hpp"
-#include "recording.hpp"
+#include "recording/json_writer.hpp"
+#include "recording/observation_fields.hpp"
+#include "recording/recording.hpp"
+#include "replay/csv.hpp"
+#include "replay/playback.hpp"
 #include "text_output.hpp"
 
 namespace zorvel {

@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "line_reader.hpp"
+#include "recording/line_reader.hpp"
 
 namespace zorvel {
 

@@ -15,7 +15,7 @@
 
 #include "failing_allocator.hpp"
 #include "memory/person_memory_private.hpp"
-#include "recording.hpp"
+#include "recording/recording.hpp"
 #include "state/person_state_private.hpp"
 
 namespace ZV {

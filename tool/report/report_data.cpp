@@ -4,10 +4,10 @@
 #include <cmath>
 #include <cstring>
 
-#include "csv.hpp"
-#include "explanation.hpp"
-#include "json_writer.hpp"
-#include "recording_facts.hpp"
+#include "explain/explanation.hpp"
+#include "info/recording_facts.hpp"
+#include "recording/json_writer.hpp"
+#include "replay/csv.hpp"
 #include "report/packed_column.hpp"
 
 namespace zorvel {

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "playback.hpp"
+#include "replay/playback.hpp"
 
 namespace zorvel {
 
