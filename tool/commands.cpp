@@ -1,5 +1,7 @@
 #include "commands.hpp"
 
+#include <fmt/format.h>
+
 #include <zv/version.hpp>
 
 namespace zorvel {
@@ -28,6 +30,17 @@ Example:
   addInfo(tool);
   addSimulate(tool);
   addTypes(tool);
+}
+
+CLI::Validator isBetween(double lowest, double highest) {
+  const auto check = [=](const std::string& text) {
+    double number = 0.0;
+    if (CLI::detail::lexical_cast(text, number) && number >= lowest && number <= highest) {
+      return std::string();
+    }
+    return fmt::format("{} is not a number from {} to {}", text, lowest, highest);
+  };
+  return {check, ""};
 }
 
 }  // namespace zorvel

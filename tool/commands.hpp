@@ -8,6 +8,9 @@ namespace zorvel {
 /// Describes the whole tool, with all its subcommands.
 void addCommands(CLI::App& tool);
 
+/// Takes a number from `lowest` to `highest`; NaN is not one.
+CLI::Validator isBetween(double lowest, double highest);
+
 // Each adds one subcommand, which runs when the command line is parsed. It reports by throwing: see
 // failure.hpp and interrupt.hpp.
 

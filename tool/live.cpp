@@ -243,7 +243,7 @@ Example:
       ->add_option("--forget", options->forgetSeconds,
                    "Remove people, with their open scopes, who were not observed for so long")
       ->type_name("SECONDS")
-      ->check(CLI::PositiveNumber);
+      ->check(isBetween(1e-3, 1e9));
   command->callback([options] {
     catchInterrupts();
     std::signal(SIGPIPE, SIG_IGN);

@@ -26,8 +26,9 @@ class ZV_API PersonMemory {
   /// Files every set field of the observation with the field's own timestamp, and forgets what has
   /// grown too old. A field whose timestamp is already there is dropped: the first arrival wins.
   ///
-  /// Throws std::bad_alloc; the channels filed before stay filed. When reading the clock fails,
-  /// forgetting stops for this time and says so on standard output.
+  /// Throws std::bad_alloc; the channels filed before stay filed. When reading the clock throws a
+  /// std::exception, forgetting stops for this time and says so on standard output; anything else
+  /// that it throws comes out.
   void add(const PersonObservation& observation);
 
   /// The shared record, for the library's own modules.

@@ -92,15 +92,18 @@ class ZV_API PersonState {
   ///
   /// The observer is called in the middle of an update, when the lock of the quantity is free
   /// again. It may read this state, and take its time only as far as the update may. It must not
-  /// update this state or set its observer, use the memory that the update reads, or use a
-  /// SocialGraph in whose callback the update runs. What it throws ends the update and is passed on
+  /// update this state, set its observer or drop its last handle, use the memory that the update
+  /// reads, or use a SocialGraph in whose callback the update runs. An observer that holds a handle
+  /// on this state keeps it alive for ever. What it throws ends the update and is passed on
   /// as it is; the forces before it, its own included, stay done.
   void setForceObserver(const ForceObserver& observer);
 
   /// Moves the state one cycle on, after the observation was filed into the memory and the
   /// body-language state was updated. Throws what reading the clock throws, as std::runtime_error
   /// with the same text where head postures and gazes are weighed, and what the observer of forces
-  /// throws; the changes made before it stay.
+  /// throws. Also throws std::range_error "The ShortTermMemory is empty.", or std::runtime_error
+  /// for head postures and gazes, when the last sample of a channel grows too old in the middle of
+  /// its step. The changes made before it stay.
   void _update(const PersonObservation& observation, const PersonMemory& memory);
 
   /// Lets valence and attention decay, once for each cycle in which the person was not perceived.

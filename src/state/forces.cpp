@@ -1,5 +1,7 @@
 // The operations that move a state, and what decides how far.
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <boost/math/special_functions/erf.hpp>
 #include <boost/thread/lock_types.hpp>
@@ -39,6 +41,8 @@ float pulled(float value, float target, float strength, float lowest, float high
 void PersonStatePrivate::Observer::tell(const Force& force) const {
   try {
     observe(force);
+  } catch (const abi::__forced_unwind&) {
+    throw;  // The thread ends.
   } catch (...) {
     throw ObserverFailure{std::current_exception()};
   }

@@ -20,9 +20,15 @@ SIMULATED = ["meeting.jsonl", "recordings/monday.jsonl", "recordings/tuesday.jso
 
 
 def commands(document):
-    blocks = re.findall(r"^```sh\n(.*?)^```", document.read_text(), re.M | re.S)
-    lines = "".join(blocks).replace("\\\n", "").splitlines()
-    return [line for line in lines if re.search(r"(^|[|&;('] *)zorvel ", line)]
+    """Each command, and what the document shows of its output: the text block right below begins as it does."""
+    blocks = re.findall(r"^```sh\n(.*?)^```\n\n(?:```text\n(.*?)^```)?", document.read_text() + "\n",
+                        re.M | re.S)
+    found = []
+    for block, output in blocks:
+        lines = [line for line in block.replace("\\\n", "").splitlines()
+                 if re.search(r"(^|[|&;('] *)zorvel ", line)]
+        found += [(line, output if line is lines[-1] else "") for line in lines]
+    return found
 
 
 class DocumentsTest(unittest.TestCase):
@@ -31,6 +37,7 @@ class DocumentsTest(unittest.TestCase):
         result = subprocess.run(["bash", "-o", "pipefail", "-c", command], cwd=folder, timeout=120,
                                 env=environment, stdin=subprocess.DEVNULL, capture_output=True)
         self.assertEqual(result.returncode, 0, result.stderr.decode())
+        return result.stdout.decode()
 
     def test_every_command_works(self):
         shown = {document.name: commands(document)
@@ -44,9 +51,10 @@ class DocumentsTest(unittest.TestCase):
                     pathlib.Path(folder, file).write_text(text)
                 for file in SIMULATED:
                     self.run_in(folder, f"zorvel simulate --seconds 5 --rate 5 -o {file}")
-                for command in shown[name]:
+                for command, output in shown[name]:
                     with self.subTest(document=name, command=command):
-                        self.run_in(folder, command)
+                        written = self.run_in(folder, command)
+                        self.assertEqual(written[:len(output)], output)
 
 
 if __name__ == "__main__":

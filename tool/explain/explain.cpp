@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -56,6 +57,7 @@ std::optional<Time::duration> readTime(const std::string& text) {
     const auto read = std::from_chars(position, end, number, std::chars_format::fixed);
     if (read.ec != std::errc() || !std::isfinite(number) || number < 0.0) return std::nullopt;
     if (part > 0 && number >= 60.0) return std::nullopt;
+    if (read.ptr != end && number != std::floor(number)) return std::nullopt;
     seconds = seconds * 60.0 + number;
     if (read.ptr == end) {
       if (seconds > 1e9) return std::nullopt;
@@ -302,7 +304,7 @@ void addExplain(CLI::App& tool) {
       R"(A TIME is in seconds since the start of the recording, or like 1:23.5. For a moment (--at) it tells
 what moved each person in the last cycle until then, the strongest reasons first; for a span, or
 without one for the whole recording, each reason's share of all movement up and down. With --json,
-one object a line for each person, with every reason.
+one object a line for each person, with every reason. After a bad line it tells everything up to it.
 
 Examples:
   zorvel explain meeting.jsonl --person 1 --at 12.5
@@ -310,12 +312,20 @@ Examples:
   const auto options = std::make_shared<ExplainOptions>();
   command->add_option("RECORDING", options->recording, "The recording; - reads standard input")
       ->required();
-  command->add_option("--person", options->person, "This person alone")->type_name("N");
+  command->add_option("--person", options->person, "This person alone")
+      ->check(isBetween(std::numeric_limits<std::int32_t>::min(),
+                        std::numeric_limits<std::int32_t>::max()))
+      ->type_name("N");
   auto* const at = addTime(*command, "--at", options->at, "The moment");
   addTime(*command, "--from", options->from, "Where the span begins")->excludes(at);
   addTime(*command, "--to", options->to, "Where it ends, itself included")->excludes(at);
   command->add_flag("--json", options->json, "Write JSON");
-  command->callback([options] { explain(*options); });
+  command->callback([options] {
+    if (options->from > options->to) {
+      throw CLI::ValidationError("--from", "is after --to");
+    }
+    explain(*options);
+  });
 }
 
 }  // namespace zorvel

@@ -86,18 +86,6 @@ void importFile(const ImportOptions& options) {
   if (!rows.leftOut().empty()) fmt::print(stderr, "{}\n", rows.leftOut());
 }
 
-/// Takes a number from `lowest` to `highest`; NaN is not one.
-CLI::Validator isBetween(double lowest, double highest) {
-  const auto check = [=](const std::string& text) {
-    double number = 0.0;
-    if (CLI::detail::lexical_cast(text, number) && number >= lowest && number <= highest) {
-      return std::string();
-    }
-    return fmt::format("{} is not a number from {} to {}", text, lowest, highest);
-  };
-  return {check, ""};
-}
-
 std::shared_ptr<ImportOptions> addOptions(CLI::App& command) {
   auto options = std::make_shared<ImportOptions>();
   options->start = *readTime(defaultStart);

@@ -115,7 +115,7 @@ void printJobs(const std::vector<Job>& jobs) {
   Summary::Total all;
   for (const auto& job : jobs) {
     const Summary::Total total = job.summary.total();
-    printRow(job.recording, total, job.failure.empty() ? job.folder.string() : "failed");
+    printRow(job.recording, total, job.folder.string() + (job.failure.empty() ? "" : " (failed)"));
     all += total;
   }
   printRow("total", all, "");
@@ -139,7 +139,8 @@ void replayMany(const ReplayOptions& options) {
   };
   {
     std::vector<std::future<void>> workers;
-    for (unsigned int worker = 0; worker < options.jobs; ++worker) {
+    const std::size_t count = std::min<std::size_t>(options.jobs, jobs.size());
+    for (std::size_t worker = 0; worker < count; ++worker) {
       workers.push_back(std::async(std::launch::async, work));
     }
     for (auto& worker : workers) worker.get();
@@ -196,7 +197,7 @@ Examples:
       ->excludes(output);
   command->add_option("-j,--jobs", options->jobs, "How many recordings to replay at once")
       ->type_name("N")
-      ->check(CLI::PositiveNumber)
+      ->check(isBetween(1, 10'000))
       ->default_str("as many as there are processors");
   command
       ->add_flag("--forces", options->forces,
@@ -206,6 +207,9 @@ Examples:
   command->callback([options] {
     if (!options->timeline.empty() && options->recordings.size() > 1) {
       throw CLI::ValidationError("--timeline", "takes one recording");
+    }
+    if (std::count(options->recordings.begin(), options->recordings.end(), "-") > 1) {
+      throw CLI::ValidationError("RECORDING", "standard input can be read only once");
     }
     replay(*options);
   });

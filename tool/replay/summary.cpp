@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <iterator>
 
 namespace zorvel {
@@ -64,7 +65,9 @@ std::string Summary::text() const {
       return fmt::format("{:.1f} %", 100.0 * static_cast<double>(cycles.moods.at(mood)) / count);
     };
     const auto mean = [count](double value, double confidence) {
-      return fmt::format("{:.3f} ({:.3f})", value / count, confidence / count);
+      // Its sign bit would show.
+      const auto number = [](double part) { return std::isnan(part) ? std::abs(part) : part; };
+      return fmt::format("{:.3f} ({:.3f})", number(value / count), number(confidence / count));
     };
     fmt::format_to(
         out, "{:>11} {:>9} {:>11.3f}  {:>22} {:>22} {:>9} {:>8} {:>9}\n", person, cycles.count,
