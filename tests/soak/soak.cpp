@@ -86,13 +86,11 @@ void readOneAfterTheOther(Room& room) {
   }
 }
 
-void listAll(Room& room) {
+void readAllListed(Room& room) {
   while (!room.isOver) {
     // The copies share their states, which are to be read under the lock.
-    const std::size_t listed = room.graph.persons().size();
-    room.outOfRange += listed > people ? 1 : 0;
-    for (int person = 0; person < people; ++person) {
-      room.graph.read(person, [&room](const ZV::Person& seen) { look(room, seen); });
+    for (const ZV::Person& listed : room.graph.persons()) {
+      room.graph.read(listed.userSessionID, [&room](const ZV::Person& seen) { look(room, seen); });
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
@@ -117,7 +115,7 @@ int main(int argumentCount, char** arguments) {  // NOLINT(bugprone-exception-es
   const int cycles = 30 * (argumentCount > 1 ? std::atoi(arguments[1]) : 180);
   Room room;
   std::vector<std::thread> threads;
-  for (auto* const work : {readOneAfterTheOther, listAll, openAndCloseScopes}) {
+  for (auto* const work : {readOneAfterTheOther, readAllListed, openAndCloseScopes}) {
     threads.emplace_back(work, std::ref(room));
   }
 

@@ -20,7 +20,7 @@ SIMULATED = ["meeting.jsonl", "recordings/monday.jsonl", "recordings/tuesday.jso
 
 
 def commands(document):
-    """Each command, and what the document shows of its output: the text block right below begins as it does."""
+    """Each command, and the beginning of its output if a text block right below shows it."""
     blocks = re.findall(r"^```sh\n(.*?)^```\n\n(?:```text\n(.*?)^```)?", document.read_text() + "\n",
                         re.M | re.S)
     found = []
