@@ -4,6 +4,7 @@
 
 #include <zv/ambiance_state.hpp>
 #include <zv/emotion_recorder.hpp>
+#include <zv/observation_guard.hpp>
 #include <zv/person.hpp>
 
 #include "scene.hpp"
@@ -79,6 +80,16 @@ void ambiance(benchmark::State& state) {
   }
 }
 BENCHMARK(ambiance);
+
+/// With every field, and nothing wrong.
+void guard(benchmark::State& state) {
+  ku::SimulatedClock clock(Time(Duration(1'700'000'000'000'000'000)));
+  const ku::ClockScope scope(clock);
+  ZV::PersonObservation observation = observeAll();
+  ZV::ObservationGuard guard;
+  for (auto _ : state) benchmark::DoNotOptimize(guard.clean(observation));
+}
+BENCHMARK(guard);
 
 }  // namespace
 }  // namespace zorvel::bench

@@ -45,7 +45,8 @@ def main(path):
 
     print()
     for name, what in (("recorderUpdate", "recorder, one sample"), ("notSeen", "person not seen"),
-                       ("ambiance", "ambiance, movement and update")):
+                       ("ambiance", "ambiance, movement and update"),
+                       ("guard", "guard, an observation with every field")):
         print(f"{what}: {microseconds(name) * 1000:.0f} ns")
 
     replay = medians["replay"]

@@ -7,19 +7,26 @@
 
 namespace ZV {
 
-/// The time since `timestamp`, in whole milliseconds, cut towards zero; negative for a timestamp in
-/// the future. Reads the clock. A difference beyond 64 bits of nanoseconds (292 years) is held
-/// there.
-inline boost::chrono::milliseconds ageOf(ku::SystemClock::time_point timestamp) {
+/// From `start` to `end`; negative when the end is earlier. A difference beyond 64 bits of
+/// nanoseconds (292 years) is held there.
+inline ku::SystemClock::duration timeBetween(ku::SystemClock::time_point start,
+                                             ku::SystemClock::time_point end) {
   using Nanoseconds = ku::SystemClock::rep;
-  const Nanoseconds now = ku::SystemClock::now().time_since_epoch().count();
-  const Nanoseconds then = timestamp.time_since_epoch().count();
-  Nanoseconds age = 0;
-  if (__builtin_sub_overflow(now, then, &age)) {
-    age = now < then ? std::numeric_limits<Nanoseconds>::min()
-                     : std::numeric_limits<Nanoseconds>::max();
+  const Nanoseconds first = start.time_since_epoch().count();
+  const Nanoseconds last = end.time_since_epoch().count();
+  Nanoseconds difference = 0;
+  if (__builtin_sub_overflow(last, first, &difference)) {
+    difference = last < first ? std::numeric_limits<Nanoseconds>::min()
+                              : std::numeric_limits<Nanoseconds>::max();
   }
-  return boost::chrono::milliseconds(age / 1'000'000);
+  return ku::SystemClock::duration(difference);
+}
+
+/// The time since `timestamp`, in whole milliseconds, cut towards zero; negative for a timestamp in
+/// the future. Reads the clock.
+inline boost::chrono::milliseconds ageOf(ku::SystemClock::time_point timestamp) {
+  const auto age = timeBetween(timestamp, ku::SystemClock::now());
+  return boost::chrono::milliseconds(age.count() / 1'000'000);
 }
 
 /// An age in seconds, in single precision as the estimator weighs it.

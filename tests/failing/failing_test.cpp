@@ -6,11 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <new>
 #include <optional>
 #include <zv/emotion_recorder.hpp>
+#include <zv/observation_guard.hpp>
 #include <zv/social_graph.hpp>
 
 #include "failing_allocator.hpp"
@@ -139,6 +141,20 @@ TEST_F(Failing, MemoryWithoutMemory) {
   const auto all = everything();
   EXPECT_EQ(failAllocations<PersonMemory>([&](PersonMemory& memory) { memory.add(all); }, look),
             13);
+}
+
+TEST_F(Failing, GuardWithoutMemory) {
+  auto all = everything();
+  all.distance->value = NAN;
+  all.gaze->timestamp += boost::chrono::hours(1);
+  ObservationGuard guard;
+  for (const std::size_t removed : {2, 0}) {
+    setAllocationsUntilFailure(0);
+    const auto report = guard.clean(all);
+    EXPECT_EQ(allocationsUntilFailure(), 0);
+    setAllocationsUntilFailure(-1);
+    EXPECT_EQ(report.removedFields.size(), removed);
+  }
 }
 
 TEST_F(Failing, RecorderWithoutMemory) {

@@ -1,0 +1,79 @@
+#ifndef ZV_OBSERVATION_GUARD_HPP
+#define ZV_OBSERVATION_GUARD_HPP
+
+#include <boost/container/static_vector.hpp>
+#include <boost/optional.hpp>
+#include <ku/clock.hpp>
+#include <string_view>
+
+#include "zv/export.hpp"
+#include "zv/person_observation.hpp"
+
+namespace ZV {
+
+/// Keeps readings that would do lasting harm away from the estimator, which takes whatever comes: a
+/// NaN makes a person's values NaN for good, a reading from the future stays in the memory until
+/// its time has come, and so does everything that is remembered when the clock is set back. It
+/// stands between the perception and Person::update:
+///
+///     const auto report = guard.clean(observation);
+///     for (const auto& field : report.removedFields) std::cerr << field.name << '\n';
+///     if (report.clockSetBack) forgetEverybody();  // with SocialGraph::remove
+///     graph.update(id, [&](ZV::Person& person) { person.update(observation); });
+///
+/// One guard can serve all persons of a host; with one a person, each guard tells of the clock.
+///
+/// Thread safety: none of its own, as it remembers the time. A copy is a guard of its own.
+class ZV_API ObservationGuard {
+ public:
+  /// A difference of times.
+  using Duration = ku::SystemClock::duration;
+
+  /// Why a field was removed.
+  enum class Reason {
+    NotFinite = 0,  ///< one of its numbers is a NaN or an infinity, whatever its time
+    Ahead = 1,      ///< its time is ahead of the clock by more than the limit
+  };
+
+  /// A field that was removed.
+  ///
+  /// Thread safety: that of a plain value.
+  struct RemovedField {
+    /// The member of PersonObservation, such as "headPosture". Valid until the process ends.
+    std::string_view name;
+    /// Why it was removed.
+    Reason reason;
+    /// How far its time is ahead of the clock; negative in the past.
+    Duration ahead;
+  };
+
+  /// What one call found.
+  ///
+  /// Thread safety: that of a plain value.
+  struct Report {
+    /// The fields that were removed, in the order of PersonObservation's members.
+    boost::container::static_vector<RemovedField, 15> removedFields;
+    /// How far the clock is behind its reading in the previous call, when that is beyond the limit.
+    /// What is remembered of any person then lies in the future, so all of them should begin anew.
+    boost::optional<Duration> clockSetBack;
+  };
+
+  /// The limit says how far a reading may be ahead of the clock, and how far the clock may go back;
+  /// exactly that far is allowed. Leave room for sensors whose clocks differ a little from the
+  /// robot's. Throws std::invalid_argument for a negative limit.
+  explicit ObservationGuard(Duration limit = boost::chrono::seconds(1));
+
+  /// Removes each field with a number that is not finite or a time too far ahead of the clock, and
+  /// leaves the others as they are. All of a field's numbers count, even those that the estimator
+  /// never reads; finite numbers outside their range are left alone. Allocates nothing. Reads the
+  /// clock once; when that throws, nothing has changed.
+  [[nodiscard]] Report clean(PersonObservation& observation);
+
+ private:
+  Duration _limit;
+  boost::optional<ku::SystemClock::time_point> _lastReading;
+};
+
+}  // namespace ZV
+
+#endif
