@@ -8,10 +8,10 @@
 #include <iterator>
 #include <zv/social_graph.hpp>
 
-#include "recording/recording.hpp"
+#include "playback/csv.hpp"
+#include "playback/playback.hpp"
+#include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
-#include "replay/csv.hpp"
-#include "replay/playback.hpp"
 #include "scene.hpp"
 
 namespace zorvel::bench {
@@ -64,13 +64,17 @@ void replay(benchmark::State& state) {
     ku::SimulatedClock clock;
     const ku::ClockScope scope(clock);
     RecordingReader recording(workplace.recording());
-    CsvFiles files(workplace.folder(), Forces::Unwatched);
     Playback playback(Forces::Unwatched);
+    std::ofstream timeline(workplace.folder() / "timeline.csv");
+    fmt::memory_buffer text;
     while (const auto event = recording.next()) {
       clock.set(event->time);
-      files.write(event->time, playback.play(*event));
+      appendRow(text, event->time, std::get<StateRow>(playback.play(*event)));
+      if (text.size() < 65'536) continue;
+      timeline.write(text.data(), static_cast<std::streamsize>(text.size()));
+      text.clear();
     }
-    files.commit();
+    timeline.write(text.data(), static_cast<std::streamsize>(text.size()));
   }
   workplace.count(state);
 }

@@ -41,3 +41,11 @@ function(limit_exports target map)
   target_link_options(${target} PRIVATE "-Wl,--version-script=${map}")
   set_target_properties(${target} PROPERTIES LINK_DEPENDS "${map}")
 endfunction()
+
+# add_front_end_library(NAME SOURCES...): what the tool, the fuzzers, the benchmarks and other front
+# ends share. It is linked into them and not installed; a module of another language can hold it too.
+function(add_front_end_library name)
+  add_library(${name} STATIC ${ARGN})
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
+endfunction()

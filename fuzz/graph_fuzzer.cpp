@@ -16,6 +16,7 @@
 
 #include "fuzzing.hpp"
 #include "memory/person_memory_private.hpp"
+#include "recording/fill_observation.hpp"
 #include "state/person_state_private.hpp"
 
 using zorvel::fuzz::require;
@@ -137,8 +138,6 @@ class Host {
     return picked;
   }
 
-  ValueConfidence<float> confident() { return {number(), number()}; }
-
   Time timestamp() {
     switch (_input.ConsumeIntegralInRange(0, 3)) {
       case 0:
@@ -154,61 +153,19 @@ class Host {
     }
   }
 
-  template <typename T, typename Read>
-  void maybe(PersonObservation::Field<T>& field, Read read) {
-    if (!_input.ConsumeBool()) return;
-    _lastTimestamp = timestamp();
-    field.emplace(_lastTimestamp, read());
-  }
+  void pick(bool& truth) { truth = _input.ConsumeBool(); }
+  void pick(float& real) { real = number(); }
+  void pick(std::int32_t& whole) { whole = _input.ConsumeIntegral<std::int32_t>(); }
+  void pick(std::uint32_t& whole) { whole = _input.ConsumeIntegral<std::uint32_t>(); }
 
   PersonObservation observation() {
-    const auto float32 = [this] { return number(); };
-    const auto boolean = [this] { return _input.ConsumeBool(); };
-    const auto expressions = [this] {
-      Expressions all;
-      all.calm = confident();
-      all.anger = confident();
-      all.joy = confident();
-      all.sorrow = confident();
-      return all;
-    };
     PersonObservation all;
-    maybe(all.lookingAtRobot, boolean);
-    maybe(all.height, float32);
-    maybe(all.distance, float32);
-    maybe(all.gaze, [this] {
-      Gaze gaze;
-      gaze.yaw = number();
-      gaze.pitch = number();
-      return gaze;
+    zorvel::forEachField([&](std::size_t /*index*/, const auto& field) {
+      if (!_input.ConsumeBool()) return;
+      _lastTimestamp = timestamp();
+      zorvel::fillField(field, all, _lastTimestamp,
+                        [this](const auto& /*kind*/, auto& number) { pick(number); });
     });
-    maybe(all.smile, [this] {
-      Smile smile;
-      smile.setSmile(confident());
-      return smile;
-    });
-    maybe(all.expressions, expressions);
-    maybe(all.headPosture, [this] { return HeadPosture(number(), number(), number()); });
-    maybe(all.gender, [&] { return ValueConfidence<bool>(boolean(), number()); });
-    maybe(all.age, [this] {
-      return ValueConfidence<unsigned int>(_input.ConsumeIntegral<unsigned int>(), number());
-    });
-    maybe(all.faceDetected, boolean);
-    maybe(all.facialPoints, [this] {
-      FacialPoints points;
-      for (int point = 0; point < 12; ++point) {
-        points.setFacialPoint(static_cast<PointDescription>(point), {{0.0f, 0.0f}, number()});
-      }
-      return points;
-    });
-    maybe(all.voiceEmotion, [this] {
-      return VoiceEmotion(confident(), confident(), confident(), confident(), confident(),
-                          confident());
-    });
-    maybe(all.asrEmotion, float32);
-    maybe(all.touchEmotion, [this] { return _input.ConsumeIntegral<std::int32_t>(); });
-    maybe(all.contextEmotion,
-          [this] { return ContextEmotion(_input.ConsumeIntegral<std::int32_t>(), number()); });
     return all;
   }
 

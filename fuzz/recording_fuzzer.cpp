@@ -8,10 +8,10 @@
 #include <string>
 
 #include "fuzzing.hpp"
-#include "recording/recording.hpp"
+#include "playback/csv.hpp"
+#include "playback/playback.hpp"
+#include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
-#include "replay/csv.hpp"
-#include "replay/playback.hpp"
 
 using zorvel::fuzz::MemoryFile;
 using zorvel::fuzz::require;
@@ -49,15 +49,14 @@ bool isWithin(float number, float lowest, float highest) {
 
 void playIt(const MemoryFile& file) {
   RecordingReader recording(file.path());
-  Progress progress(false);
   fmt::memory_buffer timeline;
-  playAll(recording, progress, Forces::Watched, [&](Time time, const Event&, const Row& row) {
+  playAll(recording, Forces::Watched, [&](Time time, const Event&, const Row& row) {
     const auto* state = std::get_if<StateRow>(&row);
     if (state == nullptr) return;
     require(isWithin(state->valence.value, -1.0f, 1.0f), "valence out of range");
     require(isWithin(state->attention.value, 0.0f, 1.0f), "attention out of range");
     timeline.clear();
-    appendTimelineRow(timeline, time, *state);
+    appendRow(timeline, time, *state);
   });
 }
 

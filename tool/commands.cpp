@@ -6,6 +6,18 @@
 
 namespace zorvel {
 
+// The subcommands, in the order in which they are listed. Each adds itself, is defined in
+// commands/, and runs when the command line is parsed. It reports by throwing: see failure.hpp and
+// interrupt.hpp.
+void addReplay(CLI::App& tool);
+void addReport(CLI::App& tool);
+void addExplain(CLI::App& tool);
+void addImport(CLI::App& tool);
+void addLive(CLI::App& tool);
+void addInfo(CLI::App& tool);
+void addSimulate(CLI::App& tool);
+void addTypes(CLI::App& tool);
+
 void addCommands(CLI::App& tool) {
   tool.name("zorvel");
   tool.description("Estimates the emotional state of the persons a robot perceives");
@@ -30,17 +42,6 @@ Example:
   addInfo(tool);
   addSimulate(tool);
   addTypes(tool);
-}
-
-CLI::Validator isBetween(double lowest, double highest) {
-  const auto check = [=](const std::string& text) {
-    double number = 0.0;
-    if (CLI::detail::lexical_cast(text, number) && number >= lowest && number <= highest) {
-      return std::string();
-    }
-    return fmt::format("{} is not a number from {} to {}", text, lowest, highest);
-  };
-  return {check, ""};
 }
 
 }  // namespace zorvel

@@ -7,8 +7,8 @@
 #include <cstdlib>
 
 #include "commands.hpp"
-#include "failure.hpp"
-#include "interrupt.hpp"
+#include "recording/failure.hpp"
+#include "system/interrupt.hpp"
 
 namespace {
 

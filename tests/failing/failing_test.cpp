@@ -17,7 +17,8 @@
 
 #include "failing_allocator.hpp"
 #include "memory/person_memory_private.hpp"
-#include "recording/recording.hpp"
+#include "recording/fill_observation.hpp"
+#include "recording/recording_reader.hpp"
 #include "state/person_state_private.hpp"
 
 namespace ZV {
@@ -38,23 +39,8 @@ class FailingClock : public ku::Clock {
 
 struct Failing : testing::Test {
   PersonObservation everything() {
-    PersonObservation all;
-    const auto set = [this](auto& field, const auto& value) { field.emplace(clock.time, value); };
-    set(all.lookingAtRobot, true);
-    set(all.distance, 1.0f);
-    set(all.gaze, Gaze());
-    set(all.smile, Smile());
-    set(all.expressions, Expressions());
-    set(all.headPosture, HeadPosture());
-    set(all.gender, ValueConfidence<bool>(true, 1.0f));
-    set(all.age, ValueConfidence<unsigned int>(30, 1.0f));
-    set(all.faceDetected, true);
-    set(all.facialPoints, FacialPoints());
-    set(all.voiceEmotion, VoiceEmotion());
-    set(all.asrEmotion, 1.0f);
-    set(all.touchEmotion, 1);
-    set(all.contextEmotion, ContextEmotion(1, 10.0f));
-    return all;
+    return zorvel::filledObservation(clock.time,
+                                     [](const auto& /*kind*/, auto& number) { number = 1; });
   }
 
   /// Runs `operation` on a new subject with its first, second, third, … allocation failing, until

@@ -1,0 +1,139 @@
+#include "import/openface.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "import/face_fields.hpp"
+
+namespace zorvel {
+namespace {
+
+constexpr double millimetresPerMetre = 1000.0;
+
+}  // namespace
+
+OpenFaceImport::OpenFaceImport(const CsvReader& rows, const ImportOptions& options)
+    : _rows(rows),
+      _options(options),
+      _frame(rows.get("frame")),
+      _timestamp(rows.get("timestamp")),
+      _confidence(rows.get("confidence")),
+      _success(rows.get("success")),
+      _faceId(rows.find("face_id")),
+      _position(rows.findAll("pose_Tx", "pose_Ty", "pose_Tz")),
+      _rotation(rows.findAll("pose_Rx", "pose_Ry", "pose_Rz")),
+      _gazeAngles(rows.findAll("gaze_angle_x", "gaze_angle_y")),
+      _smileUnit(rows.find("AU12_r")),
+      _expressionUnits(rows.findAll("AU01_r", "AU02_r", "AU04_r", "AU05_r", "AU06_r", "AU07_r",
+                                    "AU12_r", "AU15_r", "AU23_r", "AU26_r")),
+      _landmarks(rows) {}
+
+void OpenFaceImport::readRow(FaceFrames& frames) {
+  readTime(frames);
+  // The other cells of a row without a face are stale or noise.
+  if (_rows.number(_success) != 1.0) return;
+  const std::int32_t person = _faceId ? _rows.requiredInteger32(_faceId) : 0;
+  if (!frames.add(person, face())) {
+    _rows.fail(_faceId, fmt::format("a second row of person {} at one time", person));
+  }
+}
+
+void OpenFaceImport::finish(FaceFrames& frames) {
+  if (_heldFrame && !_isDecided) setTime(frames, *_heldFrame, 0.0);
+  frames.finish();
+}
+
+void OpenFaceImport::readTime(FaceFrames& frames) {
+  const double frame = _rows.requiredNumber(_frame);
+  const double timestamp = _rows.requiredNumber(_timestamp);
+  if (!_isDecided) {
+    if (timestamp == 0.0 && frame == _heldFrame.value_or(frame)) {
+      _heldFrame = frame;
+      if (frame == 1.0) setTime(frames, frame, timestamp);
+      return;
+    }
+    _isDecided = true;
+    _isImageSequence = timestamp == 0.0;
+    if (_heldFrame) setTime(frames, *_heldFrame, 0.0);
+  }
+  if (_isImageSequence && timestamp != 0.0) {
+    _rows.fail(_timestamp, "is not 0, as it is in the rows before");
+  }
+  setTime(frames, frame, timestamp);
+}
+
+void OpenFaceImport::setTime(FaceFrames& frames, double frame, double timestamp) const {
+  if (!_isImageSequence) {
+    frames.setTime(timestamp, _timestamp);
+  } else if (_options.framesPerSecond) {
+    frames.setTime((frame - 1.0) / *_options.framesPerSecond, _frame);
+  } else if (frame == 1.0) {
+    // At any rate of frames, and the same when it is not of an image sequence.
+    frames.setTime(0.0, _frame);
+  } else {
+    _rows.fail(_timestamp, "every timestamp is 0; --fps must tell the frames per second");
+  }
+}
+
+ZV::PersonObservation OpenFaceImport::face() const {
+  ZV::PersonObservation face;
+  set(face.faceDetected, true);
+
+  // Straight into the camera is 0 in the recording; in OpenFace, along the camera's axis is.
+  double cameraYaw = 0.0;
+  double cameraPitch = 0.0;
+  const auto position = _rows.numbers(_position);
+  if (position && position->at(2) > 0.0) {
+    const auto [x, y, z] = *position;
+    set(face.distance, narrowed(z / millimetresPerMetre));
+    cameraYaw = degrees(std::atan2(x, z));
+    cameraPitch = degrees(std::atan2(y, z));
+  }
+  const double side = _options.mirrored ? -1.0 : 1.0;
+  if (const auto rotation = _rows.numbers(_rotation)) {
+    const auto [x, y, z] = *rotation;
+    set(face.headPosture,
+        ZV::HeadPosture(narrowed(side * (degrees(y) - cameraYaw)),
+                        narrowed(-degrees(x) - cameraPitch), narrowed(side * degrees(z))));
+  }
+  if (const auto angles = _rows.numbers(_gazeAngles)) {
+    const auto [x, y] = *angles;
+    set(face.gaze,
+        ZV::Gaze(narrowed(side * (-degrees(x) - cameraYaw)), narrowed(-degrees(y) - cameraPitch)));
+  }
+
+  const auto confidence = _rows.number(_confidence);
+  if (!confidence) return face;
+  const float held = narrowed(clipped(*confidence));
+  if (const auto unit = _rows.number(_smileUnit)) {
+    set(face.smile, ZV::Smile(narrowed(intensity(*unit)), held));
+  }
+  if (const auto units = _rows.numbers(_expressionUnits)) {
+    set(face.expressions, expressions(*units, held));
+  }
+  if (const auto landmarks = _landmarks.read(_rows, held)) set(face.facialPoints, *landmarks);
+  return face;
+}
+
+double OpenFaceImport::intensity(double unit) const {
+  return clipped(unit / _options.fullIntensity);
+}
+
+/// By the published emotion prototypes (EMFACS, Ekman and Friesen).
+ZV::Expressions OpenFaceImport::expressions(const std::array<double, 10>& units,
+                                            float confidence) const {
+  std::array<double, 10> intensities{};
+  std::transform(units.begin(), units.end(), intensities.begin(),
+                 [this](double unit) { return intensity(unit); });
+  const auto [a1, a2, a4, a5, a6, a7, a12, a15, a23, a26] = intensities;
+  const double joy = (a6 + a12) / 2.0;
+  const double anger = (a4 + a5 + a7 + a23) / 4.0;
+  const double sorrow = (a1 + a4 + a15) / 3.0;
+  const double surprise = (a1 + a2 + a5 + a26) / 4.0;
+  const double calm = 1.0 - std::max({joy, anger, sorrow, surprise});
+  return expressionsOf(calm, anger, joy, sorrow, surprise, confidence);
+}
+
+}  // namespace zorvel

@@ -1,0 +1,57 @@
+#ifndef ZORVEL_PLAYBACK_EXPLAINER_HPP
+#define ZORVEL_PLAYBACK_EXPLAINER_HPP
+
+#include <cstdint>
+#include <map>
+#include <optional>
+
+#include "playback/explanation.hpp"
+#include "playback/playback.hpp"
+
+namespace zorvel {
+
+/// What of a recording is to be explained; times since its start.
+struct ExplainedTime {
+  /// This person alone.
+  std::optional<std::int32_t> person;
+  /// A moment, in place of the span.
+  std::optional<Time::duration> at;
+  Time::duration from{0};
+  Time::duration to = Time::duration::max();
+};
+
+/// Why a person's state moved, and when that was.
+struct ExplainedPerson {
+  Explanation why;
+  std::uint64_t cycles = 0;
+  Time first;
+  Time last;
+  bool isRemoved = false;
+  /// How often the person came anew after a removal, with a state of 0.
+  std::uint64_t newStarts = 0;
+};
+
+/// Explains, for a moment, the last cycle until then of each person who is there; for a span, all
+/// its cycles. The playback must watch forces.
+class Explainer {
+ public:
+  explicit Explainer(const ExplainedTime& explained) : _explained(explained) {}
+
+  /// Adds an event that was played at `time`, and what it gave.
+  void add(Time time, const Event& event, const Row& row);
+
+  const std::map<std::int32_t, ExplainedPerson>& persons() const { return _persons; }
+  /// Of the recording, so far.
+  Time start() const { return _start.value_or(Time()); }
+  Time end() const { return _end; }
+
+ private:
+  ExplainedTime _explained;
+  std::map<std::int32_t, ExplainedPerson> _persons;
+  std::optional<Time> _start;
+  Time _end;
+};
+
+}  // namespace zorvel
+
+#endif

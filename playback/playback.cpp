@@ -1,0 +1,114 @@
+#include "playback/playback.hpp"
+
+#include <algorithm>
+#include <boost/thread/lock_types.hpp>
+#include <ku/clock.hpp>
+#include <utility>
+
+namespace zorvel {
+
+Row Playback::play(const Event& event) {
+  return std::visit([this](const auto& what) { return play(what); }, event.what);
+}
+
+Row Playback::play(const Observation& observation) {
+  return cycle(observation.person,
+               [&observation](ZV::Person& person) { person.update(observation.fields); });
+}
+
+Row Playback::play(const NotSeen& notSeen) {
+  return cycle(notSeen.person, [](ZV::Person& person) { person.decreaseSinceNotSeen(); });
+}
+
+Row Playback::play(const Remove& remove) {
+  _graph.remove(remove.person);
+  _recorders.erase(remove.person);
+  return {};
+}
+
+Row Playback::play(const StartRecording& start) {
+  _graph.add(start.person);
+  _recorders[start.person].startRecording(start.scope, start.samples);
+  return {};
+}
+
+Row Playback::play(const StopRecording& stop) {
+  ScopeRow row{stop.person, stop.scope, "error", 0};
+  const auto recorder = _recorders.find(stop.person);
+  if (recorder != _recorders.end()) {
+    const auto result = recorder->second.stopRecording(stop.scope);
+    row.label = result.first;
+    row.samples = result.second.size();
+  }
+  return row;
+}
+
+Row Playback::play(const Movement& /*movement*/) {
+  _room.incrementMovementDetected();
+  return {};
+}
+
+Row Playback::play(const Activity& activity) {
+  _room.updateAmbiance(activity.value);
+  return AmbianceRow{_room.ambientActivityLevel(ZV::AmbianceDescription::Agitation),
+                     _room.ambientActivityLevel(ZV::AmbianceDescription::Calm)};
+}
+
+Row Playback::cycle(std::int32_t id, const std::function<void(ZV::Person&)>& change) {
+  Row row;
+  _graph.update(id, [&](ZV::Person& person) {
+    ZV::PersonState& state = person.personState;
+    _forces.clear();
+    if (_watchesForces) {
+      state.setForceObserver([this](const ZV::Force& force) { _forces.push_back(force); });
+    }
+    change(person);
+    record(person);
+    row = StateRow{id,
+                   state.personValence(),
+                   state.personValenceBinary().value,
+                   state.personUnsmoothedValenceBinary(),
+                   state.personAttention(),
+                   state.bodyLanguageState().bodyLanguageState(ZV::BodyLanguageDescription::Ease),
+                   std::exchange(_forces, {})};
+  });
+  return row;
+}
+
+/// Adds the person's state to the scopes that are open.
+void Playback::record(const ZV::Person& person) {
+  const auto found = _recorders.find(person.userSessionID);
+  if (found == _recorders.end()) return;
+  ZV::ZVEmotionRecorder& recorder = found->second;
+  const boost::unique_lock<boost::mutex> lock(recorder.mutex);
+  if (!recorder.hasAnOpenScope_notMutexed()) return;
+  // A state of its own: a copy of the person's would change with every later cycle.
+  const auto valence = person.personState.personValence();
+  const auto attention = person.personState.personAttention();
+  recorder.update_notMutexed(
+      ZV::PersonState(valence.value, valence.confidence, attention.value, attention.confidence));
+}
+
+std::optional<Failure> playAll(RecordingReader& recording, Forces forces,
+                               const std::function<void(Time, const Event&, const Row&)>& use) {
+  ku::SimulatedClock clock(Time::min());
+  const ku::ClockScope scope(clock);
+  Playback playback(forces);
+  while (true) {
+    std::optional<Event> event;
+    Row row;
+    try {
+      event = recording.next();
+      if (!event) return std::nullopt;
+      clock.set(std::max(clock.now(), event->time));
+      row = playback.play(*event);
+    } catch (const Failure& failure) {
+      return failure;
+    } catch (const std::exception& error) {
+      return Failure(recording.lines().place() + error.what());
+    }
+    use(clock.now(), *event, row);
+  }
+}
+
+}  // namespace zorvel

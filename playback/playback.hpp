@@ -1,0 +1,91 @@
+#ifndef ZORVEL_PLAYBACK_PLAYBACK_HPP
+#define ZORVEL_PLAYBACK_PLAYBACK_HPP
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+#include <zv/ambiance_state.hpp>
+#include <zv/emotion_recorder.hpp>
+#include <zv/social_graph.hpp>
+
+#include "recording/failure.hpp"
+#include "recording/recording_reader.hpp"
+
+namespace zorvel {
+
+/// The state of a person after a cycle.
+struct StateRow {
+  std::int32_t person;
+  ZV::ValueConfidence<float> valence;
+  int mood;
+  ZV::ValueConfidence<int> cycleMood;
+  ZV::ValueConfidence<float> attention;
+  ZV::BodyLanguageEase ease;
+  /// What moved the person in the cycle, in order; empty unless forces are watched.
+  std::vector<ZV::Force> forces;
+};
+
+enum class Forces { Unwatched, Watched };
+
+/// A scope that was closed.
+struct ScopeRow {
+  std::int32_t person;
+  std::string scope;
+  std::string label;
+  std::size_t samples;
+};
+
+/// The room after an activity measurement.
+struct AmbianceRow {
+  float agitation;
+  float calm;
+};
+
+/// What an event gave; nothing for some.
+using Row = std::variant<std::monostate, StateRow, ScopeRow, AmbianceRow>;
+
+/// Plays events into the library: a graph of persons, a recorder for each, one room. The clock is
+/// the calling thread's.
+class Playback {
+ public:
+  explicit Playback(Forces forces) : _watchesForces(forces == Forces::Watched) {}
+  Playback(const Playback&) = delete;
+  Playback& operator=(const Playback&) = delete;
+
+  /// Throws what the library throws; what the event did before stays done.
+  Row play(const Event& event);
+
+ private:
+  Row play(const Observation& observation);
+  Row play(const NotSeen& notSeen);
+  Row play(const Remove& remove);
+  Row play(const StartRecording& start);
+  Row play(const StopRecording& stop);
+  Row play(const Movement& movement);
+  Row play(const Activity& activity);
+  /// One cycle of a person, who is added if unknown.
+  Row cycle(std::int32_t id, const std::function<void(ZV::Person&)>& change);
+  void record(const ZV::Person& person);
+
+  bool _watchesForces;
+  std::vector<ZV::Force> _forces;  // of the present cycle
+  ZV::SocialGraph _graph;
+  std::map<std::int32_t, ZV::ZVEmotionRecorder> _recorders;
+  ZV::AmbianceState _room;
+};
+
+/// Plays a whole recording on a clock that is set by its events and never runs backwards. After
+/// each event it calls `use` with the clock's time and what the event gave. Returns what ended it
+/// early, if anything did, with the place of the line: what was passed to `use` is whole. Throws
+/// what `use` throws.
+std::optional<Failure> playAll(RecordingReader& recording, Forces forces,
+                               const std::function<void(Time, const Event&, const Row&)>& use);
+
+}  // namespace zorvel
+
+#endif

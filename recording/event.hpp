@@ -1,0 +1,88 @@
+#ifndef ZORVEL_RECORDING_EVENT_HPP
+#define ZORVEL_RECORDING_EVENT_HPP
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <ku/clock.hpp>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <zv/person_observation.hpp>
+
+namespace zorvel {
+
+using Time = ku::SystemClock::time_point;
+
+/// A recording's times lie within this much of the epoch, on either side.
+constexpr Time::duration latestTime{std::int64_t{1} << 62};
+
+/// The time from one to the other, held to what 64 bits can tell.
+inline Time::duration between(Time from, Time to) {
+  Time::rep difference = 0;
+  if (__builtin_sub_overflow(to.time_since_epoch().count(), from.time_since_epoch().count(),
+                             &difference)) {
+    return from < to ? Time::duration::max() : Time::duration::min();
+  }
+  return Time::duration(difference);
+}
+
+inline double inSeconds(Time::duration duration) {
+  return static_cast<double>(duration.count()) / 1e9;
+}
+
+// The lines of a recording, each with the name of its event.
+
+struct Observation {
+  static constexpr std::string_view name = "observation";
+  std::int32_t person;
+  ZV::PersonObservation fields;
+};
+struct NotSeen {
+  static constexpr std::string_view name = "not_seen";
+  std::int32_t person;
+};
+struct Remove {
+  static constexpr std::string_view name = "remove";
+  std::int32_t person;
+};
+struct StartRecording {
+  static constexpr std::string_view name = "start_recording";
+  /// The number of samples that means no limit.
+  static constexpr std::int32_t unlimited = -1;
+  std::int32_t person;
+  std::string scope;
+  std::int32_t samples;
+};
+struct StopRecording {
+  static constexpr std::string_view name = "stop_recording";
+  std::int32_t person;
+  std::string scope;
+};
+struct Movement {
+  static constexpr std::string_view name = "movement";
+};
+struct Activity {
+  static constexpr std::string_view name = "activity";
+  float value;
+};
+
+/// One line of a recording other than the header.
+struct Event {
+  using What =
+      std::variant<Observation, NotSeen, Remove, StartRecording, StopRecording, Movement, Activity>;
+  Time time;
+  What what;
+};
+
+/// The names of the events, in the order of Event::What.
+constexpr std::array<std::string_view, std::variant_size_v<Event::What>> eventNames{
+    Observation::name,   NotSeen::name,  Remove::name,  StartRecording::name,
+    StopRecording::name, Movement::name, Activity::name};
+
+/// Takes events in the order in which they happen.
+using EventSink = std::function<void(const Event&)>;
+
+}  // namespace zorvel
+
+#endif

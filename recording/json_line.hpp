@@ -1,0 +1,101 @@
+#ifndef ZORVEL_RECORDING_JSON_LINE_HPP
+#define ZORVEL_RECORDING_JSON_LINE_HPP
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zorvel {
+
+/// What is wrong with a line, with the key's name where there is one.
+class JsonError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// One value of a JSON text. The values stand in one list in the order of the text, each followed
+/// by what is inside it.
+struct JsonNode {
+  enum class Kind { Null, Boolean, Number, String, Object, Array };
+
+  Kind kind;
+  /// The content of a string, the digits of a number as written, "true" or "false".
+  std::string_view text;
+  /// The key, when the value is a member of an object.
+  std::string_view key;
+  /// Index of the next value that is not inside this one.
+  std::size_t next;
+};
+
+class JsonLine;
+
+/// A value in a JsonLine; valid until the next `parse` of the line. The functions that read it
+/// throw JsonError, with the path to the value, when it is not what is asked for.
+class JsonValue {
+ public:
+  JsonValue(const JsonLine& line, std::size_t index) : _line(&line), _index(index) {}
+
+  bool boolean() const;
+  /// A number without fraction and exponent, from `lowest` to `highest`.
+  std::int64_t integer(std::int64_t lowest, std::int64_t highest) const;
+  std::int32_t integer32() const;
+  std::uint32_t unsigned32() const;
+  /// The double nearest to the number, narrowed to single precision.
+  float number() const;
+  std::string_view text() const;
+  std::vector<JsonValue> elements() const;
+
+  [[noreturn]] void fail(const std::string& message) const;
+
+ private:
+  friend class JsonObject;
+
+  const JsonNode& node() const;
+  std::string path() const;
+
+  const JsonLine* _line;
+  std::size_t _index;
+};
+
+/// The members of an object, each to be asked for by name.
+class JsonObject {
+ public:
+  /// Throws JsonError when the value is not an object.
+  explicit JsonObject(JsonValue value);
+
+  /// The member of that name. Throws JsonError when it is given twice.
+  std::optional<JsonValue> find(std::string_view key);
+  /// The same for a member that must be there: throws JsonError when it is not.
+  JsonValue get(std::string_view key);
+  /// Throws JsonError when the object has a member that was not asked for.
+  void finish() const;
+
+ private:
+  JsonValue _value;
+  std::size_t _members = 0;
+  std::size_t _found = 0;
+  std::vector<std::string_view> _asked;
+};
+
+/// One line of JSON text.
+class JsonLine {
+ public:
+  /// Parses the text in place: the values refer into it, so it must stay as it is left. Throws
+  /// JsonError when it is not JSON in UTF-8.
+  JsonValue parse(std::string& text);
+
+ private:
+  friend class JsonValue;
+  friend class JsonObject;
+
+  std::vector<JsonNode> _nodes;
+  std::vector<std::size_t> _open;
+};
+
+}  // namespace zorvel
+
+#endif

@@ -1,0 +1,125 @@
+#ifndef ZORVEL_RECORDING_JSON_WRITER_HPP
+#define ZORVEL_RECORDING_JSON_WRITER_HPP
+
+#include <fmt/format.h>
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/writer.h>
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <string_view>
+#include <type_traits>
+
+#include "recording/event.hpp"
+
+namespace zorvel {
+
+namespace detail {
+
+/// Lets the JSON library append to a buffer.
+struct BufferStream {
+  using Ch = char;
+  void Put(char character) { text.push_back(character); }
+  void Flush() {}
+
+  fmt::memory_buffer& text;
+};
+
+/// The digits from which a reader gets the same float.
+class FloatDigits {
+ public:
+  explicit FloatDigits(float value);
+  const char* begin() const { return _digits.data(); }
+  std::size_t size() const { return _size; }
+
+ private:
+  std::array<char, 32> _digits;
+  std::size_t _size;
+};
+
+}  // namespace detail
+
+/// Writes JSON text at the end of a buffer, through a writer of the JSON library.
+template <typename LibraryWriter>
+class BasicJsonWriter {
+ public:
+  explicit BasicJsonWriter(fmt::memory_buffer& text) : _stream{text}, _json(_stream) {}
+
+  void begin() { _json.StartObject(); }
+  void end() { _json.EndObject(); }
+  void beginList() { _json.StartArray(); }
+  void endList() { _json.EndArray(); }
+
+  void key(std::string_view key) { _json.Key(key.data(), sizeOf(key)); }
+  void null() { _json.Null(); }
+  /// A truth value, a whole number, a Time in nanoseconds since the epoch, a float or double, which
+  /// is null when it is not finite, or a text in UTF-8.
+  template <typename Value>
+  void value(const Value& value);
+  template <typename Value>
+  void member(std::string_view name, const Value& value) {
+    key(name);
+    this->value(value);
+  }
+
+ protected:
+  fmt::memory_buffer& text() { return _stream.text; }
+  void indent(unsigned int blanks) { _json.SetIndent(' ', blanks); }
+
+ private:
+  static rapidjson::SizeType sizeOf(std::string_view text) {
+    return static_cast<rapidjson::SizeType>(text.size());
+  }
+
+  detail::BufferStream _stream;
+  LibraryWriter _json;
+};
+
+/// Writes one line, an object.
+class JsonLineWriter : public BasicJsonWriter<rapidjson::Writer<detail::BufferStream>> {
+ public:
+  /// Begins the object.
+  explicit JsonLineWriter(fmt::memory_buffer& text) : BasicJsonWriter(text) { begin(); }
+  /// Ends the object and the line.
+  void finish() {
+    end();
+    text().push_back('\n');
+  }
+};
+
+/// Writes indented text for people to read.
+class JsonTextWriter : public BasicJsonWriter<rapidjson::PrettyWriter<detail::BufferStream>> {
+ public:
+  explicit JsonTextWriter(fmt::memory_buffer& text) : BasicJsonWriter(text) { indent(2); }
+};
+
+template <typename LibraryWriter>
+template <typename Value>
+void BasicJsonWriter<LibraryWriter>::value(const Value& value) {
+  if constexpr (std::is_same_v<Value, bool>) {
+    _json.Bool(value);
+  } else if constexpr (std::is_same_v<Value, Time>) {
+    _json.Int64(value.time_since_epoch().count());
+  } else if constexpr (std::is_integral_v<Value> && std::is_signed_v<Value>) {
+    _json.Int64(value);
+  } else if constexpr (std::is_integral_v<Value>) {
+    _json.Uint64(value);
+  } else if constexpr (std::is_floating_point_v<Value>) {
+    if (!std::isfinite(value)) {
+      _json.Null();
+    } else if constexpr (std::is_same_v<Value, float>) {
+      const detail::FloatDigits digits(value);
+      _json.RawValue(digits.begin(), digits.size(), rapidjson::kNumberType);
+    } else {
+      _json.Double(value);
+    }
+  } else {
+    const std::string_view text = value;
+    _json.String(text.data(), sizeOf(text));
+  }
+}
+
+}  // namespace zorvel
+
+#endif

@@ -1,0 +1,23 @@
+#ifndef ZORVEL_RECORDING_RECORDING_WRITER_HPP
+#define ZORVEL_RECORDING_RECORDING_WRITER_HPP
+
+#include <fmt/format.h>
+
+#include <string_view>
+
+#include "recording/event.hpp"
+
+namespace zorvel {
+
+// Each appends one line of a recording, with its line end. Texts must be UTF-8 and numbers finite;
+// then a RecordingReader gives back exactly what was written.
+
+/// The header, which must be the first line.
+void appendHeader(fmt::memory_buffer& text, std::string_view source);
+
+/// An event. A field tells its own time only where that is not the event's.
+void appendEvent(fmt::memory_buffer& text, const Event& event);
+
+}  // namespace zorvel
+
+#endif

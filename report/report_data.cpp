@@ -1,0 +1,214 @@
+#include "report/report_data.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "playback/csv.hpp"
+#include "playback/explanation.hpp"
+#include "recording/intervals.hpp"
+#include "recording/json_writer.hpp"
+#include "report/packed_column.hpp"
+
+namespace zorvel {
+namespace {
+
+constexpr std::array<std::string_view, 6> floatNames{"valence",   "valence_confidence",
+                                                     "attention", "attention_confidence",
+                                                     "ease",      "ease_confidence"};
+
+constexpr std::array<ZV::Quantity, 2> movedQuantities{ZV::Quantity::Valence,
+                                                      ZV::Quantity::Attention};
+
+std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
+
+std::int32_t bitsOf(float number) {
+  std::int32_t bits = 0;
+  std::memcpy(&bits, &number, sizeof bits);
+  return bits;
+}
+
+// As a text: a script's numbers hold 53 bits.
+void writeTime(JsonLineWriter& json, std::string_view name, Time time) {
+  json.member(name, std::to_string(nanoseconds(time)));
+}
+
+template <typename Integer>
+void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<Integer>& column) {
+  json.member(name, packedColumn(column));
+}
+
+}  // namespace
+
+void ReportData::Person::add(Time time, const StateRow& row) {
+  times.push_back(nanoseconds(time));
+  const std::array<float, 6> values{row.valence.value,   row.valence.confidence,
+                                    row.attention.value, row.attention.confidence,
+                                    row.ease.level,      row.ease.confidence};
+  for (std::size_t column = 0; column < values.size(); ++column) {
+    floats.at(column).push_back(bitsOf(values.at(column)));
+  }
+  moods.push_back(static_cast<std::int8_t>(row.mood));
+  begins.push_back(isRemoved);
+  isRemoved = false;
+  addMoves(row.forces);
+}
+
+void ReportData::Person::addMoves(const std::vector<ZV::Force>& forces) {
+  Explanation cycle;
+  cycle.add(forces);
+  for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
+    auto& columns = moves.at(index);
+    const auto quantity = static_cast<std::size_t>(movedQuantities.at(index));
+    for (const ReasonMoves& reason : cycle.quantities().at(quantity).reasons) {
+      auto column = std::find_if(columns.begin(), columns.end(),
+                                 [&reason](const Moves& of) { return of.reason == reason.reason; });
+      if (column == columns.end()) column = columns.insert(columns.end(), {reason.reason, {}});
+      column->rows.resize(times.size());
+      column->rows.back() =
+          static_cast<std::int16_t>(std::lround((reason.up - reason.down) * 10'000.0));
+    }
+  }
+}
+
+void ReportData::Person::open(Time time, const std::string& scope) {
+  const auto [place, isNew] = openScopes.try_emplace(scope);
+  if (!isNew) scopes[place->second].end = time;
+  place->second = scopes.size();
+  scopes.push_back({scope, time, {}, ""});
+}
+
+void ReportData::Person::close(Time time, const ScopeRow& row) {
+  const auto place = openScopes.find(row.scope);
+  if (place == openScopes.end()) {
+    scopes.push_back({row.scope, time, time, row.label});
+    return;
+  }
+  Scope& scope = scopes[place->second];
+  scope.end = time;
+  scope.label = row.label;
+  scope.samples = row.samples;
+  openScopes.erase(place);
+}
+
+void ReportData::Person::remove(Time time) {
+  isRemoved = true;
+  for (const auto& [name, index] : openScopes) scopes[index].end = time;
+  openScopes.clear();
+}
+
+/// The rows that begin a stretch without gaps.
+std::vector<std::int32_t> ReportData::Person::stretches() const {
+  const auto stepTo = [this](std::size_t row) {
+    const auto time = [this](std::size_t at) { return Time(Time::duration(times[at])); };
+    return between(time(row - 1), time(row)).count();
+  };
+  Intervals intervals;
+  for (std::size_t row = 1; row < times.size(); ++row) {
+    if (!begins[row]) intervals.add(stepTo(row));
+  }
+  const std::int64_t limit = intervals.gapLimit();
+  std::vector<std::int32_t> rows;
+  for (std::size_t row = 0; row < times.size(); ++row) {
+    if (row == 0 || begins[row] || stepTo(row) > limit) {
+      rows.push_back(static_cast<std::int32_t>(row));
+    }
+  }
+  return rows;
+}
+
+void ReportData::Person::write(JsonLineWriter& json, Time end) const {
+  writeColumn(json, "time", times);
+  writeColumn(json, "begins", stretches());
+  for (std::size_t column = 0; column < floats.size(); ++column) {
+    writeColumn(json, floatNames.at(column), floats.at(column));
+  }
+  writeColumn(json, "mood", moods);
+  json.key("moves");
+  json.begin();
+  for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
+    json.key(nameOf(movedQuantities.at(index)));
+    json.beginList();
+    for (const Moves& of : moves.at(index)) {
+      std::vector<std::int16_t> rows = of.rows;
+      rows.resize(times.size());
+      json.begin();
+      json.member("reason", of.reason);
+      writeColumn(json, "rows", rows);
+      json.end();
+    }
+    json.endList();
+  }
+  json.end();
+  json.key("scopes");
+  json.beginList();
+  for (const Scope& scope : scopes) {
+    json.begin();
+    json.member("scope", scope.name);
+    writeTime(json, "from", scope.begin);
+    writeTime(json, "to", scope.end.value_or(end));
+    json.member("label", scope.label);
+    json.member("samples", scope.samples);
+    json.end();
+  }
+  json.endList();
+}
+
+void ReportData::add(Time time, const Event& event, const Row& row) {
+  if (_isEmpty) _begin = time;
+  _isEmpty = false;
+  _end = time;
+  if (const auto* start = std::get_if<StartRecording>(&event.what)) {
+    _persons[start->person].open(time, start->scope);
+  }
+  if (const auto* remove = std::get_if<Remove>(&event.what)) {
+    const auto person = _persons.find(remove->person);
+    if (person != _persons.end()) person->second.remove(time);
+  }
+  if (const auto* state = std::get_if<StateRow>(&row)) _persons[state->person].add(time, *state);
+  if (const auto* scope = std::get_if<ScopeRow>(&row)) _persons[scope->person].close(time, *scope);
+  if (const auto* room = std::get_if<AmbianceRow>(&row)) {
+    _roomTimes.push_back(nanoseconds(time));
+    _agitation.push_back(bitsOf(room->agitation));
+  }
+}
+
+std::string ReportData::json(std::string_view recording, std::string_view source,
+                             std::string_view failure) const {
+  fmt::memory_buffer text;
+  JsonLineWriter json(text);
+  json.member("recording", recording);
+  json.member("source", source);
+  json.member("failure", failure);
+  writeTime(json, "start", _begin);
+  writeTime(json, "end", _end);
+  json.key("persons");
+  json.beginList();
+  for (const auto& [id, person] : _persons) {
+    json.begin();
+    json.member("person", id);
+    person.write(json, _end);
+    json.end();
+  }
+  json.endList();
+  json.key("room");
+  json.begin();
+  writeColumn(json, "time", _roomTimes);
+  writeColumn(json, "agitation", _agitation);
+  json.end();
+  json.finish();
+
+  // Only texts have a "<", and there this is the same character.
+  std::string safe;
+  safe.reserve(text.size());
+  for (const char character : text) {
+    if (character == '<') {
+      safe += "\\u003c";
+    } else {
+      safe += character;
+    }
+  }
+  return safe;
+}
+
+}  // namespace zorvel

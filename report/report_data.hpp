@@ -1,0 +1,82 @@
+#ifndef ZORVEL_REPORT_REPORT_DATA_HPP
+#define ZORVEL_REPORT_REPORT_DATA_HPP
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "playback/playback.hpp"
+
+namespace zorvel {
+
+class JsonLineWriter;
+
+/// What a report shows of a recording: every value of every cycle, the scopes, and the room.
+class ReportData {
+ public:
+  /// Adds an event that was played at `time`, and what it gave.
+  void add(Time time, const Event& event, const Row& row);
+
+  /// One line of JSON for the page's script. It may stand inside an element of the page: whatever
+  /// the names in the recording are, nothing in it ends the element. `failure` is what ended the
+  /// recording early; empty if nothing did.
+  std::string json(std::string_view recording, std::string_view source,
+                   std::string_view failure) const;
+
+ private:
+  struct Scope {
+    std::string name;
+    Time begin;
+    /// None while it is open.
+    std::optional<Time> end;
+    /// Empty for one that was dropped rather than closed.
+    std::string label;
+    std::size_t samples = 0;
+  };
+
+  /// What a reason moved a quantity by in each cycle, in units of 1 / 10,000; the last cycles may
+  /// be missing, where it moved nothing.
+  struct Moves {
+    std::string_view reason;
+    std::vector<std::int16_t> rows;
+  };
+
+  struct Person {
+    std::vector<std::int64_t> times;
+    /// The bits of the floats, in the order of floatNames.
+    std::array<std::vector<std::int32_t>, 6> floats;
+    std::vector<std::int8_t> moods;
+    /// Of the valence and of the attention.
+    std::array<std::vector<Moves>, 2> moves;
+    /// Rows that begin anew, after a removal.
+    std::vector<bool> begins;
+    bool isRemoved = false;
+    std::vector<Scope> scopes;
+    /// Indices into scopes.
+    std::map<std::string, std::size_t> openScopes;
+
+    void add(Time time, const StateRow& row);
+    void addMoves(const std::vector<ZV::Force>& forces);
+    void open(Time time, const std::string& scope);
+    void close(Time time, const ScopeRow& row);
+    void remove(Time time);
+    std::vector<std::int32_t> stretches() const;
+    void write(JsonLineWriter& json, Time end) const;
+  };
+
+  Time _begin{};
+  Time _end{};
+  bool _isEmpty = true;
+  std::map<std::int32_t, Person> _persons;
+  std::vector<std::int64_t> _roomTimes;
+  std::vector<std::int32_t> _agitation;
+};
+
+}  // namespace zorvel
+
+#endif

@@ -1,0 +1,15 @@
+#ifndef ZORVEL_REPORT_REPORT_PAGE_HPP
+#define ZORVEL_REPORT_REPORT_PAGE_HPP
+
+#include <string_view>
+
+namespace zorvel {
+
+/// The whole page, with reportPageHole where the recording's data belong. Made by embed_page.cmake.
+std::string_view reportPage();
+
+constexpr std::string_view reportPageHole = "{{recording}}";
+
+}  // namespace zorvel
+
+#endif

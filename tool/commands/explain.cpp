@@ -1,0 +1,231 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "playback/csv.hpp"
+#include "playback/explainer.hpp"
+#include "playback/playback.hpp"
+#include "recording/failure.hpp"
+#include "recording/json_writer.hpp"
+#include "recording/recording_reader.hpp"
+#include "system/command_line.hpp"
+#include "system/interrupt.hpp"
+#include "system/progress.hpp"
+
+namespace zorvel {
+namespace {
+
+struct ExplainOptions {
+  std::string recording;
+  ExplainedTime time;
+  bool json = false;
+};
+
+/// Numbers in words have the sign that a text has, and no zero below it.
+std::string formatNumber(double number) {
+  if (std::isnan(number)) return "not a number";
+  const std::string digits = fmt::format("{:.4g}", std::round(std::abs(number) * 1e4) / 1e4);
+  return number < 0.0 && digits != "0" ? "−" + digits : digits;
+}
+
+std::string formatQuantity(std::size_t index) {
+  std::string name(nameOf(static_cast<ZV::Quantity>(index)));
+  std::replace(name.begin(), name.end(), '_', ' ');
+  return name;
+}
+
+/// One force, or what the forces of one reason came to.
+std::string formatReason(const ReasonMoves& moves) {
+  const auto moved = formatNumber(moves.up - moves.down);
+  if (moves.forces > 1) {
+    return fmt::format("{} moved it by {} ({} forces)", moves.reason, moved, moves.forces);
+  }
+  return fmt::format("{} pulled it towards {} (strength {}), by {}", moves.reason,
+                     formatNumber(moves.target), formatNumber(moves.strength), moved);
+}
+
+/// Rounded up, so that a time that is asked for as it was told finds the same cycle.
+std::string formatSeconds(Time from, Time to) {
+  constexpr std::int64_t millisecond = 1'000'000;
+  const std::int64_t nanoseconds = between(from, to).count();
+  const std::int64_t milliseconds =
+      nanoseconds / millisecond + (nanoseconds % millisecond > 0 ? 1 : 0);
+  return fmt::format("{}.{:03}", milliseconds / 1000, milliseconds % 1000);
+}
+
+std::string_view formatDirection(const QuantityMoves& moves) {
+  if (std::isnan(moves.before) || std::isnan(moves.after)) return "went";
+  return moves.after < moves.before ? "fell" : "rose";
+}
+
+void printMoment(std::int32_t person, const ExplainedPerson& moment, Time start) {
+  constexpr std::size_t mostReasons = 3;
+  fmt::print("person {} at {} s\n", person, formatSeconds(start, moment.last));
+  for (std::size_t index = 0; index < moment.why.quantities().size(); ++index) {
+    const QuantityMoves& moves = moment.why.quantities().at(index);
+    if (moves.reasons.empty()) continue;
+    auto reasons = moves.reasons;
+    std::stable_sort(reasons.begin(), reasons.end(),
+                     [](const ReasonMoves& left, const ReasonMoves& right) {
+                       return std::abs(left.up - left.down) > std::abs(right.up - right.down);
+                     });
+    const std::string before = formatNumber(moves.before);
+    const std::string after = formatNumber(moves.after);
+    if (before == after) {
+      fmt::print("  {} stayed at {}:\n", formatQuantity(index), after);
+    } else {
+      fmt::print("  {} {} from {} to {}:\n", formatQuantity(index), formatDirection(moves), before,
+                 after);
+    }
+    for (std::size_t rank = 0; rank < std::min(mostReasons, reasons.size()); ++rank) {
+      fmt::print("    {}\n", formatReason(reasons.at(rank)));
+    }
+    if (reasons.size() > mostReasons) {
+      fmt::print("    and {} more\n", reasons.size() - mostReasons);
+    }
+  }
+}
+
+void printSpan(std::int32_t person, const ExplainedPerson& span, Time start) {
+  fmt::print("person {} from {} to {} s, {} cycles", person, formatSeconds(start, span.first),
+             formatSeconds(start, span.last), span.cycles);
+  if (span.newStarts > 0) fmt::print(", removed and new {} times", span.newStarts);
+  fmt::print("\n");
+  for (std::size_t index = 0; index < span.why.quantities().size(); ++index) {
+    const QuantityMoves& moves = span.why.quantities().at(index);
+    if (moves.reasons.empty()) continue;
+    const double up = moves.up();
+    const double down = moves.down();
+    fmt::print("  {} from {} to {}, up by {} and down by {} in all\n", formatQuantity(index),
+               formatNumber(moves.before), formatNumber(moves.after), formatNumber(up),
+               formatNumber(down));
+    fmt::print("    {:<24} {:>8} {:>8} {:>9}\n", "reason", "up", "down", "forces");
+    const auto share = [](double part, double all) {
+      return all > 0.0 ? fmt::format("{:.1f} %", 100.0 * part / all) : std::string("-");
+    };
+    for (const ReasonMoves& reason : moves.reasons) {
+      fmt::print("    {:<24} {:>8} {:>8} {:>9}\n", reason.reason, share(reason.up, up),
+                 share(reason.down, down), reason.forces);
+    }
+  }
+}
+
+void printJson(std::int32_t person, const ExplainedPerson& explained, bool isMoment) {
+  fmt::memory_buffer text;
+  JsonLineWriter json(text);
+  const auto member = [&json](std::string_view name, double value) {
+    json.member(name, static_cast<float>(value));
+  };
+  json.member("person", person);
+  if (isMoment) {
+    json.member("time", explained.last);
+  } else {
+    json.member("from", explained.first);
+    json.member("to", explained.last);
+    json.member("cycles", explained.cycles);
+    json.member("new_starts", explained.newStarts);
+  }
+  for (std::size_t index = 0; index < explained.why.quantities().size(); ++index) {
+    const QuantityMoves& moves = explained.why.quantities().at(index);
+    if (moves.reasons.empty()) continue;
+    json.key(nameOf(static_cast<ZV::Quantity>(index)));
+    json.begin();
+    json.member("before", moves.before);
+    json.member("after", moves.after);
+    member("up", moves.up());
+    member("down", moves.down());
+    json.key("reasons");
+    json.beginList();
+    for (const ReasonMoves& reason : moves.reasons) {
+      json.begin();
+      json.member("reason", reason.reason);
+      json.member("forces", reason.forces);
+      member("up", reason.up);
+      member("down", reason.down);
+      if (isMoment && reason.forces == 1) {
+        json.member("target", reason.target);
+        json.member("strength", reason.strength);
+      }
+      json.end();
+    }
+    json.endList();
+    json.end();
+  }
+  json.finish();
+  fmt::print("{}", fmt::to_string(text));
+}
+
+void explain(const ExplainOptions& options) {
+  catchInterrupts();
+  RecordingReader recording(options.recording, waitForInput);
+  Explainer explainer(options.time);
+  std::optional<Failure> failure;
+  {
+    Progress progress(true);
+    failure =
+        playAll(recording, Forces::Watched, [&](Time time, const Event& event, const Row& row) {
+          explainer.add(time, event, row);
+          progress.update(recording.lines());
+        });
+  }
+  for (const auto& [person, explained] : explainer.persons()) {
+    if (options.json) {
+      printJson(person, explained, options.time.at.has_value());
+    } else if (options.time.at) {
+      printMoment(person, explained, explainer.start());
+    } else {
+      printSpan(person, explained, explainer.start());
+    }
+  }
+  if (failure) throw Failure(*failure);
+  if (explainer.persons().empty()) {
+    const std::string whoHas = options.time.person
+                                   ? fmt::format("person {} has no", *options.time.person)
+                                   : "nobody has a";
+    throw Failure(fmt::format("{}: {} cycle there; the recording is {} s long", options.recording,
+                              whoHas, formatSeconds(explainer.start(), explainer.end())));
+  }
+}
+
+}  // namespace
+
+void addExplain(CLI::App& tool) {
+  auto* const command = tool.add_subcommand(
+      "explain", "Tell why the state of a person is what it is: the reasons of its movements");
+  command->footer(
+      R"(A TIME is in seconds since the start of the recording, or like 1:23.5. For a moment (--at) it tells
+what moved each person in the last cycle until then, the strongest reasons first; for a span, or
+without one for the whole recording, each reason's share of all movement up and down. With --json,
+one object a line for each person, with every reason. After a bad line it tells everything up to it.
+
+Examples:
+  zorvel explain meeting.jsonl --person 1 --at 12.5
+  zorvel explain meeting.jsonl --from 1:00 --to 1:30 --json)");
+  const auto options = std::make_shared<ExplainOptions>();
+  command->add_option("RECORDING", options->recording, "The recording; - reads standard input")
+      ->required();
+  command->add_option("--person", options->time.person, "This person alone")
+      ->check(isBetween(std::numeric_limits<std::int32_t>::min(),
+                        std::numeric_limits<std::int32_t>::max()))
+      ->type_name("N");
+  auto* const at = addTimeOption(*command, "--at", options->time.at, "The moment");
+  addTimeOption(*command, "--from", options->time.from, "Where the span begins")->excludes(at);
+  addTimeOption(*command, "--to", options->time.to, "Where it ends, itself included")->excludes(at);
+  command->add_flag("--json", options->json, "Write JSON");
+  command->callback([options] {
+    if (options->time.from > options->time.to) {
+      throw CLI::ValidationError("--from", "is after --to");
+    }
+    explain(*options);
+  });
+}
+
+}  // namespace zorvel

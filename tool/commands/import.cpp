@@ -1,0 +1,135 @@
+#include "import/import.hpp"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+
+#include "recording/failure.hpp"
+#include "recording/recording_writer.hpp"
+#include "system/command_line.hpp"
+#include "system/interrupt.hpp"
+#include "system/progress.hpp"
+#include "system/text_output.hpp"
+
+namespace zorvel {
+namespace {
+
+constexpr const char* defaultStart = "2000-01-01T00:00:00Z";
+
+struct FileOptions {
+  std::string file;
+  std::string output = "-";
+  ImportOptions faces;
+};
+
+void importFile(const FileOptions& options, const char* source, Importer importRows) {
+  catchInterrupts();
+  CsvReader rows(options.file, waitForInput);
+  TextOutput output(options.output);
+  appendHeader(output.text(), source);
+  {
+    Progress progress(options.output != "-");
+    const auto use = [&output](const Event& event) { appendEvent(output.text(), event); };
+    try {
+      importRows(rows, options.faces, use, [&] {
+        output.flush();
+        progress.update(rows.lines());
+      });
+    } catch (const Failure&) {
+      // On standard output, what the rows before a bad one tell stands.
+      output.flush();
+      throw;
+    }
+  }
+  output.flush();
+  output.commit();
+  if (!rows.leftOut().empty()) fmt::print(stderr, "{}\n", rows.leftOut());
+}
+
+std::shared_ptr<FileOptions> addOptions(CLI::App& command) {
+  auto options = std::make_shared<FileOptions>();
+  options->faces.start = *readDate(defaultStart);
+  command.add_option("FILE", options->file, "The CSV file; - reads standard input")->required();
+  command
+      .add_option(
+          "-o,--output", options->output,
+          "The recording to write; it appears when it is whole. - writes to standard output")
+      ->type_name("FILE")
+      ->capture_default_str();
+  command
+      .add_option_function<std::string>(
+          "--start",
+          [options](const std::string& text) {
+            const auto start = readDate(text);
+            if (!start) {
+              throw CLI::ValidationError(
+                  "--start", text + " is neither a time like " + defaultStart +
+                                 " nor nanoseconds since 1970, or not from 1823 to 2116");
+            }
+            options->faces.start = *start;
+          },
+          "The time at which the file begins: ISO 8601 in UTC, or nanoseconds since 1970")
+      ->type_name("TIME")
+      ->default_str(defaultStart);
+  command
+      .add_option("--gap", options->faces.gapSeconds,
+                  "A person unseen for longer is removed, and a new one on return")
+      ->type_name("SECONDS")
+      ->check(isBetween(0.0, 1e9))
+      ->capture_default_str();
+  command.add_flag("--mirrored", options->faces.mirrored,
+                   "The video shows a mirror image: yaw and roll change their signs");
+  return options;
+}
+
+CLI::Option* addFramesPerSecond(CLI::App& command, FileOptions& options,
+                                const std::string& description) {
+  return command.add_option("--fps", options.faces.framesPerSecond, description)
+      ->type_name("RATE")
+      ->check(isBetween(1e-3, 1e6));
+}
+
+void addOpenFace(CLI::App& importCommand) {
+  auto* const command = importCommand.add_subcommand("openface", "Import what OpenFace 2.x writes");
+  command->footer(R"(Example:
+  zorvel import openface webcam.csv --output webcam.jsonl)");
+  const auto options = addOptions(*command);
+  addFramesPerSecond(*command, *options,
+                     "Frames per second of image sequences, in which every timestamp is 0");
+  command
+      ->add_option("--full-intensity", options->faces.fullIntensity,
+                   "The intensity of an action unit that counts as full; other than 3 (\"marked\" "
+                   "on the scale from 0 to 5) for files whose units were rescaled")
+      ->type_name("VALUE")
+      ->check(isBetween(1e-3, 1e6))
+      ->capture_default_str();
+  command->callback([options] { importFile(*options, "openface", importOpenFace); });
+}
+
+void addPyFeat(CLI::App& importCommand) {
+  auto* const command = importCommand.add_subcommand("pyfeat", "Import what py-feat writes");
+  command->footer(R"(Example:
+  zorvel import pyfeat speaker.csv --fps 25 | zorvel replay - --output results)");
+  const auto options = addOptions(*command);
+  addFramesPerSecond(*command, *options, "Frames per second of the video")->required();
+  command->callback([options] { importFile(*options, "pyfeat", importPyFeat); });
+}
+
+}  // namespace
+
+void addImport(CLI::App& tool) {
+  auto* const command = tool.add_subcommand(
+      "import", "Turn a file of face analysis into a recording, ready to be replayed");
+  command->require_subcommand(1);
+  command->footer(
+      R"(Each frame gives an observation for each person with a face in it, and says of the persons seen
+before that they are not seen or, after a gap, removed.
+
+Example:
+  zorvel import openface webcam.csv --output webcam.jsonl)");
+  addOpenFace(*command);
+  addPyFeat(*command);
+}
+
+}  // namespace zorvel

@@ -1,0 +1,29 @@
+#ifndef ZORVEL_TOOL_COMMANDS_INFO_INFO_REPORT_HPP
+#define ZORVEL_TOOL_COMMANDS_INFO_INFO_REPORT_HPP
+
+#include <cstdint>
+#include <string>
+
+#include "inspection/recording_facts.hpp"
+
+namespace zorvel {
+
+/// Where the facts are from.
+struct InfoSource {
+  std::string recording;
+  /// What its header says of where it comes from.
+  std::string header;
+  /// All lines read, blank ones and the header included.
+  std::uint64_t lines = 0;
+  /// Why reading ended before the end; empty when it did not.
+  std::string error;
+};
+
+/// The facts and what looks wrong with them, for the terminal.
+std::string formatInfo(const InfoSource& source, const RecordingFacts& facts);
+/// The same as a JSON object, with all persons.
+std::string formatInfoJson(const InfoSource& source, const RecordingFacts& facts);
+
+}  // namespace zorvel
+
+#endif

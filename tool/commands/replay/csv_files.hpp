@@ -1,0 +1,36 @@
+#ifndef ZORVEL_TOOL_COMMANDS_REPLAY_CSV_FILES_HPP
+#define ZORVEL_TOOL_COMMANDS_REPLAY_CSV_FILES_HPP
+
+#include <filesystem>
+#include <optional>
+
+#include "playback/playback.hpp"
+#include "system/output_file.hpp"
+
+namespace zorvel {
+
+/// Writes what a recording gives as CSV files: timeline.csv, scopes.csv and ambiance.csv, and
+/// forces.csv where forces are watched.
+class CsvFiles {
+ public:
+  /// Makes the folder, with its parents, and begins the files. Throws Failure.
+  CsvFiles(const std::filesystem::path& folder, Forces forces);
+
+  /// Writes a row at `time`, into the file that it belongs to. Throws Failure.
+  void write(Time time, const Row& row);
+
+  /// Finishes all files, then gives them their names, and removes the forces of an earlier replay,
+  /// which belong to another timeline. Without it they leave no trace. Throws Failure.
+  void commit();
+
+ private:
+  std::filesystem::path _folder;
+  OutputFile _timeline;
+  OutputFile _scopes;
+  OutputFile _ambiance;
+  std::optional<OutputFile> _forces;
+};
+
+}  // namespace zorvel
+
+#endif

@@ -1,0 +1,218 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <future>
+#include <ku/log.hpp>
+#include <optional>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "commands/replay/csv_files.hpp"
+#include "playback/csv.hpp"
+#include "playback/playback.hpp"
+#include "playback/summary.hpp"
+#include "recording/failure.hpp"
+#include "recording/recording_reader.hpp"
+#include "system/command_line.hpp"
+#include "system/interrupt.hpp"
+#include "system/progress.hpp"
+#include "system/text_output.hpp"
+
+namespace zorvel {
+namespace {
+
+struct ReplayOptions {
+  std::vector<std::string> recordings;
+  std::string output = ".";
+  std::string timeline;
+  unsigned int jobs = std::max(1U, std::thread::hardware_concurrency());
+  bool quiet = false;
+  bool forces = false;
+};
+
+/// One recording of several, and what came of it.
+struct Job {
+  std::string recording;
+  std::filesystem::path folder;
+  Summary summary;
+  std::string failure;
+};
+
+/// Replays one recording into the folder. Returns what ended it early, as playAll does.
+std::optional<Failure> replayInto(const std::filesystem::path& folder, const std::string& name,
+                                  Forces forces, Summary& summary, bool showProgress) {
+  RecordingReader recording(name, waitForInput);
+  CsvFiles files(folder, forces);
+  Progress progress(showProgress);
+  auto failure = playAll(recording, forces, [&](Time time, const Event& /*event*/, const Row& row) {
+    files.write(time, row);
+    summary.add(time, row);
+    progress.update(recording.lines());
+  });
+  // A file that cannot even be begun takes no earlier results away.
+  if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
+  files.commit();
+  return failure;
+}
+
+Forces watched(const ReplayOptions& options) {
+  return options.forces ? Forces::Watched : Forces::Unwatched;
+}
+
+void replayOne(const ReplayOptions& options) {
+  Summary summary;
+  const auto failure = replayInto(options.output, options.recordings.front(), watched(options),
+                                  summary, !options.quiet);
+  if (!options.quiet) fmt::print("{}", summary.text());
+  if (failure) throw Failure(*failure);
+}
+
+/// Writes nothing but the timeline: the tool as a filter.
+void replayTimeline(const ReplayOptions& options) {
+  RecordingReader recording(options.recordings.front(), waitForInput);
+  TextOutput output(options.timeline);
+  output.append(timelineHeader);
+  const auto failure =
+      playAll(recording, Forces::Unwatched, [&](Time time, const Event& /*event*/, const Row& row) {
+        const auto* state = std::get_if<StateRow>(&row);
+        if (state == nullptr) return;
+        appendRow(output.text(), time, *state);
+        output.flush();
+      });
+  output.commit();
+  if (failure) throw Failure(*failure);
+}
+
+/// A job for each recording, each with a folder of its own under the output folder.
+std::vector<Job> makeJobs(const ReplayOptions& options) {
+  std::vector<Job> jobs;
+  std::set<std::string> taken;
+  for (const auto& recording : options.recordings) {
+    std::string name = std::filesystem::path(recording).stem().string();
+    if (recording == "-" || name.empty() || name == "." || name == "..") name = "recording";
+    std::string unique = name;
+    for (int number = 2; !taken.insert(unique).second; ++number) {
+      unique = fmt::format("{}-{}", name, number);
+    }
+    jobs.push_back({recording, std::filesystem::path(options.output) / unique, {}, {}});
+  }
+  return jobs;
+}
+
+void printJobs(const std::vector<Job>& jobs) {
+  std::size_t width = 9;
+  for (const auto& job : jobs) width = std::max(width, job.recording.size());
+  fmt::print("{:<{}} {:>7} {:>11} {:>9} {:>11}  {}\n", "recording", width, "people", "cycles",
+             "scopes", "seconds", "folder");
+  const auto printRow = [width](const std::string& name, const Summary::Total& total,
+                                const std::string& folder) {
+    fmt::print("{:<{}} {:>7} {:>11} {:>9} {:>11.3f}  {}\n", name, width, total.persons,
+               total.cycles, total.scopes, total.seconds, folder);
+  };
+  Summary::Total all;
+  for (const auto& job : jobs) {
+    const Summary::Total total = job.summary.total();
+    printRow(job.recording, total, job.folder.string() + (job.failure.empty() ? "" : " (failed)"));
+    all += total;
+  }
+  printRow("total", all, "");
+}
+
+/// Replays several recordings at once, each on a clock of its own. One that fails fails alone.
+void replayMany(const ReplayOptions& options) {
+  std::vector<Job> jobs = makeJobs(options);
+  std::atomic<std::size_t> next{0};
+  const auto work = [&] {
+    for (std::size_t index = next++; index < jobs.size(); index = next++) {
+      Job& job = jobs.at(index);
+      try {
+        const auto failure =
+            replayInto(job.folder, job.recording, watched(options), job.summary, false);
+        if (failure) job.failure = failure->what();
+      } catch (const std::exception& error) {
+        job.failure = error.what();
+      }
+    }
+  };
+  {
+    std::vector<std::future<void>> workers;
+    const std::size_t count = std::min<std::size_t>(options.jobs, jobs.size());
+    for (std::size_t worker = 0; worker < count; ++worker) {
+      workers.push_back(std::async(std::launch::async, work));
+    }
+    for (auto& worker : workers) worker.get();
+  }
+  if (!options.quiet) printJobs(jobs);
+  std::string failures;
+  for (const auto& job : jobs) {
+    if (!job.failure.empty()) failures += (failures.empty() ? "" : "\n") + job.failure;
+  }
+  if (!failures.empty()) throw Failure(failures);
+}
+
+void replay(const ReplayOptions& options) {
+  catchInterrupts();
+  if (options.quiet) ku::log::setLevel(ku::log::Error);
+  if (!options.timeline.empty()) {
+    replayTimeline(options);
+  } else if (options.recordings.size() > 1) {
+    replayMany(options);
+  } else {
+    replayOne(options);
+  }
+}
+
+}  // namespace
+
+void addReplay(CLI::App& tool) {
+  auto* const command =
+      tool.add_subcommand("replay", "Replay recordings and write what the estimator makes of them");
+  command->footer(R"(Writes three files into the output folder:
+  timeline.csv  the state of each person after each cycle
+  scopes.csv    the label of each recorded scope
+  ambiance.csv  the room after each activity measurement
+and, with --forces,
+  forces.csv    each force that moved a person: quantity, reason, target, strength, before, after
+and prints a summary. After a bad line they hold everything up to it. Several recordings are replayed
+at once, each into a folder of its own, DIR/NAME; one that fails fails alone.
+
+Examples:
+  zorvel replay meeting.jsonl --output results
+  zorvel replay monday.jsonl tuesday.jsonl --output results
+  zorvel replay - --timeline - < meeting.jsonl > timeline.csv)");
+  const auto options = std::make_shared<ReplayOptions>();
+  command->add_option("RECORDING", options->recordings, "The recordings; - reads standard input")
+      ->required();
+  auto* const output =
+      command->add_option("-o,--output", options->output, "The folder to write into")
+          ->type_name("DIR")
+          ->capture_default_str();
+  command
+      ->add_option("--timeline", options->timeline,
+                   "Write the timeline alone, into this file; - is standard output")
+      ->type_name("FILE")
+      ->excludes(output);
+  command->add_option("-j,--jobs", options->jobs, "How many recordings to replay at once")
+      ->type_name("N")
+      ->check(isBetween(1, 10'000))
+      ->default_str("as many as there are processors");
+  command
+      ->add_flag("--forces", options->forces,
+                 "Write forces.csv too: why each state moved as it did; a large file")
+      ->excludes("--timeline");
+  command->add_flag("-q,--quiet", options->quiet, "No summary, no progress, no warnings");
+  command->callback([options] {
+    if (!options->timeline.empty() && options->recordings.size() > 1) {
+      throw CLI::ValidationError("--timeline", "takes one recording");
+    }
+    if (std::count(options->recordings.begin(), options->recordings.end(), "-") > 1) {
+      throw CLI::ValidationError("RECORDING", "standard input can be read only once");
+    }
+    replay(*options);
+  });
+}
+
+}  // namespace zorvel

@@ -1,0 +1,69 @@
+#include <CLI/CLI.hpp>
+#include <optional>
+
+#include "playback/playback.hpp"
+#include "recording/failure.hpp"
+#include "recording/recording_reader.hpp"
+#include "report/report_data.hpp"
+#include "report/report_page.hpp"
+#include "system/interrupt.hpp"
+#include "system/progress.hpp"
+#include "system/text_output.hpp"
+
+namespace zorvel {
+namespace {
+
+void report(const std::string& name, const std::string& output) {
+  catchInterrupts();
+  RecordingReader recording(name, waitForInput);
+  TextOutput page(output);
+  ReportData data;
+  std::optional<Failure> failure;
+  {
+    Progress progress(true);
+    failure =
+        playAll(recording, Forces::Watched, [&](Time time, const Event& event, const Row& row) {
+          data.add(time, event, row);
+          progress.update(recording.lines());
+        });
+  }
+  // A file that cannot even be begun takes no earlier report away.
+  if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
+  // What the lines before a bad one gave is whole, so it is shown.
+  const std::string title =
+      name == "-" ? "standard input" : std::filesystem::path(name).filename().string();
+  const std::string_view frame = reportPage();
+  const std::size_t hole = frame.find(reportPageHole);
+  page.append(frame.substr(0, hole));
+  page.append(data.json(title, recording.source(), failure ? failure->what() : ""));
+  page.append(frame.substr(hole + reportPageHole.size()));
+  page.flush();
+  page.commit();
+  if (failure) throw Failure(*failure);
+}
+
+}  // namespace
+
+void addReport(CLI::App& tool) {
+  auto* const command =
+      tool.add_subcommand("report", "Show a recording, replayed, on one page for a browser");
+  command->footer(
+      R"(The page shows each person's valence, attention, mood, ease and scopes over time, the
+room's agitation, a summary and the greatest changes. It is one file that holds every
+cycle, needs no network, and zooms: drag, double click, or + - left right 0. After a bad
+line it shows everything up to it.
+
+Example:
+  zorvel report meeting.jsonl --output meeting.html)");
+  const auto recording = std::make_shared<std::string>();
+  const auto output = std::make_shared<std::string>("report.html");
+  command->add_option("RECORDING", *recording, "The recording; - reads standard input")->required();
+  command
+      ->add_option("-o,--output", *output,
+                   "The page to write; it appears when it is whole. - writes to standard output")
+      ->type_name("FILE")
+      ->capture_default_str();
+  command->callback([recording, output] { report(*recording, *output); });
+}
+
+}  // namespace zorvel

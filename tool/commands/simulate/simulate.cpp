@@ -1,0 +1,84 @@
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "commands/simulate/scene.hpp"
+#include "recording/recording_writer.hpp"
+#include "system/interrupt.hpp"
+#include "system/text_output.hpp"
+
+namespace zorvel {
+namespace {
+
+// 2023-11-14, 22:13:20 UTC: any time will do, but it must always be the same.
+constexpr std::int64_t startSeconds = 1'700'000'000;
+constexpr std::int64_t secondNanoseconds = 1'000'000'000;
+
+struct SimulateOptions {
+  std::int32_t people = 3;
+  std::int64_t seconds = 60;
+  std::int32_t rate = 30;
+  std::int64_t seed = 1;
+  std::string output = "-";
+};
+
+void simulate(const SimulateOptions& options) {
+  catchInterrupts();
+  TextOutput output(options.output);
+  const auto write = [&output](const Event& event) { appendEvent(output.text(), event); };
+  const auto timeOf = [&options](std::int64_t cycle) {
+    return Time(Time::duration((startSeconds + cycle / options.rate) * secondNanoseconds +
+                               cycle % options.rate * secondNanoseconds / options.rate));
+  };
+  appendHeader(output.text(), "simulate");
+  Scene scene(options.people, options.rate, static_cast<std::uint64_t>(options.seed));
+  const std::int64_t cycles = options.seconds * options.rate;
+  for (std::int64_t cycle = 0; cycle < cycles; ++cycle) {
+    throwIfInterrupted();
+    scene.step(timeOf(cycle), write);
+    output.flush();
+  }
+  scene.finish(timeOf(cycles), write);
+  output.flush();
+  output.commit();
+}
+
+}  // namespace
+
+void addSimulate(CLI::App& tool) {
+  auto* const command =
+      tool.add_subcommand("simulate", "Make a recording of a small scene, to try things with");
+  command->footer(
+      R"(People come, greet the robot, listen, look away, get upset or sad, make it up and leave; after
+a while they come again. They look, smile, speak, touch and are not seen now and then; readings
+are noisy, late, or missing. In 60 seconds every event and every field occurs. The same options
+give the same bytes on every machine.
+
+Examples:
+  zorvel simulate | zorvel replay - --output results
+  zorvel simulate --people 20 --seconds 3600 --output load.jsonl)");
+  const auto options = std::make_shared<SimulateOptions>();
+  command->add_option("--people", options->people, "How many people come and go")
+      ->check(CLI::Range(1, 10'000))
+      ->capture_default_str();
+  command->add_option("--seconds", options->seconds, "How long the scene is")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1'000'000'000}))
+      ->capture_default_str();
+  command->add_option("--rate", options->rate, "Cycles a second")
+      ->check(CLI::Range(1, 1'000))
+      ->capture_default_str();
+  command->add_option("--seed", options->seed, "Another number gives another scene")
+      ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
+      ->capture_default_str();
+  command
+      ->add_option(
+          "-o,--output", options->output,
+          "The recording to write; it appears when it is whole. - writes to standard output")
+      ->type_name("FILE")
+      ->capture_default_str();
+  command->callback([options] { simulate(*options); });
+}
+
+}  // namespace zorvel

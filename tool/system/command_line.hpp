@@ -1,0 +1,47 @@
+#ifndef ZORVEL_TOOL_SYSTEM_COMMAND_LINE_HPP
+#define ZORVEL_TOOL_SYSTEM_COMMAND_LINE_HPP
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+
+#include "recording/event.hpp"
+
+namespace zorvel {
+
+// What the command lines of several commands have in common.
+
+/// Takes a number from `lowest` to `highest`; NaN is not one.
+CLI::Validator isBetween(double lowest, double highest);
+
+/// Reads a time since the start of a recording: seconds, or minutes and seconds, or hours, minutes
+/// and seconds, to the nearest nanosecond; none when it is none of them or too long for a
+/// recording.
+std::optional<Time::duration> readTimeSinceStart(const std::string& text);
+
+/// Reads nanoseconds since 1970, or a date with time in ISO 8601; none when it is neither or out of
+/// a recording's range.
+std::optional<Time> readDate(const std::string& text);
+
+/// An option that takes a time since the start of a recording. `Duration` is Time::duration, or an
+/// optional one.
+template <typename Duration>
+CLI::Option* addTimeOption(CLI::App& command, const std::string& name, Duration& time,
+                           const std::string& description) {
+  return command
+      .add_option_function<std::string>(
+          name,
+          [name, &time](const std::string& text) {
+            const auto read = readTimeSinceStart(text);
+            if (!read) {
+              throw CLI::ValidationError(name, text + " is neither seconds nor like 1:23.5");
+            }
+            time = *read;
+          },
+          description)
+      ->type_name("TIME");
+}
+
+}  // namespace zorvel
+
+#endif
