@@ -28,17 +28,19 @@ void importFile(const FileOptions& options, const char* source, Importer importR
   CsvReader rows(options.file, waitForInput);
   TextOutput output(options.output);
   appendHeader(output.text(), source);
+  bool isRecognised = false;
   {
     Progress progress(options.output != "-");
     const auto use = [&output](const Event& event) { appendEvent(output.text(), event); };
     try {
       importRows(rows, options.faces, use, [&] {
+        isRecognised = true;
         output.flush();
         progress.update(rows.lines());
       });
     } catch (const Failure&) {
       // On standard output, what the rows before a bad one tell stands.
-      output.flush();
+      if (isRecognised) output.flush();
       throw;
     }
   }
