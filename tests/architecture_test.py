@@ -1,0 +1,69 @@
+"""Holds the table of modules in ARCHITECTURE.md against what the sources include."""
+
+import collections
+import pathlib
+import re
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+FRONT_ENDS = ["recording", "playback", "inspection", "import", "report", "tool"]
+OPEN_TO_ALL = {"zv/export.hpp", "zv/version.hpp", "log_categories.hpp"}
+
+
+def sources(*folders):
+    return [path for folder in folders for path in (ROOT / folder).rglob("*.[ch]pp")]
+
+
+def documented():
+    text = (ROOT / "ARCHITECTURE.md").read_text()
+    table = text[text.index("| module |"):text.index("`include/zv/` are")]
+    return {name: sorted(filter(None, included.split(", ")))
+            for name, included in re.findall(r"^\| `(?:src/)?(.+?)` \|.*\| ?(.*?) ?\|$", table, re.M)}
+
+
+def module_of(path):
+    folders = path.relative_to(ROOT).parts[:-1]
+    if folders[0] == "include":
+        source = next((source for source in sources("src") if source.stem == path.stem), None)
+        return module_of(source) if source else "observation"
+    if folders[0] == "src":
+        return folders[1] if len(folders) > 1 else path.stem
+    return "/".join(folders[:2]) if folders[0] == "tool" else folders[0]
+
+
+def found():
+    """Of each module, those that it includes from."""
+    modules = collections.defaultdict(set)
+    for path in sources("src", "include", *FRONT_ENDS):
+        module = module_of(path)
+        if path.name in OPEN_TO_ALL:
+            continue
+        is_library = path.relative_to(ROOT).parts[0] in ("src", "include")
+        for name in re.findall(r'#include [<"]([^>"]+)[>"]', path.read_text()):
+            if name in OPEN_TO_ALL:
+                continue
+            if name.startswith("zv/") and not is_library:
+                modules[module].add("library")
+                continue
+            folders = ["include", "src"] if is_library else [".", "tool"]
+            included = [ROOT / folder / name for folder in folders if (ROOT / folder / name).exists()]
+            modules[module].update(map(module_of, included))
+        modules[module].discard(module)
+    return {module: sorted(included) for module, included in modules.items()}
+
+
+class ArchitectureTest(unittest.TestCase):
+    maxDiff = None
+
+    def test_a_module_includes_what_its_row_says(self):
+        self.assertEqual(found(), documented())
+
+    def test_a_command_leans_on_no_other(self):
+        commands = ROOT / "tool/commands"
+        for path in sources("tool/commands"):
+            own = path.relative_to(commands).parts[0]
+            for name in re.findall(r'#include "commands/([^/"]+)', path.read_text()):
+                self.assertEqual(name, own, path)
+
+
+unittest.main()
