@@ -109,6 +109,14 @@ inline constexpr std::tuple observationFields = [] {
 
 inline constexpr std::size_t fieldCount = std::tuple_size_v<decltype(observationFields)>;
 
+static_assert(std::apply(
+                  [](const auto&... field) {
+                    const ZV::PersonObservation* const none = nullptr;
+                    return (sizeof(none->*field.member) + ...);
+                  },
+                  observationFields) == sizeof(ZV::PersonObservation),
+              "the table has every field of an observation");
+
 /// The same without their types.
 inline constexpr std::array<FieldKind, fieldCount> fieldKinds = std::apply(
     [](const auto&... field) { return std::array{static_cast<const FieldKind&>(field)...}; },
