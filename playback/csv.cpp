@@ -12,10 +12,10 @@ namespace {
 template <typename Number>
 void append(fmt::memory_buffer& text, Number number) {
   if constexpr (std::is_floating_point_v<Number>) {
-    // The sign of a NaN says nothing.
+    // The sign of a NaN has no meaning.
     if (std::isnan(number)) number = std::abs(number);
   }
-  // A float gets the digits that give the same float back.
+  // The shortest digits that read back as the same number.
   fmt::format_to(std::back_inserter(text), "{}", number);
 }
 
@@ -23,7 +23,7 @@ void append(fmt::memory_buffer& text, std::string_view part) {
   text.append(part.data(), part.data() + part.size());
 }
 
-/// Quoted as RFC 4180 asks: when it holds a comma, a quote or a line end.
+/// Quoted, by RFC 4180, if it holds a comma, a quote or a line end.
 void append(fmt::memory_buffer& text, const std::string& field) {
   if (field.find_first_of(",\"\r\n") == std::string::npos) {
     append(text, std::string_view(field));

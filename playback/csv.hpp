@@ -12,8 +12,7 @@ namespace zorvel {
 /// The quantity's name, as in the columns of timeline.csv.
 std::string_view nameOf(ZV::Quantity quantity);
 
-// What a recording gives as CSV: the line with the names of the columns, and the line of a row,
-// each with its line end.
+// The results of a replay as CSV: the header lines, and a line for each row, with their line ends.
 
 extern const std::string_view timelineHeader;
 extern const std::string_view scopesHeader;

@@ -10,29 +10,29 @@
 
 namespace zorvel {
 
-/// What of a recording is to be explained; times since its start.
+/// Which part of a recording to explain; times are since its start.
 struct ExplainedTime {
-  /// This person alone.
+  /// Only this person.
   std::optional<std::int32_t> person;
-  /// A moment, in place of the span.
+  /// A moment, instead of the span.
   std::optional<Time::duration> at;
   Time::duration from{0};
   Time::duration to = Time::duration::max();
 };
 
-/// Why a person's state moved, and when that was.
+/// Why a person's state moved, and when.
 struct ExplainedPerson {
   Explanation why;
   std::uint64_t cycles = 0;
   Time first;
   Time last;
   bool isRemoved = false;
-  /// How often the person came anew after a removal, with a state of 0.
+  /// How often the person came back after a removal, with a new state.
   std::uint64_t newStarts = 0;
 };
 
-/// Explains, for a moment, the last cycle until then of each person who is there; for a span, all
-/// its cycles. The playback must watch forces.
+/// Explains the last cycle of each person up to a moment, or all cycles in a span. The playback
+/// must watch forces.
 class Explainer {
  public:
   explicit Explainer(const ExplainedTime& explained) : _explained(explained) {}
@@ -41,7 +41,7 @@ class Explainer {
   void add(Time time, const Event& event, const Row& row);
 
   const std::map<std::int32_t, ExplainedPerson>& persons() const { return _persons; }
-  /// Of the recording, so far.
+  /// When the recording starts, and the last event so far.
   Time start() const { return _start.value_or(Time()); }
   Time end() const { return _end; }
 

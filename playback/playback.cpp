@@ -82,7 +82,7 @@ void Playback::record(const ZV::Person& person) {
   ZV::ZVEmotionRecorder& recorder = found->second;
   const boost::unique_lock<boost::mutex> lock(recorder.mutex);
   if (!recorder.hasAnOpenScope_notMutexed()) return;
-  // A state of its own: a copy of the person's would change with every later cycle.
+  // Copies of the person's state share its record, so a sample needs a state of its own.
   const auto valence = person.personState.personValence();
   const auto attention = person.personState.personAttention();
   recorder.update_notMutexed(

@@ -46,7 +46,7 @@ struct AmbianceRow {
   float calm;
 };
 
-/// What an event gave; nothing for some.
+/// What came of an event, if anything.
 using Row = std::variant<std::monostate, StateRow, ScopeRow, AmbianceRow>;
 
 /// Plays events into the library: a graph of persons, a recorder for each, one room. The clock is
@@ -73,16 +73,16 @@ class Playback {
   void record(const ZV::Person& person);
 
   bool _watchesForces;
-  std::vector<ZV::Force> _forces;  // of the present cycle
+  std::vector<ZV::Force> _forces;  // of the current cycle
   ZV::SocialGraph _graph;
   std::map<std::int32_t, ZV::ZVEmotionRecorder> _recorders;
   ZV::AmbianceState _room;
 };
 
-/// Plays a whole recording on a clock that is set by its events and never runs backwards. After
-/// each event it calls `use` with the clock's time and what the event gave. Returns what ended it
-/// early, if anything did, with the place of the line: what was passed to `use` is whole. Throws
-/// what `use` throws.
+/// Plays a whole recording on a clock that its events set and that never runs backwards. After each
+/// event it calls `use` with the clock's time and what came of the event. Returns what ended it
+/// early, with the place of the line, if anything did; everything up to there has been passed to
+/// `use`. Throws what `use` throws.
 std::optional<Failure> playAll(RecordingReader& recording, Forces forces,
                                const std::function<void(Time, const Event&, const Row&)>& use);
 

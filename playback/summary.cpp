@@ -8,7 +8,7 @@
 namespace zorvel {
 namespace {
 
-// A recording may close scopes without end; the terminal shows the first, scopes.csv all.
+// A recording may close any number of scopes. The terminal shows the first, scopes.csv has all.
 constexpr std::size_t shownScopes = 20;
 
 }  // namespace
@@ -61,7 +61,7 @@ std::string Summary::text() const {
       return fmt::format("{:.1f} %", 100.0 * static_cast<double>(cycles.moods.at(mood)) / count);
     };
     const auto mean = [count](double value, double confidence) {
-      // Its sign bit would show.
+      // A NaN's sign would be printed.
       const auto number = [](double part) { return std::isnan(part) ? std::abs(part) : part; };
       return fmt::format("{:.3f} ({:.3f})", number(value / count), number(confidence / count));
     };

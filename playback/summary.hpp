@@ -11,7 +11,7 @@
 
 namespace zorvel {
 
-/// What a replay tells on the terminal: one line a person, and the scopes that were closed.
+/// What a replay prints on the terminal: a line for each person, and the scopes that were closed.
 class Summary {
  public:
   /// The whole recording in numbers.
@@ -27,7 +27,7 @@ class Summary {
 
   void add(Time time, const Row& row);
   Total total() const;
-  /// The whole text, several lines.
+  /// All of it, several lines.
   std::string text() const;
 
  private:

@@ -6,8 +6,9 @@
 
 namespace zorvel {
 
-/// How whole numbers are distributed, in memory that does not grow with their count: a histogram
-/// whose steps are as fine as 9 binary digits tell. The lowest and the highest number are exact.
+/// The distribution of whole numbers, in memory that does not grow with their count: a histogram
+/// with bins of a width of 9 significant binary digits. The lowest and the highest number are
+/// exact.
 class Distribution {
  public:
   void add(std::int64_t number);
@@ -18,21 +19,21 @@ class Distribution {
   std::int64_t lowest() const { return _lowest; }
   /// 0 when there is none.
   std::int64_t highest() const { return _highest; }
-  /// Within 0.4 %, and the nearer the less the numbers differ; the lower one of two; 0 when there
-  /// is none.
+  /// Accurate to 0.4 %, better where the numbers lie close together. Of two middle numbers the
+  /// lower; 0 when there is none.
   std::int64_t median() const;
-  /// How many are larger than `limit`, itself taken within 0.4 %.
+  /// How many are larger than `limit`, which is taken to 0.4 %.
   std::uint64_t countAbove(std::int64_t limit) const;
 
  private:
-  struct Step {
+  struct Bin {
     std::uint64_t count = 0;
-    /// The sum of how far the numbers are from the step's key.
+    /// The sum of the numbers' distances from the bin's key.
     double offsets = 0.0;
   };
 
-  /// By the number with all digits but the leading ones cleared.
-  std::map<std::int64_t, Step> _steps;
+  /// By the number rounded towards 0.
+  std::map<std::int64_t, Bin> _bins;
   std::uint64_t _count = 0;
   std::int64_t _lowest = 0;
   std::int64_t _highest = 0;

@@ -17,7 +17,7 @@ using Time = ku::SystemClock::time_point;
 /// A recording's times lie within this much of the epoch, on either side.
 constexpr Time::duration latestTime{std::int64_t{1} << 62};
 
-/// The time from one to the other, held to what 64 bits can tell.
+/// The time from one to the other, clamped to what 64 bits hold.
 inline Time::duration between(Time from, Time to) {
   Time::rep difference = 0;
   if (__builtin_sub_overflow(to.time_since_epoch().count(), from.time_since_epoch().count(),
@@ -48,7 +48,7 @@ struct Remove {
 };
 struct StartRecording {
   static constexpr std::string_view name = "start_recording";
-  /// The number of samples that means no limit.
+  /// As the number of samples: no limit.
   static constexpr std::int32_t unlimited = -1;
   std::int32_t person;
   std::string scope;

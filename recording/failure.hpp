@@ -19,7 +19,7 @@ class BadLine : public Failure {
   using Failure::Failure;
 };
 
-/// The failure of a system call on `name`, told from errno.
+/// The failure of a system call on `name`; `error` is errno.
 inline Failure systemFailure(const std::string& name, int error) {
   return Failure(name + ": " + std::generic_category().message(error));
 }

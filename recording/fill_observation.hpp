@@ -44,8 +44,8 @@ class MemberFiller {
 
 }  // namespace detail
 
-/// Sets a field to a reading of that time, after `fill(kind, number)` was called for each of its
-/// numbers, which may be a bool, a float or an integer of 32 bits.
+/// Sets a field to a reading taken at `time`. `fill(kind, number)` sets each of its numbers, a
+/// bool, a float or a 32-bit integer.
 template <typename Value, typename Fill>
 void fillField(const ObservationField<Value>& field, ZV::PersonObservation& fields, Time time,
                Fill fill) {

@@ -8,7 +8,7 @@
 namespace zorvel {
 
 /// The times from one cycle of a person to the next, in nanoseconds, and which of them are gaps:
-/// those longer than 3 of the median and than 1 s.
+/// those longer than three times the median and longer than 1 s.
 class Intervals : public Distribution {
  public:
   /// An interval longer than this is a gap.

@@ -12,10 +12,11 @@
 namespace zorvel {
 namespace {
 
-// Far more than any line of ours needs; a line of brackets alone would take sixty times its length.
+// Far more than any recording needs. A line of nothing but brackets would otherwise take sixty
+// times its own length in memory.
 constexpr std::size_t deepestNesting = 64;
 
-// Numbers are kept as written, so that no digit is lost before it is known what they are for.
+// Numbers are kept as text until it is known which type is wanted, so that no digit is lost.
 constexpr unsigned int parseFlags = rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag |
                                     rapidjson::kParseValidateEncodingFlag |
                                     rapidjson::kParseNumbersAsStringsFlag;
@@ -43,11 +44,11 @@ class NodeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NodeB
   bool EndArray(rapidjson::SizeType /*elements*/) { return end(); }
 
   std::string_view lastKey() const { return _key; }
-  /// Why the building was broken off.
+  /// Why the builder stopped the parser.
   const char* complaint() const { return _complaint; }
 
  private:
-  /// The parser lets the escape of a lone low surrogate pass, which no UTF-8 text can hold.
+  /// The parser accepts the escape of a lone low surrogate, which UTF-8 cannot represent.
   bool checkText(std::string_view text) {
     for (auto at = text.find('\xED'); at != text.npos; at = text.find('\xED', at + 1)) {
       if (static_cast<unsigned char>(text[at + 1]) < 0xA0) continue;
@@ -86,7 +87,8 @@ JsonValue JsonLine::parse(std::string& text) {
   _nodes.clear();
   _open.clear();
   if (text.find('\0') != std::string::npos) throw JsonError("not JSON: a NUL byte");
-  // RapidJSON takes the bytes that the first one of a UTF-8 sequence announces, beyond the end too.
+  // RapidJSON reads as many bytes as the first byte of a UTF-8 sequence announces, even past the
+  // end.
   text.append(3, '\0');
   NodeBuilder builder(_nodes, _open);
   rapidjson::InsituStringStream stream(text.data());
@@ -172,8 +174,8 @@ float JsonValue::number() const {
   if (node().kind != JsonNode::Kind::Number) fail("must be a number");
   double value = 0.0;
   const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-  // It does not tell a number too small, which is 0, from one too large; the character behind the
-  // number is no part of one, so that strtod stops there.
+  // from_chars reports underflow, which should give 0, and overflow alike; strtod tells them apart.
+  // It stops at the character after the number, which is never part of one.
   if (result.ec != std::errc()) value = std::strtod(text.data(), nullptr);
   const auto narrowed = static_cast<float>(value);
   if (!std::isfinite(narrowed)) fail("is beyond the range of a 32-bit float");

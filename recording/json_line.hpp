@@ -17,8 +17,8 @@ class JsonError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// One value of a JSON text. The values stand in one list in the order of the text, each followed
-/// by what is inside it.
+/// One value of a JSON text. The values form one list in the order of the text: each is followed by
+/// the values inside it.
 struct JsonNode {
   enum class Kind { Null, Boolean, Number, String, Object, Array };
 
@@ -40,7 +40,7 @@ class JsonValue {
   JsonValue(const JsonLine& line, std::size_t index) : _line(&line), _index(index) {}
 
   bool boolean() const;
-  /// A number without fraction and exponent, from `lowest` to `highest`.
+  /// A number from `lowest` to `highest`, written without fraction or exponent.
   std::int64_t integer(std::int64_t lowest, std::int64_t highest) const;
   std::int32_t integer32() const;
   std::uint32_t unsigned32() const;
@@ -61,7 +61,7 @@ class JsonValue {
   std::size_t _index;
 };
 
-/// The members of an object, each to be asked for by name.
+/// The members of an object, looked up by name.
 class JsonObject {
  public:
   /// Throws JsonError when the value is not an object.
@@ -69,7 +69,7 @@ class JsonObject {
 
   /// The member of that name. Throws JsonError when it is given twice.
   std::optional<JsonValue> find(std::string_view key);
-  /// The same for a member that must be there: throws JsonError when it is not.
+  /// The same for a required member: throws JsonError when it is missing.
   JsonValue get(std::string_view key);
   /// Throws JsonError when the object has a member that was not asked for.
   void finish() const;
@@ -84,8 +84,8 @@ class JsonObject {
 /// One line of JSON text.
 class JsonLine {
  public:
-  /// Parses the text in place: the values refer into it, so it must stay as it is left. Throws
-  /// JsonError when it is not JSON in UTF-8.
+  /// Parses the text in place: the values point into it, so it must not change while they are used.
+  /// Throws JsonError when it is not JSON in UTF-8.
   JsonValue parse(std::string& text);
 
  private:

@@ -26,7 +26,7 @@ struct BufferStream {
   fmt::memory_buffer& text;
 };
 
-/// The digits from which a reader gets the same float.
+/// The digits that read back as the same float.
 class FloatDigits {
  public:
   explicit FloatDigits(float value);
@@ -40,7 +40,7 @@ class FloatDigits {
 
 }  // namespace detail
 
-/// Writes JSON text at the end of a buffer, through a writer of the JSON library.
+/// Appends JSON to a buffer, through one of the JSON library's writers.
 template <typename LibraryWriter>
 class BasicJsonWriter {
  public:
@@ -53,8 +53,8 @@ class BasicJsonWriter {
 
   void key(std::string_view key) { _json.Key(key.data(), sizeOf(key)); }
   void null() { _json.Null(); }
-  /// A truth value, a whole number, a Time in nanoseconds since the epoch, a float or double, which
-  /// is null when it is not finite, or a text in UTF-8.
+  /// A bool, an integer, a Time (as nanoseconds since the epoch), a float or double (null when it
+  /// is not finite), or a text in UTF-8.
   template <typename Value>
   void value(const Value& value);
   template <typename Value>
@@ -76,7 +76,7 @@ class BasicJsonWriter {
   LibraryWriter _json;
 };
 
-/// Writes one line, an object.
+/// Writes an object on a line of its own.
 class JsonLineWriter : public BasicJsonWriter<rapidjson::Writer<detail::BufferStream>> {
  public:
   /// Begins the object.

@@ -9,18 +9,18 @@
 
 namespace zorvel {
 
-/// Waits until `descriptor` has something to read or is at its end, and may throw to break the
-/// reading off; -1 is not waited for.
+/// Waits until `descriptor` has something to read or is at its end; may throw to abort the reading.
+/// Does not wait when it is -1.
 using WaitForInput = std::function<void(int descriptor)>;
 
 /// Reads a file, or standard input for the name "-", line by line in constant memory.
 class LineReader {
  public:
-  /// A line longer than this is an error rather than memory without end.
+  /// A longer line is an error, so that memory stays bounded.
   static constexpr std::size_t longestLine = std::size_t{16} << 20;
 
-  /// Throws Failure when the file cannot be opened. `waitForInput`, if there is one, is called
-  /// before each reading, and when a signal comes in while the file is opened.
+  /// Throws Failure when the file cannot be opened. `waitForInput`, if given, is called before each
+  /// read, and with -1 when a signal interrupts the opening.
   explicit LineReader(const std::string& name, const WaitForInput& waitForInput = {});
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
@@ -31,7 +31,7 @@ class LineReader {
   /// and what waiting for input throws.
   bool next(std::string& line);
 
-  /// "NAME:LINE: " of the line read last, counted from 1.
+  /// "NAME:LINE: " for the line read last; lines count from 1.
   std::string place() const;
 
   std::uint64_t lineNumber() const { return _lineNumber; }

@@ -15,8 +15,7 @@
 
 namespace zorvel {
 
-/// One of the numbers of a reading: its key in a recording, and the bounds between which it makes
-/// sense.
+/// One of the numbers in a reading: its key in a recording, and the range in which it makes sense.
 struct NumberKind {
   std::string_view name;
   float lowest = 0.0f;
@@ -25,13 +24,13 @@ struct NumberKind {
 
 struct FieldKind {
   std::string_view name;
-  /// How long the memory keeps a reading; none for a field without memory.
+  /// How long readings are remembered; none where they are not.
   std::optional<boost::chrono::milliseconds> memory;
-  /// Whether a living person gives other numbers every time.
+  /// Whether the numbers of a living person differ every time.
   bool varies;
-  /// Where a written line has it, counted from 0.
+  /// Its position in a written line, from 0.
   std::size_t writtenPlace;
-  /// Where a reading has fewer, the last ones have no name.
+  /// Unused entries, at the end, have no name.
   std::array<NumberKind, 3> numbers;
 };
 
@@ -55,7 +54,7 @@ constexpr NumberKind roll{"roll", -180.0f, 180.0f};
 
 }  // namespace detail
 
-/// The fields of an observation: the one list of them, in the order of their declaration.
+/// The fields of an observation, in the order of their declaration. This is the only list of them.
 inline constexpr std::tuple observationFields = [] {
   using namespace detail;
   using ZV::PersonObservation;
@@ -117,7 +116,7 @@ static_assert(std::apply(
                   observationFields) == sizeof(ZV::PersonObservation),
               "the table has every field of an observation");
 
-/// The same without their types.
+/// The fields without their types.
 inline constexpr std::array<FieldKind, fieldCount> fieldKinds = std::apply(
     [](const auto&... field) { return std::array{static_cast<const FieldKind&>(field)...}; },
     observationFields);
@@ -155,7 +154,7 @@ inline constexpr std::array<
 
 inline constexpr std::size_t voiceEmotionCount = 6;
 
-/// A value to be filled in.
+/// A value for a reader to fill in.
 template <typename Value>
 Value blankValue() {
   if constexpr (std::is_default_constructible_v<Value>) {
@@ -165,10 +164,10 @@ Value blankValue() {
   }
 }
 
-// What the value of a reading consists of. Each calls `members(kind, number)` for the numbers, in
-// order, with their kinds from `kinds`; what it changes in them is changed in the value. Parts with
-// names of their own go to `members.emotion(name, kinds, emotion)` and `members.points(kinds,
-// points)`.
+// What the value of a reading consists of. Each function calls `members(kind, number)` for each
+// number in turn, by reference, so that `members` can read a value, write it or fill it in.
+// Emotions and facial points go to `members.emotion(name, kinds, emotion)` and
+// `members.points(kinds, points)`.
 
 using NumberKinds = std::array<NumberKind, 3>;
 

@@ -27,7 +27,7 @@ class MemberReader {
     read(_object.get(kind.name), number);
   }
 
-  /// (0, 0) when it is not given.
+  /// An emotion that is left out is (0, 0).
   void emotion(std::string_view name, const NumberKinds& kinds,
                ZV::ValueConfidence<float>& emotion) {
     const auto found = _object.find(name);
@@ -65,8 +65,8 @@ class MemberReader {
   JsonObject& _object;
 };
 
-/// Reads one field of an observation into its place, if the line has it. Its reading is as old as
-/// its own time, or as the line.
+/// Reads one field of an observation, if the line has it. A reading without a time of its own has
+/// the line's.
 template <typename Value>
 void readField(JsonObject& line, Time lineTime, const ObservationField<Value>& field,
                ZV::PersonObservation& fields) {
@@ -125,7 +125,7 @@ void RecordingReader::readHeader(JsonObject& line) {
   if (const auto source = line.find("source")) _source = source->text();
 }
 
-/// The event on the present line; none when it is the header.
+/// The event on the current line; none for the header.
 std::optional<Event> RecordingReader::readLine() {
   const bool isFirst = !_started;
   _started = true;

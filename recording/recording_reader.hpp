@@ -10,14 +10,14 @@
 
 namespace zorvel {
 
-/// What a line without `time` is.
+/// What a line without `time` means.
 enum class MissingTime {
   Error,
-  Now,  ///< the line happens as it is read
+  Now,  ///< the event happens when it is read
 };
 
-/// Reads a recording, line by line in constant memory. docs/recording-format.md says what one
-/// holds.
+/// Reads a recording, line by line in constant memory. docs/recording-format.md describes the
+/// format.
 class RecordingReader {
  public:
   /// Opens the file as a LineReader does. Throws Failure when that fails.
@@ -25,13 +25,13 @@ class RecordingReader {
                            MissingTime missingTime = MissingTime::Error)
       : _lines(name, waitForInput), _missingTime(missingTime) {}
 
-  /// The next event; none at the end. Throws BadLine, with file and line, when the line is not as
-  /// the format wants it, and Failure when reading fails.
+  /// The next event; none at the end. Throws BadLine, with file and line, when a line does not
+  /// follow the format, and Failure when reading fails.
   std::optional<Event> next();
 
   const LineReader& lines() const { return _lines; }
 
-  /// The `source` of the header, once it was read; empty without one.
+  /// The header's `source`, once it has been read; empty if there is none.
   const std::string& source() const { return _source; }
 
  private:

@@ -10,7 +10,7 @@
 namespace zorvel {
 namespace {
 
-/// Whether a reader takes a number that is left out for this one.
+/// Whether a reader would supply this number if it were left out.
 bool isPlainZero(float value) { return value == 0.0f && !std::signbit(value); }
 
 /// Writes the members of a field's object.
@@ -67,13 +67,13 @@ void writeField(JsonLineWriter& line, Time lineTime, const ObservationField<Valu
   line.end();
 }
 
-/// By its place in a written line, the index of each field.
+/// The index of the field at each position of a written line.
 constexpr std::array<std::size_t, fieldCount> writtenOrder = [] {
   std::array<std::size_t, fieldCount> order{};
   std::array<bool, fieldCount> isTaken{};
   for (std::size_t index = 0; index < fieldCount; ++index) {
     const std::size_t place = fieldKinds.at(index).writtenPlace;
-    if (isTaken.at(place)) throw "two fields have one place";  // does not compile then
+    if (isTaken.at(place)) throw "two fields share a position";  // fails to compile
     isTaken.at(place) = true;
     order.at(place) = index;
   }

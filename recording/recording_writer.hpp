@@ -9,13 +9,13 @@
 
 namespace zorvel {
 
-// Each appends one line of a recording, with its line end. Texts must be UTF-8 and numbers finite;
-// then a RecordingReader gives back exactly what was written.
+// Each appends one line of a recording, with its line end. Provided that texts are UTF-8 and
+// numbers finite, a RecordingReader reads back exactly what was written.
 
 /// The header, which must be the first line.
 void appendHeader(fmt::memory_buffer& text, std::string_view source);
 
-/// An event. A field tells its own time only where that is not the event's.
+/// An event. A field's time is written only where it differs from the event's.
 void appendEvent(fmt::memory_buffer& text, const Event& event);
 
 }  // namespace zorvel

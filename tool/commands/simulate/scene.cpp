@@ -13,16 +13,16 @@ struct Behaviour {
   /// How long it lasts.
   double shortestSeconds;
   double longestSeconds;
-  /// Where the head is turned to, in degrees; the yaw to either side.
+  /// Where the head turns, in degrees; the yaw to either side.
   double yaw;
   double pitch;
   double distance;
   double smile;
   /// Calm, anger, joy, sorrow, laughter, excitement and surprise of the face.
   std::array<double, 7> face;
-  /// Sentiment of what the person says; 0 for one who is silent.
+  /// Sentiment of what the person says; 0 for silence.
   double speech;
-  /// What a touch and the situation do to the mood, where they come in.
+  /// The touch and the situation that occur, if they do; 0 for none.
   std::int32_t touch;
   std::int32_t context;
 };
@@ -36,7 +36,7 @@ constexpr std::size_t upset = 5;
 constexpr std::size_t sad = 6;
 constexpr std::size_t leaving = 8;
 
-// A visit, from coming to leaving; of upset and sad, a visit has one.
+// A visit, from arriving to leaving. Each visit has either the upset or the sad stage.
 constexpr std::array<Behaviour, 9> behaviours{{
     {4, 9, 0, 0, 3.0, 0.0, {}, 0, 0, 0},
     {2, 3, 25, 0, 1.4, 0.1, {0.90, 0.02, 0.03, 0.02, 0.0, 0.01, 0.02}, 0, 0, 0},
@@ -53,13 +53,13 @@ constexpr const char* visitScope = "visit";
 constexpr const char* greetingScope = "greeting";
 constexpr std::int32_t greetingSeconds = 2;
 
-// Beyond this yaw, in degrees, a face analysis finds no face, and this side of the other ones no
-// eyes, and a look at the robot.
+// A face analysis finds no face beyond this yaw, in degrees, and no eyes beyond the next. Within
+// the last, of yaw and pitch, the person looks at the robot.
 constexpr double faceYaw = 48.0;
 constexpr double eyesYaw = 35.0;
 constexpr double lookingAngle = 12.0;
 
-/// A number as a recording has it: with few digits.
+/// A number with few digits, as in a recording.
 float rounded(double number, double steps) {
   return static_cast<float>(std::round(number * steps) / steps);
 }
@@ -73,10 +73,10 @@ Time before(Time now, double seconds) {
   return now - Time::duration(std::llround(seconds * 1e6) * 1000);
 }
 
-/// The landmarks of a face in a picture of 640 times 480 pixels.
+/// The landmarks of a face in a picture of 640 by 480 pixels.
 ZV::FacialPoints landmarks(double yaw, double pitch, double distance, double smile,
                            double confidence, Random& random) {
-  // In the order of the landmarks, for a face at 1 m, from its middle.
+  // For a face at 1 m, relative to its centre.
   constexpr std::array<std::pair<double, double>, 12> face{{{-32, -20},
                                                             {-13, -20},
                                                             {13, -20},
@@ -121,7 +121,7 @@ double Random::between(double low, double high) {
 bool Random::chance(double probability) { return between(0.0, 1.0) < probability; }
 
 double Random::noise(double size) {
-  // The sum of four has the variance 4/3.
+  // The sum of four has a variance of 4/3.
   double sum = 0.0;
   for (int part = 0; part < 4; ++part) sum += between(-1.0, 1.0);
   return sum * std::sqrt(0.75) * size;
@@ -162,7 +162,7 @@ void SimulatedPerson::step(Time now, const EventSink& sink) {
     ++_cyclesPerceived;
     sink({now, Observation{_id, perceive(now)}});
   }
-  // The scope must be stopped with its last sample: the next one would drop it.
+  // The scope must be stopped after its last sample: one more cycle would drop it.
   if (_greetingCyclesLeft > 0 && --_greetingCyclesLeft == 0) stopScope(greetingScope, now, sink);
 }
 
@@ -237,7 +237,7 @@ ZV::PersonObservation SimulatedPerson::perceive(Time now) {
   return fields;
 }
 
-/// What a camera sees: all of it at the time of the picture.
+/// What a camera sees, all at the time of the picture.
 void SimulatedPerson::perceiveFace(ZV::PersonObservation& fields, Time now) {
   const double hold = _random.chance(0.02) ? _random.between(0.1, 0.3) : 0.0;
   const Time captured = before(now, hold + _random.between(0.03, 0.06));
@@ -246,7 +246,7 @@ void SimulatedPerson::perceiveFace(ZV::PersonObservation& fields, Time now) {
   fields.lookingAtRobot.emplace(captured,
                                 std::abs(_yaw) < lookingAngle && std::abs(_pitch) < lookingAngle);
   if (!isFace) return;
-  // Each of the analyses fails now and then.
+  // Any of the analyses may fail now and then.
   const auto succeeds = [this] { return _random.chance(0.98); };
   const double sureness = 0.95 - std::abs(_yaw) / 200.0;
   const auto confidence = [&] { return share(sureness + _random.noise(0.02)); };
@@ -288,7 +288,7 @@ void SimulatedPerson::perceiveFace(ZV::PersonObservation& fields, Time now) {
   }
 }
 
-/// What is said, touched and going on.
+/// Speech, touch and situation.
 void SimulatedPerson::perceiveMood(ZV::PersonObservation& fields, Time now) {
   const Behaviour& doing = behaviour();
   const auto late = [&](double least, double most) {
@@ -306,7 +306,7 @@ void SimulatedPerson::perceiveMood(ZV::PersonObservation& fields, Time now) {
     }
     fields.voiceEmotion.emplace(late(0.2, 0.5), voice);
   }
-  // Whether a moment of the behaviour is in this cycle. Who was here before is less of an event.
+  // Whether this cycle holds that moment of the stage. On later visits it happens less often.
   const auto comes = [&](double seconds, double probability) {
     const bool isNow = _cyclesPerceived == std::llround(seconds * _rate) + 1;
     return isNow && (_visits == 1 || _random.chance(probability));
@@ -330,7 +330,7 @@ Scene::Scene(std::int32_t people, std::int32_t rate, std::uint64_t seed)
 }
 
 void Scene::step(Time now, const EventSink& sink) {
-  // The cycles of a camera come a little late, too.
+  // A camera's cycles, too, come a little late.
   const double period = 1.0 / _rate;
   const Time time = before(now, -_random.between(0.0, std::min(0.002, 0.5 * period)));
   const auto present = std::count_if(_people.begin(), _people.end(),

@@ -14,7 +14,7 @@ namespace zorvel {
 /// are not.
 class Random {
  public:
-  /// Numbers of different streams have nothing to do with each other.
+  /// Different streams give unrelated numbers.
   Random(std::uint64_t seed, std::uint32_t stream);
 
   double between(double low, double high);
@@ -26,10 +26,10 @@ class Random {
   std::mt19937_64 _engine;
 };
 
-/// What a person does for some seconds.
+/// What a person does for a few seconds.
 struct Behaviour;
 
-/// A person who comes, is busy with the robot, and leaves, again and again.
+/// A person who comes, spends time with the robot and leaves, again and again.
 class SimulatedPerson {
  public:
   SimulatedPerson(std::int32_t id, std::uint64_t seed, std::int32_t rate);
@@ -57,12 +57,12 @@ class SimulatedPerson {
   double _cycleSeconds;
   Random _random;
 
-  // Who it is.
+  // Who they are.
   bool _isFemale;
   std::uint32_t _age;
   float _height;
 
-  // What it does, for how many more cycles.
+  // What they do, and for how many more cycles.
   std::size_t _behaviour;
   std::int64_t _cyclesLeft;
   std::int64_t _cyclesPerceived = 0;
@@ -70,7 +70,7 @@ class SimulatedPerson {
   std::int32_t _greetingCyclesLeft = 0;
   std::int32_t _unseenCyclesLeft = 0;
 
-  // How body and face are at present. It turns to one side or the other, and sways.
+  // Body and face at present. The head turns to one side or the other, and sways.
   double _side = 1.0;
   double _swayYaw = 0.0;
   double _swayPitch = 0.0;

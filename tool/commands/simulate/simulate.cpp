@@ -12,7 +12,7 @@
 namespace zorvel {
 namespace {
 
-// 2023-11-14, 22:13:20 UTC: any time will do, but it must always be the same.
+// 2023-11-14 22:13:20 UTC. Any time would do, as long as it never changes.
 constexpr std::int64_t startSeconds = 1'700'000'000;
 constexpr std::int64_t secondNanoseconds = 1'000'000'000;
 
