@@ -10,7 +10,11 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+# A project that builds this one as a part of its own chooses its own warnings, and its flags may
+# leave symbols to be found at load.
+if(PROJECT_IS_TOP_LEVEL)
+  add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+endif()
 # A fused multiply-add rounds once where the estimator's arithmetic rounds twice.
 add_compile_options(-ffp-contract=off)
 
@@ -21,7 +25,7 @@ if(ZORVEL_SANITIZERS)
   add_compile_options(-fsanitize=${ZORVEL_SANITIZERS} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${ZORVEL_SANITIZERS})
-else()
+elseif(PROJECT_IS_TOP_LEVEL)
   add_link_options(-Wl,--no-undefined)
 endif()
 
