@@ -3,7 +3,7 @@
 #include <cmath>
 #include <type_traits>
 
-#include "recording/fill_observation.hpp"
+#include "tests/fill_observation.hpp"
 
 namespace zorvel::bench {
 

@@ -16,7 +16,7 @@
 
 #include "fuzzing.hpp"
 #include "memory/person_memory_private.hpp"
-#include "recording/fill_observation.hpp"
+#include "tests/fill_observation.hpp"
 #include "state/person_state_private.hpp"
 
 using zorvel::fuzz::require;

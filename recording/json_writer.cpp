@@ -2,16 +2,15 @@
 
 #include <charconv>
 
-namespace zorvel::detail {
+namespace zorvel {
 
-FloatDigits::FloatDigits(float value) : _digits{} {
-  char* end = fmt::format_to(_digits.data(), "{}", value);
+std::string floatDigits(float value) {
+  std::string digits = fmt::format("{}", value);
   // A reader parses the nearest double and narrows it, which rounds twice. For one
   // float, 7.038531e-26, the shortest digits then read back as its neighbour.
   double read = 0.0;
-  std::from_chars(_digits.data(), end, read);
-  if (static_cast<float>(read) != value) end = fmt::format_to(_digits.data(), "{}", double{value});
-  _size = static_cast<std::size_t>(end - _digits.data());
+  std::from_chars(digits.data(), digits.data() + digits.size(), read);
+  return static_cast<float>(read) == value ? digits : fmt::format("{}", double{value});
 }
 
-}  // namespace zorvel::detail
+}  // namespace zorvel

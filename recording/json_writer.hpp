@@ -5,9 +5,8 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/writer.h>
 
-#include <array>
 #include <cmath>
-#include <cstddef>
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -15,30 +14,17 @@
 
 namespace zorvel {
 
-namespace detail {
+/// The digits that read back as the same float.
+std::string floatDigits(float value);
 
 /// Lets the JSON library append to a buffer.
-struct BufferStream {
+struct JsonStream {
   using Ch = char;
   void Put(char character) { text.push_back(character); }
   void Flush() {}
 
   fmt::memory_buffer& text;
 };
-
-/// The digits that read back as the same float.
-class FloatDigits {
- public:
-  explicit FloatDigits(float value);
-  const char* begin() const { return _digits.data(); }
-  std::size_t size() const { return _size; }
-
- private:
-  std::array<char, 32> _digits;
-  std::size_t _size;
-};
-
-}  // namespace detail
 
 /// Appends JSON to a buffer, through one of the JSON library's writers.
 template <typename LibraryWriter>
@@ -56,7 +42,29 @@ class BasicJsonWriter {
   /// A bool, an integer, a Time (as nanoseconds since the epoch), a float or double (null when it
   /// is not finite), or a text in UTF-8.
   template <typename Value>
-  void value(const Value& value);
+  void value(const Value& value) {
+    if constexpr (std::is_same_v<Value, bool>) {
+      _json.Bool(value);
+    } else if constexpr (std::is_same_v<Value, Time>) {
+      _json.Int64(value.time_since_epoch().count());
+    } else if constexpr (std::is_integral_v<Value> && std::is_signed_v<Value>) {
+      _json.Int64(value);
+    } else if constexpr (std::is_integral_v<Value>) {
+      _json.Uint64(value);
+    } else if constexpr (std::is_floating_point_v<Value>) {
+      if (!std::isfinite(value)) {
+        _json.Null();
+      } else if constexpr (std::is_same_v<Value, float>) {
+        const std::string digits = floatDigits(value);
+        _json.RawValue(digits.data(), digits.size(), rapidjson::kNumberType);
+      } else {
+        _json.Double(value);
+      }
+    } else {
+      const std::string_view text = value;
+      _json.String(text.data(), sizeOf(text));
+    }
+  }
   template <typename Value>
   void member(std::string_view name, const Value& value) {
     key(name);
@@ -72,12 +80,12 @@ class BasicJsonWriter {
     return static_cast<rapidjson::SizeType>(text.size());
   }
 
-  detail::BufferStream _stream;
+  JsonStream _stream;
   LibraryWriter _json;
 };
 
 /// Writes an object on a line of its own.
-class JsonLineWriter : public BasicJsonWriter<rapidjson::Writer<detail::BufferStream>> {
+class JsonLineWriter : public BasicJsonWriter<rapidjson::Writer<JsonStream>> {
  public:
   /// Begins the object.
   explicit JsonLineWriter(fmt::memory_buffer& text) : BasicJsonWriter(text) { begin(); }
@@ -89,36 +97,10 @@ class JsonLineWriter : public BasicJsonWriter<rapidjson::Writer<detail::BufferSt
 };
 
 /// Writes indented text for people to read.
-class JsonTextWriter : public BasicJsonWriter<rapidjson::PrettyWriter<detail::BufferStream>> {
+class JsonTextWriter : public BasicJsonWriter<rapidjson::PrettyWriter<JsonStream>> {
  public:
   explicit JsonTextWriter(fmt::memory_buffer& text) : BasicJsonWriter(text) { indent(2); }
 };
-
-template <typename LibraryWriter>
-template <typename Value>
-void BasicJsonWriter<LibraryWriter>::value(const Value& value) {
-  if constexpr (std::is_same_v<Value, bool>) {
-    _json.Bool(value);
-  } else if constexpr (std::is_same_v<Value, Time>) {
-    _json.Int64(value.time_since_epoch().count());
-  } else if constexpr (std::is_integral_v<Value> && std::is_signed_v<Value>) {
-    _json.Int64(value);
-  } else if constexpr (std::is_integral_v<Value>) {
-    _json.Uint64(value);
-  } else if constexpr (std::is_floating_point_v<Value>) {
-    if (!std::isfinite(value)) {
-      _json.Null();
-    } else if constexpr (std::is_same_v<Value, float>) {
-      const detail::FloatDigits digits(value);
-      _json.RawValue(digits.begin(), digits.size(), rapidjson::kNumberType);
-    } else {
-      _json.Double(value);
-    }
-  } else {
-    const std::string_view text = value;
-    _json.String(text.data(), sizeOf(text));
-  }
-}
 
 }  // namespace zorvel
 

@@ -22,87 +22,62 @@ struct NumberKind {
   float highest = 0.0f;
 };
 
+using NumberKinds = std::array<NumberKind, 3>;
+
 struct FieldKind {
   std::string_view name;
+  /// Its position in a written line, from 0.
+  std::size_t writtenPlace;
   /// How long readings are remembered; none where they are not.
   std::optional<boost::chrono::milliseconds> memory;
   /// Whether the numbers of a living person differ every time.
   bool varies;
-  /// Its position in a written line, from 0.
-  std::size_t writtenPlace;
   /// Unused entries, at the end, have no name.
-  std::array<NumberKind, 3> numbers;
+  NumberKinds numbers;
 };
 
 /// A field of an observation, and where its readings are kept.
 template <typename Value>
 struct ObservationField : FieldKind {
+  constexpr ObservationField(ZV::PersonObservation::Field<Value> ZV::PersonObservation::*member_,
+                             const FieldKind& kind)
+      : FieldKind(kind), member(member_) {}
+
   ZV::PersonObservation::Field<Value> ZV::PersonObservation::*member;
 };
 
-namespace detail {
-
-constexpr boost::chrono::milliseconds usualMemory{7000};
-constexpr boost::chrono::milliseconds contextMemory{20000};
-constexpr float unlimited = std::numeric_limits<float>::infinity();
-constexpr NumberKind unit{"value", 0.0f, 1.0f};
-constexpr NumberKind anyValue{"value", -unlimited, unlimited};
-constexpr NumberKind confidence{"confidence", 0.0f, 1.0f};
-constexpr NumberKind yaw{"yaw", -180.0f, 180.0f};
-constexpr NumberKind pitch{"pitch", -180.0f, 180.0f};
-constexpr NumberKind roll{"roll", -180.0f, 180.0f};
-
-}  // namespace detail
-
 /// The fields of an observation, in the order of their declaration. This is the only list of them.
 inline constexpr std::tuple observationFields = [] {
-  using namespace detail;
-  using ZV::PersonObservation;
-  using ZV::ValueConfidence;
+  using O = ZV::PersonObservation;
+  constexpr boost::chrono::milliseconds usual{7000}, context{20000};
+  constexpr std::nullopt_t unremembered = std::nullopt;
+  constexpr bool varies = true, stays = false;
+  constexpr float unlimited = std::numeric_limits<float>::infinity();
+  constexpr NumberKind unit{"value", 0, 1}, any{"value", -unlimited, unlimited};
+  constexpr NumberKind confidence{"confidence", 0, 1};
+  constexpr NumberKind yaw{"yaw", -180, 180}, pitch{"pitch", -180, 180}, roll{"roll", -180, 180};
+  constexpr NumberKind x{"x", -unlimited, unlimited}, y{"y", -unlimited, unlimited};
+  constexpr NumberKind emotion{"emotion", -unlimited, unlimited}, duration{"duration", 0, 600};
+  constexpr auto upTo = [](float highest) { return NumberKind{"value", 0, highest}; };
+  const auto field = [](auto member, const FieldKind& kind) {
+    return ObservationField(member, kind);
+  };
   return std::tuple{
-      ObservationField<bool>{{"lookingAtRobot", usualMemory, false, 0, {unit}},
-                             &PersonObservation::lookingAtRobot},
-      ObservationField<float>{{"height", std::nullopt, false, 2, {NumberKind{"value", 0.0f, 3.0f}}},
-                              &PersonObservation::height},
-      ObservationField<float>{
-          {"distance", usualMemory, true, 3, {NumberKind{"value", 0.0f, 10.0f}}},
-          &PersonObservation::distance},
-      ObservationField<ZV::Gaze>{{"gaze", usualMemory, true, 6, {yaw, pitch}},
-                                 &PersonObservation::gaze},
-      ObservationField<ZV::Smile>{{"smile", usualMemory, true, 8, {unit, confidence}},
-                                  &PersonObservation::smile},
-      ObservationField<ZV::Expressions>{{"expressions", usualMemory, true, 11, {unit, confidence}},
-                                        &PersonObservation::expressions},
-      ObservationField<ZV::HeadPosture>{{"headPosture", usualMemory, true, 7, {yaw, pitch, roll}},
-                                        &PersonObservation::headPosture},
-      ObservationField<ValueConfidence<bool>>{{"gender", usualMemory, false, 9, {unit, confidence}},
-                                              &PersonObservation::gender},
-      ObservationField<ValueConfidence<unsigned int>>{
-          {"age", usualMemory, false, 10, {NumberKind{"value", 0.0f, 130.0f}, confidence}},
-          &PersonObservation::age},
-      ObservationField<bool>{{"faceDetected", usualMemory, false, 1, {unit}},
-                             &PersonObservation::faceDetected},
-      ObservationField<ZV::FacialPoints>{{"facialPoints",
-                                          usualMemory,
-                                          false,
-                                          13,
-                                          {NumberKind{"x", -unlimited, unlimited},
-                                           NumberKind{"y", -unlimited, unlimited}, confidence}},
-                                         &PersonObservation::facialPoints},
-      ObservationField<ZV::VoiceEmotion>{
-          {"voiceEmotion", std::nullopt, false, 12, {unit, confidence}},
-          &PersonObservation::voiceEmotion},
-      ObservationField<float>{{"asrEmotion", usualMemory, false, 4, {anyValue}},
-                              &PersonObservation::asrEmotion},
-      ObservationField<std::int32_t>{{"touchEmotion", usualMemory, false, 5, {anyValue}},
-                                     &PersonObservation::touchEmotion},
-      ObservationField<ZV::ContextEmotion>{
-          {"contextEmotion",
-           contextMemory,
-           false,
-           14,
-           {NumberKind{"emotion", -unlimited, unlimited}, NumberKind{"duration", 0.0f, 600.0f}}},
-          &PersonObservation::contextEmotion},
+      field(&O::lookingAtRobot, {"lookingAtRobot", 0, usual, stays, {unit}}),
+      field(&O::height, {"height", 2, unremembered, stays, {upTo(3)}}),
+      field(&O::distance, {"distance", 3, usual, varies, {upTo(10)}}),
+      field(&O::gaze, {"gaze", 6, usual, varies, {yaw, pitch}}),
+      field(&O::smile, {"smile", 8, usual, varies, {unit, confidence}}),
+      field(&O::expressions, {"expressions", 11, usual, varies, {unit, confidence}}),
+      field(&O::headPosture, {"headPosture", 7, usual, varies, {yaw, pitch, roll}}),
+      field(&O::gender, {"gender", 9, usual, stays, {unit, confidence}}),
+      field(&O::age, {"age", 10, usual, stays, {upTo(130), confidence}}),
+      field(&O::faceDetected, {"faceDetected", 1, usual, stays, {unit}}),
+      field(&O::facialPoints, {"facialPoints", 13, usual, stays, {x, y, confidence}}),
+      field(&O::voiceEmotion, {"voiceEmotion", 12, unremembered, stays, {unit, confidence}}),
+      field(&O::asrEmotion, {"asrEmotion", 4, usual, stays, {any}}),
+      field(&O::touchEmotion, {"touchEmotion", 5, usual, stays, {any}}),
+      field(&O::contextEmotion, {"contextEmotion", 14, context, stays, {emotion, duration}}),
   };
 }();
 
@@ -168,8 +143,6 @@ Value blankValue() {
 // number in turn, by reference, so that `members` can read a value, write it or fill it in.
 // Emotions and facial points go to `members.emotion(name, kinds, emotion)` and
 // `members.points(kinds, points)`.
-
-using NumberKinds = std::array<NumberKind, 3>;
 
 template <typename Members, typename Number>
 std::enable_if_t<std::is_arithmetic_v<Number>> visitMembers(Members& members,
