@@ -16,8 +16,8 @@
 
 #include "fuzzing.hpp"
 #include "memory/person_memory_private.hpp"
-#include "tests/fill_observation.hpp"
 #include "state/person_state_private.hpp"
+#include "tests/fill_observation.hpp"
 
 using zorvel::fuzz::require;
 

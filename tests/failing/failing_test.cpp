@@ -17,9 +17,9 @@
 
 #include "failing_allocator.hpp"
 #include "memory/person_memory_private.hpp"
-#include "tests/fill_observation.hpp"
 #include "recording/recording_reader.hpp"
 #include "state/person_state_private.hpp"
+#include "tests/fill_observation.hpp"
 
 namespace ZV {
 namespace {
