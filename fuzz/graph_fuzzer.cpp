@@ -164,7 +164,7 @@ class Host {
       if (!_input.ConsumeBool()) return;
       _lastTimestamp = timestamp();
       zorvel::fillField(field, all, _lastTimestamp,
-                        [this](const auto& /*kind*/, auto& number) { pick(number); });
+                        [this](const auto& /*kind*/, auto& number) { this->pick(number); });
     });
     return all;
   }
