@@ -12,14 +12,18 @@ using zorvel::fuzz::require;
 
 namespace {
 
-void requireRecording(const fmt::memory_buffer& text) {
+/// Returns the number of observations.
+std::uint64_t requireRecording(const fmt::memory_buffer& text) {
   const MemoryFile file(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
   zorvel::RecordingReader recording(file.path());
   zorvel::Time last = zorvel::Time::min();
+  std::uint64_t observations = 0;
   while (const auto event = recording.next()) {
     require(event->time >= last, "the time runs backwards");
     last = event->time;
+    if (std::holds_alternative<zorvel::Observation>(event->what)) ++observations;
   }
+  return observations;
 }
 
 }  // namespace
@@ -35,13 +39,15 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   options.mirrored = (choices & 2U) != 0;
   if ((choices & 4U) != 0) options.gapSeconds = 0.0;
   if (!isOpenFace || (choices & 8U) != 0) options.framesPerSecond = 25.0;
+  std::optional<zorvel::ImportFacts> facts;
   fmt::memory_buffer text;
   const auto use = [&text](const zorvel::Event& event) { zorvel::appendEvent(text, event); };
   try {
     zorvel::CsvReader rows(file.path());
-    (isOpenFace ? zorvel::importOpenFace : zorvel::importPyFeat)(rows, options, use, [] {});
+    facts = (isOpenFace ? zorvel::importOpenFace : zorvel::importPyFeat)(rows, options, use, [] {});
   } catch (const zorvel::Failure&) {  // and says where
   }
-  requireRecording(text);
+  const std::uint64_t observations = requireRecording(text);
+  if (facts) require(facts->observations == observations && observations > 0, "a wrong count");
   return 0;
 }

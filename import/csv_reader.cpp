@@ -13,43 +13,63 @@
 namespace zorvel {
 namespace {
 
-constexpr const char* blanks = " \t\r";
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
 // No measurement comes near, and nothing that is computed from two such leaves a 32-bit float.
 constexpr double largestNumber = 1e30;
 
-std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(blanks);
-  if (begin == text.npos) return {};
-  return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+bool equalsInAnyCase(std::string_view left, std::string_view right) {
+  const auto lower = [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  };
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [lower](char a, char b) { return lower(a) == lower(b); });
 }
 
 }  // namespace
 
 CsvReader::CsvReader(const std::string& name, const WaitForInput& waitForInput)
-    : _lines(name, waitForInput) {
+    : _lines(name, waitForInput, LineEnds::Any) {
   if (!nextLine()) throw Failure(name + ": has no line with the names of the columns");
+  recogniseSeparator();
+  split();
   _names.assign(_cells.begin(), _cells.end());
 }
 
-/// Reads the next line that is not blank and splits it into its cells. One whose quote is not
-/// closed lacks that cell.
+/// Of the three, the one that the line with the names has most of.
+void CsvReader::recogniseSeparator() {
+  auto most = std::count(_line.begin(), _line.end(), _separator);
+  for (const char separator : {';', '\t'}) {
+    const auto count = std::count(_line.begin(), _line.end(), separator);
+    if (count <= most) continue;
+    most = count;
+    _separator = separator;
+  }
+}
+
+/// What does not count around a cell.
+const char* CsvReader::blanks() const { return _separator == '\t' ? " " : " \t"; }
+
+std::string_view CsvReader::trimmed(std::string_view text) const {
+  const std::size_t begin = text.find_first_not_of(blanks());
+  if (begin == text.npos) return {};
+  return text.substr(begin, text.find_last_not_of(blanks()) - begin + 1);
+}
+
+/// Reads the next line that is not blank.
 bool CsvReader::nextLine() {
-  const bool isFirst = _lines.lineNumber() == 0;
   do {
     if (!_lines.next(_line)) return false;
-    if (isFirst && _line.compare(0, byteOrderMark.size(), byteOrderMark) == 0) {
-      _line.erase(0, byteOrderMark.size());
-    }
   } while (trimmed(_line).empty());
+  return true;
+}
 
+/// Splits the line into its cells. One whose quote is not closed is not among them.
+void CsvReader::split() {
   _cells.clear();
   std::size_t end = 0;
   for (std::size_t begin = 0; begin <= _line.size(); begin = end + 1) {
-    const std::size_t first = _line.find_first_not_of(blanks, begin);
+    const std::size_t first = _line.find_first_not_of(blanks(), begin);
     if (first == _line.npos || _line[first] != '"') {
-      end = std::min(_line.find(',', begin), _line.size());
+      end = std::min(_line.find(_separator, begin), _line.size());
       _cells.push_back(trimmed(std::string_view(_line).substr(begin, end - begin)));
       continue;
     }
@@ -57,22 +77,32 @@ bool CsvReader::nextLine() {
     while ((quote = _line.find('"', quote + 1)) != _line.npos && _line[quote + 1] == '"') {
       _line.erase(quote, 1);
     }
-    if (quote == _line.npos) return true;
+    if (quote == _line.npos) return;
     _cells.push_back(std::string_view(_line).substr(first + 1, quote - first - 1));
-    end = std::min(_line.find_first_not_of(blanks, quote + 1), _line.size());
-    if (end < _line.size() && _line[end] != ',') {
+    end = std::min(_line.find_first_not_of(blanks(), quote + 1), _line.size());
+    if (end < _line.size() && _line[end] != _separator) {
       throw Failure(
           fmt::format("{}text behind the closing quote of cell {}", _lines.place(), _cells.size()));
     }
   }
-  return true;
 }
 
-CsvReader::Column CsvReader::find(std::string_view name) const {
+CsvReader::Column CsvReader::findExactly(std::string_view name) const {
   Column found;
   for (std::size_t column = 0; column < _names.size(); ++column) {
     if (_names[column] != name) continue;
     if (found) fail(found, "is there twice");
+    found = column;
+  }
+  return found;
+}
+
+CsvReader::Column CsvReader::find(std::string_view name) const {
+  if (const Column exact = findExactly(name)) return exact;
+  Column found;
+  for (std::size_t column = 0; column < _names.size(); ++column) {
+    if (!equalsInAnyCase(_names[column], name)) continue;
+    if (found) return std::nullopt;
     found = column;
   }
   return found;
@@ -86,11 +116,12 @@ CsvReader::Column CsvReader::get(std::string_view name) const {
 
 bool CsvReader::next() {
   if (!nextLine()) return false;
+  split();
   if (_cells.size() == _names.size()) return true;
   const std::string wrong =
       fmt::format("{}has {} cells instead of {}", _lines.place(), _cells.size(), _names.size());
   if (_cells.size() > _names.size() || nextLine()) throw Failure(wrong);
-  _leftOut = wrong + ": the last row is cut off and left out";
+  _cutOffRow = wrong + ": the last row is cut off and left out";
   return false;
 }
 
@@ -99,16 +130,22 @@ std::string_view CsvReader::text(Column column) const {
 }
 
 std::optional<double> CsvReader::number(Column column) const {
-  const std::string_view cell = text(column);
-  if (cell.empty()) return std::nullopt;
+  std::string_view cell = text(column);
+  if (cell.empty() || cell == "NA") return std::nullopt;
+  std::string withPoint;
+  if (const std::size_t comma = cell.find(','); comma != cell.npos && _separator != ',') {
+    withPoint = cell;
+    withPoint[comma] = '.';
+    cell = withPoint;
+  }
   double value = 0.0;
   const char* const end = cell.data() + cell.size();
   const auto result = std::from_chars(cell.data(), end, value);
-  if (result.ptr != end) fail(column, fmt::format("{:?} is not a number", cell));
+  if (result.ptr != end) fail(column, fmt::format("{:?} is not a number", text(column)));
   if (result.ec == std::errc() && !std::isfinite(value)) return std::nullopt;
   // It does not tell a number too small, which is 0, from one too large.
   if (result.ec != std::errc()) value = std::strtod(std::string(cell).c_str(), nullptr);
-  if (std::abs(value) > largestNumber) fail(column, fmt::format("{} is too large", cell));
+  if (std::abs(value) > largestNumber) fail(column, fmt::format("{} is too large", text(column)));
   return value;
 }
 

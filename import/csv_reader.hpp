@@ -13,9 +13,10 @@
 
 namespace zorvel {
 
-/// Reads a CSV file whose first line names its columns, row by row in constant memory. Blanks
-/// around a cell do not count, cells may be quoted as in RFC 4180 but not span lines, blank lines
-/// are skipped. Whatever is wrong is thrown as Failure with file, line and column.
+/// Reads a CSV file whose first line names its columns, row by row in constant memory. Commas,
+/// semicolons or tabs separate the cells; where it is not commas, a number may have a decimal
+/// comma. Blanks around a cell do not count, cells may be quoted as in RFC 4180 but not span lines,
+/// blank lines are skipped. Whatever is wrong is thrown as Failure with file, line and column.
 class CsvReader {
  public:
   /// Where a column stands; nothing when the file does not have it.
@@ -24,23 +25,23 @@ class CsvReader {
   /// Opens the file as a LineReader does, and reads the names.
   explicit CsvReader(const std::string& name, const WaitForInput& waitForInput = {});
 
+  /// The column of that name or else, where just one fits, of that name in another case.
   Column find(std::string_view name) const;
-  /// The same for a column that must be there.
+  Column findExactly(std::string_view name) const;
+  /// The same as `find` for a column that must be there.
   Column get(std::string_view name) const;
-  template <typename... Names>
-  std::array<Column, sizeof...(Names)> findAll(Names... names) const {
-    return {find(names)...};
-  }
+  template <std::size_t count>
+  std::array<Column, count> findAll(const std::array<std::string_view, count>& names) const;
 
   /// Reads the next row; false at the end. A last row that lacks cells is left out.
   bool next();
-  /// What is to be said of a last row that was left out; empty when there was none.
-  const std::string& leftOut() const { return _leftOut; }
+  /// Says which last row was left out, and why; empty when none was.
+  const std::string& cutOffRow() const { return _cutOffRow; }
 
   // Of the present row. A column that the file does not have is an empty cell.
 
   std::string_view text(Column column) const;
-  /// The number in a cell; none when the cell is empty, NaN or infinite.
+  /// The number in a cell; none when the cell is empty, NA, NaN or infinite.
   std::optional<double> number(Column column) const;
   /// The numbers in several cells; none unless each has one.
   template <std::size_t count>
@@ -54,15 +55,28 @@ class CsvReader {
   const LineReader& lines() const { return _lines; }
 
  private:
+  void recogniseSeparator();
+  const char* blanks() const;
+  std::string_view trimmed(std::string_view text) const;
   bool nextLine();
+  void split();
 
   LineReader _lines;
+  char _separator = ',';
   std::vector<std::string> _names;
   std::string _line;
   /// Each refers into the line.
   std::vector<std::string_view> _cells;
-  std::string _leftOut;
+  std::string _cutOffRow;
 };
+
+template <std::size_t count>
+std::array<CsvReader::Column, count> CsvReader::findAll(
+    const std::array<std::string_view, count>& names) const {
+  std::array<Column, count> columns;
+  for (std::size_t index = 0; index < count; ++index) columns.at(index) = find(names.at(index));
+  return columns;
+}
 
 template <std::size_t count>
 std::optional<std::array<double, count>> CsvReader::numbers(

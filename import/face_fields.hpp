@@ -2,7 +2,13 @@
 #define ZORVEL_IMPORT_FACE_FIELDS_HPP
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string>
+#include <vector>
 #include <zv/person_observation.hpp>
+
+#include "import/csv_reader.hpp"
 
 namespace zorvel {
 
@@ -18,6 +24,19 @@ inline double degrees(double radians) { return radians * (180.0 / 3.141592653589
 template <typename T>
 void set(ZV::PersonObservation::Field<T>& field, const T& value) {
   field.emplace(ku::SystemClock::time_point(), value);
+}
+
+/// Says which of the columns are missing, at most the first few by name; empty when all are there.
+std::string describeMissing(const std::vector<std::string>& names);
+
+template <typename Name, std::size_t count>
+std::string missingColumns(const std::array<Name, count>& names,
+                           const std::array<CsvReader::Column, count>& columns) {
+  std::vector<std::string> missing;
+  for (std::size_t index = 0; index < count; ++index) {
+    if (!columns.at(index)) missing.emplace_back(names.at(index));
+  }
+  return describeMissing(missing);
 }
 
 /// The expressions that both formats give, all with the confidence of the face.

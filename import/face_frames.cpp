@@ -1,13 +1,25 @@
 #include "import/face_frames.hpp"
 
-#include <cmath>
+#include <fmt/format.h>
 
-#include "recording/observation_fields.hpp"
+#include <algorithm>
+#include <cmath>
+#include <utility>
 
 namespace zorvel {
 namespace {
 
 constexpr double nanosecondsPerSecond = 1e9;
+constexpr double secondsPerYear = 365.25 * 86400.0;
+
+// Frames that are never closer together than this are hardly those of a video.
+constexpr double longStep = 3.0;
+
+/// The unit that the timestamps are probably in, when even the closest are `step` seconds apart.
+std::string_view unitOfStep(double step) {
+  if (step < 1e3) return "milliseconds";
+  return step < 1e6 ? "microseconds" : "nanoseconds";
+}
 
 }  // namespace
 
@@ -20,14 +32,18 @@ FaceFrames::FaceFrames(const CsvReader& rows, const ImportOptions& options, cons
 void FaceFrames::setTime(double seconds, CsvReader::Column column) {
   const double nanoseconds = seconds * nanosecondsPerSecond;
   if (std::abs(nanoseconds) >= static_cast<double>(latestTime.count())) {
-    _rows.fail(column, "is too far from the start");
+    _rows.fail(column, fmt::format("{:.6g} s is too far from the start", seconds));
   }
   const Time time = _start + Time::duration(std::llround(nanoseconds));
   if (time.time_since_epoch() < -latestTime || time.time_since_epoch() > latestTime) {
     _rows.fail(column, "is a time out of a recording's range");
   }
   if (_time && time < *_time) _rows.fail(column, "the time runs backwards");
-  if (_time && time > *_time) endFrame(true);
+  if (!_time) lookAtFirst(time, seconds);
+  if (_time && time > *_time) {
+    lookAtStep(between(*_time, time));
+    endFrame(true);
+  }
   _time = time;
 }
 
@@ -40,14 +56,19 @@ bool FaceFrames::add(std::int32_t person, const ZV::PersonObservation& face) {
 
 void FaceFrames::endFrame(bool isWhole) {
   if (!_time) return;
+  ++_frameCount;
   const auto write = [this](const auto& what) { _use({*_time, what}); };
   for (auto entry = _persons.begin(); entry != _persons.end();) {
     auto& [id, person] = *entry;
     const bool isGone = person.lastSeen && *_time - *person.lastSeen > _gap;
     if (isGone && (person.face || isWhole)) write(Remove{id});
     if (person.face) {
-      forEachReading(*person.face,
-                     [this](std::size_t /*field*/, auto& reading) { reading.timestamp = *_time; });
+      forEachReading(*person.face, [this](std::size_t field, auto& reading) {
+        reading.timestamp = *_time;
+        ++_readingCounts.at(field);
+      });
+      ++_observationCount;
+      _everyone.insert(id);
       write(Observation{id, *person.face});
       person.lastSeen = _time;
       person.face.reset();
@@ -59,6 +80,48 @@ void FaceFrames::endFrame(bool isWhole) {
     }
     ++entry;
   }
+}
+
+void FaceFrames::lookAtFirst(Time time, double seconds) {
+  _firstTime = time;
+  const double years = seconds / secondsPerYear;
+  if (_start == Time() || std::abs(years) < 1.0) return;
+  _doubts.push_back(fmt::format(
+      "{}the first frame is {:.1f} years from the start; for timestamps since 1970, say --start 0",
+      _rows.lines().place(), years));
+}
+
+void FaceFrames::lookAtStep(Time::duration step) {
+  _shortestStep = std::min(step, _shortestStep.value_or(step));
+  const double years = inSeconds(step) / secondsPerYear;
+  if (years < 1.0 || _hasJumped) return;
+  _hasJumped = true;
+  _doubts.push_back(fmt::format("{}the time jumps by {:.1f} years", _rows.lines().place(), years));
+}
+
+ImportFacts FaceFrames::facts(std::vector<ImportedField> fields, bool hasTimestamps) const {
+  ImportFacts facts;
+  facts.frames = _frameCount;
+  facts.people = _everyone.size();
+  facts.observations = _observationCount;
+  if (_time) facts.length = between(_firstTime, *_time);
+  for (ImportedField& field : fields) {
+    const auto kind =
+        std::find_if(fieldKinds.begin(), fieldKinds.end(),
+                     [&field](const FieldKind& each) { return each.name == field.name; });
+    field.observations = _readingCounts.at(static_cast<std::size_t>(kind - fieldKinds.begin()));
+  }
+  facts.fields = std::move(fields);
+  facts.doubtfulTimes = _doubts;
+  const double step = _shortestStep ? inSeconds(*_shortestStep) : 0.0;
+  if (step > longStep) {
+    facts.doubtfulTimes.push_back(fmt::format(
+        "no two frames are less than {:.6g} s apart: {}", step,
+        hasTimestamps
+            ? fmt::format("are the timestamps {}, where seconds belong?", unitOfStep(step))
+            : "is --fps right?"));
+  }
+  return facts;
 }
 
 }  // namespace zorvel

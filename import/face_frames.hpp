@@ -1,14 +1,19 @@
 #ifndef ZORVEL_IMPORT_FACE_FRAMES_HPP
 #define ZORVEL_IMPORT_FACE_FRAMES_HPP
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
+#include <string>
+#include <vector>
 #include <zv/person_observation.hpp>
 
 #include "import/csv_reader.hpp"
 #include "import/import.hpp"
 #include "recording/event.hpp"
+#include "recording/observation_fields.hpp"
 
 namespace zorvel {
 
@@ -31,6 +36,10 @@ class FaceFrames {
   /// The same when the rest cannot be read: who is not in the frame may have been about to come.
   void abandon() { endFrame(false); }
 
+  /// What was made; that of the rows is left open. `fields` are those of the format, and
+  /// `hasTimestamps` tells that the times come from the file, not from a rate of frames.
+  ImportFacts facts(std::vector<ImportedField> fields, bool hasTimestamps) const;
+
  private:
   struct Person {
     std::optional<Time> lastSeen;
@@ -38,6 +47,8 @@ class FaceFrames {
   };
 
   void endFrame(bool isWhole);
+  void lookAtFirst(Time time, double seconds);
+  void lookAtStep(Time::duration step);
 
   const CsvReader& _rows;
   Time _start;
@@ -45,6 +56,16 @@ class FaceFrames {
   const EventSink& _use;
   std::optional<Time> _time;
   std::map<std::int32_t, Person> _persons;
+
+  std::uint64_t _frameCount = 0;
+  std::set<std::int32_t> _everyone;
+  std::uint64_t _observationCount = 0;
+  /// How many observations have each field.
+  std::array<std::uint64_t, fieldCount> _readingCounts{};
+  Time _firstTime;
+  std::optional<Time::duration> _shortestStep;
+  bool _hasJumped = false;
+  std::vector<std::string> _doubts;
 };
 
 }  // namespace zorvel

@@ -1,5 +1,7 @@
 #include "import/import.hpp"
 
+#include <fmt/format.h>
+
 #include "import/face_frames.hpp"
 #include "import/openface.hpp"
 #include "import/pyfeat.hpp"
@@ -8,15 +10,25 @@
 namespace zorvel {
 namespace {
 
+[[noreturn]] void failWithoutObservation(const std::string& name, const ImportFacts& facts) {
+  throw Failure(fmt::format("{}: gives no observation: {}{}{}", name,
+                            facts.rows == 0
+                                ? "it has no rows"
+                                : fmt::format("none of its rows has a face: {}", facts.noFace),
+                            facts.cutOffRow.empty() ? "" : "\n", facts.cutOffRow));
+}
+
 template <typename Format>
-void importRows(CsvReader& rows, const ImportOptions& options, const EventSink& use,
-                const std::function<void()>& onProgress) {
+ImportFacts importRows(CsvReader& rows, const ImportOptions& options, const EventSink& use,
+                       const std::function<void()>& onProgress) {
   Format format(rows, options);
   FaceFrames frames(rows, options, use);
+  std::uint64_t rowCount = 0;
   try {
     onProgress();
     while (rows.next()) {
       format.readRow(frames);
+      ++rowCount;
       onProgress();
     }
   } catch (const Failure&) {
@@ -24,18 +36,24 @@ void importRows(CsvReader& rows, const ImportOptions& options, const EventSink& 
     throw;
   }
   format.finish(frames);
+  ImportFacts facts = frames.facts(format.fields(), format.hasTimestamps());
+  facts.rows = rowCount;
+  facts.noFace = Format::noFace;
+  facts.cutOffRow = rows.cutOffRow();
+  if (facts.observations == 0) failWithoutObservation(rows.lines().name(), facts);
+  return facts;
 }
 
 }  // namespace
 
-void importOpenFace(CsvReader& rows, const ImportOptions& options, const EventSink& use,
-                    const std::function<void()>& onProgress) {
-  importRows<OpenFaceImport>(rows, options, use, onProgress);
+ImportFacts importOpenFace(CsvReader& rows, const ImportOptions& options, const EventSink& use,
+                           const std::function<void()>& onProgress) {
+  return importRows<OpenFaceImport>(rows, options, use, onProgress);
 }
 
-void importPyFeat(CsvReader& rows, const ImportOptions& options, const EventSink& use,
-                  const std::function<void()>& onProgress) {
-  importRows<PyFeatImport>(rows, options, use, onProgress);
+ImportFacts importPyFeat(CsvReader& rows, const ImportOptions& options, const EventSink& use,
+                         const std::function<void()>& onProgress) {
+  return importRows<PyFeatImport>(rows, options, use, onProgress);
 }
 
 }  // namespace zorvel

@@ -1,8 +1,12 @@
 #ifndef ZORVEL_IMPORT_IMPORT_HPP
 #define ZORVEL_IMPORT_IMPORT_HPP
 
+#include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "import/csv_reader.hpp"
 #include "recording/event.hpp"
@@ -20,12 +24,41 @@ struct ImportOptions {
   double fullIntensity = 3.0;
 };
 
+/// What became of one of the fields that a file can give.
+struct ImportedField {
+  /// As a recording calls it.
+  std::string_view name;
+  /// Why it is not there, or not all of it: "column AU12_r is missing"; empty when nothing is in
+  /// the way.
+  std::string obstacle;
+  /// How many observations have it.
+  std::uint64_t observations = 0;
+};
+
+/// What an import made.
+struct ImportFacts {
+  std::uint64_t rows = 0;
+  std::uint64_t frames = 0;
+  std::uint64_t people = 0;
+  /// One for each row with a face.
+  std::uint64_t observations = 0;
+  /// From the first frame to the last.
+  Time::duration length{};
+  /// How a row without a face is known.
+  std::string_view noFace;
+  /// Says which last row was left out, and why; empty when none was.
+  std::string cutOffRow;
+  std::vector<ImportedField> fields;
+  /// Which times look wrong, a sentence each.
+  std::vector<std::string> doubtfulTimes;
+};
+
 /// Makes events of the rows of a file, by ascending time. `onProgress` is called when the columns
-/// are found to be those of the format, and after each row. Throws Failure when they are not, or
-/// when the file cannot be read to its end: then `use` has got what the rows before tell. Throws
-/// what `use` and `onProgress` throw.
-using Importer = void(CsvReader& rows, const ImportOptions& options, const EventSink& use,
-                      const std::function<void()>& onProgress);
+/// are found to be those of the format, and after each row. Throws Failure when they are not, when
+/// the file cannot be read to its end, or when no row has a face: then `use` has got what the rows
+/// tell up to there. Throws what `use` and `onProgress` throw.
+using Importer = ImportFacts(CsvReader& rows, const ImportOptions& options, const EventSink& use,
+                             const std::function<void()>& onProgress);
 
 /// For what OpenFace 2.x writes.
 Importer importOpenFace;

@@ -9,21 +9,24 @@ namespace zorvel {
 LandmarkColumns::LandmarkColumns(const CsvReader& rows) {
   // Eye corners, brow ends, nose and mouth corners, in the order of a recording's points.
   constexpr std::array<int, 12> used = {36, 39, 42, 45, 17, 21, 22, 26, 30, 33, 48, 54};
-  for (std::size_t point = 0; point < used.size(); ++point) {
-    _x.at(point) = rows.find(fmt::format("x_{}", used.at(point)));
-    _y.at(point) = rows.find(fmt::format("y_{}", used.at(point)));
+  for (std::size_t index = 0; index < columnCount; ++index) {
+    _names.at(index) = fmt::format("{}_{}", index % 2 == 0 ? "x" : "y", used.at(index / 2));
+    _columns.at(index) = rows.findExactly(_names.at(index));
   }
 }
 
+std::string LandmarkColumns::missing() const { return missingColumns(_names, _columns); }
+
 std::optional<ZV::FacialPoints> LandmarkColumns::read(const CsvReader& rows,
                                                       float confidence) const {
-  const auto coordinate = [&rows](CsvReader::Column column) {
+  const auto coordinate = [&](std::size_t index) {
+    const CsvReader::Column column = _columns.at(index);
     return column ? rows.number(column) : 0.0;
   };
   ZV::FacialPoints points;
-  for (std::size_t point = 0; point < _x.size(); ++point) {
-    const auto x = coordinate(_x.at(point));
-    const auto y = coordinate(_y.at(point));
+  for (std::size_t point = 0; point < columnCount / 2; ++point) {
+    const auto x = coordinate(2 * point);
+    const auto y = coordinate(2 * point + 1);
     if (!x || !y) return std::nullopt;
     points.setFacialPoint(static_cast<ZV::PointDescription>(point),
                           {{narrowed(*x), narrowed(*y)}, confidence});

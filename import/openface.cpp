@@ -10,7 +10,16 @@
 namespace zorvel {
 namespace {
 
+using namespace std::string_view_literals;
+
 constexpr double millimetresPerMetre = 1000.0;
+
+constexpr std::array positionColumns{"pose_Tx"sv, "pose_Ty"sv, "pose_Tz"sv};
+constexpr std::array rotationColumns{"pose_Rx"sv, "pose_Ry"sv, "pose_Rz"sv};
+constexpr std::array gazeColumns{"gaze_angle_x"sv, "gaze_angle_y"sv};
+constexpr std::array smileColumn{"AU12_r"sv};
+constexpr std::array expressionColumns{"AU01_r"sv, "AU02_r"sv, "AU04_r"sv, "AU05_r"sv, "AU06_r"sv,
+                                       "AU07_r"sv, "AU12_r"sv, "AU15_r"sv, "AU23_r"sv, "AU26_r"sv};
 
 }  // namespace
 
@@ -22,12 +31,11 @@ OpenFaceImport::OpenFaceImport(const CsvReader& rows, const ImportOptions& optio
       _confidence(rows.get("confidence")),
       _success(rows.get("success")),
       _faceId(rows.find("face_id")),
-      _position(rows.findAll("pose_Tx", "pose_Ty", "pose_Tz")),
-      _rotation(rows.findAll("pose_Rx", "pose_Ry", "pose_Rz")),
-      _gazeAngles(rows.findAll("gaze_angle_x", "gaze_angle_y")),
-      _smileUnit(rows.find("AU12_r")),
-      _expressionUnits(rows.findAll("AU01_r", "AU02_r", "AU04_r", "AU05_r", "AU06_r", "AU07_r",
-                                    "AU12_r", "AU15_r", "AU23_r", "AU26_r")),
+      _position(rows.findAll(positionColumns)),
+      _rotation(rows.findAll(rotationColumns)),
+      _gazeAngles(rows.findAll(gazeColumns)),
+      _smileUnit(rows.findAll(smileColumn)),
+      _expressionUnits(rows.findAll(expressionColumns)),
       _landmarks(rows) {}
 
 void OpenFaceImport::readRow(FaceFrames& frames) {
@@ -43,6 +51,15 @@ void OpenFaceImport::readRow(FaceFrames& frames) {
 void OpenFaceImport::finish(FaceFrames& frames) {
   if (_heldFrame && !_isDecided) setTime(frames, *_heldFrame, 0.0);
   frames.finish();
+}
+
+std::vector<ImportedField> OpenFaceImport::fields() const {
+  return {{"distance", missingColumns(positionColumns, _position)},
+          {"headPosture", missingColumns(rotationColumns, _rotation)},
+          {"gaze", missingColumns(gazeColumns, _gazeAngles)},
+          {"smile", missingColumns(smileColumn, _smileUnit)},
+          {"expressions", missingColumns(expressionColumns, _expressionUnits)},
+          {"facialPoints", _landmarks.missing()}};
 }
 
 void OpenFaceImport::readTime(FaceFrames& frames) {
@@ -107,8 +124,8 @@ ZV::PersonObservation OpenFaceImport::face() const {
   const auto confidence = _rows.number(_confidence);
   if (!confidence) return face;
   const float held = narrowed(clipped(*confidence));
-  if (const auto unit = _rows.number(_smileUnit)) {
-    set(face.smile, ZV::Smile(narrowed(intensity(*unit)), held));
+  if (const auto unit = _rows.numbers(_smileUnit)) {
+    set(face.smile, ZV::Smile(narrowed(intensity(unit->front())), held));
   }
   if (const auto units = _rows.numbers(_expressionUnits)) {
     set(face.expressions, expressions(*units, held));

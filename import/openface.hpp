@@ -3,6 +3,8 @@
 
 #include <array>
 #include <optional>
+#include <string_view>
+#include <vector>
 
 #include "import/csv_reader.hpp"
 #include "import/face_frames.hpp"
@@ -14,6 +16,8 @@ namespace zorvel {
 /// Reads the rows that OpenFace 2.x writes.
 class OpenFaceImport {
  public:
+  static constexpr std::string_view noFace = "\"success\" is not 1";
+
   /// Throws Failure when the file lacks columns of the format.
   OpenFaceImport(const CsvReader& rows, const ImportOptions& options);
 
@@ -21,6 +25,10 @@ class OpenFaceImport {
   void readRow(FaceFrames& frames);
   /// There are no more rows. Throws Failure.
   void finish(FaceFrames& frames);
+
+  std::vector<ImportedField> fields() const;
+  /// Whether the times are those of the file; known in the end.
+  bool hasTimestamps() const { return !_isImageSequence; }
 
  private:
   void readTime(FaceFrames& frames);
@@ -40,7 +48,7 @@ class OpenFaceImport {
   std::array<CsvReader::Column, 3> _position;
   std::array<CsvReader::Column, 3> _rotation;
   std::array<CsvReader::Column, 2> _gazeAngles;
-  CsvReader::Column _smileUnit;
+  std::array<CsvReader::Column, 1> _smileUnit;
   std::array<CsvReader::Column, 10> _expressionUnits;
   LandmarkColumns _landmarks;
 

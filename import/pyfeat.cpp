@@ -10,6 +10,14 @@
 namespace zorvel {
 namespace {
 
+using namespace std::string_view_literals;
+
+constexpr std::array poseColumns{"Yaw"sv, "Pitch"sv, "Roll"sv};
+constexpr std::array smileColumn{"AU12"sv};
+constexpr std::array firstEmotionColumns{"neutral"sv, "anger"sv, "happiness"sv, "sadness"sv,
+                                         "surprise"sv};
+constexpr std::array secondEmotionColumns{"Neutral"sv, "Anger"sv, "Happy"sv, "Sad"sv, "Surprise"sv};
+
 /// The rows, when they have the columns by which the format is known.
 const CsvReader& recognised(const CsvReader& rows) {
   for (const char* const name : {"FaceRectX", "FaceScore", "Pitch", "frame"}) rows.get(name);
@@ -33,11 +41,10 @@ PyFeatImport::PyFeatImport(const CsvReader& rows, const ImportOptions& options)
       _frame(rows.find("frame")),
       _score(rows.find("FaceScore")),
       _identity(rows.find("Identity")),
-      _pose(rows.findAll("Yaw", "Pitch", "Roll")),
-      _smileUnit(rows.find("AU12")),
-      _emotions(_isSecondGeneration
-                    ? rows.findAll("Neutral", "Anger", "Happy", "Sad", "Surprise")
-                    : rows.findAll("neutral", "anger", "happiness", "sadness", "surprise")),
+      _pose(rows.findAll(poseColumns)),
+      _smileUnit(rows.findAll(smileColumn)),
+      _emotionColumns(_isSecondGeneration ? secondEmotionColumns : firstEmotionColumns),
+      _emotions(rows.findAll(_emotionColumns)),
       _landmarks(rows) {}
 
 void PyFeatImport::readRow(FaceFrames& frames) {
@@ -50,6 +57,15 @@ void PyFeatImport::readRow(FaceFrames& frames) {
                                       "identities, so that it tells the persons apart",
                                       seen));
   }
+}
+
+std::vector<ImportedField> PyFeatImport::fields() const {
+  return {{"distance", "py-feat does not measure it"},
+          {"headPosture", missingColumns(poseColumns, _pose)},
+          {"gaze", "py-feat's documents contradict each other on its sign"},
+          {"smile", missingColumns(smileColumn, _smileUnit)},
+          {"expressions", missingColumns(_emotionColumns, _emotions)},
+          {"facialPoints", _landmarks.missing()}};
 }
 
 /// The number at the end of "Person_3"; 0 when there is none.
@@ -81,17 +97,16 @@ ZV::PersonObservation PyFeatImport::face(double score) const {
     set(face.headPosture,
         ZV::HeadPosture(narrowed(side * yaw), narrowed(pitch), narrowed(side * roll)));
   }
-  if (const auto unit = _rows.number(_smileUnit)) {
-    set(face.smile, ZV::Smile(narrowed(clipped(*unit)), confidence));
+  if (const auto unit = _rows.numbers(_smileUnit)) {
+    set(face.smile, ZV::Smile(narrowed(clipped(unit->front())), confidence));
   }
-  if (const auto emotions = _rows.numbers(_emotions)) {
-    const auto [calm, anger, joy, sorrow, surprise] = *emotions;
+  if (const auto values = _rows.numbers(_emotions)) {
+    const auto [calm, anger, joy, sorrow, surprise] = *values;
     set(face.expressions, expressionsOf(calm, anger, joy, sorrow, surprise, confidence));
   }
   if (const auto landmarks = _landmarks.read(_rows, confidence)) {
     set(face.facialPoints, *landmarks);
   }
-  // The gaze is left out: py-feat's documents contradict each other on its sign.
   return face;
 }
 

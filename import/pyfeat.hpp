@@ -3,6 +3,8 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
+#include <vector>
 
 #include "import/csv_reader.hpp"
 #include "import/face_frames.hpp"
@@ -14,6 +16,8 @@ namespace zorvel {
 /// Reads the rows that py-feat writes, with a detector of its first or its second generation.
 class PyFeatImport {
  public:
+  static constexpr std::string_view noFace = "\"FaceScore\" is empty";
+
   /// Throws Failure when the file lacks columns of the format. The options must have the frames per
   /// second.
   PyFeatImport(const CsvReader& rows, const ImportOptions& options);
@@ -22,6 +26,9 @@ class PyFeatImport {
   void readRow(FaceFrames& frames);
   /// There are no more rows. Throws Failure.
   void finish(FaceFrames& frames) { frames.finish(); }
+
+  std::vector<ImportedField> fields() const;
+  bool hasTimestamps() const { return false; }
 
  private:
   std::int32_t person() const;
@@ -35,7 +42,8 @@ class PyFeatImport {
   CsvReader::Column _score;
   CsvReader::Column _identity;
   std::array<CsvReader::Column, 3> _pose;
-  CsvReader::Column _smileUnit;
+  std::array<CsvReader::Column, 1> _smileUnit;
+  std::array<std::string_view, 5> _emotionColumns;
   std::array<CsvReader::Column, 5> _emotions;
   LandmarkColumns _landmarks;
 };

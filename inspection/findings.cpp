@@ -7,6 +7,8 @@
 #include <initializer_list>
 #include <utility>
 
+#include "recording/time_unit.hpp"
+
 namespace zorvel {
 namespace {
 
@@ -132,13 +134,8 @@ class Findings {
 
   /// The unit that times so close together are probably in; empty when they do not tell.
   std::string_view timeUnit(std::int64_t interval) const {
-    // As times since the epoch, these are the years 2001 to 2096.
-    const auto isDate = [time = _facts.highestTime.time_since_epoch().count()](std::int64_t unit) {
-      return time / unit >= 1'000'000'000 && time / unit < 4'000'000'000;
-    };
-    if (isDate(1)) return "seconds";
-    if (isDate(1'000)) return "milliseconds";
-    if (isDate(1'000'000)) return "microseconds";
+    const auto unit = coarserUnit(_facts.highestTime.time_since_epoch().count());
+    if (!unit.empty()) return unit;
     if (interval >= 1'000) return "microseconds";
     return interval >= 1 ? "milliseconds" : "";
   }

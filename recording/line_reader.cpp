@@ -5,8 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 #include "recording/failure.hpp"
 
@@ -14,11 +17,18 @@ namespace zorvel {
 namespace {
 
 constexpr std::size_t bufferSize = std::size_t{64} << 10;
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+/// By its byte order mark or, as what is read begins with an ASCII character, by a zero byte.
+bool isUtf16(std::string_view text) {
+  const std::string_view first = text.substr(0, 2);
+  return first == "\xFF\xFE" || first == "\xFE\xFF" || first.find('\0') != first.npos;
+}
 
 }  // namespace
 
-LineReader::LineReader(const std::string& name, const WaitForInput& waitForInput)
-    : _name(name), _waitForInput(waitForInput), _buffer(bufferSize) {
+LineReader::LineReader(const std::string& name, const WaitForInput& waitForInput, LineEnds lineEnds)
+    : _name(name), _waitForInput(waitForInput), _lineEnds(lineEnds), _buffer(bufferSize) {
   if (name == "-") return;
   while ((_descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC)) < 0) {
     if (errno != EINTR) throw systemFailure(name, errno);
@@ -39,42 +49,76 @@ LineReader::~LineReader() {
   if (_descriptor != STDIN_FILENO) close(_descriptor);
 }
 
-bool LineReader::fill() {
+/// Puts the next bytes behind what is in the buffer; returns their number, 0 at the end.
+std::size_t LineReader::readMore() {
   while (true) {
     if (_waitForInput) _waitForInput(_descriptor);
-    const ssize_t count = read(_descriptor, _buffer.data(), _buffer.size());
+    const ssize_t count = read(_descriptor, _buffer.data() + _end, _buffer.size() - _end);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) throw systemFailure(_name, errno);
-    _begin = 0;
-    _end = static_cast<std::size_t>(count);
-    return count > 0;
+    _end += static_cast<std::size_t>(count);
+    return static_cast<std::size_t>(count);
   }
+}
+
+/// Whether the file's first bytes do not yet tell how it is encoded.
+bool LineReader::beginsUndecided() const {
+  return _end < 2 || byteOrderMark.substr(0, _end) == std::string_view(_buffer.data(), _end);
+}
+
+bool LineReader::fill() {
+  _begin = 0;
+  _end = 0;
+  if (_bytesRead > 0) return readMore() > 0;
+  while (beginsUndecided() && readMore() > 0) continue;
+  const std::string_view text(_buffer.data(), _end);
+  if (isUtf16(text)) throw Failure(_name + ": is UTF-16; it must be UTF-8");
+  if (text.substr(0, byteOrderMark.size()) == byteOrderMark) consume(byteOrderMark.size());
+  return _begin < _end;
+}
+
+const char* LineReader::findLineEnd(const char* begin, const char* end) const {
+  if (_lineEnds == LineEnds::Any) {
+    return std::find_if(begin, end,
+                        [](char character) { return character == '\n' || character == '\r'; });
+  }
+  const void* const found = std::memchr(begin, '\n', static_cast<std::size_t>(end - begin));
+  return found == nullptr ? end : static_cast<const char*>(found);
+}
+
+void LineReader::consume(std::size_t count) {
+  _begin += count;
+  _bytesRead += count;
 }
 
 bool LineReader::next(std::string& line) {
   line.clear();
   bool started = false;
   while (_begin < _end || fill()) {
+    const char* const begin = _buffer.data() + _begin;
+    const char* const end = _buffer.data() + _end;
+    if (std::exchange(_skipsLineFeed, false) && *begin == '\n') {
+      consume(1);
+      continue;
+    }
     if (!started && !_skipping) ++_lineNumber;
     started = true;
-    const char* const begin = _buffer.data() + _begin;
-    const auto* const lineEnd = static_cast<const char*>(std::memchr(begin, '\n', _end - _begin));
-    const std::size_t length =
-        lineEnd == nullptr ? _end - _begin : static_cast<std::size_t>(lineEnd - begin);
-    const std::size_t consumed = length + (lineEnd == nullptr ? 0 : 1);
-    _begin += consumed;
-    _bytesRead += consumed;
+    const char* const lineEnd = findLineEnd(begin, end);
+    const bool isWhole = lineEnd != end;
+    const auto length = static_cast<std::size_t>(lineEnd - begin);
+    consume(length + (isWhole ? 1 : 0));
+    _skipsLineFeed = isWhole && *lineEnd == '\r';
     if (_skipping) {
-      _skipping = lineEnd == nullptr;
+      _skipping = !isWhole;
       started = false;
       continue;
     }
     if (line.size() + length > longestLine) {
-      _skipping = lineEnd == nullptr;
+      _skipping = !isWhole;
       throw BadLine(fmt::format("{}longer than {} bytes", place(), longestLine));
     }
     line.append(begin, length);
-    if (lineEnd != nullptr) return true;
+    if (isWhole) return true;
   }
   return started;
 }

@@ -17,8 +17,8 @@ USED = [36, 39, 42, 45, 17, 21, 22, 26, 30, 33, 48, 54]
 
 
 def run(kind, text, *options):
-    return subprocess.run([TOOL, "import", kind, "-", *options], input=text.encode(),
-                          capture_output=True)
+    data = text if isinstance(text, bytes) else text.encode()
+    return subprocess.run([TOOL, "import", kind, "-", *options], input=data, capture_output=True)
 
 
 def events(result):
@@ -42,7 +42,7 @@ def emotions(confidence, *values):
 
 class ImportTest(unittest.TestCase):
     def imported(self, kind, text, *options):
-        result = run(kind, text, *options)
+        result = run(kind, text, "--quiet", *options)
         self.assertEqual((result.returncode, result.stderr), (0, b""))
         header = json.loads(result.stdout.splitlines()[0])
         self.assertEqual(header, {"event": "header", "version": 1, "source": kind})
@@ -152,7 +152,9 @@ class ImportTest(unittest.TestCase):
         openface, pyfeat = ("openface",), ("pyfeat", "--fps", "25")
         face_ids = OPENFACE + ",face_id\n1,0,1,1,4\n"
         for (kind, *options), text, status, message, lines in (
-            (openface, OPENFACE + "\n", 0, "", 1),
+            (openface, OPENFACE + "\n", 1, "-: gives no observation: it has no rows", 1),
+            (openface, OPENFACE + "\n1,0,1,NA\n2,1", 1, 'rows has a face: "success" is not 1\n-:3: has', 1),
+            (openface, OPENFACE.replace("success", "Success,SUCCESS"), 1, "-:1: lacks the col", 0),
             (openface, OPENFACE + "\n1,0,1,1\n2,1,1,1\n3,2,1\n\n", 0, "-:4: has 3 cells", 3),
             (openface, OPENFACE + "\n1,0,1,1\n2,1,1\n3,2,1,1\n", 1, "-:3: has 3 cells", 2),
             (openface, OPENFACE + "\n1,0,1,1\n2,1,1,1,1\n", 1, "-:3: has 5 cells", 2),
@@ -164,7 +166,7 @@ class ImportTest(unittest.TestCase):
             (openface, OPENFACE + "\n1,0,1,1\n2,0,1,1\n", 1, '-:3: column "timestamp": every', 2),
             (("openface", "--fps", "9"), OPENFACE + "\n1,0,1,1\n2,0,1,1\n3,1,1,1\n", 1,
              '-:4: column "timestamp": is not 0', 3),
-            (openface, OPENFACE + "\n1,5e9,1,1\n", 1, '-:2: column "timestamp": is', 1),
+            (openface, OPENFACE + "\n1,5e9,1,1\n", 1, '-:2: column "timestamp": 5e+09 s is', 1),
             (openface, face_ids + "1,0,1,1,4\n", 1, '-:3: column "face_id": a second', 2),
             (openface, face_ids + "2,1,1,1,2147483648\n", 1, '-:3: column "face_id": 2147', 2),
             # Person 4 may have come behind the bad row, so is not said to be not seen.
@@ -189,6 +191,80 @@ class ImportTest(unittest.TestCase):
                 self.assertEqual(run(kind, text, *options, "-o", file).returncode, status)
                 self.assertEqual(os.listdir(folder), [] if status else ["scene.jsonl"])
                 self.assertTrue(status or file.read_bytes() == result.stdout)
+
+    def test_what_it_says(self):
+        rows = "\n1,0,0.5,1,1.5,0.1,NA,0.3,4\n2,1,0.5,0,,,,,4\n3,2.5,0.5,1,,0.1,0.2,0.3,5\n4,2"
+        head = OPENFACE + ",AU12_r,pose_Rx,pose_Ry,pose_Rz,face_id"
+        points = [f"{axis}_{point}" for point in USED for axis in "xy"]
+        said = run("openface", head + rows).stderr.decode().splitlines()
+        self.assertEqual(said, [
+            "3 rows, 3 frames, 2 people, 2 observations, 2.500 s",
+            '1 row without a face: "success" is not 1',
+            "-:5: has 2 cells instead of 9: the last row is cut off and left out",
+            "no distance: columns pose_Tx, pose_Ty, pose_Tz are missing",
+            "no headPosture in 1 of 2 observations: cells are empty or not usable",
+            "no gaze: columns gaze_angle_x, gaze_angle_y are missing",
+            "no smile in 1 of 2 observations: cells are empty or not usable",
+            "no expressions: columns AU01_r, AU02_r, AU04_r, AU05_r, AU06_r, AU07_r, AU15_r, "
+            "AU23_r, AU26_r are missing",
+            f"zeros in facialPoints: columns {', '.join(points[:10])} and 14 more are missing"])
+        said = run("pyfeat", f"{FIRST},{','.join(points[1:])}\n1,1,1,0,,{',1' * 23}\n",
+                   "--fps", "25").stderr.decode().splitlines()
+        self.assertEqual(said[0], "1 row, 1 frame, 1 person, 1 observation, 0.000 s")
+        self.assertIn("no smile: column AU12 is missing", said)
+        self.assertEqual(said[-1], "zeros in facialPoints: column x_36 is missing")
+
+    def test_doubtful_times(self):
+        year = 31_557_600  # 365.25 days
+        for options, times, expected in (
+            ([], [0, 33, 67], ["no two frames are less than 33 s apart: are the timestamps "
+                               "milliseconds, where seconds belong?"]),
+            ([], [0, 1, 3 * year + 1, 9 * year], ["-:4: the time jumps by 3.0 years"]),
+            ([], [54 * year, 54 * year + 1], ["-:2: the first frame is 54.0 years from the start; "
+                                              "for timestamps since 1970, say --start 0"]),
+            (["--start", "0"], [54 * year, 54 * year + 1], []),
+            (["--start", "1700000000"], [0, 1], ["--start is 1.7 s after 1970: is it in seconds, "
+                                                 "where nanoseconds belong?"]),
+            (["--start", "1700000000000000000"], [0, 3, 6], []),
+            (["--fps", "0.25"], [0, 0], ["no two frames are less than 4 s apart: is --fps right?"]),
+        ):
+            text = "\n".join([OPENFACE] + [f"{n},{time},1,1" for n, time in enumerate(times, 1)])
+            with self.subTest(times=times, options=options):
+                said = run("openface", text, *options).stderr.decode().splitlines()
+                fields = [index for index, line in enumerate(said) if "facialPoints" in line]
+                self.assertEqual(said[fields[0] + 1:], expected)
+
+    def test_spellings_of_a_file(self):
+        names = "frame, timestamp ,confidence,success,AU12_r,X_36,x_36,y_36,face_id"
+        rows = ["1,0.25,0.5,1,1.5,9,7.5,3,4", "2,0.5,0.5,1,,9,7.5,3,4", "", "3,1,1,1,0.5,9,7,3,4"]
+        plain = "\n".join([names, *rows])
+        expected = run("openface", plain)
+        self.assertEqual(len(events(expected)), 3)
+        with_commas = "\n".join([names.replace(",", ";")] +
+                                [row.replace(",", ";").replace(".", ",") for row in rows])
+        for spelled in (
+            with_commas, with_commas.replace(";", "\t"), plain.replace(",", ";"),
+            plain.replace(",", "\t"), plain.replace("\n", "\r"), plain.replace("\n", "\r\n"),
+            "\ufeff" + plain, plain.replace(",,", ",NA,"), plain.replace(",,", ",NaN,"),
+            plain.replace("success", "Success").replace("AU12_r", "au12_R"),
+            plain.replace("X_36", "Y_36,SUCCESS").replace(",9,", ",9,0,"),
+        ):
+            with self.subTest(spelled=spelled):
+                result = run("openface", spelled)
+                self.assertEqual((result.stdout, result.stderr), (expected.stdout, expected.stderr))
+        replay = [TOOL, "replay", "-", "--timeline", "-"]
+        recording = expected.stdout.decode()
+        timelines = [subprocess.run(replay, input=mark.encode() + expected.stdout,
+                                    capture_output=True) for mark in ("", "\ufeff")]
+        self.assertEqual(timelines[1].stdout.count(b"\n"), 4)
+        self.assertEqual(timelines[0].stdout, timelines[1].stdout)
+        for encoding in ("utf-16", "utf-16-le", "utf-16-be"):
+            refused = (run("openface", plain.encode(encoding)),
+                       subprocess.run(replay, input=recording.encode(encoding),
+                                      capture_output=True))
+            for result in refused:
+                self.assertEqual((result.returncode, result.stderr),
+                                 (1, b"-: is UTF-16; it must be UTF-8\n"))
 
     def test_a_pipe_is_followed_and_may_be_closed(self):
         with subprocess.Popen([TOOL, "import", "openface", "-"], stdin=subprocess.PIPE,

@@ -7,6 +7,7 @@
 
 #include "recording/failure.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/time_unit.hpp"
 #include "system/command_line.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
@@ -20,8 +21,46 @@ constexpr const char* defaultStart = "2000-01-01T00:00:00Z";
 struct FileOptions {
   std::string file;
   std::string output = "-";
+  bool quiet = false;
   ImportOptions faces;
 };
+
+std::string counted(std::uint64_t count, std::string_view one, std::string_view many) {
+  return fmt::format("{} {}", count, count == 1 ? one : many);
+}
+
+std::string counted(std::uint64_t count, std::string_view noun) {
+  return counted(count, noun, fmt::format("{}s", noun));
+}
+
+void printField(const ImportedField& field, std::uint64_t observations) {
+  if (field.obstacle.empty() && field.observations < observations) {
+    fmt::print(stderr, "no {} in {} of {}: cells are empty or not usable\n", field.name,
+               observations - field.observations, counted(observations, "observation"));
+  } else if (!field.obstacle.empty()) {
+    // A landmark without columns is written all the same.
+    fmt::print(stderr, "{} {}: {}\n", field.observations == 0 ? "no" : "zeros in", field.name,
+               field.obstacle);
+  }
+}
+
+/// Says on standard error what was made, what was left out and what looks wrong.
+void printFacts(const ImportFacts& facts, Time start) {
+  fmt::print(stderr, "{}, {}, {}, {}, {:.3f} s\n", counted(facts.rows, "row"),
+             counted(facts.frames, "frame"), counted(facts.people, "person", "people"),
+             counted(facts.observations, "observation"), inSeconds(facts.length));
+  if (facts.rows > facts.observations) {
+    fmt::print(stderr, "{} without a face: {}\n", counted(facts.rows - facts.observations, "row"),
+               facts.noFace);
+  }
+  if (!facts.cutOffRow.empty()) fmt::print(stderr, "{}\n", facts.cutOffRow);
+  for (const ImportedField& field : facts.fields) printField(field, facts.observations);
+  if (const auto unit = coarserUnit(start.time_since_epoch().count()); !unit.empty()) {
+    fmt::print(stderr, "--start is {:.6g} s after 1970: is it in {}, where nanoseconds belong?\n",
+               inSeconds(start.time_since_epoch()), unit);
+  }
+  for (const std::string& doubt : facts.doubtfulTimes) fmt::print(stderr, "{}\n", doubt);
+}
 
 void importFile(const FileOptions& options, const char* source, Importer importRows) {
   catchInterrupts();
@@ -29,11 +68,12 @@ void importFile(const FileOptions& options, const char* source, Importer importR
   TextOutput output(options.output);
   appendHeader(output.text(), source);
   bool isRecognised = false;
+  ImportFacts facts;
   {
-    Progress progress(options.output != "-");
+    Progress progress(!options.quiet && options.output != "-");
     const auto use = [&output](const Event& event) { appendEvent(output.text(), event); };
     try {
-      importRows(rows, options.faces, use, [&] {
+      facts = importRows(rows, options.faces, use, [&] {
         isRecognised = true;
         output.flush();
         progress.update(rows.lines());
@@ -46,7 +86,7 @@ void importFile(const FileOptions& options, const char* source, Importer importR
   }
   output.flush();
   output.commit();
-  if (!rows.leftOut().empty()) fmt::print(stderr, "{}\n", rows.leftOut());
+  if (!options.quiet) printFacts(facts, options.faces.start);
 }
 
 std::shared_ptr<FileOptions> addOptions(CLI::App& command) {
@@ -82,6 +122,8 @@ std::shared_ptr<FileOptions> addOptions(CLI::App& command) {
       ->capture_default_str();
   command.add_flag("--mirrored", options->faces.mirrored,
                    "The video shows a mirror image: yaw and roll change their signs");
+  command.add_flag("-q,--quiet", options->quiet,
+                   "No word on what was made and left out, no progress, no warnings");
   return options;
 }
 
@@ -126,7 +168,8 @@ void addImport(CLI::App& tool) {
   command->require_subcommand(1);
   command->footer(
       R"(Each frame gives an observation for each person with a face in it, and says of the persons seen
-before that they are not seen or, after a gap, removed.
+before that they are not seen or, after a gap, removed. At its end, an import says on standard error
+what it made, what the file could not give, and which times look wrong.
 
 Example:
   zorvel import openface webcam.csv --output webcam.jsonl)");
