@@ -166,6 +166,7 @@ class Host {
       zorvel::fillField(field, all, _lastTimestamp,
                         [this](const auto& /*kind*/, auto& number) { this->pick(number); });
     });
+    if (all.headPosture) ++_headPostures;
     return all;
   }
 
@@ -224,8 +225,10 @@ class Host {
       requireWithin(static_cast<float>(state.personValenceBinary().value), -1.0f, 1.0f);
       requireWithin(static_cast<float>(state.personUnsmoothedValenceBinary().value), -1.0f, 1.0f);
       const auto ease = state.bodyLanguageState().bodyLanguageState(BodyLanguageDescription::Ease);
-      // An entry that grows too old between the two is in the sum and not in the divisor.
-      if (_clock.isEven()) requireWithin(ease.level, -0.5f, 0.5f);
+      // A posture that expires between the two looks at the memory's size is in the sum and not in
+      // the divisor, which is 0 when none is left.
+      const float most = _clock.isEven() ? 0.5f : 0.5f * static_cast<float>(_headPostures);
+      if (_clock.isEven() || std::isfinite(ease.level)) requireWithin(ease.level, -most, most);
       requireUnlocked(state._record().locks);
       forEachChannel(person.personMemory._record(),
                      [this](auto& channel) { requireSorted(channel); });
@@ -290,6 +293,7 @@ class Host {
   boost::optional<Person> _kept;
   Time _lastTimestamp;
   bool _mayBeNaN = false;
+  int _headPostures = 0;
   std::string _seen;
 };
 
