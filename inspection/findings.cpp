@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "inspection/format.hpp"
 #include "recording/time_unit.hpp"
 
 namespace zorvel {
@@ -14,6 +15,7 @@ namespace {
 
 // With fewer readings or cycles, a pattern may be chance.
 constexpr std::uint64_t enough = 100;
+constexpr std::uint64_t enoughCycles = 10;
 // Rarer accidents than this share happen in every recording.
 constexpr double accidentShare = 0.01;
 
@@ -21,16 +23,12 @@ double share(std::uint64_t part, std::uint64_t whole) {
   return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
 }
 
-std::string plural(std::uint64_t count, std::string_view noun) {
-  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
 /// Collects findings.
 class Findings {
  public:
-  explicit Findings(const RecordingFacts& facts) : _facts(facts) {
+  explicit Findings(const RecordingFacts& facts) : _facts(facts), _cycles(facts.cycles()) {
     for (const auto& [id, person] : facts.persons) {
-      _cycles += person.cycles();
+      _newStarts += person.newStarts;
       _faces += person.faces;
       _intervals.add(person.intervals);
       for (const auto& [index, field] : person.fields) add(_fields.at(index), field);
@@ -70,24 +68,29 @@ class Findings {
     sum.contradicting.add(field.contradicting);
   }
 
-  void report(std::string_view kind, std::uint64_t firstLine, std::string text) {
-    _found.push_back({kind, firstLine, std::move(text)});
+  void warn(std::string_view kind, std::uint64_t firstLine, std::string text) {
+    _found.push_back({kind, firstLine, std::move(text), true});
+  }
+
+  /// Of what a good recording of an unusual scene may show, too.
+  void note(std::string_view kind, std::string text) {
+    _found.push_back({kind, 0, std::move(text), false});
   }
 
   void checkCycles() {
     if (_cycles == 0) {
-      report("no_cycles", 0, "No person is observed, so a replay gives no states.");
+      note("no_cycles", "No person is observed, so a replay gives no states.");
     } else if (_cycles >= enough && share(_faces, _cycles) < 0.1) {
-      report("few_faces", 0,
-             fmt::format("Only {} of the cycles have a face (head posture, smile, expressions or "
-                         "facial points): the states are mostly those of people not seen.",
-                         formatShare(_faces, _cycles)));
+      note("few_faces",
+           fmt::format("Only {} of the cycles have a face (head posture, smile, expressions or "
+                       "facial points): the states are mostly those of people not seen.",
+                       formatShare(_faces, _cycles)));
     }
   }
 
   bool hasNone(std::initializer_list<std::string_view> names) const {
-    for (std::size_t index = 0; index < _fields.size(); ++index) {
-      if (_fields.at(index).readings == 0) continue;
+    for (std::size_t index = 0; index < fieldKinds.size(); ++index) {
+      if (_facts.numbers.at(index).front().count == 0) continue;
       if (std::find(names.begin(), names.end(), fieldKinds.at(index).name) != names.end()) {
         return false;
       }
@@ -96,16 +99,16 @@ class Findings {
   }
 
   void checkInputs() {
-    if (_cycles == 0) return;
+    if (_cycles < enoughCycles) return;
     if (hasNone({"headPosture", "gaze"})) {
-      report("no_attention_input", 0,
-             "No headPosture and no gaze: without them the attention stays 0.");
+      warn("no_attention_input", 0,
+           "No headPosture and no gaze: without them the attention stays 0.");
     }
     if (hasNone({"smile", "expressions", "voiceEmotion", "asrEmotion", "touchEmotion",
                  "contextEmotion"})) {
-      report("no_valence_input", 0,
-             "No smile, expressions, voiceEmotion, asrEmotion, touchEmotion or contextEmotion: "
-             "without them the valence stays near 0.");
+      warn("no_valence_input", 0,
+           "No smile, expressions, voiceEmotion, asrEmotion, touchEmotion or contextEmotion: "
+           "without them the valence stays near 0.");
     }
   }
 
@@ -113,22 +116,28 @@ class Findings {
     // Nobody perceives 10,000 times a second.
     constexpr std::int64_t shortestInterval = 100'000;
     const std::int64_t interval = _intervals.median();
-    if (_intervals.count() >= 10 && interval < shortestInterval) {
+    if (_intervals.count() >= enoughCycles && interval < shortestInterval) {
       const std::string_view unit = timeUnit(interval);
-      report("time_unit", 0,
-             fmt::format("The cycles of a person are {} apart: {}", formatDuration(interval),
-                         unit.empty() ? "the times do not tell them apart."
-                                      : fmt::format("are the times in {}? They are taken as "
-                                                    "nanoseconds.",
-                                                    unit)));
+      warn("time_unit", 0,
+           fmt::format("The cycles of a person are {} apart: {}", formatDuration(interval),
+                       unit.empty() ? "the times do not tell them apart."
+                                    : fmt::format("are the times in {}? They are taken as "
+                                                  "nanoseconds.",
+                                                  unit)));
     }
     const Occurrences& backwards = _facts.backwards;
     if (backwards.count > 0) {
-      report("time_backwards", backwards.firstLine,
-             fmt::format("The time runs backwards, by up to {}, in {}, first in line {}. Such a "
-                         "line is handled at the latest time so far.",
-                         formatDuration(_facts.farthestBack), plural(backwards.count, "line"),
-                         backwards.firstLine));
+      warn("time_backwards", backwards.firstLine,
+           fmt::format("The time runs backwards, by up to {}, in {}, first in line {}. A "
+                       "replay handles such a line at the latest time so far.",
+                       formatDuration(_facts.farthestBack), formatCount(backwards.count, "line"),
+                       backwards.firstLine));
+    }
+    constexpr std::int64_t year = std::int64_t{365 * 86400} * 1'000'000'000;
+    if (_facts.longestStep > year) {
+      warn("time_jump", _facts.longestStepLine,
+           fmt::format("The time jumps ahead by {} in line {}: was a clock set there?",
+                       formatDuration(_facts.longestStep), _facts.longestStepLine));
     }
   }
 
@@ -141,6 +150,13 @@ class Findings {
   }
 
   void checkPersons() {
+    if (_newStarts >= enoughCycles && share(_newStarts, _cycles) > 0.5) {
+      warn("new_starts", 0,
+           fmt::format("{} of the cycles come right after their person was removed, and so begin "
+                       "from a neutral state. Are the frames farther apart than the gap after "
+                       "which people are removed?",
+                       formatShare(_newStarts, _cycles)));
+    }
     const std::uint64_t count = _facts.persons.size();
     if (count < 10 || _cycles >= 10 * count) return;
     std::vector<std::pair<Time, Time>> spans;
@@ -153,16 +169,16 @@ class Findings {
       latest = std::max(latest, last);
     }
     if (overlapping * 10 > count) return;
-    report("fleeting_persons", 0,
-           fmt::format("{} person ids share {} cycles, one after the other: does one person get a "
-                       "new id again and again? Each id starts from a neutral state.",
-                       count, _cycles));
+    note("fleeting_persons",
+         fmt::format("{} person ids share {} cycles, one after the other: does one person get a "
+                     "new id again and again? Each id starts from a neutral state.",
+                     count, _cycles));
   }
 
   /// Those fields where something happened too often to be an accident, with their shares and what
   /// `detail` says of them; reported when there are any.
   template <typename Detail>
-  void reportFields(std::string_view kind, Occurrences Field::*occurrences, std::string_view before,
+  void warnOfFields(std::string_view kind, Occurrences Field::*occurrences, std::string_view before,
                     std::string_view after, Detail detail) {
     std::string list;
     Occurrences sum;
@@ -171,29 +187,31 @@ class Findings {
       const Occurrences& found = field.*occurrences;
       if (found.count == 0 || share(found.count, field.readings) < accidentShare) continue;
       list += fmt::format("{}{} ({}{})", list.empty() ? "" : ", ", fieldKinds.at(index).name,
-                          formatShare(found.count, field.readings), detail(field));
+                          formatShare(found.count, field.readings),
+                          detail(field, fieldKinds.at(index)));
       sum.add(found);
     }
     if (list.empty()) return;
-    report(kind, sum.firstLine,
-           fmt::format("{}: {}; first in line {}. {}", before, list, sum.firstLine, after));
+    warn(kind, sum.firstLine,
+         fmt::format("{}: {}; first in line {}. {}", before, list, sum.firstLine, after));
   }
 
   void checkReadingTimes() {
-    reportFields("repeated_time", &Field::contradicting,
+    warnOfFields("repeated_time", &Field::contradicting,
                  "Readings with the time of an earlier one but other numbers",
                  "The memory keeps only the first of one time: is their clock too coarse?",
-                 [](const Field& /*field*/) { return std::string(); });
-    reportFields("future", &Field::future, "Readings from the future, as seen from their line",
+                 [](const Field& /*field*/, const FieldKind& /*kind*/) { return std::string(); });
+    warnOfFields("future", &Field::future, "Readings from the future, as seen from their line",
                  "They stay the youngest until their time has come: does their clock run ahead?",
-                 [](const Field& field) {
+                 [](const Field& field, const FieldKind& /*kind*/) {
                    return fmt::format(", up to {}", formatDuration(-field.earliest));
                  });
-    reportFields(
-        "expired", &Field::expired,
-        "Readings older than the memory keeps (7 s, context emotion 20 s)",
-        "They are forgotten at once: is their time of another clock or in another unit?",
-        [](const Field& field) { return fmt::format(", up to {}", formatDuration(field.latest)); });
+    warnOfFields("expired", &Field::expired, "Readings older than the memory keeps",
+                 "They are forgotten at once: is their time of another clock or in another unit?",
+                 [](const Field& field, const FieldKind& kind) {
+                   return fmt::format(", up to {} where {} s are kept",
+                                      formatDuration(field.latest), kind.memory->count() / 1000);
+                 });
   }
 
   void checkNumbers(std::size_t index) {
@@ -202,54 +220,61 @@ class Findings {
     for (std::size_t number = 0; number < numbers.size(); ++number) {
       checkNumber(kind, kind.numbers.at(number), numbers.at(number));
     }
+    const auto isZero = [](const NumberFacts& number) { return number.zeros == number.count; };
+    if (kind.name == "facialPoints" && numbers[0].count >= enough && isZero(numbers[0]) &&
+        isZero(numbers[1])) {
+      warn("zero_landmarks", 0,
+           "All facialPoints lie at (0, 0): did the face analysis find no landmarks? Their "
+           "confidence counts all the same.");
+    }
     const Field& field = _fields.at(index);
     if (field.readings < enough) return;
     if (kind.varies && field.changes == 0) {
-      report("constant", 0,
-             fmt::format("{} never changes in {} readings: is it a placeholder, or stuck?",
-                         kind.name, field.readings));
+      warn("constant", 0,
+           fmt::format("{} never changes in {} readings: is it a placeholder, or stuck?", kind.name,
+                       field.readings));
       return;
     }
     checkRadians(kind, numbers, field.readings);
     if (kind.name == "asrEmotion" && share(numbers.front().zeros, field.readings) > 0.5) {
-      report("asr_zero", 0,
-             fmt::format("asrEmotion is 0 in {} of its readings, and 0 counts as positive: where "
-                         "nothing was heard, leave it out.",
-                         formatShare(numbers.front().zeros, field.readings)));
+      warn("asr_zero", 0,
+           fmt::format("asrEmotion is 0 in {} of its readings, and 0 counts as positive: where "
+                       "nothing was heard, leave it out.",
+                       formatShare(numbers.front().zeros, field.readings)));
     }
   }
 
   void checkNumber(const FieldKind& field, const NumberKind& kind, const NumberFacts& number) {
     const Occurrences& outside = number.outOfRange;
     if (outside.count > 0) {
-      report("out_of_range", outside.firstLine,
-             fmt::format(
-                 "{}.{} is outside {} to {} in {} of its numbers, which go from {:.6g} to {:.6g}; "
-                 "first in line {}.{}",
-                 field.name, kind.name, kind.lowest, kind.highest,
-                 formatShare(outside.count, number.count), number.lowest, number.highest,
-                 outside.firstLine,
-                 share(outside.count, number.count) > 0.1 ? scaleHint(field, kind, number)
-                                                          : std::string_view()));
+      warn("out_of_range", outside.firstLine,
+           fmt::format(
+               "{}.{} is outside {} to {} in {} of its numbers, which go from {:.6g} to {:.6g}; "
+               "first in line {}.{}",
+               field.name, kind.name, kind.lowest, kind.highest,
+               formatShare(outside.count, number.count), number.lowest, number.highest,
+               outside.firstLine,
+               share(outside.count, number.count) > 0.1 ? scaleHint(field, kind, number)
+                                                        : std::string_view()));
     }
     if (number.count < enough) return;
     const bool isZero = number.lowest == 0.0f && number.highest == 0.0f;
     if (kind.name == "confidence" && isZero && field.name == "smile") {
-      report("zero_confidence", 0, "smile.confidence is always 0: no smile counts.");
+      warn("zero_confidence", 0, "smile.confidence is always 0: no smile counts.");
     }
     if (kind.name == "confidence" && isZero && field.name == "facialPoints") {
-      report("zero_confidence", 0,
-             "facialPoints.confidence is always 0, which pulls the confidences of valence and "
-             "attention to 0.");
+      warn("zero_confidence", 0,
+           "facialPoints.confidence is always 0, which pulls the confidences of valence and "
+           "attention to 0.");
     }
     // Beyond these, next to nothing is left of the confidences.
     const bool isFar = field.name == "distance" && number.lowest > 1.5f;
     const bool isHigh = field.name == "height" && number.lowest > 1.6f;
     if ((isFar || isHigh) && number.lowest <= kind.highest) {
-      report("beyond_limits", 0,
-             fmt::format("{} is never below {:.6g} m. A face farther than 1.4 m or higher than 1.5 "
-                         "m is not analysed reliably, which pulls the confidences to 0.",
-                         field.name, number.lowest));
+      note("beyond_limits",
+           fmt::format("{} is never below {:.6g} m. A face farther than 1.4 m or higher than 1.5 "
+                       "m is not analysed reliably, which pulls the confidences to 0.",
+                       field.name, number.lowest));
     }
   }
 
@@ -273,34 +298,36 @@ class Findings {
       largest = std::max({largest, std::abs(angle.lowest), std::abs(angle.highest)});
     }
     if (largest > quarterTurn) return;
-    report(
-        "radians", 0,
-        fmt::format("No angle of {} is larger than {:.2f} in {} readings. Radians, where degrees "
-                    "are wanted?",
-                    kind.name, largest, readings));
+    warn("radians", 0,
+         fmt::format("No angle of {} is larger than {:.2f} in {} readings. Radians, where degrees "
+                     "are wanted?",
+                     kind.name, largest, readings));
   }
 
   void checkScopes() {
     const ScopeFacts& scopes = _facts.scopes;
-    const auto check = [this](const Occurrences& found, std::string_view text) {
+    const auto check = [this](std::string_view kind, const Occurrences& found,
+                              std::string_view text) {
       if (found.count == 0) return;
-      report("scopes", found.firstLine,
-             fmt::format("{} {}; first in line {}.", plural(found.count, "scope"), text,
-                         found.firstLine));
+      warn(kind, found.firstLine,
+           fmt::format("{} {}; first in line {}.", formatCount(found.count, "scope"), text,
+                       found.firstLine));
     };
-    check(scopes.unknown, "closed without being open, which gives the label error");
-    check(scopes.restarted, "opened while open, which drops the samples so far");
-    check(scopes.exhausted, "dropped without a label in the cycle after the last sample asked for");
-    check(scopes.removed, "dropped without a label because the person was removed");
+    check("scopes", scopes.unknown, "closed without being open, which gives the label error");
+    check("scopes", scopes.restarted, "opened while open, which drops the samples so far");
+    check("scopes", scopes.exhausted,
+          "dropped without a label in the cycle after the last sample asked for");
+    check("scopes", scopes.removed, "dropped without a label because the person was removed");
     Occurrences open;
     for (const auto& [id, person] : _facts.persons) {
       for (const auto& [name, scope] : person.openScopes) open.add(scope.line);
     }
-    check(open, "never closed, and so without a label");
+    check("open_scopes", open, "never closed, and so without a label");
   }
 
   const RecordingFacts& _facts;
-  std::uint64_t _cycles = 0;
+  std::uint64_t _cycles;
+  std::uint64_t _newStarts = 0;
   std::uint64_t _faces = 0;
   Distribution _intervals;
   std::array<Field, fieldKinds.size()> _fields{};
@@ -310,33 +337,5 @@ class Findings {
 }  // namespace
 
 std::vector<Finding> findingsOf(const RecordingFacts& facts) { return Findings(facts).all(); }
-
-std::string formatDuration(std::int64_t nanoseconds) {
-  struct Unit {
-    double nanoseconds;
-    std::string_view name;
-  };
-  // Each from the length where it reads better than the one after it.
-  constexpr std::array<std::pair<double, Unit>, 6> units{
-      {{2 * 365.25 * 86400e9, {365.25 * 86400e9, "years"}},
-       {2 * 86400e9, {86400e9, "days"}},
-       {2 * 3600e9, {3600e9, "h"}},
-       {1e9, {1e9, "s"}},
-       {1e5, {1e6, "ms"}},
-       {1e3, {1e3, "us"}}}};
-  const auto length = static_cast<double>(nanoseconds);
-  for (const auto& [from, unit] : units) {
-    if (std::abs(length) >= from)
-      return fmt::format("{:.1f} {}", length / unit.nanoseconds, unit.name);
-  }
-  return nanoseconds == 0 ? "0 s" : fmt::format("{} ns", nanoseconds);
-}
-
-std::string formatShare(std::uint64_t part, std::uint64_t whole) {
-  const double percent = 100.0 * share(part, whole);
-  if (percent > 0.0 && percent < 0.1) return "<0.1 %";
-  if (percent < 100.0 && percent > 99.9) return ">99.9 %";
-  return fmt::format("{:.1f} %", percent);
-}
 
 }  // namespace zorvel

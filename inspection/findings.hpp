@@ -10,7 +10,7 @@
 
 namespace zorvel {
 
-/// Something in a recording that looks wrong.
+/// Something in a recording that looks wrong, or unusual.
 struct Finding {
   /// A word for programs.
   std::string_view kind;
@@ -18,15 +18,13 @@ struct Finding {
   std::uint64_t firstLine;
   /// What it is and what it does, in plain sentences.
   std::string text;
+  /// Whether it spoils what a replay makes of the recording. The other findings hold for a good
+  /// recording of an unusual scene, too.
+  bool isWarning;
 };
 
 /// What looks wrong, the most fundamental first.
 std::vector<Finding> findingsOf(const RecordingFacts& facts);
-
-/// A length of time with a unit that suits it, such as "33.3 ms".
-std::string formatDuration(std::int64_t nanoseconds);
-/// A share such as "98.7 %".
-std::string formatShare(std::uint64_t part, std::uint64_t whole);
 
 }  // namespace zorvel
 

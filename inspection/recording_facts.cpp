@@ -64,8 +64,29 @@ void Occurrences::add(const Occurrences& other) {
   count += other.count;
 }
 
+bool RecordingFacts::goesWrongIn(std::uint64_t line) const {
+  const auto lines = {backwards.firstLine,        longestStepLine,
+                      scopes.restarted.firstLine, scopes.unknown.firstLine,
+                      scopes.exhausted.firstLine, scopes.removed.firstLine};
+  return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+void RecordingFacts::forgetEverybody() {
+  persons.clear();
+  highestTime = Time::min();
+}
+
 std::uint64_t RecordingFacts::events() const {
   return std::accumulate(eventCounts.begin(), eventCounts.end(), std::uint64_t{0});
+}
+
+std::uint64_t RecordingFacts::cycles() const {
+  std::uint64_t count = 0;
+  for (std::size_t event = 0; event < eventNames.size(); ++event) {
+    const std::string_view name = eventNames.at(event);
+    if (name == Observation::name || name == NotSeen::name) count += eventCounts.at(event);
+  }
+  return count;
 }
 
 void RecordingFacts::add(const Event& event, std::uint64_t line) {
@@ -73,6 +94,9 @@ void RecordingFacts::add(const Event& event, std::uint64_t line) {
   if (event.time < highestTime) {
     backwards.add(line);
     farthestBack = std::max<std::int64_t>(farthestBack, between(event.time, highestTime).count());
+  } else if (highestTime != Time::min() && between(highestTime, event.time).count() > longestStep) {
+    longestStep = between(highestTime, event.time).count();
+    longestStepLine = line;
   }
   lowestTime = std::min(lowestTime, event.time);
   // It is the replay's clock, too, which never runs backwards.
@@ -84,6 +108,7 @@ PersonFacts& RecordingFacts::addCycle(std::int32_t id, Line line) {
   PersonFacts& person = persons[id];
   const Time now = highestTime;
   if (person.cycles() == 0) person.first = now;
+  if (!person.present && person.cycles() > 0) ++person.newStarts;
   if (person.present) {
     const std::int64_t interval = between(person.last, now).count();
     if (interval > person.intervals.highest()) person.longestIntervalBegin = person.last;

@@ -2,6 +2,7 @@
 #define ZORVEL_INSPECTION_RECORDING_FACTS_HPP
 
 #include <array>
+#include <boost/container/flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -49,7 +50,7 @@ struct FieldFacts {
   Occurrences contradicting;
 
   /// Hashes of the numbers, by time, of the readings in memory; and that of the last reading.
-  std::map<Time, std::size_t> remembered;
+  boost::container::flat_map<Time, std::size_t> remembered;
   std::size_t last = 0;
 };
 
@@ -63,6 +64,8 @@ struct PersonFacts {
   std::uint64_t observations = 0;
   std::uint64_t notSeen = 0;
   std::uint64_t removals = 0;
+  /// Cycles after a removal, each with a neutral state before it.
+  std::uint64_t newStarts = 0;
   /// Observations in which a face was read.
   std::uint64_t faces = 0;
   Time first{};
@@ -92,12 +95,24 @@ struct ScopeFacts {
   Occurrences removed;
 };
 
-/// What is in a recording. Its memory grows with the number of persons, not with that of lines.
+/// What is in a recording, so far. Its memory grows with the number of persons, not with that of
+/// lines.
 struct RecordingFacts {
   /// Adds an event from that line of the file.
   void add(const Event& event, std::uint64_t line);
 
+  /// Whether something that is wrong from line to line is so for the first time in this one: a time
+  /// earlier than before, the longest step of the time, or a scope out of order.
+  bool goesWrongIn(std::uint64_t line) const;
+
+  /// Drops the facts of a person, for one who reads without end.
+  void forget(std::int32_t person) { persons.erase(person); }
+  /// Drops the facts of all persons; the time begins anew.
+  void forgetEverybody();
+
   std::uint64_t events() const;
+  /// Observations and not_seens.
+  std::uint64_t cycles() const;
 
   std::array<std::uint64_t, eventNames.size()> eventCounts{};
   Time lowestTime = Time::max();
@@ -105,6 +120,9 @@ struct RecordingFacts {
   /// Lines with an earlier time than one before, and the farthest back, in nanoseconds.
   Occurrences backwards;
   std::int64_t farthestBack = 0;
+  /// The longest step to a later time, in nanoseconds, and the line that makes it.
+  std::int64_t longestStep = 0;
+  std::uint64_t longestStepLine = 0;
   std::map<std::int32_t, PersonFacts> persons;
   std::array<std::array<NumberFacts, 3>, fieldKinds.size()> numbers{};
   ScopeFacts scopes;

@@ -44,6 +44,10 @@ class Explainer {
   /// When the recording starts, and the last event so far.
   Time start() const { return _start.value_or(Time()); }
   Time end() const { return _end; }
+  /// Whether the recording reaches the moment that is explained.
+  bool hasReachedMoment() const {
+    return _start && _explained.at && between(*_start, _end) >= *_explained.at;
+  }
 
  private:
   ExplainedTime _explained;

@@ -11,6 +11,11 @@ Row Playback::play(const Event& event) {
   return std::visit([this](const auto& what) { return play(what); }, event.what);
 }
 
+void Playback::removeEverybody() {
+  for (const auto& person : _graph.persons()) _graph.remove(person.userSessionID);
+  _recorders.clear();
+}
+
 Row Playback::play(const Observation& observation) {
   return cycle(observation.person,
                [&observation](ZV::Person& person) { person.update(observation.fields); });
@@ -90,10 +95,12 @@ void Playback::record(const ZV::Person& person) {
 }
 
 std::optional<Failure> playAll(RecordingReader& recording, Forces forces,
-                               const std::function<void(Time, const Event&, const Row&)>& use) {
+                               const std::function<void(Time, const Event&, const Row&)>& use,
+                               Time::duration until) {
   ku::SimulatedClock clock(Time::min());
   const ku::ClockScope scope(clock);
   Playback playback(forces);
+  std::optional<Time> start;
   while (true) {
     std::optional<Event> event;
     Row row;
@@ -108,6 +115,8 @@ std::optional<Failure> playAll(RecordingReader& recording, Forces forces,
       return Failure(recording.lines().place() + error.what());
     }
     use(clock.now(), *event, row);
+    if (!start) start = clock.now();
+    if (between(*start, clock.now()) > until) return std::nullopt;
   }
 }
 

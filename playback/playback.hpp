@@ -60,6 +60,9 @@ class Playback {
   /// Throws what the library throws; what the event did before stays done.
   Row play(const Event& event);
 
+  /// Removes all persons, with their open scopes; the room stays as it is.
+  void removeEverybody();
+
  private:
   Row play(const Observation& observation);
   Row play(const NotSeen& notSeen);
@@ -82,9 +85,11 @@ class Playback {
 /// Plays a whole recording on a clock that its events set and that never runs backwards. After each
 /// event it calls `use` with the clock's time and what came of the event. Returns what ended it
 /// early, with the place of the line, if anything did; everything up to there has been passed to
-/// `use`. Throws what `use` throws.
+/// `use`. Stops after the first event that is later than `until` after the start. Throws what `use`
+/// throws.
 std::optional<Failure> playAll(RecordingReader& recording, Forces forces,
-                               const std::function<void(Time, const Event&, const Row&)>& use);
+                               const std::function<void(Time, const Event&, const Row&)>& use,
+                               Time::duration until = Time::duration::max());
 
 }  // namespace zorvel
 

@@ -8,10 +8,13 @@ namespace {
 
 /// The number rounded towards 0 to its leading 9 binary digits.
 std::int64_t binOf(std::int64_t number) {
-  constexpr std::int64_t end = std::int64_t{1} << 9;
-  std::int64_t width = 1;
-  while (number / width >= end || number / width <= -end) width *= 2;
-  return number / width * width;
+  constexpr int leading = 9;
+  const auto digits = static_cast<std::uint64_t>(number);
+  const std::uint64_t magnitude = number < 0 ? 0 - digits : digits;
+  if (magnitude >> leading == 0) return number;
+  const int cleared = 64 - leading - __builtin_clzll(magnitude);
+  const std::uint64_t step = magnitude >> cleared << cleared;
+  return static_cast<std::int64_t>(number < 0 ? 0 - step : step);
 }
 
 }  // namespace
@@ -49,8 +52,7 @@ std::int64_t Distribution::median() const {
 
 std::uint64_t Distribution::countAbove(std::int64_t limit) const {
   std::uint64_t above = 0;
-  for (auto bin = _bins.upper_bound(limit); bin != _bins.end(); ++bin)
-    above += bin->second.count;
+  for (auto bin = _bins.upper_bound(limit); bin != _bins.end(); ++bin) above += bin->second.count;
   return above;
 }
 

@@ -1,8 +1,8 @@
 #ifndef ZORVEL_RECORDING_DISTRIBUTION_HPP
 #define ZORVEL_RECORDING_DISTRIBUTION_HPP
 
+#include <boost/container/flat_map.hpp>
 #include <cstdint>
-#include <map>
 
 namespace zorvel {
 
@@ -33,7 +33,7 @@ class Distribution {
   };
 
   /// By the number rounded towards 0.
-  std::map<std::int64_t, Bin> _bins;
+  boost::container::flat_map<std::int64_t, Bin> _bins;
   std::uint64_t _count = 0;
   std::int64_t _lowest = 0;
   std::int64_t _highest = 0;

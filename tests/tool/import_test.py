@@ -181,6 +181,8 @@ class ImportTest(unittest.TestCase):
             (("pyfeat", "--fps", "nan"), FIRST, 2, "--fps: nan is not", 0),
             (("openface", "--gap", "-1"), OPENFACE, 2, "--gap: -1 is not", 0),
             (("openface", "--start", "2023-02-29T00:00:00Z"), OPENFACE, 2, "--start: 2023", 0),
+            # In nanoseconds modulo 2^64, it would be in 2026.
+            (("openface", "--start", "2610-07-21T00:00:00Z"), OPENFACE, 2, "--start: 2610", 0),
         ):
             with self.subTest(text=text, options=options), tempfile.TemporaryDirectory() as folder:
                 result = run(kind, text, *options)

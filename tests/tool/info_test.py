@@ -5,6 +5,7 @@ import os
 import random
 import statistics
 import subprocess
+import tempfile
 import unittest
 
 TOOL = os.environ["ZORVEL"]
@@ -109,7 +110,7 @@ class InfoTest(unittest.TestCase):
         self.assertEqual([(found["kind"], found["first_line"]) for found in told["findings"]],
                          [("time_backwards", 7), ("repeated_time", 8), ("future", 6),
                           ("expired", 9), ("scopes", 10), ("scopes", 15), ("scopes", 5),
-                          ("scopes", 11), ("scopes", 15)])
+                          ("scopes", 11), ("open_scopes", 15)])
 
     def test_medians_are_within_their_precision(self):
         draw = random.Random(3)
@@ -167,7 +168,7 @@ class InfoTest(unittest.TestCase):
             ([("future", "gaze (50.0 %, up to 2.0 s); first in line 1")],
              healthy(gaze=lambda cycle: at(cycle / 30 + 2 - cycle % 2 * 2.51, yaw=cycle,
                                            pitch=0))),
-            ([("expired", "smile (100.0 %, up to 53.9 years)")],
+            ([("expired", "smile (100.0 %, up to 53.9 years where 7 s are kept)")],
              healthy(smile=lambda cycle: {"value": cycle % 2, "confidence": 1, "time": cycle})),
             ([("repeated_time", "smile (96.7 %); first in line 2")],
              healthy(smile=lambda cycle: at(cycle // 30, value=cycle / 200, confidence=1))),
@@ -175,6 +176,20 @@ class InfoTest(unittest.TestCase):
             ([("no_attention_input", "stays 0")],
              healthy(headPosture=lambda cycle: None, gaze=lambda cycle: None)),
             ([("no_valence_input", "valence")], healthy(smile=lambda cycle: None)),
+            # Rarer than one reading in a hundred is an accident.
+            *[([("future", "smile (1.0 %, up to 2.0 s)")] if count == 100 else [],
+               healthy(count=count, smile=lambda cycle: at(cycle / 30 + 2.01 * (cycle == 5),
+                                                           value=cycle / 200, confidence=1)))
+              for count in (100, 101)],
+            ([("zero_landmarks", "at (0, 0)")],
+             healthy(facialPoints=lambda cycle: {"points": [
+                 {"point": 3, "x": 0, "y": 0, "confidence": 0.9}]})),
+            ([("time_jump", "ahead by 2.0 years in line 8:")],
+             ({**entry, "time": entry["time"] + (place > 6) * 731 * 86400 * SECOND}
+              for place, entry in enumerate(healthy()))),
+            ([("new_starts", "99.2 % of the cycles")],
+             (entry for cycle, seen in enumerate(healthy(period=2))
+              for entry in (line(cycle * 2, "remove", person=1), seen))),
             ([("few_faces", "Only 8.3 %")],
              healthy(faceDetected=lambda cycle: {"value": cycle % 12 == 0})),
         ]
@@ -185,6 +200,25 @@ class InfoTest(unittest.TestCase):
                 self.assertEqual([each["kind"] for each in found], [kind for kind, _ in expected])
                 for each, (_, text) in zip(found, expected):
                     self.assertIn(text, each["text"])
+
+    def test_replay_and_report_warn_too(self):
+        # Nobody is observed near enough, which is no fault of the recording.
+        entries = [*healthy(gaze=lambda cycle: {"yaw": 5, "pitch": 5},
+                            distance=lambda cycle: {"value": 2 + cycle % 10 / 10}),
+                   line(9, "movement"), line(8, "stop_recording", person=1, scope="s")]
+        found = [f"-: warning: {each['text']}" for each in described(entries)["findings"]
+                 if each["kind"] != "beyond_limits"]
+        self.assertEqual(len(found), 3, found)
+        content = "".join(json.dumps(entry) + "\n" for entry in entries)
+        with tempfile.TemporaryDirectory() as folder:
+            for options in (["replay", "-", "-o", folder], ["replay", "-", "--timeline", "-"],
+                            ["report", "-", "-o", folder + "/report.html"]):
+                warned = subprocess.run([TOOL, *options], input=content, capture_output=True,
+                                        text=True).stderr.splitlines()
+                self.assertEqual(warned, found, options)
+            quiet = subprocess.run([TOOL, "replay", "-", "-q", "-o", folder], input=content,
+                                   capture_output=True, text=True)
+            self.assertEqual(quiet.stderr, "")
 
     def test_a_bad_line_ends_it_after_what_came_before(self):
         entries = [*healthy(person=lambda cycle: cycle // 8, count=240), line(9, "oops")]

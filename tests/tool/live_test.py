@@ -32,9 +32,10 @@ class LiveTest(unittest.TestCase):
         subprocess.run([TOOL, "simulate", "--seconds", "20", "--output", self.recording],
                        check=True)
 
-    def service(self, *options):
+    def service(self, *options, **environment):
         process = subprocess.Popen([TOOL, "live", *options], text=True, stdin=subprocess.PIPE,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   env={**os.environ, **environment})
         self.addCleanup(process.communicate)
         self.addCleanup(process.kill)
         return process
@@ -102,6 +103,64 @@ class LiveTest(unittest.TestCase):
             "it is used as it is",
             "-:5: warning: person 1: asrEmotion is from 0.500 s in the future; "
             "it is used as it is"])
+
+    def test_leaves_out_what_is_ahead_of_the_clock(self):
+        def touched(person, ahead):
+            return json.dumps({"event": "observation", "person": person, "touchEmotion": {
+                "value": 1, "time": time.time_ns() + ahead * 10**9}}) + "\n"
+
+        lines = touched(1, 3600) + touched(1, 3600) + touched(2, 3600)
+        result = run(lines + touched(3, 0))
+        self.assertEqual([row["valence"]["value"] > 0 for row in rows(result.stdout)],
+                         [False, False, False, True])
+        self.assertRegex(result.stderr, r"""\A-:1: warning: person 1: touchEmotion is from 3\d{3}\.\d{3} s in the future; such readings are left out
+-:3: warning: person 2: touchEmotion is .*
+readings from the future left out: 3
+\Z""")
+        allowed = run(lines, "--ahead", "7200")
+        self.assertEqual((allowed.stderr, rows(allowed.stdout)[0]["valence"]["value"] > 0), ("", True))
+        self.assertIn("is for the system's clock",
+                      run("", "--ahead", "1", "--clock", "recording").stderr)
+
+    def test_everybody_begins_anew_when_the_clock_is_set_back(self):
+        switch = self.folder / "set back"
+        service = self.service(LD_PRELOAD=os.environ["CLOCK_LIBRARY"], CLOCK_SET_BACK=str(switch),
+                               ASAN_OPTIONS="verify_asan_link_order=0")
+
+        def answer(*events):
+            service.stdin.writelines(json.dumps(event) + "\n" for event in events)
+            service.stdin.flush()
+            return json.loads(service.stdout.readline())
+
+        seen = answer({"event": "start_recording", "person": 1, "scope": "s"},
+                      {"event": "observation", "person": 1, "touchEmotion": {"value": 1}})
+        self.assertGreater(seen["valence"]["value"], 0)
+        switch.touch()
+        stopped = answer({"event": "stop_recording", "person": 1, "scope": "s"})
+        self.assertEqual((stopped["label"], stopped["samples"]), ("error", 0))
+        self.assertEqual(answer({"event": "not_seen", "person": 1})["valence"]["value"], 0)
+        service.send_signal(signal.SIGTERM)
+        self.assertRegex(service.stderr.read(), r"^-:3: warning: the clock was set back by "
+                         r"3[56]\d\d\.\d{3} s; everybody begins anew, and scopes")
+
+    def test_warns_by_line_and_at_the_end(self):
+        def line(seconds, event, **keys):
+            return {"time": round(seconds * 10**9), "event": event, **keys}
+
+        unseen = [line(second, "not_seen", person=1) for second in (0, 1, 0.5, 2, 1.5)]
+        later = [line(10**8 + second, "not_seen", person=1) for second in range(6)]
+        events = [*unseen, line(2, "stop_recording", person=1, scope="s"), *later,
+                  *2 * [line(10**8 + 9, "start_recording", person=1, scope="s")]]
+        result = run("".join(map(lambda event: json.dumps(event) + "\n", events)),
+                     "--clock", "recording")
+        expected = ("-:3: warning: The time runs backwards", "-:6: warning: 1 scope closed without",
+                    "-:7: warning: The time jumps ahead by 3.2 years",
+                    "-:14: warning: 1 scope opened while open", "-: warning: No headPosture",
+                    "-: warning: No smile", "-: warning: 1 scope never closed")
+        told = result.stderr.splitlines()
+        self.assertEqual([text[:len(start)] for text, start in zip(told, expected)],
+                         list(expected), told)
+        self.assertEqual(len(told), len(expected))
 
     def test_forgets_people_unseen_for_long(self):
         def line(seconds, event, scope=""):

@@ -119,7 +119,7 @@ class ReplayTest(unittest.TestCase):
 
     def test_agrees_with_the_independent_recalculation(self):
         result = self.replay(everything())
-        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(result.returncode, 0, result.stderr)
         check = subprocess.run(
             [sys.executable, "-B", RECALCULATE, self.recording, "--compare", self.output],
             capture_output=True, text=True)
@@ -235,7 +235,7 @@ class ReplayTest(unittest.TestCase):
         for content, rows in cases.items():
             with self.subTest(content[:40]):
                 result = self.replay(content)
-                self.assertEqual((result.returncode, result.stderr), (0, ""))
+                self.assertEqual(result.returncode, 0, result.stderr)
                 self.assertEqual(len(self.written("timeline.csv").splitlines()), 1 + rows)
 
     def test_several_recordings_fail_alone(self):
@@ -247,8 +247,9 @@ class ReplayTest(unittest.TestCase):
             [TOOL, "replay", self.recording, bad, "/nowhere.jsonl", self.recording, "--jobs", "2",
              "--output", self.output], capture_output=True, text=True)
         self.assertEqual(several.returncode, 1)
-        self.assertEqual(several.stderr, f'{bad}:2: lacks the key "event"\n'
-                                         "/nowhere.jsonl: No such file or directory\n")
+        self.assertEqual([text for text in several.stderr.splitlines() if "warning" not in text],
+                         [f'{bad}:2: lacks the key "event"',
+                          "/nowhere.jsonl: No such file or directory"])
         self.assertRegex(several.stdout, r"(?m)^total +5 +1201 ")
         self.assertEqual(sorted(file.name for file in self.output.iterdir() if file.is_dir()),
                          ["bad", "recording", "recording-2"])

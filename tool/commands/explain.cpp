@@ -1,7 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
+#include <boost/chrono/ceil.hpp>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "inspection/format.hpp"
 #include "playback/csv.hpp"
 #include "playback/explainer.hpp"
 #include "playback/playback.hpp"
@@ -52,12 +53,13 @@ std::string formatReason(const ReasonMoves& moves) {
                      formatNumber(moves.target), formatNumber(moves.strength), moved);
 }
 
-/// Rounded up, so that a time that is asked for as it was told finds the same cycle.
+/// For times that are printed: asking for one then finds the cycle that it was printed for.
+boost::chrono::milliseconds roundUp(Time::duration duration) {
+  return boost::chrono::ceil<boost::chrono::milliseconds>(duration);
+}
+
 std::string formatSeconds(Time from, Time to) {
-  constexpr std::int64_t millisecond = 1'000'000;
-  const std::int64_t nanoseconds = between(from, to).count();
-  const std::int64_t milliseconds =
-      nanoseconds / millisecond + (nanoseconds % millisecond > 0 ? 1 : 0);
+  const std::int64_t milliseconds = roundUp(between(from, to)).count();
   return fmt::format("{}.{:03}", milliseconds / 1000, milliseconds % 1000);
 }
 
@@ -95,9 +97,11 @@ void printMoment(std::int32_t person, const ExplainedPerson& moment, Time start)
 }
 
 void printSpan(std::int32_t person, const ExplainedPerson& span, Time start) {
-  fmt::print("person {} from {} to {} s, {} cycles", person, formatSeconds(start, span.first),
-             formatSeconds(start, span.last), span.cycles);
-  if (span.newStarts > 0) fmt::print(", removed and new {} times", span.newStarts);
+  fmt::print("person {} from {} to {} s, {}", person, formatSeconds(start, span.first),
+             formatSeconds(start, span.last), formatCount(span.cycles, "cycle"));
+  if (span.newStarts > 0) {
+    fmt::print(", removed and new {}", formatCount(span.newStarts, "time"));
+  }
   fmt::print("\n");
   for (std::size_t index = 0; index < span.why.quantities().size(); ++index) {
     const QuantityMoves& moves = span.why.quantities().at(index);
@@ -170,11 +174,21 @@ void explain(const ExplainOptions& options) {
   std::optional<Failure> failure;
   {
     Progress progress(true);
-    failure =
-        playAll(recording, Forces::Watched, [&](Time time, const Event& event, const Row& row) {
+    failure = playAll(
+        recording, Forces::Watched,
+        [&](Time time, const Event& event, const Row& row) {
           explainer.add(time, event, row);
           progress.update(recording.lines());
-        });
+        },
+        options.time.at.value_or(Time::duration::max()));
+  }
+  const std::string length = formatSeconds(explainer.start(), explainer.end());
+  if (explainer.hasReachedMoment()) {
+    failure.reset();
+  } else if (options.time.at && !failure &&
+             roundUp(between(explainer.start(), explainer.end())) < roundUp(*options.time.at)) {
+    throw Failure(fmt::format("{}: that is after the end; the recording is {} s long",
+                              options.recording, length));
   }
   for (const auto& [person, explained] : explainer.persons()) {
     if (options.json) {
@@ -191,7 +205,7 @@ void explain(const ExplainOptions& options) {
                                    ? fmt::format("person {} has no", *options.time.person)
                                    : "nobody has a";
     throw Failure(fmt::format("{}: {} cycle there; the recording is {} s long", options.recording,
-                              whoHas, formatSeconds(explainer.start(), explainer.end())));
+                              whoHas, length));
   }
 }
 
@@ -204,7 +218,8 @@ void addExplain(CLI::App& tool) {
       R"(A TIME is in seconds since the start of the recording, or like 1:23.5. For a moment (--at) it tells
 what moved each person in the last cycle until then, the strongest reasons first; for a span, or
 without one for the whole recording, each reason's share of all movement up and down. With --json,
-one object a line for each person, with every reason. After a bad line it tells everything up to it.
+one object a line for each person, with every reason. After a bad line it tells everything up to it;
+what comes after a moment is not read.
 
 Examples:
   zorvel explain meeting.jsonl --person 1 --at 12.5

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <optional>
 
+#include "inspection/findings.hpp"
 #include "playback/playback.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
@@ -9,6 +10,7 @@
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 #include "system/text_output.hpp"
+#include "system/warnings.hpp"
 
 namespace zorvel {
 namespace {
@@ -18,12 +20,14 @@ void report(const std::string& name, const std::string& output) {
   RecordingReader recording(name, waitForInput);
   TextOutput page(output);
   ReportData data;
+  RecordingFacts facts;
   std::optional<Failure> failure;
   {
     Progress progress(true);
     failure =
         playAll(recording, Forces::Watched, [&](Time time, const Event& event, const Row& row) {
           data.add(time, event, row);
+          facts.add(event, recording.lines().lineNumber());
           progress.update(recording.lines());
         });
   }
@@ -39,6 +43,7 @@ void report(const std::string& name, const std::string& output) {
   page.append(frame.substr(hole + reportPageHole.size()));
   page.flush();
   page.commit();
+  printWarnings(name, findingsOf(facts));
   if (failure) throw Failure(*failure);
 }
 

@@ -54,8 +54,8 @@ void addInfo(CLI::App& tool) {
   late      the line's time minus the reading's own
   repeated  readings with the time of one that is still remembered, which keeps them out
   future    readings with a later time than their line's
-  expired   readings that are older than the memory keeps when they come: 7 s, and 20 s for
-            contextEmotion; height and voiceEmotion have no memory
+  expired   readings that are older than the memory keeps when they come; what looks wrong
+            tells how long that is
   zero      the share of all values of that number that are 0
 Medians are within 0.4 %: they are taken from a histogram, so that memory does not grow with the
 recording. A bad line ends the reading: what the lines before it hold is printed all the same.

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "inspection/findings.hpp"
+#include "inspection/format.hpp"
 #include "recording/json_writer.hpp"
 
 namespace zorvel {
@@ -211,9 +212,9 @@ void writeScopes(JsonTextWriter& json, const RecordingFacts& facts) {
 }  // namespace
 
 std::string formatInfo(const InfoSource& source, const RecordingFacts& facts) {
-  std::string text =
-      fmt::format("{}: {} lines{}", source.recording == "-" ? "standard input" : source.recording,
-                  source.lines, source.error.empty() ? "" : ", the last one in error");
+  std::string text = fmt::format(
+      "{}: {}{}", source.recording == "-" ? "standard input" : source.recording,
+      formatCount(source.lines, "line"), source.error.empty() ? "" : ", the last one in error");
   const auto out = std::back_inserter(text);
   if (facts.events() > 0) {
     fmt::format_to(out, ", {}\n  from {} ({})\n  to   {} ({})\n",

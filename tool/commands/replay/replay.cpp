@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "commands/replay/csv_files.hpp"
+#include "inspection/findings.hpp"
 #include "playback/csv.hpp"
 #include "playback/playback.hpp"
 #include "playback/summary.hpp"
@@ -20,6 +21,7 @@
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 #include "system/text_output.hpp"
+#include "system/warnings.hpp"
 
 namespace zorvel {
 namespace {
@@ -38,35 +40,46 @@ struct Job {
   std::string recording;
   std::filesystem::path folder;
   Summary summary;
+  std::vector<Finding> findings;
   std::string failure;
 };
-
-/// Replays one recording into the folder. Returns what ended it early, as playAll does.
-std::optional<Failure> replayInto(const std::filesystem::path& folder, const std::string& name,
-                                  Forces forces, Summary& summary, bool showProgress) {
-  RecordingReader recording(name, waitForInput);
-  CsvFiles files(folder, forces);
-  Progress progress(showProgress);
-  auto failure = playAll(recording, forces, [&](Time time, const Event& /*event*/, const Row& row) {
-    files.write(time, row);
-    summary.add(time, row);
-    progress.update(recording.lines());
-  });
-  // A file that cannot even be begun takes no earlier results away.
-  if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
-  files.commit();
-  return failure;
-}
 
 Forces watched(const ReplayOptions& options) {
   return options.forces ? Forces::Watched : Forces::Unwatched;
 }
 
+/// Replays one recording into the folder. Returns what ended it early, as playAll does.
+std::optional<Failure> replayInto(const std::filesystem::path& folder, const std::string& name,
+                                  const ReplayOptions& options, Summary& summary,
+                                  std::vector<Finding>& findings, bool showProgress) {
+  const Forces forces = watched(options);
+  RecordingReader recording(name, waitForInput);
+  CsvFiles files(folder, forces);
+  RecordingFacts facts;
+  Progress progress(showProgress);
+  auto failure = playAll(recording, forces, [&](Time time, const Event& event, const Row& row) {
+    files.write(time, row);
+    summary.add(time, row);
+    if (!options.quiet) facts.add(event, recording.lines().lineNumber());
+    progress.update(recording.lines());
+  });
+  // A file that cannot even be begun takes no earlier results away.
+  if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
+  files.commit();
+  findings = findingsOf(facts);
+  return failure;
+}
+
 void replayOne(const ReplayOptions& options) {
   Summary summary;
-  const auto failure = replayInto(options.output, options.recordings.front(), watched(options),
-                                  summary, !options.quiet);
-  if (!options.quiet) fmt::print("{}", summary.text());
+  std::vector<Finding> findings;
+  const std::string& recording = options.recordings.front();
+  const auto failure =
+      replayInto(options.output, recording, options, summary, findings, !options.quiet);
+  if (!options.quiet) {
+    fmt::print("{}", summary.text());
+    printWarnings(recording, findings);
+  }
   if (failure) throw Failure(*failure);
 }
 
@@ -75,14 +88,17 @@ void replayTimeline(const ReplayOptions& options) {
   RecordingReader recording(options.recordings.front(), waitForInput);
   TextOutput output(options.timeline);
   output.append(timelineHeader);
+  RecordingFacts facts;
   const auto failure =
-      playAll(recording, Forces::Unwatched, [&](Time time, const Event& /*event*/, const Row& row) {
+      playAll(recording, Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
+        if (!options.quiet) facts.add(event, recording.lines().lineNumber());
         const auto* state = std::get_if<StateRow>(&row);
         if (state == nullptr) return;
         appendRow(output.text(), time, *state);
         output.flush();
       });
   output.commit();
+  if (!options.quiet) printWarnings(options.recordings.front(), findingsOf(facts));
   if (failure) throw Failure(*failure);
 }
 
@@ -97,7 +113,7 @@ std::vector<Job> makeJobs(const ReplayOptions& options) {
     for (int number = 2; !taken.insert(unique).second; ++number) {
       unique = fmt::format("{}-{}", name, number);
     }
-    jobs.push_back({recording, std::filesystem::path(options.output) / unique, {}, {}});
+    jobs.push_back({recording, std::filesystem::path(options.output) / unique, {}, {}, {}});
   }
   return jobs;
 }
@@ -130,7 +146,7 @@ void replayMany(const ReplayOptions& options) {
       Job& job = jobs.at(index);
       try {
         const auto failure =
-            replayInto(job.folder, job.recording, watched(options), job.summary, false);
+            replayInto(job.folder, job.recording, options, job.summary, job.findings, false);
         if (failure) job.failure = failure->what();
       } catch (const std::exception& error) {
         job.failure = error.what();
@@ -145,7 +161,10 @@ void replayMany(const ReplayOptions& options) {
     }
     for (auto& worker : workers) worker.get();
   }
-  if (!options.quiet) printJobs(jobs);
+  if (!options.quiet) {
+    printJobs(jobs);
+    for (const auto& job : jobs) printWarnings(job.recording, job.findings);
+  }
   std::string failures;
   for (const auto& job : jobs) {
     if (!job.failure.empty()) failures += (failures.empty() ? "" : "\n") + job.failure;
@@ -176,8 +195,9 @@ void addReplay(CLI::App& tool) {
   ambiance.csv  the room after each activity measurement
 and, with --forces,
   forces.csv    each force that moved a person: quantity, reason, target, strength, before, after
-and prints a summary. After a bad line they hold everything up to it. Several recordings are replayed
-at once, each into a folder of its own, DIR/NAME; one that fails fails alone.
+and prints a summary, and on standard error what looks wrong with the recording; info tells more. After
+a bad line they hold everything up to it. Several recordings are replayed at once, each into a folder
+of its own, DIR/NAME; one that fails fails alone.
 
 Examples:
   zorvel replay meeting.jsonl --output results

@@ -1,0 +1,44 @@
+#include "inspection/format.hpp"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cmath>
+#include <utility>
+
+namespace zorvel {
+
+std::string formatCount(std::uint64_t count, std::string_view noun) {
+  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+std::string formatDuration(std::int64_t nanoseconds) {
+  struct Unit {
+    double nanoseconds;
+    std::string_view name;
+  };
+  // Each from the length where it reads better than the one after it.
+  constexpr std::array<std::pair<double, Unit>, 6> units{
+      {{2 * 365.25 * 86400e9, {365.25 * 86400e9, "years"}},
+       {2 * 86400e9, {86400e9, "days"}},
+       {2 * 3600e9, {3600e9, "h"}},
+       {1e9, {1e9, "s"}},
+       {1e5, {1e6, "ms"}},
+       {1e3, {1e3, "us"}}}};
+  const auto length = static_cast<double>(nanoseconds);
+  for (const auto& [from, unit] : units) {
+    if (std::abs(length) >= from)
+      return fmt::format("{:.1f} {}", length / unit.nanoseconds, unit.name);
+  }
+  return nanoseconds == 0 ? "0 s" : fmt::format("{} ns", nanoseconds);
+}
+
+std::string formatShare(std::uint64_t part, std::uint64_t whole) {
+  if (whole == 0) return "0.0 %";
+  const double percent = 100.0 * static_cast<double>(part) / static_cast<double>(whole);
+  if (percent > 0.0 && percent < 0.1) return "<0.1 %";
+  if (percent < 100.0 && percent > 99.9) return ">99.9 %";
+  return fmt::format("{:.1f} %", percent);
+}
+
+}  // namespace zorvel

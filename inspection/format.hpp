@@ -1,0 +1,19 @@
+#ifndef ZORVEL_INSPECTION_FORMAT_HPP
+#define ZORVEL_INSPECTION_FORMAT_HPP
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zorvel {
+
+/// A count with its noun, such as "1 line" or "12 lines".
+std::string formatCount(std::uint64_t count, std::string_view noun);
+/// A length of time with a unit that suits it, such as "33.3 ms".
+std::string formatDuration(std::int64_t nanoseconds);
+/// A share such as "98.7 %".
+std::string formatShare(std::uint64_t part, std::uint64_t whole);
+
+}  // namespace zorvel
+
+#endif

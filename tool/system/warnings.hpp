@@ -1,0 +1,17 @@
+#ifndef ZORVEL_TOOL_SYSTEM_WARNINGS_HPP
+#define ZORVEL_TOOL_SYSTEM_WARNINGS_HPP
+
+#include <string>
+#include <vector>
+
+#include "inspection/findings.hpp"
+
+namespace zorvel {
+
+/// Prints those findings that are warnings, one a line, on standard error: the first few, and how
+/// many more there are.
+void printWarnings(const std::string& recording, const std::vector<Finding>& findings);
+
+}  // namespace zorvel
+
+#endif
