@@ -223,7 +223,7 @@ class Findings {
     const auto isZero = [](const NumberFacts& number) { return number.zeros == number.count; };
     if (kind.name == "facialPoints" && numbers[0].count >= enough && isZero(numbers[0]) &&
         isZero(numbers[1])) {
-      warn("zero_landmarks", 0,
+      note("zero_landmarks",
            "All facialPoints lie at (0, 0): did the face analysis find no landmarks? Their "
            "confidence counts all the same.");
     }
