@@ -2,8 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <iterator>
+
+#include "recording/printable.hpp"
 
 namespace zorvel {
 namespace {
@@ -11,18 +14,64 @@ namespace {
 // A recording may close any number of scopes. The terminal shows the first, scopes.csv has all.
 constexpr std::size_t shownScopes = 20;
 
+template <typename... Columns>
+std::string formatMeanColumns(const Columns&... columns) {
+  return fmt::format("{:>22} {:>22} {:>9} {:>8} {:>9}", columns...);
+}
+
 }  // namespace
 
+void CycleSums::add(const StateRow& row) {
+  ++count;
+  valence += row.valence.value;
+  valenceConfidence += row.valence.confidence;
+  attention += row.attention.value;
+  attentionConfidence += row.attention.confidence;
+  ++moods.at(static_cast<std::size_t>(1 - row.mood));
+}
+
+CycleSums& CycleSums::operator+=(const CycleSums& other) {
+  count += other.count;
+  valence += other.valence;
+  valenceConfidence += other.valenceConfidence;
+  attention += other.attention;
+  attentionConfidence += other.attentionConfidence;
+  for (std::size_t mood = 0; mood < moods.size(); ++mood) moods.at(mood) += other.moods.at(mood);
+  return *this;
+}
+
+std::string formatMeansHeadings() {
+  return formatMeanColumns("valence (confidence)", "attention (confidence)", "positive", "neutral",
+                           "negative");
+}
+
+std::string formatMeans(const CycleSums& cycles) {
+  if (cycles.count == 0) return formatMeanColumns("-", "-", "-", "-", "-");
+  const auto count = static_cast<double>(cycles.count);
+  const auto share = [&](std::size_t mood) {
+    return fmt::format("{:.1f} %", 100.0 * static_cast<double>(cycles.moods.at(mood)) / count);
+  };
+  const auto mean = [count](double value, double confidence) {
+    // Its sign bit would show.
+    const auto number = [](double part) { return std::isnan(part) ? std::abs(part) : part; };
+    return fmt::format("{:.3f} ({:.3f})", number(value / count), number(confidence / count));
+  };
+  return formatMeanColumns(mean(cycles.valence, cycles.valenceConfidence),
+                           mean(cycles.attention, cycles.attentionConfidence), share(0), share(1),
+                           share(2));
+}
+
+void Summary::Span::add(Time time) {
+  first = std::min(first, time);
+  last = std::max(last, time);
+}
+
 void Summary::add(Time time, const Row& row) {
+  _span.add(time);
   if (const auto* state = std::get_if<StateRow>(&row)) {
-    Cycles& cycles = _persons[state->person];
-    if (cycles.count++ == 0) cycles.first = time;
-    cycles.last = time;
-    cycles.valence += state->valence.value;
-    cycles.valenceConfidence += state->valence.confidence;
-    cycles.attention += state->attention.value;
-    cycles.attentionConfidence += state->attention.confidence;
-    ++cycles.moods.at(static_cast<std::size_t>(1 - state->mood));
+    PersonSummary& person = _persons[state->person];
+    person.cycles.add(*state);
+    person.span.add(time);
   }
   if (const auto* scope = std::get_if<ScopeRow>(&row)) {
     ++_scopeCount;
@@ -39,43 +88,25 @@ Summary::Total& Summary::Total::operator+=(const Total& other) {
 }
 
 Summary::Total Summary::total() const {
-  Total total;
-  total.persons = _persons.size();
-  total.scopes = _scopeCount;
-  for (const auto& [person, cycles] : _persons) {
-    total.cycles += cycles.count;
-    total.seconds += inSeconds(between(cycles.first, cycles.last));
-  }
+  Total total{_persons.size(), {}, _scopeCount, _span.seconds()};
+  for (const auto& [id, person] : _persons) total.cycles += person.cycles;
   return total;
 }
 
 std::string Summary::text() const {
   std::string text;
   const auto out = std::back_inserter(text);
-  fmt::format_to(out, "{:>11} {:>9} {:>11}  {:>22} {:>22} {:>9} {:>8} {:>9}\n", "person", "cycles",
-                 "seconds", "valence (confidence)", "attention (confidence)", "positive", "neutral",
-                 "negative");
-  for (const auto& [person, cycles] : _persons) {
-    const auto count = static_cast<double>(cycles.count);
-    const auto share = [&cycles = cycles, count](std::size_t mood) {
-      return fmt::format("{:.1f} %", 100.0 * static_cast<double>(cycles.moods.at(mood)) / count);
-    };
-    const auto mean = [count](double value, double confidence) {
-      // A NaN's sign would be printed.
-      const auto number = [](double part) { return std::isnan(part) ? std::abs(part) : part; };
-      return fmt::format("{:.3f} ({:.3f})", number(value / count), number(confidence / count));
-    };
-    fmt::format_to(out, "{:>11} {:>9} {:>11.3f}  {:>22} {:>22} {:>9} {:>8} {:>9}\n", person,
-                   cycles.count, inSeconds(between(cycles.first, cycles.last)),
-                   mean(cycles.valence, cycles.valenceConfidence),
-                   mean(cycles.attention, cycles.attentionConfidence), share(0), share(1),
-                   share(2));
+  fmt::format_to(out, "{:>11} {:>9} {:>11}  {}\n", "person", "cycles", "seconds",
+                 formatMeansHeadings());
+  for (const auto& [id, person] : _persons) {
+    fmt::format_to(out, "{:>11} {:>9} {:>11.3f}  {}\n", id, person.cycles.count,
+                   person.span.seconds(), formatMeans(person.cycles));
   }
   if (_scopes.empty()) return text;
   fmt::format_to(out, "\n{:>11} {:>9}  {:<8}  {}\n", "person", "samples", "label", "scope");
   for (const auto& scope : _scopes) {
-    fmt::format_to(out, "{:>11} {:>9}  {:<8}  {:?}\n", scope.person, scope.samples, scope.label,
-                   scope.scope);
+    fmt::format_to(out, "{:>11} {:>9}  {:<8}  {}\n", scope.person, scope.samples, scope.label,
+                   inQuotes(scope.scope));
   }
   if (_scopeCount > _scopes.size()) {
     fmt::format_to(out, "and {} more\n", _scopeCount - _scopes.size());

@@ -11,39 +11,58 @@
 
 namespace zorvel {
 
+/// Cycles and what they add up to.
+struct CycleSums {
+  std::uint64_t count = 0;
+  double valence = 0.0;
+  double valenceConfidence = 0.0;
+  double attention = 0.0;
+  double attentionConfidence = 0.0;
+  /// Cycles with the mood 1, 0 and -1.
+  std::array<std::uint64_t, 3> moods{};
+
+  void add(const StateRow& row);
+  CycleSums& operator+=(const CycleSums& other);
+};
+
+/// The columns of means and shares, and their headings.
+std::string formatMeans(const CycleSums& cycles);
+std::string formatMeansHeadings();
+
 /// What a replay prints on the terminal: a line for each person, and the scopes that were closed.
 class Summary {
  public:
   /// The whole recording in numbers.
   struct Total {
     std::uint64_t persons = 0;
-    std::uint64_t cycles = 0;
+    CycleSums cycles;
     std::uint64_t scopes = 0;
-    /// The time in which persons were perceived, added up over them.
-    double seconds = 0.0;
+    double seconds = 0.0;  ///< from the first event to the last
 
     Total& operator+=(const Total& other);
   };
 
+  /// To be called for each event.
   void add(Time time, const Row& row);
   Total total() const;
   /// All of it, several lines.
   std::string text() const;
 
  private:
-  struct Cycles {
-    std::uint64_t count = 0;
-    Time first;
-    Time last;
-    double valence = 0.0;
-    double valenceConfidence = 0.0;
-    double attention = 0.0;
-    double attentionConfidence = 0.0;
-    /// Cycles with the mood 1, 0 and -1.
-    std::array<std::uint64_t, 3> moods{};
+  struct Span {
+    Time first = Time::max();
+    Time last = Time::min();
+
+    void add(Time time);
+    double seconds() const { return first > last ? 0.0 : inSeconds(between(first, last)); }
+  };
+  struct PersonSummary {
+    CycleSums cycles;
+    Span span;
   };
 
-  std::map<std::int32_t, Cycles> _persons;
+  Span _span;
+  std::map<std::int32_t, PersonSummary> _persons;
   std::vector<ScopeRow> _scopes;
   std::uint64_t _scopeCount = 0;
 };

@@ -5,6 +5,8 @@
 #include <string>
 #include <system_error>
 
+#include "recording/printable.hpp"
+
 namespace zorvel {
 
 /// The data or the system failed: the tool prints the text and ends with exit status 1.
@@ -21,7 +23,7 @@ class BadLine : public Failure {
 
 /// The failure of a system call on `name`; `error` is errno.
 inline Failure systemFailure(const std::string& name, int error) {
-  return Failure(name + ": " + std::generic_category().message(error));
+  return Failure(printable(name) + ": " + std::generic_category().message(error));
 }
 
 }  // namespace zorvel

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "recording/printable.hpp"
+
 namespace zorvel {
 namespace {
 
@@ -96,8 +98,9 @@ JsonValue JsonLine::parse(std::string& text) {
   const auto result = reader.Parse<parseFlags>(stream, builder);
   if (result.IsError()) {
     const auto key = builder.lastKey();
-    const auto where = fmt::format("(column {}{})", result.Offset() + 1,
-                                   key.empty() ? "" : fmt::format(", after the key {:?}", key));
+    const auto where =
+        fmt::format("(column {}{})", result.Offset() + 1,
+                    key.empty() ? "" : fmt::format(", after the key {}", inQuotes(key)));
     switch (result.Code()) {
       case rapidjson::kParseErrorNumberTooBig:
         throw JsonError("a number is beyond the range of double precision " + where);
@@ -210,7 +213,7 @@ std::optional<JsonValue> JsonObject::find(std::string_view key) {
   std::optional<JsonValue> found;
   for (auto child = _value._index + 1; child < _value.node().next; child = nodes[child].next) {
     if (nodes[child].key != key) continue;
-    if (found) _value.fail(fmt::format("the key {:?} is given twice", key));
+    if (found) _value.fail(fmt::format("the key {} is given twice", inQuotes(key)));
     found.emplace(*_value._line, child);
     ++_found;
   }
@@ -219,7 +222,7 @@ std::optional<JsonValue> JsonObject::find(std::string_view key) {
 
 JsonValue JsonObject::get(std::string_view key) {
   const auto found = find(key);
-  if (!found) _value.fail(fmt::format("lacks the key {:?}", key));
+  if (!found) _value.fail(fmt::format("lacks the key {}", inQuotes(key)));
   return *found;
 }
 
@@ -229,7 +232,8 @@ void JsonObject::finish() const {
   for (auto child = _value._index + 1; child < _value.node().next; child = nodes[child].next) {
     bool known = false;
     for (const auto key : _asked) known |= key == nodes[child].key;
-    if (!known) _value.fail(fmt::format("the key {:?} is not known here", nodes[child].key));
+    if (!known)
+      _value.fail(fmt::format("the key {} is not known here", inQuotes(nodes[child].key)));
   }
 }
 

@@ -123,6 +123,8 @@ bool LineReader::next(std::string& line) {
   return started;
 }
 
-std::string LineReader::place() const { return fmt::format("{}:{}: ", _name, _lineNumber); }
+std::string LineReader::place() const {
+  return fmt::format("{}:{}: ", printable(_name), _lineNumber);
+}
 
 }  // namespace zorvel

@@ -4,6 +4,7 @@
 
 #include "recording/failure.hpp"
 #include "recording/observation_fields.hpp"
+#include "recording/printable.hpp"
 
 namespace zorvel {
 namespace {
@@ -103,7 +104,7 @@ Event event(JsonObject& line, JsonValue kind, Time time) {
   if (name == StopRecording::name) return {time, StopRecording{person(), scope()}};
   if (name == Movement::name) return {time, Movement{}};
   if (name == Activity::name) return {time, Activity{line.get("value").number()}};
-  kind.fail(fmt::format("{:?} is not an event", name));
+  kind.fail(fmt::format("{} is not an event", inQuotes(name)));
 }
 
 }  // namespace

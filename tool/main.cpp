@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -27,10 +28,12 @@ int run(int argumentCount, char** arguments) {
 }
 
 /// Whoever started the tool may have closed them; without this the first files that it opens would
-/// take their numbers.
+/// take their numbers. They stay useless, so that to read the one or to write the other fails;
+/// messages may get lost.
 void openStandardStreams() {
+  constexpr std::array<int, 3> modes{O_WRONLY, O_RDONLY, O_WRONLY};
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-    if (fcntl(descriptor, F_GETFD) < 0) open("/dev/null", O_RDWR);
+    if (fcntl(descriptor, F_GETFD) < 0) open("/dev/null", modes.at(descriptor));
   }
 }
 

@@ -9,6 +9,8 @@
 #include <ctime>
 #include <string_view>
 
+#include "recording/printable.hpp"
+
 namespace zorvel {
 namespace {
 
@@ -31,9 +33,23 @@ CLI::Validator isBetween(double lowest, double highest) {
     if (CLI::detail::lexical_cast(text, number) && number >= lowest && number <= highest) {
       return std::string();
     }
-    return fmt::format("{} is not a number from {} to {}", text, lowest, highest);
+    return fmt::format("{} is not a number from {} to {}", inQuotes(text), lowest, highest);
   };
   return {check, ""};
+}
+
+CLI::Validator wholeNumber(std::int64_t lowest, std::int64_t highest) {
+  const auto transform = [=](std::string& text) {
+    std::int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    if (read.ec != std::errc() || read.ptr != end || number < lowest || number > highest) {
+      return fmt::format("{} is not a whole number from {} to {}", inQuotes(text), lowest, highest);
+    }
+    text = std::to_string(number);
+    return std::string();
+  };
+  return {transform, ""};
 }
 
 std::optional<Time::duration> readTimeSinceStart(const std::string& text) {

@@ -2,10 +2,12 @@
 #define ZORVEL_TOOL_SYSTEM_COMMAND_LINE_HPP
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <optional>
 #include <string>
 
 #include "recording/event.hpp"
+#include "recording/printable.hpp"
 
 namespace zorvel {
 
@@ -13,6 +15,10 @@ namespace zorvel {
 
 /// Takes a number from `lowest` to `highest`; NaN is not one.
 CLI::Validator isBetween(double lowest, double highest);
+
+/// Takes a whole number in decimal digits from `lowest` to `highest`. A transformation: leading
+/// zeros, which would make the number octal, are gone after it.
+CLI::Validator wholeNumber(std::int64_t lowest, std::int64_t highest);
 
 /// Reads a time since the start of a recording: seconds, or minutes and seconds, or hours, minutes
 /// and seconds, to the nearest nanosecond; none when it is none of them or too long for a
@@ -34,7 +40,8 @@ CLI::Option* addTimeOption(CLI::App& command, const std::string& name, Duration&
           [name, &time](const std::string& text) {
             const auto read = readTimeSinceStart(text);
             if (!read) {
-              throw CLI::ValidationError(name, text + " is neither seconds nor like 1:23.5");
+              throw CLI::ValidationError(name,
+                                         inQuotes(text) + " is neither seconds nor like 1:23.5");
             }
             time = *read;
           },

@@ -10,7 +10,6 @@ namespace zorvel {
 namespace {
 
 constexpr std::chrono::milliseconds firstShown{500};
-constexpr std::chrono::milliseconds shownEvery{100};
 constexpr std::uint64_t linesBetweenLooks = 64;
 constexpr std::uint64_t barWidth = 30;
 
@@ -26,19 +25,23 @@ Progress::~Progress() {
 
 void Progress::update(const LineReader& lines) {
   if (!_wanted || lines.lineNumber() % linesBetweenLooks != 0) return;
+  update(lines.bytesRead(), lines.fileSize(), fmt::format("{} lines", lines.lineNumber()));
+}
+
+void Progress::update(std::uint64_t done, std::uint64_t whole, std::string_view words) {
   const auto now = std::chrono::steady_clock::now();
-  if (now < _next) return;
+  if (!_wanted || now < _next) return;
   _next = now + shownEvery;
   _shown = true;
   std::string bar;
-  if (lines.fileSize() > 0) {
+  if (whole > 0) {
     // A file that grows while it is read may give more than its size told.
-    const std::uint64_t read = std::min(lines.bytesRead(), lines.fileSize());
-    const std::uint64_t filled = barWidth * read / lines.fileSize();
+    done = std::min(done, whole);
+    const std::uint64_t filled = barWidth * done / whole;
     bar = fmt::format("[{:#<{}}{:{}}] {:>3} % ", "", filled, "", barWidth - filled,
-                      100 * read / lines.fileSize());
+                      100 * done / whole);
   }
-  fmt::print(stderr, "\r{}{} lines\x1b[K", bar, lines.lineNumber());
+  fmt::print(stderr, "\r{}{}\x1b[K", bar, words);
   std::fflush(stderr);
 }
 

@@ -2,6 +2,8 @@
 #define ZORVEL_TOOL_SYSTEM_PROGRESS_HPP
 
 #include <chrono>
+#include <cstdint>
+#include <string_view>
 
 #include "recording/line_reader.hpp"
 
@@ -11,13 +13,18 @@ namespace zorvel {
 /// moment. It is wiped out in the end.
 class Progress {
  public:
+  static constexpr std::chrono::milliseconds shownEvery{100};
+
   explicit Progress(bool wanted);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress();
 
-  /// To be called for each line.
+  /// To be called for each line of a file.
   void update(const LineReader& lines);
+  /// To be called often: how much of the whole is done, which is 0 when it is not known, and the
+  /// same in words.
+  void update(std::uint64_t done, std::uint64_t whole, std::string_view words);
 
  private:
   bool _wanted;

@@ -3,31 +3,46 @@
 
 #include <fmt/format.h>
 
-#include <optional>
+#include <filesystem>
 #include <string>
-
-#include "system/output_file.hpp"
+#include <string_view>
 
 namespace zorvel {
 
-/// Where text is written to: a file that appears when it is whole, or, for the name "-", standard
-/// output.
+/// Where text is written to. A file is written beside its name and takes it only when it is whole,
+/// so that nobody sees half of it; one that is not committed leaves no trace, and one that takes
+/// the place of another keeps its permissions. What is no plain file is written straight away: a
+/// device, a pipe, standard output (by the name "-") or another open descriptor (/dev/fd/N). A
+/// symbolic link stays, and what it points to is written.
 class TextOutput {
  public:
-  /// Throws Failure when no file can be made there.
+  /// Throws Failure when nothing can be written there, and Interrupted when a signal comes in while
+  /// it waits for the reader of a pipe.
   explicit TextOutput(const std::string& name);
+  TextOutput(const TextOutput&) = delete;
+  TextOutput& operator=(const TextOutput&) = delete;
+  ~TextOutput();
 
   /// What is appended here gets written; call `flush` after each piece.
-  fmt::memory_buffer& text() { return _file ? _file->text() : _text; }
-  void append(std::string_view piece) { text().append(piece.data(), piece.data() + piece.size()); }
-  /// Passes on what was appended: to a reader of standard output at once, so that it can follow; to
-  /// a file when it is much. Throws Failure, or Interrupted when that reader has gone away.
+  fmt::memory_buffer& text() { return _text; }
+  void append(std::string_view piece) { _text.append(piece.data(), piece.data() + piece.size()); }
+  /// Passes on what was appended: to a file when it is much, to anything else at once, so that a
+  /// reader can follow. Throws Failure, or Interrupted when a signal came in or that reader has
+  /// gone away.
   void flush();
-  /// Gives a file its name. Throws Failure.
+
+  /// Writes out everything, down to the disk. Throws as `flush` does.
+  void finish();
+  /// Gives the finished file its name. Throws Failure.
   void commit();
 
  private:
-  std::optional<OutputFile> _file;
+  void write();
+
+  std::string _name;            // for messages
+  std::filesystem::path _path;  // behind all links
+  std::string _temporaryPath;   // empty for what is no plain file
+  int _descriptor = -1;
   fmt::memory_buffer _text;
 };
 

@@ -3,9 +3,12 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "playback/playback.hpp"
-#include "system/output_file.hpp"
+#include "system/output_folder.hpp"
+#include "system/text_output.hpp"
 
 namespace zorvel {
 
@@ -13,6 +16,9 @@ namespace zorvel {
 /// forces.csv where forces are watched.
 class CsvFiles {
  public:
+  /// The names of all files that are written or removed in the folder.
+  static std::vector<std::string> names(const std::filesystem::path& folder);
+
   /// Makes the folder, with its parents, and begins the files. Throws Failure.
   CsvFiles(const std::filesystem::path& folder, Forces forces);
 
@@ -25,10 +31,11 @@ class CsvFiles {
 
  private:
   std::filesystem::path _folder;
-  OutputFile _timeline;
-  OutputFile _scopes;
-  OutputFile _ambiance;
-  std::optional<OutputFile> _forces;
+  OutputFolder _made;  // is to go after the files in it
+  TextOutput _timeline;
+  TextOutput _scopes;
+  TextOutput _ambiance;
+  std::optional<TextOutput> _forces;
 };
 
 }  // namespace zorvel

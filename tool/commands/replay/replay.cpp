@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <ku/log.hpp>
 #include <optional>
 #include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "commands/replay/csv_files.hpp"
@@ -16,9 +19,12 @@
 #include "playback/playback.hpp"
 #include "playback/summary.hpp"
 #include "recording/failure.hpp"
+#include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "system/command_line.hpp"
+#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
+#include "system/output_folder.hpp"
 #include "system/progress.hpp"
 #include "system/text_output.hpp"
 #include "system/warnings.hpp"
@@ -31,6 +37,7 @@ struct ReplayOptions {
   std::string output = ".";
   std::string timeline;
   unsigned int jobs = std::max(1U, std::thread::hardware_concurrency());
+  bool each = false;
   bool quiet = false;
   bool forces = false;
 };
@@ -51,17 +58,17 @@ Forces watched(const ReplayOptions& options) {
 /// Replays one recording into the folder. Returns what ended it early, as playAll does.
 std::optional<Failure> replayInto(const std::filesystem::path& folder, const std::string& name,
                                   const ReplayOptions& options, Summary& summary,
-                                  std::vector<Finding>& findings, bool showProgress) {
+                                  std::vector<Finding>& findings,
+                                  const std::function<void(const LineReader&)>& showProgress) {
   const Forces forces = watched(options);
   RecordingReader recording(name, waitForInput);
   CsvFiles files(folder, forces);
   RecordingFacts facts;
-  Progress progress(showProgress);
   auto failure = playAll(recording, forces, [&](Time time, const Event& event, const Row& row) {
     files.write(time, row);
     summary.add(time, row);
     if (!options.quiet) facts.add(event, recording.lines().lineNumber());
-    progress.update(recording.lines());
+    showProgress(recording.lines());
   });
   // A file that cannot even be begun takes no earlier results away.
   if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
@@ -71,11 +78,18 @@ std::optional<Failure> replayInto(const std::filesystem::path& folder, const std
 }
 
 void replayOne(const ReplayOptions& options) {
+  auto outputs = CsvFiles::names(options.output);
+  if (!options.quiet) outputs.emplace_back("-");
+  requireDistinct(options.recordings, outputs);
   Summary summary;
   std::vector<Finding> findings;
   const std::string& recording = options.recordings.front();
-  const auto failure =
-      replayInto(options.output, recording, options, summary, findings, !options.quiet);
+  std::optional<Failure> failure;
+  {
+    Progress progress(!options.quiet);
+    failure = replayInto(options.output, recording, options, summary, findings,
+                         [&progress](const LineReader& lines) { progress.update(lines); });
+  }
   if (!options.quiet) {
     fmt::print("{}", summary.text());
     printWarnings(recording, findings);
@@ -85,6 +99,7 @@ void replayOne(const ReplayOptions& options) {
 
 /// Writes nothing but the timeline: the tool as a filter.
 void replayTimeline(const ReplayOptions& options) {
+  requireDistinct(options.recordings, {options.timeline});
   RecordingReader recording(options.recordings.front(), waitForInput);
   TextOutput output(options.timeline);
   output.append(timelineHeader);
@@ -120,13 +135,14 @@ std::vector<Job> makeJobs(const ReplayOptions& options) {
 
 void printJobs(const std::vector<Job>& jobs) {
   std::size_t width = 9;
-  for (const auto& job : jobs) width = std::max(width, job.recording.size());
-  fmt::print("{:<{}} {:>7} {:>11} {:>9} {:>11}  {}\n", "recording", width, "people", "cycles",
-             "scopes", "seconds", "folder");
+  for (const auto& job : jobs) width = std::max(width, printable(job.recording).size());
+  fmt::print("{:<{}} {:>7} {:>11} {:>9} {:>11}  {}  {}\n", "recording", width, "people", "cycles",
+             "scopes", "seconds", formatMeansHeadings(), "folder");
   const auto printRow = [width](const std::string& name, const Summary::Total& total,
                                 const std::string& folder) {
-    fmt::print("{:<{}} {:>7} {:>11} {:>9} {:>11.3f}  {}\n", name, width, total.persons,
-               total.cycles, total.scopes, total.seconds, folder);
+    fmt::print("{:<{}} {:>7} {:>11} {:>9} {:>11.3f}  {}  {}\n", printable(name), width,
+               total.persons, total.cycles.count, total.scopes, total.seconds,
+               formatMeans(total.cycles), printable(folder));
   };
   Summary::Total all;
   for (const auto& job : jobs) {
@@ -137,29 +153,64 @@ void printJobs(const std::vector<Job>& jobs) {
   printRow("total", all, "");
 }
 
+/// Of all files together; 0 when one is no plain file.
+std::uint64_t sizeOf(const std::vector<std::string>& files) {
+  std::uint64_t sum = 0;
+  for (const auto& file : files) {
+    std::error_code error;
+    const std::uint64_t size = std::filesystem::file_size(file, error);
+    if (error) return 0;
+    sum += size;
+  }
+  return sum;
+}
+
 /// Replays several recordings at once, each on a clock of its own. One that fails fails alone.
 void replayMany(const ReplayOptions& options) {
   std::vector<Job> jobs = makeJobs(options);
+  std::vector<std::string> outputs;
+  for (const auto& job : jobs) {
+    for (auto& name : CsvFiles::names(job.folder)) outputs.push_back(std::move(name));
+  }
+  if (!options.quiet) outputs.emplace_back("-");
+  requireDistinct(options.recordings, outputs);
+  // Made before those of the jobs, so that it is empty in the end when they are gone.
+  const OutputFolder folder(options.output);
   std::atomic<std::size_t> next{0};
+  std::atomic<std::size_t> finished{0};
+  std::atomic<std::uint64_t> bytesRead{0};
   const auto work = [&] {
     for (std::size_t index = next++; index < jobs.size(); index = next++) {
       Job& job = jobs.at(index);
+      std::uint64_t read = 0;
+      const auto count = [&](const LineReader& lines) {
+        bytesRead += lines.bytesRead() - std::exchange(read, lines.bytesRead());
+      };
       try {
         const auto failure =
-            replayInto(job.folder, job.recording, options, job.summary, job.findings, false);
+            replayInto(job.folder, job.recording, options, job.summary, job.findings, count);
         if (failure) job.failure = failure->what();
       } catch (const std::exception& error) {
         job.failure = error.what();
       }
+      ++finished;
     }
   };
   {
+    Progress progress(!options.quiet);
+    const std::uint64_t size = sizeOf(options.recordings);
     std::vector<std::future<void>> workers;
     const std::size_t count = std::min<std::size_t>(options.jobs, jobs.size());
     for (std::size_t worker = 0; worker < count; ++worker) {
       workers.push_back(std::async(std::launch::async, work));
     }
-    for (auto& worker : workers) worker.get();
+    for (auto& worker : workers) {
+      while (worker.wait_for(Progress::shownEvery) != std::future_status::ready) {
+        progress.update(bytesRead, size,
+                        fmt::format("{} of {} recordings", finished.load(), jobs.size()));
+      }
+      worker.get();
+    }
   }
   if (!options.quiet) {
     printJobs(jobs);
@@ -177,7 +228,7 @@ void replay(const ReplayOptions& options) {
   if (options.quiet) ku::log::setLevel(ku::log::Error);
   if (!options.timeline.empty()) {
     replayTimeline(options);
-  } else if (options.recordings.size() > 1) {
+  } else if (options.each || options.recordings.size() > 1) {
     replayMany(options);
   } else {
     replayOne(options);
@@ -197,11 +248,12 @@ and, with --forces,
   forces.csv    each force that moved a person: quantity, reason, target, strength, before, after
 and prints a summary, and on standard error what looks wrong with the recording; info tells more. After
 a bad line they hold everything up to it. Several recordings are replayed at once, each into a folder
-of its own, DIR/NAME; one that fails fails alone.
+of its own, DIR/NAME; one that fails fails alone. So is one recording with --each, for a list that may
+have just one.
 
 Examples:
   zorvel replay meeting.jsonl --output results
-  zorvel replay monday.jsonl tuesday.jsonl --output results
+  zorvel replay --each *.jsonl --output results
   zorvel replay - --timeline - < meeting.jsonl > timeline.csv)");
   const auto options = std::make_shared<ReplayOptions>();
   command->add_option("RECORDING", options->recordings, "The recordings; - reads standard input")
@@ -215,9 +267,13 @@ Examples:
                    "Write the timeline alone, into this file; - is standard output")
       ->type_name("FILE")
       ->excludes(output);
+  command
+      ->add_flag("--each", options->each,
+                 "Write into a folder for each recording also when there is just one")
+      ->excludes("--timeline");
   command->add_option("-j,--jobs", options->jobs, "How many recordings to replay at once")
       ->type_name("N")
-      ->check(isBetween(1, 10'000))
+      ->transform(wholeNumber(1, 10'000))
       ->default_str("as many as there are processors");
   command
       ->add_flag("--forces", options->forces,

@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <limits>
@@ -6,7 +8,9 @@
 
 #include "commands/simulate/scene.hpp"
 #include "recording/recording_writer.hpp"
+#include "system/command_line.hpp"
 #include "system/interrupt.hpp"
+#include "system/progress.hpp"
 #include "system/text_output.hpp"
 
 namespace zorvel {
@@ -35,10 +39,17 @@ void simulate(const SimulateOptions& options) {
   appendHeader(output.text(), "simulate");
   Scene scene(options.people, options.rate, static_cast<std::uint64_t>(options.seed));
   const std::int64_t cycles = options.seconds * options.rate;
+  Progress progress(options.output != "-");
   for (std::int64_t cycle = 0; cycle < cycles; ++cycle) {
     throwIfInterrupted();
     scene.step(timeOf(cycle), write);
     output.flush();
+    if (cycle % options.rate == 0) {
+      const std::int64_t second = cycle / options.rate;
+      progress.update(static_cast<std::uint64_t>(second),
+                      static_cast<std::uint64_t>(options.seconds),
+                      fmt::format("{} of {} s", second, options.seconds));
+    }
   }
   scene.finish(timeOf(cycles), write);
   output.flush();
@@ -61,16 +72,20 @@ Examples:
   zorvel simulate --people 20 --seconds 3600 --output load.jsonl)");
   const auto options = std::make_shared<SimulateOptions>();
   command->add_option("--people", options->people, "How many people come and go")
-      ->check(CLI::Range(1, 10'000))
+      ->type_name("N")
+      ->transform(wholeNumber(1, 10'000))
       ->capture_default_str();
   command->add_option("--seconds", options->seconds, "How long the scene is")
-      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1'000'000'000}))
+      ->type_name("N")
+      ->transform(wholeNumber(1, 1'000'000'000))
       ->capture_default_str();
   command->add_option("--rate", options->rate, "Cycles a second")
-      ->check(CLI::Range(1, 1'000))
+      ->type_name("N")
+      ->transform(wholeNumber(1, 1'000))
       ->capture_default_str();
   command->add_option("--seed", options->seed, "Another number gives another scene")
-      ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
+      ->type_name("N")
+      ->transform(wholeNumber(0, std::numeric_limits<std::int64_t>::max()))
       ->capture_default_str();
   command
       ->add_option(

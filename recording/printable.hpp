@@ -1,0 +1,18 @@
+#ifndef ZORVEL_RECORDING_PRINTABLE_HPP
+#define ZORVEL_RECORDING_PRINTABLE_HPP
+
+#include <string>
+#include <string_view>
+
+namespace zorvel {
+
+/// The text as it may be shown on a terminal or stand in JSON, whoever chose it: control characters
+/// and bytes that are not UTF-8 become escapes, so "\x1b" stands for the escape character.
+std::string printable(std::string_view text);
+
+/// The same in quotes, for a message; cut where it is long.
+std::string inQuotes(std::string_view text);
+
+}  // namespace zorvel
+
+#endif

@@ -1,0 +1,17 @@
+#ifndef ZORVEL_TOOL_SYSTEM_DISTINCT_FILES_HPP
+#define ZORVEL_TOOL_SYSTEM_DISTINCT_FILES_HPP
+
+#include <string>
+#include <vector>
+
+namespace zorvel {
+
+/// Throws Failure when a file to be written is one of those to be read, by whatever names; "-" is
+/// standard input among the one, standard output among the other. A terminal or a device may be
+/// both. To be called before anything is opened.
+void requireDistinct(const std::vector<std::string>& inputs,
+                     const std::vector<std::string>& outputs);
+
+}  // namespace zorvel
+
+#endif
