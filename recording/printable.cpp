@@ -5,8 +5,6 @@
 namespace zorvel {
 namespace {
 
-constexpr std::size_t longestQuote = 80;
-
 bool continuesCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
 
 }  // namespace

@@ -17,6 +17,7 @@ void addLive(CLI::App& tool);
 void addInfo(CLI::App& tool);
 void addSimulate(CLI::App& tool);
 void addTypes(CLI::App& tool);
+void addHelp(CLI::App& tool);
 
 void addCommands(CLI::App& tool) {
   tool.name("zorvel");
@@ -33,7 +34,6 @@ Example:
   zorvel simulate | zorvel replay - --output results)");
   tool.set_version_flag("--version", "zorvel " ZV_VERSION, "Print the version and exit");
   tool.require_subcommand(1);
-  tool.failure_message(CLI::FailureMessage::simple);
   addReplay(tool);
   addReport(tool);
   addExplain(tool);
@@ -42,6 +42,7 @@ Example:
   addInfo(tool);
   addSimulate(tool);
   addTypes(tool);
+  addHelp(tool);
 }
 
 }  // namespace zorvel

@@ -10,8 +10,12 @@
 #include <zv/version.hpp>
 
 #include "commands.hpp"
+#include "system/command_line.hpp"
 
 namespace {
+
+using zorvel::fullName;
+using zorvel::subcommands;
 
 using Lines = std::vector<std::string>;
 
@@ -38,10 +42,6 @@ Footer readFooter(const CLI::App& command) {
   return footer;
 }
 
-std::vector<const CLI::App*> subcommands(const CLI::App& command) {
-  return command.get_subcommands([](const CLI::App* /*subcommand*/) { return true; });
-}
-
 /// Those of the tool, each followed by its own.
 std::vector<const CLI::App*> allSubcommands(const CLI::App& tool) {
   auto commands = subcommands(tool);
@@ -51,14 +51,6 @@ std::vector<const CLI::App*> allSubcommands(const CLI::App& tool) {
     commands.insert(std::next(position), own.begin(), own.end());
   }
   return commands;
-}
-
-/// As it is typed: with the names of the commands that it is in.
-std::string fullName(const CLI::App& command) {
-  std::string name = command.get_name();
-  for (const auto* parent = command.get_parent(); parent != nullptr; parent = parent->get_parent())
-    name.insert(0, parent->get_name() + ' ');
-  return name;
 }
 
 std::string escaped(const std::string& text) {
@@ -183,33 +175,66 @@ std::string words(const CLI::App& command) {
   return result;
 }
 
+/// The values of an option that takes one of a few, which its type names in braces; empty for
+/// another.
+std::string values(const CLI::Option& option) {
+  const std::string type = option.get_type_name();
+  const std::size_t begin = type.find('{');
+  if (begin == std::string::npos) return "";
+  std::string list = type.substr(begin + 1, type.find('}') - begin - 1);
+  std::replace(list.begin(), list.end(), ',', ' ');
+  return list;
+}
+
 void printCompletion(const CLI::App& tool) {
   std::string names;
+  std::string valueCases;
   std::string cases = fmt::format("    zorvel) words='{}' ;;\n", words(tool));
   for (const auto* command : allSubcommands(tool)) {
     const std::string name = fullName(*command);
+    for (const auto* option : command->get_options()) {
+      const std::string list = values(*option);
+      if (list.empty()) continue;
+      for (const auto& longName : option->get_lnames())
+        valueCases += fmt::format("    '{} --{}') words='{}' ;;\n", name, longName, list);
+    }
+    // After "help" come the same words as without it.
+    if (command->get_name() == "help") continue;
     names += fmt::format("{}'{}'", names.empty() ? "" : " | ", name);
     cases += fmt::format("    '{}') words='{}' ;;\n", name, words(*command));
   }
-  fmt::print(R"(# Completion of zorvel's subcommands, their options, and files.
+  fmt::print(R"(# Completion of zorvel's subcommands, their options with their values, and files.
 _zorvel() {{
-  local command=zorvel words word=${{COMP_WORDS[COMP_CWORD]}} before
+  local command=zorvel words word=${{COMP_WORDS[COMP_CWORD]}} before last=${{COMP_WORDS[COMP_CWORD-1]}}
   for before in "${{COMP_WORDS[@]:1:COMP_CWORD-1}}"; do
     case "$command $before" in
       {}) command+=" $before" ;;
     esac
   done
+  # In --option=value the sign is a word of its own.
+  if [[ $word == = ]]; then
+    word=
+  elif [[ $last == = ]]; then
+    last=${{COMP_WORDS[COMP_CWORD-2]}}
+  fi
+  COMPREPLY=()
+  case "$command $last" in
+{}    *) last= ;;
+  esac
+  if [[ $last ]]; then
+    COMPREPLY=($(compgen -W "$words" -- "$word"))
+    return
+  fi
   case $command in
 {}  esac
   # Nothing to offer leaves the word to the completion of files.
-  COMPREPLY=()
   if [[ $word == -* || $words != -* ]]; then
     COMPREPLY=($(compgen -W "$words" -- "$word"))
   fi
 }}
 complete -o default -F _zorvel zorvel
 )",
-             names, cases);
+             names, valueCases, cases);
 }
 
 }  // namespace

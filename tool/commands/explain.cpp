@@ -16,8 +16,10 @@
 #include "playback/playback.hpp"
 #include "recording/failure.hpp"
 #include "recording/json_writer.hpp"
+#include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "system/command_line.hpp"
+#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 
@@ -169,6 +171,7 @@ void printJson(std::int32_t person, const ExplainedPerson& explained, bool isMom
 
 void explain(const ExplainOptions& options) {
   catchInterrupts();
+  requireDistinct({options.recording}, {"-"});
   RecordingReader recording(options.recording, waitForInput);
   Explainer explainer(options.time);
   std::optional<Failure> failure;
@@ -204,8 +207,8 @@ void explain(const ExplainOptions& options) {
     const std::string whoHas = options.time.person
                                    ? fmt::format("person {} has no", *options.time.person)
                                    : "nobody has a";
-    throw Failure(fmt::format("{}: {} cycle there; the recording is {} s long", options.recording,
-                              whoHas, length));
+    throw Failure(fmt::format("{}: {} cycle there; the recording is {} s long",
+                              printable(options.recording), whoHas, length));
   }
 }
 

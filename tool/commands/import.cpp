@@ -9,6 +9,7 @@
 #include "recording/recording_writer.hpp"
 #include "recording/time_unit.hpp"
 #include "system/command_line.hpp"
+#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 #include "system/text_output.hpp"
@@ -64,6 +65,7 @@ void printFacts(const ImportFacts& facts, Time start) {
 
 void importFile(const FileOptions& options, const char* source, Importer importRows) {
   catchInterrupts();
+  requireDistinct({options.file}, {options.output});
   CsvReader rows(options.file, waitForInput);
   TextOutput output(options.output);
   appendHeader(output.text(), source);

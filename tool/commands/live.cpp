@@ -20,6 +20,7 @@
 #include "recording/observation_fields.hpp"
 #include "recording/recording_reader.hpp"
 #include "system/command_line.hpp"
+#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/text_output.hpp"
 #include "system/warnings.hpp"
@@ -364,6 +365,7 @@ Example:
       throw CLI::ValidationError("--ahead", "is for the system's clock");
     }
     catchInterrupts();
+    requireDistinct({"-"}, {"-"});
     std::signal(SIGPIPE, SIG_IGN);
     Live(*options).run();
   });

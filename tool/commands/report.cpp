@@ -4,9 +4,11 @@
 #include "inspection/findings.hpp"
 #include "playback/playback.hpp"
 #include "recording/failure.hpp"
+#include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "report/report_data.hpp"
 #include "report/report_page.hpp"
+#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 #include "system/text_output.hpp"
@@ -17,6 +19,7 @@ namespace {
 
 void report(const std::string& name, const std::string& output) {
   catchInterrupts();
+  requireDistinct({name}, {output});
   RecordingReader recording(name, waitForInput);
   TextOutput page(output);
   ReportData data;
@@ -35,7 +38,7 @@ void report(const std::string& name, const std::string& output) {
   if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
   // What the lines before a bad one gave is whole, so it is shown.
   const std::string title =
-      name == "-" ? "standard input" : std::filesystem::path(name).filename().string();
+      name == "-" ? "standard input" : printable(std::filesystem::path(name).filename().string());
   const std::string_view frame = reportPage();
   const std::size_t hole = frame.find(reportPageHole);
   page.append(frame.substr(0, hole));

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "recording/event.hpp"
 #include "recording/printable.hpp"
@@ -12,6 +13,18 @@
 namespace zorvel {
 
 // What the command lines of several commands have in common.
+
+/// The subcommands of a command, in the order in which they were added.
+std::vector<const CLI::App*> subcommands(const CLI::App& command);
+
+/// The subcommand of that name; none when the command has no such.
+const CLI::App* findSubcommand(const CLI::App& command, const std::string& name);
+
+/// As it is typed: with the names of the commands that it is in.
+std::string fullName(const CLI::App& command);
+
+/// Tells that the command does not know the word, and what is nearest to it if anything is near.
+std::string describeUnknown(const CLI::App& command, const std::string& word);
 
 /// Takes a number from `lowest` to `highest`; NaN is not one.
 CLI::Validator isBetween(double lowest, double highest);

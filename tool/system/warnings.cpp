@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+#include "recording/printable.hpp"
+
 namespace zorvel {
 namespace {
 
@@ -15,10 +17,10 @@ void printWarnings(const std::string& recording, const std::vector<Finding>& fin
   std::size_t warnings = 0;
   for (const Finding& finding : findings) {
     if (!finding.isWarning || ++warnings > shownWarnings) continue;
-    fmt::print(stderr, "{}: warning: {}\n", recording, finding.text);
+    fmt::print(stderr, "{}: warning: {}\n", printable(recording), finding.text);
   }
   if (warnings > shownWarnings) {
-    fmt::print(stderr, "{}: and {} more; zorvel info tells them all\n", recording,
+    fmt::print(stderr, "{}: and {} more; zorvel info tells them all\n", printable(recording),
                warnings - shownWarnings);
   }
 }

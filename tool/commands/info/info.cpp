@@ -6,7 +6,9 @@
 #include "commands/info/info_report.hpp"
 #include "inspection/recording_facts.hpp"
 #include "recording/failure.hpp"
+#include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
+#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 
@@ -15,6 +17,7 @@ namespace {
 
 void info(const std::string& name, bool asJson) {
   catchInterrupts();
+  requireDistinct({name}, {"-"});
   RecordingReader recording(name, waitForInput);
   RecordingFacts facts;
   std::optional<Failure> failure;
@@ -30,7 +33,7 @@ void info(const std::string& name, bool asJson) {
     }
   }
   // What the lines before a bad one hold often tells why it is bad.
-  const InfoSource source{name, recording.source(), recording.lines().lineNumber(),
+  const InfoSource source{printable(name), recording.source(), recording.lines().lineNumber(),
                           failure ? failure->what() : ""};
   fmt::print("{}", asJson ? formatInfoJson(source, facts) : formatInfo(source, facts));
   if (failure) throw Failure(*failure);

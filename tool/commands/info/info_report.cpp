@@ -13,6 +13,7 @@
 #include "inspection/findings.hpp"
 #include "inspection/format.hpp"
 #include "recording/json_writer.hpp"
+#include "recording/printable.hpp"
 
 namespace zorvel {
 namespace {
@@ -224,7 +225,7 @@ std::string formatInfo(const InfoSource& source, const RecordingFacts& facts) {
   } else {
     text += ", without an event\n";
   }
-  if (!source.header.empty()) fmt::format_to(out, "  source {:?}\n", source.header);
+  if (!source.header.empty()) fmt::format_to(out, "  source {}\n", inQuotes(source.header));
   if (facts.events() > 0) text += '\n';
   for (std::size_t event = 0; event < eventNames.size(); ++event) {
     const std::uint64_t count = facts.eventCounts.at(event);
