@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "recording/failure.hpp"
+#include "recording/printable.hpp"
 
 namespace zorvel {
 namespace {
@@ -28,7 +29,7 @@ bool equalsInAnyCase(std::string_view left, std::string_view right) {
 
 CsvReader::CsvReader(const std::string& name, const WaitForInput& waitForInput)
     : _lines(name, waitForInput, LineEnds::Any) {
-  if (!nextLine()) throw Failure(name + ": has no line with the names of the columns");
+  if (!nextLine()) throw Failure(printable(name) + ": has no line with the names of the columns");
   recogniseSeparator();
   split();
   _names.assign(_cells.begin(), _cells.end());
@@ -110,7 +111,7 @@ CsvReader::Column CsvReader::find(std::string_view name) const {
 
 CsvReader::Column CsvReader::get(std::string_view name) const {
   const Column found = find(name);
-  if (!found) throw Failure(fmt::format("{}lacks the column {:?}", _lines.place(), name));
+  if (!found) throw Failure(fmt::format("{}lacks the column {}", _lines.place(), inQuotes(name)));
   return found;
 }
 
@@ -141,7 +142,7 @@ std::optional<double> CsvReader::number(Column column) const {
   double value = 0.0;
   const char* const end = cell.data() + cell.size();
   const auto result = std::from_chars(cell.data(), end, value);
-  if (result.ptr != end) fail(column, fmt::format("{:?} is not a number", text(column)));
+  if (result.ptr != end) fail(column, fmt::format("{} is not a number", inQuotes(text(column))));
   if (result.ec == std::errc() && !std::isfinite(value)) return std::nullopt;
   // It does not tell a number too small, which is 0, from one too large.
   if (result.ec != std::errc()) value = std::strtod(std::string(cell).c_str(), nullptr);
@@ -166,7 +167,7 @@ std::int32_t CsvReader::requiredInteger32(Column column) const {
 
 void CsvReader::fail(Column column, const std::string& message) const {
   if (!column) throw Failure(_lines.place() + message);
-  throw Failure(fmt::format("{}column {:?}: {}", _lines.place(), _names[*column], message));
+  throw Failure(fmt::format("{}column {}: {}", _lines.place(), inQuotes(_names[*column]), message));
 }
 
 }  // namespace zorvel

@@ -6,12 +6,13 @@
 #include "import/openface.hpp"
 #include "import/pyfeat.hpp"
 #include "recording/failure.hpp"
+#include "recording/printable.hpp"
 
 namespace zorvel {
 namespace {
 
 [[noreturn]] void failWithoutObservation(const std::string& name, const ImportFacts& facts) {
-  throw Failure(fmt::format("{}: gives no observation: {}{}{}", name,
+  throw Failure(fmt::format("{}: gives no observation: {}{}{}", printable(name),
                             facts.rows == 0
                                 ? "it has no rows"
                                 : fmt::format("none of its rows has a face: {}", facts.noFace),

@@ -274,7 +274,7 @@ class ReplayTest(unittest.TestCase):
         result = self.replay(everything(), preexec_fn=small_files)
         self.assertEqual(result.returncode, 1)
         self.assertEqual(result.stderr, f"{self.output}/timeline.csv: File too large\n")
-        self.assertEqual(list(self.output.iterdir()), [])
+        self.assertEqual(list(self.folder.iterdir()), [self.recording])
 
         self.output = self.recording / "x"
         blocked = self.replay([])
@@ -329,7 +329,7 @@ class ReplayTest(unittest.TestCase):
             self.wait_until(lambda: "State:\tS" in status.read_text())
             process.send_signal(signal.SIGINT)
             self.assertEqual(process.wait(), -signal.SIGINT)
-        self.assertEqual(list(self.output.iterdir()), [])
+        self.assertEqual(list(self.folder.iterdir()), [])
 
 
 if __name__ == "__main__":

@@ -191,7 +191,7 @@ void explain(const ExplainOptions& options) {
   } else if (options.time.at && !failure &&
              roundUp(between(explainer.start(), explainer.end())) < roundUp(*options.time.at)) {
     throw Failure(fmt::format("{}: that is after the end; the recording is {} s long",
-                              options.recording, length));
+                              printable(options.recording), length));
   }
   for (const auto& [person, explained] : explainer.persons()) {
     if (options.json) {
