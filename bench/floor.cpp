@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "observation/age.hpp"
+#include "zv/person_memory.hpp"
 #include "zv/timestamped.hpp"
 
 namespace zorvel::bench {
@@ -60,9 +61,10 @@ Floor::Floor(int rate)
 float Floor::run() {
   using DoublePrecision =
       boost::math::policies::policy<boost::math::policies::promote_double<false>>;
-  constexpr boost::chrono::milliseconds limit(7000);
   int tooOld = 0;
-  for (const Time timestamp : _timestamps) tooOld += limit < ZV::ageOf(timestamp) ? 1 : 0;
+  for (const Time timestamp : _timestamps) {
+    tooOld += ZV::PersonMemory::maxAge < ZV::ageOf(timestamp) ? 1 : 0;
+  }
 
   float weights = 0.0f;
   for (const float scaled : _scaledAges) {

@@ -11,6 +11,7 @@
 #include <tuple>
 #include <type_traits>
 #include <utility>
+#include <zv/person_memory.hpp>
 #include <zv/person_observation.hpp>
 
 namespace zorvel {
@@ -49,7 +50,8 @@ struct ObservationField : FieldKind {
 /// The fields of an observation, in the order of their declaration. This is the only list of them.
 inline constexpr std::tuple observationFields = [] {
   using O = ZV::PersonObservation;
-  constexpr boost::chrono::milliseconds usual{7000}, context{20000};
+  constexpr auto usual = ZV::PersonMemory::maxAge;
+  constexpr auto context = ZV::PersonMemory::contextEmotionMaxAge;
   constexpr std::nullopt_t unremembered = std::nullopt;
   constexpr bool varies = true, stays = false;
   constexpr float unlimited = std::numeric_limits<float>::infinity();

@@ -7,6 +7,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FRONT_ENDS = ["recording", "playback", "inspection", "import", "report", "tool"]
+UMBRELLA = ROOT / "include/zv/zorvel.hpp"
 OPEN_TO_ALL = {"zv/export.hpp", "zv/version.hpp", "log_categories.hpp"}
 
 
@@ -36,7 +37,7 @@ def found():
     modules = collections.defaultdict(set)
     for path in sources("src", "include", *FRONT_ENDS):
         module = module_of(path)
-        if path.name in OPEN_TO_ALL:
+        if path == UMBRELLA or path.name in OPEN_TO_ALL:
             continue
         is_library = path.relative_to(ROOT).parts[0] in ("src", "include")
         for name in re.findall(r'#include [<"]([^>"]+)[>"]', path.read_text()):
@@ -57,6 +58,11 @@ class ArchitectureTest(unittest.TestCase):
 
     def test_a_module_includes_what_its_row_says(self):
         self.assertEqual(found(), documented())
+
+    def test_the_umbrella_header_includes_every_public_header(self):
+        public = {str(path.relative_to(ROOT / "include")) for path in sources("include")}
+        included = set(re.findall(r'#include "(.+)"', UMBRELLA.read_text()))
+        self.assertEqual(included, public - {"zv/zorvel.hpp"} | {"zv/version.hpp"})
 
     def test_a_command_leans_on_no_other(self):
         commands = ROOT / "tool/commands"

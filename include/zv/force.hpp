@@ -1,6 +1,7 @@
 #ifndef ZV_FORCE_HPP
 #define ZV_FORCE_HPP
 
+#include <array>
 #include <boost/function.hpp>
 #include <string_view>
 
@@ -26,13 +27,76 @@ struct Force {
   float target;
   /// The fraction, in [0, 1] for readings within their ranges.
   float strength;
-  /// What caused it, such as "Face characteristics". Valid until the process ends.
+  /// What caused it: the name of one of the `force_reasons`. Valid until the process ends.
   std::string_view reason;
   /// The smoothed quantity before the force.
   float before;
   /// The smoothed quantity after it.
   float after;
 };
+
+/// Why a force moves a state.
+///
+/// Thread safety: that of a plain value.
+struct ForceReason {
+  std::string_view name;     ///< what `Force::reason` holds
+  std::string_view meaning;  ///< what it stands for, in UTF-8, for people to read
+};
+
+/// The reasons of all forces.
+namespace force_reasons {
+
+inline constexpr ForceReason pointsConfidence{
+    "Points confidence",
+    "How sure the face analysis is of the facial points of the last 7 s, less as they age."};
+inline constexpr ForceReason faceCharacteristics{
+    "Face characteristics",
+    "A new smile or expression: towards 1 when the face looks positive, −1 when negative, 0 when "
+    "neutral."};
+inline constexpr ForceReason winnerUnknown{
+    "Winner unknown",
+    "A new smile or expression that fits no mood better than the others: half-way towards 0."};
+inline constexpr ForceReason bodyLanguage{
+    "Body Language",
+    "The ease of the last 7 s of head postures: a lowered head or one turned right pulls up, a "
+    "raised one or one turned left pulls down."};
+inline constexpr ForceReason headAngles{
+    "Head Angles",
+    "How straight the head faces the robot: towards 1 when straight, 0 when turned away."};
+inline constexpr ForceReason gazeDirection{
+    "Gaze Direction",
+    "How straight the eyes look at the robot: towards 1 when straight, 0 when turned away."};
+inline constexpr ForceReason observation{
+    "Observation", "A head posture or a gaze was seen in the last 7 s: towards 1."};
+inline constexpr ForceReason voiceEmotion{
+    "Voice emotion",
+    "What the voice sounds like: joy pulls up, anger and sorrow down, calm towards 0."};
+inline constexpr ForceReason asrEmotion{"Asr emotion",
+                                        "The sentiment of what was said in the last 7 s."};
+inline constexpr ForceReason touchEmotion{
+    "Touch emotion", "Touches of the last 7 s: pleasant ones pull up, unpleasant ones down."};
+inline constexpr ForceReason contextEmotion{
+    "Context emotion", "The situation of the last 20 s, as the robot's other parts judge it."};
+inline constexpr ForceReason distanceLimitation{
+    "Distance limitation",
+    "How far away the person is: towards 1 within the reach of the face analysis, 1.4 m, and 0 "
+    "beyond it."};
+inline constexpr ForceReason heightLimitation{"Height limitation",
+                                              "How high the head is: towards 1 within the reach of "
+                                              "the face analysis, 1.5 m, and 0 above it."};
+inline constexpr ForceReason noObservation{"No observation",
+                                           "A cycle that tells nothing about this value: it drifts "
+                                           "towards 0, the faster the longer that lasts."};
+inline constexpr ForceReason notVisible{
+    "Not visible", "A cycle in which the person was not seen: a quarter of the way towards 0."};
+
+/// Each reason once, in the order of an update.
+inline constexpr std::array all{
+    pointsConfidence, faceCharacteristics, winnerUnknown,    bodyLanguage,  headAngles,
+    gazeDirection,    observation,         voiceEmotion,     asrEmotion,    touchEmotion,
+    contextEmotion,   distanceLimitation,  heightLimitation, noObservation, notVisible};
+
+}  // namespace force_reasons
 
 /// Is told each force that moves a state, as it happens: see PersonState::setForceObserver.
 using ForceObserver = boost::function<void(const Force&)>;

@@ -1,6 +1,7 @@
 #ifndef ZV_PERSON_MEMORY_HPP
 #define ZV_PERSON_MEMORY_HPP
 
+#include <boost/chrono/duration.hpp>
 #include <boost/shared_ptr.hpp>
 
 #include "zv/export.hpp"
@@ -10,15 +11,19 @@ namespace ZV {
 
 struct PersonMemoryPrivate;
 
-/// The recent observations of one person, by channel: 20 s of context emotions, 7 s of everything
-/// else. Copies share one record, which lives as long as the last of them. A handle that was moved
-/// from may only be assigned to or destroyed.
+/// The recent observations of one person, by channel. Copies share one record, which lives as long
+/// as the last of them. A handle that was moved from may only be assigned to or destroyed.
 ///
 /// Thread safety: every channel locks itself, but an observation is filed channel by channel, so
 /// that another thread may see it half filed. Work on one person is serialised by its owner; the
 /// SocialGraph does that.
 class ZV_API PersonMemory {
  public:
+  /// How long a reading is remembered: one exactly as old as this still is.
+  static constexpr boost::chrono::milliseconds maxAge{7000};
+  /// The same for context emotions.
+  static constexpr boost::chrono::milliseconds contextEmotionMaxAge{20'000};
+
   /// A new, empty memory. Throws std::bad_alloc, and boost::thread_resource_error when the system
   /// has no lock left.
   PersonMemory();

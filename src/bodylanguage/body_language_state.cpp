@@ -9,14 +9,24 @@
 #include "zv/person_memory.hpp"
 
 namespace ZV {
+namespace {
+
+// A raised head counts as uneasy and a lowered one as at ease; left and right differ on purpose.
+constexpr float raisedHeadEase = -0.5f;
+constexpr float loweredHeadEase = 0.5f;
+constexpr float leftTurnedHeadEase = -0.5f;
+constexpr float rightTurnedHeadEase = 0.5f;
+constexpr float straightHeadEase = 0.0f;
+constexpr float easeConfidence = 0.5f;
+
+}  // namespace
 
 float BodyLanguageStatePrivate::estimateFromHeadPosture(const HeadPosture& posture) {
-  // A raised head counts as uneasy and a lowered one as at ease; left and right differ on purpose.
-  if (posture.isUp()) return -0.5f;
-  if (posture.isDown()) return 0.5f;
-  if (posture.isLeft()) return -0.5f;
-  if (posture.isRight()) return 0.5f;
-  return 0.0f;
+  if (posture.isUp()) return raisedHeadEase;
+  if (posture.isDown()) return loweredHeadEase;
+  if (posture.isLeft()) return leftTurnedHeadEase;
+  if (posture.isRight()) return rightTurnedHeadEase;
+  return straightHeadEase;
 }
 
 void BodyLanguageStatePrivate::_update(ShortTermMemory<HeadPosture>& headPostures) {
@@ -26,7 +36,7 @@ void BodyLanguageStatePrivate::_update(ShortTermMemory<HeadPosture>& headPosture
   // The size is asked for again, and forgets again: an entry that expires between the two is in the
   // sum and not in the divisor.
   ease.level = sum / static_cast<float>(headPostures.size());
-  ease.confidence = 0.5f;
+  ease.confidence = easeConfidence;
 }
 
 BodyLanguageState::BodyLanguageState() : _state(boost::make_shared<BodyLanguageStatePrivate>()) {}

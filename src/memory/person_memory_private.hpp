@@ -2,31 +2,28 @@
 #define ZV_MEMORY_PERSON_MEMORY_PRIVATE_HPP
 
 #include "memory/short_term_memory.hpp"
-#include "zv/person_observation.hpp"
+#include "zv/person_memory.hpp"
 
 namespace ZV {
 
 /// The channels of one person's memory.
 struct PersonMemoryPrivate {
-  static constexpr boost::chrono::milliseconds defaultMaxAge{7000};
-  static constexpr boost::chrono::milliseconds contextEmotionMaxAge{20000};
-
   /// Files every set field into its channel.
   void add(const PersonObservation& observation);
 
-  ShortTermMemory<HeadPosture> headPosture{defaultMaxAge};
-  ShortTermMemory<float> distance{defaultMaxAge};
-  ShortTermMemory<bool> lookingAtRobot{defaultMaxAge};
-  ShortTermMemory<Smile> smile{defaultMaxAge};
-  ShortTermMemory<Gaze> gaze{defaultMaxAge};
-  ShortTermMemory<Expressions> expressions{defaultMaxAge};
-  ShortTermMemory<ValueConfidence<bool>> gender{defaultMaxAge};
-  ShortTermMemory<ValueConfidence<unsigned int>> age{defaultMaxAge};
-  ShortTermMemory<bool> faceDetected{defaultMaxAge};
-  ShortTermMemory<FacialPoints> facialPoints{defaultMaxAge};
-  ShortTermMemory<std::int32_t> touchEmotion{defaultMaxAge};
-  ShortTermMemory<float> asrEmotion{defaultMaxAge};
-  ShortTermMemory<ContextEmotion> contextEmotion{contextEmotionMaxAge};
+  ShortTermMemory<HeadPosture> headPosture{PersonMemory::maxAge};
+  ShortTermMemory<float> distance{PersonMemory::maxAge};
+  ShortTermMemory<bool> lookingAtRobot{PersonMemory::maxAge};
+  ShortTermMemory<Smile> smile{PersonMemory::maxAge};
+  ShortTermMemory<Gaze> gaze{PersonMemory::maxAge};
+  ShortTermMemory<Expressions> expressions{PersonMemory::maxAge};
+  ShortTermMemory<ValueConfidence<bool>> gender{PersonMemory::maxAge};
+  ShortTermMemory<ValueConfidence<unsigned int>> age{PersonMemory::maxAge};
+  ShortTermMemory<bool> faceDetected{PersonMemory::maxAge};
+  ShortTermMemory<FacialPoints> facialPoints{PersonMemory::maxAge};
+  ShortTermMemory<std::int32_t> touchEmotion{PersonMemory::maxAge};
+  ShortTermMemory<float> asrEmotion{PersonMemory::maxAge};
+  ShortTermMemory<ContextEmotion> contextEmotion{PersonMemory::contextEmotionMaxAge};
 };
 
 }  // namespace ZV

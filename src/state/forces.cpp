@@ -23,13 +23,16 @@ constexpr float notVisibleStrength = 0.26f;
 constexpr float notVisibleConfidenceStrength = 0.7f;
 constexpr double oldObservationSeconds = 3.0;
 
-// The widest and the narrowest slope of a weight around its horizon, in 1/s (or 1/degree).
+// How steeply a weight falls around its horizon, in 1/s (or 1/degree): so much over the horizon,
+// within these bounds.
+constexpr float slopeTimesHorizon = 2.0f;
 constexpr float flattestSlope = 0.001f;
 constexpr float steepestSlope = 2.0f;
 constexpr float smallestWeight = 0.01f;
 
-// Double precision is prescribed; without this the error function would be worked out in long
-// double.
+constexpr float dampingExponent = 0.7f;
+
+// Without this policy, Boost would work the error function out in long double, with other digits.
 using DoublePrecision = boost::math::policies::policy<boost::math::policies::promote_double<false>>;
 
 float pulled(float value, float target, float strength, float lowest, float highest) {
@@ -84,7 +87,7 @@ void PersonStatePrivate::_applyForceAttentionConfidence(float target, float stre
 }
 
 float PersonStatePrivate::_computeWeight(float x, float horizon) {
-  const float slope = std::clamp(2.0f / horizon, flattestSlope, steepestSlope);
+  const float slope = std::clamp(slopeTimesHorizon / horizon, flattestSlope, steepestSlope);
   const float scaled = (horizon - x) * slope;
   const auto e =
       static_cast<float>(boost::math::erf(static_cast<double>(scaled), DoublePrecision()));
@@ -92,7 +95,7 @@ float PersonStatePrivate::_computeWeight(float x, float horizon) {
 }
 
 float PersonStatePrivate::_computeDampingFactor(float value, float x) {
-  return value / std::pow(x, 0.7f);
+  return value / std::pow(x, dampingExponent);
 }
 
 void PersonStatePrivate::_warnIfObservationOld(boost::chrono::milliseconds age,
@@ -111,12 +114,16 @@ void PersonStatePrivate::_handleOkaoLimitations(float distance, float height,
   static const FallingRamp distanceRamp(distanceLimitMetres, limitWidthMetres, 1.0f);
   static const FallingRamp heightRamp(heightLimitMetres, limitWidthMetres, 1.0f);
   if (which != "attention") {
-    _applyForceValenceConfidence(distanceRamp(distance), okaoStrength, "Distance limitation");
-    _applyForceValenceConfidence(heightRamp(height), okaoStrength, "Height limitation");
+    _applyForceValenceConfidence(distanceRamp(distance), okaoStrength,
+                                 force_reasons::distanceLimitation.name);
+    _applyForceValenceConfidence(heightRamp(height), okaoStrength,
+                                 force_reasons::heightLimitation.name);
   }
   if (which != "valence") {
-    _applyForceAttentionConfidence(distanceRamp(distance), okaoStrength, "Distance limitation");
-    _applyForceAttentionConfidence(heightRamp(height), okaoStrength, "Height limitation");
+    _applyForceAttentionConfidence(distanceRamp(distance), okaoStrength,
+                                   force_reasons::distanceLimitation.name);
+    _applyForceAttentionConfidence(heightRamp(height), okaoStrength,
+                                   force_reasons::heightLimitation.name);
   }
 }
 
@@ -134,10 +141,11 @@ boost::chrono::milliseconds PersonStatePrivate::_lastTimeStampedObservationAtten
 }
 
 void PersonStatePrivate::_decreaseSinceNotSeen() {
-  _applyForceValence(0.0f, notVisibleStrength, "Not visible");
-  _applyForceValenceConfidence(0.0f, notVisibleConfidenceStrength, "Not visible");
-  _applyForceAttention(0.0f, notVisibleStrength, "Not visible");
-  _applyForceAttentionConfidence(0.0f, notVisibleConfidenceStrength, "Not visible");
+  _applyForceValence(0.0f, notVisibleStrength, force_reasons::notVisible.name);
+  _applyForceValenceConfidence(0.0f, notVisibleConfidenceStrength, force_reasons::notVisible.name);
+  _applyForceAttention(0.0f, notVisibleStrength, force_reasons::notVisible.name);
+  _applyForceAttentionConfidence(0.0f, notVisibleConfidenceStrength,
+                                 force_reasons::notVisible.name);
 }
 
 }  // namespace ZV

@@ -9,10 +9,10 @@
 namespace ZV {
 namespace {
 
-// In double precision, unlike the recorder's: the float nearest to 0.2 is above this boundary.
 int labelOf(float valence) {
-  if (static_cast<double>(valence) > 0.2) return 1;
-  if (static_cast<double>(valence) > -0.2) return 0;
+  const auto number = static_cast<double>(valence);
+  if (number > PersonStatePrivate::labelBoundaryPositive) return 1;
+  if (number > PersonStatePrivate::labelBoundaryNegative) return 0;
   return -1;
 }
 

@@ -34,9 +34,13 @@ struct ObserverFailure {
 /// take the lock of the quantity they move, always innermost; the steps of an update take the
 /// observation lock around them.
 struct PersonStatePrivate {
+  /// The boundaries of a scope's label.
   static constexpr float binaryBoundaryPositive = 0.2f;
   static constexpr float binaryBoundaryNegative = -0.2f;
   static constexpr float binaryBoundaryConfidence = 0.4f;
+  /// Those of a state's label, in double precision: the float nearest to 0.2 lies above.
+  static constexpr double labelBoundaryPositive = 0.2;
+  static constexpr double labelBoundaryNegative = -0.2;
 
   /// The scores of the positive, neutral and negative mood, shared by all persons. They are made
   /// when the library is loaded and never freed.

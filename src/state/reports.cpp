@@ -6,6 +6,12 @@
 #include "zv/person_state.hpp"
 
 namespace ZV {
+namespace {
+
+constexpr float engagedAttention = 0.6f;
+constexpr float absentAttention = 0.4f;
+
+}  // namespace
 
 std::string PersonState::emotionLogMessage() const {
   const float valence = personValence().value;
@@ -20,9 +26,9 @@ std::string PersonState::emotionLogMessage() const {
     message << "\t - Actually you're in a negative mood at a " << valence * -100.0f
             << "% rate ヽ（＠⋋_⋌）ノ \n";
   }
-  if (attention > 0.6f) {
+  if (attention > engagedAttention) {
     message << "\t - And you're totally engaged in my interaction ＼（〇_ｏ）／ !\n";
-  } else if (attention > 0.4f) {
+  } else if (attention > absentAttention) {
     message << "\t - But you're a bit inattentive, hum ? ヽ(。_°)ノ \n";
   } else {
     message << "\t - But you're totally absent in our interaction (-, – )…zzzZZZ \n";

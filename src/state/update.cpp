@@ -34,6 +34,13 @@ constexpr float attentionConfidenceStrength = 0.35f;
 constexpr float voiceEmotionStrength = 0.7f;
 constexpr float noObservationConfidenceStrength = 0.7f;
 
+// A head turned sideways counts twice as much as a nod: two parts to one, of three.
+constexpr float headYawParts = 2.0f;
+constexpr float headAngleParts = 3.0f;
+
+// Sorrow pulls half-way to the negative end only.
+constexpr float sorrowTarget = -0.5f;
+
 using Lock = boost::unique_lock<boost::mutex>;
 
 float ageWeight(ku::SystemClock::time_point timestamp, float horizonSeconds) {
@@ -103,8 +110,9 @@ void PersonStatePrivate::pullByFacialPoints(const PersonMemory& memory) {
   if (meanConfidence < 0.0f) meanConfidence = 0.0f;
   const float freshness = ageWeight(channel.youngest().timestamp, facialPointsHorizonSeconds);
   const float target = meanConfidence * freshness;
-  _applyForceValenceConfidence(target, facialPointsStrength, "Points confidence");
-  _applyForceAttentionConfidence(target, facialPointsStrength, "Points confidence");
+  _applyForceValenceConfidence(target, facialPointsStrength, force_reasons::pointsConfidence.name);
+  _applyForceAttentionConfidence(target, facialPointsStrength,
+                                 force_reasons::pointsConfidence.name);
 }
 
 bool PersonStatePrivate::takeNewFace(const PersonObservation& observation) {
@@ -140,9 +148,10 @@ void PersonStatePrivate::classifyFace() {
                                          expressions.anger.value, expressions.sorrow.value};
     for (auto& candidate : classes) candidate.calculateScore(features);
     const auto& winner = classification::MoodClassifier(argMax).classify(classes);
-    _applyForceValence(static_cast<float>(winner.id), observationStrength, "Face characteristics");
+    _applyForceValence(static_cast<float>(winner.id), observationStrength,
+                       force_reasons::faceCharacteristics.name);
   } catch (const std::exception&) {
-    _applyForceValenceConfidence(0.0f, winnerUnknownStrength, "Winner unknown");
+    _applyForceValenceConfidence(0.0f, winnerUnknownStrength, force_reasons::winnerUnknown.name);
   }
 }
 
@@ -150,12 +159,13 @@ bool PersonStatePrivate::pullByHeadPosture(const PersonMemory& memory) {
   const Lock lock(locks.observation);
   auto& channel = memory._record().headPosture;
   if (channel.size() == 0) {
-    _applyForceAttentionConfidence(0.0f, attentionConfidenceStrength, "No observation");
+    _applyForceAttentionConfidence(0.0f, attentionConfidenceStrength,
+                                   force_reasons::noObservation.name);
     return false;
   }
   headPostureTimestamp = channel.youngest().timestamp;
   const float ease = bodyLanguageState.bodyLanguageState(BodyLanguageDescription::Ease).level;
-  _applyForceValence(ease, bodyLanguageStrength, "Body Language");
+  _applyForceValence(ease, bodyLanguageStrength, force_reasons::bodyLanguage.name);
   float yaw = 0.0f;
   float pitch = 0.0f;
   float weights = 0.0f;
@@ -165,14 +175,14 @@ bool PersonStatePrivate::pullByHeadPosture(const PersonMemory& memory) {
     pitch += sample.value.pitch() * weight;
     weights += weight;
   }
-  // A head turned sideways counts twice as much as a nod.
-  const float sideways = 2.0f * (yaw / weights) / 3.0f;
-  const float upwards = (pitch / weights) / 3.0f;
+  const float sideways = headYawParts * (yaw / weights) / headAngleParts;
+  const float upwards = (pitch / weights) / headAngleParts;
   const auto angle =
       static_cast<float>(std::sqrt(static_cast<double>(sideways * sideways + upwards * upwards)));
   _applyForceAttention(_computeWeight(angle, headAnglesHorizonDegrees), observationStrength,
-                       "Head Angles");
-  _applyForceAttentionConfidence(1.0f, attentionConfidenceStrength, "Observation");
+                       force_reasons::headAngles.name);
+  _applyForceAttentionConfidence(1.0f, attentionConfidenceStrength,
+                                 force_reasons::observation.name);
   return true;
 }
 
@@ -180,7 +190,8 @@ bool PersonStatePrivate::pullByGaze(const PersonMemory& memory) {
   const Lock lock(locks.observation);
   auto& channel = memory._record().gaze;
   if (channel.size() == 0) {
-    _applyForceAttentionConfidence(0.0f, attentionConfidenceStrength, "No observation");
+    _applyForceAttentionConfidence(0.0f, attentionConfidenceStrength,
+                                   force_reasons::noObservation.name);
     return false;
   }
   float yaw = 0.0f;
@@ -197,8 +208,9 @@ bool PersonStatePrivate::pullByGaze(const PersonMemory& memory) {
   const auto angle =
       static_cast<float>(std::sqrt(static_cast<double>(meanYaw * meanYaw + meanPitch * meanPitch)));
   _applyForceAttention(_computeWeight(angle, gazeHorizonDegrees), observationStrength,
-                       "Gaze Direction");
-  _applyForceAttentionConfidence(1.0f, attentionConfidenceStrength, "Observation");
+                       force_reasons::gazeDirection.name);
+  _applyForceAttentionConfidence(1.0f, attentionConfidenceStrength,
+                                 force_reasons::observation.name);
   gazeTimestamp = channel.youngest().timestamp;
   return true;
 }
@@ -210,13 +222,12 @@ bool PersonStatePrivate::pullByVoiceEmotion(const PersonObservation& observation
   _warnIfObservationOld(ageOf(voice->timestamp), "Voice Emotion");
   const auto pull = [this](float target, const ValueConfidence<float>& emotion) {
     _applyForceValence(target, emotion.value * voiceEmotionStrength * observationStrength,
-                       "Voice emotion");
+                       force_reasons::voiceEmotion.name);
   };
   pull(0.0f, voice->value.calm());
   pull(-1.0f, voice->value.anger());
   pull(1.0f, voice->value.joy());
-  // Sorrow pulls half-way to the negative end only.
-  pull(-0.5f, voice->value.sorrow());
+  pull(sorrowTarget, voice->value.sorrow());
   return true;
 }
 
@@ -231,7 +242,7 @@ bool PersonStatePrivate::pullByAsrEmotion(const PersonMemory& memory) {
   for (const auto& sample : channel.entries()) {
     const float weight = ageWeight(sample.timestamp, asrEmotionHorizonSeconds);
     _applyForceValence(sample.value >= 0.0f ? 1.0f : -1.0f, weight * observationStrength,
-                       "Asr emotion");
+                       force_reasons::asrEmotion.name);
   }
   return true;
 }
@@ -245,7 +256,7 @@ bool PersonStatePrivate::pullByTouchEmotion(const PersonMemory& memory) {
     const float weight = ageWeight(sample.timestamp, touchEmotionHorizonSeconds);
     if (sample.value == 0) continue;
     _applyForceValence(sample.value > 0 ? 1.0f : -1.0f, weight * observationStrength,
-                       "Touch emotion");
+                       force_reasons::touchEmotion.name);
   }
   return true;
 }
@@ -258,7 +269,7 @@ bool PersonStatePrivate::pullByContextEmotion(const PersonMemory& memory) {
   for (const auto& sample : channel.entries()) {
     const float weight = ageWeight(sample.timestamp, sample.value.duration);
     _applyForceValence(static_cast<float>(sample.value.emotion), weight * observationStrength,
-                       "Context emotion");
+                       force_reasons::contextEmotion.name);
   }
   return true;
 }
@@ -268,8 +279,10 @@ void PersonStatePrivate::closeValence(bool seen, const PersonObservation& observ
     limitBySensor(observation, "valence");
     return;
   }
-  _applyForceValence(0.0f, restingStrength(_lastTimeStampedObservationValence()), "No observation");
-  _applyForceValenceConfidence(0.0f, noObservationConfidenceStrength, "No observation");
+  _applyForceValence(0.0f, restingStrength(_lastTimeStampedObservationValence()),
+                     force_reasons::noObservation.name);
+  _applyForceValenceConfidence(0.0f, noObservationConfidenceStrength,
+                               force_reasons::noObservation.name);
 }
 
 void PersonStatePrivate::closeAttention(bool seen, const PersonObservation& observation) {
@@ -278,8 +291,9 @@ void PersonStatePrivate::closeAttention(bool seen, const PersonObservation& obse
     return;
   }
   _applyForceAttention(0.0f, restingStrength(_lastTimeStampedObservationAttention()),
-                       "No observation");
-  _applyForceAttentionConfidence(0.0f, noObservationConfidenceStrength, "No observation");
+                       force_reasons::noObservation.name);
+  _applyForceAttentionConfidence(0.0f, noObservationConfidenceStrength,
+                                 force_reasons::noObservation.name);
 }
 
 void PersonStatePrivate::limitBySensor(const PersonObservation& observation,

@@ -9,7 +9,7 @@
 
 #include "memory/person_memory_private.hpp"
 #include "state/person_state_private.hpp"
-#include "zv/person.hpp"
+#include "zv/zorvel.hpp"
 
 // Literals of nine digits come from a separate calculation in Python: struct.pack('f', x) after
 // every operation in single precision; erf, sqrt and the logistic function in double; tanhf of the

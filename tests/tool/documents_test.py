@@ -1,4 +1,5 @@
-"""Runs the commands that the documents show, with the tool whose path is in ZORVEL."""
+"""Runs the commands that the documents show, with the tool whose path is in ZORVEL, and compares what
+they list with the code."""
 
 import os
 import pathlib
@@ -55,6 +56,16 @@ class DocumentsTest(unittest.TestCase):
                     with self.subTest(document=name, command=command):
                         written = self.run_in(folder, command)
                         self.assertEqual(written[:len(output)], output)
+
+    def test_lists_each_reason_of_a_force(self):
+        header = (SOURCE / "include/zv/force.hpp").read_text()
+        reasons = dict(re.findall(r'ForceReason (\w+)\{\s*"([^"]+)"', header))
+        all_of_them = re.search(r"std::array all\{([^}]+)\}", header)[1]
+        self.assertEqual(re.split(r",\s+", all_of_them.strip()), list(reasons))
+        document = (SOURCE / "docs/explain.md").read_text()
+        table = document.split("| reason | moves |")[1].split("\n\n")[0]
+        rows = re.findall(r"^\| ([A-Z][^|]+) \|", table, re.M)
+        self.assertEqual(sorted(", ".join(rows).split(", ")), sorted(reasons.values()))
 
 
 if __name__ == "__main__":
