@@ -11,7 +11,7 @@
 
 namespace zorvel::bench {
 
-Prescribed::Prescribed(const Windows& windows) {
+NeededWork::NeededWork(const Windows& windows) {
   const int n = windows.samples;
   const int c = windows.contextEmotions;
   // Filing tests the new entry and the expiring one too; ease: 2 n; facial points: 3 n and the
@@ -30,9 +30,9 @@ Prescribed::Prescribed(const Windows& windows) {
 
 Floor::Floor(int rate)
     : _windows(rate),
-      _prescribed(_windows),
-      _timestamps(static_cast<std::size_t>(_prescribed.clockReadings)),
-      _scaledAges(static_cast<std::size_t>(_prescribed.errorFunctions)) {
+      _needed(_windows),
+      _timestamps(static_cast<std::size_t>(_needed.clockReadings)),
+      _scaledAges(static_cast<std::size_t>(_needed.errorFunctions)) {
   for (std::size_t index = 0; index < _scaledAges.size(); ++index) {
     // Over the whole window, as in an update.
     const float age = 7.0f * static_cast<float>(index) / static_cast<float>(_scaledAges.size());
@@ -76,13 +76,13 @@ float Floor::run() {
   static boost::mutex mutex;
   float value = 0.0f;
   float twin = 0.0f;
-  for (int force = 0; force < _prescribed.forces; ++force) {
+  for (int force = 0; force < _needed.forces; ++force) {
     mutex.lock();
     value = std::clamp(value + (1.0f - value) * 0.325f, -1.0f, 1.0f);
     twin = std::clamp(twin + (1.0f - twin) * 0.325f, -1.0f, 1.0f);
     mutex.unlock();
   }
-  for (int pair = _prescribed.forces; pair < _prescribed.lockPairs; ++pair) {
+  for (int pair = _needed.forces; pair < _needed.lockPairs; ++pair) {
     mutex.lock();
     mutex.unlock();
   }

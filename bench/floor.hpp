@@ -10,8 +10,8 @@ namespace zorvel::bench {
 
 /// What one update of a person with every field present has to do, whatever the code around it, in
 /// numbers: n samples in each channel, c emotions of the situation.
-struct Prescribed {
-  explicit Prescribed(const Windows& windows);
+struct NeededWork {
+  explicit NeededWork(const Windows& windows);
 
   int clockReadings;   ///< each forgetting tests each entry with a reading of its own
   int errorFunctions;  ///< one for each weight
@@ -29,7 +29,7 @@ class Floor {
 
  private:
   Windows _windows;
-  Prescribed _prescribed;
+  NeededWork _needed;
   std::vector<Time> _timestamps;
   std::vector<float> _scaledAges;
   /// The entries of each channel, as bytes: a new one goes to the front.

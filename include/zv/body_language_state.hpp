@@ -18,14 +18,18 @@ enum class BodyLanguageDescription {
 };
 
 /// What a person's body language tells, from the head postures of the last 7 s. Copies share one
-/// record, which lives as long as the last of them. A handle that was moved from may only be
-/// assigned to or destroyed.
+/// record, which lives as long as the last of them.
 ///
 /// Thread safety: none of its own; the owner of the person serialises updates and reads.
 class ZV_API BodyLanguageState {
  public:
   /// A new record with an ease of (0, 0).
   BodyLanguageState();
+
+  /// Shares the record of the other one, as a move does: no handle is ever empty.
+  BodyLanguageState(const BodyLanguageState&) = default;
+  /// The same for assignment.
+  BodyLanguageState& operator=(const BodyLanguageState&) = default;
 
   /// Recomputes the ease as the mean over the remembered head postures. Without any, it stays as it
   /// was.

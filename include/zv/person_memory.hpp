@@ -12,7 +12,7 @@ namespace ZV {
 struct PersonMemoryPrivate;
 
 /// The recent observations of one person, by channel. Copies share one record, which lives as long
-/// as the last of them. A handle that was moved from may only be assigned to or destroyed.
+/// as the last of them.
 ///
 /// Thread safety: every channel locks itself, but an observation is filed channel by channel, so
 /// that another thread may see it half filed. Work on one person is serialised by its owner; the
@@ -27,6 +27,11 @@ class ZV_API PersonMemory {
   /// A new, empty memory. Throws std::bad_alloc, and boost::thread_resource_error when the system
   /// has no lock left.
   PersonMemory();
+
+  /// Shares the record of the other one, as a move does: no handle is ever empty.
+  PersonMemory(const PersonMemory&) = default;
+  /// The same for assignment.
+  PersonMemory& operator=(const PersonMemory&) = default;
 
   /// Files every set field of the observation with the field's own timestamp, and forgets what has
   /// grown too old. A field whose timestamp is already there is dropped: the first arrival wins.

@@ -32,7 +32,7 @@ enum class PersonDescription {
 /// engaged with the robot), each with a confidence in [0, 1].
 ///
 /// Copies share one record: an update through one is seen through all. The record lives as long as
-/// the last copy. A handle that was moved from may only be assigned to or destroyed.
+/// the last copy.
 ///
 /// Thread safety: updates of one state are serialised by its owner, and the readers here take no
 /// lock. Inside a callback of the SocialGraph both are right.
@@ -46,6 +46,11 @@ class ZV_API PersonState {
   PersonState();
   /// A new record with these values, clamped to their ranges. The unsmoothed valence is (0, 0).
   PersonState(float valence, float valenceConfidence, float attention, float attentionConfidence);
+
+  /// Shares the record of the other one, as a move does: no handle is ever empty.
+  PersonState(const PersonState&) = default;
+  /// The same for assignment.
+  PersonState& operator=(const PersonState&) = default;
 
   /// The smoothed valence.
   ValueConfidence<float> personValence() const;

@@ -40,11 +40,12 @@ class ZV_API SocialGraph {
   /// `find`.
   std::vector<Person> persons() const;
   /// Calls back with the person, who is inserted if unknown. An empty callback inserts all the
-  /// same.
-  void update(std::int32_t id, const boost::function<void(Person&)>& callback);
+  /// same. As with `read`, it is the copy that is called: a callback may change or clear the
+  /// function that it was passed as.
+  void update(std::int32_t id, boost::function<void(Person&)> callback);
   /// Calls back with the person; does nothing for an unknown one. Throws boost::bad_function_call
   /// when the person is there and the callback is empty.
-  void read(std::int32_t id, const boost::function<void(const Person&)>& callback) const;
+  void read(std::int32_t id, boost::function<void(const Person&)> callback) const;
 
  private:
   boost::container::flat_map<std::int32_t, Person> _persons;

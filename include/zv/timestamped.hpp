@@ -18,10 +18,28 @@ struct Timestamped {
   T value;                                ///< what was observed
 };
 
-/// Whether `left` was observed after `right`. The values take no part.
+/// Whether `left` was observed after `right`. The values take no part in any comparison.
 template <typename T>
 bool operator>(const Timestamped<T>& left, const Timestamped<T>& right) {
   return left.timestamp > right.timestamp;
+}
+
+/// Whether `left` was observed before `right`.
+template <typename T>
+bool operator<(const Timestamped<T>& left, const Timestamped<T>& right) {
+  return left.timestamp < right.timestamp;
+}
+
+/// Whether both were observed at the same time.
+template <typename T>
+bool operator==(const Timestamped<T>& left, const Timestamped<T>& right) {
+  return left.timestamp == right.timestamp;
+}
+
+/// Whether they were observed at different times.
+template <typename T>
+bool operator!=(const Timestamped<T>& left, const Timestamped<T>& right) {
+  return left.timestamp != right.timestamp;
 }
 
 }  // namespace ZV

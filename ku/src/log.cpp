@@ -88,7 +88,15 @@ void setHandler(Handler handler) {
 void log(Level level, Category category, const std::string& text, const char* file,
          const char* function, int line) {
   if (level > log::level()) return;
-  const Message message{level, category, text, file, function, line, SystemClock::wallClock()};
+  static const CategoryRecord nameless;
+  const auto orEmpty = [](const char* given) { return given == nullptr ? "" : given; };
+  const Message message{level,
+                        category == nullptr ? &nameless : category,
+                        text,
+                        orEmpty(file),
+                        orEmpty(function),
+                        line,
+                        SystemClock::wallClock()};
   std::shared_ptr<const Handler> handler;
   {
     Registry& known = registry();
@@ -103,6 +111,11 @@ void log(Level level, Category category, const std::string& text, const char* fi
     (*handler)(message);
   } catch (...) {  // NOLINT(bugprone-empty-catch): a log line must not end what it reports on
   }
+}
+
+void log(Level level, Category category, const char* text, const char* file, const char* function,
+         int line) {
+  log(level, category, std::string(text == nullptr ? "" : text), file, function, line);
 }
 
 LogStream::LogStream(Level level, const char* file, const char* function, int line,

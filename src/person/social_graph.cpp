@@ -31,15 +31,17 @@ std::vector<Person> SocialGraph::persons() const {
   return all;
 }
 
-void SocialGraph::update(std::int32_t id, const boost::function<void(Person&)>& callback) {
+// By value, so that what is called stays as it is whatever it does to the caller's function.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+void SocialGraph::update(std::int32_t id, boost::function<void(Person&)> callback) {
   const Lock lock(_mutex);
   auto found = _persons.find(id);
   if (found == _persons.end()) found = _persons.emplace(id, Person(id)).first;
   if (callback) callback(found->second);
 }
 
-void SocialGraph::read(std::int32_t id,
-                       const boost::function<void(const Person&)>& callback) const {
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+void SocialGraph::read(std::int32_t id, boost::function<void(const Person&)> callback) const {
   const Lock lock(_mutex);
   const auto found = _persons.find(id);
   if (found != _persons.end()) callback(found->second);

@@ -15,8 +15,7 @@ enum class RampSlope {
 /// Over one width around the centre the output passes from 1.8 % to 98.2 % of the height. A width
 /// of 0 gives a hard step that is NaN at the centre; a negative width mirrors the ramp.
 template <RampSlope slope, typename In, typename Out>
-class Ramp {
- public:
+struct Ramp {
   Ramp() = default;
   Ramp(In center_, In width_, Out height_) : center(center_), width(width_), height(height_) {}
 
@@ -31,7 +30,6 @@ class Ramp {
     }
   }
 
- private:
   In center = In(0);
   In width = In(0);
   Out height = Out(0);

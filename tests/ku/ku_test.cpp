@@ -99,11 +99,21 @@ TEST(Log, EmitsUpToItsLevelByCategory) {
     EXPECT_EQ(captured.lines, (Texts{"2|first|outer|file.cpp|operation|7", "2|first|inner|||0",
                                      "3|first|pi is 3.25||other|0"}));
   }
+  const char* const null = nullptr;
+  {
+    const CapturedLog captured;
+    log::log(log::Error, nullptr, null, null, null, 1);
+    log::LogStream(log::Error, null, null, 2, nullptr) << "a" << null << 'b';
+    EXPECT_EQ(captured.lines, (Texts{"2|||||1", "2||ab|||2"}));
+  }
   testing::internal::CaptureStderr();
   log::log(log::Error, first, "text", "", "", 0);
-  std::string line = testing::internal::GetCapturedStderr();
-  for (char& c : line) c = c >= '0' && c <= '9' ? '0' : c;
-  EXPECT_EQ(line, "0000-00-00T00:00:00.000Z [error] first: text\n");
+  log::log(log::Error, nullptr, null, null, null, 0);
+  std::string lines = testing::internal::GetCapturedStderr();
+  for (char& c : lines) c = c >= '0' && c <= '9' ? '0' : c;
+  EXPECT_EQ(lines,
+            "0000-00-00T00:00:00.000Z [error] first: text\n"
+            "0000-00-00T00:00:00.000Z [error] : \n");
 }
 
 using Pose = std::pair<float, int>;  // height and count

@@ -38,6 +38,14 @@ TEST(MoodScore, IsExactForEveryTableAndAtTheEdges) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(any.calculateScore(Features(6)) + any.score, 0.0f);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), refusal + "\n");
+  struct : MoodScore {
+    float calculateScore(const MoodClass& /*asking*/, const Features& /*z*/) const override {
+      throw std::logic_error("no score");
+    }
+  } const failing{};
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(MoodClass("", 0, failing).calculateScore({}), 0.0f);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "no score\n");
   score.setWeights({2, -3}, 1.0f);
   EXPECT_EQ(any.calculateScore({1, 1}), 0.5f);
 }

@@ -4,6 +4,7 @@
 #include <boost/weak_ptr.hpp>
 #include <cmath>
 #include <functional>
+#include <future>
 #include <iomanip>
 #include <sstream>
 
@@ -59,6 +60,27 @@ std::string errorOf(Operation operation) {
   return "";
 }
 
+/// How often a text is flushed while it is written.
+template <typename T>
+int flushesOf(const T& value) {
+  struct : std::stringbuf {
+    int sync() override { return ++flushes, 0; }
+    int flushes = 0;
+  } buffer;
+  std::ostream(&buffer) << value;
+  return buffer.flushes;
+}
+
+/// Whether the operation waits for a lock that is held: it has not ended after some time.
+inline bool isWaiting(const std::future<void>& operation) {
+  return operation.wait_for(std::chrono::milliseconds(30)) == std::future_status::timeout;
+}
+
+template <typename Operation>
+std::future<void> begin(Operation operation) {
+  return std::async(std::launch::async, operation);
+}
+
 /// Answers its readings from a function of their number, while it lives.
 struct ScriptedClock : ku::Clock {
   explicit ScriptedClock(std::function<Time(int)> answers) : script(std::move(answers)) {}
@@ -95,8 +117,10 @@ struct SimulatedPerson {
 
 inline PersonObservation allChannelsAt(int time) {
   PersonObservation all;
-  all.lookingAtRobot = all.faceDetected = seen(time, true);
-  all.distance = all.asrEmotion = seen(time, 1.25f);
+  all.lookingAtRobot = seen(time, true);
+  all.faceDetected = seen(time, false);
+  all.distance = seen(time, 1.25f);
+  all.asrEmotion = seen(time, 0.75f);
   all.gaze = seen(time, Gaze());
   all.smile = seen(time, Smile());
   all.expressions = seen(time, Expressions());

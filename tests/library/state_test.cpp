@@ -49,6 +49,26 @@ TEST(PersonState, ClampsWhatItIsGivenAndSharesItsRecord) {
   State other(state);
   other._applyForceValence(1, 1, "");
   EXPECT_EQ(textOf(other.valence.value, state.valence.value, other.attention.value), "1 -1 0.5");
+  copy.setFrequencyFace(25);
+  copy.setFrequencyGaze(50);
+  EXPECT_EQ(textOf(state.frequencyFace, state.frequencyGaze), "25 50");
+}
+
+TEST(Force, TakesTheLockOfItsQuantityAlone) {
+  State state;
+  const std::array forces{&State::_applyForceValence, &State::_applyForceValenceConfidence,
+                          &State::_applyForceAttention, &State::_applyForceAttentionConfidence};
+  const std::array locks{&state.locks.valence, &state.locks.valenceConfidence,
+                         &state.locks.attention, &state.locks.attentionConfidence};
+  for (std::size_t held = 0; held < 4; ++held) {
+    std::vector<std::future<void>> running;
+    const boost::unique_lock<boost::mutex> lock(*locks.at(held));
+    for (const auto force : forces)
+      running.push_back(begin([&state, force] { (state.*force)(1, 1, ""); }));
+    EXPECT_TRUE(isWaiting(running.at(held)));
+    for (std::size_t other = 0; other < 4; ++other)
+      EXPECT_EQ(isWaiting(running[other]), other == held);
+  }
 }
 
 TEST(Force, MovesByItsWeightWithinTheRange) {
@@ -121,6 +141,8 @@ TEST(Report, IsWrittenByteForByte) {
             "Attention: \n\t - Value: \t62.5\n\t - Confidence: \t100\n");
   EXPECT_EQ(textOf(PersonState(0.75f, 0, 0, 0)).substr(0, 70),
             "Positive: \n\t - Value: \t75\n\t - Confidence: \t0\nNegative: \n\t - Value: \t0\n");
+  EXPECT_EQ(textOf(PersonState()).find("-0"), std::string::npos);
+  EXPECT_EQ(flushesOf(PersonState()), 9);  // one a line
 }
 
 PersonState start() { return {0.25f, 0.5f, 0.4f, 0.6f}; }
@@ -185,6 +207,7 @@ TEST(Update, ClassifiesANewFaceOnceFromAllItsFeatures) {
        {Case{{100, 1}, none, "0 0.659687459 0 0.319374979 0 0"},
         Case{{NAN, 1}, none, "0 0.659687459 0 0.319374979 0 0"},
         Case{{0.5f, 1}, none, "0 1 0 0.319374979 0 0"},
+        Case{{3.6f, 1}, none, "0 1 0 0.319374979 0 0"},  // neutral leads by 0.0004
         Case{{0.5f, 0}, face, "-0.649999976 1 -0.649999976 0.319374979 0 0"},
         Case{{0.5f, 1}, face, "0.649999976 1 0.649999976 0.319374979 0 0"}}) {
     SimulatedPerson subject(PersonState(0, 1, 0, 0));
@@ -243,10 +266,43 @@ TEST(Update, ReadsTheClockAndLocksStepByStep) {
   EXPECT_EQ(readings, std::string(7, '-'));
 }
 
+TEST(Update, KeepsTheTimeOfEachSampleThatItUses) {
+  SimulatedPerson subject;
+  Observation all = allChannelsAt(-20);
+  all.smile->timestamp = at(-1);
+  all.expressions->timestamp = at(-2);
+  all.voiceEmotion->timestamp = at(-3);
+  all.asrEmotion->timestamp = at(-4);
+  all.touchEmotion->timestamp = at(-5);
+  all.headPosture->timestamp = at(-6);
+  all.gaze->timestamp = at(-7);
+  all.contextEmotion->timestamp = at(-8);
+  subject.person.update(all);
+  const State& s = subject.state();
+  const std::vector<Time> times = {s.smileTimestamp,        s.expressionsTimestamp,
+                                   s.voiceEmotionTimestamp, s.asrEmotionTimestamp,
+                                   s.touchEmotionTimestamp, s.headPostureTimestamp,
+                                   s.gazeTimestamp,         s.contextEmotionTimestamp};
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(times[static_cast<std::size_t>(i)], at(-1 - i)) << i;
+}
+
+// The observation locks of all steps are counted by the test of an update's work.
+TEST(Update, LocksTheHeadHeight) {
+  SimulatedPerson subject;
+  auto observation = only(&Observation::smile, 0, Smile(1, 1));
+  observation.height = seen(0, 1.0f);
+  boost::unique_lock<boost::mutex> held(subject.state().locks.headHeight);
+  const auto updating = begin([&] { subject.person.update(observation); });
+  EXPECT_TRUE(isWaiting(updating));
+  held.unlock();
+}
+
 TEST(Update, UsesALateVoiceOnceAndWarns) {
   std::string lines;
   ku::log::setHandler([&lines](const ku::log::Message& message) {
-    lines += textOf(message.category->name, message.level, message.text) + '|';
+    lines += textOf(message.category->name, message.level, message.text, message.function,
+                    message.file.size(), message.line) +
+             '|';
   });
   SimulatedPerson subject;
   for (const auto& [age, valence] :
@@ -257,7 +313,8 @@ TEST(Update, UsesALateVoiceOnceAndWarns) {
   subject.state()._warnIfObservationOld(milliseconds(12'345'678), "");
   ku::log::setHandler({});
   const std::string line = "velo.zorvel.emotionalstate 3 Processing old observation from ";
-  EXPECT_EQ(lines, line + "3.001 s ago of Voice Emotion|" + line + "12345.7 s ago|");
+  const std::string end = " _warnIfObservationOld 0 0|";
+  EXPECT_EQ(lines, line + "3.001 s ago of Voice Emotion" + end + line + "12345.7 s ago" + end);
 }
 
 TEST(Update, KeepsTheForcesBeforeAFailureAndFreesItsLocks) {
@@ -282,6 +339,14 @@ TEST(Update, KeepsTheForcesBeforeAFailureAndFreesItsLocks) {
   SimulatedPerson subject(start());
   subject.person.update(only(&Observation::headPosture, 0, HeadPosture(NAN, 0, 0)));
   EXPECT_EQ(subject.numbers(), "0.083331883 0.150000006 0 0 0.146499991 0.646755636");
+}
+
+std::string listOf(const std::vector<Force>& forces) {
+  std::string list;
+  for (const Force& force : forces) {
+    list += textOf(force.reason, static_cast<int>(force.quantity)) + ", ";
+  }
+  return list;
 }
 
 TEST(Observer, SeesEachForceAndMayEndTheUpdate) {
@@ -317,14 +382,39 @@ TEST(Observer, SeesEachForceAndMayEndTheUpdate) {
     update();  // no lock stayed held
     EXPECT_FALSE(State(subject.state()).observer.observe);
   }
-  std::string reasons;
-  for (const Force& force : seenForces) reasons.append(force.reason).append(", ");
-  EXPECT_EQ(
-      reasons,
-      "Points confidence, Points confidence, Face characteristics, Body Language, Head Angles, "
-      "Observation, Gaze Direction, Observation, Voice emotion, Voice emotion, Voice emotion, "
-      "Voice emotion, Asr emotion, Context emotion, Distance limitation, Height limitation, "
-      "Distance limitation, Height limitation, ");
+  // Each with what it moves: the valence 0, its confidence 1, the attention 2, its confidence 3.
+  EXPECT_EQ(listOf(seenForces),
+            "Points confidence 1, Points confidence 3, Face characteristics 0, Body Language 0, "
+            "Head Angles 2, Observation 3, Gaze Direction 2, Observation 3, Voice emotion 0, "
+            "Voice emotion 0, Voice emotion 0, Voice emotion 0, Asr emotion 0, Context emotion 0, "
+            "Distance limitation 1, Height limitation 1, Distance limitation 3, "
+            "Height limitation 3, ");
+  seenForces.clear();
+  SimulatedPerson unseen;
+  unseen.person.personState.setForceObserver([&](const Force& f) { seenForces.push_back(f); });
+  unseen.person.update(Observation());
+  unseen.person.decreaseSinceNotSeen();
+  EXPECT_EQ(listOf(seenForces),
+            "No observation 3, No observation 3, No observation 0, No observation 1, "
+            "No observation 2, No observation 3, Not visible 0, Not visible 1, Not visible 2, "
+            "Not visible 3, ");
+}
+
+TEST(Observer, MayEndTheThread) {
+  static SimulatedPerson subject;  // not of the thread that ends
+  const auto update = [](void* /*nothing*/) -> void* {
+    subject.person.personState.setForceObserver(
+        [](const Force& /*any*/) { pthread_exit(&subject); });
+    subject.person.update(Observation());
+    return nullptr;
+  };
+  pthread_t thread{};
+  void* result = nullptr;
+  ASSERT_EQ(pthread_create(&thread, nullptr, update, nullptr), 0);
+  ASSERT_EQ(pthread_join(thread, &result), 0);
+  EXPECT_EQ(result, &subject);
+  subject.person.personState.setForceObserver({});
+  subject.person.update(Observation());  // no lock stayed held
 }
 
 }  // namespace

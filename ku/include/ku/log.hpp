@@ -41,7 +41,7 @@ using Category = const CategoryRecord*;
 /// Thread safety: that of a plain value.
 struct KU_API Message {
   Level level;                   ///< how severe it is
-  Category category;             ///< where it belongs
+  Category category;             ///< where it belongs; never null
   std::string text;              ///< without a line end
   std::string file;              ///< empty when not given
   std::string function;          ///< name of the operation that logs
@@ -69,8 +69,12 @@ using Handler = std::function<void(const Message&)>;
 /// writes one line on standard error: time (UTC), level, category and text.
 KU_API void setHandler(Handler handler);
 
-/// Emits one line, unless the level drops it.
+/// Emits one line, unless the level drops it. A null category stands for one without a name, a null
+/// file or function for an empty one.
 KU_API void log(Level level, Category category, const std::string& text, const char* file,
+                const char* function, int line);
+/// The same for a text that may be null, which stands for an empty one.
+KU_API void log(Level level, Category category, const char* text, const char* file,
                 const char* function, int line);
 
 /// Composes a line with `<<` and emits it when the statement ends, that is when the stream is
@@ -79,7 +83,8 @@ KU_API void log(Level level, Category category, const std::string& text, const c
 /// Thread safety: a stream belongs to one thread.
 class KU_API LogStream {
  public:
-  /// `file` and `function` must outlive the stream; an empty file and line 0 are not given.
+  /// `file` and `function` must outlive the stream. An empty file and line 0 stand for "not given";
+  /// null is taken as `log` takes it.
   LogStream(Level level, const char* file, const char* function, int line, Category category);
   LogStream(const LogStream&) = delete;
   LogStream& operator=(const LogStream&) = delete;
@@ -90,6 +95,11 @@ class KU_API LogStream {
   template <typename T>
   LogStream& operator<<(const T& part) {
     if (_text) *_text << part;
+    return *this;
+  }
+  /// The same for a text; a null one adds nothing.
+  LogStream& operator<<(const char* part) {
+    if (_text && part != nullptr) *_text << part;
     return *this;
   }
 

@@ -1,6 +1,6 @@
-// Prints the work that one update with every field present cannot do without, as derived from the
-// windows, beside what an update is counted to do. Exit status 1 when they differ, or when the
-// update asks for more memory than the two lists that a new face needs.
+// Prints the work that an update with every field needs to do, derived from the number of
+// remembered samples, beside what a real update is counted to do. Exit status 1 when they differ,
+// or when the update allocates more than the two lists that a new face needs.
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <zv/social_graph.hpp>
 
-#include "allocations.hpp"
-#include "floor.hpp"
-#include "scene.hpp"
+#include "bench/allocations.hpp"
+#include "bench/floor.hpp"
+#include "bench/scene.hpp"
 
 namespace {
 
@@ -83,15 +83,15 @@ int countForces(int rate) {
 }
 
 bool printWork(int rate) {
-  const Prescribed prescribed{Windows(rate)};
+  const NeededWork needed{Windows(rate)};
   const Counts counted = countUpdate(rate, true);
   const Counts withoutNewFace = countUpdate(rate, false);
   const int forces = countForces(rate);
-  std::printf("%5d %15d %9ld %16d %8d %9d %11d %9ld %12ld, %ld\n", rate, prescribed.clockReadings,
-              counted.readings, prescribed.errorFunctions, prescribed.forces, forces,
-              prescribed.lockPairs, counted.locks, counted.allocations, withoutNewFace.allocations);
-  return forces == prescribed.forces && counted.readings == prescribed.clockReadings &&
-         counted.locks == prescribed.lockPairs && counted.allocations <= 2 &&
+  std::printf("%5d %15d %9ld %16d %8d %9d %11d %9ld %12ld, %ld\n", rate, needed.clockReadings,
+              counted.readings, needed.errorFunctions, needed.forces, forces, needed.lockPairs,
+              counted.locks, counted.allocations, withoutNewFace.allocations);
+  return forces == needed.forces && counted.readings == needed.clockReadings &&
+         counted.locks == needed.lockPairs && counted.allocations <= 2 &&
          withoutNewFace.allocations == 0;
 }
 

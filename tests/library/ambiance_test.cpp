@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <ku/type.hpp>
+#include <thread>
+
+#include "simulated_person.hpp"
+
+namespace ZV {
+namespace {
+
+std::string levelsOf(const AmbianceState& state) {
+  return textOf(state.ambientActivityLevel(AmbianceDescription::Agitation),
+                state.ambientActivityLevel(AmbianceDescription::Calm));
+}
+
+TEST(Ambiance, FollowsMovementsAndActivityWithinItsRange) {
+  AmbianceState state;
+  EXPECT_EQ(levelsOf(state), "0 0");
+  using Step = std::tuple<int, float, const char*>;  // movements, activity, levels
+  for (const auto& [movements, activity, levels] :
+       {Step{0, 0.05f, "0.100000001 0.899999976"}, Step{3, 0.07f, "0.340000004 0.659999967"},
+        Step{1, 0.001f, "0.313999981 0.68599999"}, Step{0, NAN, "0 1"},
+        Step{5, 0, "0.200000003 0.800000012"}, Step{0, -100, "0 1"}, Step{26, 0, "1 0"}}) {
+    for (int i = 0; i < movements; ++i) state.incrementMovementDetected();
+    state.updateAmbiance(activity);
+    EXPECT_EQ(levelsOf(state), levels) << movements << ' ' << activity;
+  }
+
+  state.incrementMovementDetected();
+  for (const auto& [level, levels] : {std::pair(2.0f, "1 0"), std::pair(-1.0f, "0 1"),
+                                      std::pair(NAN, "0 1"), std::pair(0.25f, "0.25 0.75")}) {
+    state._setAmbientActivityLevel(level);
+    EXPECT_EQ(levelsOf(state), levels);
+  }
+  EXPECT_EQ(textOf(state), "Ambiance:\n\t - Activity : \t0.25\n\t - Calm : \t0.75");
+  AmbianceState copy(state), assigned;
+  assigned = state;
+  for (AmbianceState* each : {&state, &copy, &assigned}) {
+    EXPECT_EQ(levelsOf(*each), "0.25 0.75");
+    each->updateAmbiance(0.025f);
+    EXPECT_EQ(levelsOf(*each), "0.289999992 0.710000038");  // the movement is copied
+  }
+  EXPECT_EQ(
+      errorOf<std::invalid_argument>([&] { state.ambientActivityLevel(AmbianceDescription(2)); }),
+      "Unknown emotional expression descriptor 2");
+}
+
+template <boost::mutex AmbianceState::*mutex>
+struct Holding {
+  friend boost::mutex& mutexOf(AmbianceState& state) { return state.*mutex; }
+};
+template struct Holding<&AmbianceState::mutex>;  // may name a private member
+boost::mutex& mutexOf(AmbianceState& state);
+
+TEST(Ambiance, LocksWhatItChanges) {
+  AmbianceState state, other;
+  boost::unique_lock<boost::mutex> lock(mutexOf(state));
+  other = state;  // not the right side
+  const auto assigning = begin([&] { state = other; });
+  const auto counting = begin([&] { state.incrementMovementDetected(); });
+  const auto updating = begin([&] { state.updateAmbiance(0); });
+  EXPECT_TRUE(isWaiting(assigning) && isWaiting(counting) && isWaiting(updating));
+  lock.unlock();
+  EXPECT_EQ(flushesOf(other), 2);
+}
+
+TEST(Ambiance, CountsFromTwoThreadsWhileOthersReadWithoutTheLock) {
+  AmbianceState state;
+  std::atomic<bool> done{false};
+  const auto count = [&state] {
+    for (int i = 0; i < 10'000; ++i) state.incrementMovementDetected();
+  };
+  std::thread reader([&] {
+    const auto& type = dynamic_cast<const ku::StructTypeInterface&>(*ku::typeOf<AmbianceState>());
+    while (!done) {
+      const AmbianceState copy(state);
+      EXPECT_LE(copy.ambientActivityLevel(AmbianceDescription::Calm), 1);
+      EXPECT_GE(type.get(&state, 0).as<float>(), 0);
+    }
+  });
+  std::thread first(count), second(count);
+  for (int i = 0; i < 100; ++i) state._setAmbientActivityLevel(static_cast<float>(i) / 100);
+  first.join();
+  second.join();
+  done = true;
+  reader.join();
+  state._setAmbientActivityLevel(0);
+  state.updateAmbiance(-399.75f);  // takes 799.5 away from the 800 that 20,000 movements add
+  EXPECT_EQ(levelsOf(state), "0.5 0.5");
+  const AmbianceState& same = state;
+  state = same;
+  EXPECT_EQ(levelsOf(state), "0.5 0.5");
+}
+
+}  // namespace
+}  // namespace ZV

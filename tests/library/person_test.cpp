@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "simulated_person.hpp"
+
+namespace ZV {
+namespace {
+
+PersonObservation touchedAt(int time) { return only(&PersonObservation::touchEmotion, time, 1); }
+
+std::vector<int> idsIn(const SocialGraph& graph) {
+  std::vector<int> ids;
+  for (const Person& person : graph.persons()) ids.push_back(person.userSessionID);
+  return ids;
+}
+
+TEST(Person, SharesStateAndMemoryWithItsCopies) {
+  SimulatedPerson subject;
+  Person copy(subject.person), assigned(-7);
+  assigned = subject.person;
+  copy.update(touchedAt(0));
+  const float once = subject.state().valence.value;
+  assigned._updateOnlineModels(touchedAt(5));  // does not file it
+  EXPECT_EQ(subject.person.personMemory._record().touchEmotion.size(), 1u);
+  EXPECT_GT(subject.state().valence.value, once);
+  for (int i = 0; i < 2; ++i) copy.decreaseSinceNotSeen();
+  EXPECT_LT(subject.state().valence.value, once);
+  EXPECT_EQ(textOf(std::hex, Person(-17), assigned), " Person (US#-17)  Person (US#1) ");
+}
+
+TEST(Person, IsNeverEmptyWhenItIsMovedFrom) {
+  SimulatedPerson subject;
+  const Person moved(std::move(subject.person));
+  BodyLanguageState body;
+  const BodyLanguageState movedBody(std::move(body));
+  // NOLINTBEGIN(bugprone-use-after-move): what is tested
+  subject.person.update(touchedAt(0));
+  EXPECT_EQ(&subject.state(), &moved.personState._record());
+  EXPECT_EQ(moved.personMemory._record().touchEmotion.size(), 1u);
+  EXPECT_EQ(&body._record(), &movedBody._record());
+  // NOLINTEND(bugprone-use-after-move)
+}
+
+TEST(SocialGraph, KeepsPersonsByAscendingIdentifier) {
+  SocialGraph graph;
+  for (const int id : {5, -1, 4, 3}) graph.add(id);
+  auto found = graph.find(3);
+  const auto state = recordOf(found->personState);
+  graph.add(3);
+  graph.update(3, [](Person& person) { person.personState._setValence(-1); });
+  graph.remove(42);
+  graph.remove(4);
+  EXPECT_FALSE(graph.find(4));
+  EXPECT_EQ(idsIn(graph), (std::vector<int>{-1, 3, 5}));
+  graph.remove(3);  // the copy keeps the record for as long as it lives
+  EXPECT_EQ(found->personState.personValence().value, -1.0f);
+  EXPECT_EQ(state.use_count(), 1);
+  found = boost::none;
+  EXPECT_TRUE(state.expired());
+}
+
+TEST(SocialGraph, CreatesOnUpdateAndNeverOnRead) {
+  SocialGraph graph;
+  graph.read(9, {});
+  graph.read(9, [](const Person&) { ADD_FAILURE(); });
+  EXPECT_TRUE(graph.persons().empty());
+  graph.update(9, {});
+  EXPECT_EQ(errorOf<boost::bad_function_call>([&] { graph.read(9, {}); }),
+            "call to empty boost::function");
+  EXPECT_THROW(graph.update(7, [](Person& person) { throw person.userSessionID++; }), int);
+  EXPECT_THROW(graph.read(7, [](const Person&) { throw 1; }), int);  // the lock is free
+  EXPECT_EQ(idsIn(graph), (std::vector<int>{8, 9}));
+}
+
+template <typename P, typename Call>
+void expectCallsOfACopy(Call call) {
+  std::vector<int> counts;
+  boost::function<void(P&)> counting = [&counts, count = 0](P&) mutable {
+    counts.push_back(++count);
+  };
+  call(counting);
+  call(counting);
+  EXPECT_EQ(counts, (std::vector<int>{1, 1}));
+  const auto kept = std::make_shared<int>();
+  boost::function<void(P&)> clearing = [&clearing, holding = kept](P&) {
+    const std::weak_ptr<int> held = holding;
+    clearing.clear();
+    EXPECT_GT(held.use_count(), 1);  // what runs is still there
+  };
+  call(clearing);
+  EXPECT_TRUE(clearing.empty());
+  EXPECT_EQ(kept.use_count(), 1);
+}
+
+TEST(SocialGraph, CallsACopyOfTheCallback) {
+  SocialGraph graph;
+  graph.add(1);
+  expectCallsOfACopy<Person>([&](const auto& callback) { graph.update(1, callback); });
+  expectCallsOfACopy<const Person>([&](const auto& callback) { graph.read(1, callback); });
+}
+
+TEST(SocialGraph, LocksForEachOperation) {
+  SocialGraph graph;
+  std::vector<std::future<void>> operations;
+  graph.update(1, [&](Person&) {
+    operations.push_back(begin([&] { graph.add(2); }));
+    operations.push_back(begin([&] { graph.remove(3); }));
+    operations.push_back(begin([&] { graph.find(1); }));
+    operations.push_back(begin([&] { graph.persons(); }));
+    operations.push_back(begin([&] { graph.update(1, {}); }));
+    operations.push_back(begin([&] { graph.read(4, {}); }));
+    for (const auto& operation : operations) EXPECT_TRUE(isWaiting(operation));
+  });
+}
+
+TEST(SocialGraph, ServesOneCallbackAtATime) {
+  SocialGraph graph;
+  int calls = 0;
+  const auto alone = [&calls](const Person&) {
+    const int before = calls;
+    std::this_thread::yield();
+    calls = before + 1;
+  };
+  const auto serve = [&](int id) {
+    for (int i = 0; i < 1000; ++i) {
+      graph.update(1, alone);
+      graph.read(1, alone);
+      graph.add(id);
+      graph.remove(id);
+    }
+  };
+  std::thread other(serve, 2);
+  serve(3);
+  other.join();
+  EXPECT_EQ(calls, 4000);
+  EXPECT_EQ(idsIn(graph), std::vector<int>{1});
+}
+
+}  // namespace
+}  // namespace ZV

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include "simulated_person.hpp"
+
+namespace ZV {
+namespace {
+
+TEST(Recorder, KeepsAScopeForItsLifetime) {
+  using Case = std::tuple<int, int, int>;  // lifetime, updates, samples; -1 samples: no scope left
+  for (const auto& [lifetime, updates, samples] :
+       {Case{-1, 5, 5}, Case{-7, 1, 1}, Case{0, 0, 0}, Case{0, 1, -1}, Case{1, 0, 0}, Case{1, 1, 1},
+        Case{1, 2, -1}, Case{2, 2, 2}, Case{2, 3, -1}}) {
+    ZVEmotionRecorder recorder;
+    recorder.startRecording("scope", lifetime);
+    for (int i = 0; i < updates; ++i) recorder.update_notMutexed(PersonState());
+    EXPECT_EQ(recorder.hasAnOpenScope_notMutexed(), samples >= 0);
+    const auto [label, kept] = recorder.stopRecording("scope");
+    EXPECT_EQ(label == "error" ? -1 : static_cast<int>(kept.size()), samples) << lifetime;
+    EXPECT_EQ(recorder.stopRecording("scope").first, "error");
+  }
+}
+
+using Scopes = std::map<std::string, ZVEmotionRecorder::EmoRecordInfo>;
+template <Scopes ZVEmotionRecorder::*scopes>
+struct Looking {
+  friend const Scopes& scopesOf(const ZVEmotionRecorder& recorder) { return recorder.*scopes; }
+};
+template struct Looking<&ZVEmotionRecorder::_scopes>;  // may name a private member
+const Scopes& scopesOf(const ZVEmotionRecorder& recorder);
+
+TEST(Recorder, LocksAndCountsNoScopeWithoutLimit) {
+  ZVEmotionRecorder recorder;
+  boost::unique_lock<boost::mutex> lock(recorder.mutex);
+  const auto starting = begin([&] { recorder.startRecording("scope", -1); });
+  const auto stopping = begin([&] { recorder.stopRecording("other"); });
+  EXPECT_TRUE(isWaiting(starting) && isWaiting(stopping));
+  lock.unlock();
+  starting.wait();
+  recorder.update_notMutexed(PersonState());
+  EXPECT_EQ(scopesOf(recorder).at("scope").remainingSamples, -1);  // for ever
+}
+
+TEST(Recorder, LabelsAScopeByItsWeightedMean) {
+  // The scopes of three samples have a mean of 0.2, but for a last digit that their order decides.
+  using Samples = std::vector<std::pair<float, float>>;  // valence and confidence
+  using Case = std::pair<const char*, Samples>;
+  for (const auto& [label, samples] :
+       {Case{"neutral", {}}, Case{"unknown", {{0.9f, 0}}}, Case{"unknown", {{1, below(0.4f)}}},
+        Case{"positive", {{1, 0.4f}}}, Case{"neutral", {{0.2f, 1}}},
+        Case{"positive", {{above(0.2f), 1}}}, Case{"neutral", {{-0.2f, 1}}},
+        Case{"negative", {{below(-0.2f), 1}}}, Case{"positive", {{-1, 0.3f}, {1, 0.9f}}},
+        Case{"neutral", {{NAN, 1}}}, Case{"neutral", {{1, NAN}}},
+        Case{"positive", {{0.5f, 0.6f}, {0.4f, 0.5f}, {-0.2f, 0.7f}}},
+        Case{"neutral", {{-0.2f, 0.7f}, {0.4f, 0.5f}, {0.5f, 0.6f}}}}) {
+    ZVEmotionRecorder recorder;
+    recorder.startRecording("scope", -1);
+    for (const auto& [valence, confidence] : samples) {
+      recorder.update_notMutexed(PersonState(valence, confidence, 0, 0));
+    }
+    EXPECT_EQ(recorder.stopRecording("scope").first, label) << testing::PrintToString(samples);
+  }
+}
+
+TEST(Recorder, SharesLiveStatesAndReleasesThem) {
+  ScriptedClock clock([](int reading) { return at(reading); });
+  ZVEmotionRecorder recorder;
+  PersonState state(-1, 1, 0, 0);
+  const auto record = recordOf(state);
+  recorder.startRecording("b", -1);
+  recorder.update_notMutexed(state);
+  recorder.startRecording("a", 1);
+  recorder.update_notMutexed(state);
+  recorder.mutex.lock();
+  ZVEmotionRecorder copy(recorder);  // with a free lock, and the same states
+  recorder.mutex.unlock();
+  EXPECT_EQ(record.use_count(), 1 + 3 + 3);
+  copy.startRecording("b", 0);  // afresh
+  EXPECT_EQ(record.use_count(), 1 + 3 + 1);
+  state._setValence(1);
+  EXPECT_EQ(recorder.stopRecording("a").second.front().first, at(1));
+  const auto [label, samples] = recorder.stopRecording("b");
+  EXPECT_EQ(label, "positive");
+  EXPECT_TRUE(samples.front().first == at(0) && samples.back().first == at(1));
+}
+
+}  // namespace
+}  // namespace ZV
