@@ -75,11 +75,11 @@ float Floor::run() {
 
   static boost::mutex mutex;
   float value = 0.0f;
-  float twin = 0.0f;
+  float cycleValue = 0.0f;
   for (int force = 0; force < _needed.forces; ++force) {
     mutex.lock();
     value = std::clamp(value + (1.0f - value) * 0.325f, -1.0f, 1.0f);
-    twin = std::clamp(twin + (1.0f - twin) * 0.325f, -1.0f, 1.0f);
+    cycleValue = std::clamp(cycleValue + (1.0f - cycleValue) * 0.325f, -1.0f, 1.0f);
     mutex.unlock();
   }
   for (int pair = _needed.forces; pair < _needed.lockPairs; ++pair) {
@@ -92,7 +92,7 @@ float Floor::run() {
     const std::size_t entry = _entrySizes[index];
     std::memmove(channel.data() + entry, channel.data(), channel.size() - entry);
   }
-  return weights + value + twin + static_cast<float>(tooOld);
+  return weights + value + cycleValue + static_cast<float>(tooOld);
 }
 
 }  // namespace zorvel::bench

@@ -34,8 +34,8 @@ enum class PersonDescription {
 /// Copies share one record: an update through one is seen through all. The record lives as long as
 /// the last copy.
 ///
-/// Thread safety: updates of one state are serialised by its owner, and the readers here take no
-/// lock. Inside a callback of the SocialGraph both are right.
+/// Thread safety: the readers take no lock, so the owner sees to it that nobody reads or updates a
+/// state while it is being updated. Callbacks of one SocialGraph are serialised that way.
 ///
 /// A NaN in an observation can make a value NaN, which then stays NaN. A head or a gaze at an angle
 /// of NaN weighs 0.01.
@@ -89,18 +89,16 @@ class ZV_API PersonState {
   /// The same, to read.
   const BodyLanguageState& bodyLanguageState() const;
 
-  /// Sets who is told each force that moves this state from now on: all that `_update` and
+  /// From now on `observer` is told each force that moves this state: everything that `_update` and
   /// `decreaseSinceNotSeen` do to the smoothed valence, attention and their confidences, in order.
-  /// The setters are not forces. An empty observer, which there is at first, is told nothing and
-  /// costs one test a force. Copies of this handle share the observer. Throws std::bad_alloc when
-  /// copying the observer does.
+  /// The setters are not forces. At first there is none; an empty one takes it away again. Copies
+  /// of this handle share the observer. Throws what copying it throws.
   ///
-  /// The observer is called in the middle of an update, when the lock of the quantity is free
-  /// again. It may read this state, and take its time only as far as the update may. It must not
-  /// update this state, set its observer or drop its last handle, use the memory that the update
-  /// reads, or use a SocialGraph in whose callback the update runs. An observer that holds a handle
-  /// on this state keeps it alive for ever. What it throws ends the update and is passed on
-  /// as it is; the forces before it, its own included, stay done.
+  /// The observer is called in the middle of an update, which waits for it. It may read this state.
+  /// It must not update the state, replace its observer or drop its last handle, nor use the memory
+  /// that the update reads, nor a SocialGraph in whose callback the update runs. An observer that
+  /// holds a handle on this state keeps it alive for ever. What it throws ends the update and is
+  /// passed on as it is; the forces up to then, the one just told included, stay done.
   void setForceObserver(const ForceObserver& observer);
 
   /// Moves the state one cycle on, after the observation was filed into the memory and the

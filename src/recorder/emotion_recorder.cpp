@@ -21,7 +21,8 @@ std::string labelOf(const ZVEmotionRecorder::Samples& samples) {
   }
   const float meanValence = weightedSum / confidenceSum;
   const float meanConfidence = confidenceSum / static_cast<float>(samples.size());
-  // In single precision: a mean of exactly 0.2f is neutral. A NaN passes every comparison by.
+  // In single precision, unlike a state's label: a mean of exactly 0.2f is neutral. So is a NaN,
+  // for which no comparison holds.
   if (PersonStatePrivate::binaryBoundaryConfidence > meanConfidence) return "unknown";
   if (meanValence > PersonStatePrivate::binaryBoundaryPositive) return "positive";
   if (PersonStatePrivate::binaryBoundaryNegative > meanValence) return "negative";

@@ -51,14 +51,15 @@ void PersonStatePrivate::Observer::tell(const Force& force) const {
   }
 }
 
-inline void PersonStatePrivate::move(float& value, float* twin, float lowest, boost::mutex& mutex,
-                                     Force force) {
+inline void PersonStatePrivate::move(float& value, float* cycleValue, float lowest,
+                                     boost::mutex& mutex, Force force) {
   {
     const boost::unique_lock<boost::mutex> lock(mutex);
     force.before = value;
     value = pulled(value, force.target, force.strength, lowest, 1.0f);
     force.after = value;
-    if (twin != nullptr) *twin = pulled(*twin, force.target, force.strength, lowest, 1.0f);
+    if (cycleValue != nullptr)
+      *cycleValue = pulled(*cycleValue, force.target, force.strength, lowest, 1.0f);
   }
   if (observer.observe) observer.tell(force);
 }

@@ -22,8 +22,8 @@ namespace ZV {
 class PersonMemory;
 struct PersonObservation;
 
-/// What an observer of forces threw, on its way out of an update. No std::exception, so that no
-/// step takes it for a failure of its own.
+/// Carries what an observer of forces threw out of an update. It is not a std::exception, so no
+/// step of the update takes it for a failure of its own.
 struct ObserverFailure {
   std::exception_ptr error;
 };
@@ -64,8 +64,9 @@ struct PersonStatePrivate {
   static float _computeDampingFactor(float value, float x);
   /// Logs a warning when an observation is more than 3 s old.
   void _warnIfObservationOld(boost::chrono::milliseconds age, std::string_view label) const;
-  /// Pulls confidences to what the face-analysis engine can know at a distance and a head height,
-  /// in metres: those of the valence, of the attention, or of both for any other `which`.
+  /// Pulls confidences towards what the face analysis can know of somebody at this distance with
+  /// this head height, in metres: that of the "valence", of the "attention", or of both for any
+  /// other `which`.
   void _handleOkaoLimitations(float distance, float height, std::string_view which);
   /// The time since the last observation that moved the valence; context emotions do not count.
   boost::chrono::milliseconds _lastTimeStampedObservationValence() const;
@@ -78,12 +79,12 @@ struct PersonStatePrivate {
   void _setUnsmoothedValence(float value);
   void _setUnsmoothedValenceConfidence(float value);
 
-  /// Before any observation of a robot, so that the first one counts as new.
+  /// Earlier than any real observation, so that the first one counts as new.
   static constexpr ku::SystemClock::time_point never{ku::SystemClock::duration(-1'000'000)};
 
   BodyLanguageState bodyLanguageState;
   ValueConfidence<float> valence{0.0f, 0.0f};
-  /// What the present cycle alone makes of a neutral start.
+  /// The valence that this cycle alone would give, from a neutral start.
   ValueConfidence<float> unsmoothedValence{0.0f, 0.0f};
   ValueConfidence<float> attention{0.0f, 0.0f};
   Smile smile;
@@ -134,10 +135,13 @@ struct PersonStatePrivate {
   Observer observer;
 
  private:
-  /// Moves the quantity, and the one of this cycle alone if it has one, then tells the observer.
-  void move(float& value, float* twin, float lowest, boost::mutex& mutex, Force force);
+  /// Moves the quantity, and its value of this cycle alone if there is one, then tells the
+  /// observer.
+  void move(float& value, float* cycleValue, float lowest, boost::mutex& mutex, Force force);
 
-  // The steps of an update. They tell whether they had input for what they move.
+  // The steps of an update. Those that return a bool tell whether they had input. The last two let
+  // a quantity without input fall back to 0, and lower the confidence of one with input to what the
+  // face analysis can know.
   void pullByFacialPoints(const PersonMemory& memory);
   bool takeNewFace(const PersonObservation& observation);
   void classifyFace();
@@ -147,8 +151,8 @@ struct PersonStatePrivate {
   bool pullByAsrEmotion(const PersonMemory& memory);
   bool pullByTouchEmotion(const PersonMemory& memory);
   bool pullByContextEmotion(const PersonMemory& memory);
-  void closeValence(bool seen, const PersonObservation& observation);
-  void closeAttention(bool seen, const PersonObservation& observation);
+  void restOrLimitValence(bool seen, const PersonObservation& observation);
+  void restOrLimitAttention(bool seen, const PersonObservation& observation);
   void limitBySensor(const PersonObservation& observation, std::string_view which);
 };
 

@@ -47,7 +47,7 @@ float ageWeight(ku::SystemClock::time_point timestamp, float horizonSeconds) {
   return PersonStatePrivate::_computeWeight(inSeconds(ageOf(timestamp)), horizonSeconds);
 }
 
-// How strongly a quantity without input is pulled to rest: the more so, the longer it has had none.
+// How strongly a quantity without input is pulled to 0: the longer without, the more.
 float restingStrength(boost::chrono::milliseconds sinceLastObservation) {
   const float weight = sinceLastObservation.count() > 0
                            ? PersonStatePrivate::_computeWeight(inSeconds(sinceLastObservation),
@@ -56,7 +56,7 @@ float restingStrength(boost::chrono::milliseconds sinceLastObservation) {
   return (1.0f - weight) * observationStrength;
 }
 
-// A step on head postures or gazes fails with this type of exception, whatever failed in it.
+// The steps on head postures and gazes throw std::runtime_error, whatever failed inside.
 template <typename Step>
 bool failingAsRuntimeError(Step step) {
   try {
@@ -72,7 +72,7 @@ void PersonStatePrivate::__update(const PersonObservation& observation,
                                   const PersonMemory& memory) {
   smile = Smile();
   expressions = Expressions();
-  // These two stay zero: what they would hold is only used on the way to a force.
+  // These two stay zero: the weighted mean angles go straight into a force.
   gaze = Gaze();
   headAngles = HeadPosture();
   headHeight = 0.0f;
@@ -91,8 +91,8 @@ void PersonStatePrivate::__update(const PersonObservation& observation,
   valenceSeen |= pullByAsrEmotion(memory);
   valenceSeen |= pullByTouchEmotion(memory);
   valenceSeen |= pullByContextEmotion(memory);
-  closeValence(valenceSeen, observation);
-  closeAttention(attentionSeen, observation);
+  restOrLimitValence(valenceSeen, observation);
+  restOrLimitAttention(attentionSeen, observation);
 }
 
 void PersonStatePrivate::pullByFacialPoints(const PersonMemory& memory) {
@@ -231,8 +231,8 @@ bool PersonStatePrivate::pullByVoiceEmotion(const PersonObservation& observation
   return true;
 }
 
-// The next three apply a force for every sample that is remembered, new or not: a sample keeps
-// pushing, with decreasing weight, for as long as the memory keeps it.
+// The next three apply a force for every remembered sample, new or not: a sample goes on pulling,
+// ever more weakly, for as long as it is remembered.
 
 bool PersonStatePrivate::pullByAsrEmotion(const PersonMemory& memory) {
   const Lock lock(locks.observation);
@@ -274,7 +274,7 @@ bool PersonStatePrivate::pullByContextEmotion(const PersonMemory& memory) {
   return true;
 }
 
-void PersonStatePrivate::closeValence(bool seen, const PersonObservation& observation) {
+void PersonStatePrivate::restOrLimitValence(bool seen, const PersonObservation& observation) {
   if (seen) {
     limitBySensor(observation, "valence");
     return;
@@ -285,7 +285,7 @@ void PersonStatePrivate::closeValence(bool seen, const PersonObservation& observ
                                force_reasons::noObservation.name);
 }
 
-void PersonStatePrivate::closeAttention(bool seen, const PersonObservation& observation) {
+void PersonStatePrivate::restOrLimitAttention(bool seen, const PersonObservation& observation) {
   if (seen) {
     limitBySensor(observation, "attention");
     return;

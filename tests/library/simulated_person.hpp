@@ -12,9 +12,8 @@
 #include "state/person_state_private.hpp"
 #include "zv/zorvel.hpp"
 
-// Literals of nine digits come from a separate calculation in Python: struct.pack('f', x) after
-// every operation in single precision; erf, sqrt and the logistic function in double; tanhf of the
-// C library.
+// Literals of nine digits are the floats nearest to what the comment beside them works out, or what
+// `tests/tool/recalculate.py --evaluate EXPRESSION` prints for the expression that stands there.
 
 namespace ZV {
 

@@ -89,14 +89,17 @@ TEST(Force, MovesByItsWeightWithinTheRange) {
   EXPECT_EQ(moved(&State::_applyForceAttentionConfidence, 0, 0.5f), "0.25 0.5 0 0 0.5 0.375");
   EXPECT_EQ(moved(&State::_applyForceAttentionConfidence, -1, 1), "0.25 0.5 0 0 0.5 0");
   EXPECT_EQ(moved(&State::_applyForceAttentionConfidence, 2, 1), "0.25 0.5 0 0 0.5 1");
+  // 0.74 to the tenth power, and 0.3
   const SimulatedPerson unseen(PersonState(1, 1, 1, 1));
   for (int i = 0; i < 10; ++i) unseen.state()._decreaseSinceNotSeen();
   EXPECT_EQ(unseen.numbers(), "0.0492399111 5.90490163e-06 0 0 0.0492399111 5.90490163e-06");
 
+  // [weight(0, 3), weight(2.5, 3), 0.5, 0.01, 0.01, 0.01, weight(single(3.2), 2.5)]
   const auto weight = &State::_computeWeight;
   EXPECT_EQ(textOf(weight(0, 3), weight(2.5f, 3), weight(3, 3), weight(10, 3), weight(INFINITY, 3),
                    weight(NAN, 3), weight(3.2f, 2.5f)),
             "0.997661114 0.681324065 0.5 0.00999999978 0.00999999978 0.00999999978 0.214192092");
+  // [weight(0.25, 0.5), weight(single(0.7), 0.5), 1, 0.5, weight(0, -1), 3 / 2 ** 0.7]
   EXPECT_EQ(textOf(weight(0.25f, 0.5f), weight(0.7f, 0.5f), weight(0, 4000), weight(0, 0),
                    weight(0, -1), State::_computeDampingFactor(3, 2)),
             "0.760249972 0.285803854 1 0.5 0.499435812 1.84671664");
@@ -167,7 +170,10 @@ FacialPoints pointsOf(float confidence) {
   return points;
 }
 
-// In two cycles, at 0 and 1700 ms, each with a sample of a little earlier.
+// In two cycles, at 0 and 1700 ms, each with a sample of a little earlier: two_cycles(first,
+// second) of the fields as a recording has them, such as two_cycles({"gaze": {"yaw": 15, "pitch":
+// -8}},
+// {"gaze": {"yaw": -19, "pitch": 26}}).
 TEST(Update, FollowsEachChannelAlone) {
   auto limits = both(&Observation::touchEmotion, 0, 0);  // a touch of 0 is input without a force
   limits[0].distance = seen(0, 1.42f);
@@ -199,8 +205,9 @@ TEST(Update, FollowsEachChannelAlone) {
 }
 
 TEST(Update, ClassifiesANewFaceOnceFromAllItsFeatures) {
-  // The saturated smile scores 1 both as positive and as neutral: no winner, nor with a NaN. The
-  // smile of 0.5 alone is neutral and the face alone negative; together they are positive.
+  // Confidences: half for no winner, then twice 0.175 of the way to 1, as nothing limits the
+  // sensor. The saturated smile scores 1 both as positive and as neutral: no winner, nor with a
+  // NaN. The smile of 0.5 alone is neutral and the face alone negative; together they are positive.
   const Expressions none, face = faceOf(0, 0, 0.05f, 0.3f);
   using Case = std::tuple<Smile, Expressions, const char*>;
   for (const auto& [smile, expressions, numbers] :
@@ -228,7 +235,8 @@ TEST(Update, ClassifiesANewFaceOnceFromAllItsFeatures) {
 }
 
 TEST(Update, RestsTheMoreTheLongerAQuantityHadNoInput) {
-  // From 1, by 0.65 at an age of 0 or less, else by 0.65 x (1 - W(age, 2.5)).
+  // From 1, by 0.65 at an age of 0 or less, else by 0.65 (1 - W): weight(single(0.001), 2.5), 0.5,
+  // weight(4, 2.5), and 0.01 for ever.
   const std::vector<Time State::*> channels = {
       &State::smileTimestamp,      &State::expressionsTimestamp,   &State::voiceEmotionTimestamp,
       &State::asrEmotionTimestamp, &State::touchEmotionTimestamp,  &State::headPostureTimestamp,
@@ -307,7 +315,8 @@ TEST(Update, UsesALateVoiceOnceAndWarns) {
   SimulatedPerson subject;
   for (const auto& [age, valence] :
        {std::pair(3000, "0.454999983"), std::pair(3001, "0.454999983"), std::pair(3001, "0")}) {
-    subject.person.update(only(&Observation::voiceEmotion, -age, voiceOf(0, 0, 1, 0)));
+    subject.person.update(
+        only(&Observation::voiceEmotion, -age, voiceOf(0, 0, 1, 0)));  // 0.7 x 0.65
     EXPECT_EQ(textOf(subject.state().unsmoothedValence.value), valence);
   }
   subject.state()._warnIfObservationOld(milliseconds(12'345'678), "");
@@ -318,6 +327,8 @@ TEST(Update, UsesALateVoiceOnceAndWarns) {
 }
 
 TEST(Update, KeepsTheForcesBeforeAFailureAndFreesItsLocks) {
+  // Points of 0.9 / 12 x weight(0, 3) = 0.0748 pull both confidences by 0.7; the ease takes 6.5 %
+  // of the valence; without a head posture the attention's confidence loses 0.35.
   auto head = only(&Observation::headPosture, 0, HeadPosture());
   auto gaze = only(&Observation::gaze, 0, Gaze());
   head.facialPoints = seen(0, pointsOf(0.9f));
@@ -335,7 +346,8 @@ TEST(Update, KeepsTheForcesBeforeAFailureAndFreesItsLocks) {
     EXPECT_EQ(subject.numbers(), left);
     update();
   }
-  // A NaN weighs as little as what is far away.
+  // A NaN weighs as little as what is far away, 0.01: 0.4 + (0.01 - 0.4) x 0.65. The valence has
+  // rested for ever: 0.25 x 0.935 x (1 - 0.65 x 0.99).
   SimulatedPerson subject(start());
   subject.person.update(only(&Observation::headPosture, 0, HeadPosture(NAN, 0, 0)));
   EXPECT_EQ(subject.numbers(), "0.083331883 0.150000006 0 0 0.146499991 0.646755636");

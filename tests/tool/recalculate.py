@@ -2,7 +2,8 @@
 """Recalculates what `zorvel replay RECORDING` writes, sharing no code with the library.
 
 `--output` writes timeline.csv, scopes.csv and ambiance.csv into a folder; `--compare` checks those
-that the tool has written there. The recording is taken to be valid. All arithmetic is in 32-bit
+that the tool has written there. In place of a recording, `--evaluate` takes an expression over the
+functions below and prints its numbers: the tests of the library name theirs. The recording is taken to be valid. All arithmetic is in 32-bit
 floats, rounded after each operation, except where a comment says double.
 """
 
@@ -382,6 +383,22 @@ class Ambiance:
         self.movements = 0.0
 
 
+def two_cycles(first, second):
+    """The numbers after two observations, at 0 and 1.7 s, whose readings were taken at -0.3 and 1.6 s.
+
+    Valence and confidence, the same of the second cycle alone, attention and confidence; the person
+    begins with a valence of 0.25 (0.5) and an attention of 0.4 (0.6).
+    """
+    person = Person()
+    person.state.update(valence=0.25, valence_confidence=0.5, attention=single(0.4),
+                        attention_confidence=single(0.6))
+    for now_ms, read_ms, fields in ((0, -300, first), (1700, 1600, second)):
+        time = (10**12 + read_ms) * 1_000_000
+        readings = {name: {**reading, "time": time} for name, reading in fields.items()}
+        person.observe({"time": time, **readings}, (10**12 + now_ms) * 1_000_000)
+    return list(person.state.values())[:6]
+
+
 COLUMNS = {
     "timeline.csv": ["time", "person", "valence", "valence_confidence", "mood", "cycle_mood",
                      "cycle_mood_confidence", "attention", "attention_confidence", "ease",
@@ -490,13 +507,17 @@ def compare(tables, folder, tolerance):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("recording", type=Path)
+    parser.add_argument("recording", type=Path, nargs="?")
     action = parser.add_mutually_exclusive_group(required=True)
     action.add_argument("--output", type=Path, metavar="DIR", help="write the files into DIR")
     action.add_argument("--compare", type=Path, metavar="DIR", help="check the files in DIR")
+    action.add_argument("--evaluate", metavar="EXPRESSION", help="print the numbers of a list")
     parser.add_argument("--ulps", type=int, default=4, metavar="N",
                         help="largest accepted difference of a float (default: %(default)s)")
     arguments = parser.parse_args()
+    if arguments.evaluate:
+        print(*map(as_text, eval(arguments.evaluate)))
+        return 0
     with open(arguments.recording, encoding="utf-8", newline="\n") as recording:
         tables = replay(recording)
     if arguments.compare:
