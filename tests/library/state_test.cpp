@@ -413,20 +413,19 @@ TEST(Observer, SeesEachForceAndMayEndTheUpdate) {
 }
 
 TEST(Observer, MayEndTheThread) {
-  static SimulatedPerson subject;  // not of the thread that ends
-  const auto update = [](void* /*nothing*/) -> void* {
-    subject.person.personState.setForceObserver(
-        [](const Force& /*any*/) { pthread_exit(&subject); });
-    subject.person.update(Observation());
+  Person person;
+  person.personState.setForceObserver([&](const Force& /*any*/) { pthread_exit(&person); });
+  const auto update = [](void* subject) -> void* {
+    static_cast<Person*>(subject)->update(Observation());
     return nullptr;
   };
   pthread_t thread{};
   void* result = nullptr;
-  ASSERT_EQ(pthread_create(&thread, nullptr, update, nullptr), 0);
+  ASSERT_EQ(pthread_create(&thread, nullptr, update, &person), 0);
   ASSERT_EQ(pthread_join(thread, &result), 0);
-  EXPECT_EQ(result, &subject);
-  subject.person.personState.setForceObserver({});
-  subject.person.update(Observation());  // no lock stayed held
+  EXPECT_EQ(result, &person);
+  person.personState.setForceObserver({});
+  person.update(Observation());  // no lock stayed held
 }
 
 }  // namespace
