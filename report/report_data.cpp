@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <zv/force.hpp>
 
 #include "playback/csv.hpp"
 #include "playback/explanation.hpp"
+#include "playback/greatest_changes.hpp"
 #include "recording/intervals.hpp"
 #include "recording/json_writer.hpp"
 #include "report/packed_column.hpp"
@@ -17,8 +19,19 @@ constexpr std::array<std::string_view, 6> floatNames{"valence",   "valence_confi
                                                      "attention", "attention_confidence",
                                                      "ease",      "ease_confidence"};
 
-constexpr std::array<ZV::Quantity, 2> movedQuantities{ZV::Quantity::Valence,
-                                                      ZV::Quantity::Attention};
+/// A quantity whose movements are shown.
+struct MovedQuantity {
+  ZV::Quantity quantity;
+  std::size_t floatColumn;
+  /// From lowest to highest.
+  float range;
+};
+constexpr std::array<MovedQuantity, 2> movedQuantities{
+    {{ZV::Quantity::Valence, 0, 2.0f}, {ZV::Quantity::Attention, 2, 1.0f}}};
+
+/// Of each of them: as many of the greatest changes, each of at least this share of the range.
+constexpr std::size_t mostChanges = 3;
+constexpr float leastChange = 0.05f;
 
 std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
 
@@ -26,6 +39,12 @@ std::int32_t bitsOf(float number) {
   std::int32_t bits = 0;
   std::memcpy(&bits, &number, sizeof bits);
   return bits;
+}
+
+float floatOf(std::int32_t bits) {
+  float number = 0.0f;
+  std::memcpy(&number, &bits, sizeof number);
+  return number;
 }
 
 // As a text: a script's numbers hold 53 bits.
@@ -40,7 +59,7 @@ void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<
 
 }  // namespace
 
-void ReportData::Person::add(Time time, const StateRow& row) {
+void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
   times.push_back(nanoseconds(time));
   const std::array<float, 6> values{row.valence.value,   row.valence.confidence,
                                     row.attention.value, row.attention.confidence,
@@ -51,6 +70,8 @@ void ReportData::Person::add(Time time, const StateRow& row) {
   moods.push_back(static_cast<std::int8_t>(row.mood));
   begins.push_back(isRemoved);
   isRemoved = false;
+  returns.push_back(isSeenNow && !isSeen);
+  isSeen = isSeenNow;
   addMoves(row.forces);
 }
 
@@ -59,7 +80,7 @@ void ReportData::Person::addMoves(const std::vector<ZV::Force>& forces) {
   cycle.add(forces);
   for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
     auto& columns = moves.at(index);
-    const auto quantity = static_cast<std::size_t>(movedQuantities.at(index));
+    const auto quantity = static_cast<std::size_t>(movedQuantities.at(index).quantity);
     for (const ReasonMoves& reason : cycle.quantities().at(quantity).reasons) {
       auto column = std::find_if(columns.begin(), columns.end(),
                                  [&reason](const Moves& of) { return of.reason == reason.reason; });
@@ -117,6 +138,40 @@ std::vector<std::int32_t> ReportData::Person::stretches() const {
   return rows;
 }
 
+void ReportData::Person::writeChanges(JsonLineWriter& json) const {
+  std::vector<bool> comes(times.size());
+  for (const std::int32_t row : stretches()) comes[static_cast<std::size_t>(row)] = true;
+  json.key("changes");
+  json.beginList();
+  for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
+    const MovedQuantity& moved = movedQuantities.at(index);
+    std::vector<float> values;
+    values.reserve(times.size());
+    for (const std::int32_t bits : floats.at(moved.floatColumn)) values.push_back(floatOf(bits));
+    for (const Change& change :
+         greatestChanges(times, values, comes, returns, leastChange * moved.range, mostChanges)) {
+      // Over the whole change, what pulls steadily against something else would sum up to more.
+      const bool isRise = values[change.last] > values[change.first];
+      std::string_view reason;
+      int most = 0;
+      for (const Moves& of : moves.at(index)) {
+        if (change.steepest >= of.rows.size()) continue;
+        const int pull = isRise ? of.rows[change.steepest] : -of.rows[change.steepest];
+        if (pull <= most) continue;
+        most = pull;
+        reason = of.reason;
+      }
+      json.begin();
+      json.member("quantity", nameOf(moved.quantity));
+      json.member("first", change.first);
+      json.member("last", change.last);
+      json.member("reason", reason);
+      json.end();
+    }
+  }
+  json.endList();
+}
+
 void ReportData::Person::write(JsonLineWriter& json, Time end) const {
   writeColumn(json, "time", times);
   writeColumn(json, "begins", stretches());
@@ -127,7 +182,7 @@ void ReportData::Person::write(JsonLineWriter& json, Time end) const {
   json.key("moves");
   json.begin();
   for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
-    json.key(nameOf(movedQuantities.at(index)));
+    json.key(nameOf(movedQuantities.at(index).quantity));
     json.beginList();
     for (const Moves& of : moves.at(index)) {
       std::vector<std::int16_t> rows = of.rows;
@@ -140,6 +195,7 @@ void ReportData::Person::write(JsonLineWriter& json, Time end) const {
     json.endList();
   }
   json.end();
+  writeChanges(json);
   json.key("scopes");
   json.beginList();
   for (const Scope& scope : scopes) {
@@ -165,7 +221,9 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
     const auto person = _persons.find(remove->person);
     if (person != _persons.end()) person->second.remove(time);
   }
-  if (const auto* state = std::get_if<StateRow>(&row)) _persons[state->person].add(time, *state);
+  if (const auto* state = std::get_if<StateRow>(&row)) {
+    _persons[state->person].add(time, *state, !std::holds_alternative<NotSeen>(event.what));
+  }
   if (const auto* scope = std::get_if<ScopeRow>(&row)) _persons[scope->person].close(time, *scope);
   if (const auto* room = std::get_if<AmbianceRow>(&row)) {
     _roomTimes.push_back(nanoseconds(time));
@@ -174,12 +232,26 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
 }
 
 std::string ReportData::json(std::string_view recording, std::string_view source,
-                             std::string_view failure) const {
+                             std::string_view failure,
+                             const std::vector<std::string>& warnings) const {
   fmt::memory_buffer text;
   JsonLineWriter json(text);
   json.member("recording", recording);
   json.member("source", source);
   json.member("failure", failure);
+  json.key("warnings");
+  json.beginList();
+  for (const std::string& warning : warnings) json.value(warning);
+  json.endList();
+  json.key("reasons");
+  json.beginList();
+  for (const ZV::ForceReason& reason : ZV::force_reasons::all) {
+    json.begin();
+    json.member("name", reason.name);
+    json.member("meaning", reason.meaning);
+    json.end();
+  }
+  json.endList();
   writeTime(json, "start", _begin);
   writeTime(json, "end", _end);
   json.key("persons");

@@ -24,9 +24,9 @@ class ReportData {
 
   /// One line of JSON for the page's script. It may stand inside an element of the page: whatever
   /// the names in the recording are, nothing in it ends the element. `failure` is what ended the
-  /// recording early; empty if nothing did.
-  std::string json(std::string_view recording, std::string_view source,
-                   std::string_view failure) const;
+  /// recording early; empty if nothing did. `warnings` tell what looks wrong in the recording.
+  std::string json(std::string_view recording, std::string_view source, std::string_view failure,
+                   const std::vector<std::string>& warnings) const;
 
  private:
   struct Scope {
@@ -56,16 +56,20 @@ class ReportData {
     /// Rows that begin anew, after a removal.
     std::vector<bool> begins;
     bool isRemoved = false;
+    /// Rows in which the person is seen again after cycles without being seen.
+    std::vector<bool> returns;
+    bool isSeen = true;
     std::vector<Scope> scopes;
     /// Indices into scopes.
     std::map<std::string, std::size_t> openScopes;
 
-    void add(Time time, const StateRow& row);
+    void add(Time time, const StateRow& row, bool isSeenNow);
     void addMoves(const std::vector<ZV::Force>& forces);
     void open(Time time, const std::string& scope);
     void close(Time time, const ScopeRow& row);
     void remove(Time time);
     std::vector<std::int32_t> stretches() const;
+    void writeChanges(JsonLineWriter& json) const;
     void write(JsonLineWriter& json, Time end) const;
   };
 

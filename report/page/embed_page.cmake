@@ -1,9 +1,15 @@
 # Puts the parts of the report's page together and writes them as a C++ source.
-# Needs PAGE_SOURCES and DYGRAPHS, the folders of the parts, and OUTPUT.
+# Needs PAGE_SOURCES and DYGRAPHS, the folders of the parts, SCRIPTS, the page's scripts in their
+# order, and OUTPUT.
 
 file(READ "${PAGE_SOURCES}/page.html" page)
-foreach(part "${PAGE_SOURCES}/report.css" "${PAGE_SOURCES}/report.js"
-        "${DYGRAPHS}/dygraph.min.css" "${DYGRAPHS}/dygraph.min.js")
+set(scripts "")
+foreach(script IN LISTS SCRIPTS)
+  file(READ "${PAGE_SOURCES}/${script}" text)
+  string(APPEND scripts "${text}\n")
+endforeach()
+string(REPLACE "{{scripts}}" "${scripts}" page "${page}")
+foreach(part "${PAGE_SOURCES}/report.css" "${DYGRAPHS}/dygraph.min.css" "${DYGRAPHS}/dygraph.min.js")
   file(READ "${part}" text)
   # There is no source map beside the page.
   string(REGEX REPLACE "(//|/\\*)# sourceMappingURL=[^\n]*" "" text "${text}")

@@ -203,7 +203,7 @@ class ReportTest(unittest.TestCase):
 
     def test_moves_all_charts_together(self):
         # 100 s, and everybody begins to smile at 50 s.
-        self.open("".join(line(k / 10, "not_seen", person=k % 3) for k in range(500))
+        self.open("".join(line(k / 10, "observation", person=k % 3) for k in range(500))
                   + "".join(smiling(k / 10, k % 3) for k in range(500, 1001)))
         page = self.browser.find_element(By.CSS_SELECTOR, "body")
         stack = self.browser.find_elements(By.CSS_SELECTOR, ".stack")[1]
@@ -229,7 +229,7 @@ class ReportTest(unittest.TestCase):
                          r"0:(19.9|20.0)\d\d · 2023-11-14 22:13:(39.9|40.0)\d\d UTC")
         ActionChains(self.browser).double_click(stack).perform()
         self.assert_shown(0, 100)
-        self.browser.find_element(By.CSS_SELECTOR, ".moments a").send_keys(Keys.ENTER)
+        self.browser.find_element(By.CSS_SELECTOR, ".changes a").send_keys(Keys.ENTER)
         self.settle()
         begin, end = self.script(WINDOWS)[0]
         self.assertTrue(38 < begin < 50 < end < 62, (begin, end))
@@ -252,7 +252,7 @@ class ReportTest(unittest.TestCase):
                 expected = [f"{value:.3f}, confidence {confidence:.3f}"
                             for value, confidence in pairs]
                 expected.insert(1, {"1": "positive", "0": "neutral", "-1": "negative"}[row["mood"]])
-            outputs = stack.find_elements(By.CSS_SELECTOR, ".heading output")
+            outputs = stack.find_elements(By.CSS_SELECTOR, ".heading .value")
             texts = [output.text.replace("−", "-") for output in outputs]
             self.assertEqual([texts[k] for k in (0, 2, 3, 5)], expected)
 
@@ -292,6 +292,74 @@ class ReportTest(unittest.TestCase):
                 self.assertEqual(reason, name)
                 self.assertAlmostEqual(float(text.replace("−", "-")), rows[most] / 10_000,
                                        delta=6e-4)
+
+    def test_finds_the_greatest_changes(self):
+        """A smile that comes, goes at 10 s, comes back at 12 s, and goes with its person at 20 s."""
+        def event(seconds):
+            if 20 <= seconds < 22:
+                return line(seconds, "not_seen", person=1)
+            return smiling(seconds) if not 10 <= seconds < 12 else line(
+                seconds, "observation", person=1, smile={"value": 0, "confidence": 1},
+                expressions={"calm": {"value": 1, "confidence": 1}})
+        self.open("".join(event(k / 10) for k in range(300)))
+        links = [link.text.split() for link in
+                 self.browser.find_elements(By.CSS_SELECTOR, ".changes a")]
+        found = {(direction, " ".join(reason).strip("()")): float(time[2:])
+                 for time, _, direction, _, _, _, *reason in links}
+        # Neither the first smile nor the return at 22 s; each begins within the second before it.
+        self.assertEqual(len(links), 3)
+        for change, at in ((("↘", "Face characteristics"), 10), (("↗", "Face characteristics"), 12),
+                           (("↘", "Not visible"), 20)):
+            self.assertTrue(at - 1.1 <= found[change] <= at, links)
+
+    def test_is_read_without_a_picture(self):
+        """By a screen reader, on any width, on paper, and with a reason that is new."""
+        # 1.56 s, of which 1 cycle of 157 is positive; the time goes back once.
+        lines = [line(k / 100, "not_seen", person=1) for k in range(157)]
+        lines[156] = smiling(1.56)
+        lines[1:3] = [lines[2], lines[1]]
+        self.open("".join(lines))
+        warnings = self.browser.find_element(By.ID, "warnings").text
+        self.assertIn("The time runs backwards, by up to 10.0 ms", warnings)
+        text = self.browser.find_element(By.CSS_SELECTOR, "body").text
+        for expected in ("lasts 0:01.56", "+ <1 %", "○ >99 %", "band: missing confidence"):
+            self.assertIn(expected, text)
+
+        live = "[aria-live], [role=status], output"
+        self.assertEqual(len(self.browser.find_elements(By.CSS_SELECTOR, live)), 1)
+        page = self.browser.find_element(By.CSS_SELECTOR, "body")
+        for key, expected in (("+", "Shown: 0:00.390 – 0:01.170 of 0:01.56"),
+                              ("v", "0:00.780. Person 1: Valence 0.000, confidence 0.000; Mood neu")):
+            page.send_keys(key)
+            self.settle()
+            said = self.browser.find_element(By.ID, "announcement").get_property("textContent")
+            self.assertTrue(said.startswith(expected), said)
+        self.browser.find_element(By.XPATH, "//summary[.='Values as a table']").click()
+        self.settle()
+        cells = self.script("return [...document.querySelectorAll('details tbody tr')].map((row) =>"
+                            " row.children[1].textContent)")
+        self.assertEqual(cells, 21 * ["0.000, confidence 0.000"])
+
+        self.open(self.scene)
+        self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.clearDeviceMetricsOverride", {})
+        for width in (320, 700, 768, 930, 2000):
+            self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+                "width": width, "height": 900, "deviceScaleFactor": 1, "mobile": False})
+            self.settle()
+            self.assertLessEqual(self.script("return document.documentElement.scrollWidth"), width)
+
+        page = self.folder / "page.html"
+        page.write_text(page.read_text().replace('"reason":"Face characteristics"',
+                                                 '"reason":"Whistling"'))
+        paper = self.folder / "page.pdf"
+        subprocess.run(["/usr/bin/chromium", "--headless", "--no-sandbox", page.as_uri(),
+                        f"--print-to-pdf={paper}", f"--user-data-dir={self.folder / 'printer'}"],
+                       check=True, capture_output=True)
+        printed = subprocess.run(["pdftotext", paper, "-"], check=True, capture_output=True,
+                                 text=True).stdout.split("\f")
+        self.assertIn("Whistling", printed[0])
+        self.assertIn("Ease", "".join(printed[1:]))
+        self.assertIn("Room", "".join(printed))
 
     def test_names_stay_texts(self):
         names = ["</script><script>window.broken = 1</script>", "<!--<script>", "\"'`${1}\\",

@@ -39,14 +39,19 @@ void report(const std::string& name, const std::string& output) {
   // What the lines before a bad one gave is whole, so it is shown.
   const std::string title =
       name == "-" ? "standard input" : printable(std::filesystem::path(name).filename().string());
+  const auto findings = findingsOf(facts);
+  std::vector<std::string> warnings;
+  for (const Finding& finding : findings) {
+    if (finding.isWarning) warnings.push_back(finding.text);
+  }
   const std::string_view frame = reportPage();
   const std::size_t hole = frame.find(reportPageHole);
   page.append(frame.substr(0, hole));
-  page.append(data.json(title, recording.source(), failure ? failure->what() : ""));
+  page.append(data.json(title, recording.source(), failure ? failure->what() : "", warnings));
   page.append(frame.substr(hole + reportPageHole.size()));
   page.flush();
   page.commit();
-  printWarnings(name, findingsOf(facts));
+  printWarnings(name, findings);
   if (failure) throw Failure(*failure);
 }
 

@@ -1,0 +1,105 @@
+// One chart over the time that is shown.
+
+const timesHeight = 22;  // pixels below the last chart of a stack
+const dayLength = 86400;
+const tickSteps = [1e-4, 2e-4, 5e-4, 1e-3, 2e-3, 5e-3, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10,
+  15, 30, 60, 120, 300, 600, 900, 1800, 3600, 7200, 10800, 21600, 43200, dayLength];
+
+function timeTicks(from, to, pixels) {
+  const most = Math.max(2, Math.floor(pixels / 64));
+  const step = tickSteps.find((candidate) => (to - from) / candidate <= most) ??
+    dayLength * Math.ceil((to - from) / most / dayLength);
+  const decimals = Math.max(0, Math.ceil(-Math.log10(step)));
+  const ticks = [];
+  for (let count = Math.ceil(from / step); count * step <= to; ++count) {
+    ticks.push({ v: count * step, label: formatTime(count * step, decimals) });
+  }
+  return ticks;
+}
+
+// Fills the band of each unbroken stretch of points as one shape: dygraphs' own way, a shape between
+// any two points, takes most of the time of a drawing.
+function plotBand({ drawingContext: context, points, plotArea: area, color }) {
+  context.fillStyle = color;
+  context.globalAlpha = 0.2;
+  let stretch = [];
+  const fill = () => {
+    context.beginPath();
+    for (const { canvasx, y_top } of stretch) context.lineTo(canvasx, area.y + area.h * y_top);
+    for (const { canvasx, y_bottom } of stretch.reverse()) {
+      context.lineTo(canvasx, area.y + area.h * y_bottom);
+    }
+    context.fill();
+    stretch = [];
+  };
+  for (const point of points) {
+    if (Number.isNaN(point.canvasy)) fill(); else stretch.push(point);
+  }
+  fill();
+  context.globalAlpha = 1;
+}
+
+// Sharp corners would stand out of their values by several pixels.
+function plotLine(event) {
+  event.drawingContext.lineJoin = "round";
+  Dygraph.Plotters.linePlotter(event);
+}
+
+// The plugins that are needed. The legend's would measure texts in every drawing.
+Dygraph.PLUGINS = [Dygraph.Plugins.Axes, Dygraph.Plugins.Grid];
+
+// One chart of a stack. `points` gives what to draw of a curve; `paint` draws below the curve.
+class Chart {
+  constructor(holder, options) {
+    this.options = options;
+    const { label, height, hasTimes } = options;
+    this.box = element("div", { class: "chart", role: "img", "aria-label": label });
+    this.box.style.height = `${height + (hasTimes ? timesHeight : 0)}px`;
+    holder.append(this.box);
+    this.create();
+    charts.push(this);
+  }
+
+  // Also anew, with other colours.
+  create() {
+    const { label, range, ticks, color, paint, hasTimes } = this.options;
+    this.dygraph?.destroy();
+    this.shown = undefined;
+    this.dygraph = new Dygraph(this.box, [[shown.from, null]], {
+      labels: ["time", label],
+      customBars: true,
+      valueRange: range,
+      dateWindow: [shown.from, shown.to],
+      interactionModel: {},
+      highlightCircleSize: 0,
+      plotter: [plotBand, plotLine],
+      pointSize: 2,
+      rightGap: 8,
+      xAxisHeight: timesHeight,
+      colors: [colorOf(color)],
+      axisLineColor: colorOf("rule"),
+      gridLineColor: colorOf("grid"),
+      gridLineWidth: 1,
+      // A printer is finer than a screen. (Chromium prints charts too narrow at 3.)
+      pixelRatio: document.documentElement.classList.contains("paper") ? 2 : null,
+      axes: {
+        x: { drawAxis: Boolean(hasTimes), ticker: (from, to, pixels) => timeTicks(from, to, pixels),
+             drawGrid: !paint, axisLabelWidth: 80, axisLabelFontSize: 12 },
+        y: { ticker: () => ticks, drawGrid: !paint, axisLabelWidth: 72, axisLabelFontSize: 12 },
+      },
+      underlayCallback: paint,
+    });
+  }
+
+  draw() {
+    this.shown = shown;
+    const pixels = Math.max(1, this.dygraph.getArea().w);
+    const points = this.options.points?.(pixels) ?? [];
+    this.dygraph.updateOptions({
+      file: points.length > 0 ? points : [[shown.from, null]],
+      dateWindow: [shown.from, shown.to],
+      drawPoints: points.length < pixels / 8,
+      strokeWidth: points.length < pixels ? 1.5 : 1,
+    });
+  }
+}

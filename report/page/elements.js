@@ -1,0 +1,36 @@
+// An element with attributes and children; strings among them stay text.
+function element(name, attributes = {}, ...children) {
+  const made = document.createElement(name);
+  for (const [key, value] of Object.entries(attributes)) made.setAttribute(key, value);
+  made.append(...children);
+  return made;
+}
+
+// Fills a table. Each column has a title and, if it holds numbers, a class.
+function fillTable(table, columns, rows) {
+  const head = element("tr");
+  for (const { title, ...attributes } of columns) {
+    head.append(element("th", { scope: "col", ...attributes }, title));
+  }
+  const body = element("tbody");
+  for (const cells of rows) {
+    const row = element("tr");
+    cells.forEach((cell, index) => {
+      const { title, ...attributes } = columns[index];
+      row.append(element("td", attributes, cell));
+    });
+    body.append(row);
+  }
+  table.replaceChildren(element("thead", {}, head), body);
+}
+
+// The colour of that name in the style sheet.
+const colors = new Map();
+function colorOf(name) {
+  if (!colors.has(name)) {
+    const style = getComputedStyle(document.documentElement);
+    const value = style.getPropertyValue(`--${name}`) || style.getPropertyValue("--other-reason");
+    colors.set(name, value.trim());
+  }
+  return colors.get(name);
+}

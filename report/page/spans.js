@@ -1,0 +1,93 @@
+// Stretches of time: moods and scopes.
+
+// In the order of their lanes, from above. The sign stands for the colour where there is none.
+const moods = [
+  { mood: 1, name: "positive", sign: "+" },
+  { mood: 0, name: "neutral", sign: "○" },
+  { mood: -1, name: "negative", sign: "−" },
+];
+
+function moodSpans(person) {
+  const { times, begins, moods: moodOfRow } = person;
+  const spans = [];
+  for (let first = 0, row = 1; row <= times.length; ++row) {
+    const isBroken = row === times.length || begins[row];
+    if (!isBroken && moodOfRow[row] === moodOfRow[first]) continue;
+    const lane = moods.findIndex(({ mood }) => mood === moodOfRow[first]);
+    const to = times[isBroken ? row - 1 : row];
+    spans.push({ from: times[first], to, lane, color: moods[lane].name });
+    first = row;
+  }
+  return spans;
+}
+
+// Beside each other what overlaps, up to a height that leaves room for the curves.
+function scopeSpans(scopes) {
+  const mostLanes = 6;
+  const ends = [];
+  return scopes.map((scope) => {
+    const free = ends.findIndex((end) => end <= scope.from);
+    const lane = free >= 0 ? free : Math.min(ends.length, mostLanes - 1);
+    ends[lane] = Math.max(ends[lane] ?? scope.to, scope.to);
+    const mood = moods.find(({ name }) => name === scope.label);
+    const text = `${scopeSign(scope)} ${scope.scope.slice(0, 100)}`;
+    return { ...scope, lane, color: mood ? mood.name : "muted", text };
+  });
+}
+
+function scopeSign({ label }) {
+  return moods.find(({ name }) => name === label)?.sign ?? { unknown: "?", "": "…" }[label] ?? "!";
+}
+
+// As much of a text as there is room for; only its sign when that is little.
+function fittingText(context, text, room) {
+  if (room < 8) return "";
+  const fits = (part) => context.measureText(part).width <= room;
+  if (fits(text)) return text;
+  let length = text.length - 1;
+  while (length > 4 && !fits(`${text.slice(0, length)}…`)) --length;
+  if (length > 4) return `${text.slice(0, length)}…`;
+  return fits(text[0]) ? text[0] : "";
+}
+
+// Paints spans, which are in the order of their begin, each in its lane: the first lane ends at the
+// value `lanes`, and each is 1 high. A text may stand beside a short span.
+function paintSpans(spans, lanes) {
+  const followers = new Array(lanes).fill(Infinity);
+  const roomEnds = new Array(spans.length);
+  for (let index = spans.length - 1; index >= 0; --index) {
+    const { lane, from } = spans[index];
+    roomEnds[index] = followers[lane];
+    followers[lane] = from;
+  }
+  return (context, area, dygraph) => {
+    const height = dygraph.toDomYCoord(0) - dygraph.toDomYCoord(1);
+    const done = new Array(lanes).fill(-Infinity);
+    const pixelOf = (seconds) =>
+      Math.min(Math.max(dygraph.toDomXCoord(seconds), area.x), area.x + area.w);
+    context.save();
+    context.textBaseline = "middle";
+    context.font = "12px system-ui, 'DejaVu Sans', sans-serif";
+    spans.forEach((span, index) => {
+      if (span.to < shown.from || span.from > shown.to) return;
+      const left = pixelOf(span.from);
+      const right = Math.max(pixelOf(span.to), left + 1.5);
+      if (right <= done[span.lane]) return;  // behind what is drawn already
+      done[span.lane] = right;
+      const top = dygraph.toDomYCoord(lanes - span.lane);
+      context.fillStyle = colorOf(span.color);
+      if (!span.text) {
+        context.fillRect(left, top + 1.5, right - left, height - 3);
+        return;
+      }
+      context.globalAlpha = 0.25;
+      context.fillRect(left, top + 1.5, right - left, height - 3);
+      context.globalAlpha = 1;
+      context.fillRect(left, top + 1.5, 2, height - 3);
+      context.fillStyle = colorOf("text");
+      const text = fittingText(context, span.text, pixelOf(roomEnds[index]) - left - 10);
+      context.fillText(text, left + 6, top + height / 2 + 0.5);
+    });
+    context.restore();
+  };
+}
