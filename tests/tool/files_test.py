@@ -8,6 +8,7 @@ import pathlib
 import platform
 import pty
 import resource
+import select
 import signal
 import struct
 import subprocess
@@ -213,15 +214,23 @@ class FilesTest(unittest.TestCase):
                          "each/scene")
 
     def test_progress_on_a_terminal(self):
-        for arguments, words in ((["simulate", "--people", 40, "--seconds", 60, "-o", "long.jsonl"],
-                                  rb"of 60 s"),
-                                 (["replay", "long.jsonl", "long.jsonl", "-o", "output"],
-                                  rb"% 0 of 2 recordings")):
+        os.mkfifo("waiting.jsonl")
+        kept_open = os.open("waiting.jsonl", os.O_RDWR)
+        for arguments, words in ((["simulate", "--seconds", "1000000000", "-o", "long.jsonl"],
+                                  b"of 1000000000 s"),
+                                 (["replay", "waiting.jsonl", "waiting.jsonl", "-o", "output"],
+                                  b"0 of 2 recordings")):
             terminal, other = pty.openpty()
-            self.run_tool(*arguments, stderr=other, check=True)
-            self.assertRegex(os.read(terminal, 10_000), words)
-            os.close(terminal)
+            tool = subprocess.Popen([TOOL, *arguments], stderr=other)
             os.close(other)
+            shown = b""
+            while words not in shown and select.select([terminal], [], [], 60)[0]:
+                shown += os.read(terminal, 10_000)
+            tool.send_signal(signal.SIGINT)
+            self.assertEqual(tool.wait(60), -signal.SIGINT)
+            os.close(terminal)
+            self.assertIn(words, shown)
+        os.close(kept_open)
 
 
 if __name__ == "__main__":
