@@ -214,14 +214,15 @@ class FilesTest(unittest.TestCase):
                          "each/scene")
 
     def test_progress_on_a_terminal(self):
-        os.mkfifo("waiting.jsonl")
-        kept_open = os.open("waiting.jsonl", os.O_RDWR)
+        fifo = self.folder / "waiting.jsonl"
+        os.mkfifo(fifo)
+        kept_open = os.open(fifo, os.O_RDWR)
         for arguments, words in ((["simulate", "--seconds", "1000000000", "-o", "long.jsonl"],
                                   b"of 1000000000 s"),
                                  (["replay", "waiting.jsonl", "waiting.jsonl", "-o", "output"],
                                   b"0 of 2 recordings")):
             terminal, other = pty.openpty()
-            tool = subprocess.Popen([TOOL, *arguments], stderr=other)
+            tool = subprocess.Popen([TOOL, *arguments], stderr=other, cwd=self.folder)
             os.close(other)
             shown = b""
             while words not in shown and select.select([terminal], [], [], 60)[0]:
