@@ -91,7 +91,7 @@ def browser(folder):
     options = webdriver.ChromeOptions()
     options.binary_location = "/usr/bin/chromium"
     for argument in ("headless=new", "no-sandbox", "disable-gpu", "disable-dev-shm-usage",
-                     "hide-scrollbars", "window-size=900,1000", f"user-data-dir={folder}/browser"):
+                     "hide-scrollbars", "window-size=900,1600", f"user-data-dir={folder}/browser"):
         options.add_argument("--" + argument)
     return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
 
@@ -126,7 +126,7 @@ def main(tool):
                 stacks = chromium.find_elements(By.CSS_SELECTOR, ".stack")
                 stack = next(stack for stack in stacks if stack.size["height"] > 40)
                 stack.screenshot(str(HERE / f"{name}.png"))
-            chromium.set_window_size(900, 1000)
+            chromium.set_window_size(1000, 1000)
             show(subprocess.run([tool, "simulate", "--people", "1", "--seconds", "40"], text=True,
                                 check=True, stdout=subprocess.PIPE).stdout)
             chromium.save_screenshot(str(HERE / "report.png"))

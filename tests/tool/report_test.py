@@ -298,7 +298,7 @@ class ReportTest(unittest.TestCase):
         def event(seconds):
             if 20 <= seconds < 22:
                 return line(seconds, "not_seen", person=1)
-            return smiling(seconds) if not 10 <= seconds < 12 else line(
+            return smiling(seconds) if 0 < seconds < 10 or seconds >= 12 else line(
                 seconds, "observation", person=1, smile={"value": 0, "confidence": 1},
                 expressions={"calm": {"value": 1, "confidence": 1}})
         self.open("".join(event(k / 10) for k in range(300)))
