@@ -238,7 +238,8 @@ class ImportTest(unittest.TestCase):
 
     def test_spellings_of_a_file(self):
         names = "frame, timestamp ,confidence,success,AU12_r,X_36,x_36,y_36,face_id"
-        rows = ["1,0.25,0.5,1,1.5,9,7.5,3,4", "2,0.5,0.5,1,,9,7.5,3,4", "", "3,1,1,1,0.5,9,7,3,4"]
+        rows = ["1,0.25,0.5,1,1.5,9,7.5,3,4", "2,0.5,0.5,1,,9,7.5,3,4", "", "3,1,1,1,0.5,9,7,3,4",
+                "4"]  # cut off, and reported with its line
         plain = "\n".join([names, *rows])
         expected = run("openface", plain)
         self.assertEqual(len(events(expected)), 3)
@@ -253,7 +254,8 @@ class ImportTest(unittest.TestCase):
         ):
             with self.subTest(spelled=spelled):
                 result = run("openface", spelled)
-                self.assertEqual((result.stdout, result.stderr), (expected.stdout, expected.stderr))
+                self.assertEqual(result.stdout, expected.stdout)
+                self.assertEqual(result.stderr.replace(b"of 10", b"of 9"), expected.stderr)
         replay = [TOOL, "replay", "-", "--timeline", "-"]
         recording = expected.stdout.decode()
         timelines = [subprocess.run(replay, input=mark.encode() + expected.stdout,
