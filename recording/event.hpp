@@ -22,7 +22,7 @@ inline Time::duration between(Time from, Time to) {
   Time::rep difference = 0;
   if (__builtin_sub_overflow(to.time_since_epoch().count(), from.time_since_epoch().count(),
                              &difference)) {
-    return from < to ? Time::duration::max() : Time::duration::min();
+    return from < to ? Time::duration::max() : -Time::duration::max();
   }
   return Time::duration(difference);
 }

@@ -84,8 +84,8 @@ TextOutput::TextOutput(const std::string& name)
   _temporaryPath = _path.string() + ".XXXXXX";
   _descriptor = mkostemp(_temporaryPath.data(), O_CLOEXEC);
   if (_descriptor < 0) throw systemFailure(_name, errno);
-  // What the user may not set stays the user's own. In this order, as a new owner takes rights
-  // away.
+  // Where the user may not set the owner or the group, it stays the user's own. The mode comes
+  // last, as a change of owner clears bits of it.
   if (isThere && fchown(_descriptor, present.st_uid, present.st_gid) != 0) {
     [[maybe_unused]] const int status = fchown(_descriptor, uid_t(-1), present.st_gid);
   }
@@ -110,7 +110,8 @@ void TextOutput::write() {
 void TextOutput::finish() {
   if (_descriptor < 0) return;
   write();
-  // What cannot be told to says so; a disk says when it is full.
+  // A pipe or a terminal has nothing to synchronise and says EINVAL. A disk reports here that it is
+  // full.
   if (fsync(_descriptor) != 0 && errno != EINVAL) throw systemFailure(_name, errno);
   const int status = close(_descriptor);
   _descriptor = -1;
