@@ -153,7 +153,8 @@ class ImportTest(unittest.TestCase):
         face_ids = OPENFACE + ",face_id\n1,0,1,1,4\n"
         for (kind, *options), text, status, message, lines in (
             (openface, OPENFACE + "\n", 1, "-: gives no observation: it has no rows", 1),
-            (openface, OPENFACE + "\n1,0,1,NA\n2,1", 1, 'rows has a face: "success" is not 1\n-:3: has', 1),
+            (openface, OPENFACE + "\n1,0,1,NA\n2,1", 1,
+             'rows has a face: "success" is not 1\n-:3: has', 1),
             (openface, OPENFACE.replace("success", "Success,SUCCESS"), 1, "-:1: lacks the col", 0),
             (openface, OPENFACE + "\n1,0,1,1\n2,1,1,1\n3,2,1\n\n", 0, "-:4: has 3 cells", 3),
             (openface, OPENFACE + "\n1,0,1,1\n2,1,1\n3,2,1,1\n", 1, "-:3: has 3 cells", 2),
@@ -237,20 +238,22 @@ class ImportTest(unittest.TestCase):
                 self.assertEqual(said[fields[0] + 1:], expected)
 
     def test_spellings_of_a_file(self):
-        names = "frame, timestamp ,confidence,success,AU12_r,X_36,x_36,y_36,face_id"
+        names = "frame, timestamp ,confidence,success,AU12_r,Y_39,x_36,y_36,face_id"
         rows = ["1,0.25,0.5,1,1.5,9,7.5,3,4", "2,0.5,0.5,1,,9,7.5,3,4", "", "3,1,1,1,0.5,9,7,3,4",
                 "4"]  # cut off, and reported with its line
         plain = "\n".join([names, *rows])
         expected = run("openface", plain)
-        self.assertEqual(len(events(expected)), 3)
+        self.assertEqual([(points(event)[0], points(event)[1]) for event in events(expected)],
+                         [((7.5, 3), (0, 0)), ((7.5, 3), (0, 0)), ((7, 3), (0, 0))])
         with_commas = "\n".join([names.replace(",", ";")] +
                                 [row.replace(",", ";").replace(".", ",") for row in rows])
         for spelled in (
             with_commas, with_commas.replace(";", "\t"), plain.replace(",", ";"),
-            plain.replace(",", "\t"), plain.replace("\n", "\r"), plain.replace("\n", "\r\n"),
+            plain.replace(",", "\t").replace("\t9", '\t"9"'),
+            plain.replace("\n", "\r"), plain.replace("\n", "\r\n"),
             "\ufeff" + plain, plain.replace(",,", ",NA,"), plain.replace(",,", ",NaN,"),
             plain.replace("success", "Success").replace("AU12_r", "au12_R"),
-            plain.replace("X_36", "Y_36,SUCCESS").replace(",9,", ",9,0,"),
+            plain.replace("Y_39", "Y_39,SUCCESS").replace(",9,", ",9,0,"),
         ):
             with self.subTest(spelled=spelled):
                 result = run("openface", spelled)
