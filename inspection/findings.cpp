@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <initializer_list>
 #include <utility>
 
 #include "inspection/format.hpp"
@@ -88,28 +87,25 @@ class Findings {
     }
   }
 
-  bool hasNone(std::initializer_list<std::string_view> names) const {
+  /// Warns when no field that pulls the quantity was read.
+  void checkInput(ZV::Quantity quantity, std::string_view kind, std::string_view consequence) {
+    std::vector<std::string_view> names;
     for (std::size_t index = 0; index < fieldKinds.size(); ++index) {
-      if (_facts.numbers.at(index).front().count == 0) continue;
-      if (std::find(names.begin(), names.end(), fieldKinds.at(index).name) != names.end()) {
-        return false;
-      }
+      if (fieldKinds.at(index).pulls != quantity) continue;
+      if (_facts.numbers.at(index).front().count > 0) return;
+      names.push_back(fieldKinds.at(index).name);
     }
-    return true;
+    const std::string_view last = names.back();
+    names.pop_back();
+    warn(kind, 0,
+         fmt::format("No {} or {}: without them the {}.", fmt::join(names, ", "), last,
+                     consequence));
   }
 
   void checkInputs() {
     if (_cycles < enoughCycles) return;
-    if (hasNone({"headPosture", "gaze"})) {
-      warn("no_attention_input", 0,
-           "No headPosture and no gaze: without them the attention stays 0.");
-    }
-    if (hasNone({"smile", "expressions", "voiceEmotion", "asrEmotion", "touchEmotion",
-                 "contextEmotion"})) {
-      warn("no_valence_input", 0,
-           "No smile, expressions, voiceEmotion, asrEmotion, touchEmotion or contextEmotion: "
-           "without them the valence stays near 0.");
-    }
+    checkInput(ZV::Quantity::Attention, "no_attention_input", "attention stays 0");
+    checkInput(ZV::Quantity::Valence, "no_valence_input", "valence stays near 0");
   }
 
   void checkTimes() {
@@ -133,7 +129,7 @@ class Findings {
                        formatDuration(_facts.farthestBack), formatCount(backwards.count, "line"),
                        backwards.firstLine));
     }
-    constexpr std::int64_t year = std::int64_t{365 * 86400} * 1'000'000'000;
+    constexpr std::int64_t year = std::int64_t{365} * 86'400 * 1'000'000'000;
     if (_facts.longestStep > year) {
       warn("time_jump", _facts.longestStepLine,
            fmt::format("The time jumps ahead by {} in line {}: was a clock set there?",

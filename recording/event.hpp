@@ -1,6 +1,7 @@
 #ifndef ZORVEL_RECORDING_EVENT_HPP
 #define ZORVEL_RECORDING_EVENT_HPP
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -17,14 +18,14 @@ using Time = ku::SystemClock::time_point;
 /// A recording's times lie within this much of the epoch, on either side.
 constexpr Time::duration latestTime{std::int64_t{1} << 62};
 
-/// The time from one to the other, clamped to what 64 bits hold.
+/// The time from one to the other, clamped to what 64 bits hold. It can be negated.
 inline Time::duration between(Time from, Time to) {
   Time::rep difference = 0;
   if (__builtin_sub_overflow(to.time_since_epoch().count(), from.time_since_epoch().count(),
                              &difference)) {
     return from < to ? Time::duration::max() : -Time::duration::max();
   }
-  return Time::duration(difference);
+  return std::max(Time::duration(difference), -Time::duration::max());
 }
 
 inline double inSeconds(Time::duration duration) {

@@ -11,6 +11,7 @@
 #include <tuple>
 #include <type_traits>
 #include <utility>
+#include <zv/force.hpp>
 #include <zv/person_memory.hpp>
 #include <zv/person_observation.hpp>
 
@@ -33,6 +34,8 @@ struct FieldKind {
   std::optional<boost::chrono::milliseconds> memory;
   /// Whether the numbers of a living person differ every time.
   bool varies;
+  /// What its readings pull, apart from confidences, if anything.
+  std::optional<ZV::Quantity> pulls;
   /// Unused entries, at the end, have no name.
   NumberKinds numbers;
 };
@@ -54,6 +57,8 @@ inline constexpr std::tuple observationFields = [] {
   constexpr auto context = ZV::PersonMemory::contextEmotionMaxAge;
   constexpr std::nullopt_t unremembered = std::nullopt;
   constexpr bool varies = true, stays = false;
+  constexpr auto valence = ZV::Quantity::Valence, attention = ZV::Quantity::Attention;
+  constexpr std::nullopt_t nothing = std::nullopt;
   constexpr float unlimited = std::numeric_limits<float>::infinity();
   constexpr NumberKind unit{"value", 0, 1}, any{"value", -unlimited, unlimited};
   constexpr NumberKind confidence{"confidence", 0, 1};
@@ -65,21 +70,23 @@ inline constexpr std::tuple observationFields = [] {
     return ObservationField(member, kind);
   };
   return std::tuple{
-      field(&O::lookingAtRobot, {"lookingAtRobot", 0, usual, stays, {unit}}),
-      field(&O::height, {"height", 2, unremembered, stays, {upTo(3)}}),
-      field(&O::distance, {"distance", 3, usual, varies, {upTo(10)}}),
-      field(&O::gaze, {"gaze", 6, usual, varies, {yaw, pitch}}),
-      field(&O::smile, {"smile", 8, usual, varies, {unit, confidence}}),
-      field(&O::expressions, {"expressions", 11, usual, varies, {unit, confidence}}),
-      field(&O::headPosture, {"headPosture", 7, usual, varies, {yaw, pitch, roll}}),
-      field(&O::gender, {"gender", 9, usual, stays, {unit, confidence}}),
-      field(&O::age, {"age", 10, usual, stays, {upTo(130), confidence}}),
-      field(&O::faceDetected, {"faceDetected", 1, usual, stays, {unit}}),
-      field(&O::facialPoints, {"facialPoints", 13, usual, stays, {x, y, confidence}}),
-      field(&O::voiceEmotion, {"voiceEmotion", 12, unremembered, stays, {unit, confidence}}),
-      field(&O::asrEmotion, {"asrEmotion", 4, usual, stays, {any}}),
-      field(&O::touchEmotion, {"touchEmotion", 5, usual, stays, {any}}),
-      field(&O::contextEmotion, {"contextEmotion", 14, context, stays, {emotion, duration}}),
+      field(&O::lookingAtRobot, {"lookingAtRobot", 0, usual, stays, nothing, {unit}}),
+      field(&O::height, {"height", 2, unremembered, stays, nothing, {upTo(3)}}),
+      field(&O::distance, {"distance", 3, usual, varies, nothing, {upTo(10)}}),
+      field(&O::gaze, {"gaze", 6, usual, varies, attention, {yaw, pitch}}),
+      field(&O::smile, {"smile", 8, usual, varies, valence, {unit, confidence}}),
+      field(&O::expressions, {"expressions", 11, usual, varies, valence, {unit, confidence}}),
+      field(&O::headPosture, {"headPosture", 7, usual, varies, attention, {yaw, pitch, roll}}),
+      field(&O::gender, {"gender", 9, usual, stays, nothing, {unit, confidence}}),
+      field(&O::age, {"age", 10, usual, stays, nothing, {upTo(130), confidence}}),
+      field(&O::faceDetected, {"faceDetected", 1, usual, stays, nothing, {unit}}),
+      field(&O::facialPoints, {"facialPoints", 13, usual, stays, nothing, {x, y, confidence}}),
+      field(&O::voiceEmotion,
+            {"voiceEmotion", 12, unremembered, stays, valence, {unit, confidence}}),
+      field(&O::asrEmotion, {"asrEmotion", 4, usual, stays, valence, {any}}),
+      field(&O::touchEmotion, {"touchEmotion", 5, usual, stays, valence, {any}}),
+      field(&O::contextEmotion,
+            {"contextEmotion", 14, context, stays, valence, {emotion, duration}}),
   };
 }();
 

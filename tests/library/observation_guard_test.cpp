@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "simulated_person.hpp"
+#include "tests/fill_observation.hpp"
 
 namespace ZV {
 namespace {
@@ -12,12 +13,6 @@ namespace {
 using Reason = ObservationGuard::Reason;
 using boost::chrono::nanoseconds;
 using boost::chrono::seconds;
-
-PersonObservation everythingAt(int time) {
-  PersonObservation all = allChannelsAt(time);
-  all.height = seen(time, 1.5f);
-  return all;
-}
 
 std::string removed(const ObservationGuard::Report& report, Reason reason, nanoseconds ahead) {
   std::string names;
@@ -28,57 +23,33 @@ std::string removed(const ObservationGuard::Report& report, Reason reason, nanos
   return names;
 }
 
-// Every number of an observation, with the name of its field.
-using Numbers = std::vector<std::pair<std::string, std::function<void(PersonObservation&, float)>>>;
-
-Numbers everyNumber() {
-  Numbers all = {
-      {"height", [](auto& o, float number) { o.height->value = number; }},
-      {"distance", [](auto& o, float number) { o.distance->value = number; }},
-      {"gaze", [](auto& o, float number) { o.gaze->value.yaw = number; }},
-      {"gaze", [](auto& o, float number) { o.gaze->value.pitch = number; }},
-      {"smile", [](auto& o, float number) { o.smile->value = Smile(number, 1); }},
-      {"smile", [](auto& o, float number) { o.smile->value = Smile(1, number); }},
-      {"headPosture", [](auto& o, float number) { o.headPosture->value.setYaw(number); }},
-      {"headPosture", [](auto& o, float number) { o.headPosture->value.setPitch(number); }},
-      {"headPosture", [](auto& o, float number) { o.headPosture->value.setRoll(number); }},
-      {"gender", [](auto& o, float number) { o.gender->value.confidence = number; }},
-      {"age", [](auto& o, float number) { o.age->value.confidence = number; }},
-      {"asrEmotion", [](auto& o, float number) { o.asrEmotion->value = number; }},
-      {"contextEmotion", [](auto& o, float number) { o.contextEmotion->value.duration = number; }}};
-  using E = Expressions;
-  for (auto emotion :
-       {&E::calm, &E::anger, &E::joy, &E::sorrow, &E::laughter, &E::excitement, &E::surprise}) {
-    for (auto part : {&ValueConfidence<float>::value, &ValueConfidence<float>::confidence}) {
-      all.emplace_back("expressions", [=](PersonObservation& o, float number) {
-        o.expressions->value.*emotion.*part = number;
-      });
-      all.emplace_back("voiceEmotion", [=](PersonObservation& o, float number) {
-        static_cast<E&>(o.voiceEmotion->value).*emotion.*part = number;
-      });
-    }
-  }
-  for (std::size_t part = 0; part < 36; ++part) {
-    all.emplace_back("facialPoints", [=](PersonObservation& o, float number) {
-      std::array<float, 3> point{};
-      point.at(part % 3) = number;
-      o.facialPoints->value.setFacialPoint(PointDescription(part / 3),
-                                           {{point[0], point[1]}, point[2]});
+/// Every field, with `odd` as the float at this position and 1 as the other numbers. Returns the
+/// name of the field with the odd one; empty beyond the last float.
+std::string_view fillAt(int time, int position, float odd, PersonObservation& all) {
+  std::string_view oddField;
+  zorvel::forEachField([&](std::size_t /*index*/, const auto& field) {
+    zorvel::fillField(field, all, at(time), [&](const auto& /*kind*/, auto& number) {
+      number = 1;
+      if constexpr (std::is_same_v<std::decay_t<decltype(number)>, float>) {
+        if (position-- != 0) return;
+        number = odd;
+        oddField = field.name;
+      }
     });
-  }
-  return all;
+  });
+  return oddField;
 }
 
 TEST(ObservationGuard, RemovesTheFieldOfEachNumberThatIsNotFinite) {
   const SimulatedPerson withClock;
   ObservationGuard guard;
   constexpr auto highest = std::numeric_limits<float>::max();
-  for (const auto& [field, spoil] : everyNumber()) {
-    for (const float number : {highest, NAN, INFINITY, -INFINITY}) {
-      PersonObservation all = everythingAt(-5);
-      spoil(all, number);
-      EXPECT_EQ(removed(guard.clean(all), Reason::NotFinite, milliseconds(-5)),
-                number == highest ? "" : field + " ");
+  PersonObservation all;
+  for (int position = 0; !fillAt(-5, position, highest, all).empty(); ++position) {
+    EXPECT_TRUE(guard.clean(all).removedFields.empty());
+    for (const float odd : {NAN, INFINITY, -INFINITY}) {
+      const std::string field(fillAt(-5, position, odd, all));
+      EXPECT_EQ(removed(guard.clean(all), Reason::NotFinite, milliseconds(-5)), field + ' ');
       EXPECT_TRUE(guard.clean(all).removedFields.empty()) << field;
     }
   }
@@ -86,7 +57,8 @@ TEST(ObservationGuard, RemovesTheFieldOfEachNumberThatIsNotFinite) {
 
 TEST(ObservationGuard, RemovesWhatIsFurtherAheadOfTheClockThanTheLimit) {
   SimulatedPerson withClock;
-  PersonObservation all = everythingAt(1000);
+  PersonObservation all;
+  fillAt(1000, -1, 1, all);
   ObservationGuard guard;
   EXPECT_EQ(removed(guard.clean(all), Reason::Ahead, {}), "");
   withClock.clock.advance(nanoseconds(-1));

@@ -155,7 +155,7 @@ readings from the future left out: 3
                      "--clock", "recording")
         expected = ("-:3: warning: The time runs backwards", "-:6: warning: 1 scope closed without",
                     "-:7: warning: The time jumps ahead by 3.2 years",
-                    "-:14: warning: 1 scope opened while open", "-: warning: No headPosture",
+                    "-:14: warning: 1 scope opened while open", "-: warning: No gaze or headPosture",
                     "-: warning: No smile", "-: warning: 1 scope never closed")
         told = result.stderr.splitlines()
         self.assertEqual([text[:len(start)] for text, start in zip(told, expected)],
