@@ -90,8 +90,9 @@ inline constexpr std::tuple observationFields = [] {
   };
 }();
 
-inline constexpr std::size_t fieldCount = std::tuple_size_v<decltype(observationFields)>;
+inline constexpr std::size_t fieldCount = ZV::PersonObservation::fieldCount;
 
+static_assert(std::tuple_size_v<decltype(observationFields)> == fieldCount);
 static_assert(std::apply(
                   [](const auto&... field) {
                     const ZV::PersonObservation* const none = nullptr;

@@ -52,7 +52,7 @@ class ZV_API ObservationGuard {
   /// Thread safety: that of a plain value.
   struct Report {
     /// The fields that were removed, in the order of PersonObservation's members.
-    boost::container::static_vector<RemovedField, 15> removedFields;
+    boost::container::static_vector<RemovedField, PersonObservation::fieldCount> removedFields;
     /// How far the clock is behind its reading in the previous call, when that is beyond the limit.
     /// What is remembered of any person then lies in the future, so all of them should begin anew.
     boost::optional<Duration> clockSetBack;

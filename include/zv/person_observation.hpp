@@ -2,6 +2,7 @@
 #define ZV_PERSON_OBSERVATION_HPP
 
 #include <boost/optional.hpp>
+#include <cstddef>
 #include <cstdint>
 
 #include "zv/context_emotion.hpp"
@@ -24,6 +25,8 @@ struct PersonObservation {
   /// A reading with its time, or nothing.
   template <typename T>
   using Field = boost::optional<Timestamped<T>>;
+  /// How many fields there are.
+  static constexpr std::size_t fieldCount = 15;
 
   /// Whether the person looks at the robot.
   Field<bool> lookingAtRobot;
