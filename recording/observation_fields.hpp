@@ -142,10 +142,10 @@ inline constexpr std::size_t voiceEmotionCount = 6;
 /// A value for a reader to fill in.
 template <typename Value>
 Value blankValue() {
-  if constexpr (std::is_default_constructible_v<Value>) {
-    return Value();
-  } else {
+  if constexpr (std::is_constructible_v<Value, int, float>) {
     return Value(0, 0.0f);
+  } else {
+    return Value();
   }
 }
 
