@@ -133,7 +133,7 @@ TEST_F(Failing, GuardWithoutMemory) {
   all.distance->value = NAN;
   all.gaze->timestamp += boost::chrono::hours(1);
   ObservationGuard guard;
-  for (const std::size_t removed : {2, 0}) {
+  for (const std::size_t removed : {2U, 0U}) {
     setAllocationsUntilFailure(0);
     const auto report = guard.clean(all);
     EXPECT_EQ(allocationsUntilFailure(), 0);

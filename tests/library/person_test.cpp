@@ -31,15 +31,15 @@ TEST(Person, SharesStateAndMemoryWithItsCopies) {
 
 TEST(Person, IsNeverEmptyWhenItIsMovedFrom) {
   SimulatedPerson subject;
+  // NOLINTBEGIN(bugprone-use-after-move, performance-move-const-arg): what is tested
   const Person moved(std::move(subject.person));
   BodyLanguageState body;
   const BodyLanguageState movedBody(std::move(body));
-  // NOLINTBEGIN(bugprone-use-after-move): what is tested
   subject.person.update(touchedAt(0));
   EXPECT_EQ(&subject.state(), &moved.personState._record());
   EXPECT_EQ(moved.personMemory._record().touchEmotion.size(), 1u);
   EXPECT_EQ(&body._record(), &movedBody._record());
-  // NOLINTEND(bugprone-use-after-move)
+  // NOLINTEND(bugprone-use-after-move, performance-move-const-arg)
 }
 
 TEST(SocialGraph, KeepsPersonsByAscendingIdentifier) {

@@ -62,6 +62,7 @@ TEST(Force, TakesTheLockOfItsQuantityAlone) {
                          &state.locks.attention, &state.locks.attentionConfidence};
   for (std::size_t held = 0; held < 4; ++held) {
     std::vector<std::future<void>> running;
+    running.reserve(forces.size());
     const boost::unique_lock<boost::mutex> lock(*locks.at(held));
     for (const auto force : forces)
       running.push_back(begin([&state, force] { (state.*force)(1, 1, ""); }));
