@@ -41,7 +41,9 @@ float pulled(float value, float target, float strength, float lowest, float high
 
 }  // namespace
 
-void PersonStatePrivate::Observer::tell(const Force& force) const {
+// The exception by which a thread ends has no object: the reference to it is one to null.
+__attribute__((no_sanitize("null"))) void PersonStatePrivate::Observer::tell(
+    const Force& force) const {
   try {
     observe(force);
   } catch (const abi::__forced_unwind&) {
