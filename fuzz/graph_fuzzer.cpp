@@ -277,8 +277,8 @@ class Host {
     forEachChannel(memory, [&memory](auto& channel) {
       channel._forgetOld();
       const auto limit = static_cast<const void*>(&channel) == &memory.contextEmotion
-                             ? PersonMemoryPrivate::contextEmotionMaxAge
-                             : PersonMemoryPrivate::defaultMaxAge;
+                             ? PersonMemory::contextEmotionMaxAge
+                             : PersonMemory::maxAge;
       for (const auto& entry : channel.entries()) {
         require(ageOf(entry.timestamp) <= limit, "something older than the limit is remembered");
       }

@@ -10,6 +10,7 @@
 #include "fuzzing.hpp"
 #include "playback/csv.hpp"
 #include "playback/playback.hpp"
+#include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
 
@@ -37,6 +38,8 @@ void readAndWriteAll(const MemoryFile& file) {
       require(again && again->time == event->time, "a written line lost its time");
       require(writtenLine(*again) == line, "a written line changed when it was read");
     } catch (const BadLine&) {  // the lines after it can still be read
+    } catch (const Failure&) {  // UTF-16
+      return;
     }
   }
 }
