@@ -70,6 +70,26 @@ class BasicJsonWriter {
     key(name);
     this->value(value);
   }
+  /// An object as a member; `write()` adds what is in it.
+  template <typename Write>
+  void object(std::string_view name, Write write) {
+    key(name);
+    begin();
+    write();
+    end();
+  }
+  /// A list as a member, with an object for each item; `write(item)` adds what is in it.
+  template <typename Items, typename Write>
+  void list(std::string_view name, const Items& items, Write write) {
+    key(name);
+    beginList();
+    for (const auto& item : items) {
+      begin();
+      write(item);
+      end();
+    }
+    endList();
+  }
 
  protected:
   fmt::memory_buffer& text() { return _stream.text; }

@@ -26,10 +26,7 @@ class MemberWriter {
   void emotion(std::string_view name, const NumberKinds& kinds,
                ZV::ValueConfidence<float> emotion) {
     if (isPlainZero(emotion.value) && isPlainZero(emotion.confidence)) return;
-    _line.key(name);
-    _line.begin();
-    visitMembers(*this, kinds, emotion);
-    _line.end();
+    _line.object(name, [&] { visitMembers(*this, kinds, emotion); });
   }
 
   void points(const NumberKinds& kinds, const ZV::FacialPoints& points) {
@@ -58,13 +55,12 @@ void writeField(JsonLineWriter& line, Time lineTime, const ObservationField<Valu
                 const ZV::PersonObservation& fields) {
   const auto& reading = fields.*field.member;
   if (!reading) return;
-  line.key(field.name);
-  line.begin();
-  MemberWriter members(line);
-  Value value = reading->value;
-  visitMembers(members, field.numbers, value);
-  if (reading->timestamp != lineTime) line.member("time", reading->timestamp);
-  line.end();
+  line.object(field.name, [&] {
+    MemberWriter members(line);
+    Value value = reading->value;
+    visitMembers(members, field.numbers, value);
+    if (reading->timestamp != lineTime) line.member("time", reading->timestamp);
+  });
 }
 
 /// The index of the field at each position of a written line.

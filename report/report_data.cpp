@@ -179,35 +179,25 @@ void ReportData::Person::write(JsonLineWriter& json, Time end) const {
     writeColumn(json, floatNames.at(column), floats.at(column));
   }
   writeColumn(json, "mood", moods);
-  json.key("moves");
-  json.begin();
-  for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
-    json.key(nameOf(movedQuantities.at(index).quantity));
-    json.beginList();
-    for (const Moves& of : moves.at(index)) {
-      std::vector<std::int16_t> rows = of.rows;
-      rows.resize(times.size());
-      json.begin();
-      json.member("reason", of.reason);
-      writeColumn(json, "rows", rows);
-      json.end();
+  json.object("moves", [&] {
+    for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
+      const std::string_view quantity = nameOf(movedQuantities.at(index).quantity);
+      json.list(quantity, moves.at(index), [&](const Moves& of) {
+        std::vector<std::int16_t> rows = of.rows;
+        rows.resize(times.size());
+        json.member("reason", of.reason);
+        writeColumn(json, "rows", rows);
+      });
     }
-    json.endList();
-  }
-  json.end();
+  });
   writeChanges(json);
-  json.key("scopes");
-  json.beginList();
-  for (const Scope& scope : scopes) {
-    json.begin();
+  json.list("scopes", scopes, [&](const Scope& scope) {
     json.member("scope", scope.name);
     writeTime(json, "from", scope.begin);
     writeTime(json, "to", scope.end.value_or(end));
     json.member("label", scope.label);
     json.member("samples", scope.samples);
-    json.end();
-  }
-  json.endList();
+  });
 }
 
 void ReportData::add(Time time, const Event& event, const Row& row) {
@@ -243,31 +233,20 @@ std::string ReportData::json(std::string_view recording, std::string_view source
   json.beginList();
   for (const std::string& warning : warnings) json.value(warning);
   json.endList();
-  json.key("reasons");
-  json.beginList();
-  for (const ZV::ForceReason& reason : ZV::force_reasons::all) {
-    json.begin();
+  json.list("reasons", ZV::force_reasons::all, [&json](const ZV::ForceReason& reason) {
     json.member("name", reason.name);
     json.member("meaning", reason.meaning);
-    json.end();
-  }
-  json.endList();
+  });
   writeTime(json, "start", _begin);
   writeTime(json, "end", _end);
-  json.key("persons");
-  json.beginList();
-  for (const auto& [id, person] : _persons) {
-    json.begin();
-    json.member("person", id);
-    person.write(json, _end);
-    json.end();
-  }
-  json.endList();
-  json.key("room");
-  json.begin();
-  writeColumn(json, "time", _roomTimes);
-  writeColumn(json, "agitation", _agitation);
-  json.end();
+  json.list("persons", _persons, [&](const auto& entry) {
+    json.member("person", entry.first);
+    entry.second.write(json, _end);
+  });
+  json.object("room", [&] {
+    writeColumn(json, "time", _roomTimes);
+    writeColumn(json, "agitation", _agitation);
+  });
   json.finish();
 
   // Only texts have a "<", and there this is the same character.

@@ -142,28 +142,22 @@ void printJson(std::int32_t person, const ExplainedPerson& explained, bool isMom
   for (std::size_t index = 0; index < explained.why.quantities().size(); ++index) {
     const QuantityMoves& moves = explained.why.quantities().at(index);
     if (moves.reasons.empty()) continue;
-    json.key(nameOf(static_cast<ZV::Quantity>(index)));
-    json.begin();
-    json.member("before", moves.before);
-    json.member("after", moves.after);
-    member("up", moves.up());
-    member("down", moves.down());
-    json.key("reasons");
-    json.beginList();
-    for (const ReasonMoves& reason : moves.reasons) {
-      json.begin();
-      json.member("reason", reason.reason);
-      json.member("forces", reason.forces);
-      member("up", reason.up);
-      member("down", reason.down);
-      if (isMoment && reason.forces == 1) {
-        json.member("target", reason.target);
-        json.member("strength", reason.strength);
-      }
-      json.end();
-    }
-    json.endList();
-    json.end();
+    json.object(nameOf(static_cast<ZV::Quantity>(index)), [&] {
+      json.member("before", moves.before);
+      json.member("after", moves.after);
+      member("up", moves.up());
+      member("down", moves.down());
+      json.list("reasons", moves.reasons, [&](const ReasonMoves& reason) {
+        json.member("reason", reason.reason);
+        json.member("forces", reason.forces);
+        member("up", reason.up);
+        member("down", reason.down);
+        if (isMoment && reason.forces == 1) {
+          json.member("target", reason.target);
+          json.member("strength", reason.strength);
+        }
+      });
+    });
   }
   json.finish();
   fmt::print("{}", fmt::to_string(text));

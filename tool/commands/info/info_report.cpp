@@ -144,24 +144,20 @@ std::uint64_t openScopes(const RecordingFacts& facts) {
 }
 
 void writeField(JsonTextWriter& json, const FieldFacts& field, std::uint64_t cycles) {
-  json.begin();
   json.member("readings", field.readings);
   json.member("share", static_cast<double>(field.readings) / static_cast<double>(cycles));
-  json.key("lateness_seconds");
-  json.begin();
-  json.member("min", seconds(field.lateness.lowest()));
-  json.member("median", seconds(field.lateness.median()));
-  json.member("max", seconds(field.lateness.highest()));
-  json.end();
+  json.object("lateness_seconds", [&] {
+    json.member("min", seconds(field.lateness.lowest()));
+    json.member("median", seconds(field.lateness.median()));
+    json.member("max", seconds(field.lateness.highest()));
+  });
   json.member("repeated", field.repeated.count);
   json.member("repeated_with_other_numbers", field.contradicting.count);
   json.member("future", field.future.count);
   json.member("expired", field.expired.count);
-  json.end();
 }
 
 void writePerson(JsonTextWriter& json, std::int32_t id, const PersonFacts& person) {
-  json.begin();
   json.member("person", id);
   json.member("observations", person.observations);
   json.member("not_seen", person.notSeen);
@@ -177,18 +173,15 @@ void writePerson(JsonTextWriter& json, std::int32_t id, const PersonFacts& perso
     json.member("longest_gap_seconds", seconds(person.intervals.highest()));
     json.member("longest_gap_time", person.longestIntervalBegin);
   }
-  json.key("fields");
-  json.begin();
-  for (const auto& [index, field] : person.fields) {
-    json.key(fieldKinds.at(index).name);
-    writeField(json, field, person.cycles());
-  }
-  json.end();
-  json.end();
+  json.object("fields", [&] {
+    for (const auto& [index, field] : person.fields) {
+      json.object(fieldKinds.at(index).name,
+                  [&, &facts = field] { writeField(json, facts, person.cycles()); });
+    }
+  });
 }
 
 void writeScopes(JsonTextWriter& json, const RecordingFacts& facts) {
-  json.begin();
   json.member("opened", facts.scopes.opened);
   json.member("closed", facts.scopes.closed);
   json.member("closed_without_being_open", facts.scopes.unknown.count);
@@ -207,7 +200,6 @@ void writeScopes(JsonTextWriter& json, const RecordingFacts& facts) {
     }
   }
   json.endList();
-  json.end();
 }
 
 }  // namespace
@@ -263,12 +255,11 @@ std::string formatInfoJson(const InfoSource& source, const RecordingFacts& facts
   }
   json.member("source", source.header);
   json.member("lines", source.lines);
-  json.key("events");
-  json.begin();
-  for (std::size_t event = 0; event < eventNames.size(); ++event) {
-    json.member(eventNames.at(event), facts.eventCounts.at(event));
-  }
-  json.end();
+  json.object("events", [&] {
+    for (std::size_t event = 0; event < eventNames.size(); ++event) {
+      json.member(eventNames.at(event), facts.eventCounts.at(event));
+    }
+  });
   if (facts.events() > 0) {
     json.member("first_time", facts.lowestTime);
     json.member("last_time", facts.highestTime);
@@ -276,34 +267,24 @@ std::string formatInfoJson(const InfoSource& source, const RecordingFacts& facts
   }
   json.member("lines_back_in_time", facts.backwards.count);
   json.member("farthest_back_seconds", seconds(facts.farthestBack));
-  json.key("persons");
-  json.beginList();
-  for (const auto& [id, person] : facts.persons) writePerson(json, id, person);
-  json.endList();
-  json.key("numbers");
-  json.begin();
-  forEachSeenNumber(facts, [&json](const std::string& name, const NumberFacts& number) {
-    json.key(name);
-    json.begin();
-    json.member("count", number.count);
-    json.member("lowest", number.lowest);
-    json.member("highest", number.highest);
-    json.member("zeros", number.zeros);
-    json.end();
+  json.list("persons", facts.persons,
+            [&](const auto& entry) { writePerson(json, entry.first, entry.second); });
+  json.object("numbers", [&] {
+    forEachSeenNumber(facts, [&json](const std::string& name, const NumberFacts& number) {
+      json.object(name, [&] {
+        json.member("count", number.count);
+        json.member("lowest", number.lowest);
+        json.member("highest", number.highest);
+        json.member("zeros", number.zeros);
+      });
+    });
   });
-  json.end();
-  json.key("scopes");
-  writeScopes(json, facts);
-  json.key("findings");
-  json.beginList();
-  for (const auto& finding : findingsOf(facts)) {
-    json.begin();
+  json.object("scopes", [&] { writeScopes(json, facts); });
+  json.list("findings", findingsOf(facts), [&json](const Finding& finding) {
     json.member("kind", finding.kind);
     if (finding.firstLine > 0) json.member("first_line", finding.firstLine);
     json.member("text", finding.text);
-    json.end();
-  }
-  json.endList();
+  });
   json.end();
   text.push_back('\n');
   return fmt::to_string(text);
