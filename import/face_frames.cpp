@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
+
+#include "recording/printable.hpp"
 
 namespace zorvel {
 namespace {
@@ -99,19 +100,25 @@ void FaceFrames::lookAtStep(Time::duration step) {
   _doubts.push_back(fmt::format("{}the time jumps by {:.1f} years", _rows.lines().place(), years));
 }
 
-ImportFacts FaceFrames::facts(std::vector<ImportedField> fields, bool hasTimestamps) const {
-  ImportFacts facts;
+void FaceFrames::describe(ImportFacts& facts, bool hasTimestamps) const {
+  facts.cutOffRow = _rows.cutOffRow();
+  if (_observationCount == 0) {
+    throw Failure(fmt::format("{}: gives no observation: {}{}{}", printable(_rows.lines().name()),
+                              facts.rows == 0
+                                  ? "it has no rows"
+                                  : fmt::format("none of its rows has a face: {}", facts.noFace),
+                              facts.cutOffRow.empty() ? "" : "\n", facts.cutOffRow));
+  }
   facts.frames = _frameCount;
   facts.people = _everyone.size();
   facts.observations = _observationCount;
   if (_time) facts.length = between(_firstTime, *_time);
-  for (ImportedField& field : fields) {
+  for (ImportedField& field : facts.fields) {
     const auto kind =
         std::find_if(fieldKinds.begin(), fieldKinds.end(),
                      [&field](const FieldKind& each) { return each.name == field.name; });
     field.observations = _readingCounts.at(static_cast<std::size_t>(kind - fieldKinds.begin()));
   }
-  facts.fields = std::move(fields);
   facts.doubtfulTimes = _doubts;
   const double step = _shortestStep ? inSeconds(*_shortestStep) : 0.0;
   if (step > longStep) {
@@ -121,7 +128,6 @@ ImportFacts FaceFrames::facts(std::vector<ImportedField> fields, bool hasTimesta
             ? fmt::format("are the timestamps {}, where seconds belong?", unitOfStep(step))
             : "is --fps right?"));
   }
-  return facts;
 }
 
 }  // namespace zorvel

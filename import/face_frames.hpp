@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -13,6 +14,7 @@
 #include "import/csv_reader.hpp"
 #include "import/import.hpp"
 #include "recording/event.hpp"
+#include "recording/failure.hpp"
 #include "recording/observation_fields.hpp"
 
 namespace zorvel {
@@ -36,9 +38,10 @@ class FaceFrames {
   /// The same when the rest cannot be read: who is not in the frame may have been about to come.
   void abandon() { endFrame(false); }
 
-  /// What was made; that of the rows is left open. `fields` are those of the format, and
-  /// `hasTimestamps` tells that the times come from the file, not from a rate of frames.
-  ImportFacts facts(std::vector<ImportedField> fields, bool hasTimestamps) const;
+  /// Tells what was made. `facts` has the rows and what the format says of them; `hasTimestamps`
+  /// tells that the times come from the file, not from a rate of frames. Throws Failure when no row
+  /// has a face.
+  void describe(ImportFacts& facts, bool hasTimestamps) const;
 
  private:
   struct Person {
@@ -67,6 +70,31 @@ class FaceFrames {
   bool _hasJumped = false;
   std::vector<std::string> _doubts;
 };
+
+/// What an Importer does, for a format of files.
+template <typename Format>
+ImportFacts importRows(CsvReader& rows, const ImportOptions& options, const EventSink& use,
+                       const std::function<void()>& onProgress) {
+  Format format(rows, options);
+  FaceFrames frames(rows, options, use);
+  ImportFacts facts;
+  try {
+    onProgress();
+    while (rows.next()) {
+      format.readRow(frames);
+      ++facts.rows;
+      onProgress();
+    }
+  } catch (const Failure&) {
+    frames.abandon();
+    throw;
+  }
+  format.finish(frames);
+  facts.noFace = Format::noFace;
+  facts.fields = format.fields();
+  frames.describe(facts, format.hasTimestamps());
+  return facts;
+}
 
 }  // namespace zorvel
 
