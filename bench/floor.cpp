@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "observation/age.hpp"
+#include "recording/observation_fields.hpp"
 #include "zv/person_memory.hpp"
-#include "zv/timestamped.hpp"
 
 namespace zorvel::bench {
 
@@ -38,24 +38,14 @@ Floor::Floor(int rate)
     const float age = 7.0f * static_cast<float>(index) / static_cast<float>(_scaledAges.size());
     _scaledAges[index] = (3.0f - age) * 0.6666667f;
   }
-  const auto addChannel = [this](std::size_t entrySize, int entries) {
-    _entrySizes.push_back(entrySize);
-    _channels.emplace_back(entrySize * static_cast<std::size_t>(entries + 1));
-  };
-  const int n = _windows.samples;
-  addChannel(sizeof(ZV::Timestamped<bool>), n);
-  addChannel(sizeof(ZV::Timestamped<bool>), n);
-  addChannel(sizeof(ZV::Timestamped<float>), n);
-  addChannel(sizeof(ZV::Timestamped<float>), n);
-  addChannel(sizeof(ZV::Timestamped<int>), n);
-  addChannel(sizeof(ZV::Timestamped<ZV::Gaze>), n);
-  addChannel(sizeof(ZV::Timestamped<ZV::Smile>), n);
-  addChannel(sizeof(ZV::Timestamped<ZV::Expressions>), n);
-  addChannel(sizeof(ZV::Timestamped<ZV::HeadPosture>), n);
-  addChannel(sizeof(ZV::Timestamped<ZV::ValueConfidence<bool>>), n);
-  addChannel(sizeof(ZV::Timestamped<ZV::ValueConfidence<unsigned int>>), n);
-  addChannel(sizeof(ZV::Timestamped<ZV::FacialPoints>), n);
-  addChannel(sizeof(ZV::Timestamped<ZV::ContextEmotion>), _windows.contextEmotions);
+  forEachField([this](std::size_t /*index*/, const auto& field) {
+    if (!field.memory) return;
+    using Reading = typename std::decay_t<decltype(observeAll().*field.member)>::value_type;
+    const bool isContext = *field.memory == ZV::PersonMemory::contextEmotionMaxAge;
+    const int entries = isContext ? _windows.contextEmotions : _windows.samples;
+    _entrySizes.push_back(sizeof(Reading));
+    _channels.emplace_back(sizeof(Reading) * static_cast<std::size_t>(entries + 1));
+  });
 }
 
 float Floor::run() {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/predicate.hpp>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -16,14 +17,6 @@ namespace {
 
 // No measurement comes near, and nothing that is computed from two such leaves a 32-bit float.
 constexpr double largestNumber = 1e30;
-
-bool equalsInAnyCase(std::string_view left, std::string_view right) {
-  const auto lower = [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  };
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [lower](char a, char b) { return lower(a) == lower(b); });
-}
 
 }  // namespace
 
@@ -102,7 +95,7 @@ CsvReader::Column CsvReader::find(std::string_view name) const {
   if (const Column exact = findExactly(name)) return exact;
   Column found;
   for (std::size_t column = 0; column < _names.size(); ++column) {
-    if (!equalsInAnyCase(_names[column], name)) continue;
+    if (!boost::algorithm::iequals(_names[column], name)) continue;
     if (found) return std::nullopt;
     found = column;
   }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 #include <zv/person_observation.hpp>
@@ -50,6 +51,25 @@ inline ZV::Expressions expressionsOf(double calm, double anger, double joy, doub
   shown.surprise = {narrowed(surprise), confidence};
   return shown;
 }
+
+/// The columns of the twelve landmarks that are used, out of the usual 68. Their names are taken
+/// exactly: "x_36" is in pixels and "X_36" in millimetres.
+class LandmarkColumns {
+ public:
+  explicit LandmarkColumns(const CsvReader& rows);
+
+  /// Says which are missing; empty when all are there.
+  std::string missing() const;
+
+  /// The landmarks in the present row; none when a cell is empty. One without columns is at (0, 0).
+  std::optional<ZV::FacialPoints> read(const CsvReader& rows, float confidence) const;
+
+ private:
+  /// x and y of each point in turn.
+  static constexpr std::size_t columnCount = 24;
+  std::array<std::string, columnCount> _names;
+  std::array<CsvReader::Column, columnCount> _columns;
+};
 
 }  // namespace zorvel
 

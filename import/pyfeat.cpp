@@ -7,7 +7,6 @@
 #include "import/face_fields.hpp"
 #include "import/face_frames.hpp"
 #include "import/import.hpp"
-#include "import/landmark_columns.hpp"
 
 namespace zorvel {
 namespace {

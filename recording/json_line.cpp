@@ -4,6 +4,7 @@
 #include <rapidjson/error/en.h>
 #include <rapidjson/reader.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -192,6 +193,10 @@ std::string_view JsonValue::text() const {
 
 std::vector<JsonValue> JsonValue::elements() const {
   if (node().kind != JsonNode::Kind::Array) fail("must be a list");
+  return children();
+}
+
+std::vector<JsonValue> JsonValue::children() const {
   std::vector<JsonValue> all;
   for (std::size_t child = _index + 1; child < node().next; child = _line->_nodes[child].next) {
     all.emplace_back(*_line, child);
@@ -201,23 +206,19 @@ std::vector<JsonValue> JsonValue::elements() const {
 
 JsonObject::JsonObject(JsonValue value) : _value(value) {
   if (value.node().kind != JsonNode::Kind::Object) value.fail("must be an object");
-  const auto& nodes = value._line->_nodes;
-  for (auto child = value._index + 1; child < value.node().next; child = nodes[child].next) {
-    ++_members;
-  }
+  _unasked = value.children();
 }
 
 std::optional<JsonValue> JsonObject::find(std::string_view key) {
-  _asked.push_back(key);
-  const auto& nodes = _value._line->_nodes;
-  std::optional<JsonValue> found;
-  for (auto child = _value._index + 1; child < _value.node().next; child = nodes[child].next) {
-    if (nodes[child].key != key) continue;
-    if (found) _value.fail(fmt::format("the key {} is given twice", inQuotes(key)));
-    found.emplace(*_value._line, child);
-    ++_found;
+  const auto hasKey = [key](const JsonValue& member) { return member.node().key == key; };
+  const auto found = std::find_if(_unasked.begin(), _unasked.end(), hasKey);
+  if (found == _unasked.end()) return std::nullopt;
+  const JsonValue member = *found;
+  const auto next = _unasked.erase(found);
+  if (std::any_of(next, _unasked.end(), hasKey)) {
+    _value.fail(fmt::format("the key {} is given twice", inQuotes(key)));
   }
-  return found;
+  return member;
 }
 
 JsonValue JsonObject::get(std::string_view key) {
@@ -227,14 +228,8 @@ JsonValue JsonObject::get(std::string_view key) {
 }
 
 void JsonObject::finish() const {
-  if (_found == _members) return;
-  const auto& nodes = _value._line->_nodes;
-  for (auto child = _value._index + 1; child < _value.node().next; child = nodes[child].next) {
-    bool known = false;
-    for (const auto key : _asked) known |= key == nodes[child].key;
-    if (!known)
-      _value.fail(fmt::format("the key {} is not known here", inQuotes(nodes[child].key)));
-  }
+  if (_unasked.empty()) return;
+  _value.fail(fmt::format("the key {} is not known here", inQuotes(_unasked.front().node().key)));
 }
 
 }  // namespace zorvel

@@ -56,6 +56,8 @@ class JsonValue {
 
   const JsonNode& node() const;
   std::string path() const;
+  /// The values directly inside it.
+  std::vector<JsonValue> children() const;
 
   const JsonLine* _line;
   std::size_t _index;
@@ -76,9 +78,8 @@ class JsonObject {
 
  private:
   JsonValue _value;
-  std::size_t _members = 0;
-  std::size_t _found = 0;
-  std::vector<std::string_view> _asked;
+  /// The members that were not asked for.
+  std::vector<JsonValue> _unasked;
 };
 
 /// One line of JSON text.

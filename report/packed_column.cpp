@@ -2,25 +2,21 @@
 
 #include <zlib.h>
 
+#include <boost/archive/iterators/base64_from_binary.hpp>
+#include <boost/archive/iterators/transform_width.hpp>
 #include <new>
-#include <string_view>
+#include <utility>
 
 namespace zorvel {
 namespace {
 
-std::string base64(const std::vector<std::uint8_t>& bytes) {
-  constexpr std::string_view digits =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  text.reserve((bytes.size() + 2) / 3 * 4);
-  std::uint32_t bits = 0;
-  unsigned int count = 0;
-  for (const std::uint8_t byte : bytes) {
-    bits = (bits << 8U) | byte;
-    for (count += 8; count >= 6; count -= 6) text += digits[(bits >> (count - 6)) & 63U];
-  }
-  if (count > 0) text += digits[(bits << (6 - count)) & 63U];
-  text.append((4 - text.size() % 4) % 4, '=');
+std::string base64(std::vector<std::uint8_t> bytes) {
+  using namespace boost::archive::iterators;
+  using Digits = base64_from_binary<transform_width<std::vector<std::uint8_t>::iterator, 6, 8>>;
+  const std::size_t padding = (3 - bytes.size() % 3) % 3;
+  bytes.resize(bytes.size() + padding);
+  std::string text(Digits(bytes.begin()), Digits(bytes.end()));
+  text.replace(text.size() - padding, padding, padding, '=');
   return text;
 }
 
@@ -32,7 +28,7 @@ std::string packedBytes(const std::vector<std::uint8_t>& bytes) {
   // The one thing that can fail with room enough.
   if (compress(deflated.data(), &size, bytes.data(), bytes.size()) != Z_OK) throw std::bad_alloc();
   deflated.resize(size);
-  return base64(deflated);
+  return base64(std::move(deflated));
 }
 
 }  // namespace zorvel

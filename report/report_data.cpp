@@ -35,18 +35,6 @@ constexpr float leastChange = 0.05f;
 
 std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
 
-std::int32_t bitsOf(float number) {
-  std::int32_t bits = 0;
-  std::memcpy(&bits, &number, sizeof bits);
-  return bits;
-}
-
-float floatOf(std::int32_t bits) {
-  float number = 0.0f;
-  std::memcpy(&number, &bits, sizeof number);
-  return number;
-}
-
 // As a text: a script's numbers hold 53 bits.
 void writeTime(JsonLineWriter& json, std::string_view name, Time time) {
   json.member(name, std::to_string(nanoseconds(time)));
@@ -57,6 +45,13 @@ void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<
   json.member(name, packedColumn(column));
 }
 
+/// The bits of the floats.
+void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<float>& column) {
+  std::vector<std::int32_t> bits(column.size());
+  std::memcpy(bits.data(), column.data(), column.size() * sizeof(float));
+  writeColumn(json, name, bits);
+}
+
 }  // namespace
 
 void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
@@ -65,7 +60,7 @@ void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
                                     row.attention.value, row.attention.confidence,
                                     row.ease.level,      row.ease.confidence};
   for (std::size_t column = 0; column < values.size(); ++column) {
-    floats.at(column).push_back(bitsOf(values.at(column)));
+    floats.at(column).push_back(values.at(column));
   }
   moods.push_back(static_cast<std::int8_t>(row.mood));
   begins.push_back(isRemoved);
@@ -145,9 +140,7 @@ void ReportData::Person::writeChanges(JsonLineWriter& json) const {
   json.beginList();
   for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
     const MovedQuantity& moved = movedQuantities.at(index);
-    std::vector<float> values;
-    values.reserve(times.size());
-    for (const std::int32_t bits : floats.at(moved.floatColumn)) values.push_back(floatOf(bits));
+    const std::vector<float>& values = floats.at(moved.floatColumn);
     for (const Change& change :
          greatestChanges(times, values, comes, returns, leastChange * moved.range, mostChanges)) {
       // Over the whole change, what pulls steadily against something else would sum up to more.
@@ -217,7 +210,7 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
   if (const auto* scope = std::get_if<ScopeRow>(&row)) _persons[scope->person].close(time, *scope);
   if (const auto* room = std::get_if<AmbianceRow>(&row)) {
     _roomTimes.push_back(nanoseconds(time));
-    _agitation.push_back(bitsOf(room->agitation));
+    _agitation.push_back(room->agitation);
   }
 }
 

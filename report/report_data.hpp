@@ -48,8 +48,8 @@ class ReportData {
 
   struct Person {
     std::vector<std::int64_t> times;
-    /// The bits of the floats, in the order of floatNames.
-    std::array<std::vector<std::int32_t>, 6> floats;
+    /// In the order of floatNames.
+    std::array<std::vector<float>, 6> floats;
     std::vector<std::int8_t> moods;
     /// Of the valence and of the attention.
     std::array<std::vector<Moves>, 2> moves;
@@ -78,7 +78,7 @@ class ReportData {
   bool _isEmpty = true;
   std::map<std::int32_t, Person> _persons;
   std::vector<std::int64_t> _roomTimes;
-  std::vector<std::int32_t> _agitation;
+  std::vector<float> _agitation;
 };
 
 }  // namespace zorvel

@@ -222,8 +222,7 @@ Examples:
   zorvel explain meeting.jsonl --person 1 --at 12.5
   zorvel explain meeting.jsonl --from 1:00 --to 1:30 --json)");
   const auto options = std::make_shared<ExplainOptions>();
-  command->add_option("RECORDING", options->recording, "The recording; - reads standard input")
-      ->required();
+  addRecording(*command, options->recording);
   command->add_option("--person", options->time.person, "This person alone")
       ->check(isBetween(std::numeric_limits<std::int32_t>::min(),
                         std::numeric_limits<std::int32_t>::max()))

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "inspection/format.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_writer.hpp"
 #include "recording/time_unit.hpp"
@@ -26,18 +27,10 @@ struct FileOptions {
   ImportOptions faces;
 };
 
-std::string counted(std::uint64_t count, std::string_view one, std::string_view many) {
-  return fmt::format("{} {}", count, count == 1 ? one : many);
-}
-
-std::string counted(std::uint64_t count, std::string_view noun) {
-  return counted(count, noun, fmt::format("{}s", noun));
-}
-
 void printField(const ImportedField& field, std::uint64_t observations) {
   if (field.obstacle.empty() && field.observations < observations) {
     fmt::print(stderr, "no {} in {} of {}: cells are empty or not usable\n", field.name,
-               observations - field.observations, counted(observations, "observation"));
+               observations - field.observations, formatCount(observations, "observation"));
   } else if (!field.obstacle.empty()) {
     // A landmark without columns is written all the same.
     fmt::print(stderr, "{} {}: {}\n", field.observations == 0 ? "no" : "zeros in", field.name,
@@ -47,12 +40,13 @@ void printField(const ImportedField& field, std::uint64_t observations) {
 
 /// Says on standard error what was made, what was left out and what looks wrong.
 void printFacts(const ImportFacts& facts, Time start) {
-  fmt::print(stderr, "{}, {}, {}, {}, {:.3f} s\n", counted(facts.rows, "row"),
-             counted(facts.frames, "frame"), counted(facts.people, "person", "people"),
-             counted(facts.observations, "observation"), inSeconds(facts.length));
+  fmt::print(stderr, "{}, {}, {} {}, {}, {:.3f} s\n", formatCount(facts.rows, "row"),
+             formatCount(facts.frames, "frame"), facts.people,
+             facts.people == 1 ? "person" : "people",
+             formatCount(facts.observations, "observation"), inSeconds(facts.length));
   if (facts.rows > facts.observations) {
-    fmt::print(stderr, "{} without a face: {}\n", counted(facts.rows - facts.observations, "row"),
-               facts.noFace);
+    fmt::print(stderr, "{} without a face: {}\n",
+               formatCount(facts.rows - facts.observations, "row"), facts.noFace);
   }
   if (!facts.cutOffRow.empty()) fmt::print(stderr, "{}\n", facts.cutOffRow);
   for (const ImportedField& field : facts.fields) printField(field, facts.observations);
@@ -95,12 +89,7 @@ std::shared_ptr<FileOptions> addOptions(CLI::App& command) {
   auto options = std::make_shared<FileOptions>();
   options->faces.start = *readDate(defaultStart);
   command.add_option("FILE", options->file, "The CSV file; - reads standard input")->required();
-  command
-      .add_option(
-          "-o,--output", options->output,
-          "The recording to write; it appears when it is whole. - writes to standard output")
-      ->type_name("FILE")
-      ->capture_default_str();
+  addOutputFile(command, options->output, "The recording to write");
   command
       .add_option_function<std::string>(
           "--start",

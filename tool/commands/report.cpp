@@ -8,6 +8,7 @@
 #include "recording/recording_reader.hpp"
 #include "report/report_data.hpp"
 #include "report/report_page.hpp"
+#include "system/command_line.hpp"
 #include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
@@ -70,12 +71,8 @@ Example:
   zorvel report meeting.jsonl --output meeting.html)");
   const auto recording = std::make_shared<std::string>();
   const auto output = std::make_shared<std::string>("report.html");
-  command->add_option("RECORDING", *recording, "The recording; - reads standard input")->required();
-  command
-      ->add_option("-o,--output", *output,
-                   "The page to write; it appears when it is whole. - writes to standard output")
-      ->type_name("FILE")
-      ->capture_default_str();
+  addRecording(*command, *recording);
+  addOutputFile(*command, *output, "The page to write");
   command->callback([recording, output] { report(*recording, *output); });
 }
 

@@ -122,6 +122,18 @@ CLI::Validator wholeNumber(std::int64_t lowest, std::int64_t highest) {
   return {transform, ""};
 }
 
+void addRecording(CLI::App& command, std::string& name) {
+  command.add_option("RECORDING", name, "The recording; - reads standard input")->required();
+}
+
+void addOutputFile(CLI::App& command, std::string& name, const std::string& what) {
+  command
+      .add_option("-o,--output", name,
+                  what + "; it appears when it is whole. - writes to standard output")
+      ->type_name("FILE")
+      ->capture_default_str();
+}
+
 std::optional<Time::duration> readTimeSinceStart(const std::string& text) {
   double seconds = 0.0;
   const char* position = text.data();

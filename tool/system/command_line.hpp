@@ -42,6 +42,12 @@ std::optional<Time::duration> readTimeSinceStart(const std::string& text);
 /// a recording's range.
 std::optional<Time> readDate(const std::string& text);
 
+/// The recording to read, which every command that takes one calls the same.
+void addRecording(CLI::App& command, std::string& name);
+
+/// -o,--output for a file; `what` begins its description, like "The recording to write".
+void addOutputFile(CLI::App& command, std::string& name, const std::string& what);
+
 /// An option that takes a time since the start of a recording. `Duration` is Time::duration, or an
 /// optional one.
 template <typename Duration>

@@ -6,13 +6,13 @@
 
 #include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
 
 #include "recording/failure.hpp"
 #include "system/interrupt.hpp"
-#include "system/write_all.hpp"
 
 namespace zorvel {
 namespace {
@@ -103,7 +103,19 @@ void TextOutput::flush() {
 
 // Not through stdio, which would try once more at the end what could not be written.
 void TextOutput::write() {
-  writeAll(_descriptor, _name, {_text.data(), _text.size()});
+  std::string_view rest(_text.data(), _text.size());
+  while (!rest.empty()) {
+    const ssize_t count = ::write(_descriptor, rest.data(), rest.size());
+    if (count >= 0) {
+      rest.remove_prefix(static_cast<std::size_t>(count));
+      continue;
+    }
+    const int error = errno;
+    throwIfInterrupted();
+    // Whoever started this process may have had the signal ignored.
+    if (error == EPIPE) throw Interrupted{SIGPIPE};
+    if (error != EINTR) throw systemFailure(_name, error);
+  }
   _text.clear();
 }
 

@@ -8,6 +8,7 @@
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
+#include "system/command_line.hpp"
 #include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
@@ -71,8 +72,7 @@ Examples:
     bool json = false;
   };
   const auto options = std::make_shared<Options>();
-  command->add_option("RECORDING", options->recording, "The recording; - reads standard input")
-      ->required();
+  addRecording(*command, options->recording);
   command->add_flag("--json", options->json,
                     "The same as a JSON object, times in nanoseconds; each finding has a kind, a "
                     "text and the first line that shows it");

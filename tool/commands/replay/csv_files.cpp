@@ -40,22 +40,16 @@ CsvFiles::CsvFiles(const std::filesystem::path& folder, Forces forces)
 }
 
 void CsvFiles::write(Time time, const Row& row) {
+  const auto writeTo = [time](TextOutput& file, const auto&... content) {
+    appendRow(file.text(), time, content...);
+    file.flush();
+  };
   if (const auto* state = std::get_if<StateRow>(&row)) {
-    appendRow(_timeline.text(), time, *state);
-    _timeline.flush();
-    for (const ZV::Force& force : state->forces) {
-      appendRow(_forces->text(), time, state->person, force);
-      _forces->flush();
-    }
+    writeTo(_timeline, *state);
+    for (const ZV::Force& force : state->forces) writeTo(*_forces, state->person, force);
   }
-  if (const auto* scope = std::get_if<ScopeRow>(&row)) {
-    appendRow(_scopes.text(), time, *scope);
-    _scopes.flush();
-  }
-  if (const auto* ambiance = std::get_if<AmbianceRow>(&row)) {
-    appendRow(_ambiance.text(), time, *ambiance);
-    _ambiance.flush();
-  }
+  if (const auto* scope = std::get_if<ScopeRow>(&row)) writeTo(_scopes, *scope);
+  if (const auto* ambiance = std::get_if<AmbianceRow>(&row)) writeTo(_ambiance, *ambiance);
 }
 
 void CsvFiles::commit() {

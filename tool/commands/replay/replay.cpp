@@ -42,7 +42,7 @@ struct ReplayOptions {
   bool forces = false;
 };
 
-/// One recording of several, and what came of it.
+/// One recording, and what came of it.
 struct Job {
   std::string recording;
   std::filesystem::path folder;
@@ -51,29 +51,23 @@ struct Job {
   std::string failure;
 };
 
-Forces watched(const ReplayOptions& options) {
-  return options.forces ? Forces::Watched : Forces::Unwatched;
-}
-
-/// Replays one recording into the folder. Returns what ended it early, as playAll does.
-std::optional<Failure> replayInto(const std::filesystem::path& folder, const std::string& name,
-                                  const ReplayOptions& options, Summary& summary,
-                                  std::vector<Finding>& findings,
+/// Replays one recording into its folder. Returns what ended it early, as playAll does.
+std::optional<Failure> replayInto(Job& job, const ReplayOptions& options,
                                   const std::function<void(const LineReader&)>& showProgress) {
-  const Forces forces = watched(options);
-  RecordingReader recording(name, waitForInput);
-  CsvFiles files(folder, forces);
+  const Forces forces = options.forces ? Forces::Watched : Forces::Unwatched;
+  RecordingReader recording(job.recording, waitForInput);
+  CsvFiles files(job.folder, forces);
   RecordingFacts facts;
   auto failure = playAll(recording, forces, [&](Time time, const Event& event, const Row& row) {
     files.write(time, row);
-    summary.add(time, row);
+    job.summary.add(time, row);
     if (!options.quiet) facts.add(event, recording.lines().lineNumber());
     showProgress(recording.lines());
   });
   // A file that cannot even be begun takes no earlier results away.
   if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
   files.commit();
-  findings = findingsOf(facts);
+  job.findings = findingsOf(facts);
   return failure;
 }
 
@@ -81,18 +75,16 @@ void replayOne(const ReplayOptions& options) {
   auto outputs = CsvFiles::names(options.output);
   if (!options.quiet) outputs.emplace_back("-");
   requireDistinct(options.recordings, outputs);
-  Summary summary;
-  std::vector<Finding> findings;
-  const std::string& recording = options.recordings.front();
+  Job job{options.recordings.front(), options.output, {}, {}, {}};
   std::optional<Failure> failure;
   {
     Progress progress(!options.quiet);
-    failure = replayInto(options.output, recording, options, summary, findings,
-                         [&progress](const LineReader& lines) { progress.update(lines); });
+    failure =
+        replayInto(job, options, [&progress](const LineReader& lines) { progress.update(lines); });
   }
   if (!options.quiet) {
-    fmt::print("{}", summary.text());
-    printWarnings(recording, findings);
+    fmt::print("{}", job.summary.text());
+    printWarnings(job.recording, job.findings);
   }
   if (failure) throw Failure(*failure);
 }
@@ -187,9 +179,7 @@ void replayMany(const ReplayOptions& options) {
         bytesRead += lines.bytesRead() - std::exchange(read, lines.bytesRead());
       };
       try {
-        const auto failure =
-            replayInto(job.folder, job.recording, options, job.summary, job.findings, count);
-        if (failure) job.failure = failure->what();
+        if (const auto failure = replayInto(job, options, count)) job.failure = failure->what();
       } catch (const std::exception& error) {
         job.failure = error.what();
       }

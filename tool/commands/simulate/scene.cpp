@@ -163,26 +163,18 @@ void SimulatedPerson::step(Time now, const EventSink& sink) {
     sink({now, Observation{_id, perceive(now)}});
   }
   // The scope must be stopped after its last sample: one more cycle would drop it.
-  if (_greetingCyclesLeft > 0 && --_greetingCyclesLeft == 0) stopScope(greetingScope, now, sink);
+  if (_greetingCyclesLeft > 0 && --_greetingCyclesLeft == 0)
+    sink({now, StopRecording{_id, greetingScope}});
 }
 
 void SimulatedPerson::finish(Time now, const EventSink& sink) {
-  if (_greetingCyclesLeft > 0) stopScope(greetingScope, now, sink);
-  if (isPresent()) stopScope(visitScope, now, sink);
-}
-
-void SimulatedPerson::startScope(const char* scope, std::int32_t samples, Time now,
-                                 const EventSink& sink) {
-  sink({now, StartRecording{_id, scope, samples}});
-}
-
-void SimulatedPerson::stopScope(const char* scope, Time now, const EventSink& sink) {
-  sink({now, StopRecording{_id, scope}});
+  if (_greetingCyclesLeft > 0) sink({now, StopRecording{_id, greetingScope}});
+  if (isPresent()) sink({now, StopRecording{_id, visitScope}});
 }
 
 void SimulatedPerson::beginNext(Time now, const EventSink& sink) {
   if (_behaviour == leaving) {
-    stopScope(visitScope, now, sink);
+    sink({now, StopRecording{_id, visitScope}});
     sink({now, Remove{_id}});
   }
   ++_behaviour;
@@ -203,11 +195,11 @@ void SimulatedPerson::beginNext(Time now, const EventSink& sink) {
     _distance = behaviours.at(away).distance;
     _smile = 0.0;
     _face = behaviour().face;
-    startScope(visitScope, StartRecording::unlimited, now, sink);
+    sink({now, StartRecording{_id, visitScope, StartRecording::unlimited}});
   }
   if (_behaviour == greeting) {
     _greetingCyclesLeft = greetingSeconds * _rate;
-    startScope(greetingScope, _greetingCyclesLeft, now, sink);
+    sink({now, StartRecording{_id, greetingScope, _greetingCyclesLeft}});
   }
 }
 

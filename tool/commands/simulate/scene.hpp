@@ -44,8 +44,6 @@ class SimulatedPerson {
  private:
   const Behaviour& behaviour() const;
   void beginNext(Time now, const EventSink& sink);
-  void startScope(const char* scope, std::int32_t samples, Time now, const EventSink& sink);
-  void stopScope(const char* scope, Time now, const EventSink& sink);
   void move();
   ZV::PersonObservation perceive(Time now);
   void perceiveFace(ZV::PersonObservation& fields, Time now);

@@ -87,12 +87,7 @@ Examples:
       ->type_name("N")
       ->transform(wholeNumber(0, std::numeric_limits<std::int64_t>::max()))
       ->capture_default_str();
-  command
-      ->add_option(
-          "-o,--output", options->output,
-          "The recording to write; it appears when it is whole. - writes to standard output")
-      ->type_name("FILE")
-      ->capture_default_str();
+  addOutputFile(*command, options->output, "The recording to write");
   command->callback([options] { simulate(*options); });
 }
 
