@@ -230,8 +230,8 @@ class Host {
       const float most = _clock.isEven() ? 0.5f : 0.5f * static_cast<float>(_headPostures);
       if (_clock.isEven() || std::isfinite(ease.level)) requireWithin(ease.level, -most, most);
       requireUnlocked(state._record().locks);
-      forEachChannel(person.personMemory._record(),
-                     [this](auto& channel) { requireSorted(channel); });
+      person.personMemory._record().forEachChannel(
+          [this](auto& channel, auto /*field*/) { requireSorted(channel); });
     }
     requireWithin(_room.ambientActivityLevel(AmbianceDescription::Agitation), 0.0f, 1.0f);
     requireWithin(_room.ambientActivityLevel(AmbianceDescription::Calm), 0.0f, 1.0f);
@@ -243,23 +243,6 @@ class Host {
       require(lock->try_lock(), "a lock stays held");
       lock->unlock();
     }
-  }
-
-  template <typename Visit>
-  static void forEachChannel(PersonMemoryPrivate& memory, Visit visit) {
-    visit(memory.headPosture);
-    visit(memory.distance);
-    visit(memory.lookingAtRobot);
-    visit(memory.smile);
-    visit(memory.gaze);
-    visit(memory.expressions);
-    visit(memory.gender);
-    visit(memory.age);
-    visit(memory.faceDetected);
-    visit(memory.facialPoints);
-    visit(memory.touchEmotion);
-    visit(memory.asrEmotion);
-    visit(memory.contextEmotion);
   }
 
   template <typename Channel>
@@ -274,7 +257,7 @@ class Host {
 
   void requireInsideAgeLimit(PersonMemoryPrivate& memory) {
     _clock.step = 0;
-    forEachChannel(memory, [&memory](auto& channel) {
+    memory.forEachChannel([&memory](auto& channel, auto /*field*/) {
       channel._forgetOld();
       const auto limit = static_cast<const void*>(&channel) == &memory.contextEmotion
                              ? PersonMemory::contextEmotionMaxAge

@@ -130,19 +130,6 @@ void PersonStatePrivate::_handleOkaoLimitations(float distance, float height,
   }
 }
 
-boost::chrono::milliseconds PersonStatePrivate::_lastTimeStampedObservationValence() const {
-  auto age = ageOf(smileTimestamp);
-  age = std::min(age, ageOf(expressionsTimestamp));
-  age = std::min(age, ageOf(voiceEmotionTimestamp));
-  age = std::min(age, ageOf(asrEmotionTimestamp));
-  return std::min(age, ageOf(touchEmotionTimestamp));
-}
-
-boost::chrono::milliseconds PersonStatePrivate::_lastTimeStampedObservationAttention() const {
-  const auto age = ageOf(headPostureTimestamp);
-  return std::min(age, ageOf(gazeTimestamp));
-}
-
 void PersonStatePrivate::_decreaseSinceNotSeen() {
   _applyForceValence(0.0f, notVisibleStrength, force_reasons::notVisible.name);
   _applyForceValenceConfidence(0.0f, notVisibleConfidenceStrength, force_reasons::notVisible.name);

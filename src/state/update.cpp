@@ -274,6 +274,19 @@ bool PersonStatePrivate::pullByContextEmotion(const PersonMemory& memory) {
   return true;
 }
 
+boost::chrono::milliseconds PersonStatePrivate::_lastTimeStampedObservationValence() const {
+  auto age = ageOf(smileTimestamp);
+  age = std::min(age, ageOf(expressionsTimestamp));
+  age = std::min(age, ageOf(voiceEmotionTimestamp));
+  age = std::min(age, ageOf(asrEmotionTimestamp));
+  return std::min(age, ageOf(touchEmotionTimestamp));
+}
+
+boost::chrono::milliseconds PersonStatePrivate::_lastTimeStampedObservationAttention() const {
+  const auto age = ageOf(headPostureTimestamp);
+  return std::min(age, ageOf(gazeTimestamp));
+}
+
 void PersonStatePrivate::restOrLimitValence(bool seen, const PersonObservation& observation) {
   if (seen) {
     limitBySensor(observation, "valence");

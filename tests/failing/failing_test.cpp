@@ -108,21 +108,18 @@ TEST_F(Failing, GraphWithoutMemory) {
 
 TEST_F(Failing, MemoryWithoutMemory) {
   const auto sizes = [](PersonMemory& memory) {
-    auto& m = memory._record();
-    return std::vector<std::size_t>{
-        m.age.size(),           m.faceDetected.size(), m.distance.size(),
-        m.expressions.size(),   m.gaze.size(),         m.gender.size(),
-        m.headPosture.size(),   m.smile.size(),        m.lookingAtRobot.size(),
-        m.facialPoints.size(),  m.touchEmotion.size(), m.asrEmotion.size(),
-        m.contextEmotion.size()};
+    std::vector<std::size_t> all;
+    memory._record().forEachChannel(
+        [&all](auto& channel, auto /*field*/) { all.push_back(channel.size()); });
+    return all;
   };
   std::size_t filed = 0;
   const auto look = [&](PersonMemory& memory) {
-    std::vector<std::size_t> expected(13, 0);
+    std::vector<std::size_t> expected(sizes(memory).size(), 0);
     std::fill_n(expected.begin(), filed++, 1);
     EXPECT_EQ(sizes(memory), expected);  // the channels before the one that failed
     memory.add(everything());
-    EXPECT_EQ(sizes(memory), std::vector<std::size_t>(13, 1));
+    EXPECT_EQ(sizes(memory), std::vector<std::size_t>(expected.size(), 1));
   };
   const auto all = everything();
   failAllocations<PersonMemory>([&](PersonMemory& memory) { memory.add(all); }, look);

@@ -10,6 +10,7 @@
 
 #include "memory/person_memory_private.hpp"
 #include "state/person_state_private.hpp"
+#include "tests/fill_observation.hpp"
 #include "zv/zorvel.hpp"
 
 // Literals of nine digits are the floats nearest to what the comment beside them works out, or what
@@ -114,22 +115,15 @@ struct SimulatedPerson {
   Person person{1};
 };
 
+/// An observation with every field but the height.
 inline PersonObservation allChannelsAt(int time) {
-  PersonObservation all;
-  all.lookingAtRobot = seen(time, true);
-  all.faceDetected = seen(time, false);
-  all.distance = seen(time, 1.25f);
-  all.asrEmotion = seen(time, 0.75f);
-  all.gaze = seen(time, Gaze());
-  all.smile = seen(time, Smile());
-  all.expressions = seen(time, Expressions());
-  all.headPosture = seen(time, HeadPosture());
-  all.gender = seen(time, ValueConfidence<bool>(true, 1));
-  all.age = seen(time, ValueConfidence<unsigned int>(30, 1));
-  all.facialPoints = seen(time, FacialPoints());
-  all.voiceEmotion = seen(time, VoiceEmotion());
-  all.touchEmotion = seen(time, 0);
-  all.contextEmotion = seen(time, ContextEmotion(1, 10));
+  auto all =
+      zorvel::filledObservation(at(time), [](const auto& /*kind*/, auto& number) { number = {}; });
+  all.height.reset();
+  all.lookingAtRobot->value = true;
+  all.distance->value = 1.25f;
+  all.asrEmotion->value = 0.75f;
+  all.contextEmotion->value = ContextEmotion(1, 10);
   return all;
 }
 
