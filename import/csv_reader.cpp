@@ -28,7 +28,7 @@ CsvReader::CsvReader(const std::string& name, const WaitForInput& waitForInput)
   _names.assign(_cells.begin(), _cells.end());
 }
 
-/// Of the three, the one that the line with the names has most of.
+/// Whichever of the three occurs most often in the line of names.
 void CsvReader::recogniseSeparator() {
   auto most = std::count(_line.begin(), _line.end(), _separator);
   for (const char separator : {';', '\t'}) {
@@ -39,7 +39,7 @@ void CsvReader::recogniseSeparator() {
   }
 }
 
-/// What does not count around a cell.
+/// The blanks that are ignored around a cell.
 const char* CsvReader::blanks() const { return _separator == '\t' ? " " : " \t"; }
 
 std::string_view CsvReader::trimmed(std::string_view text) const {
@@ -137,7 +137,7 @@ std::optional<double> CsvReader::number(Column column) const {
   const auto result = std::from_chars(cell.data(), end, value);
   if (result.ptr != end) fail(column, fmt::format("{} is not a number", inQuotes(text(column))));
   if (result.ec == std::errc() && !std::isfinite(value)) return std::nullopt;
-  // It does not tell a number too small, which is 0, from one too large.
+  // from_chars reports underflow, which should give 0, and overflow alike; strtod tells them apart.
   if (result.ec != std::errc()) value = std::strtod(std::string(cell).c_str(), nullptr);
   if (std::abs(value) > largestNumber) fail(column, fmt::format("{} is too large", text(column)));
   return value;

@@ -13,10 +13,10 @@ namespace {
 constexpr double nanosecondsPerSecond = 1e9;
 constexpr double secondsPerYear = 365.25 * 86400.0;
 
-// Frames that are never closer together than this are hardly those of a video.
+// In a video some frames are closer together than this.
 constexpr double longStep = 3.0;
 
-/// The unit that the timestamps are probably in, when even the closest are `step` seconds apart.
+/// The unit that the timestamps are probably in, when no two are closer than `step` seconds.
 std::string_view unitOfStep(double step) {
   if (step < 1e3) return "milliseconds";
   return step < 1e6 ? "microseconds" : "nanoseconds";

@@ -35,7 +35,7 @@ class OpenFaceImport {
 
   void readRow(FaceFrames& frames) {
     readTime(frames);
-    // The other cells of a row without a face are stale or noise.
+    // In a row without a face, the other cells are stale or noise.
     if (_rows.number(_success) != 1.0) return;
     const std::int32_t person = _faceId ? _rows.requiredInteger32(_faceId) : 0;
     if (!frames.add(person, face())) {
@@ -85,7 +85,7 @@ class OpenFaceImport {
     } else if (_options.framesPerSecond) {
       frames.setTime((frame - 1.0) / *_options.framesPerSecond, _frame);
     } else if (frame == 1.0) {
-      // At any rate of frames, and the same when it is not of an image sequence.
+      // The first frame is at 0 whatever the rate.
       frames.setTime(0.0, _frame);
     } else {
       _rows.fail(_timestamp, "every timestamp is 0; --fps must tell the frames per second");

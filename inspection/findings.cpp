@@ -71,7 +71,7 @@ class Findings {
     _found.push_back({kind, firstLine, std::move(text), true});
   }
 
-  /// Of what a good recording of an unusual scene may show, too.
+  /// Notes what a good recording of an unusual scene may show, too.
   void note(std::string_view kind, std::string text) {
     _found.push_back({kind, 0, std::move(text), false});
   }
@@ -263,7 +263,7 @@ class Findings {
            "facialPoints.confidence is always 0, which pulls the confidences of valence and "
            "attention to 0.");
     }
-    // Beyond these, next to nothing is left of the confidences.
+    // Beyond these, hardly any confidence is left.
     const bool isFar = field.name == "distance" && number.lowest > 1.5f;
     const bool isHigh = field.name == "height" && number.lowest > 1.6f;
     if ((isFar || isHigh) && number.lowest <= kind.highest) {

@@ -17,7 +17,7 @@ std::string formatDuration(std::int64_t nanoseconds) {
     double nanoseconds;
     std::string_view name;
   };
-  // Each from the length where it reads better than the one after it.
+  // Each with the length from which it reads better than the next.
   constexpr std::array<std::pair<double, Unit>, 6> units{
       {{2 * 365.25 * 86400e9, {365.25 * 86400e9, "years"}},
        {2 * 86400e9, {86400e9, "days"}},

@@ -46,7 +46,7 @@ void forEachNumber(const NumberKinds& kinds, Value value, Visit visit) {
   visitMembers(visitor, kinds, value);
 }
 
-/// As the memory forgets: in whole milliseconds.
+/// Compared in whole milliseconds, as the memory does.
 bool isOlder(Time time, Time now, Milliseconds limit) {
   return boost::chrono::duration_cast<Milliseconds>(between(time, now)) > limit;
 }
@@ -99,7 +99,7 @@ void RecordingFacts::add(const Event& event, std::uint64_t line) {
     longestStepLine = line;
   }
   lowestTime = std::min(lowestTime, event.time);
-  // It is the replay's clock, too, which never runs backwards.
+  // This is also the replay's clock, which never runs backwards.
   highestTime = std::max(highestTime, event.time);
   std::visit([&](const auto& what) { add(what, Line{event.time, line}); }, event.what);
 }

@@ -44,9 +44,9 @@ struct FieldFacts {
   Occurrences future;
   /// Older than the memory keeps, on the replay's clock.
   Occurrences expired;
-  /// With the time of one that is in memory, which drops them.
+  /// With the time of a reading that is in memory, for which they are dropped.
   Occurrences repeated;
-  /// Those of them that have other numbers than the one in memory.
+  /// Those of them whose numbers differ from the one in memory.
   Occurrences contradicting;
 
   /// Hashes of the numbers, by time, of the readings in memory; and that of the last reading.
@@ -85,9 +85,9 @@ struct PersonFacts {
 struct ScopeFacts {
   std::uint64_t opened = 0;
   std::uint64_t closed = 0;
-  /// Opened although open, which begins them anew.
+  /// Opened while open, which begins them anew.
   Occurrences restarted;
-  /// Closed although not open.
+  /// Closed while not open.
   Occurrences unknown;
   /// Dropped because their samples were used up.
   Occurrences exhausted;
@@ -101,11 +101,11 @@ struct RecordingFacts {
   /// Adds an event from that line of the file.
   void add(const Event& event, std::uint64_t line);
 
-  /// Whether something that is wrong from line to line is so for the first time in this one: a time
-  /// earlier than before, the longest step of the time, or a scope out of order.
+  /// Whether this line is the first to show something that goes wrong from line to line: a time
+  /// that runs backwards, the longest step of the time so far, or a scope out of order.
   bool goesWrongIn(std::uint64_t line) const;
 
-  /// Drops the facts of a person, for one who reads without end.
+  /// Drops the facts of a person, so that memory stays bounded in a service.
   void forget(std::int32_t person) { persons.erase(person); }
   /// Drops the facts of all persons; the time begins anew.
   void forgetEverybody();

@@ -52,7 +52,7 @@ std::string formatMeans(const CycleSums& cycles) {
     return fmt::format("{:.1f} %", 100.0 * static_cast<double>(cycles.moods.at(mood)) / count);
   };
   const auto mean = [count](double value, double confidence) {
-    // Its sign bit would show.
+    // The sign bit of a NaN would be printed.
     const auto number = [](double part) { return std::isnan(part) ? std::abs(part) : part; };
     return fmt::format("{:.3f} ({:.3f})", number(value / count), number(confidence / count));
   };

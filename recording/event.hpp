@@ -18,7 +18,8 @@ using Time = ku::SystemClock::time_point;
 /// A recording's times lie within this much of the epoch, on either side.
 constexpr Time::duration latestTime{std::int64_t{1} << 62};
 
-/// The time from one to the other, clamped to what 64 bits hold. It can be negated.
+/// The time from one to the other, clamped to what 64 bits hold, and never so low that it could not
+/// be negated.
 inline Time::duration between(Time from, Time to) {
   Time::rep difference = 0;
   if (__builtin_sub_overflow(to.time_since_epoch().count(), from.time_since_epoch().count(),

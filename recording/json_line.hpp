@@ -56,7 +56,7 @@ class JsonValue {
 
   const JsonNode& node() const;
   std::string path() const;
-  /// The values directly inside it.
+  /// The values directly inside this one.
   std::vector<JsonValue> children() const;
 
   const JsonLine* _line;

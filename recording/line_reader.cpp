@@ -49,7 +49,7 @@ LineReader::~LineReader() {
   if (_descriptor != STDIN_FILENO) close(_descriptor);
 }
 
-/// Puts the next bytes behind what is in the buffer; returns their number, 0 at the end.
+/// Appends the next bytes to the buffer; returns how many, 0 at the end of the file.
 std::size_t LineReader::readMore() {
   while (true) {
     if (_waitForInput) _waitForInput(_descriptor);
@@ -61,7 +61,7 @@ std::size_t LineReader::readMore() {
   }
 }
 
-/// Whether the file's first bytes do not yet tell how it is encoded.
+/// Whether too few bytes are read to tell how the file is encoded.
 bool LineReader::beginsUndecided() const {
   return _end < 2 || byteOrderMark.substr(0, _end) == std::string_view(_buffer.data(), _end);
 }

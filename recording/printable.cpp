@@ -12,7 +12,7 @@ bool continuesCharacter(char byte) { return (static_cast<unsigned char>(byte) & 
 std::string printable(std::string_view text) {
   std::string result;
   while (true) {
-    // fmt's escapes, but quotes and backslashes stay: names of files have them.
+    // As fmt escapes, except that quotes and backslashes stay as they are: file names have them.
     const std::size_t length = text.find_first_of("\"\\");
     const std::string escaped = fmt::format("{:?}", text.substr(0, length));
     result.append(escaped, 1, escaped.size() - 2);

@@ -10,7 +10,7 @@
 namespace zorvel {
 namespace {
 
-/// Whether a reader would supply this number if it were left out.
+/// Whether a reader would fill this number in if it were left out.
 bool isPlainZero(float value) { return value == 0.0f && !std::signbit(value); }
 
 /// Writes the members of a field's object.

@@ -25,7 +25,7 @@ std::string base64(std::vector<std::uint8_t> bytes) {
 std::string packedBytes(const std::vector<std::uint8_t>& bytes) {
   uLongf size = compressBound(bytes.size());
   std::vector<std::uint8_t> deflated(size);
-  // The one thing that can fail with room enough.
+  // With room enough, only memory can run out.
   if (compress(deflated.data(), &size, bytes.data(), bytes.size()) != Z_OK) throw std::bad_alloc();
   deflated.resize(size);
   return base64(std::move(deflated));

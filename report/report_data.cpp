@@ -242,7 +242,7 @@ std::string ReportData::json(std::string_view recording, std::string_view source
   });
   json.finish();
 
-  // Only texts have a "<", and there this is the same character.
+  // "<" stands in texts alone, where its escape means the same.
   std::string safe;
   safe.reserve(text.size());
   for (const char character : text) {

@@ -39,7 +39,7 @@ std::string describe(const CLI::ParseError& error, const std::vector<const CLI::
   return error.what();
 }
 
-/// The parser repeats what was typed as it is.
+/// The parser's messages quote what was typed, however long.
 std::string withShortQuotes(std::string message, const std::vector<std::string>& arguments) {
   for (const auto& argument : arguments) {
     for (const auto& value : {argument, argument.substr(argument.find('=') + 1)}) {
@@ -67,9 +67,8 @@ int run(int argumentCount, char** arguments) {
   return EXIT_SUCCESS;
 }
 
-/// Whoever started the tool may have closed them; without this the first files that it opens would
-/// take their numbers. They stay useless, so that to read the one or to write the other fails;
-/// messages may get lost.
+/// The parent may have closed them, and the first files that the tool opens would take their
+/// places. Each is opened the wrong way round, so that reading or writing it goes on failing.
 void openStandardStreams() {
   constexpr std::array<int, 3> modes{O_WRONLY, O_RDONLY, O_WRONLY};
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {

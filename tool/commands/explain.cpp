@@ -32,7 +32,7 @@ struct ExplainOptions {
   bool json = false;
 };
 
-/// Numbers in words have the sign that a text has, and no zero below it.
+/// Four digits, with a typographic minus sign and without a negative zero.
 std::string formatNumber(double number) {
   if (std::isnan(number)) return "not a number";
   const std::string digits = fmt::format("{:.4g}", std::round(std::abs(number) * 1e4) / 1e4);
@@ -45,7 +45,7 @@ std::string formatQuantity(std::size_t index) {
   return name;
 }
 
-/// One force, or what the forces of one reason came to.
+/// One force, or the sum of the forces of one reason.
 std::string formatReason(const ReasonMoves& moves) {
   const auto moved = formatNumber(moves.up - moves.down);
   if (moves.forces > 1) {
@@ -55,7 +55,7 @@ std::string formatReason(const ReasonMoves& moves) {
                      formatNumber(moves.target), formatNumber(moves.strength), moved);
 }
 
-/// For times that are printed: asking for one then finds the cycle that it was printed for.
+/// Printed times are rounded up, so that `--at` with one of them finds its cycle.
 boost::chrono::milliseconds roundUp(Time::duration duration) {
   return boost::chrono::ceil<boost::chrono::milliseconds>(duration);
 }

@@ -32,7 +32,7 @@ void printField(const ImportedField& field, std::uint64_t observations) {
     fmt::print(stderr, "no {} in {} of {}: cells are empty or not usable\n", field.name,
                observations - field.observations, formatCount(observations, "observation"));
   } else if (!field.obstacle.empty()) {
-    // A landmark without columns is written all the same.
+    // A landmark without columns is still written, at (0, 0).
     fmt::print(stderr, "{} {}: {}\n", field.observations == 0 ? "no" : "zeros in", field.name,
                field.obstacle);
   }
@@ -75,7 +75,7 @@ void importFile(const FileOptions& options, const char* source, Importer importR
         progress.update(rows.lines());
       });
     } catch (const Failure&) {
-      // On standard output, what the rows before a bad one tell stands.
+      // On standard output, what came of the rows before a bad one stays.
       if (isRecognised) output.flush();
       throw;
     }

@@ -35,9 +35,9 @@ void report(const std::string& name, const std::string& output) {
           progress.update(recording.lines());
         });
   }
-  // A file that cannot even be begun takes no earlier report away.
+  // When not even the first line can be read, an earlier report stays.
   if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
-  // What the lines before a bad one gave is whole, so it is shown.
+  // After a bad line, the page shows what the lines before it gave.
   const std::string title =
       name == "-" ? "standard input" : printable(std::filesystem::path(name).filename().string());
   const auto findings = findingsOf(facts);

@@ -6,9 +6,9 @@
 
 namespace zorvel {
 
-/// Throws Failure when a file to be written is one of those to be read, by whatever names; "-" is
-/// standard input among the one, standard output among the other. A terminal or a device may be
-/// both. To be called before anything is opened.
+/// Throws Failure when a file to be written is also one to be read, under whatever name. "-" is
+/// standard input among the inputs and standard output among the outputs. A terminal or a device
+/// may be both. To be called before anything is opened.
 void requireDistinct(const std::vector<std::string>& inputs,
                      const std::vector<std::string>& outputs);
 

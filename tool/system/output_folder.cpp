@@ -6,7 +6,7 @@
 
 namespace zorvel {
 
-// Once it has called another constructor, it is destroyed when it throws.
+// Delegates first: an object whose delegating constructor throws is destroyed, folders and all.
 OutputFolder::OutputFolder(const std::filesystem::path& path) : OutputFolder() {
   std::filesystem::path folder;
   for (const auto& part : path) {
@@ -21,7 +21,7 @@ OutputFolder::OutputFolder(const std::filesystem::path& path) : OutputFolder() {
 }
 
 OutputFolder::~OutputFolder() {
-  // Fails for a folder that is not empty.
+  // rmdir leaves a folder that is not empty.
   for (auto folder = _made.rbegin(); folder != _made.rend(); ++folder) rmdir(folder->c_str());
 }
 

@@ -22,8 +22,8 @@ class Progress {
 
   /// To be called for each line of a file.
   void update(const LineReader& lines);
-  /// To be called often: how much of the whole is done, which is 0 when it is not known, and the
-  /// same in words.
+  /// To be called often: how much of the whole is done, and the same in words. `whole` is 0 when it
+  /// is not known.
   void update(std::uint64_t done, std::uint64_t whole, std::string_view words);
 
  private:

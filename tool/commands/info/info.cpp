@@ -33,7 +33,7 @@ void info(const std::string& name, bool asJson) {
       failure = error;
     }
   }
-  // What the lines before a bad one hold often tells why it is bad.
+  // The lines before a bad one often tell why it is bad.
   const InfoSource source{printable(name), recording.source(), recording.lines().lineNumber(),
                           failure ? failure->what() : ""};
   fmt::print("{}", asJson ? formatInfoJson(source, facts) : formatInfo(source, facts));

@@ -18,7 +18,7 @@
 namespace zorvel {
 namespace {
 
-// More would not be read; the JSON form has all.
+// Nobody would read more; the JSON form has them all.
 constexpr std::size_t shownPersons = 20;
 constexpr std::size_t personsWithFields = 4;
 constexpr std::size_t columns = 100;
@@ -39,7 +39,7 @@ double rate(const PersonFacts& person) {
   return interval > 0 ? 1e9 / static_cast<double>(interval) : 0.0;
 }
 
-/// Those with the most cycles.
+/// The ids of the persons with the most cycles.
 std::set<std::int32_t> busiest(const RecordingFacts& facts, std::size_t count) {
   std::vector<std::pair<std::uint64_t, std::int32_t>> order;
   for (const auto& [id, person] : facts.persons) order.emplace_back(person.cycles(), id);
@@ -113,7 +113,7 @@ void appendFields(std::string& text, std::int32_t id, const PersonFacts& person)
   }
 }
 
-/// Calls `visit(name, facts)` for each number that occurs.
+/// Calls `visit(name, facts)` for each number that occurs in the recording.
 template <typename Visit>
 void forEachSeenNumber(const RecordingFacts& facts, Visit visit) {
   for (std::size_t field = 0; field < fieldKinds.size(); ++field) {

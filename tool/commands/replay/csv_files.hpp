@@ -31,7 +31,7 @@ class CsvFiles {
 
  private:
   std::filesystem::path _folder;
-  OutputFolder _made;  // is to go after the files in it
+  OutputFolder _made;  // declared before the files in it, so that it goes after them
   TextOutput _timeline;
   TextOutput _scopes;
   TextOutput _ambiance;

@@ -64,7 +64,7 @@ std::optional<Failure> replayInto(Job& job, const ReplayOptions& options,
     if (!options.quiet) facts.add(event, recording.lines().lineNumber());
     showProgress(recording.lines());
   });
-  // A file that cannot even be begun takes no earlier results away.
+  // When not even the first line can be read, earlier results stay.
   if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
   files.commit();
   job.findings = findingsOf(facts);
@@ -89,7 +89,7 @@ void replayOne(const ReplayOptions& options) {
   if (failure) throw Failure(*failure);
 }
 
-/// Writes nothing but the timeline: the tool as a filter.
+/// Writes the timeline alone, as a filter would.
 void replayTimeline(const ReplayOptions& options) {
   requireDistinct(options.recordings, {options.timeline});
   RecordingReader recording(options.recordings.front(), waitForInput);
@@ -145,7 +145,7 @@ void printJobs(const std::vector<Job>& jobs) {
   printRow("total", all, "");
 }
 
-/// Of all files together; 0 when one is no plain file.
+/// The size of all files together; 0 when one of them is not a regular file.
 std::uint64_t sizeOf(const std::vector<std::string>& files) {
   std::uint64_t sum = 0;
   for (const auto& file : files) {
@@ -157,7 +157,7 @@ std::uint64_t sizeOf(const std::vector<std::string>& files) {
   return sum;
 }
 
-/// Replays several recordings at once, each on a clock of its own. One that fails fails alone.
+/// Replays several recordings at once, each on a clock of its own. A failure ends only its own.
 void replayMany(const ReplayOptions& options) {
   std::vector<Job> jobs = makeJobs(options);
   std::vector<std::string> outputs;
@@ -166,7 +166,7 @@ void replayMany(const ReplayOptions& options) {
   }
   if (!options.quiet) outputs.emplace_back("-");
   requireDistinct(options.recordings, outputs);
-  // Made before those of the jobs, so that it is empty in the end when they are gone.
+  // Made before the folders inside it, and so removed after them if all stay empty.
   const OutputFolder folder(options.output);
   std::atomic<std::size_t> next{0};
   std::atomic<std::size_t> finished{0};

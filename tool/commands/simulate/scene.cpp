@@ -53,8 +53,8 @@ constexpr const char* visitScope = "visit";
 constexpr const char* greetingScope = "greeting";
 constexpr std::int32_t greetingSeconds = 2;
 
-// A face analysis finds no face beyond this yaw, in degrees, and no eyes beyond the next. Within
-// the last, of yaw and pitch, the person looks at the robot.
+// In degrees: the yaw beyond which a face analysis finds no face, that beyond which it finds no
+// eyes, and the yaw and pitch within which the person looks at the robot.
 constexpr double faceYaw = 48.0;
 constexpr double eyesYaw = 35.0;
 constexpr double lookingAngle = 12.0;
@@ -121,7 +121,7 @@ double Random::between(double low, double high) {
 bool Random::chance(double probability) { return between(0.0, 1.0) < probability; }
 
 double Random::noise(double size) {
-  // The sum of four has a variance of 4/3.
+  // The sum of four uniform numbers from -1 to 1 has a variance of 4/3.
   double sum = 0.0;
   for (int part = 0; part < 4; ++part) sum += between(-1.0, 1.0);
   return sum * std::sqrt(0.75) * size;
@@ -136,7 +136,7 @@ SimulatedPerson::SimulatedPerson(std::int32_t id, std::uint64_t seed, std::int32
       _age(static_cast<std::uint32_t>(_random.between(8.0, 70.0))),
       _height(rounded(_random.between(1.05, 1.4), 100.0)),
       _behaviour(away),
-      // They come one after the other.
+      // People arrive one after the other.
       _cyclesLeft(std::llround((1.0 + (id - 1) % 8 * 4.0 + _random.between(0.0, 2.0)) * rate)) {}
 
 bool SimulatedPerson::isPresent() const { return _behaviour != away; }
@@ -298,7 +298,7 @@ void SimulatedPerson::perceiveMood(ZV::PersonObservation& fields, Time now) {
     }
     fields.voiceEmotion.emplace(late(0.2, 0.5), voice);
   }
-  // Whether this cycle holds that moment of the stage. On later visits it happens less often.
+  // Whether that moment of the stage falls into this cycle. On later visits it comes less often.
   const auto comes = [&](double seconds, double probability) {
     const bool isNow = _cyclesPerceived == std::llround(seconds * _rate) + 1;
     return isNow && (_visits == 1 || _random.chance(probability));
@@ -322,7 +322,7 @@ Scene::Scene(std::int32_t people, std::int32_t rate, std::uint64_t seed)
 }
 
 void Scene::step(Time now, const EventSink& sink) {
-  // A camera's cycles, too, come a little late.
+  // A camera's cycles come a little late as well.
   const double period = 1.0 / _rate;
   const Time time = before(now, -_random.between(0.0, std::min(0.002, 0.5 * period)));
   const auto present = std::count_if(_people.begin(), _people.end(),
