@@ -67,6 +67,13 @@ class DocumentsTest(unittest.TestCase):
         rows = re.findall(r"^\| ([A-Z][^|]+) \|", table, re.M)
         self.assertEqual(sorted(", ".join(rows).split(", ")), sorted(reasons.values()))
 
+    def test_lists_each_field_of_an_observation(self):
+        table = (SOURCE / "recording/observation_fields.hpp").read_text()
+        document = (SOURCE / "docs/recording-format.md").read_text()
+        rows = re.findall(r"^\| (`[^|]+`) \|", document.split("| field | keys |")[1], re.M)
+        self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))),
+                         sorted(re.findall(r"field\(&O::(\w+)", table)))
+
 
 if __name__ == "__main__":
     unittest.main()
