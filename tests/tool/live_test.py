@@ -49,11 +49,15 @@ class LiveTest(unittest.TestCase):
             timeline = list(csv.DictReader(file))
         self.assertEqual(len(states), len(timeline))
         for state, row in zip(states, timeline):
-            values = [state["time"], state["person"], *state["valence"].values(), state["mood"],
-                      *state["cycle_mood"].values(), *state["attention"].values(),
-                      *state["ease"].values()]
+            values = {}
+            for name, value in state.items():
+                pair = value if isinstance(value, dict) else {"value": value}
+                values[name] = pair["value"]
+                if "confidence" in pair:
+                    values[name + "_confidence"] = pair["confidence"]
             # Both are the shortest digits of the same float.
-            self.assertEqual([float(value) for value in values], [float(v) for v in row.values()])
+            self.assertEqual(values, {name: float(row[name]) for name in values})
+            self.assertEqual(len(values), 11)
         self.assertEqual(len([row for row in rows(result.stdout) if "label" in row]),
                          len((self.folder / "scopes.csv").read_text().splitlines()) - 1)
 
