@@ -52,9 +52,9 @@ class LiveTest(unittest.TestCase):
             values = {}
             for name, value in state.items():
                 pair = value if isinstance(value, dict) else {"value": value}
-                values[name] = pair["value"]
+                values[name] = float(pair["value"])
                 if "confidence" in pair:
-                    values[name + "_confidence"] = pair["confidence"]
+                    values[name + "_confidence"] = float(pair["confidence"])
             # Both are the shortest digits of the same float.
             self.assertEqual(values, {name: float(row[name]) for name in values})
             self.assertEqual(len(values), 11)
