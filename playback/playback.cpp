@@ -11,11 +11,6 @@ Row Playback::play(const Event& event) {
   return std::visit([this](const auto& what) { return play(what); }, event.what);
 }
 
-void Playback::removeEverybody() {
-  for (const auto& person : _graph.persons()) _graph.remove(person.userSessionID);
-  _recorders.clear();
-}
-
 Row Playback::play(const Observation& observation) {
   return cycle(observation.person,
                [&observation](ZV::Person& person) { person.update(observation.fields); });

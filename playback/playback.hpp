@@ -60,9 +60,6 @@ class Playback {
   /// Throws what the library throws; what the event did before stays done.
   Row play(const Event& event);
 
-  /// Removes all persons, with their open scopes; the room stays as it is.
-  void removeEverybody();
-
  private:
   Row play(const Observation& observation);
   Row play(const NotSeen& notSeen);

@@ -1,0 +1,16 @@
+#ifndef ZORVEL_PLAYBACK_ROW_LINE_HPP
+#define ZORVEL_PLAYBACK_ROW_LINE_HPP
+
+#include <fmt/format.h>
+
+#include "playback/playback.hpp"
+
+namespace zorvel {
+
+/// Appends what came of an event at `time` as a JSON object on a line of its own, or nothing if
+/// nothing came of it. With Forces::Watched, a state has its forces as well.
+void appendRowLine(fmt::memory_buffer& text, Time time, const Row& row, Forces forces);
+
+}  // namespace zorvel
+
+#endif
