@@ -70,7 +70,8 @@ LivePlayback::LivePlayback(const LiveOptions& options, const FarReadings::Warn& 
 
 Row LivePlayback::play(Event event, std::uint64_t line) {
   if (_guard) keepFutureOut(event);
-  forgetUnseen(event);
+  forgetUnseen();
+  noteSeen(event);
   if (const auto* const observation = std::get_if<Observation>(&event.what)) {
     _farReadings.warnOfOld(*observation);
     if (!_guard) _farReadings.warnOfFuture(*observation);
@@ -113,15 +114,18 @@ void LivePlayback::keepFutureOut(Event& event) {
   }
 }
 
-void LivePlayback::forgetUnseen(const Event& event) {
+void LivePlayback::forgetUnseen() {
+  if (!_options.forget) return;
   const Time now = ku::SystemClock::now();
-  if (_options.forget) {
-    std::vector<std::int32_t> gone;
-    for (const auto& [person, seen] : _lastSeen) {
-      if (between(seen, now) > *_options.forget) gone.push_back(person);
-    }
-    for (const std::int32_t person : gone) forget(person);
+  std::vector<std::int32_t> gone;
+  for (const auto& [person, seen] : _lastSeen) {
+    if (between(seen, now) > *_options.forget) gone.push_back(person);
   }
+  for (const std::int32_t person : gone) forget(person);
+}
+
+void LivePlayback::noteSeen(const Event& event) {
+  const Time now = ku::SystemClock::now();
   if (const auto* const observation = std::get_if<Observation>(&event.what)) {
     _lastSeen[observation->person] = now;
   } else if (const auto* const notSeen = std::get_if<NotSeen>(&event.what)) {

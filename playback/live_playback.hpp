@@ -67,6 +67,9 @@ class LivePlayback {
   /// Plays an event that came in the line of that number. Throws what the library throws.
   Row play(Event event, std::uint64_t line);
 
+  /// Removes who was not observed for too long. Every event does so, too.
+  void forgetUnseen();
+
   /// How many readings the guard left out.
   std::uint64_t leftOut() const { return _leftOut; }
   /// What goes wrong in no single line, in the end.
@@ -74,7 +77,7 @@ class LivePlayback {
 
  private:
   void keepFutureOut(Event& event);
-  void forgetUnseen(const Event& event);
+  void noteSeen(const Event& event);
   void forget(std::int32_t person);
   void inspect(const Event& event, std::uint64_t line);
 

@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <functional>
 #include <ku/clock.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 #include <zv/person_observation.hpp>
 
@@ -76,6 +78,20 @@ struct Event {
   Time time;
   What what;
 };
+
+/// The person that the event is about, if it is about one.
+inline std::optional<std::int32_t> personOf(const Event& event) {
+  return std::visit(
+      [](const auto& what) -> std::optional<std::int32_t> {
+        using What = std::decay_t<decltype(what)>;
+        if constexpr (std::is_same_v<What, Movement> || std::is_same_v<What, Activity>) {
+          return std::nullopt;
+        } else {
+          return what.person;
+        }
+      },
+      event.what);
+}
 
 /// The names of the events, in the order of Event::What.
 constexpr std::array<std::string_view, std::variant_size_v<Event::What>> eventNames{

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <zv/force.hpp>
 
 #include "playback/csv.hpp"
 #include "playback/explanation.hpp"
 #include "playback/greatest_changes.hpp"
+#include "playback/row_line.hpp"
 #include "recording/intervals.hpp"
 #include "recording/json_writer.hpp"
 #include "report/packed_column.hpp"
@@ -226,10 +226,7 @@ std::string ReportData::json(std::string_view recording, std::string_view source
   json.beginList();
   for (const std::string& warning : warnings) json.value(warning);
   json.endList();
-  json.list("reasons", ZV::force_reasons::all, [&json](const ZV::ForceReason& reason) {
-    json.member("name", reason.name);
-    json.member("meaning", reason.meaning);
-  });
+  writeReasons(json);
   writeTime(json, "start", _begin);
   writeTime(json, "end", _end);
   json.list("persons", _persons, [&](const auto& entry) {

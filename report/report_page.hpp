@@ -5,7 +5,7 @@
 
 namespace zorvel {
 
-/// The whole page, with reportPageHole where the recording's data belong. Made by embed_page.cmake.
+/// The whole page, with reportPageHole where the recording's data belong.
 std::string_view reportPage();
 
 constexpr std::string_view reportPageHole = "{{recording}}";

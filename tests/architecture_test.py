@@ -6,7 +6,7 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-FRONT_ENDS = ["recording", "playback", "inspection", "import", "report", "tool"]
+FRONT_ENDS = ["recording", "playback", "inspection", "import", "report", "view", "tool"]
 UMBRELLA = ROOT / "include/zv/zorvel.hpp"
 OPEN_TO_ALL = {"zv/export.hpp", "zv/version.hpp", "log_categories.hpp"}
 

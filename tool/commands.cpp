@@ -14,6 +14,8 @@ void addReport(CLI::App& tool);
 void addExplain(CLI::App& tool);
 void addImport(CLI::App& tool);
 void addLive(CLI::App& tool);
+void addView(CLI::App& tool);
+void addSend(CLI::App& tool);
 void addInfo(CLI::App& tool);
 void addSimulate(CLI::App& tool);
 void addTypes(CLI::App& tool);
@@ -39,6 +41,8 @@ Example:
   addExplain(tool);
   addImport(tool);
   addLive(tool);
+  addView(tool);
+  addSend(tool);
   addInfo(tool);
   addSimulate(tool);
   addTypes(tool);

@@ -47,6 +47,8 @@ void throwIfInterrupted() {
   if (receivedSignal != 0) throw Interrupted{receivedSignal};
 }
 
+int interruptDescriptor() { return wakeUp[0]; }
+
 void waitForInput(int descriptor) {
   // Without a pipe there is no handler either; poll passes -1 by.
   std::array<pollfd, 2> awaited = {{{descriptor, POLLIN, 0}, {wakeUp[0], POLLIN, 0}}};

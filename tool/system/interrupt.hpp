@@ -15,6 +15,9 @@ void catchInterrupts();
 /// Throws Interrupted when such a signal has come in.
 void throwIfInterrupted();
 
+/// A descriptor that can be read once such a signal has come in.
+int interruptDescriptor();
+
 /// Waits until there is something to read, or the end of the file; not at all for -1. Throws
 /// Interrupted when such a signal comes in before. For readers: see WaitForInput.
 void waitForInput(int descriptor);

@@ -1,0 +1,62 @@
+"""embed_page.py OUTPUT HEADER FUNCTION PAGE FILE...: a page, put together, as a C++ source.
+
+In PAGE, {{NAME}} stands for the file of that name; {{scripts}} and {{styles}} stand for all *.js and
+all *.css that it does not name, in the order given. HEADER declares FUNCTION, which returns the page,
+and FUNCTIONPolicy, which returns a Content-Security-Policy for it: its own scripts and styles, by
+their hashes, and what it loads from where it comes from.
+"""
+
+import base64
+import hashlib
+import pathlib
+import re
+import sys
+
+
+def array(name, text):
+    content = text.encode()
+    return (f"constexpr std::array<char, {len(content)}> {name}{{\n"
+            + ",".join(f"'\\x{byte:02x}'" for byte in content) + "};\n")
+
+
+def main(output, header, function, page, *files):
+    page = pathlib.Path(page).read_text()
+    files = [pathlib.Path(file) for file in files]
+    # There is no source map beside the page.
+    texts = {file.name: re.sub(r"(//|/\*)# sourceMappingURL=[^\n]*", "", file.read_text())
+             for file in files}
+    for name, ending in ("scripts", ".js"), ("styles", ".css"):
+        texts[name] = "\n".join(texts[file.name] for file in files
+                                if file.suffix == ending and f"{{{{{file.name}}}}}" not in page)
+    for name, text in texts.items():
+        page = page.replace(f"{{{{{name}}}}}", text)
+
+    sources = {}
+    for element in "script", "style":
+        inline = re.findall(rf"<{element}>(.*?)</{element}>", page, re.S)
+        digests = (hashlib.sha256(text.encode()).digest() for text in inline)
+        sources[element] = " ".join(f"'sha256-{base64.b64encode(digest).decode()}'"
+                                    for digest in digests)
+    policy = (f"default-src 'none'; script-src {sources['script']}; style-src {sources['style']}; "
+              "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'")
+
+    pathlib.Path(output).write_text(f"""#include "{header}"
+
+#include <array>
+
+namespace zorvel {{
+namespace {{
+
+{array("page", page)}
+{array("policy", policy)}
+}}  // namespace
+
+std::string_view {function}() {{ return {{page.data(), page.size()}}; }}
+
+std::string_view {function}Policy() {{ return {{policy.data(), policy.size()}}; }}
+
+}}  // namespace zorvel
+""")
+
+
+main(*sys.argv[1:])

@@ -1,0 +1,124 @@
+// Bytes from the network: whatever a connection sends, the server ends it, stays well and goes on
+// serving others.
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <string>
+
+#include "fuzzing.hpp"
+#include "recording/json_line.hpp"
+#include "view/server.hpp"
+
+using zorvel::fuzz::require;
+
+namespace {
+
+/// A request for a WebSocket; then come its messages.
+std::string upgrade(const std::string& target, const std::string& host) {
+  return "GET " + target + " HTTP/1.1\r\nHost: " + host +
+         "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+         "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n";
+}
+
+/// A text message, masked with zeros.
+std::string message(const std::string& text) {
+  std::string frame = "\x81";
+  if (text.size() < 126) {
+    frame += static_cast<char>(0x80U | text.size());
+  } else {
+    frame += "\xFE";
+    frame += static_cast<char>(text.size() >> 8U);
+    frame += static_cast<char>(text.size());
+  }
+  return frame + std::string(4, '\0') + text;
+}
+
+class Client {
+ public:
+  explicit Client(std::uint16_t port) : _descriptor(socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    require(connect(_descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0,
+            "the server does not listen");
+  }
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+  ~Client() { close(_descriptor); }
+
+  /// Sends the bytes and nothing more; returns when the server has closed the connection.
+  void say(const std::string& bytes, zorvel::Server& server) const {
+    std::size_t sent = 0;
+    std::array<char, 65'536> heard{};
+    for (int turn = 0; turn < 100'000; ++turn) {
+      const bool hasMore = sent < bytes.size();
+      if (hasMore) {
+        const auto count = send(_descriptor, bytes.data() + sent, bytes.size() - sent,
+                                MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (count > 0) sent += static_cast<std::size_t>(count);
+        if (count < 0 && errno != EAGAIN) return;
+        if (sent == bytes.size()) shutdown(_descriptor, SHUT_WR);
+      }
+      server.poll();
+      const auto count = recv(_descriptor, heard.data(), heard.size(), MSG_DONTWAIT);
+      if (count == 0 || (count < 0 && errno != EAGAIN)) return;
+    }
+    require(false, "the server does not close the connection");
+  }
+
+ private:
+  int _descriptor;
+};
+
+std::string bytesFor(unsigned int kind, const std::string& input, const std::string& host) {
+  switch (kind % 4) {
+    case 0:
+      return input;
+    case 1:
+      return upgrade("/events", host) + input;
+    case 2:
+      return upgrade("/states", host) + message(input.substr(0, 65'535));
+    default:
+      return upgrade("/events", host) + message(input.substr(0, 65'535));
+  }
+}
+
+}  // namespace
+
+int LLVMFuzzerInitialize(int* /*argumentCount*/, char*** /*arguments*/) {
+  std::signal(SIGPIPE, SIG_IGN);
+  return 0;
+}
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  zorvel::Service::Options options;
+  options.live.ahead = boost::chrono::seconds(1);
+  options.live.forces = zorvel::Forces::Watched;
+  options.say = [](const std::string& /*text*/) {};
+  options.output = [](std::string_view line) {
+    std::string text(line);
+    zorvel::JsonLine().parse(text);
+  };
+  zorvel::Service service(options);
+  zorvel::ServerOptions address;
+  address.address = "127.0.0.1";
+  zorvel::Server server(service, address);
+  const std::string url = server.url();
+  const std::string host = url.substr(7, url.size() - 8);
+  const auto port = static_cast<std::uint16_t>(std::stoi(host.substr(host.find(':') + 1)));
+  const std::string input(reinterpret_cast<const char*>(data + 1), size - 1);
+  Client(port).say(bytesFor(data[0], input, host), server);
+  for (int turn = 0; turn < 100 && server.poll(); ++turn) {
+  }
+  zorvel::Sender other("other");
+  require(service.receive(other, R"({"event":"not_seen","person":1})").empty(), "others suffer");
+  std::string status = service.status();
+  zorvel::JsonLine().parse(status);
+  return 0;
+}

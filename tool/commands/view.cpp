@@ -1,0 +1,182 @@
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <csignal>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "recording/failure.hpp"
+#include "recording/line_reader.hpp"
+#include "system/command_line.hpp"
+#include "system/interrupt.hpp"
+#include "system/warnings.hpp"
+#include "view/server.hpp"
+
+namespace zorvel {
+namespace {
+
+struct ViewOptions {
+  ServerOptions server;
+  std::string record;
+  double forgetSeconds = 0.0;
+  bool untilEnd = false;
+  bool strict = false;
+};
+
+class View {
+ public:
+  explicit View(const ViewOptions& options)
+      : _options(options), _service(serviceOptions()), _server(_service, options.server) {}
+
+  void run() {
+    fmt::print(stderr, "Open {} in a browser; Ctrl+C ends the service.\n", _server.url());
+    if (reachOf(_options.server.address) != Reach::ThisMachine) {
+      fmt::print(stderr,
+                 "Listening on {}: whoever reaches this machine there can watch and feed the "
+                 "service.\n",
+                 _options.server.address);
+    }
+    std::string failure;
+    if (isatty(STDIN_FILENO) == 0) failure = handleInput();
+    while (failure.empty() && !_server.isStopped() && !_isEnded) _server.waitForInput(-1);
+    _server.close();
+    sumUp();
+    if (!_service.recordFailure().empty()) failure = _service.recordFailure();
+    if (failure.empty() && _isEnded && _badInputLines > 0) {
+      failure = fmt::format("bad lines skipped: {}", _badInputLines);
+    }
+    if (!failure.empty()) throw Failure(failure);
+  }
+
+ private:
+  Service::Options serviceOptions() {
+    const auto duration = [](double seconds) {
+      return Time::duration(std::llround(seconds * 1e9));
+    };
+    Service::Options options;
+    options.live.ahead = duration(1.0);
+    if (_options.forgetSeconds > 0.0) options.live.forget = duration(_options.forgetSeconds);
+    options.live.forces = Forces::Watched;
+    options.record = _options.record;
+    options.say = [](const std::string& text) { fmt::print(stderr, "{}\n", text); };
+    options.output = [this](std::string_view line) { _server.output(line); };
+    return options;
+  }
+
+  /// Reads standard input to its end or the server's; returns what was wrong with it.
+  std::string handleInput() {
+    std::string failure;
+    try {
+      std::string text;
+      LineReader lines("-", [this](int descriptor) {
+        _server.waitForInput(descriptor);
+        throwIfInterrupted();
+      });
+      while (failure.empty() && nextLine(lines, text)) {
+        if (_service.receive(_input, text).empty()) continue;
+        ++_badInputLines;
+        if (_options.strict) failure = "a bad line ended the service";
+      }
+      _isEnded = _options.untilEnd;
+    } catch (const Interrupted&) {
+      // The way to end a service.
+    } catch (const Failure& error) {
+      failure = error.what();
+    }
+    _service.leave(_input);
+    return failure;
+  }
+
+  /// A line that is too long counts as a bad one.
+  bool nextLine(LineReader& lines, std::string& text) {
+    while (true) {
+      try {
+        return lines.next(text);
+      } catch (const BadLine& error) {
+        if (_options.strict) throw;
+        ++_input.line;
+        ++_badInputLines;
+        fmt::print(stderr, "{}\n", error.what());
+      }
+    }
+  }
+
+  void sumUp() const {
+    if (_server.droppedOutput() > 0) {
+      fmt::print(stderr, "lines that standard output did not take in time: {}\n",
+                 _server.droppedOutput());
+    }
+    const LivePlayback& playback = _service.playback();
+    if (playback.leftOut() > 0) {
+      fmt::print(stderr, "readings from the future left out: {}\n", playback.leftOut());
+    }
+    printWarnings("zorvel view", playback.findings());
+  }
+
+  const ViewOptions& _options;
+  bool _isEnded = false;
+  std::uint64_t _badInputLines = 0;
+  Sender _input{"standard input"};
+  Service _service;
+  Server _server;
+};
+
+}  // namespace
+
+void addView(CLI::App& tool) {
+  auto* const command = tool.add_subcommand("view", "Show the people of the moment on a live page");
+  command->footer(
+      R"(Serves a page with everybody's valence, attention, ease and mood, and why they move. Lines of a
+recording come in on standard input, unless that is a terminal, and over WebSocket at /events, from
+any number of programs. They are all played together, each at the moment it arrives; its own time is
+that of its readings. States go out on standard output as those of live do, unless that is a terminal,
+and over WebSocket at /states. A bad line is reported on standard error and to its sender, and
+skipped. SIGINT and SIGTERM end the service with 0.
+
+Examples:
+  my-perception | zorvel view --record today.jsonl
+  zorvel view   (and in another terminal: zorvel send meeting.jsonl))");
+  const auto options = std::make_shared<ViewOptions>();
+  options->server.address = "127.0.0.1";
+  options->server.port = 8642;
+  command->add_option("--address", options->server.address, "The IP address to listen on")
+      ->type_name("ADDRESS")
+      ->capture_default_str();
+  command->add_option("--port", options->server.port, "The port; 0 takes one that is free")
+      ->type_name("N")
+      ->transform(wholeNumber(0, 65'535))
+      ->capture_default_str();
+  command
+      ->add_option("--host", options->server.hosts,
+                   "A name by which browsers reach this machine, besides the address and localhost")
+      ->type_name("NAME");
+  command
+      ->add_option("--record", options->record,
+                   "Record what is played, line by line; the file must not have anything in it")
+      ->type_name("FILE");
+  command
+      ->add_option("--forget", options->forgetSeconds,
+                   "Remove people, with their open scopes, who were not observed for so long")
+      ->type_name("SECONDS")
+      ->check(isBetween(1e-3, 1e9));
+  command->add_flag("--until-end", options->untilEnd, "End at the end of standard input");
+  command->add_flag("--strict", options->strict, "End at the first bad line of standard input");
+  command->callback([options] {
+    const ServerOptions& server = options->server;
+    if (server.hosts.empty() && reachOf(server.address) == Reach::AllAddresses) {
+      throw CLI::ValidationError(
+          "--address", server.address + " needs --host, the name that browsers call it by");
+    }
+    catchInterrupts();
+    options->server.stopDescriptor = interruptDescriptor();
+    // Whoever sits at a terminal looks at the page.
+    if (isatty(STDOUT_FILENO) == 0) options->server.outputDescriptor = STDOUT_FILENO;
+    std::signal(SIGPIPE, SIG_IGN);
+    View(*options).run();
+  });
+}
+
+}  // namespace zorvel

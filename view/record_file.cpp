@@ -1,0 +1,42 @@
+#include "view/record_file.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "recording/failure.hpp"
+
+namespace zorvel {
+
+RecordFile::RecordFile(const std::string& name, std::string_view header)
+    : _name(name),
+      _descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666)) {
+  if (_descriptor < 0) throw systemFailure(name, errno);
+  struct stat status {};
+  if (fstat(_descriptor, &status) != 0 || status.st_size > 0) {
+    close(_descriptor);
+    throw Failure(printable(name) + ": is there and not empty");
+  }
+  append(header);
+}
+
+RecordFile::~RecordFile() { close(_descriptor); }
+
+void RecordFile::append(std::string_view line) {
+  ssize_t count = -1;
+  do {
+    count = write(_descriptor, line.data(), line.size());
+  } while (count < 0 && errno == EINTR);
+  if (count == static_cast<ssize_t>(line.size())) {
+    _size += count;
+    return;
+  }
+  const int error = count < 0 ? errno : ENOSPC;
+  // What was written of the line would stand there as a bad one.
+  [[maybe_unused]] const int status = ftruncate(_descriptor, _size);
+  throw systemFailure(_name, error);
+}
+
+}  // namespace zorvel

@@ -1,0 +1,524 @@
+#include "view/server.hpp"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <boost/algorithm/string/case_conv.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/websocket.hpp>
+#include <cerrno>
+#include <chrono>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "recording/failure.hpp"
+#include "view/page.hpp"
+
+namespace zorvel {
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+namespace websocket = beast::websocket;
+using Tcp = asio::ip::tcp;
+using Error = boost::system::error_code;
+using std::chrono::seconds;
+
+constexpr std::size_t mostConnections = 64;
+constexpr std::uint32_t longestHeader = std::uint32_t{8} << 10;
+constexpr std::size_t longestMessage = std::size_t{1} << 20;
+constexpr std::size_t longestCommand = std::size_t{1} << 10;
+// Of all unfinished messages together.
+constexpr std::size_t mostUnfinished = std::size_t{16} << 20;
+constexpr std::size_t pieceSize = std::size_t{64} << 10;
+constexpr seconds handshakeTime{10};
+// Half of it without a word brings a ping.
+constexpr seconds idleTime{60};
+constexpr seconds closingTime{2};
+
+asio::ip::address addressOf(const std::string& text) {
+  Error error;
+  const auto address = asio::ip::make_address(text, error);
+  if (error) throw Failure(inQuotes(text) + " is no IP address");
+  return address;
+}
+
+std::string_view standard(beast::string_view text) { return {text.data(), text.size()}; }
+
+/// As it stands in an URL.
+std::string hostOf(const asio::ip::address& address) {
+  return address.is_v6() ? fmt::format("[{}]", address.to_string()) : address.to_string();
+}
+
+/// Another descriptor for the same pipe or socket, which can be waited for; none for a file or a
+/// device, which never lets anybody wait. A pipe is opened anew: to make the one that other
+/// processes share non-blocking would surprise them.
+std::optional<int> waitableDescriptor(int descriptor, int mode) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return std::nullopt;
+  int opened = -1;
+  if (S_ISFIFO(status.st_mode)) {
+    opened =
+        open(fmt::format("/proc/self/fd/{}", descriptor).c_str(), mode | O_NONBLOCK | O_CLOEXEC);
+  }
+  if (opened < 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode))) {
+    opened = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  }
+  return opened < 0 ? std::nullopt : std::optional(opened);
+}
+
+}  // namespace
+
+class Server::Implementation {
+ public:
+  Implementation(Service& service, const ServerOptions& options);
+
+  std::string url() const;
+  void output(std::string_view line);
+  std::uint64_t droppedOutput() const { return _droppedOutput; }
+  void waitForInput(int descriptor);
+  bool poll() { return _context.poll() > 0; }
+  bool isStopped() const { return _isStopped; }
+  void close();
+
+ private:
+  class Connection;
+  class Request;
+  class WebSocket;
+  class Events;
+  class States;
+
+  void accept();
+  void tick();
+  bool isOwnHost(std::string_view host) const;
+  void writeOutput();
+
+  Service& _service;
+  std::set<Connection*> _connections;
+  std::uint64_t _connectionCount = 0;
+  std::size_t _unfinished = 0;
+  asio::io_context _context{1};  // its end ends the connections, which use what stands before it
+  Tcp::acceptor _acceptor{_context};
+  asio::steady_timer _timer{_context};
+  asio::posix::stream_descriptor _stop{_context};
+  bool _isStopped = false;
+  std::set<std::string> _hosts;
+
+  asio::posix::stream_descriptor _input{_context};
+  bool _hasLookedAtInput = false;
+  bool _isInputReady = false;
+
+  int _outputDescriptor;
+  asio::posix::stream_descriptor _output{_context};
+  LineQueue _outputLines;
+  std::string _outputPiece;
+  bool _isOutputStalled = false;
+  std::uint64_t _droppedOutput = 0;
+};
+
+/// Whatever keeps a connection of the server. It lives as long as something goes on in it.
+class Server::Implementation::Connection {
+ public:
+  explicit Connection(Implementation& server) : _server(server) {
+    _server._connections.insert(this);
+  }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  virtual ~Connection() { _server._connections.erase(this); }
+  /// Says goodbye.
+  virtual void close() = 0;
+
+ protected:
+  Implementation& server() const { return _server; }
+
+ private:
+  Implementation& _server;
+};
+
+/// A WebSocket, which says and is told lines.
+class Server::Implementation::WebSocket : public Connection,
+                                          public std::enable_shared_from_this<WebSocket> {
+ public:
+  WebSocket(Implementation& server, beast::tcp_stream stream, std::size_t longest)
+      : Connection(server), _socket(std::move(stream)) {
+    websocket::stream_base::timeout timeout{};
+    timeout.handshake_timeout = handshakeTime;
+    timeout.idle_timeout = idleTime;
+    timeout.keep_alive_pings = true;
+    _socket.set_option(timeout);
+    _socket.read_message_max(longest);
+    _socket.text(true);
+  }
+  ~WebSocket() override { server()._unfinished -= _received.size(); }
+
+  void accept(const http::request<http::empty_body>& request) {
+    _socket.async_accept(request, [self = shared_from_this()](Error error) {
+      if (error) return;
+      self->_isOpen = true;
+      self->opened();
+      self->read();
+    });
+  }
+
+  void close() override {
+    _isClosing = true;
+    if (_isOpen && !_isWriting) sayGoodbye(websocket::close_code::going_away);
+  }
+
+ protected:
+  virtual void opened() {}
+  virtual void hear(std::string line) = 0;
+  /// The lines to say next; "" when there is nothing to say.
+  virtual std::string takeLines() = 0;
+
+  /// To be called when there is something to say.
+  void speak() {
+    if (!_isOpen || _isWriting) return;
+    _sent = takeLines();
+    if (_sent.empty()) {
+      if (_isClosing) sayGoodbye(websocket::close_code::going_away);
+      return;
+    }
+    _isWriting = true;
+    _socket.async_write(asio::buffer(_sent),
+                        [self = shared_from_this()](Error error, std::size_t /*size*/) {
+                          self->_isWriting = false;
+                          if (error) {
+                            self->_isOpen = false;
+                            return;
+                          }
+                          self->speak();
+                        });
+  }
+
+ private:
+  void read() {
+    _socket.async_read_some(_piece, pieceSize,
+                            [self = shared_from_this()](Error error, std::size_t size) {
+                              if (error) {
+                                self->_isOpen = false;
+                                return;
+                              }
+                              self->receive(size);
+                            });
+  }
+
+  void receive(std::size_t size) {
+    _received.append(static_cast<const char*>(_piece.data().data()), size);
+    _piece.consume(size);
+    server()._unfinished += size;
+    if (server()._unfinished > mostUnfinished) {
+      sayGoodbye(websocket::close_code::try_again_later);
+      return;
+    }
+    if (_socket.is_message_done()) {
+      server()._unfinished -= _received.size();
+      const std::string message = std::exchange(_received, {});
+      for (std::size_t begin = 0; begin < message.size();) {
+        const std::size_t end = std::min(message.find('\n', begin), message.size());
+        hear(message.substr(begin, end - begin));
+        begin = end + 1;
+      }
+      speak();
+    }
+    read();
+  }
+
+  void sayGoodbye(websocket::close_code reason) {
+    if (!std::exchange(_isOpen, false)) return;
+    _socket.async_close(reason, [self = shared_from_this()](Error /*error*/) {});
+  }
+
+  websocket::stream<beast::tcp_stream> _socket;
+  beast::flat_buffer _piece;
+  std::string _received;  // of a message that is not complete
+  std::string _sent;
+  bool _isOpen = false;
+  bool _isWriting = false;
+  bool _isClosing = false;
+};
+
+/// A sender of events.
+class Server::Implementation::Events : public WebSocket {
+ public:
+  Events(Implementation& server, beast::tcp_stream stream)
+      : WebSocket(server, std::move(stream), longestMessage),
+        _sender(fmt::format("connection {}", ++server._connectionCount)) {}
+  ~Events() override { server()._service.leave(_sender); }
+
+ private:
+  void hear(std::string line) override {
+    const std::string answer = server()._service.receive(_sender, std::move(line));
+    if (!answer.empty()) _answers.add(std::nullopt, answer);
+  }
+  std::string takeLines() override { return _answers.take(); }
+
+  Sender _sender;
+  LineQueue _answers;
+};
+
+/// A page, which watches states.
+class Server::Implementation::States : public WebSocket {
+ public:
+  States(Implementation& server, beast::tcp_stream stream)
+      : WebSocket(server, std::move(stream), longestCommand) {}
+  ~States() override { server()._service.disconnect(_page); }
+
+ private:
+  void opened() override {
+    _page.wake = [this] { speak(); };
+    server()._service.connect(_page);
+  }
+  void hear(std::string line) override {
+    const std::string answer = server()._service.receive(_page, std::move(line));
+    if (!answer.empty()) _page.add(std::nullopt, answer);
+  }
+  std::string takeLines() override { return _page.take(); }
+
+  Page _page;
+};
+
+/// A request of HTTP. One that asks for a WebSocket gets one, any other one answer.
+class Server::Implementation::Request : public Connection,
+                                        public std::enable_shared_from_this<Request> {
+ public:
+  Request(Implementation& server, Tcp::socket socket)
+      : Connection(server), _stream(std::move(socket)) {
+    _parser.header_limit(longestHeader);
+  }
+
+  void read() {
+    _stream.expires_after(handshakeTime);
+    http::async_read_header(
+        _stream, _buffer, _parser, [self = shared_from_this()](Error error, std::size_t /*size*/) {
+          if (error == http::error::end_of_stream || error == asio::error::operation_aborted ||
+              error == beast::error::timeout) {
+            return;
+          }
+          if (error) {
+            self->answer(http::status::bad_request, "not a request of HTTP\n");
+          } else {
+            self->handle(self->_parser.get());
+          }
+        });
+  }
+
+  void close() override { _stream.cancel(); }
+
+ private:
+  void handle(const http::request<http::empty_body>& request) {
+    const std::string_view host = standard(request[http::field::host]);
+    if (!server().isOwnHost(host)) {
+      answer(http::status::misdirected_request,
+             "this server does not go by that name; zorvel view --host gives it one\n");
+      return;
+    }
+    const std::string_view target = standard(request.target());
+    if (websocket::is_upgrade(request)) {
+      const auto origin = request.find(http::field::origin);
+      if (origin != request.end() && standard(origin->value()) != fmt::format("http://{}", host)) {
+        answer(http::status::forbidden, "that is for this server's own page\n");
+      } else if (target == "/events") {
+        become<Events>(request);
+      } else if (target == "/states") {
+        become<States>(request);
+      } else {
+        answer(http::status::not_found, "there is /events and /states\n");
+      }
+    } else if (request.method() != http::verb::get && request.method() != http::verb::head) {
+      answer(http::status::method_not_allowed, "only GET and HEAD\n");
+    } else if (target == "/") {
+      _response.set("Content-Security-Policy", std::string(viewPagePolicy()));
+      answer(http::status::ok, std::string(viewPage()), "text/html; charset=utf-8");
+    } else if (target == "/health") {
+      answer(http::status::ok, server()._service.status(), "application/json");
+    } else if (target == "/recording") {
+      _response.set(http::field::content_disposition, "attachment; filename=\"last-minute.jsonl\"");
+      answer(http::status::ok, server()._service.lastMinute(), "application/jsonl");
+    } else {
+      answer(http::status::not_found, "there is /, /health, /recording, /events and /states\n");
+    }
+  }
+
+  template <typename Socket>
+  void become(const http::request<http::empty_body>& request) {
+    _stream.expires_never();
+    std::make_shared<Socket>(server(), std::move(_stream))->accept(request);
+  }
+
+  void answer(http::status status, std::string text,
+              std::string_view type = "text/plain; charset=utf-8") {
+    _response.result(status);
+    _response.set(http::field::content_type, beast::string_view(type.data(), type.size()));
+    _response.set(http::field::cache_control, "no-store");
+    _response.set("X-Content-Type-Options", "nosniff");
+    _response.set("Referrer-Policy", "no-referrer");
+    _response.set("Cross-Origin-Resource-Policy", "same-origin");
+    _response.keep_alive(false);
+    _response.body() = std::move(text);
+    _response.prepare_payload();
+    if (_parser.get().method() == http::verb::head) _response.body().clear();
+    _stream.expires_after(idleTime);
+    http::async_write(_stream, _response,
+                      [self = shared_from_this()](Error /*error*/, std::size_t /*size*/) {
+                        Error ignored;
+                        self->_stream.socket().shutdown(Tcp::socket::shutdown_send, ignored);
+                      });
+  }
+
+  beast::tcp_stream _stream;
+  beast::flat_buffer _buffer;
+  http::request_parser<http::empty_body> _parser;
+  http::response<http::string_body> _response;
+};
+
+Server::Implementation::Implementation(Service& service, const ServerOptions& options)
+    : _service(service), _outputDescriptor(options.outputDescriptor) {
+  const Tcp::endpoint endpoint(addressOf(options.address), options.port);
+  try {
+    _acceptor.open(endpoint.protocol());
+    _acceptor.set_option(Tcp::acceptor::reuse_address(true));
+    _acceptor.bind(endpoint);
+    _acceptor.listen();
+  } catch (const boost::system::system_error& error) {
+    throw Failure(
+        fmt::format("{}:{}: {}", hostOf(endpoint.address()), options.port, error.code().message()));
+  }
+  std::vector<std::string> names{"127.0.0.1", "[::1]", "localhost"};
+  if (!endpoint.address().is_unspecified()) names.push_back(hostOf(endpoint.address()));
+  names.insert(names.end(), options.hosts.begin(), options.hosts.end());
+  const auto port = _acceptor.local_endpoint().port();
+  for (const auto& name : names) {
+    _hosts.insert(fmt::format("{}:{}", boost::to_lower_copy(name), port));
+    // A browser leaves out the port that everybody knows.
+    if (port == 80) _hosts.insert(boost::to_lower_copy(name));
+  }
+  if (options.stopDescriptor >= 0) {
+    _stop.assign(fcntl(options.stopDescriptor, F_DUPFD_CLOEXEC, 0));
+    _stop.async_wait(asio::posix::stream_descriptor::wait_read, [this](Error error) {
+      if (!error) _isStopped = true;
+    });
+  }
+  if (const auto output = waitableDescriptor(_outputDescriptor, O_WRONLY)) _output.assign(*output);
+  accept();
+  tick();
+}
+
+std::string Server::Implementation::url() const {
+  const auto endpoint = _acceptor.local_endpoint();
+  const bool isAny = endpoint.address().is_unspecified();
+  return fmt::format("http://{}:{}/", isAny ? "localhost" : hostOf(endpoint.address()),
+                     endpoint.port());
+}
+
+bool Server::Implementation::isOwnHost(std::string_view host) const {
+  return _hosts.count(boost::to_lower_copy(std::string(host))) > 0;
+}
+
+void Server::Implementation::accept() {
+  _acceptor.async_accept([this](Error error, Tcp::socket socket) {
+    if (!_acceptor.is_open()) return;
+    // One too many is closed at once.
+    if (!error && _connections.size() < mostConnections) {
+      socket.set_option(Tcp::no_delay(true), error);
+      std::make_shared<Request>(*this, std::move(socket))->read();
+    }
+    accept();
+  });
+}
+
+void Server::Implementation::tick() {
+  _service.tick();
+  _timer.expires_after(seconds(1));
+  _timer.async_wait([this](Error error) {
+    if (!error) tick();
+  });
+}
+
+void Server::Implementation::waitForInput(int descriptor) {
+  if (descriptor >= 0 && !std::exchange(_hasLookedAtInput, true)) {
+    if (const auto input = waitableDescriptor(descriptor, O_RDONLY)) _input.assign(*input);
+  }
+  _isInputReady = descriptor >= 0 && !_input.is_open();
+  if (descriptor >= 0 && _input.is_open()) {
+    _input.async_wait(asio::posix::stream_descriptor::wait_read,
+                      [this](Error /*error*/) { _isInputReady = true; });
+  }
+  poll();
+  while (!_isInputReady && !_isStopped) _context.run_one();
+}
+
+void Server::Implementation::output(std::string_view line) {
+  if (_outputDescriptor < 0) return;
+  _outputLines.add(std::nullopt, line);
+  _droppedOutput += _outputLines.takeDropped();
+  if (!_isOutputStalled) writeOutput();
+}
+
+/// Writes until everything is written or the reader has to catch up.
+void Server::Implementation::writeOutput() {
+  _isOutputStalled = false;
+  const int descriptor = _output.is_open() ? _output.native_handle() : _outputDescriptor;
+  while (true) {
+    if (_outputPiece.empty()) _outputPiece = _outputLines.take(pieceSize);
+    if (_outputPiece.empty()) return;
+    const ssize_t count = write(descriptor, _outputPiece.data(), _outputPiece.size());
+    if (count >= 0) {
+      _outputPiece.erase(0, static_cast<std::size_t>(count));
+    } else if (errno == EAGAIN && _output.is_open()) {
+      _isOutputStalled = true;
+      _output.async_wait(asio::posix::stream_descriptor::wait_write,
+                         [this](Error /*error*/) { writeOutput(); });
+      return;
+    } else if (errno != EINTR) {
+      // Whoever read has gone, or the disk is full. The pages go on.
+      _outputDescriptor = -1;
+      return;
+    }
+  }
+}
+
+void Server::Implementation::close() {
+  _acceptor.close();
+  _timer.cancel();
+  _stop.close();
+  _input.close();
+  // A connection may go while it is told to.
+  const auto connections = _connections;
+  for (Connection* const connection : connections) {
+    if (_connections.count(connection) > 0) connection->close();
+  }
+  const auto end = std::chrono::steady_clock::now() + closingTime;
+  while ((!_connections.empty() || _isOutputStalled) && _context.run_one_until(end) > 0) {
+  }
+}
+
+Reach reachOf(const std::string& text) {
+  const auto address = addressOf(text);
+  if (address.is_loopback()) return Reach::ThisMachine;
+  return address.is_unspecified() ? Reach::AllAddresses : Reach::OneAddress;
+}
+
+Server::Server(Service& service, const ServerOptions& options)
+    : _implementation(std::make_unique<Implementation>(service, options)) {}
+
+Server::~Server() = default;
+
+std::string Server::url() const { return _implementation->url(); }
+void Server::output(std::string_view line) { _implementation->output(line); }
+std::uint64_t Server::droppedOutput() const { return _implementation->droppedOutput(); }
+void Server::waitForInput(int descriptor) { _implementation->waitForInput(descriptor); }
+bool Server::poll() { return _implementation->poll(); }
+bool Server::isStopped() const { return _implementation->isStopped(); }
+void Server::close() { _implementation->close(); }
+
+}  // namespace zorvel
