@@ -56,13 +56,13 @@ class Client {
     std::size_t sent = 0;
     std::array<char, 65'536> heard{};
     for (int turn = 0; turn < 100'000; ++turn) {
-      const bool hasMore = sent < bytes.size();
-      if (hasMore) {
+      if (sent < bytes.size()) {
         const auto count = send(_descriptor, bytes.data() + sent, bytes.size() - sent,
                                 MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count > 0) sent += static_cast<std::size_t>(count);
         if (count < 0 && errno != EAGAIN) return;
-        if (sent == bytes.size()) shutdown(_descriptor, SHUT_WR);
+      } else {
+        shutdown(_descriptor, SHUT_WR);
       }
       server.poll();
       const auto count = recv(_descriptor, heard.data(), heard.size(), MSG_DONTWAIT);

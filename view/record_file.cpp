@@ -25,18 +25,18 @@ RecordFile::RecordFile(const std::string& name, std::string_view header)
 RecordFile::~RecordFile() { close(_descriptor); }
 
 void RecordFile::append(std::string_view line) {
-  ssize_t count = -1;
-  do {
-    count = write(_descriptor, line.data(), line.size());
-  } while (count < 0 && errno == EINTR);
-  if (count == static_cast<ssize_t>(line.size())) {
-    _size += count;
-    return;
+  for (std::string_view rest = line; !rest.empty();) {
+    const ssize_t count = write(_descriptor, rest.data(), rest.size());
+    if (count >= 0) {
+      rest.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      const int error = errno;
+      // What was written of the line would stand there as a bad one.
+      [[maybe_unused]] const int status = ftruncate(_descriptor, _size);
+      throw systemFailure(_name, error);
+    }
   }
-  const int error = count < 0 ? errno : ENOSPC;
-  // What was written of the line would stand there as a bad one.
-  [[maybe_unused]] const int status = ftruncate(_descriptor, _size);
-  throw systemFailure(_name, error);
+  _size += static_cast<off_t>(line.size());
 }
 
 }  // namespace zorvel

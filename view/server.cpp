@@ -40,6 +40,8 @@ constexpr std::size_t longestCommand = std::size_t{1} << 10;
 // Of all unfinished messages together.
 constexpr std::size_t mostUnfinished = std::size_t{16} << 20;
 constexpr std::size_t pieceSize = std::size_t{64} << 10;
+// Little, so that what a slow page gets is not old.
+constexpr int sendBufferSize = 64 << 10;
 constexpr seconds handshakeTime{10};
 // Half of it without a word brings a ping.
 constexpr seconds idleTime{60};
@@ -430,6 +432,7 @@ void Server::Implementation::accept() {
     // One too many is closed at once.
     if (!error && _connections.size() < mostConnections) {
       socket.set_option(Tcp::no_delay(true), error);
+      socket.set_option(Tcp::socket::send_buffer_size(sendBufferSize), error);
       std::make_shared<Request>(*this, std::move(socket))->read();
     }
     accept();

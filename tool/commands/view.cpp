@@ -144,6 +144,14 @@ Examples:
   options->server.port = 8642;
   command->add_option("--address", options->server.address, "The IP address to listen on")
       ->type_name("ADDRESS")
+      ->check([](const std::string& text) {
+        try {
+          reachOf(text);
+          return std::string();
+        } catch (const Failure& failure) {
+          return std::string(failure.what());
+        }
+      })
       ->capture_default_str();
   command->add_option("--port", options->server.port, "The port; 0 takes one that is free")
       ->type_name("N")

@@ -1,0 +1,309 @@
+"""Runs the live service of the tool whose path is in ZORVEL, as its senders and pages see it."""
+
+import asyncio
+import collections
+import json
+import os
+import pathlib
+import re
+import resource
+import signal
+import socket
+import subprocess
+import tempfile
+import unittest
+import urllib.request
+
+import websockets
+
+TOOL = os.environ["ZORVEL"]
+WAIT = 20  # seconds that anything may take
+
+
+def event(name, **keys):
+    return json.dumps({"event": name, **keys})
+
+
+def observation(person, **fields):
+    return event("observation", person=person, **(fields or {"touchEmotion": {"value": 1}}))
+
+
+def replay(record):
+    """What the service said to standard output while it made the record."""
+    with open(record) as lines:
+        return subprocess.run([TOOL, "live", "--clock", "recording"], stdin=lines,
+                              capture_output=True, check=True).stdout
+
+
+class Service:
+    """A service on a free port. Standard input and output are pipes unless given."""
+
+    def __init__(self, *options, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, **others):
+        self.process = subprocess.Popen([TOOL, "view", "--port", "0", *options], stdin=stdin,
+                                        stdout=stdout, stderr=subprocess.PIPE, text=True, **others)
+        self.port = int(re.search(r"http://\S+:(\d+)/", self.process.stderr.readline())[1])
+
+    def connect(self, path, **options):
+        return websockets.connect(f"ws://127.0.0.1:{self.port}/{path}",
+                                  **{"max_size": None, "ping_interval": None, **options})
+
+    def get(self, path):
+        with urllib.request.urlopen(f"http://127.0.0.1:{self.port}/{path}", timeout=WAIT) as answer:
+            return answer.read()
+
+    def health(self):
+        return json.loads(self.get("health"))
+
+    def request(self, text):
+        """The first line of the answer to raw bytes; "" when there is none."""
+        with socket.create_connection(("127.0.0.1", self.port), WAIT) as connection:
+            connection.sendall(text.replace("\n", "\r\n").replace("PORT", str(self.port)).encode())
+            return connection.makefile().readline().strip()
+
+    def end(self, number=signal.SIGTERM):
+        """Returns the exit status and what standard error had."""
+        self.process.send_signal(number)
+        error = self.process.communicate(timeout=WAIT)[1]
+        return self.process.returncode, error
+
+
+async def told(page, until):
+    """The lines of a page up to the first for which `until` holds."""
+    lines = []
+    async with asyncio.timeout(WAIT):
+        while True:
+            for text in (await page.recv()).splitlines():
+                lines.append(json.loads(text))
+                if until(lines[-1]):
+                    return lines
+
+
+class ViewTest(unittest.IsolatedAsyncioTestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.record = self.folder / "record.jsonl"
+
+    def service(self, *options, **others):
+        service = Service(*options, **others)
+        self.addCleanup(service.process.communicate)
+        self.addCleanup(service.process.kill)
+        return service
+
+    async def test_the_record_replays_to_the_states_that_were_sent(self):
+        states = self.folder / "states.jsonl"
+        scene = self.folder / "scene.jsonl"
+        subprocess.run([TOOL, "simulate", "--seconds", "30", "--people", "2", "-o", scene], check=True)
+        with open(states, "w") as output:
+            service = self.service("--record", self.record, "--forget", "0.3",
+                                   stdin=subprocess.PIPE, stdout=output)
+        async with service.connect("states") as page:
+            send = await asyncio.create_subprocess_exec(TOOL, "send", scene, "--speed", "30", "--to",
+                                                        f"127.0.0.1:{service.port}")
+            for number in range(20):
+                service.process.stdin.write(observation(7, gaze={"yaw": number, "pitch": 0}) + "\n")
+                service.process.stdin.flush()
+                await asyncio.sleep(0.01)
+            self.assertEqual(await asyncio.wait_for(send.wait(), WAIT), 0)
+            service.process.stdin.write(event("stop_recording", person=7, scope="the end") + "\n")
+            service.process.stdin.flush()
+            lines = await told(page, lambda line: line.get("scope") == "the end")
+        self.assertEqual(service.end()[0], 0)
+        self.assertEqual(replay(self.record), states.read_bytes())
+        sent = [json.loads(line) for line in states.read_text().splitlines()]
+        self.assertGreater(len(sent), 1000)
+        self.assertEqual([line for line in lines if "removed" not in line and "time" in line], sent)
+        # Person 7 was forgotten, and those of the scene left.
+        self.assertEqual({line["person"] for line in lines if "removed" in line}, {1, 2, 7})
+        self.assertIn('"source":"zorvel view"', self.record.read_text().splitlines()[0])
+        self.assertNotEqual(subprocess.run([TOOL, "view", "--port", "0", "--record", self.record],
+                                           stdin=subprocess.DEVNULL, capture_output=True).returncode, 0)
+
+    async def test_a_clock_set_back_begins_another_record(self):
+        states, setback = self.folder / "states.jsonl", self.folder / "set back"
+        environment = {**os.environ, "LD_PRELOAD": os.environ["CLOCK_LIBRARY"],
+                       "CLOCK_SET_BACK": str(setback)}
+        with open(states, "w") as output:
+            service = self.service("--record", self.record, stdout=output, env=environment)
+        room = event("movement") + "\n" + event("activity", value=0.2)
+        async with service.connect("states") as page, service.connect("events") as sender:
+            await sender.send(f"{observation(1)}\n{observation(2)}\n{room}")
+            await told(page, lambda line: "agitation" in line)
+            setback.touch()
+            await sender.send(f"{observation(1)}\n{room}")
+            lines = await told(page, lambda line: "agitation" in line)
+        self.assertEqual({line["person"] for line in lines if "removed" in line}, {1, 2})
+        self.assertIn("the clock was set back by 3", service.end()[1])
+        self.assertEqual(replay(self.record) + replay(self.folder / "record-2.jsonl"),
+                         states.read_bytes())
+
+    async def test_ids_belong_to_who_uses_them_first(self):
+        service = self.service()
+        people = '{"request":"people","count":3%s}'
+        async with service.connect("events") as first, service.connect("events") as second:
+            await first.send(observation(1) + "\n" + people % "")
+            self.assertEqual(json.loads(await first.recv()), {"people": {"first": 1000000, "count": 3}})
+            await second.send(observation(2) + "\n" + observation(1) + "\n" + observation(1000002))
+            answers = [json.loads(line) for line in (await second.recv()).splitlines()]
+            self.assertEqual(answers, [
+                {"error": "person 1 belongs to connection 1", "line": 2},
+                {"error": "person 1000002 belongs to connection 1", "line": 3}])
+            await second.send(people % ',"first":1000001')
+            self.assertEqual(json.loads(await second.recv())["people"]["first"], 1000003)
+            await first.close()
+            # What has become free can be had again, as after a reload.
+            async with service.connect("events") as again:
+                await again.send(people % ',"first":1000000' + "\n" + observation(1) + "\n[]")
+                answers = [json.loads(line) for line in (await again.recv()).splitlines()]
+                self.assertEqual(answers[0]["people"]["first"], 1000000)
+                self.assertEqual([answer["line"] for answer in answers[1:]], [3])
+
+    async def test_strangers_are_refused(self):
+        service = self.service("--host", "Robot.local")
+        socket_keys = ("Connection: Upgrade\nUpgrade: websocket\nSec-WebSocket-Version: 13\n"
+                       "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\n\n")
+        own = "Host: 127.0.0.1:PORT\n"
+        for text, status in (
+                ("GET / HTTP/1.1\nHost: robot.LOCAL:PORT\n\n", "200"),
+                ("GET / HTTP/1.1\nHost: [::1]:PORT\n\n", "200"),
+                ("GET / HTTP/1.1\nHost: evil.example:PORT\n\n", "421"),
+                ("GET / HTTP/1.1\nHost: 127.0.0.1\n\n", "421"),
+                ("GET / HTTP/1.1\n\n", "421"),
+                ("GET /other HTTP/1.1\n" + own + "\n", "404"),
+                ("POST / HTTP/1.1\n" + own + "Content-Length: 2\n\n{}", "405"),
+                ("GET /states HTTP/1.1\n" + own + socket_keys, "101"),
+                ("GET /states HTTP/1.1\nOrigin: http://127.0.0.1:PORT\n" + own + socket_keys, "101"),
+                ("GET /states HTTP/1.1\nOrigin: http://localhost:PORT\n" + own + socket_keys, "403"),
+                ("GET /events HTTP/1.1\nOrigin: http://evil.example\n" + own + socket_keys, "403"),
+                ("GET /events HTTP/1.1\nOrigin: null\n" + own + socket_keys, "403"),
+                ("GET /other HTTP/1.1\n" + own + socket_keys, "404"),
+                ("GET / HTTP/1.1\n" + own + "Long: " + "x" * 9000 + "\n\n", "400"),
+                ("nonsense\n\n", "400")):
+            self.assertIn(f" {status} ", service.request(text) + " ", text)
+        with urllib.request.urlopen(f"http://localhost:{service.port}/", timeout=WAIT) as page:
+            self.assertRegex(page.headers["Content-Security-Policy"], "default-src 'none'.*sha256")
+            self.assertNotIn("unsafe", page.headers["Content-Security-Policy"])
+        for options, status in ((["--address", "0.0.0.0"], 2), (["--address", "nowhere"], 2),
+                                (["--port", str(service.port)], 1)):
+            result = subprocess.run([TOOL, "view", *options], stdin=subprocess.DEVNULL,
+                                    capture_output=True, text=True, timeout=WAIT)
+            self.assertEqual(result.returncode, status, result.stderr)
+        self.assertIn("Address already in use", result.stderr)
+        open_to_all = self.service("--address", "0.0.0.0", "--host", "robot.local")
+        self.assertIn("whoever reaches this machine", open_to_all.process.stderr.readline())
+
+    async def test_limits(self):
+        service = self.service()
+        # A handshake that does not come to an end is ended, meanwhile:
+        slow = socket.create_connection(("127.0.0.1", service.port), WAIT)
+        self.addCleanup(slow.close)
+        slow.sendall(b"GET / HTTP/1.1\r\nHo")
+        async with service.connect("events") as sender:
+            await sender.send(" " * (1 << 20))
+            await sender.send(" " * ((1 << 20) + 1))
+            with self.assertRaises(websockets.ConnectionClosed) as closed:
+                await asyncio.wait_for(sender.recv(), WAIT)
+            self.assertEqual(closed.exception.rcvd.code, 1009)
+        # Many unfinished messages at once: 1 MiB each, one byte short.
+        senders = [await service.connect("events") for _ in range(20)]
+        unfinished = b"\x81\xff" + (1 << 20).to_bytes(8, "big") + bytes(4) + b" " * ((1 << 20) - 1)
+        for sender in senders:
+            sender.transport.write(unfinished)
+        await asyncio.wait([asyncio.create_task(sender.wait_closed()) for sender in senders],
+                           timeout=WAIT, return_when=asyncio.FIRST_COMPLETED)
+        codes = collections.Counter(sender.close_code for sender in senders if sender.closed)
+        self.assertEqual(set(codes), {1013})
+        for sender in senders:
+            sender.transport.abort()
+        connections = [socket.create_connection(("127.0.0.1", service.port), WAIT)
+                       for _ in range(64)]
+        self.assertEqual(connections[-1].recv(1), b"")  # the slow one makes it one too many
+        for connection in connections:
+            connection.close()
+        self.assertEqual(slow.recv(1), b"")
+        self.assertEqual(service.health()["status"], "ok")
+
+    async def test_a_page_that_does_not_keep_up_gets_the_newest(self):
+        service = self.service()
+        async with service.connect("states", max_queue=1) as page, service.connect("events") as sender:
+            await page.send('{"forces":true}')
+            await told(page, lambda line: "status" in line)
+            count = 6000
+            for _ in range(count // 20):
+                await sender.send("\n".join(observation(person % 2) for person in range(20)))
+            await sender.send("last\n" + event("not_seen", person=1))
+            await sender.recv()
+            self.assertEqual(service.health()["events"], count + 1)  # whether the page reads or not
+            lines = await told(page, lambda line: "valence" in line and
+                               line["forces"][-1]["reason"] == "Not visible")
+        missed = sum(line.get("missed", 0) for line in lines)
+        got = sum("valence" in line for line in lines)
+        self.assertGreater(missed, 0)
+        others = sum(not {"valence", "missed"} & set(line) for line in lines)
+        self.assertLessEqual(count + 1, got + missed)
+        self.assertLess(got + missed - others, count + 20)
+        self.assertEqual({line["person"] for line in lines[-2:] if "valence" in line} | {0}, {0, 1})
+
+    async def test_a_stalled_output_stops_nobody(self):
+        service = self.service(stdout=subprocess.PIPE)
+        async with service.connect("events") as sender:
+            for _ in range(200):
+                await sender.send("\n".join([observation(1)] * 20))
+            await sender.send("last")
+            await sender.recv()
+        self.assertEqual(service.health()["events"], 4000)
+        service.process.send_signal(signal.SIGTERM)
+        states, error = service.process.communicate(timeout=WAIT)
+        dropped = int(re.search(r"did not take in time: (\d+)", error)[1])
+        self.assertGreater(dropped, 0)
+        self.assertEqual(len(states.splitlines()) + dropped, 4000)
+
+    async def test_bad_lines_and_ends(self):
+        service = self.service(stdin=subprocess.PIPE)
+        async with service.connect("states") as page, service.connect("events") as sender:
+            service.process.stdin.write('{"event":"<b>"}\n')
+            service.process.stdin.flush()
+            bad = (await told(page, lambda line: "bad_line" in line))[-1]["bad_line"]
+            self.assertEqual((bad["source"], bad["line"]), ("standard input", 1))
+            await sender.send("\n\n" + observation(1) + "\noops")
+            self.assertEqual(json.loads(await sender.recv())["line"], 4)
+            await page.send('{"forces":1}')
+            self.assertIn("error", (await told(page, lambda line: "error" in line))[-1])
+            status, error = await asyncio.to_thread(service.end)  # with everybody still there
+        self.assertEqual(status, 0)
+        self.assertIn('standard input:1: event: "<b>" is not an event\nconnection 1:4: ', error)
+        for text, options, expected in ((observation(1), ["--until-end"], 0),
+                                        ("oops", ["--until-end"], 1),
+                                        ("oops", ["--strict"], 1)):
+            result = subprocess.run([TOOL, "view", "--port", "0", *options], input=text, text=True,
+                                    capture_output=True, timeout=WAIT)
+            self.assertEqual(result.returncode, expected, result.stderr)
+
+    async def test_the_record_is_whole_whatever_ends_it(self):
+        killed = self.service("--record", self.record)
+        async with killed.connect("events") as sender:
+            await sender.send("\n".join([observation(1)] * 500) + "\nlast")
+            await sender.recv()
+            minute = killed.get("recording")
+        killed.end(signal.SIGKILL)
+        self.assertEqual(self.record.read_bytes(), minute)
+        self.assertEqual(len(replay(self.record).splitlines()), 500)
+
+        full = self.folder / "full.jsonl"
+        service = self.service("--record", full, preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_FSIZE, (4096, 4096)))
+        async with service.connect("events") as sender:
+            await sender.send("\n".join([observation(1)] * 500) + "\nlast")
+            await sender.recv()
+        self.assertEqual(service.health()["events"], 500)
+        self.assertIsNone(service.health()["recording"])
+        self.assertEqual(len(service.get("recording").splitlines()), 501)
+        status, error = service.end()
+        self.assertEqual(status, 1)
+        self.assertEqual(error.count("File too large"), 2, error)  # when it happens, and in the end
+        self.assertGreater(len(replay(full).splitlines()), 10)
+
+
+if __name__ == "__main__":
+    unittest.main()
