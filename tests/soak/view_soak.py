@@ -68,11 +68,13 @@ async def main(tool, seconds):
         url = re.search(r"http(://\S+)", process.stderr.readline())[1]
         fast, slow = {"states": 0, "missed": 0}, {"states": 0, "missed": 0}
         pages = [asyncio.create_task(watch("ws" + url, fast)),
-                 asyncio.create_task(watch("ws" + url, slow, pause=2))]
+                 asyncio.create_task(watch("ws" + url, slow, pause=0.2))]
         feeding = asyncio.create_task(feed("ws" + url, seconds))
         begin = time.monotonic()
         while not feeding.done():
-            await asyncio.wait([feeding], timeout=60)
+            await asyncio.wait([feeding, *pages], timeout=60, return_when=asyncio.FIRST_EXCEPTION)
+            for task in [page for page in pages if page.done()]:
+                task.result()  # a page that was closed
             print(f"{(time.monotonic() - begin) / 60:5.1f} min  fast {fast}  slow {slow}  "
                   f"{memory(process):.1f} MB", flush=True)
         await feeding
