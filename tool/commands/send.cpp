@@ -127,14 +127,19 @@ class ServiceConnection {
   }
 
   void answer(std::string line) {
-    JsonLine json;
-    JsonObject object(json.parse(line));
-    const auto error = object.find("error");
-    const auto number = object.find("line");
-    if (!error || !number) return;
-    const std::uint64_t first = _sentLines - _lineNumbers.size();
-    const auto index = static_cast<std::uint64_t>(number->integer(1, INT64_MAX)) - 1 - first;
-    _print(index < _lineNumbers.size() ? _lineNumbers[index] : 0, std::string(error->text()));
+    if (line.empty()) return;
+    try {
+      JsonLine json;
+      JsonObject object(json.parse(line));
+      const auto error = object.find("error");
+      const auto number = object.find("line");
+      if (!error || !number) return;
+      const std::uint64_t first = _sentLines - _lineNumbers.size();
+      const auto index = static_cast<std::uint64_t>(number->integer(1, INT64_MAX)) - 1 - first;
+      _print(index < _lineNumbers.size() ? _lineNumbers[index] : 0, std::string(error->text()));
+    } catch (const JsonError& error) {
+      throw Failure(fmt::format("{}: its answer is {}", printable(_address), error.what()));
+    }
   }
 
   void requireOpen() const {
