@@ -42,6 +42,12 @@ class Client {
   explicit Client(std::uint16_t port) : _descriptor(socket(AF_INET, SOCK_STREAM, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    // From another address each time: the ports of one would be used up within a minute.
+    static std::uint32_t count = 0;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK + count++ % 0xFFFFF);
+    const int yes = 1;
+    setsockopt(_descriptor, IPPROTO_IP, IP_BIND_ADDRESS_NO_PORT, &yes, sizeof yes);
+    bind(_descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address);
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     require(connect(_descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0,

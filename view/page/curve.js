@@ -60,16 +60,18 @@ class Curves {
       context.drawImage(canvas, -moved / ratio, 0, canvas.clientWidth, canvas.clientHeight);
       context.restore();
     }
-    const first = Math.max(0, this.bins.length - tailBins - Math.ceil(moved * pixelSeconds / binSeconds));
+    const movedBins = Math.ceil(moved * pixelSeconds / binSeconds);
+    const first = Math.max(0, this.bins.length - tailBins - movedBins);
     const from = this.bins[first]?.time ?? 0;
     const x = Math.floor(right - (edge * pixelSeconds - from) / pixelSeconds / ratio);
-    this.drawFrom(Math.max(0, first - 1), Math.max(plotLeft, x), edge, pixelSeconds);
+    this.drawFrom(first, Math.max(plotLeft, x), edge, pixelSeconds);
   }
 
-  // Draws the bins from one on, to the right of `left` alone.
+  // Draws the bins from one on, to the right of `left` alone, where the line comes in from the left.
   drawFrom(first, left, edge, pixelSeconds) {
     const { context, right } = this;
     const xOf = (time) => right - (edge - time / pixelSeconds) / devicePixelRatio;
+    while (first > 0 && xOf(this.bins[first].time) >= left) --first;
     const shown = this.bins.slice(first);
     context.save();
     context.beginPath();
