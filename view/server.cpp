@@ -9,6 +9,7 @@
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -40,8 +41,9 @@ constexpr std::size_t longestCommand = std::size_t{1} << 10;
 // Of all unfinished messages together.
 constexpr std::size_t mostUnfinished = std::size_t{16} << 20;
 constexpr std::size_t pieceSize = std::size_t{64} << 10;
-// Little, so that what a slow page gets is not old.
-constexpr int sendBufferSize = 64 << 10;
+// How much may be on its way: little, so that what a slow page gets is not old.
+constexpr std::size_t windowSize = std::size_t{64} << 10;
+constexpr const char* windowPing = "window";
 constexpr seconds handshakeTime{10};
 // Half of it without a word brings a ping.
 constexpr seconds idleTime{60};
@@ -159,6 +161,10 @@ class Server::Implementation::WebSocket : public Connection,
     _socket.set_option(timeout);
     _socket.read_message_max(longest);
     _socket.text(true);
+    _socket.control_callback([this](websocket::frame_type kind, beast::string_view payload) {
+      if (kind != websocket::frame_type::pong || payload != windowPing) return;
+      asio::post(_socket.get_executor(), [self = shared_from_this()] { self->openWindow(); });
+    });
   }
   ~WebSocket() override { server()._unfinished -= _received.size(); }
 
@@ -184,7 +190,7 @@ class Server::Implementation::WebSocket : public Connection,
 
   /// To be called when there is something to say.
   void speak() {
-    if (!_isOpen || _isWriting) return;
+    if (!_isOpen || _isWriting || _onTheWay >= windowSize) return;
     _sent = takeLines();
     if (_sent.empty()) {
       if (_isClosing) sayGoodbye(websocket::close_code::going_away);
@@ -198,11 +204,23 @@ class Server::Implementation::WebSocket : public Connection,
                             self->_isOpen = false;
                             return;
                           }
+                          self->_onTheWay += self->_sent.size();
+                          if (self->_onTheWay >= windowSize) self->closeWindow();
                           self->speak();
                         });
   }
 
  private:
+  /// Says no more until the other side has read all this: it then answers a ping.
+  void closeWindow() {
+    _socket.async_ping(windowPing, [self = shared_from_this()](Error /*error*/) {});
+  }
+
+  void openWindow() {
+    _onTheWay = 0;
+    speak();
+  }
+
   void read() {
     _socket.async_read_some(_piece, pieceSize,
                             [self = shared_from_this()](Error error, std::size_t size) {
@@ -244,6 +262,7 @@ class Server::Implementation::WebSocket : public Connection,
   beast::flat_buffer _piece;
   std::string _received;  // of a message that is not complete
   std::string _sent;
+  std::size_t _onTheWay = 0;
   bool _isOpen = false;
   bool _isWriting = false;
   bool _isClosing = false;
@@ -432,7 +451,6 @@ void Server::Implementation::accept() {
     // One too many is closed at once.
     if (!error && _connections.size() < mostConnections) {
       socket.set_option(Tcp::no_delay(true), error);
-      socket.set_option(Tcp::socket::send_buffer_size(sendBufferSize), error);
       std::make_shared<Request>(*this, std::move(socket))->read();
     }
     accept();

@@ -43,7 +43,7 @@ async def feed(url, seconds):
 
 
 async def watch(url, told, pause=0):
-    async with websockets.connect(url + "states", max_size=None, max_queue=1) as service:
+    async with websockets.connect(url + "states", max_size=None, max_queue=1, ping_interval=None) as service:
         await service.send('{"forces":true}')
         async for message in service:
             for text in message.splitlines():

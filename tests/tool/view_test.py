@@ -58,7 +58,7 @@ class Service:
         """The first line of the answer to raw bytes; "" when there is none."""
         with socket.create_connection(("127.0.0.1", self.port), WAIT) as connection:
             connection.sendall(text.replace("\n", "\r\n").replace("PORT", str(self.port)).encode())
-            return connection.makefile().readline().strip()
+            return connection.makefile(encoding="latin-1").readline().strip()
 
     def end(self, number=signal.SIGTERM):
         """Returns the exit status and what standard error had."""
@@ -99,6 +99,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             service = self.service("--record", self.record, "--forget", "0.3",
                                    stdin=subprocess.PIPE, stdout=output)
         async with service.connect("states") as page:
+            telling = asyncio.create_task(told(page, lambda line: line.get("scope") == "the end"))
             send = await asyncio.create_subprocess_exec(TOOL, "send", scene, "--speed", "30", "--to",
                                                         f"127.0.0.1:{service.port}")
             for number in range(20):
@@ -108,7 +109,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual(await asyncio.wait_for(send.wait(), WAIT), 0)
             service.process.stdin.write(event("stop_recording", person=7, scope="the end") + "\n")
             service.process.stdin.flush()
-            lines = await told(page, lambda line: line.get("scope") == "the end")
+            lines = await telling
         self.assertEqual(service.end()[0], 0)
         self.assertEqual(replay(self.record), states.read_bytes())
         sent = [json.loads(line) for line in states.read_text().splitlines()]

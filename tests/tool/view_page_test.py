@@ -1,0 +1,249 @@
+"""Opens the live page of the tool whose path is in ZORVEL in a browser, and uses it."""
+
+import functools
+import http.server
+import json
+import os
+import pathlib
+import re
+import statistics
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.wait import WebDriverWait
+
+TOOL = os.environ["ZORVEL"]
+WAIT = 20  # seconds that anything may take
+
+# What a page of somebody else may try on the service.
+HOSTILE = """<!DOCTYPE html><title>hostile</title><script>
+const tries = {};
+const said = (name, what) => { tries[name] ??= what; };
+for (const path of ["states", "events"]) {
+  const socket = new WebSocket("ws://127.0.0.1:PORT/" + path);
+  socket.onopen = () => { said(path, "open"); };
+  socket.onerror = () => said(path, "refused");
+}
+for (const [name, mode] of [["read", "cors"], ["blind", "no-cors"]]) {
+  fetch("http://127.0.0.1:PORT/health", { mode })
+    .then((answer) => answer.text()).then((text) => said(name, text || "nothing"))
+    .catch(() => said(name, "refused"));
+}
+</script><iframe src="http://127.0.0.1:PORT/"></iframe>"""
+
+
+def line(event, **keys):
+    return json.dumps({"event": event, **keys}) + "\n"
+
+
+def smiling(person):
+    return line("observation", person=person, smile={"value": 1, "confidence": 1},
+                expressions={"joy": {"value": 1, "confidence": 1}},
+                headPosture={"yaw": 0, "pitch": 0, "roll": 0})
+
+
+class QuietHandler(http.server.SimpleHTTPRequestHandler):
+    def log_message(self, *arguments):
+        pass
+
+
+class ViewPageTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = pathlib.Path(folder.name)
+        options = webdriver.ChromeOptions()
+        options.binary_location = "/usr/bin/chromium"
+        for argument in ("headless=new", "no-sandbox", "disable-gpu", "no-first-run",
+                         "disable-background-networking", "disable-sync", "disable-component-update",
+                         "disable-dev-shm-usage", f"user-data-dir={cls.folder / 'browser'}"):
+            options.add_argument("--" + argument)
+        options.add_experimental_option("prefs", {"download.default_directory": str(cls.folder)})
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        cls.addClassCleanup(cls.browser.quit)
+        cls.script = cls.browser.execute_script
+
+    def setUp(self):
+        self.browser.get("about:blank")
+        self.browser.get_log("browser")
+        self.port = 0
+        self.start()
+
+    def start(self, *options):
+        self.service = subprocess.Popen(
+            [TOOL, "view", "--port", str(self.port), *options], stdin=subprocess.PIPE,
+            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(self.service.communicate)
+        self.addCleanup(self.service.kill)
+        self.port = int(re.search(r":(\d+)/", self.service.stderr.readline())[1])
+
+    def open(self, width=1400, height=900, **features):
+        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+            "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+            "features": [{"name": name.replace("_", "-"), "value": value}
+                         for name, value in features.items()]})
+        self.browser.get(f"http://127.0.0.1:{self.port}/")
+        self.wait("lastStatus !== undefined")
+
+    def feed(self, text):
+        self.service.stdin.write(text)
+        self.service.stdin.flush()
+
+    def wait(self, condition):
+        WebDriverWait(self.browser, WAIT, 0.05).until(
+            lambda _: self.script(f"return Boolean({condition})"), condition)
+
+    def texts(self, selector):
+        return [each.text for each in self.browser.find_elements(By.CSS_SELECTOR, selector)]
+
+    def assert_no_complaints(self):
+        self.assertEqual([entry for entry in self.browser.get_log("browser")
+                          if "ERR_CONNECTION_REFUSED" not in entry["message"]], [])
+
+    def test_people_come_are_told_of_and_go(self):
+        self.open()
+        self.assertIn("Nobody is here", self.texts("#nobody")[0])
+        self.feed("".join(smiling(person) for person in range(1, 13)) + line("movement") +
+                  line("activity", value=0.05))
+        self.wait("cards.size === 12 && document.querySelectorAll('.why li').length >= 36")
+        first = self.texts(".card")[0].splitlines()
+        self.assertEqual(first[0], "Person 1")
+        self.assertRegex(first[1], r"▲ positive \d+ %")
+        self.assertRegex(" ".join(first), r"Valence 0\.\d\d \d+ % sure Attention 0\.\d\d \d+ % sure "
+                                          r"Ease 0\.0 50 % sure")
+        self.assertIn("Face characteristics pulls valence up", first)
+        self.assertIn("agitation 0.14, calm 0.86", self.texts("#room")[0])
+        self.script("announce()")
+        self.assertIn("12 people. Person 1: positive",
+                      self.script("return document.getElementById('announcement').textContent"))
+        # Who goes leaves a place, which the next one takes; nobody else moves.
+        places = "return [...cards].map(([id, {box}]) => [id, box.offsetLeft, box.offsetTop])"
+        before = self.script(places)
+        self.feed(line("remove", person=2))
+        self.wait("!cards.has(2) && document.querySelector('.slot')")
+        self.feed(smiling(13))
+        self.wait("cards.has(13)")
+        after = self.script(places)
+        self.assertEqual(after, before[:1] + before[2:] + [[13, *before[1][1:]]])
+        self.script("document.querySelector('#choice').open = true")
+        self.browser.find_elements(By.CSS_SELECTOR, "#choice input")[0].click()
+        self.assertEqual(sum(each.is_displayed() for each in
+                             self.browser.find_elements(By.CLASS_NAME, "card")), 11)
+        self.assert_no_complaints()
+
+    def test_fits_every_width(self):
+        for width, features in ((320, {"prefers_color_scheme": "dark"}),
+                                (400, {"prefers_reduced_motion": "reduce"}), (768, {}), (1400, {})):
+            self.open(width, **features)
+            self.feed(smiling(1) + smiling(-2147483648) + "oops " + "x" * 500 + "\n")
+            self.wait("cards.size === 2 && document.querySelector('.why li')")
+            self.script("document.querySelectorAll('details').forEach((d) => { d.open = true; });"
+                        "showHand(true)")
+            self.assertLessEqual(self.script("return document.documentElement.scrollWidth"), width)
+            motion = self.script("return getComputedStyle(cards.get(1).box).transitionDuration")
+            self.assertEqual(motion == "0s", "prefers_reduced_motion" in features)
+
+    def test_states_are_drawn_at_once_and_pause_holds_them(self):
+        self.open()
+        scene = subprocess.Popen([TOOL, "simulate", "--people", "3"], stdout=subprocess.PIPE)
+        send = subprocess.Popen([TOOL, "send", "-", "--to", f"127.0.0.1:{self.port}"],
+                                stdin=scene.stdout, stderr=subprocess.DEVNULL)
+        self.addCleanup(send.wait, WAIT)
+        self.addCleanup(send.terminate)
+        self.addCleanup(scene.communicate)
+        self.wait("cards.size > 0")
+        delays = []
+        for _ in range(60):
+            delays += self.script("""return [...cards.values()].map(({person}) => person)
+              .filter(({drawnAt}) => drawnAt).map(({drawnAt, drawnTime}) => drawnAt - drawnTime)""")
+            time.sleep(0.02)
+        self.assertLess(statistics.median(delays), 0.1)
+        self.browser.find_element(By.TAG_NAME, "body").send_keys("p")
+        shown = "return [...cards.values()].map(({curves, box}) => curves.canvas.toDataURL())"
+        before = self.script(shown)
+        self.wait("/[1-9]\\d* lines? behind/.test(pauseButton.textContent)")
+        self.assertTrue(self.script(shown)[:len(before)] == before, "it goes on")
+        self.browser.find_element(By.TAG_NAME, "body").send_keys("p")
+        WebDriverWait(self.browser, WAIT).until(lambda _: self.script(shown)[0] != before[0])
+        self.assertEqual(self.texts("#pause"), ["P\nPause"])
+        self.assert_no_complaints()
+
+    def test_comes_back_after_the_service(self):
+        self.open()
+        self.feed(smiling(1))
+        self.wait("cards.size === 1")
+        self.service.kill()
+        self.service.wait(WAIT)
+        self.wait("document.getElementById('connection').className !== 'live'")
+        self.assertRegex(self.texts("#connection")[0], "the last line came at .*:")
+        self.start()
+        self.wait("document.getElementById('connection').className === 'live' && cards.size === 0")
+        self.feed(smiling(2))
+        self.wait("cards.has(2)")
+
+    def test_saves_the_last_minute(self):
+        self.open()
+        self.feed(smiling(1) * 3)
+        self.wait("cards.size === 1")
+        self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
+            "behavior": "allow", "downloadPath": str(self.folder)})
+        self.browser.find_element(By.ID, "save").click()
+        saved = self.folder / "last-minute.jsonl"
+        WebDriverWait(self.browser, WAIT, 0.05).until(lambda _: saved.exists())
+        told = subprocess.run([TOOL, "info", "--json", saved], capture_output=True, check=True).stdout
+        self.assertEqual(json.loads(told)["persons"][0]["observations"], 3)
+
+    def test_texts_are_never_markup(self):
+        markup = "<img src=x onerror=document.title='gone'>"
+        self.open()
+        self.feed(smiling(1) + line("start_recording", person=1, scope=markup) +
+                  line("stop_recording", person=1, scope=markup) + line(markup) + markup + "\n")
+        self.wait("lastStatus.bad_lines === 2")
+        self.script("document.querySelector('#bad-lines').open = true")
+        self.assertIn("standard input, line 4: event: \"<img src=x", self.texts("#bad-lines li")[1])
+        self.assertEqual(self.texts("#bad-lines summary"), ["2 bad lines"])
+        self.assertEqual(self.browser.title, "zorvel view")
+        self.assertEqual(self.browser.find_elements(By.CSS_SELECTOR, "img"), [])
+
+    def test_a_person_by_hand(self):
+        self.open()
+        self.browser.find_element(By.ID, "by-hand").click()
+        self.wait("cards.has(1000000)")
+        self.script("handForm.elements.face.value = 1")
+        self.wait("cards.get(1000000).person.state.valence.value > 0.9")
+        self.script("handForm.elements.face.value = 0")
+        self.browser.find_elements(By.CSS_SELECTOR, "[data-touch]")[1].click()
+        self.wait("cards.get(1000000).person.state.valence.value < 0")
+        self.browser.refresh()
+        self.wait("cards.has(1000000) && serviceStarted")
+        self.browser.find_element(By.ID, "by-hand").click()
+        self.wait("handPerson === 1000000 && cards.get(1000000).person.state.forces?.length > 0")
+        self.browser.find_element(By.ID, "by-hand").click()
+        self.wait("!cards.has(1000000) && handForm.hidden")
+        self.assert_no_complaints()
+
+    def test_another_page_can_neither_read_nor_feed(self):
+        (self.folder / "hostile.html").write_text(HOSTILE.replace("PORT", str(self.port)))
+        handler = functools.partial(QuietHandler, directory=self.folder)
+        with http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler) as server:
+            threading.Thread(target=server.serve_forever, daemon=True).start()
+            self.browser.get(f"http://localhost:{server.server_port}/hostile.html")
+            self.wait("Object.keys(tries).length === 4")
+            self.assertEqual(self.script("return tries"), {
+                "states": "refused", "events": "refused", "read": "refused", "blind": "refused"})
+            self.browser.switch_to.frame(0)
+            self.assertNotIn("zorvel", self.script("return document.body?.textContent ?? ''"))
+            server.shutdown()
+
+
+if __name__ == "__main__":
+    unittest.main()
