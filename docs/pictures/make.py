@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Makes the pictures of the documents anew: make.py ZORVEL
 
-Small recordings go through `zorvel report`, and Chromium takes pictures of the charts.
+Small recordings go through `zorvel report` or to `zorvel view`, and Chromium takes pictures.
 """
 
 import json
@@ -9,6 +9,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import time
 
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
@@ -96,6 +97,20 @@ def browser(folder):
     return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
 
 
+def show_live(tool, chromium):
+    """A scene of three people on the live page, after some time."""
+    with subprocess.Popen([tool, "view", "--port", "0"], stdin=subprocess.DEVNULL, text=True,
+                          stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as service:
+        url = service.stderr.readline().split()[1]
+        chromium.get(url)
+        scene = subprocess.Popen([tool, "simulate", "--people", "3"], stdout=subprocess.PIPE)
+        send = subprocess.Popen([tool, "send", "-", "--to", url.split("/")[2]], stdin=scene.stdout)
+        time.sleep(36)
+        chromium.save_screenshot(str(HERE / "view.png"))
+        for process in (send, scene, service):
+            process.terminate()
+
+
 def main(tool):
     with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as folder:
         chromium = browser(folder)
@@ -130,6 +145,8 @@ def main(tool):
             show(subprocess.run([tool, "simulate", "--people", "1", "--seconds", "40"], text=True,
                                 check=True, stdout=subprocess.PIPE).stdout)
             chromium.save_screenshot(str(HERE / "report.png"))
+            chromium.set_window_size(1000, 560)
+            show_live(tool, chromium)
         finally:
             chromium.quit()
 
