@@ -6,9 +6,8 @@
 namespace ZV {
 namespace {
 
-// The landmarks are kept in another order than they are numbered in. It decides in which order
-// their confidences are added, and so the last digits of the sum: this is the slot of each
-// landmark.
+// The slot of each landmark. The slots are not in the order of the numbers, and the order in which
+// the confidences are added decides the last digits of their sum.
 constexpr std::array<std::size_t, 12> slots = {0, 3, 6, 1, 2, 4, 5, 7, 8, 10, 11, 9};
 
 std::size_t slotOf(PointDescription description) {

@@ -31,7 +31,7 @@ std::vector<Person> SocialGraph::persons() const {
   return all;
 }
 
-// By value, so that what is called stays as it is whatever it does to the caller's function.
+// By value: a callback may replace or destroy the very function that it was passed as.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void SocialGraph::update(std::int32_t id, boost::function<void(Person&)> callback) {
   const Lock lock(_mutex);

@@ -23,7 +23,7 @@ constexpr float notVisibleStrength = 0.26f;
 constexpr float notVisibleConfidenceStrength = 0.7f;
 constexpr double oldObservationSeconds = 3.0;
 
-// How steeply a weight falls around its horizon, in 1/s (or 1/degree): so much over the horizon,
+// How steeply a weight falls at its horizon, in 1/s or 1/degree: this divided by the horizon, held
 // within these bounds.
 constexpr float slopeTimesHorizon = 2.0f;
 constexpr float flattestSlope = 0.001f;

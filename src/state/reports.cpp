@@ -22,7 +22,7 @@ std::string PersonState::emotionLogMessage() const {
     message << "\t - Actually you're in a positive mood at a " << valence * 100.0f
             << "% rate ＼（＠￣∇￣＠）／ \n";
   } else {
-    // A valence of 0 is told as "-0": readers of this log know it so.
+    // A valence of 0 is printed as "-0", which readers of this log expect.
     message << "\t - Actually you're in a negative mood at a " << valence * -100.0f
             << "% rate ヽ（＠⋋_⋌）ノ \n";
   }
