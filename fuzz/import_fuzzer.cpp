@@ -2,7 +2,7 @@
 // refuses one is a recording without a bad line, by ascending time.
 
 #include "fuzzing.hpp"
-#include "import/import.hpp"
+#include "import/importer.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"

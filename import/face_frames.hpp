@@ -12,7 +12,7 @@
 #include <zv/person_observation.hpp>
 
 #include "import/csv_reader.hpp"
-#include "import/import.hpp"
+#include "import/importer.hpp"
 #include "recording/event.hpp"
 #include "recording/failure.hpp"
 #include "recording/observation_fields.hpp"

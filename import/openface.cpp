@@ -8,7 +8,7 @@
 
 #include "import/face_fields.hpp"
 #include "import/face_frames.hpp"
-#include "import/import.hpp"
+#include "import/importer.hpp"
 
 namespace zorvel {
 namespace {

@@ -2,7 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <memory>
+#include <string>
+#include <vector>
 #include <zv/version.hpp>
+
+#include "system/command_line.hpp"
 
 namespace zorvel {
 
@@ -19,7 +24,28 @@ void addSend(CLI::App& tool);
 void addInfo(CLI::App& tool);
 void addSimulate(CLI::App& tool);
 void addTypes(CLI::App& tool);
-void addHelp(CLI::App& tool);
+
+namespace {
+
+void addHelp(CLI::App& tool) {
+  auto* const command = tool.add_subcommand("help", "Print what --help prints for a subcommand");
+  command->footer(R"(Example:
+  zorvel help import openface)");
+  const auto words = std::make_shared<std::vector<std::string>>();
+  command->add_option("SUBCOMMAND", *words, "The subcommand; none for the tool itself");
+  command->callback([&tool, words] {
+    const CLI::App* named = &tool;
+    for (const auto& word : *words) {
+      const CLI::App* const next = findSubcommand(*named, word);
+      if (next == nullptr) throw CLI::ValidationError(describeUnknown(*named, word));
+      named = next;
+    }
+    fmt::print("{}", named->get_formatter()->make_help(named, fullName(*named),
+                                                       CLI::AppFormatMode::Normal));
+  });
+}
+
+}  // namespace
 
 void addCommands(CLI::App& tool) {
   tool.name("zorvel");

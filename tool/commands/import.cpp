@@ -1,10 +1,9 @@
-#include "import/import.hpp"
-
 #include <fmt/format.h>
 
 #include <memory>
 #include <string>
 
+#include "import/importer.hpp"
 #include "inspection/format.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_writer.hpp"

@@ -1,5 +1,5 @@
-#ifndef ZORVEL_IMPORT_IMPORT_HPP
-#define ZORVEL_IMPORT_IMPORT_HPP
+#ifndef ZORVEL_IMPORT_IMPORTER_HPP
+#define ZORVEL_IMPORT_IMPORTER_HPP
 
 #include <cstdint>
 #include <functional>
