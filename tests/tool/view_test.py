@@ -67,6 +67,10 @@ class Service:
         return self.process.returncode, error
 
 
+async def heard(connection):
+    return await asyncio.wait_for(connection.recv(), WAIT)
+
+
 async def told(page, until):
     """The lines of a page up to the first for which `until` holds."""
     lines = []
@@ -144,19 +148,19 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         people = '{"request":"people","count":3%s}'
         async with service.connect("events") as first, service.connect("events") as second:
             await first.send(observation(1) + "\n" + people % "")
-            self.assertEqual(json.loads(await first.recv()), {"people": {"first": 1000000, "count": 3}})
+            self.assertEqual(json.loads(await heard(first)), {"people": {"first": 1000000, "count": 3}})
             await second.send(observation(2) + "\n" + observation(1) + "\n" + observation(1000002))
-            answers = [json.loads(line) for line in (await second.recv()).splitlines()]
+            answers = [json.loads(line) for line in (await heard(second)).splitlines()]
             self.assertEqual(answers, [
                 {"error": "person 1 belongs to connection 1", "line": 2},
                 {"error": "person 1000002 belongs to connection 1", "line": 3}])
             await second.send(people % ',"first":1000001')
-            self.assertEqual(json.loads(await second.recv())["people"]["first"], 1000003)
+            self.assertEqual(json.loads(await heard(second))["people"]["first"], 1000003)
             await first.close()
             # What has become free can be had again, as after a reload.
             async with service.connect("events") as again:
                 await again.send(people % ',"first":1000000' + "\n" + observation(1) + "\n[]")
-                answers = [json.loads(line) for line in (await again.recv()).splitlines()]
+                answers = [json.loads(line) for line in (await heard(again)).splitlines()]
                 self.assertEqual(answers[0]["people"]["first"], 1000000)
                 self.assertEqual([answer["line"] for answer in answers[1:]], [3])
 
@@ -204,7 +208,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             await sender.send(" " * (1 << 20))
             await sender.send(" " * ((1 << 20) + 1))
             with self.assertRaises(websockets.ConnectionClosed) as closed:
-                await asyncio.wait_for(sender.recv(), WAIT)
+                await heard(sender)
             self.assertEqual(closed.exception.rcvd.code, 1009)
         # Many unfinished messages at once: 1 MiB each, one byte short.
         senders = [await service.connect("events") for _ in range(20)]
@@ -234,7 +238,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             for _ in range(count // 20):
                 await sender.send("\n".join(observation(person % 2) for person in range(20)))
             await sender.send("last\n" + event("not_seen", person=1))
-            await sender.recv()
+            await heard(sender)
             self.assertEqual(service.health()["events"], count + 1)  # whether the page reads or not
             lines = await told(page, lambda line: "valence" in line and
                                line["forces"][-1]["reason"] == "Not visible")
@@ -252,7 +256,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             for _ in range(200):
                 await sender.send("\n".join([observation(1)] * 20))
             await sender.send("last")
-            await sender.recv()
+            await heard(sender)
         self.assertEqual(service.health()["events"], 4000)
         service.process.send_signal(signal.SIGTERM)
         states, error = service.process.communicate(timeout=WAIT)
@@ -268,7 +272,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             bad = (await told(page, lambda line: "bad_line" in line))[-1]["bad_line"]
             self.assertEqual((bad["source"], bad["line"]), ("standard input", 1))
             await sender.send("\n\n" + observation(1) + "\noops")
-            self.assertEqual(json.loads(await sender.recv())["line"], 4)
+            self.assertEqual(json.loads(await heard(sender))["line"], 4)
             await page.send('{"forces":1}')
             self.assertIn("error", (await told(page, lambda line: "error" in line))[-1])
             status, error = await asyncio.to_thread(service.end)  # with everybody still there
@@ -285,7 +289,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         killed = self.service("--record", self.record)
         async with killed.connect("events") as sender:
             await sender.send("\n".join([observation(1)] * 500) + "\nlast")
-            await sender.recv()
+            await heard(sender)
             minute = killed.get("recording")
         killed.end(signal.SIGKILL)
         self.assertEqual(self.record.read_bytes(), minute)
@@ -296,7 +300,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             resource.RLIMIT_FSIZE, (4096, 4096)))
         async with service.connect("events") as sender:
             await sender.send("\n".join([observation(1)] * 500) + "\nlast")
-            await sender.recv()
+            await heard(sender)
         self.assertEqual(service.health()["events"], 500)
         self.assertIsNone(service.health()["recording"])
         self.assertEqual(len(service.get("recording").splitlines()), 501)
