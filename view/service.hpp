@@ -83,8 +83,6 @@ class Service {
   /// The last minute of what was played, as a recording.
   std::string lastMinute() const;
 
-  /// How many lines of whoever were bad.
-  std::uint64_t badLines() const { return _badLines; }
   /// What ended the recording, empty if nothing did.
   const std::string& recordFailure() const { return _recordFailure; }
   const LivePlayback& playback() const { return *_playback; }
