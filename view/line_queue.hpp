@@ -24,7 +24,7 @@ class LineQueue {
   bool isEmpty() const { return _lines.empty(); }
   /// Takes out the first lines, of at most so many bytes together, but at least one; "" when there
   /// is none.
-  std::string take(std::size_t most = mostBytes);
+  std::string take(std::size_t most = mostBytes / 2);
   /// How many lines were dropped since the last call.
   std::uint64_t takeDropped();
 

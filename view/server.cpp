@@ -490,7 +490,7 @@ void Server::Implementation::writeOutput() {
   _isOutputStalled = false;
   const int descriptor = _output.is_open() ? _output.native_handle() : _outputDescriptor;
   while (true) {
-    if (_outputPiece.empty()) _outputPiece = _outputLines.take(pieceSize);
+    if (_outputPiece.empty()) _outputPiece = _outputLines.take();
     if (_outputPiece.empty()) return;
     const ssize_t count = write(descriptor, _outputPiece.data(), _outputPiece.size());
     if (count >= 0) {
