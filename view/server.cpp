@@ -129,7 +129,7 @@ class Server::Implementation {
   std::uint64_t _droppedOutput = 0;
 };
 
-/// Whatever keeps a connection of the server. It lives as long as something goes on in it.
+/// A connection, whatever it is used for. It lives as long as an operation on it is pending.
 class Server::Implementation::Connection {
  public:
   explicit Connection(Implementation& server) : _server(server) {
@@ -138,7 +138,7 @@ class Server::Implementation::Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   virtual ~Connection() { _server._connections.erase(this); }
-  /// Says goodbye.
+  /// Sends what waits, if anything, and closes.
   virtual void close() = 0;
 
  protected:
@@ -148,7 +148,7 @@ class Server::Implementation::Connection {
   Implementation& _server;
 };
 
-/// A WebSocket, which says and is told lines.
+/// A WebSocket that carries lines, in messages of one or more.
 class Server::Implementation::WebSocket : public Connection,
                                           public std::enable_shared_from_this<WebSocket> {
  public:
@@ -179,21 +179,21 @@ class Server::Implementation::WebSocket : public Connection,
 
   void close() override {
     _isClosing = true;
-    if (_isOpen && !_isWriting) sayGoodbye(websocket::close_code::going_away);
+    if (_isOpen && !_isWriting) startClosing(websocket::close_code::going_away);
   }
 
  protected:
   virtual void opened() {}
-  virtual void hear(std::string line) = 0;
-  /// The lines to say next; "" when there is nothing to say.
-  virtual std::string takeLines() = 0;
+  virtual void handleLine(std::string line) = 0;
+  /// The next message; "" when nothing waits.
+  virtual std::string takeWaiting() = 0;
 
-  /// To be called when there is something to say.
-  void speak() {
+  /// To be called when something waits to be sent.
+  void sendWaiting() {
     if (!_isOpen || _isWriting || _onTheWay >= windowSize) return;
-    _sent = takeLines();
+    _sent = takeWaiting();
     if (_sent.empty()) {
-      if (_isClosing) sayGoodbye(websocket::close_code::going_away);
+      if (_isClosing) startClosing(websocket::close_code::going_away);
       return;
     }
     _isWriting = true;
@@ -206,19 +206,19 @@ class Server::Implementation::WebSocket : public Connection,
                           }
                           self->_onTheWay += self->_sent.size();
                           if (self->_onTheWay >= windowSize) self->closeWindow();
-                          self->speak();
+                          self->sendWaiting();
                         });
   }
 
  private:
-  /// Says no more until the other side has read all this: it then answers a ping.
+  /// Nothing more is sent until the other side has read all this and answers a ping.
   void closeWindow() {
     _socket.async_ping(windowPing, [self = shared_from_this()](Error /*error*/) {});
   }
 
   void openWindow() {
     _onTheWay = 0;
-    speak();
+    sendWaiting();
   }
 
   void read() {
@@ -228,16 +228,16 @@ class Server::Implementation::WebSocket : public Connection,
                                 self->_isOpen = false;
                                 return;
                               }
-                              self->receive(size);
+                              self->receivePiece(size);
                             });
   }
 
-  void receive(std::size_t size) {
+  void receivePiece(std::size_t size) {
     _received.append(static_cast<const char*>(_piece.data().data()), size);
     _piece.consume(size);
     server()._unfinished += size;
     if (server()._unfinished > mostUnfinished) {
-      sayGoodbye(websocket::close_code::try_again_later);
+      startClosing(websocket::close_code::try_again_later);
       return;
     }
     if (_socket.is_message_done()) {
@@ -245,15 +245,15 @@ class Server::Implementation::WebSocket : public Connection,
       const std::string message = std::exchange(_received, {});
       for (std::size_t begin = 0; begin < message.size();) {
         const std::size_t end = std::min(message.find('\n', begin), message.size());
-        hear(message.substr(begin, end - begin));
+        handleLine(message.substr(begin, end - begin));
         begin = end + 1;
       }
-      speak();
+      sendWaiting();
     }
     read();
   }
 
-  void sayGoodbye(websocket::close_code reason) {
+  void startClosing(websocket::close_code reason) {
     if (!std::exchange(_isOpen, false)) return;
     _socket.async_close(reason, [self = shared_from_this()](Error /*error*/) {});
   }
@@ -277,11 +277,11 @@ class Server::Implementation::Events : public WebSocket {
   ~Events() override { server()._service.leave(_sender); }
 
  private:
-  void hear(std::string line) override {
+  void handleLine(std::string line) override {
     const std::string answer = server()._service.receive(_sender, std::move(line));
     if (!answer.empty()) _answers.add(std::nullopt, answer);
   }
-  std::string takeLines() override { return _answers.take(); }
+  std::string takeWaiting() override { return _answers.take(); }
 
   Sender _sender;
   LineQueue _answers;
@@ -296,14 +296,14 @@ class Server::Implementation::States : public WebSocket {
 
  private:
   void opened() override {
-    _page.wake = [this] { speak(); };
+    _page.wake = [this] { sendWaiting(); };
     server()._service.connect(_page);
   }
-  void hear(std::string line) override {
+  void handleLine(std::string line) override {
     const std::string answer = server()._service.receive(_page, std::move(line));
     if (!answer.empty()) _page.add(std::nullopt, answer);
   }
-  std::string takeLines() override { return _page.take(); }
+  std::string takeWaiting() override { return _page.take(); }
 
   Page _page;
 };
