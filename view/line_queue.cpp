@@ -32,7 +32,8 @@ void LineQueue::drop() {
   std::size_t bytes = 0;
   for (auto line = _lines.rbegin(); line != _lines.rend(); ++line) {
     if (line->topic && !later.insert(*line->topic).second) continue;
-    if (bytes + line->text.size() > mostBytes / 2) break;
+    // The newest stays, however long it is.
+    if (!kept.empty() && bytes + line->text.size() > mostBytes / 2) break;
     bytes += line->text.size();
     kept.push_front(std::move(*line));
   }

@@ -17,7 +17,7 @@ using Topic = std::optional<std::int64_t>;
 /// lines are dropped, and where that is not enough, the oldest.
 class LineQueue {
  public:
-  /// No more bytes than this ever wait.
+  /// No more bytes than this ever wait, unless a single line has more.
   static constexpr std::size_t mostBytes = std::size_t{128} << 10;
 
   void add(Topic topic, std::string_view line);

@@ -237,7 +237,8 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             count = 6000
             for batch in range(count // 20):
                 people = [99, *[0, 1] * 9, 0] if batch == 100 else [0, 1] * 10
-                await sender.send("\n".join(map(observation, people)))
+                await sender.send("\n".join(observation(person, gaze={"yaw": 1, "pitch": 0})
+                                            for person in people))
             await sender.send("last\n" + event("not_seen", person=1))
             await heard(sender)
             self.assertEqual(service.health()["events"], count + 1)  # whether the page reads or not
