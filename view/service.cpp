@@ -75,10 +75,15 @@ void Service::beginAnew() {
   _playback.emplace(
       _options.live, [this](const std::string& text) { _options.say(_place + "warning: " + text); },
       [this](const Event& event) { played(event); });
-  if (!_options.record.empty() && _recordFailure.empty()) {
-    _record.emplace(numbered(_options.record, ++_records), header());
-  }
+  if (_record) beginRecord();
 }
+
+void Service::record(const std::string& file) {
+  _recordName = file;
+  beginRecord();
+}
+
+void Service::beginRecord() { _record.emplace(numbered(_recordName, ++_records), header()); }
 
 void Service::setClock() {
   const Time now = ku::SystemClock::wallClock();
@@ -338,7 +343,7 @@ void Service::writeStatus(JsonLineWriter& json) const {
   json.member("pages", _pages.size());
   json.key("recording");
   if (_record) {
-    json.value(printable(numbered(_options.record, _records)));
+    json.value(printable(numbered(_recordName, _records)));
   } else {
     json.null();
   }

@@ -54,16 +54,18 @@ class Service {
  public:
   struct Options {
     LiveOptions live;
-    /// Where to record; empty for nowhere.
-    std::string record;
     /// Takes what goes to standard error, a line without its end.
     std::function<void(const std::string&)> say;
     /// Takes what goes to standard output, a line with its end.
     std::function<void(std::string_view)> output;
   };
 
-  /// Throws Failure when it cannot record there.
   explicit Service(Options options);
+
+  /// Records what is played from now on. To be called before the first event, or a replay would
+  /// begin with other states. Throws Failure when the file cannot be written, or is there and not
+  /// empty.
+  void record(const std::string& file);
 
   /// Handles a line from the sender; returns what to answer, which may be nothing.
   std::string receive(Sender& sender, std::string line);
@@ -96,6 +98,7 @@ class Service {
 
   void setClock();
   void beginAnew();
+  void beginRecord();
   void endRecord(const Failure& failure);
   void played(const Event& event);
   void remove(std::int32_t person, Time time);
@@ -115,6 +118,7 @@ class Service {
   std::optional<LivePlayback> _playback;
   std::string _place;  // of the line that is being handled
 
+  std::string _recordName;  // of the first; empty for no record
   std::optional<RecordFile> _record;
   int _records = 0;
   /// How many lines were played since the record began, whether it is written or not.

@@ -190,11 +190,12 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertRegex(page.headers["Content-Security-Policy"], "default-src 'none'.*sha256")
             self.assertNotIn("unsafe", page.headers["Content-Security-Policy"])
         for options, status in ((["--address", "0.0.0.0"], 2), (["--address", "nowhere"], 2),
-                                (["--port", str(service.port)], 1)):
+                                (["--port", str(service.port), "--record", self.record], 1)):
             result = subprocess.run([TOOL, "view", *options], stdin=subprocess.DEVNULL,
                                     capture_output=True, text=True, timeout=WAIT)
             self.assertEqual(result.returncode, status, result.stderr)
         self.assertIn("Address already in use", result.stderr)
+        self.assertFalse(self.record.exists())
         open_to_all = self.service("--address", "0.0.0.0", "--host", "robot.local")
         self.assertIn("whoever reaches this machine", open_to_all.process.stderr.readline())
 

@@ -32,6 +32,7 @@ class View {
       : _options(options), _service(serviceOptions()), _server(_service, options.server) {}
 
   void run() {
+    if (!_options.record.empty()) _service.record(_options.record);
     fmt::print(stderr, "Open {} in a browser; Ctrl+C ends the service.\n", _server.url());
     if (reachOf(_options.server.address) != Reach::ThisMachine) {
       fmt::print(stderr,
@@ -60,7 +61,6 @@ class View {
     options.live.ahead = duration(1.0);
     if (_options.forgetSeconds > 0.0) options.live.forget = duration(_options.forgetSeconds);
     options.live.forces = Forces::Watched;
-    options.record = _options.record;
     options.say = [](const std::string& text) { fmt::print(stderr, "{}\n", text); };
     options.output = [this](std::string_view line) { _server.output(line); };
     return options;
