@@ -289,7 +289,7 @@ void Page::add(Topic topic, std::string_view line) {
 }
 
 std::string Page::take() {
-  const std::string lines = queue.take();
+  std::string lines = queue.take();
   const std::uint64_t missed = queue.takeDropped();
   if (missed == 0) return lines;
   return jsonLine([missed](JsonLineWriter& json) { json.member("missed", missed); }) + lines;

@@ -109,6 +109,8 @@ class ServiceConnection {
   }
 
  private:
+  // The handler runs later, from the event loop.
+  // NOLINTBEGIN(misc-no-recursion)
   void read() {
     _socket.async_read(_received, [this](Error error, std::size_t /*size*/) {
       if (error) {
@@ -125,6 +127,7 @@ class ServiceConnection {
       read();
     });
   }
+  // NOLINTEND(misc-no-recursion)
 
   void answer(std::string line) {
     if (line.empty()) return;
