@@ -1,5 +1,5 @@
-// Everything that happens when the library is loaded, from top to bottom. It stands in one file
-// because the order between files is the linker's, and other modules see this one.
+// Everything that happens when the library is loaded, from top to bottom. It is one file because
+// other modules can see the order, and between files the linker would choose it.
 
 #include <ku/log.hpp>
 

@@ -16,9 +16,9 @@ struct ZV_API BodyLanguageEase {
   /// A level and its confidence, unchecked.
   BodyLanguageEase(float level_, float confidence_) : level(level_), confidence(confidence_) {}
 
-  /// From -0.5, uneasy, to +0.5, at ease. When head postures grow too old in the middle of an
-  /// update it may be a little beyond, and infinite or NaN when the last one does; the next posture
-  /// mends it.
+  /// From -0.5, uneasy, to +0.5, at ease. When a head posture grows too old in the middle of an
+  /// update, the level may lie a little beyond; when it was the last one, the level is infinite or
+  /// NaN. The next posture brings it back.
   float level = 0.0f;
   /// How sure the level is, in [0, 1].
   float confidence = 0.0f;

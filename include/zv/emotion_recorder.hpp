@@ -16,13 +16,13 @@ namespace ZV {
 
 /// Records the states of a person over named scopes and sums up each scope in one label.
 ///
-/// Several scopes may be open at once; every update adds its sample to all of them. A sample shares
-/// the record of the state it was made from: whoever passes one live state again and again gets a
-/// scope whose samples all read that state as it stands when the scope is stopped. For a history,
-/// pass a state of its own each time.
+/// Several scopes may be open at once; every update adds a sample to all of them. A sample is a
+/// handle on the state that was passed, not a copy of its numbers. If every update passes the same
+/// live state, all samples read as that state stands when the scope is stopped. For a history, pass
+/// a new state each time.
 ///
 /// Thread safety: `startRecording` and `stopRecording` may be called from any thread. The other two
-/// want the caller to hold `mutex`, which is not recursive:
+/// require the caller to hold `mutex`, which is not recursive:
 ///
 ///     boost::unique_lock<boost::mutex> lock(recorder.mutex);
 ///     if (recorder.hasAnOpenScope_notMutexed()) recorder.update_notMutexed(state);
@@ -37,10 +37,10 @@ class ZV_API ZVEmotionRecorder {
   ///
   /// Thread safety: that of a plain value.
   struct EmoRecordInfo {
-    /// How many more updates the scope lives: one less with each sample; at 0 the next update drops
-    /// the scope; negative is without limit.
+    /// How many more samples the scope takes; negative means no limit. Each sample lowers it by
+    /// one, and at 0 the next update drops the scope.
     std::int32_t remainingSamples = 0;
-    /// What was recorded so far, oldest first.
+    /// What has been recorded so far, oldest first.
     Samples samples;
   };
 
@@ -51,7 +51,7 @@ class ZV_API ZVEmotionRecorder {
   ZVEmotionRecorder(const ZVEmotionRecorder& other);
   ZVEmotionRecorder& operator=(const ZVEmotionRecorder&) = delete;
 
-  /// Opens a scope for so many updates; a negative number is without limit. A scope that is already
+  /// Opens a scope for this many updates; a negative number means no limit. A scope that is already
   /// open starts afresh. Throws std::bad_alloc.
   void startRecording(const std::string& name, std::int32_t remainingSamples);
 
@@ -60,14 +60,14 @@ class ZV_API ZVEmotionRecorder {
   /// -0.2, else "neutral". Without a scope of that name: "error" and no samples. A scope without
   /// samples is "neutral".
   ///
-  /// A scope that has used up its updates can still be stopped before the next update; that update
-  /// drops it, with its samples, for ever.
+  /// A scope that has used up its updates can still be stopped until the next update, which drops
+  /// it for good, samples included.
   std::pair<std::string, Samples> stopRecording(const std::string& name);
 
   /// Adds one sample, with one clock reading, to every open scope, and drops the scopes that are
   /// used up. The caller holds `mutex`. Throws what reading the clock throws, and std::bad_alloc.
   void update_notMutexed(const PersonState& state);
-  /// Whether any scope is open, one that the next update will drop included. The caller holds
+  /// Whether any scope is open, including one that the next update will drop. The caller holds
   /// `mutex`.
   bool hasAnOpenScope_notMutexed() const;
 

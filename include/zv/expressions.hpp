@@ -6,7 +6,8 @@
 namespace ZV {
 
 /// How much of each facial expression a face shows, each in [0, 1] by convention. All are (0, 0) at
-/// first. The estimator uses calm, anger, joy and sorrow, and of a face no confidence.
+/// first. The estimator reads the values of calm, anger, joy and sorrow; it ignores the other three
+/// and all confidences.
 ///
 /// Thread safety: that of a plain value.
 struct Expressions {

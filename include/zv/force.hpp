@@ -27,7 +27,7 @@ struct Force {
   float target;
   /// The fraction, in [0, 1] for readings within their ranges.
   float strength;
-  /// What caused it: the name of one of the `force_reasons`. Valid until the process ends.
+  /// What caused it: the name of one of the `force_reasons`. It stays valid until the process ends.
   std::string_view reason;
   /// The smoothed quantity before the force.
   float before;
@@ -43,65 +43,65 @@ struct ForceReason {
   std::string_view meaning;  ///< what it stands for, in UTF-8, for people to read
 };
 
-/// The reasons of all forces, each with the quantities that it moves.
+/// The reasons of all forces.
 namespace force_reasons {
 
-/// Of both confidences.
+/// Moves both confidences.
 inline constexpr ForceReason pointsConfidence{
     "Points confidence",
     "How sure the face analysis is of the facial points of the last 7 s, less as they age."};
-/// Of the valence.
+/// Moves the valence.
 inline constexpr ForceReason faceCharacteristics{
     "Face characteristics",
     "A new smile or expression: towards 1 when the face looks positive, −1 when negative, 0 when "
     "neutral."};
-/// Of the valence's confidence.
+/// Moves the valence's confidence.
 inline constexpr ForceReason winnerUnknown{
     "Winner unknown",
     "A new smile or expression that fits no mood better than the others: half-way towards 0."};
-/// Of the valence.
+/// Moves the valence.
 inline constexpr ForceReason bodyLanguage{
     "Body Language",
     "The ease of the last 7 s of head postures: a lowered head or one turned right pulls up, a "
     "raised one or one turned left pulls down."};
-/// Of the attention.
+/// Moves the attention.
 inline constexpr ForceReason headAngles{
     "Head Angles",
     "How straight the head faces the robot: towards 1 when straight, 0 when turned away."};
-/// Of the attention.
+/// Moves the attention.
 inline constexpr ForceReason gazeDirection{
     "Gaze Direction",
     "How straight the eyes look at the robot: towards 1 when straight, 0 when turned away."};
-/// Of the attention's confidence.
+/// Moves the attention's confidence.
 inline constexpr ForceReason observation{
     "Observation", "A head posture or a gaze was seen in the last 7 s: towards 1."};
-/// Of the valence.
+/// Moves the valence.
 inline constexpr ForceReason voiceEmotion{
     "Voice emotion",
     "What the voice sounds like: joy pulls up, anger and sorrow down, calm towards 0."};
-/// Of the valence.
+/// Moves the valence.
 inline constexpr ForceReason asrEmotion{"Asr emotion",
                                         "The sentiment of what was said in the last 7 s."};
-/// Of the valence.
+/// Moves the valence.
 inline constexpr ForceReason touchEmotion{
     "Touch emotion", "Touches of the last 7 s: pleasant ones pull up, unpleasant ones down."};
-/// Of the valence.
+/// Moves the valence.
 inline constexpr ForceReason contextEmotion{
     "Context emotion", "The situation of the last 20 s, as the robot's other parts judge it."};
-/// Of both confidences.
+/// Moves both confidences.
 inline constexpr ForceReason distanceLimitation{
     "Distance limitation",
     "How far away the person is: towards 1 within the reach of the face analysis, 1.4 m, and 0 "
     "beyond it."};
-/// Of both confidences.
+/// Moves both confidences.
 inline constexpr ForceReason heightLimitation{"Height limitation",
                                               "How high the head is: towards 1 within the reach of "
                                               "the face analysis, 1.5 m, and 0 above it."};
-/// Of every quantity.
+/// Moves every quantity.
 inline constexpr ForceReason noObservation{"No observation",
                                            "A cycle that tells nothing about this value: it drifts "
                                            "towards 0, the faster the longer that lasts."};
-/// Of every quantity.
+/// Moves every quantity.
 inline constexpr ForceReason notVisible{
     "Not visible", "A cycle in which the person was not seen: a quarter of the way towards 0."};
 
@@ -113,7 +113,7 @@ inline constexpr std::array all{
 
 }  // namespace force_reasons
 
-/// Is told each force that moves a state, as it happens: see PersonState::setForceObserver.
+/// Called with each force that moves a state, as it happens; see PersonState::setForceObserver.
 using ForceObserver = boost::function<void(const Force&)>;
 
 }  // namespace ZV

@@ -7,7 +7,7 @@ namespace ZV {
 ///
 /// Thread safety: that of a plain value.
 struct Gaze {
-  /// At the robot: (0, 0).
+  /// Straight at the robot: (0, 0).
   Gaze() = default;
   /// Angles in degrees, of any size.
   Gaze(float yaw_, float pitch_) : yaw(yaw_), pitch(pitch_) {}

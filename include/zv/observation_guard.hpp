@@ -11,19 +11,21 @@
 
 namespace ZV {
 
-/// Keeps readings that would do lasting harm away from the estimator, which takes whatever comes: a
-/// NaN makes a person's values NaN for good, a reading from the future stays in the memory until
-/// its time has come, and so does everything that is remembered when the clock is set back. It
-/// stands between the perception and Person::update:
+/// Keeps readings that would do lasting harm away from the estimator, which takes whatever comes. A
+/// NaN can make a person's values NaN for good. A reading from the future stays in the memory until
+/// its time has come, and when the clock is set back, that goes for everything remembered. The
+/// guard stands between the perception and Person::update:
 ///
 ///     const auto report = guard.clean(observation);
 ///     for (const auto& field : report.removedFields) std::cerr << field.name << '\n';
 ///     if (report.clockSetBack) forgetEverybody();  // with SocialGraph::remove
 ///     graph.update(id, [&](ZV::Person& person) { person.update(observation); });
 ///
-/// One guard can serve all persons of a host; with one a person, each guard tells of the clock.
+/// One guard can serve all persons of a host. With a guard for each person, every one of them
+/// reports that the clock was set back.
 ///
-/// Thread safety: none of its own, as it remembers the time. A copy is a guard of its own.
+/// Thread safety: none of its own; each call keeps the clock's reading for the next. A copy is an
+/// independent guard.
 class ZV_API ObservationGuard {
  public:
   /// A difference of times.
@@ -39,7 +41,8 @@ class ZV_API ObservationGuard {
   ///
   /// Thread safety: that of a plain value.
   struct RemovedField {
-    /// The member of PersonObservation, such as "headPosture". Valid until the process ends.
+    /// The member of PersonObservation, such as "headPosture". It stays valid until the process
+    /// ends.
     std::string_view name;
     /// Why it was removed.
     Reason reason;
@@ -58,7 +61,7 @@ class ZV_API ObservationGuard {
     boost::optional<Duration> clockSetBack;
   };
 
-  /// The limit says how far a reading may be ahead of the clock, and how far the clock may go back;
+  /// `limit` is how far a reading may be ahead of the clock, and how far the clock may go back;
   /// exactly that far is allowed. Leave room for sensors whose clocks differ a little from the
   /// robot's. Throws std::invalid_argument for a negative limit.
   explicit ObservationGuard(Duration limit = boost::chrono::seconds(1));

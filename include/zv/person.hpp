@@ -19,22 +19,22 @@ namespace ZV {
 /// its owner; the SocialGraph does that.
 class ZV_API Person {
  public:
-  /// Identifier 0, a new state and a new memory. Like the next one, it throws std::bad_alloc, and
-  /// boost::thread_resource_error when the system has no lock left.
+  /// Identifier 0, a new state and a new memory. Like the other constructor, it throws
+  /// std::bad_alloc, and boost::thread_resource_error when the system has no lock left.
   Person() = default;
   /// This identifier, a new state and a new memory.
   explicit Person(std::int32_t id) : userSessionID(id) {}
 
   /// One perception cycle: files the observation into the memory, updates the body language, then
-  /// the emotional state. Throws what these throw (see PersonState::_update); steps done before
-  /// stay done.
+  /// the emotional state. Throws what these throw (see PersonState::_update); the steps before an
+  /// exception stay done.
   void update(const PersonObservation& observation);
   /// The same without filing the observation.
   void _updateOnlineModels(const PersonObservation& observation);
   /// One cycle in which the person was not perceived.
   void decreaseSinceNotSeen();
 
-  /// Changes the identifier; a SocialGraph keeps the person under the one it had.
+  /// Changes the identifier. A SocialGraph goes on keeping the person under the old one.
   void setUserSessionID(std::int32_t id) { userSessionID = id; }
   /// PersonState::setFrequencyGaze of this person's state.
   void setFrequencyGaze(float frequency) { personState.setFrequencyGaze(frequency); }
@@ -43,9 +43,9 @@ class ZV_API Person {
 
   /// The host's identifier of the person.
   std::int32_t userSessionID = 0;
-  /// What is made of the observations.
+  /// The emotional state, estimated from the observations.
   PersonState personState;
-  /// The observations that are not too old yet.
+  /// The recent observations.
   PersonMemory personMemory;
 };
 

@@ -56,9 +56,9 @@ class ZV_API PersonState {
   ValueConfidence<float> personValence() const;
   /// The smoothed attention.
   ValueConfidence<float> personAttention() const;
-  /// The label of the smoothed valence: 1 positive, 0 neutral, -1 negative. The boundaries 0.2 and
-  /// -0.2 are double precision: the float nearest to 0.2 is positive, that to -0.2 negative. NaN is
-  /// negative.
+  /// The label of the smoothed valence: 1 positive, 0 neutral, -1 negative. The boundaries are 0.2
+  /// and -0.2 in double precision, from which 0.2f and -0.2f differ a little: 0.2f is positive,
+  /// -0.2f negative. NaN is negative.
   ValueConfidence<int> personValenceBinary() const;
   /// The same label for what the last cycle alone made of a neutral start.
   ValueConfidence<int> personUnsmoothedValenceBinary() const;
@@ -89,24 +89,26 @@ class ZV_API PersonState {
   /// The same, to read.
   const BodyLanguageState& bodyLanguageState() const;
 
-  /// From now on `observer` is told each force that moves this state: everything that `_update` and
-  /// `decreaseSinceNotSeen` do to the smoothed valence, attention and their confidences, in order.
-  /// The setters are not forces. At first there is none; an empty one takes it away again. Copies
-  /// of this handle share the observer. Throws what copying it throws.
+  /// From now on `observer` is called with each force that moves this state: everything that
+  /// `_update` and `decreaseSinceNotSeen` do to the smoothed valence, attention and their
+  /// confidences, in order. Setters are not forces. The previous observer is replaced; an empty one
+  /// takes it away. Copies of this handle share the observer. Throws what copying `observer`
+  /// throws.
   ///
   /// The observer is called in the middle of an update, which waits for it. It may read this state.
-  /// It must not update the state, replace its observer or drop its last handle, nor use the memory
-  /// that the update reads, nor a SocialGraph in whose callback the update runs. An observer that
-  /// holds a handle on this state keeps it alive for ever. What it throws ends the update and is
-  /// passed on as it is; the forces up to then, the one just told included, stay done.
+  /// It must not update the state, replace its observer or drop its last handle. Nor may it use the
+  /// memory that the update reads, or a SocialGraph in whose callback the update runs. An observer
+  /// that holds a handle on this state keeps it alive for ever. What it throws ends the update and
+  /// is passed on as it is; the forces up to then stay done, the one just reported included.
   void setForceObserver(const ForceObserver& observer);
 
   /// Moves the state one cycle on, after the observation was filed into the memory and the
-  /// body-language state was updated. Throws what reading the clock throws, as std::runtime_error
-  /// with the same text where head postures and gazes are weighed, and what the observer of forces
-  /// throws. Also throws std::range_error "The ShortTermMemory is empty.", or std::runtime_error
-  /// for head postures and gazes, when the last sample of a channel grows too old in the middle of
-  /// its step. The changes made before it stay.
+  /// body-language state was updated.
+  ///
+  /// Throws what reading the clock throws, and std::range_error "The ShortTermMemory is empty."
+  /// when the last sample of a channel grows too old in the middle of its step. In the steps on
+  /// head postures and gazes, both come as std::runtime_error with the same text. What the observer
+  /// of forces throws comes as it is. The changes made before an exception stay.
   void _update(const PersonObservation& observation, const PersonMemory& memory);
 
   /// Lets valence and attention decay, once for each cycle in which the person was not perceived.

@@ -24,7 +24,7 @@ namespace ZV {
 ///
 ///     graph.read(1, [&](const ZV::Person&) { graph.remove(1); });  // never returns
 ///
-/// The operations that insert or copy throw std::bad_alloc, and those that insert
+/// The operations that insert or copy throw std::bad_alloc. Those that insert also throw
 /// boost::thread_resource_error when the system has no lock left. What a callback throws is passed
 /// on; the lock is released, and what the callback changed stays changed.
 class ZV_API SocialGraph {
@@ -34,14 +34,14 @@ class ZV_API SocialGraph {
   /// Erases a person; an unknown one is no error.
   void remove(std::int32_t id);
   /// A copy of the person, which shares state and memory with the graph's; empty for an unknown
-  /// one. Using it outside a callback is outside the lock.
+  /// one. The graph's lock does not protect uses of the copy.
   boost::optional<Person> find(std::int32_t id) const;
-  /// Copies of all persons, by ascending identifier; they share state and memory as those of
-  /// `find`.
+  /// Copies of all persons, by ascending identifier. What is said of the copy from `find` holds for
+  /// them.
   std::vector<Person> persons() const;
-  /// Calls back with the person, who is inserted if unknown. An empty callback inserts all the
-  /// same. As with `read`, it is the copy that is called: a callback may change or clear the
-  /// function that it was passed as.
+  /// Calls back with the person, who is inserted if unknown, even when the callback is empty. Here
+  /// and in `read`, a copy of the function is called, so a callback may change or clear the
+  /// original.
   void update(std::int32_t id, boost::function<void(Person&)> callback);
   /// Calls back with the person; does nothing for an unknown one. Throws boost::bad_function_call
   /// when the person is there and the callback is empty.

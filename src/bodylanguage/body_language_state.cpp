@@ -33,8 +33,8 @@ void BodyLanguageStatePrivate::_update(ShortTermMemory<HeadPosture>& headPosture
   if (headPostures.size() == 0) return;
   float sum = 0.0f;
   for (const auto& entry : headPostures.entries()) sum += estimateFromHeadPosture(entry.value);
-  // Asking for the size forgets once more: an entry that expires in between is in the sum but not
-  // in the divisor.
+  // size() forgets once more: an entry that expires in between is in the sum but not in the
+  // divisor.
   ease.level = sum / static_cast<float>(headPostures.size());
   ease.confidence = easeConfidence;
 }

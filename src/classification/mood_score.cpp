@@ -22,7 +22,7 @@ float weightedSum(const std::vector<float>& weights, const std::vector<float>& z
   return sum + intercept;
 }
 
-// A negative count becomes one that no vector can hold: std::length_error.
+// A negative count becomes a huge one, for which the vector throws std::length_error.
 std::vector<float> ones(int count) {
   return std::vector<float>(static_cast<std::size_t>(count), 1.0f);
 }

@@ -6,8 +6,8 @@
 namespace ZV {
 namespace {
 
-// The slot of each landmark. The slots are not in the order of the numbers, and the order in which
-// the confidences are added decides the last digits of their sum.
+// The slot of each landmark. Confidences are added slot by slot, and that order, which is not the
+// order of the landmarks' numbers, decides the last digits of the sum.
 constexpr std::array<std::size_t, 12> slots = {0, 3, 6, 1, 2, 4, 5, 7, 8, 10, 11, 9};
 
 std::size_t slotOf(PointDescription description) {

@@ -29,7 +29,7 @@ bool isFinite(const Gaze& gaze) { return isFinite(gaze.yaw) && isFinite(gaze.pit
 
 bool isFinite(const Smile& smile) { return isFinite(smile.smile()); }
 
-// Of a face or a voice.
+// Voice emotions as well, which derive from it.
 bool isFinite(const Expressions& all) {
   return isFinite(all.calm) && isFinite(all.anger) && isFinite(all.joy) && isFinite(all.sorrow) &&
          isFinite(all.laughter) && isFinite(all.excitement) && isFinite(all.surprise);

@@ -1,4 +1,4 @@
-// The operations that move a state, and what decides how far.
+// The forces that move a state, and what decides how far.
 
 #include <cxxabi.h>
 
@@ -32,7 +32,8 @@ constexpr float smallestWeight = 0.01f;
 
 constexpr float dampingExponent = 0.7f;
 
-// Without this policy, Boost would work the error function out in long double, with other digits.
+// Without this policy, Boost would compute the error function in long double, and the last digits
+// would differ.
 using DoublePrecision = boost::math::policies::policy<boost::math::policies::promote_double<false>>;
 
 float pulled(float value, float target, float strength, float lowest, float highest) {
@@ -41,13 +42,13 @@ float pulled(float value, float target, float strength, float lowest, float high
 
 }  // namespace
 
-// The exception by which a thread ends has no object: the reference to it is one to null.
+// The exception that unwinds a cancelled thread has no object, so a reference to it refers to null.
 __attribute__((no_sanitize("null"))) void PersonStatePrivate::Observer::tell(
     const Force& force) const {
   try {
     observe(force);
   } catch (const abi::__forced_unwind&) {
-    throw;  // The thread ends.
+    throw;  // Swallowing or wrapping it would abort the process.
   } catch (...) {
     throw ObserverFailure{std::current_exception()};
   }

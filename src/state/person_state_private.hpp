@@ -38,7 +38,7 @@ struct PersonStatePrivate {
   static constexpr float binaryBoundaryPositive = 0.2f;
   static constexpr float binaryBoundaryNegative = -0.2f;
   static constexpr float binaryBoundaryConfidence = 0.4f;
-  /// Those of a state's label, in double precision: the float nearest to 0.2 lies above.
+  /// The boundaries of a state's label, in double precision: 0.2f and -0.2f lie just outside.
   static constexpr double labelBoundaryPositive = 0.2;
   static constexpr double labelBoundaryNegative = -0.2;
 
@@ -64,9 +64,8 @@ struct PersonStatePrivate {
   static float _computeDampingFactor(float value, float x);
   /// Logs a warning when an observation is more than 3 s old.
   void _warnIfObservationOld(boost::chrono::milliseconds age, std::string_view label) const;
-  /// Pulls confidences towards what the face analysis can know of somebody at this distance with
-  /// this head height, in metres: that of the "valence", of the "attention", or of both for any
-  /// other `which`.
+  /// Pulls confidences towards what the face analysis can tell at this distance and head height,
+  /// both in metres. `which` is "valence" or "attention"; anything else stands for both.
   void _handleOkaoLimitations(float distance, float height, std::string_view which);
   /// The time since the last observation that moved the valence; context emotions do not count.
   boost::chrono::milliseconds _lastTimeStampedObservationValence() const;
@@ -95,7 +94,8 @@ struct PersonStatePrivate {
   float frequencyGaze = 1000.0f;
   float frequencyFace = 1000.0f;
 
-  // When the last sample that an update used was observed; decides what is new.
+  // When the sample that an update used last was observed. A smile, expressions or voice emotion
+  // with another time is new; the ages decide how strongly a quantity without input falls back.
   ku::SystemClock::time_point headPostureTimestamp = never;
   ku::SystemClock::time_point smileTimestamp = never;
   ku::SystemClock::time_point expressionsTimestamp = never;
@@ -127,7 +127,7 @@ struct PersonStatePrivate {
     Observer(const Observer& /*other*/) : Observer() {}
     Observer& operator=(const Observer&) = delete;
 
-    /// Throws ObserverFailure.
+    /// Throws ObserverFailure when the observer throws.
     void tell(const Force& force) const;
 
     ForceObserver observe;
@@ -135,13 +135,13 @@ struct PersonStatePrivate {
   Observer observer;
 
  private:
-  /// Moves the quantity, and its value of this cycle alone if there is one, then tells the
-  /// observer.
+  /// Moves the quantity, and `cycleValue` (what this cycle alone would give) unless it is null;
+  /// then tells the observer.
   void move(float& value, float* cycleValue, float lowest, boost::mutex& mutex, Force force);
 
-  // The steps of an update. Those that return a bool tell whether they had input. The last two let
-  // a quantity without input fall back to 0, and lower the confidence of one with input to what the
-  // face analysis can know.
+  // The steps of an update. Those that return a bool tell whether they had input. `restOrLimit...`
+  // lets a quantity without input fall back to 0, and pulls the confidence of one with input
+  // towards what the face analysis can tell.
   void pullByFacialPoints(const PersonMemory& memory);
   bool takeNewFace(const PersonObservation& observation);
   void classifyFace();

@@ -34,7 +34,7 @@ constexpr float attentionConfidenceStrength = 0.35f;
 constexpr float voiceEmotionStrength = 0.7f;
 constexpr float noObservationConfidenceStrength = 0.7f;
 
-// A head turned sideways counts twice as much as a nod: two parts to one, of three.
+// The yaw of a head counts two thirds, its pitch one third.
 constexpr float headYawParts = 2.0f;
 constexpr float headAngleParts = 3.0f;
 
@@ -56,7 +56,7 @@ float restingStrength(boost::chrono::milliseconds sinceLastObservation) {
   return (1.0f - weight) * observationStrength;
 }
 
-// The steps on head postures and gazes throw std::runtime_error, whatever failed inside.
+// The steps on head postures and gazes throw std::runtime_error, whatever exception came up inside.
 template <typename Step>
 bool failingAsRuntimeError(Step step) {
   try {
@@ -72,7 +72,7 @@ void PersonStatePrivate::__update(const PersonObservation& observation,
                                   const PersonMemory& memory) {
   smile = Smile();
   expressions = Expressions();
-  // These two stay zero: the weighted mean angles go straight into a force.
+  // These two stay zero: the mean angles go straight into a force.
   gaze = Gaze();
   headAngles = HeadPosture();
   headHeight = 0.0f;

@@ -49,7 +49,7 @@ void declareValueConfidence(const char* className) {
 }  // namespace
 
 // What stands here is what other processes see: the class names, and the members' names and order.
-// The name of BodyLanguageEase alone has no leading colons.
+// Only the name of BodyLanguageEase has no leading colons.
 TypeRegistration::TypeRegistration() {
   Plain<AmbianceState>()
       .member("agitationLevel", &AmbianceState::agitationLevel)
@@ -83,7 +83,7 @@ TypeRegistration::TypeRegistration() {
 
   Plain<Gaze>().member("yaw", &Gaze::yaw).member("pitch", &Gaze::pitch).as("::ZV::Gaze");
 
-  // The two numbers of its one field, shown flat.
+  // Shown with the two numbers of its only field as its own members.
   Plain<Smile>()
       .member("value", [](Smile& smile) -> float& { return smile._smile.value; })
       .member("confidence", [](Smile& smile) -> float& { return smile._smile.confidence; })

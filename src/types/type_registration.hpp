@@ -4,7 +4,7 @@
 namespace ZV {
 
 /// Declares the public records to the middleware's type system when constructed, once for the whole
-/// process. It is a class because some records show it their private members.
+/// process. It is a class so that records with private members can make it a friend.
 class TypeRegistration {
  public:
   TypeRegistration();

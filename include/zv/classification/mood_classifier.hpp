@@ -23,7 +23,7 @@ class ZV_API MoodClassifierType {
 
  protected:
   MoodClassifierType() = default;
-  /// Strategies are copied as the class that derives.
+  /// Protected, so that no strategy is copied without its derived part.
   MoodClassifierType(const MoodClassifierType&) = default;
   /// The same for assignment.
   MoodClassifierType& operator=(const MoodClassifierType&) = default;

@@ -10,14 +10,14 @@ namespace ZV::classification {
 
 class MoodClass;
 
-/// The fixed part of a regression: one weight a feature and a constant term.
+/// The fixed part of a regression: one weight per feature and a constant term.
 ///
 /// The features of the moods are, in this order: smile value times smile confidence, then the
 /// values of calm, joy, anger and sorrow.
 ///
 /// Thread safety: that of a plain value.
 struct Coefficient {
-  std::vector<float> weights;  ///< one a feature, in the features' order
+  std::vector<float> weights;  ///< one per feature, in the features' order
   float intercept;             ///< the constant term
 };
 
@@ -33,7 +33,7 @@ class ZV_API MoodScore {
 
  protected:
   MoodScore() = default;
-  /// Scores are copied as the class that derives.
+  /// Protected, so that no score is copied without its derived part.
   MoodScore(const MoodScore&) = default;
   /// The same for assignment.
   MoodScore& operator=(const MoodScore&) = default;
@@ -51,7 +51,7 @@ class ZV_API LinregMoodScore final : public MoodScore {
   explicit LinregMoodScore(const Coefficient& coefficient);
 
   /// The weighted sum and the intercept, both divided by the number of features. Throws
-  /// std::runtime_error when `z` has not as many features as there are weights.
+  /// std::runtime_error unless `z` has one feature per weight.
   float calculateScore(const MoodClass& moodClass, const std::vector<float>& z) const override;
 
   /// The weights of the positive mood. The reference stays valid until the library is unloaded; the
@@ -69,7 +69,7 @@ class ZV_API LinregMoodScore final : public MoodScore {
 
 /// A logistic regression.
 ///
-/// Thread safety: any number of threads may score at once, but for `setWeights`.
+/// Thread safety: any number of threads may score at once; `setWeights` needs the score to itself.
 class ZV_API LogregMoodScore final : public MoodScore {
  public:
   /// `featureCount` weights of 1. Throws std::length_error for a negative count.
@@ -77,12 +77,12 @@ class ZV_API LogregMoodScore final : public MoodScore {
   /// These weights and this intercept, which are copied.
   explicit LogregMoodScore(const Coefficient& coefficient);
 
-  /// Replaces weights and intercept; their number is checked by the next `calculateScore`. Not to
-  /// be called while another thread scores.
+  /// Replaces weights and intercept. The number of weights is checked by the next `calculateScore`.
+  /// Not to be called while another thread scores.
   void setWeights(const std::vector<float>& weights, float intercept);
 
-  /// The logistic function of the weighted sum, in [0, 1]. Throws std::runtime_error when `z` has
-  /// not as many features as there are weights.
+  /// The logistic function of the weighted sum and the intercept, in [0, 1]. Throws
+  /// std::runtime_error unless `z` has one feature per weight.
   float calculateScore(const MoodClass& moodClass, const std::vector<float>& z) const override;
 
   /// The weights of the positive mood. The reference stays valid until the library is unloaded; the

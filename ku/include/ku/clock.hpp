@@ -22,8 +22,8 @@ class KU_API SystemClock {
   /// The wall clock may be set back.
   static constexpr bool is_steady = false;
 
-  /// The wall clock's time, or the time of the clock that a ClockScope put in its place for the
-  /// calling thread. Throws what that clock throws; the wall clock throws nothing.
+  /// The wall clock's time, or that of the clock that a ClockScope put in its place for the calling
+  /// thread. Throws what that clock throws; the wall clock throws nothing.
   static time_point now();
 
   /// The wall clock's time, whatever clock the calling thread has in its place. Throws nothing.

@@ -56,7 +56,7 @@ KU_API Category addCategory(const std::string& name);
 /// The names of all registrations, in their order; a name registered twice stands there twice.
 KU_API std::vector<std::string> registrations();
 
-/// The most talkative level that is emitted; `Warning` at the start. Lines above it are dropped.
+/// The highest level that is emitted; `Warning` at the start. Lines above it are dropped.
 KU_API Level level() noexcept;
 /// Sets that level; it holds for all threads and categories at once.
 KU_API void setLevel(Level level) noexcept;
@@ -69,11 +69,11 @@ using Handler = std::function<void(const Message&)>;
 /// writes one line on standard error: time (UTC), level, category and text.
 KU_API void setHandler(Handler handler);
 
-/// Emits one line, unless the level drops it. A null category stands for one without a name, a null
-/// file or function for an empty one.
+/// Emits one line, unless the level drops it. A null category is taken as one without a name, a
+/// null file or function as an empty one.
 KU_API void log(Level level, Category category, const std::string& text, const char* file,
                 const char* function, int line);
-/// The same for a text that may be null, which stands for an empty one.
+/// The same for a text that may be null, which is taken as an empty one.
 KU_API void log(Level level, Category category, const char* text, const char* file,
                 const char* function, int line);
 

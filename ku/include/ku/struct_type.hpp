@@ -15,7 +15,7 @@ namespace ku {
 template <typename T>
 struct Member {
   std::string name;                             ///< what other modules call it
-  std::function<const TypeInterface*()> type;   ///< looks its description up
+  std::function<const TypeInterface*()> type;   ///< looks up its description
   std::function<void*(T&)> address;             ///< where it stands in an object
   std::function<void(T&, const void*)> assign;  ///< copies a value of its type into an object
 };

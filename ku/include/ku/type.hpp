@@ -91,8 +91,8 @@ class KU_API StructTypeInterface : public TypeInterface {
   virtual void set(void* object, unsigned int index, Reference value) const = 0;
   /// References to all members of `object`, in order.
   virtual std::vector<Reference> get(void* object) const = 0;
-  /// Sets each member in order, from as many values as there are. Throws as the single `set` does;
-  /// the members before the refused value are set then.
+  /// Sets the members in order, as many as there are values. Throws as the single `set` does; the
+  /// members before the refused value are then already set.
   virtual void set(void* object, const std::vector<Reference>& values) const = 0;
 
   /// Whether a value of another version of the structure can be converted, given the names of the
@@ -123,10 +123,10 @@ KU_API std::vector<const StructTypeInterface*> registeredStructs();
 /// the start.
 KU_API std::vector<const TypeInterface*> registeredTypes();
 
-/// The description registered for T; where there is none, a default one that passes objects by
-/// pointer. That one is made on first use and kept until the process ends. It cannot
-/// default-construct: asked for storage without an object, it logs an error in the category
-/// "kutype.bypointer" and gives null.
+/// The description registered for T, or, where there is none, a default one that passes objects by
+/// pointer. The default is made on first use and kept until the process ends. It cannot construct
+/// objects: asked for storage without one, it logs an error in the category "kutype.bypointer" and
+/// gives null.
 template <typename T>
 const TypeInterface* typeOf();
 
