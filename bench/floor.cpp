@@ -14,17 +14,18 @@ namespace zorvel::bench {
 NeededWork::NeededWork(const Windows& windows) {
   const int n = windows.samples;
   const int c = windows.contextEmotions;
-  // Filing tests the new entry and the expiring one too; ease: 2 n; facial points: 3 n and the
-  // youngest's age; head posture, gaze, speech and touch: 3 n each; situation: 3 c; voice: 1.
+  // Filing tests n + 1 entries in each of 12 channels, the new and the expiring one included, and
+  // c + 1 in the thirteenth. Then ease: 2 n; facial points: 3 n and the youngest's age; head
+  // posture, gaze, speech and touch: 3 n each; situation: 3 c; voice: 1.
   clockReadings = 12 * (n + 1) + (c + 1) + 2 * n + (3 * n + 1) + 4 * (3 * n) + 3 * c + 1;
-  // Weights of facial points and their youngest, of head postures and gazes and their angles, of
-  // speech, touch and situation.
+  // One weight for each of the facial points and one for the youngest; the same for head postures
+  // and gazes, with one for the mean angle; then speech and touch, then the situation.
   errorFunctions = (n + 1) + 2 * (n + 1) + 2 * n + c;
   // Facial points 2, face 1, head posture 3, gaze 2, voice 4, sensor limits 4; speech, touch and
-  // situation one a sample.
+  // situation one per sample.
   forces = 16 + 2 * n + c;
-  // Besides the forces: 13 records and 14 looks at a channel, 8 steps, the head height twice, the
-  // graph.
+  // Besides the forces: 13 calls to file, 14 calls of size() or youngest(), 8 locks of steps, 2 of
+  // the head height, 1 of the graph.
   lockPairs = forces + 13 + 14 + 8 + 2 + 1;
 }
 

@@ -8,8 +8,7 @@
 
 namespace zorvel::bench {
 
-/// What one update of a person with every field present has to do, whatever the code around it, in
-/// numbers: n samples in each channel, c emotions of the situation.
+/// The work that one update of a person with every field present cannot avoid, counted.
 struct NeededWork {
   explicit NeededWork(const Windows& windows);
 
@@ -24,7 +23,7 @@ class Floor {
  public:
   explicit Floor(int rate);
 
-  /// One update's worth. Returns something that depends on all of it.
+  /// Does one update's worth. The result depends on all of it, so the compiler drops nothing.
   float run();
 
  private:

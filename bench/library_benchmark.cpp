@@ -12,7 +12,7 @@
 namespace zorvel::bench {
 namespace {
 
-/// An update against the number of samples that its channels remember.
+/// The cost of an update by the number of samples that its channels remember.
 void window(benchmark::State& state) {
   const auto samples = state.range(0);
   ku::SimulatedClock clock(Time(Duration(1'700'000'000'000'000'000)));

@@ -1,4 +1,4 @@
-"""table.py BENCHMARKS.json: the figures that matter, medians of the repetitions of each."""
+"""table.py BENCHMARKS.json: prints the figures that matter, each the median of its repetitions."""
 
 import json
 import re

@@ -108,7 +108,7 @@ void live(benchmark::State& state) {
 }
 BENCHMARK(live)->UseRealTime()->Unit(benchmark::kMillisecond);
 
-/// Eight recordings, in so many threads.
+/// Eight recordings, in as many threads as the benchmark's argument says.
 void replayMany(benchmark::State& state) {
   const Workplace workplace;
   std::string command = ZORVEL_TOOL " replay --quiet --output " + workplace.folder().string() +

@@ -14,8 +14,8 @@ namespace {
 
 enum ClockKind { Simulated, SystemWithOffset };
 
-/// A clock that stands still between cycles, or the system's with an offset that jumps with them: a
-/// tight loop on the bare system clock would never fill or empty a window.
+/// The clock stands still between cycles, or runs as the system's with an offset that jumps from
+/// cycle to cycle. On the bare system clock, a tight loop would never fill or empty a window.
 void start(ku::SimulatedClock& clock, std::int64_t kind) {
   if (kind == SystemWithOffset) clock.run(Duration(0));
 }
@@ -49,7 +49,7 @@ BENCHMARK(update)
     ->ArgNames({"clock", "rate"})
     ->Unit(benchmark::kMicrosecond);
 
-/// The face analysis gives the face of long ago again and again.
+/// The face analysis gives the same old face in every cycle.
 void updateWithoutNewFace(benchmark::State& state) {
   measureCycles(state, [] {
     ZV::PersonObservation observation = observeAll();
@@ -84,7 +84,7 @@ class Crowd {
     _bytesOfOne = static_cast<double>(allocatedBytes() - bytesBefore) / people;
   }
 
-  /// Updates one after the other, as a camera gives them.
+  /// Updates everybody, one after the other, as a camera frame does.
   void cycle() {
     const ku::ClockScope scope(_clock);
     _clock.advance(period(rate));

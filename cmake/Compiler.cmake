@@ -10,8 +10,8 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 
-# A project that builds this one as a part of its own chooses its own warnings, and its flags may
-# leave symbols to be found at load.
+# A project that includes this one chooses its own warnings, and its flags may leave symbols to be
+# resolved at load time.
 if(PROJECT_IS_TOP_LEVEL)
   add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 endif()
@@ -20,8 +20,8 @@ add_compile_options(-ffp-contract=off)
 
 set(ZORVEL_SANITIZERS "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes them")
 if(ZORVEL_SANITIZERS)
-  # A report needs function names and lines; more optimisation or debugging information only doubles
-  # the time to compile.
+  # Enough for function names and lines in a report. More optimisation or debugging information would
+  # double the time to compile.
   add_compile_options(-fsanitize=${ZORVEL_SANITIZERS} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${ZORVEL_SANITIZERS})
@@ -34,28 +34,30 @@ if(ZORVEL_CLANG_TIDY)
   set(CMAKE_CXX_CLANG_TIDY "${CLANG_TIDY};--quiet")
 endif()
 
-# The installed libraries find each other, and the tool finds them, wherever the tree is moved to.
+# Relative paths: wherever the installed tree is moved to, the tool and the libraries find each other.
 file(RELATIVE_PATH libraries_from_tool "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
 set(tool_rpath "$ORIGIN/${libraries_from_tool}")
 set(CMAKE_INSTALL_RPATH "$ORIGIN")
 
-# Keeps what `target` exports to the symbols that the version script `map` lists: hidden visibility
-# alone still exports the templates of Boost and of the standard library.
+# Limits what `target` exports to the symbols in the version script `map`. Hidden visibility alone
+# would still export templates of Boost and of the standard library.
 function(limit_exports target map)
   target_link_options(${target} PRIVATE "-Wl,--version-script=${map}")
   set_target_properties(${target} PROPERTIES LINK_DEPENDS "${map}")
 endfunction()
 
-# add_front_end_library(NAME SOURCES...): what the tool, the fuzzers, the benchmarks and other front
-# ends share. It is linked into them and not installed; a module of another language can hold it too.
+# add_front_end_library(NAME SOURCES...): a library for the tool, the fuzzers, the benchmarks and
+# other front ends. It is linked into them and not installed. Being position-independent, it can also
+# go into a shared object, such as an extension module of another language.
 function(add_front_end_library name)
   add_library(${name} STATIC ${ARGN})
   set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
 endfunction()
 
-# add_page(NAME HEADER header FUNCTION function PAGE page FILES files...): a web page, put together by
-# embed_page.py, as bytes. A library of its own, which clang-tidy leaves alone.
+# add_page(NAME HEADER header FUNCTION function PAGE page FILES files...): a web page that
+# embed_page.py puts together, as bytes. It is a library of its own so that clang-tidy can leave it
+# alone.
 function(add_page name)
   cmake_parse_arguments(PARSE_ARGV 1 page "" "HEADER;FUNCTION;PAGE" "FILES")
   find_package(Python3 REQUIRED COMPONENTS Interpreter)

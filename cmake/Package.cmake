@@ -1,4 +1,4 @@
-# Installs what makes a library of ours findable by find_package() and by pkg-config.
+# Installs what find_package() and pkg-config need to find a library of this project.
 include(CMakePackageConfigHelpers)
 
 # install_package(NAME <name> DESCRIPTION <text> REQUIRES <pkg-config modules>)

@@ -2,8 +2,8 @@
 
 In PAGE, {{NAME}} stands for the file of that name; {{scripts}} and {{styles}} stand for all *.js and
 all *.css that it does not name, in the order given. HEADER declares FUNCTION, which returns the page,
-and FUNCTIONPolicy, which returns a Content-Security-Policy for it: its own scripts and styles, by
-their hashes, and what it loads from where it comes from.
+and FUNCTIONPolicy, which returns its Content-Security-Policy: the page may run its own scripts and
+styles, known by their hashes, and connect to where it came from.
 """
 
 import base64
@@ -22,7 +22,7 @@ def array(name, text):
 def main(output, header, function, page, *files):
     page = pathlib.Path(page).read_text()
     files = [pathlib.Path(file) for file in files]
-    # There is no source map beside the page.
+    # No source map is served with the page, so browsers should not look for one.
     texts = {file.name: re.sub(r"(//|/\*)# sourceMappingURL=[^\n]*", "", file.read_text())
              for file in files}
     for name, ending in ("scripts", ".js"), ("styles", ".css"):

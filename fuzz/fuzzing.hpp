@@ -10,7 +10,7 @@ namespace zorvel::fuzz {
 /// Ends the process with the text unless `holds`; the fuzzer then keeps the input.
 void require(bool holds, const char* text);
 
-/// A file without a place on the disk, with a path all the same.
+/// A file that exists in memory alone, but has a path.
 class MemoryFile {
  public:
   MemoryFile(const std::uint8_t* data, std::size_t size);

@@ -1,5 +1,5 @@
-// Any sequence of what a host may do, with any observation and any clock. What must always hold is
-// tested after each step, and the same sequence twice must give the same.
+// Any sequence of what a host may do, with any observation and any clock. After each step it tests
+// what must always hold. A second run of the same sequence must give the same.
 
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -27,7 +27,7 @@ namespace {
 using Time = ku::SystemClock::time_point;
 using Duration = ku::SystemClock::duration;
 
-/// Moves on a little with each reading, steps to anywhere, and throws when it is told to.
+/// Moves by `step` with each reading, can be set anywhere, and throws when it is told to.
 class FuzzedClock : public ku::Clock {
  public:
   Time now() override {
@@ -49,7 +49,7 @@ class FuzzedClock : public ku::Clock {
   Time time{Duration(1'700'000'000'000'000'000)};
   Duration::rep step = 0;
   int readingsUntilFault = -1;
-  /// Whether all readings of a step gave the same time so far.
+  /// Whether no reading so far has thrown or moved the time.
   bool isEven() const { return !hadFault && !hasMoved; }
 
   bool hadFault = false;
@@ -60,7 +60,7 @@ class Host {
  public:
   Host(const std::uint8_t* data, std::size_t size) : _input(data, size) {}
 
-  /// Does all that the input tells, and gives everything that was seen on the way.
+  /// Does all that the input says, and returns everything that was seen on the way.
   std::string run() {
     const ku::ClockScope scope(_clock);
     while (_input.remaining_bytes() > 0) {
@@ -124,7 +124,7 @@ class Host {
     }
   }
 
-  /// Remembers when a number came in that can make sums overflow.
+  /// Any float. One that can make sums overflow is remembered: from then on, values may be NaN.
   float number() {
     constexpr float highest = std::numeric_limits<float>::max();
     constexpr float infinity = std::numeric_limits<float>::infinity();
@@ -203,7 +203,7 @@ class Host {
         id, [&recorder](const Person& person) { recorder.update_notMutexed(person.personState); });
   }
 
-  /// By bytes: NaN is unequal to itself.
+  /// As bytes, since a NaN is unequal to itself.
   template <typename T>
   void note(const T& value) {
     _seen.append(reinterpret_cast<const char*>(&value), sizeof value);
@@ -225,8 +225,8 @@ class Host {
       requireWithin(static_cast<float>(state.personValenceBinary().value), -1.0f, 1.0f);
       requireWithin(static_cast<float>(state.personUnsmoothedValenceBinary().value), -1.0f, 1.0f);
       const auto ease = state.bodyLanguageState().bodyLanguageState(BodyLanguageDescription::Ease);
-      // A posture that expires between the two looks at the memory's size is in the sum and not in
-      // the divisor, which is 0 when none is left.
+      // A posture that expires between two calls of size() is in the sum but not in the divisor,
+      // which is 0 when none is left.
       const float most = _clock.isEven() ? 0.5f : 0.5f * static_cast<float>(_headPostures);
       if (_clock.isEven() || std::isfinite(ease.level)) requireWithin(ease.level, -most, most);
       requireUnlocked(state._record().locks);

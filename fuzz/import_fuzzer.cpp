@@ -1,5 +1,5 @@
-// Bytes, taken for a CSV file of face analysis: whatever the importer makes of them before it
-// refuses one is a recording without a bad line, by ascending time.
+// Any bytes as a CSV file of face analysis. Whatever the importer writes, even before it refuses a
+// row, is a recording without a bad line, in the order of time.
 
 #include "fuzzing.hpp"
 #include "import/importer.hpp"
@@ -12,7 +12,7 @@ using zorvel::fuzz::require;
 
 namespace {
 
-/// Returns the number of observations.
+/// Requires that the text is a good recording; returns the number of observations.
 std::uint64_t requireRecording(const fmt::memory_buffer& text) {
   const MemoryFile file(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
   zorvel::RecordingReader recording(file.path());
@@ -45,7 +45,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   try {
     zorvel::CsvReader rows(file.path());
     facts = (isOpenFace ? zorvel::importOpenFace : zorvel::importPyFeat)(rows, options, use, [] {});
-  } catch (const zorvel::Failure&) {  // and says where
+  } catch (const zorvel::Failure&) {  // a refusal is fine
   }
   const std::uint64_t observations = requireRecording(text);
   if (facts) require(facts->observations == observations && observations > 0, "a wrong count");

@@ -1,5 +1,5 @@
-// Bytes, taken for a recording: every line is read or refused, what was read is written and read
-// again without a change, and the whole is played.
+// Any bytes as a recording. Every line is read or refused; what was read can be written and read
+// again without a change; the whole can be played.
 
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
-// Bytes from the network: whatever a connection sends, the server ends it, stays well and goes on
-// serving others.
+// Any bytes from the network: whatever a connection sends, the server ends it and goes on serving
+// others.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -17,7 +17,7 @@ using zorvel::fuzz::require;
 
 namespace {
 
-/// A request for a WebSocket; then come its messages.
+/// A request that opens a WebSocket; messages follow it.
 std::string upgrade(const std::string& target, const std::string& host) {
   return "GET " + target + " HTTP/1.1\r\nHost: " + host +
          "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"

@@ -22,7 +22,6 @@ double share(std::uint64_t part, std::uint64_t whole) {
   return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
 }
 
-/// Collects findings.
 class Findings {
  public:
   explicit Findings(const RecordingFacts& facts) : _facts(facts), _cycles(facts.cycles()) {
@@ -71,7 +70,7 @@ class Findings {
     _found.push_back({kind, firstLine, std::move(text), true});
   }
 
-  /// Notes what a good recording of an unusual scene may show, too.
+  /// Notes what may be right in a recording of an unusual scene.
   void note(std::string_view kind, std::string text) {
     _found.push_back({kind, 0, std::move(text), false});
   }
@@ -137,7 +136,7 @@ class Findings {
     }
   }
 
-  /// The unit that times so close together are probably in; empty when they do not tell.
+  /// The unit that such times are probably in; empty when it cannot be told.
   std::string_view timeUnit(std::int64_t interval) const {
     const auto unit = coarserUnit(_facts.highestTime.time_since_epoch().count());
     if (!unit.empty()) return unit;
@@ -171,8 +170,8 @@ class Findings {
                      count, _cycles));
   }
 
-  /// Those fields where something happened too often to be an accident, with their shares and what
-  /// `detail` says of them; reported when there are any.
+  /// Warns of the fields where something happened too often to be an accident. Each is listed with
+  /// its share and with what `detail` says of it.
   template <typename Detail>
   void warnOfFields(std::string_view kind, Occurrences Field::*occurrences, std::string_view before,
                     std::string_view after, Detail detail) {

@@ -18,8 +18,8 @@ struct Finding {
   std::uint64_t firstLine;
   /// What it is and what it does, in plain sentences.
   std::string text;
-  /// Whether it spoils what a replay makes of the recording. The other findings hold for a good
-  /// recording of an unusual scene, too.
+  /// Whether it spoils what a replay makes of the recording. Other findings may also come from a
+  /// good recording of an unusual scene.
   bool isWarning;
 };
 

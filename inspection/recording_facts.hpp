@@ -44,13 +44,14 @@ struct FieldFacts {
   Occurrences future;
   /// Older than the memory keeps, on the replay's clock.
   Occurrences expired;
-  /// With the time of a reading that is in memory, for which they are dropped.
+  /// With the time of a reading that is in memory, and therefore dropped.
   Occurrences repeated;
-  /// Those of them whose numbers differ from the one in memory.
+  /// The repeated ones whose numbers differ from those in memory.
   Occurrences contradicting;
 
-  /// Hashes of the numbers, by time, of the readings in memory; and that of the last reading.
+  /// Hashes of the numbers of each reading in memory, by time.
   boost::container::flat_map<Time, std::size_t> remembered;
+  /// The hash of the last reading's numbers.
   std::size_t last = 0;
 };
 
@@ -59,7 +60,7 @@ struct OpenScope {
   std::uint64_t line;
 };
 
-/// A cycle is an observation or a not_seen.
+/// What happened to one person. A cycle is an observation or a not_seen.
 struct PersonFacts {
   std::uint64_t observations = 0;
   std::uint64_t notSeen = 0;
@@ -76,7 +77,7 @@ struct PersonFacts {
   /// By index into fieldKinds.
   std::map<std::size_t, FieldFacts> fields;
   std::map<std::string, OpenScope> openScopes;
-  /// Whether it was not removed since its last cycle.
+  /// Whether the person has had a cycle since the last removal.
   bool present = false;
 
   std::uint64_t cycles() const { return observations + notSeen; }
@@ -95,8 +96,7 @@ struct ScopeFacts {
   Occurrences removed;
 };
 
-/// What is in a recording, so far. Its memory grows with the number of persons, not with that of
-/// lines.
+/// What is in a recording, so far. Its memory grows with the number of persons, not of lines.
 struct RecordingFacts {
   /// Adds an event from that line of the file.
   void add(const Event& event, std::uint64_t line);
@@ -111,13 +111,14 @@ struct RecordingFacts {
   void forgetEverybody();
 
   std::uint64_t events() const;
-  /// Observations and not_seens.
+  /// Observations and not_seens together.
   std::uint64_t cycles() const;
 
   std::array<std::uint64_t, eventNames.size()> eventCounts{};
   Time lowestTime = Time::max();
   Time highestTime = Time::min();
-  /// Lines with an earlier time than one before, and the farthest back, in nanoseconds.
+  /// Lines whose time is earlier than that of a line before, and by how much at most, in
+  /// nanoseconds.
   Occurrences backwards;
   std::int64_t farthestBack = 0;
   /// The longest step to a later time, in nanoseconds, and the line that makes it.

@@ -33,7 +33,7 @@ def module_of(path):
 
 
 def found():
-    """Of each module, those that it includes from."""
+    """For each module, the modules that it includes from."""
     modules = collections.defaultdict(set)
     for path in sources("src", "include", *FRONT_ENDS):
         module = module_of(path)

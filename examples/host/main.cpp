@@ -23,8 +23,8 @@ ku::SystemClock::time_point toLibraryTime(StandardTime time) {
   return ku::SystemClock::time_point(boost::chrono::nanoseconds(sinceEpoch.count()));
 }
 
-// Readings that arrive between frames, from any thread. They join the person's next frame, since an
-// update of their own would be one more cycle.
+// Readings that arrive between frames, from any thread. They join the person's next frame, because
+// an update of their own would count as a cycle more.
 class Mailbox {
  public:
   void putTouch(StandardTime time, std::int32_t touch) {
@@ -60,7 +60,8 @@ class Mailbox {
   Queue<ZV::VoiceEmotion> _voices;
 };
 
-// What the camera saw: someone who faces the robot and begins to smile. Once it sees no depth.
+// What the camera saw: someone who faces the robot and begins to smile. In one frame the depth is
+// missing.
 ZV::PersonObservation perceive(int cycle, StandardTime time) {
   const auto taken = toLibraryTime(time);
   ZV::Expressions expressions;
@@ -85,7 +86,7 @@ void reportTo(std::ostream& log, const ZV::ObservationGuard::Report& report) {
 }
 
 int main() {
-  // A robot leaves out the lines with this clock and lives by the wall clock.
+  // On a robot, leave out the lines with this clock: the wall clock is the default.
   const StandardTime start{std::chrono::seconds(1'700'000'000)};
   ku::SimulatedClock clock;
   const ku::ClockScope clockScope(clock);
@@ -113,13 +114,13 @@ int main() {
         seen.update(observation);
         const auto valence = seen.personState.personValence();
         const auto attention = seen.personState.personAttention();
-        // A state of its own for each sample; passing the person's would record one live state.
+        // A new state for each sample; the person's own would show its last numbers in all of them.
         const boost::unique_lock<boost::mutex> lock(recorder.mutex);
         recorder.update_notMutexed(ZV::PersonState(valence.value, valence.confidence,
                                                    attention.value, attention.confidence));
       });
-    } catch (const std::runtime_error& error) {  // a reading expired during the update
-      std::cerr << error.what() << '\n';         // the next cycle goes on
+    } catch (const std::runtime_error& error) {  // a reading expired during the update: carry on
+      std::cerr << error.what() << '\n';
     }
   }
 

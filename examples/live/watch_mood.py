@@ -23,8 +23,8 @@ def feed(recording, service):
 
 
 def main(tool, recording):
-    # A recording's ages run by its own times. Fed by a camera, leave the option out: then ages run
-    # by the wall clock, and lines need no time.
+    # A recording brings its own times. With a camera, leave the option out: the wall clock then tells
+    # the time, and lines need none.
     service = subprocess.Popen([tool, "live", "--clock", "recording"], text=True, encoding="utf-8",
                                stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     threading.Thread(target=feed, args=(recording, service), daemon=True).start()

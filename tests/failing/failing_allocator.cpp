@@ -1,4 +1,5 @@
-// A file of its own: where a compiler sees both operators and their uses, it warns of the pair.
+// A file of its own: a compiler that sees these operators together with their uses warns that they
+// do not match.
 
 #include "failing_allocator.hpp"
 

@@ -1,6 +1,6 @@
-// Lets everything that can fail fail, each time at another place: heap allocations, readings of the
+// Makes everything that can fail do so, one place at a time: heap allocations, readings of the
 // clock, a host's callbacks. Whatever fails, the objects can be used afterwards and no lock stays
-// held. That nothing leaks is the address sanitizer's to say.
+// held. The address sanitizer finds leaks.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -44,7 +44,7 @@ struct Failing : testing::Test {
   }
 
   /// Runs `operation` on a new subject with its first, second, third, … allocation failing, until
-  /// it fails no more. After each failure `look` is called with the subject.
+  /// it succeeds. After each failure `look` is called with the subject.
   template <typename Subject, typename Operation, typename Look>
   void failAllocations(Operation operation, Look look) {
     for (int failures = 0;; ++failures) {
@@ -190,7 +190,7 @@ TEST_F(Failing, ReadersWithoutMemory) {
     }
     hasFailed = allocationsUntilFailure() < 0;
     setAllocationsUntilFailure(-1);
-    // A line may be lost with the memory that it needed; the others are there.
+    // The line whose memory could not be had may be lost; the others are there.
     EXPECT_GE(times.size(), hasFailed ? 2 : 3);
     EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
   }
@@ -207,7 +207,7 @@ TEST_F(Failing, ClockAtEachOfItsReadings) {
     clock.readingsUntilFailure = failures;
     try {
       graph.update(1, [this](Person& person) { person.update(everything()); });
-    } catch (const std::exception& error) {  // where it was not forgetting, which gives up
+    } catch (const std::exception& error) {  // only forgetting survives it, by giving up
       EXPECT_STREQ(error.what(), "no time");
     }
     hasFailed = clock.readingsUntilFailure < 0;

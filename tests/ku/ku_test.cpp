@@ -11,7 +11,7 @@ using boost::chrono::hours;
 using boost::chrono::nanoseconds;
 using Texts = std::vector<std::string>;
 
-// The time in nanoseconds where it stands still; -1 where it is the wall clock's plus an offset.
+// The time in nanoseconds of a clock that stands still; -1 for one that runs with the wall clock.
 std::int64_t now(SystemClock::duration offset = hours(0)) {
   const auto before = SystemClock::wallClock() + offset;
   const auto time = SystemClock::now();
@@ -59,7 +59,7 @@ TEST(Clock, IsInPlaceForTheThreadsOfItsScopes) {
   EXPECT_EQ(shared.now().time_since_epoch().count(), 20'000);
 }
 
-// Every part of every line that is emitted while it lives.
+// Collects every part of every line that is emitted while it lives.
 struct CapturedLog {
   CapturedLog() {
     log::setHandler([this](const log::Message& m) {

@@ -17,7 +17,7 @@ std::string levelsOf(const AmbianceState& state) {
 TEST(Ambiance, FollowsMovementsAndActivityWithinItsRange) {
   AmbianceState state;
   EXPECT_EQ(levelsOf(state), "0 0");
-  // A fifth of the way to ten times the activity, and 0.04 a movement.
+  // A fifth of the way to ten times the activity, and 0.04 for each movement.
   using Step = std::tuple<int, float, const char*>;  // movements, activity, levels
   for (const auto& [movements, activity, levels] :
        {Step{0, 0.05f, "0.100000001 0.899999976"}, Step{3, 0.07f, "0.340000004 0.659999967"},
@@ -57,7 +57,7 @@ boost::mutex& mutexOf(AmbianceState& state);
 TEST(Ambiance, LocksWhatItChanges) {
   AmbianceState state, other;
   boost::unique_lock<boost::mutex> lock(mutexOf(state));
-  other = state;  // not the right side
+  other = state;  // the right side's lock is not taken
   const auto assigning = begin([&] { state = other; });
   const auto counting = begin([&] { state.incrementMovementDetected(); });
   const auto updating = begin([&] { state.updateAmbiance(0); });

@@ -67,7 +67,7 @@ TEST(ObservationGuard, RemovesWhatIsFurtherAheadOfTheClockThanTheLimit) {
   EXPECT_EQ(removed(guard.clean(all), Reason::Ahead, nanoseconds(1'000'000'001)), everyField);
   EXPECT_EQ(removed(guard.clean(all), Reason::Ahead, {}), "");
 
-  all.distance.emplace(at(0), NAN);  // is this, whatever its time
+  all.distance.emplace(at(0), NAN);  // NotFinite, whatever its time
   EXPECT_EQ(removed(ObservationGuard(nanoseconds(0)).clean(all), Reason::NotFinite, nanoseconds(1)),
             "distance ");
   all.distance.emplace(Time::max(), 1.0f);  // the difference does not fit into 64 bits

@@ -25,7 +25,7 @@ TEST(Observation, ComparesByTimeAndIsWrittenByteForByte) {
   EXPECT_EQ(textOf(std::hex, SentimentInfo{"Ann", "joy", -31, "Bob", "chat"}),
             " SentimentInfo:\n\t - author : \tAnn\n\t - sentiment : \tjoy\n"
             "\t - sentimentStrengh : \t-31\n\t - recever : \tBob\n\t - from : \tchat\n");
-  EXPECT_EQ(flushesOf(SentimentInfo()), 6);  // one a line
+  EXPECT_EQ(flushesOf(SentimentInfo()), 6);  // one per line
 }
 
 TEST(FacialPoints, AddsConfidencesInTheOrderOfStorage) {
@@ -38,7 +38,8 @@ TEST(FacialPoints, AddsConfidencesInTheOrderOfStorage) {
     }
     return points.globalConfidence();
   };
-  // A small number outlives two large ones that cancel only where it is added after both.
+  // Of two large numbers that cancel and a small one, the small one survives only if it is added
+  // last.
   for (std::size_t i = 2; i < order.size(); ++i) {
     EXPECT_EQ(mean({{order[i - 2], 1e9f}, {order[i - 1], -1e9f}, {order[i], 12}}), 1) << order[i];
   }

@@ -53,7 +53,7 @@ TEST(SocialGraph, KeepsPersonsByAscendingIdentifier) {
   graph.remove(4);
   EXPECT_FALSE(graph.find(4));
   EXPECT_EQ(idsIn(graph), (std::vector<int>{-1, 3, 5}));
-  graph.remove(3);  // the copy keeps the record for as long as it lives
+  graph.remove(3);  // the copy keeps the record alive
   EXPECT_EQ(found->personState.personValence().value, -1.0f);
   EXPECT_EQ(state.use_count(), 1);
   found = boost::none;
@@ -86,7 +86,7 @@ void expectCallsOfACopy(Call call) {
   boost::function<void(P&)> clearing = [&clearing, holding = kept](P&) {
     const std::weak_ptr<int> held = holding;
     clearing.clear();
-    EXPECT_GT(held.use_count(), 1);  // what runs is still there
+    EXPECT_GT(held.use_count(), 1);  // the running callback still exists
   };
   call(clearing);
   EXPECT_TRUE(clearing.empty());

@@ -41,7 +41,7 @@ TEST(Recorder, LocksAndCountsNoScopeWithoutLimit) {
 }
 
 TEST(Recorder, LabelsAScopeByItsWeightedMean) {
-  // The scopes of three samples have a mean of 0.2, but for a last digit that their order decides.
+  // The scopes of three samples have a mean of 0.2, up to a last digit that depends on their order.
   using Samples = std::vector<std::pair<float, float>>;  // valence and confidence
   using Case = std::pair<const char*, Samples>;
   for (const auto& [label, samples] :

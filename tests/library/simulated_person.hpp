@@ -13,8 +13,8 @@
 #include "tests/fill_observation.hpp"
 #include "zv/zorvel.hpp"
 
-// Literals of nine digits are the floats nearest to what the comment beside them works out, or what
-// `tests/tool/recalculate.py --evaluate EXPRESSION` prints for the expression that stands there.
+// Literals of nine digits are floats. The comment beside them either works them out or names an
+// EXPRESSION for which `tests/tool/recalculate.py --evaluate EXPRESSION` prints them.
 
 namespace ZV {
 
@@ -40,7 +40,7 @@ PersonObservation only(boost::optional<Timestamped<T>> PersonObservation::*field
   return observation;
 }
 
-/// The parts with a blank between them, floats to their last digit.
+/// The parts separated by blanks, floats to their last digit.
 template <typename... Parts>
 std::string textOf(const Parts&... parts) {
   std::ostringstream stream;
@@ -71,7 +71,7 @@ int flushesOf(const T& value) {
   return buffer.flushes;
 }
 
-/// Whether the operation waits for a lock that is held: it has not ended after some time.
+/// Whether the operation has not ended after a while, and so waits for a lock.
 inline bool isWaiting(const std::future<void>& operation) {
   return operation.wait_for(std::chrono::milliseconds(30)) == std::future_status::timeout;
 }
@@ -81,7 +81,7 @@ std::future<void> begin(Operation operation) {
   return std::async(std::launch::async, operation);
 }
 
-/// Answers its readings from a function of their number, while it lives.
+/// A clock that is in place while it lives. A function gives the time of each reading.
 struct ScriptedClock : ku::Clock {
   explicit ScriptedClock(std::function<Time(int)> answers) : script(std::move(answers)) {}
   Time now() override { return script(readings++); }
@@ -103,7 +103,7 @@ struct SimulatedPerson {
 
   PersonStatePrivate& state() const { return person.personState._record(); }
 
-  /// Valence, its confidence, both of this cycle alone, attention, its confidence.
+  /// Valence and its confidence, the same for this cycle alone, attention and its confidence.
   std::string numbers() const {
     const auto& s = state();
     return textOf(s.valence.value, s.valence.confidence, s.unsmoothedValence.value,

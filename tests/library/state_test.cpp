@@ -146,7 +146,7 @@ TEST(Report, IsWrittenByteForByte) {
   EXPECT_EQ(textOf(PersonState(0.75f, 0, 0, 0)).substr(0, 70),
             "Positive: \n\t - Value: \t75\n\t - Confidence: \t0\nNegative: \n\t - Value: \t0\n");
   EXPECT_EQ(textOf(PersonState()).find("-0"), std::string::npos);
-  EXPECT_EQ(flushesOf(PersonState()), 9);  // one a line
+  EXPECT_EQ(flushesOf(PersonState()), 9);  // one per line
 }
 
 PersonState start() { return {0.25f, 0.5f, 0.4f, 0.6f}; }
@@ -171,10 +171,9 @@ FacialPoints pointsOf(float confidence) {
   return points;
 }
 
-// In two cycles, at 0 and 1700 ms, each with a sample of a little earlier: two_cycles(first,
-// second) of the fields as a recording has them, such as two_cycles({"gaze": {"yaw": 15, "pitch":
-// -8}},
-// {"gaze": {"yaw": -19, "pitch": 26}}).
+// Two cycles, at 0 and 1700 ms, each with a sample taken a little before. The expressions are
+// two_cycles(first, second) of fields as a recording has them, such as
+// two_cycles({"gaze": {"yaw": 15, "pitch": -8}}, {"gaze": {"yaw": -19, "pitch": 26}}).
 TEST(Update, FollowsEachChannelAlone) {
   auto limits = both(&Observation::touchEmotion, 0, 0);  // a touch of 0 is input without a force
   limits[0].distance = seen(0, 1.42f);
@@ -206,9 +205,10 @@ TEST(Update, FollowsEachChannelAlone) {
 }
 
 TEST(Update, ClassifiesANewFaceOnceFromAllItsFeatures) {
-  // Confidences: half for no winner, then twice 0.175 of the way to 1, as nothing limits the
-  // sensor. The saturated smile scores 1 both as positive and as neutral: no winner, nor with a
-  // NaN. The smile of 0.5 alone is neutral and the face alone negative; together they are positive.
+  // The confidence is halved without a winner, then goes twice 0.175 of the way to 1, as neither
+  // distance nor height limits it. There is no winner for the saturated smile, which scores 1 both
+  // as positive and as neutral, nor with a NaN. The smile of 0.5 alone is neutral and the face
+  // alone negative; together they are positive.
   const Expressions none, face = faceOf(0, 0, 0.05f, 0.3f);
   using Case = std::tuple<Smile, Expressions, const char*>;
   for (const auto& [smile, expressions, numbers] :
@@ -236,8 +236,8 @@ TEST(Update, ClassifiesANewFaceOnceFromAllItsFeatures) {
 }
 
 TEST(Update, RestsTheMoreTheLongerAQuantityHadNoInput) {
-  // From 1, by 0.65 at an age of 0 or less, else by 0.65 (1 - W): weight(single(0.001), 2.5), 0.5,
-  // weight(4, 2.5), and 0.01 for ever.
+  // From 1, by 0.65 at an age of 0 or less, else by 0.65 (1 - W). W is weight(single(0.001), 2.5),
+  // 0.5 and weight(4, 2.5) at these ages, and 0.01 for what was never observed.
   const std::vector<Time State::*> channels = {
       &State::smileTimestamp,      &State::expressionsTimestamp,   &State::voiceEmotionTimestamp,
       &State::asrEmotionTimestamp, &State::touchEmotionTimestamp,  &State::headPostureTimestamp,
@@ -265,8 +265,9 @@ TEST(Update, ReadsTheClockAndLocksStepByStep) {
     readings += isFree ? '-' : '+';
     return at(0);
   });
-  // Filing reads once for each of 13 channels, the body language twice its size, facial points also
-  // their freshness, the voice its age; every other channel its size, its youngest and a weight.
+  // Filing reads the clock once for each of 13 channels; the body language twice, for the size.
+  // Each step on a channel reads it for the size, the youngest and a weight, the one on facial
+  // points also for their freshness. The voice needs its age.
   subject.person.update(allChannelsAt(0));
   EXPECT_EQ(readings, std::string(15, '-') + std::string(10, '+') + '-' + std::string(9, '+'));
   // With nothing remembered, the ages of five timestamps of the valence and two of the attention.
@@ -295,7 +296,7 @@ TEST(Update, KeepsTheTimeOfEachSampleThatItUses) {
   for (int i = 0; i < 8; ++i) EXPECT_EQ(times[static_cast<std::size_t>(i)], at(-1 - i)) << i;
 }
 
-// The observation locks of all steps are counted by the test of an update's work.
+// The test update_work counts the observation locks of all steps.
 TEST(Update, LocksTheHeadHeight) {
   SimulatedPerson subject;
   auto observation = only(&Observation::smile, 0, Smile(1, 1));
@@ -347,8 +348,8 @@ TEST(Update, KeepsTheForcesBeforeAFailureAndFreesItsLocks) {
     EXPECT_EQ(subject.numbers(), left);
     update();
   }
-  // A NaN weighs as little as what is far away, 0.01: 0.4 + (0.01 - 0.4) x 0.65. The valence has
-  // rested for ever: 0.25 x 0.935 x (1 - 0.65 x 0.99).
+  // A NaN weighs 0.01, as what is far away: 0.4 + (0.01 - 0.4) x 0.65. The valence never had input:
+  // 0.25 x 0.935 x (1 - 0.65 x 0.99).
   SimulatedPerson subject(start());
   subject.person.update(only(&Observation::headPosture, 0, HeadPosture(NAN, 0, 0)));
   EXPECT_EQ(subject.numbers(), "0.083331883 0.150000006 0 0 0.146499991 0.646755636");

@@ -22,7 +22,7 @@ using boost::chrono::milliseconds;
 constexpr int people = 10;
 constexpr int parts = 24;
 
-/// Counts its readings: they are the part of an update's cost that is the same on every machine.
+/// Counts its readings, the part of an update's cost that is the same on every machine.
 class CountingClock : public ku::Clock {
  public:
   ku::SystemClock::time_point now() override {

@@ -88,7 +88,7 @@ void readOneAfterTheOther(Room& room) {
 
 void readAllListed(Room& room) {
   while (!room.isOver) {
-    // The copies share their states, which are to be read under the lock.
+    // The copies share their states with the graph, so those are read under its lock.
     for (const ZV::Person& listed : room.graph.persons()) {
       room.graph.read(listed.userSessionID, [&room](const ZV::Person& seen) { look(room, seen); });
     }
@@ -152,7 +152,7 @@ int main(int argumentCount, char** arguments) {  // NOLINT(bugprone-exception-es
               percentile(microseconds, 0.5), percentile(microseconds, 0.99), microseconds.back());
   bool grows = false;
   if (bytes.size() > 2) {
-    // Who is there changes; the most of each half is what a full room takes.
+    // People come and go, so the peaks of the two halves are compared.
     const auto half = bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2);
     const std::size_t before = *std::max_element(bytes.begin(), half);
     const std::size_t after = *std::max_element(half, bytes.end());

@@ -1,5 +1,5 @@
-// Loaded before the C library, it sets the time of day back by an hour as soon as the file exists
-// whose name is in CLOCK_SET_BACK.
+// Preloaded, it sets the time of day back by an hour once the file named by the environment
+// variable CLOCK_SET_BACK exists.
 
 #include <sys/syscall.h>
 #include <unistd.h>

@@ -10,8 +10,8 @@ import unittest
 
 TOOL = pathlib.Path(os.environ["ZORVEL"])
 SOURCE = pathlib.Path(__file__).parents[2]
-# The input that the documents speak of. A command that is to fail, or has no end, stands in a text
-# block there, not in an sh block.
+# The input that the documents speak of. Their sh blocks are run; a command that should fail or has no
+# end stands in a text block.
 FILES = {
     "faces.csv": "frame,timestamp,confidence,success,AU12_r\n1,0,0.9,1,2\n2,0.5,0.9,1,3\n",
     "sequence.csv": "frame,timestamp,confidence,success\n1,0,0.9,1\n2,0,0.9,1\n",

@@ -1,4 +1,4 @@
-"""Asks the tool whose path is in ZORVEL why states moved, and holds the answers together."""
+"""Asks the tool whose path is in ZORVEL why states moved, and checks that the answers agree."""
 
 import csv
 import json

@@ -16,7 +16,7 @@ import tempfile
 import unittest
 
 TOOL = os.environ["ZORVEL"]
-# Somebody who may read everything, wherever the tool was built, but writes as others do.
+# A user who may read everything, wherever the tool was built, but has no special right to write.
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
           "--inh-caps=-all,+dac_read_search", "--ambient-caps=-all,+dac_read_search"]
 

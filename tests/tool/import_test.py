@@ -143,7 +143,7 @@ class ImportTest(unittest.TestCase):
                     "expressions": emotions(0.5, 0.1, 0.2, 0.3, 0.04, 0.05)})
                 self.assertEqual(lost, {"time": START + 3 * 10**9, "event": "not_seen",
                                         "person": person})
-                x = points(event).pop(0)[0]  # of all floats, the one whose shortest digits mislead
+                x = points(event).pop(0)[0]  # its shortest digits, read as a double, round to another float
                 self.assertEqual(struct.pack("f", x), struct.pack("f", float(places[0])))
                 self.assertEqual([points(event)[k] for k in range(1, 12)],
                                  [(2 * k, 2 * k + 1) for k in range(1, 12)])

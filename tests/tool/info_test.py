@@ -33,7 +33,7 @@ def described(content):
 
 
 def healthy(count=120, period=1 / 30, person=lambda cycle: 1, **change):
-    """A person in front of a robot, in whose fields `change` may put others."""
+    """A person in front of a robot; `change` may replace fields."""
     for cycle in range(count):
         wave = cycle % 10 / 10
         fields = {
@@ -69,7 +69,7 @@ class InfoTest(unittest.TestCase):
                  contextEmotion=at(-15.501, emotion=1, duration=2)),
             line(5, "stop_recording", person=1, scope="short"),
             line(5, "remove", person=1),
-            # What was removed remembers nothing, and the time until now is no gap.
+            # A removed person remembers nothing, and the time since the removal is no gap.
             line(8, "observation", person=1, gaze=at(1.25, yaw=0, pitch=0)),
             line(8.5, "not_seen", person=1),
             line(8.5, "start_recording", person=-2, scope="left"),
@@ -202,7 +202,7 @@ class InfoTest(unittest.TestCase):
                     self.assertIn(text, each["text"])
 
     def test_replay_and_report_warn_too(self):
-        # Nobody is observed near enough, which is no fault of the recording.
+        # Nobody comes near enough, which is not a fault of the recording.
         entries = [*healthy(gaze=lambda cycle: {"yaw": 5, "pitch": 5},
                             distance=lambda cycle: {"value": 2 + cycle % 10 / 10}),
                    line(9, "movement"), line(8, "stop_recording", person=1, scope="s")]

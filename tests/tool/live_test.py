@@ -55,7 +55,7 @@ class LiveTest(unittest.TestCase):
                 values[name] = float(pair["value"])
                 if "confidence" in pair:
                     values[name + "_confidence"] = float(pair["confidence"])
-            # Both are the shortest digits of the same float.
+            # Both texts are shortest digits of the same float.
             self.assertEqual(values, {name: float(row[name]) for name in values})
             self.assertEqual(len(values), 11)
         self.assertEqual(len([row for row in rows(result.stdout) if "label" in row]),

@@ -3,8 +3,10 @@
 
 `--output` writes timeline.csv, scopes.csv and ambiance.csv into a folder; `--compare` checks those
 that the tool has written there. In place of a recording, `--evaluate` takes an expression over the
-functions below and prints its numbers: the tests of the library name theirs. The recording is taken to be valid. All arithmetic is in 32-bit
-floats, rounded after each operation, except where a comment says double.
+functions below and prints its numbers; the tests of the library name such expressions.
+
+The recording is taken to be valid. All arithmetic is in 32-bit floats, rounded after each operation,
+except where a comment says double.
 """
 
 import argparse

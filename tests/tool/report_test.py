@@ -191,7 +191,7 @@ class ReportTest(unittest.TestCase):
             self.assertLess(len(points), 3000)
             high = [k for k, (_, band) in enumerate(points) if band and band[1] > 0.1]
             self.assertEqual([(points[k][0], points[k][1][1]) for k in high], [(at / 10, peak)])
-            self.assertIsNone(points[high[0] + 1][1])  # who is removed begins anew
+            self.assertIsNone(points[high[0] + 1][1])  # a removed person begins anew
             self.assertEqual(self.painted(0, [(at / 10, peak), (at / 10, -peak)]), [True, False])
         self.assertEqual([seconds for seconds, band in points if not band], [(at + 1) / 10, 3010])
 
@@ -315,7 +315,7 @@ class ReportTest(unittest.TestCase):
             self.assertTrue(at - 1.1 <= found[change] <= at, links)
 
     def test_is_read_without_a_picture(self):
-        """By a screen reader, on any width, on paper, and with a reason that is new."""
+        """With a screen reader, at any width, on paper, and with a reason it does not know."""
         # 1.56 s, of which 1 cycle of 157 is positive; the time goes back once.
         lines = [line(k / 100, "not_seen", person=1) for k in range(157)]
         lines[156] = smiling(1.56)

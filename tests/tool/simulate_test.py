@@ -36,7 +36,7 @@ class SimulateTest(unittest.TestCase):
                          (b"", b"", [file]))
         self.assertEqual(file.read_bytes(), simulate("--seed", 5).stdout)
         self.assertNotEqual(file.read_bytes(), simulate("--seed", 6).stdout)
-        # Whatever compiler and libraries made the tool; a new scene needs a new one.
+        # The hash is the same whatever compiler and libraries made the tool; a new scene changes it.
         self.assertEqual(hashlib.sha256(simulate("--seconds", 100).stdout).hexdigest(), 
                          "b56b495ced9381b793b02a1141669f62003615b64eb98ee0be3d8a1228f3f101")
 

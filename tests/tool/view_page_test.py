@@ -21,7 +21,7 @@ from selenium.webdriver.support.wait import WebDriverWait
 TOOL = os.environ["ZORVEL"]
 WAIT = 20  # seconds that anything may take
 
-# What a page of somebody else may try on the service.
+# What a page from another site may try on the service.
 HOSTILE = """<!DOCTYPE html><title>hostile</title><script>
 const tries = {};
 const said = (name, what) => { tries[name] ??= what; };
@@ -125,7 +125,7 @@ class ViewPageTest(unittest.TestCase):
         self.script("announce()")
         self.assertIn("12 people. Person 1: positive",
                       self.script("return document.getElementById('announcement').textContent"))
-        # Who goes leaves a place, which the next one takes; nobody else moves.
+        # A person who goes leaves a place, which the next one takes; nobody else moves.
         places = "return [...cards].map(([id, {box}]) => [id, box.offsetLeft, box.offsetTop])"
         before = self.script(places)
         self.feed(line("remove", person=2))

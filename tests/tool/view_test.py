@@ -201,7 +201,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
 
     async def test_limits(self):
         service = self.service()
-        # A handshake that does not come to an end is ended, meanwhile:
+        # The service ends a handshake that never completes. Meanwhile:
         slow = socket.create_connection(("127.0.0.1", service.port), WAIT)
         self.addCleanup(slow.close)
         slow.sendall(b"GET / HTTP/1.1\r\nHo")
@@ -252,7 +252,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         others = sum(not {"valence", "missed"} & set(line) for line in lines)
         self.assertLessEqual(count + 1, got + missed)
         self.assertLess(got + missed - others, count + 20)
-        # Of somebody who came and stayed long ago, too.
+        # Also about a person whose last line came long before.
         self.assertIn(99, {line.get("person") for line in lines})
 
     async def test_a_stalled_output_stops_nobody(self):

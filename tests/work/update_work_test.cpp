@@ -1,6 +1,6 @@
-// Prints the work that an update with every field needs to do, derived from the number of
-// remembered samples, beside what a real update is counted to do. Exit status 1 when they differ,
-// or when the update allocates more than the two lists that a new face needs.
+// Counts the work of a real update with every field, and prints it beside what is derived from the
+// number of remembered samples. Exit status 1 when they differ, or when the update allocates more
+// than the two lists that a new face needs.
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -18,7 +18,7 @@ long locked = 0;
 
 }  // namespace
 
-// Takes the place of the system's for the whole process.
+// Replaces the system's function for the whole process.
 extern "C" __attribute__((visibility("default"))) int pthread_mutex_lock(
     pthread_mutex_t* mutex) noexcept {
   using Lock = int (*)(pthread_mutex_t*);
@@ -46,7 +46,7 @@ struct Counts {
   long allocations;
 };
 
-/// What the last of many updates does, its windows full.
+/// What the last of many updates does, with full windows.
 Counts countUpdate(int rate, bool newFace) {
   CountingClock clock;
   const ku::ClockScope scope(clock);
@@ -65,7 +65,7 @@ Counts countUpdate(int rate, bool newFace) {
   return counts;
 }
 
-/// The forces that an observer is told in the last of many updates.
+/// The number of forces that an observer sees in the last of many updates.
 int countForces(int rate) {
   CountingClock clock;
   const ku::ClockScope scope(clock);
