@@ -9,12 +9,12 @@ import subprocess
 import tempfile
 import unittest
 
-from selenium import webdriver
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.wait import WebDriverWait
+
+from browser import start_browser
 
 TOOL = os.environ["ZORVEL"]
 START = 1_700_000_000_000_000_000
@@ -44,15 +44,7 @@ class ReportTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         cls.addClassCleanup(folder.cleanup)
         cls.folder = pathlib.Path(folder.name)
-        options = webdriver.ChromeOptions()
-        options.binary_location = "/usr/bin/chromium"
-        for argument in ("headless=new", "no-sandbox", "disable-gpu", "disable-quic",
-                         "no-first-run", "disable-background-networking", "disable-sync",
-                         "disable-component-update", "disable-dev-shm-usage",
-                         "window-size=1200,900", f"user-data-dir={cls.folder / 'browser'}"):
-            options.add_argument("--" + argument)
-        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
-        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        cls.browser = start_browser(cls.folder)
         cls.addClassCleanup(cls.browser.quit)
         cls.browser.get("about:blank")
         cls.browser.get_log("performance")  # of the browser's own first page

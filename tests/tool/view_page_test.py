@@ -13,10 +13,10 @@ import threading
 import time
 import unittest
 
-from selenium import webdriver
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.wait import WebDriverWait
+
+from browser import start_browser
 
 TOOL = os.environ["ZORVEL"]
 WAIT = 20  # seconds that anything may take
@@ -59,15 +59,7 @@ class ViewPageTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         cls.addClassCleanup(folder.cleanup)
         cls.folder = pathlib.Path(folder.name)
-        options = webdriver.ChromeOptions()
-        options.binary_location = "/usr/bin/chromium"
-        for argument in ("headless=new", "no-sandbox", "disable-gpu", "no-first-run",
-                         "disable-background-networking", "disable-sync", "disable-component-update",
-                         "disable-dev-shm-usage", f"user-data-dir={cls.folder / 'browser'}"):
-            options.add_argument("--" + argument)
-        options.add_experimental_option("prefs", {"download.default_directory": str(cls.folder)})
-        options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        cls.browser = start_browser(cls.folder)
         cls.addClassCleanup(cls.browser.quit)
         cls.script = cls.browser.execute_script
 
