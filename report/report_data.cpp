@@ -48,7 +48,8 @@ void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<
 /// The bits of the floats.
 void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<float>& column) {
   std::vector<std::int32_t> bits(column.size());
-  std::memcpy(bits.data(), column.data(), column.size() * sizeof(float));
+  // An empty vector may have no data, which memcpy does not take.
+  if (!column.empty()) std::memcpy(bits.data(), column.data(), column.size() * sizeof(float));
   writeColumn(json, name, bits);
 }
 
