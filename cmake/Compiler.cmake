@@ -37,6 +37,8 @@ endif()
 # Relative paths: wherever the installed tree is moved to, the tool and the libraries find each other.
 file(RELATIVE_PATH libraries_from_tool "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
 set(tool_rpath "$ORIGIN/${libraries_from_tool}")
+set(camera_folder "${CMAKE_INSTALL_DATADIR}/zorvel/camera")
+file(RELATIVE_PATH camera_from_tool "/${CMAKE_INSTALL_BINDIR}" "/${camera_folder}")
 set(CMAKE_INSTALL_RPATH "$ORIGIN")
 
 # Limits what `target` exports to the symbols in the version script `map`. Hidden visibility alone

@@ -37,8 +37,10 @@ def main(output, header, function, page, *files):
         digests = (hashlib.sha256(text.encode()).digest() for text in inline)
         sources[element] = " ".join(f"'sha256-{base64.b64encode(digest).decode()}'"
                                     for digest in digests)
-    policy = (f"default-src 'none'; script-src {sources['script']}; style-src {sources['style']}; "
-              "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'")
+    # What may run stands last, so that a server can add to it.
+    policy = (f"default-src 'none'; style-src {sources['style']}; connect-src 'self'; "
+              "base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
+              f"script-src {sources['script']}")
 
     pathlib.Path(output).write_text(f"""#include "{header}"
 

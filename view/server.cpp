@@ -16,11 +16,14 @@
 #include <boost/beast/websocket.hpp>
 #include <cerrno>
 #include <chrono>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <utility>
 
 #include "recording/failure.hpp"
+#include "view/camera_files.hpp"
 #include "view/page.hpp"
 
 namespace zorvel {
@@ -44,6 +47,12 @@ constexpr std::size_t pieceSize = std::size_t{64} << 10;
 // How much may be on its way: little, so that what a slow page gets is not old.
 constexpr std::size_t windowSize = std::size_t{64} << 10;
 constexpr const char* windowPing = "window";
+constexpr std::string_view cameraPath = "/camera/";
+// What the page may do besides when there is a camera: start the worker that analyses pictures, and
+// play a video that the user opens.
+constexpr const char* cameraPolicy = " 'wasm-unsafe-eval'; worker-src 'self'; media-src blob:";
+constexpr const char* workerPolicy =
+    "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; connect-src 'self'";
 constexpr seconds handshakeTime{10};
 // Half of it without a word brings a ping.
 constexpr seconds idleTime{60};
@@ -116,6 +125,7 @@ class Server::Implementation {
   asio::posix::stream_descriptor _stop{_context};
   bool _isStopped = false;
   std::set<std::string> _hosts;
+  std::string _cameraFolder;
 
   asio::posix::stream_descriptor _input{_context};
   bool _hasLookedAtInput = false;
@@ -361,16 +371,39 @@ class Server::Implementation::Request : public Connection,
     } else if (request.method() != http::verb::get && request.method() != http::verb::head) {
       answer(http::status::method_not_allowed, "only GET and HEAD\n");
     } else if (target == "/") {
-      _response.set("Content-Security-Policy", std::string(viewPagePolicy()));
+      std::string policy(viewPagePolicy());
+      if (findCameraFile(server()._cameraFolder, "worker.js")) policy += cameraPolicy;
+      _response.set("Content-Security-Policy", policy);
       answer(http::status::ok, std::string(viewPage()), "text/html; charset=utf-8");
     } else if (target == "/health") {
       answer(http::status::ok, server()._service.status(), "application/json");
     } else if (target == "/recording") {
       _response.set(http::field::content_disposition, "attachment; filename=\"last-minute.jsonl\"");
       answer(http::status::ok, server()._service.lastMinute(), "application/jsonl");
+    } else if (target.substr(0, cameraPath.size()) == cameraPath) {
+      answerCameraFile(target.substr(cameraPath.size()),
+                       standard(request[http::field::if_none_match]));
     } else {
       answer(http::status::not_found, "there is /, /health, /recording, /events and /states\n");
     }
+  }
+
+  void answerCameraFile(std::string_view name, std::string_view knownTag) {
+    const auto file = findCameraFile(server()._cameraFolder, name);
+    if (!file) {
+      answer(http::status::not_found,
+             "To use a camera, install zorvel-camera, or build zorvel where npm is installed.\n");
+      return;
+    }
+    _response.set(http::field::etag, file->tag);
+    _response.set("Content-Security-Policy", workerPolicy);
+    _cacheControl = "no-cache";  // to be kept, but asked for anew
+    if (file->tag == knownTag) {
+      answer(http::status::not_modified, "", file->type);
+      return;
+    }
+    std::ifstream content(file->path, std::ios::binary);
+    answer(http::status::ok, std::string(std::istreambuf_iterator<char>(content), {}), file->type);
   }
 
   template <typename Socket>
@@ -383,7 +416,7 @@ class Server::Implementation::Request : public Connection,
               std::string_view type = "text/plain; charset=utf-8") {
     _response.result(status);
     _response.set(http::field::content_type, beast::string_view(type.data(), type.size()));
-    _response.set(http::field::cache_control, "no-store");
+    _response.set(http::field::cache_control, _cacheControl);
     _response.set("X-Content-Type-Options", "nosniff");
     _response.set("Referrer-Policy", "no-referrer");
     _response.set("Cross-Origin-Resource-Policy", "same-origin");
@@ -403,10 +436,13 @@ class Server::Implementation::Request : public Connection,
   beast::flat_buffer _buffer;
   http::request_parser<http::empty_body> _parser;
   http::response<http::string_body> _response;
+  const char* _cacheControl = "no-store";
 };
 
 Server::Implementation::Implementation(Service& service, const ServerOptions& options)
-    : _service(service), _outputDescriptor(options.outputDescriptor) {
+    : _service(service),
+      _cameraFolder(options.cameraFolder),
+      _outputDescriptor(options.outputDescriptor) {
   const Tcp::endpoint endpoint(addressOf(options.address), options.port);
   try {
     _acceptor.open(endpoint.protocol());

@@ -18,6 +18,8 @@ struct ServerOptions {
   std::uint16_t port = 0;
   /// Names besides the address and those of the loopback by which browsers may call the server.
   std::vector<std::string> hosts;
+  /// Where the files are with which the page analyses pictures, if they are installed.
+  std::string cameraFolder;
   /// The server ends when there is something to read from this descriptor.
   int stopDescriptor = -1;
   /// Where `output` writes to; -1 for nowhere.
@@ -31,7 +33,7 @@ enum class Reach { ThisMachine, OneAddress, AllAddresses };
 Reach reachOf(const std::string& address);
 
 /// Serves a Service over HTTP and WebSocket, in the thread that calls. The page is served at /, its
-/// status at /health, the last minute at /recording; senders connect to /events and pages to
+/// status at /health, the last minute at /recording, what it analyses pictures with under /camera/; senders connect to /events and pages to
 /// /states. Whoever calls by another name than the server's own, or comes from a page of somebody
 /// else, is refused; so a foreign page in the same browser can neither read nor feed.
 class Server {

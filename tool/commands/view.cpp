@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <csignal>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -124,6 +125,11 @@ class View {
   Server _server;
 };
 
+/// The same way from the tool, whether it is installed or built.
+std::string cameraFolder() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / ZORVEL_CAMERA_FOLDER;
+}
+
 }  // namespace
 
 void addView(CLI::App& tool) {
@@ -178,6 +184,7 @@ Examples:
       throw CLI::ValidationError(
           "--address", server.address + " needs --host, the name that browsers call it by");
     }
+    options->server.cameraFolder = cameraFolder();
     catchInterrupts();
     options->server.stopDescriptor = interruptDescriptor();
     // Whoever sits at a terminal looks at the page.

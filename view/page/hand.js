@@ -3,15 +3,9 @@
 const handRate = 10;  // observations a second
 const handForm = document.getElementById("hand");
 const handButton = document.getElementById("by-hand");
-let handSocket;
+let handSender;
 let handTimer;
 let handPerson;
-
-// Ids of this page's own. It asks for those that it had before a reload.
-function askForPeople(socket) {
-  const first = Number(sessionStorage.getItem("people")) || undefined;
-  socket.send(JSON.stringify({ request: "people", count: 1, first }));
-}
 
 function observation(touch) {
   const read = (name) => Number(handForm.elements[name].value);
@@ -31,34 +25,19 @@ function observation(touch) {
 }
 
 function sendByHand(touch) {
-  if (handPerson !== undefined && handSocket?.readyState === WebSocket.OPEN) {
-    handSocket.send(JSON.stringify(observation(touch)));
-  }
+  if (handPerson !== undefined) handSender.send(JSON.stringify(observation(touch)));
 }
 
 function openHand() {
-  handSocket = new WebSocket(`ws://${location.host}/events`);
-  handSocket.addEventListener("open", () => askForPeople(handSocket));
-  handSocket.addEventListener("message", ({ data }) => {
-    for (const line of data.split("\n")) {
-      const { people } = line ? JSON.parse(line) : {};
-      if (!people) continue;
-      handPerson = people.first;
-      sessionStorage.setItem("people", handPerson);
-    }
-  });
-  handSocket.addEventListener("close", closeHand);
+  handSender = new EventSender({
+    name: "hand", count: 1, onPeople: (first) => { handPerson = first; }, onClose: closeHand });
   handTimer = setInterval(sendByHand, 1000 / handRate);
   showHand(true);
 }
 
 function closeHand() {
   clearInterval(handTimer);
-  if (handPerson !== undefined && handSocket.readyState === WebSocket.OPEN) {
-    handSocket.send(JSON.stringify({ event: "remove", person: handPerson }));
-  }
-  handSocket.removeEventListener("close", closeHand);
-  handSocket.close();
+  handSender.close(handPerson === undefined ? [] : [handPerson]);
   handPerson = undefined;
   showHand(false);
 }

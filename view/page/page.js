@@ -82,7 +82,8 @@ function announce() {
 
 document.addEventListener("keydown", (event) => {
   if (event.ctrlKey || event.altKey || event.metaKey) return;
-  const action = { p: togglePause, t: toggleHand }[event.key.toLowerCase()];
+  if (event.target.matches?.("select, [type=number]")) return;
+  const action = { c: toggleCamera, p: togglePause, t: toggleHand }[event.key.toLowerCase()];
   if (action) action();
 });
 pauseButton.addEventListener("click", togglePause);

@@ -1,0 +1,38 @@
+// The worker that analyses pictures.
+
+class Analysis {
+  // Fails when what it needs is not installed.
+  static async start() {
+    const address = "/camera/worker.js";
+    const answer = await fetch(address);
+    if (!answer.ok) throw new Error(await answer.text());
+    const analysis = new Analysis(new Worker(address));
+    await analysis.answered();
+    return analysis;
+  }
+
+  constructor(worker) {
+    this.worker = worker;
+    worker.addEventListener("message", ({ data }) => {
+      if (data.error) this.fail(new Error(data.error)); else this.succeed(data.faces);
+    });
+    worker.addEventListener("error", ({ message }) => {
+      this.fail(new Error(`The analysis does not start: ${message}`));
+    });
+  }
+
+  answered() {
+    return new Promise((succeed, fail) => { Object.assign(this, { succeed, fail }); });
+  }
+
+  // The faces in a picture. One at a time.
+  analyse(picture) {
+    const faces = this.answered();
+    this.worker.postMessage({ picture }, [picture]);
+    return faces;
+  }
+
+  close() {
+    this.worker.terminate();
+  }
+}
