@@ -132,10 +132,10 @@ class Camera {
 
   send(faces, at) {
     if (!this.people) return;
-    const seconds = (at + this.clock.difference) / 1e3;
+    const time = inNanoseconds((at + this.clock.difference) / 1e3);
     const isMirrored = cameraForm.elements.mirrored.checked;
-    const lines = this.people.follow(faces, seconds, isMirrored).map((event) => {
-      const line = eventLine(event, seconds);
+    const lines = this.people.follow(faces, at / 1e3, isMirrored).map((event) => {
+      const line = eventLine(event, time);
       if (event.event === "remove") this.numbers.delete(event.person);
       else this.numbers.set(event.person, line);
       return line;

@@ -113,7 +113,11 @@ class People {
   }
 }
 
-// As a line of a recording. A script's numbers are too short for nanoseconds.
-function eventLine(event, seconds) {
-  return `{"time":${BigInt(Math.round(seconds * 1e9))},${JSON.stringify(event).slice(1)}`;
+function inNanoseconds(seconds) {
+  return BigInt(Math.round(seconds * 1e9));
+}
+
+// As a line of a recording. A time is a BigInt: a script's numbers are too short for nanoseconds.
+function eventLine(event, time) {
+  return `{"time":${time},${JSON.stringify(event).slice(1)}`;
 }

@@ -1,7 +1,7 @@
 // A video file: steps through it and makes a recording. Nothing goes to the service.
 
 // As an import begins where it is not told otherwise: 2000-01-01T00:00:00Z.
-const recordingStart = 946684800;
+const recordingStart = 946684800_000_000_000n;  // nanoseconds
 
 class VideoFile {
   constructor({ onText, onEnd }) {
@@ -58,7 +58,7 @@ class VideoFile {
       const faces = await this.analysis.analyse(await createImageBitmap(stageVideo));
       const isMirrored = cameraForm.elements.mirrored.checked;
       for (const event of people.follow(faces, seconds, isMirrored)) {
-        const line = eventLine(event, recordingStart + seconds);
+        const line = eventLine(event, recordingStart + inNanoseconds(seconds));
         this.numbers.set(event.person, line);
         lines.push(line);
       }

@@ -1,0 +1,400 @@
+"""Shows faces to the live page of the tool whose path is in ZORVEL, by a camera that plays a film.
+
+The film shows the face that the analysis brings along to try itself on.
+"""
+
+import base64
+import json
+import os
+import pathlib
+import re
+import statistics
+import subprocess
+import tempfile
+import time
+import unittest
+import urllib.error
+import urllib.request
+
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.wait import WebDriverWait
+
+from browser import start_browser
+
+TOOL = os.environ["ZORVEL"]
+WAIT = 60  # seconds that anything may take
+RATE = 30  # pictures a second, of such a camera
+
+# Pictures as JPEG. Each has faces: x and y of the middle, size, turned by degrees, mirrored.
+DRAW = """
+const [face, pictures, done] = arguments;
+const image = new Image();
+image.src = face;
+image.decode().then(() => done(pictures.map((faces) => {
+  const canvas = document.createElement("canvas");
+  Object.assign(canvas, { width: 640, height: 360 });
+  const context = canvas.getContext("2d");
+  context.fillStyle = "gray";
+  context.fillRect(0, 0, 640, 360);
+  for (const [x, y, size, turned, mirrored] of faces) {
+    context.setTransform(1, 0, 0, 1, x, y);
+    context.rotate(turned * Math.PI / 180);
+    if (mirrored) context.scale(-1, 1);
+    context.drawImage(image, -size / 2, -size / 2, size, size);
+  }
+  return canvas.toDataURL("image/jpeg", 0.95).split(",")[1];
+})));
+"""
+# What is seen at each place, with the seconds it lasts.
+PLACES = {"plain": (200, 180, 256, 0, False), "mirrored": (250, 180, 256, 0, True),
+          "turned": (300, 180, 256, 15, False), "far": (350, 180, 170, 0, False),
+          "left": (170, 180, 256, 0, False), "right": (460, 180, 256, 0, False)}
+FILM = ((2, ["plain"]), (2, ["mirrored"]), (2, ["turned"]), (2, ["far"]), (2, ["left", "right"]),
+        (5, []))
+
+# A video of the film's last picture, by the browser itself: it does not tell its length.
+RECORD_VIDEO = """
+const [picture, done] = arguments;
+const image = new Image();
+image.src = "data:image/jpeg;base64," + picture;
+image.decode().then(() => {
+  const canvas = document.createElement("canvas");
+  Object.assign(canvas, { width: 640, height: 360 });
+  const recorder = new MediaRecorder(canvas.captureStream(20), { mimeType: "video/webm" });
+  const parts = [];
+  recorder.ondataavailable = ({ data }) => parts.push(data);
+  recorder.onstop = () => {
+    const reader = new FileReader();
+    reader.onload = () => done(reader.result.split(",")[1]);
+    reader.readAsDataURL(new Blob(parts));
+  };
+  const timer = setInterval(() => canvas.getContext("2d").drawImage(image, 0, 0), 50);
+  recorder.start();
+  setTimeout(() => { clearInterval(timer); recorder.stop(); }, 1500);
+});
+"""
+
+
+def start_service(test, *options, **others):
+    service = subprocess.Popen([TOOL, "view", "--port", "0", *options], stdin=subprocess.DEVNULL,
+                               stderr=subprocess.PIPE, text=True,
+                               **{"stdout": subprocess.DEVNULL, **others})
+    test.addCleanup(service.communicate)
+    test.addCleanup(service.kill)
+    service.port = int(re.search(r":(\d+)/", service.stderr.readline())[1])
+    return service
+
+
+class CameraTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        installed = pathlib.Path(TOOL).parent / "../share/zorvel/camera/human.js"
+        cls.isInstalled = installed.exists()
+        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = pathlib.Path(folder.name)
+        film = cls.folder / "film.mjpeg"
+        cls.browser = start_browser(cls.folder, "use-fake-device-for-media-stream",
+                                    f"use-file-for-fake-video-capture={film}",
+                                    "host-resolver-rules=MAP robot.local 127.0.0.1")
+        cls.addClassCleanup(cls.browser.quit)
+        cls.script = cls.browser.execute_script
+        cls.browser.set_script_timeout(WAIT)
+        if not cls.isInstalled:
+            return
+        face = re.search(r"/9j/[A-Za-z0-9+/=\s]{5000,}", installed.read_text())[0]
+        pictures = cls.browser.execute_async_script(
+            DRAW, "data:image/jpeg;base64," + re.sub(r"\s", "", face),
+            [[PLACES[name] for name in names] for _, names in FILM])
+        cls.pictures = [base64.b64decode(picture) for picture in pictures]
+        film.write_bytes(b"".join(picture * (seconds * RATE)
+                                  for picture, (seconds, _) in zip(cls.pictures, FILM)))
+
+    def open(self, service, permission="granted", host="127.0.0.1"):
+        if not self.isInstalled:
+            self.skipTest("what analyses pictures is not installed")
+        self.browser.get("about:blank")
+        self.browser.get_log("browser")
+        self.browser.execute_cdp_cmd("Browser.setPermission", {
+            "permission": {"name": "camera"}, "setting": permission})
+        self.browser.get(f"http://{host}:{service.port}/#camera")
+
+    def wait(self, condition):
+        WebDriverWait(self.browser, WAIT, 0.05).until(
+            lambda _: self.script(f"return Boolean({condition})"), condition)
+
+    def wait_for_text(self, text):
+        self.wait(f"cameraText.textContent.includes({json.dumps(text)})")
+
+    def events_until(self, record, condition):
+        """The events of the record, when these satisfy the condition."""
+        def read(_):
+            lines = record.read_text().splitlines(keepends=True)
+            events = [json.loads(line) for line in lines[1:] if line.endswith("\n")]
+            return events if condition(events) else None
+        return WebDriverWait(self.browser, WAIT, 0.2).until(read, "events")
+
+    def test_people_before_the_camera(self):
+        record = self.folder / "record.jsonl"
+        said = self.folder / "said.jsonl"
+        with said.open("w") as output:
+            service = start_service(self, "--record", record, stdout=output)
+        self.open(service)
+        self.wait("cards.size === 2")
+        labelled = self.script("return [...cards.keys()]")
+        self.script("cameraForm.elements.numbers.click(); cameraForm.elements.landmarks.click()")
+        self.wait("cameraNumbers.textContent.includes('\"headPosture\":{\"yaw\"')")
+        self.assertRegex(self.script("return cameraFacts.textContent"),
+                         r"\d\.\d frames a second · \d+ ms a frame · .* dropped · "
+                         r"clock of the service known to ±\d+\.\d ms")
+        self.wait_for_text("No face in the picture.")
+        events = self.events_until(record, lambda events: sum(
+            event["event"] == "remove" for event in events) >= 2)
+
+        seen = {name: [] for name in PLACES}
+        for event in events:
+            if event["event"] != "observation":
+                continue
+            nose = event["facialPoints"]["points"][8]
+            for name, (x, y, *_) in PLACES.items():
+                if abs(nose["x"] - x) < 20 and abs(nose["y"] - y) < 40:
+                    seen[name].append(event)
+        for name, those in seen.items():
+            self.assertGreater(len(those), 2, name)
+
+        def median(name, *keys):
+            values = []
+            for event in seen[name]:
+                for key in keys:
+                    event = event[key]
+                values.append(event)
+            return statistics.median(values)
+        yaw, mirrored = (median(name, "headPosture", "yaw") for name in ("plain", "mirrored"))
+        self.assertLess(yaw * mirrored, 0)
+        roll, mirrored, turned = (median(name, "headPosture", "roll")
+                                  for name in ("plain", "mirrored", "turned"))
+        self.assertLess(roll * mirrored, 0)
+        self.assertAlmostEqual(abs(turned - roll), 15, delta=4)
+        gaze, mirrored = (median(name, "gaze", "yaw") for name in ("plain", "mirrored"))
+        self.assertLess(abs(gaze + mirrored), abs(gaze - mirrored))
+        self.assertAlmostEqual(median("far", "distance", "value") / median("plain", "distance", "value"),
+                               256 / 170, delta=0.15)
+
+        # One person all along, a second one where two are seen; both go after 3 s unseen.
+        persons = [{event["person"] for event in seen[name][1:-1]} for name in PLACES]
+        self.assertEqual(len(persons[3] | persons[4] | persons[5]), 2)
+        self.assertEqual(len(persons[4]), 1)
+        self.assertNotEqual(persons[4], persons[5])
+        removed = [event for event in events if event["event"] == "remove"][:2]
+        self.assertEqual({event["person"] for event in removed}, persons[4] | persons[5])
+        for event in removed:
+            own = [each for each in events if each["person"] == event["person"]]
+            last = max(each["time"] for each in own if each["event"] == "observation"
+                       and each["time"] < event["time"])
+            self.assertIn("not_seen", {each["event"] for each in own if each["time"] > last})
+            self.assertAlmostEqual((event["time"] - last) / 1e9, 3, delta=1)
+        # Readings are of before they arrived.
+        for event in events:
+            if event["event"] == "observation":
+                self.assertLess(event["smile"]["time"], event["time"] + 5e7)
+                self.assertGreater(event["smile"]["time"], event["time"] - 5e9)
+
+        # Who is still there leaves with the camera; what was recorded gives the states that were sent.
+        self.script("startButton.click()")
+        self.wait("running === undefined && cards.size === 0")
+        service.terminate()
+        service.wait(WAIT)
+        with record.open() as lines:
+            replayed = subprocess.run([TOOL, "live", "--clock", "recording"], stdin=lines,
+                                      capture_output=True, check=True, timeout=WAIT).stdout
+        self.assertEqual(replayed, said.read_bytes())
+        self.assertLessEqual(set(labelled), {event["person"] for event in events})
+
+    def test_a_tab_behind_others_sees_nobody(self):
+        record = self.folder / "behind.jsonl"
+        self.open(start_service(self, "--record", record))
+        self.events_until(record, lambda events: events)
+        page = self.browser.current_window_handle
+        self.browser.switch_to.new_window("tab")
+        before = len(record.read_text().splitlines())
+        events = self.events_until(record, lambda events: "remove" in {
+            event["event"] for event in events[before:]})
+        kinds = [event["event"] for event in events[before + 3:]]
+        self.assertIn("not_seen", kinds)
+        self.browser.close()
+        self.browser.switch_to.window(page)
+        self.wait("cards.size > 0 && !cameraText.textContent.includes('behind')")
+
+    def test_a_camera_that_is_not_there(self):
+        service = start_service(self, "--host", "robot.local")
+        self.open(service, permission="denied")
+        self.wait_for_text("The camera was refused.")
+        self.open(service)
+        self.wait("running?.analysed > 0")
+        self.script("stageVideo.srcObject.getVideoTracks()[0].dispatchEvent(new Event('ended'))")
+        self.wait_for_text("The camera was taken away.")
+        self.open(service, host="robot.local")
+        self.wait_for_text("only to pages of this machine or of https")
+
+    def test_a_service_that_goes_and_comes(self):
+        service = start_service(self)
+        self.open(service)
+        self.wait("running?.people?.known.size > 0")
+        service.kill()
+        service.wait(WAIT)
+        self.wait("running && running.people === undefined")
+        start_service(self, "--port", str(service.port))
+        self.wait("running?.people?.known.size > 0 && cards.size > 0")
+
+    def test_a_video_becomes_a_recording(self):
+        service = start_service(self)
+        self.open(service)
+        video = self.folder / "two people.webm"
+        video.write_bytes(base64.b64decode(self.browser.execute_async_script(
+            RECORD_VIDEO, base64.b64encode(self.pictures[4]).decode())))
+        self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
+            "behavior": "allow", "downloadPath": str(self.folder)})
+        self.script("cameraForm.elements.rate.value = 5")
+        self.browser.find_element(By.NAME, "video").send_keys(str(video))
+        self.wait_for_text("The recording is made.")
+        self.browser.find_element(By.ID, "save-video").click()
+        saved = self.folder / "two people.jsonl"
+        WebDriverWait(self.browser, WAIT, 0.05).until(lambda _: saved.exists())
+        header, *events = [json.loads(line) for line in saved.read_text().splitlines()]
+        self.assertEqual(header["event"], "header")
+        times = sorted({event["time"] for event in events})
+        self.assertGreater(len(times), 4)
+        self.assertEqual(times, [946684800 * 10 ** 9 + 200_000_000 * number
+                                 for number in range(len(times))])
+        last = [event for event in events if event["time"] == times[-1]]
+        self.assertEqual([event["person"] for event in last], [1, 2])
+        subprocess.run([TOOL, "replay", saved, "--output", self.folder / "replayed"], check=True,
+                       capture_output=True, timeout=WAIT)
+        health = json.load(urllib.request.urlopen(f"http://127.0.0.1:{service.port}/health"))
+        self.assertEqual(health["people"], 0)
+        video.write_bytes(b"no video")
+        self.browser.find_element(By.NAME, "video").send_keys(str(video))
+        self.wait_for_text("This browser does not play two people.webm.")
+
+    def test_files_are_given_out_and_kept(self):
+        port = start_service(self).port
+        def get(name, **headers):
+            return urllib.request.urlopen(urllib.request.Request(
+                f"http://127.0.0.1:{port}/{name}", headers=headers), timeout=WAIT)
+        for name in ("camera/..%2fcamera%2fworker.js", "camera/../camera/worker.js", "camera/",
+                     "camera/licenses.txt"):
+            with self.assertRaises(urllib.error.HTTPError, msg=name) as refused:
+                get(name)
+            self.assertIn("install zorvel-camera", refused.exception.read().decode())
+        policy = get("").headers["Content-Security-Policy"]
+        added = " 'wasm-unsafe-eval'; worker-src 'self'; media-src blob:"
+        self.assertEqual(policy.endswith(added), self.isInstalled)
+        self.assertEqual(policy.replace(added, "").count("unsafe"), 0)
+        if not self.isInstalled:
+            self.skipTest("what analyses pictures is not installed")
+        for name, kind in (("human.js", "text/javascript"), ("iris.bin", "application/octet-stream"),
+                           ("tfjs-backend-wasm-simd.wasm", "application/wasm"),
+                           ("iris.json", "application/json")):
+            answer = get("camera/" + name)
+            self.assertEqual(answer.headers["Content-Type"], kind)
+            with self.assertRaises(urllib.error.HTTPError) as unchanged:
+                get("camera/" + name, **{"If-None-Match": answer.headers["ETag"]})
+            self.assertEqual(unchanged.exception.code, 304)
+
+
+class FacesTest(unittest.TestCase):
+    """From faces to events, by numbers worked out by hand. It needs no camera."""
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
+        cls.addClassCleanup(folder.cleanup)
+        cls.browser = start_browser(pathlib.Path(folder.name))
+        cls.addClassCleanup(cls.browser.quit)
+
+    def setUp(self):
+        self.browser.get(f"http://127.0.0.1:{start_service(self).port}/")
+
+    def follow(self, *frames, first=7, most=1000, mirrored=False):
+        """The events of frames, each a time and faces."""
+        return self.browser.execute_script(
+            """const [frames, options, mirrored] = arguments;
+               const people = new People(options);
+               return frames.map(([seconds, faces]) => people.follow(faces, seconds, mirrored));""",
+            frames, {"first": first, "most": most}, mirrored)
+
+    def face(self, **others):
+        mesh = [0] * 956
+        # Eyes 100 pixels wide. The left iris is 20 to the right of the middle, the right one 60 to the
+        # left, more than an eye can turn.
+        for index, (x, y) in {33: (100, 50), 133: (200, 50), 473: (170, 90), 362: (300, 50),
+                              263: (400, 50), 468: (290, 50), 1: (250, 120)}.items():
+            mesh[2 * index:2 * index + 2] = x, y
+        return {"box": [0.1, 0.1, 0.2, 0.2], "score": 1.25, "mesh": mesh, "distance": 0.6,
+                "angle": {"yaw": 0.5235987755982988, "pitch": 0.17453292519943295,
+                          "roll": -0.08726646259971647},
+                "emotion": [{"emotion": "happy", "score": 0.5}, {"emotion": "fear", "score": 0.25}],
+                **others}
+
+    def test_numbers(self):
+        [[seen]] = self.follow([0, [self.face()]])
+        self.assertEqual((seen["event"], seen["person"], seen["faceDetected"]),
+                         ("observation", 7, {"value": True}))
+        self.assertEqual(seen["distance"], {"value": 0.6})
+        self.assertEqual(seen["smile"], {"value": 0.5, "confidence": 1})
+        self.assertEqual({name: each["value"] for name, each in seen["expressions"].items()},
+                         {"calm": 0, "anger": 0, "joy": 0.5, "sorrow": 0, "surprise": 0})
+        for key, value in (("yaw", 30), ("pitch", -10), ("roll", -5)):
+            self.assertAlmostEqual(seen["headPosture"][key], value)
+        # asin(0.2 x 30 / 12) is 30 degrees, the other eye -90: the mean is -30.
+        self.assertAlmostEqual(seen["gaze"]["yaw"], 60)
+        self.assertAlmostEqual(seen["gaze"]["pitch"], -10)
+        points = seen["facialPoints"]["points"]
+        self.assertEqual([point["point"] for point in points], list(range(12)))
+        self.assertEqual([(points[index]["x"], points[index]["y"]) for index in (0, 3, 8)],
+                         [(100, 50), (400, 50), (250, 120)])
+        [[mirrored]] = self.follow([0, [self.face()]], mirrored=True)
+        self.assertAlmostEqual(mirrored["headPosture"]["yaw"], -30)
+        self.assertAlmostEqual(mirrored["headPosture"]["roll"], 5)
+        self.assertAlmostEqual(mirrored["gaze"]["yaw"], -60)
+        self.assertEqual(mirrored["gaze"]["pitch"], seen["gaze"]["pitch"])
+
+    def test_what_is_not_known_is_left_out(self):
+        [[seen]] = self.follow([0, [self.face(distance=0, angle=None, mesh=[], emotion=None,
+                                              score=-1)]])
+        self.assertEqual(set(seen), {"event", "person", "faceDetected", "smile", "expressions"})
+        self.assertEqual(seen["smile"], {"value": 0, "confidence": 0})
+        [[seen]] = self.follow([0, [self.face(mesh=[1] * 936)]])
+        self.assertNotIn("gaze", seen)
+
+    def test_whose_face_it_is(self):
+        def at(x, width=0.2):
+            return self.face(box=[x, 0.1, width, 0.2])
+        def short(frames):
+            return [[f"{event['event'][0]}{event['person']}" for event in events]
+                    for events in frames]
+        # Two people cross over: the best pairs win. A third one comes; what overlaps by less than
+        # 0.3 is somebody else.
+        self.assertEqual(short(self.follow(
+            [0, [at(0.1), at(0.5)]],
+            [0.1, [at(0.45), at(0.15)]],
+            [0.2, [at(0.15), at(0.45), at(0.56)]],
+            [0.3, [at(0.26)]])),
+            [["o7", "o8"], ["o7", "o8"], ["o7", "o8", "o9"], ["n7", "n8", "n9", "o10"]])
+        # 3 s unseen is not too long; ids come round, but not those in use.
+        self.assertEqual(short(self.follow(
+            [0, [at(0.1)]], [1, [at(0.1), at(0.5)]], [4, [at(0.1)]], [4.1, [at(0.1), at(0.7)]],
+            [4.2, [at(0.1), at(0.7)]], first=1, most=2)),
+            [["o1"], ["o1", "o2"], ["o1", "n2"], ["o1", "o2"], ["o1", "o2"]])
+        boxes = [[0, 0, 2, 2], [1, 1, 2, 2]]
+        self.assertAlmostEqual(self.browser.execute_script(
+            "return overlapOf(...arguments)", *boxes), 1 / 7)
+
+    def test_times_are_exact(self):
+        self.assertEqual(self.browser.execute_script(
+            "return eventLine({ event: 'not_seen', person: 1 }, recordingStart + inNanoseconds(1 / 15))"),
+            '{"time":946684800066666667,"event":"not_seen","person":1}')
+
+
+if __name__ == "__main__":
+    unittest.main()
