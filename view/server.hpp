@@ -33,9 +33,10 @@ enum class Reach { ThisMachine, OneAddress, AllAddresses };
 Reach reachOf(const std::string& address);
 
 /// Serves a Service over HTTP and WebSocket, in the thread that calls. The page is served at /, its
-/// status at /health, the last minute at /recording, what it analyses pictures with under /camera/; senders connect to /events and pages to
-/// /states. Whoever calls by another name than the server's own, or comes from a page of somebody
-/// else, is refused; so a foreign page in the same browser can neither read nor feed.
+/// status at /health, the last minute at /recording, what it analyses pictures with under /camera/;
+/// senders connect to /events and pages to /states. Whoever calls by another name than the server's
+/// own, or comes from a page of somebody else, is refused; so a foreign page in the same browser
+/// can neither read nor feed.
 class Server {
  public:
   /// Listens. Throws Failure when it cannot.

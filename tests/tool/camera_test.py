@@ -22,7 +22,7 @@ from selenium.webdriver.support.wait import WebDriverWait
 from browser import start_browser
 
 TOOL = os.environ["ZORVEL"]
-WAIT = 60  # seconds that anything may take
+WAIT = 30  # seconds that anything may take
 RATE = 30  # pictures a second, of such a camera
 
 # Pictures as JPEG. Each has faces: x and y of the middle, size, turned by degrees, mirrored.
@@ -75,10 +75,10 @@ image.decode().then(() => {
 """
 
 
-def start_service(test, *options, **others):
-    service = subprocess.Popen([TOOL, "view", "--port", "0", *options], stdin=subprocess.DEVNULL,
-                               stderr=subprocess.PIPE, text=True,
-                               **{"stdout": subprocess.DEVNULL, **others})
+def start_service(test, *options, port=0, stdout=subprocess.DEVNULL):
+    service = subprocess.Popen([TOOL, "view", "--port", str(port), *options],
+                               stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE,
+                               text=True)
     test.addCleanup(service.communicate)
     test.addCleanup(service.kill)
     service.port = int(re.search(r":(\d+)/", service.stderr.readline())[1])
@@ -175,8 +175,7 @@ class CameraTest(unittest.TestCase):
                                   for name in ("plain", "mirrored", "turned"))
         self.assertLess(roll * mirrored, 0)
         self.assertAlmostEqual(abs(turned - roll), 15, delta=4)
-        gaze, mirrored = (median(name, "gaze", "yaw") for name in ("plain", "mirrored"))
-        self.assertLess(abs(gaze + mirrored), abs(gaze - mirrored))
+        self.assertAlmostEqual(median("plain", "gaze", "yaw"), yaw, delta=15)
         self.assertAlmostEqual(median("far", "distance", "value") / median("plain", "distance", "value"),
                                256 / 170, delta=0.15)
 
@@ -243,15 +242,18 @@ class CameraTest(unittest.TestCase):
         service.kill()
         service.wait(WAIT)
         self.wait("running && running.people === undefined")
-        start_service(self, "--port", str(service.port))
+        start_service(self, port=service.port)
         self.wait("running?.people?.known.size > 0 && cards.size > 0")
 
     def test_a_video_becomes_a_recording(self):
         service = start_service(self)
-        self.open(service)
+        if not self.isInstalled:
+            self.skipTest("what analyses pictures is not installed")
+        self.browser.get("about:blank")
         video = self.folder / "two people.webm"
         video.write_bytes(base64.b64decode(self.browser.execute_async_script(
             RECORD_VIDEO, base64.b64encode(self.pictures[4]).decode())))
+        self.open(service)
         self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
             "behavior": "allow", "downloadPath": str(self.folder)})
         self.script("cameraForm.elements.rate.value = 5")
@@ -270,8 +272,8 @@ class CameraTest(unittest.TestCase):
         self.assertEqual([event["person"] for event in last], [1, 2])
         subprocess.run([TOOL, "replay", saved, "--output", self.folder / "replayed"], check=True,
                        capture_output=True, timeout=WAIT)
-        health = json.load(urllib.request.urlopen(f"http://127.0.0.1:{service.port}/health"))
-        self.assertEqual(health["people"], 0)
+        with urllib.request.urlopen(f"http://127.0.0.1:{service.port}/health") as answer:
+            self.assertEqual(json.load(answer)["people"], 0)
         video.write_bytes(b"no video")
         self.browser.find_element(By.NAME, "video").send_keys(str(video))
         self.wait_for_text("This browser does not play two people.webm.")
@@ -383,9 +385,9 @@ class FacesTest(unittest.TestCase):
             [["o7", "o8"], ["o7", "o8"], ["o7", "o8", "o9"], ["n7", "n8", "n9", "o10"]])
         # 3 s unseen is not too long; ids come round, but not those in use.
         self.assertEqual(short(self.follow(
-            [0, [at(0.1)]], [1, [at(0.1), at(0.5)]], [4, [at(0.1)]], [4.1, [at(0.1), at(0.7)]],
+            [0, [at(0.1)]], [1, [at(0.1), at(0.5)]], [4, [at(0.1)]], [4.1, [at(0.1)]],
             [4.2, [at(0.1), at(0.7)]], first=1, most=2)),
-            [["o1"], ["o1", "o2"], ["o1", "n2"], ["o1", "o2"], ["o1", "o2"]])
+            [["o1"], ["o1", "o2"], ["o1", "n2"], ["o1", "r2"], ["o1", "o2"]])
         boxes = [[0, 0, 2, 2], [1, 1, 2, 2]]
         self.assertAlmostEqual(self.browser.execute_script(
             "return overlapOf(...arguments)", *boxes), 1 / 7)

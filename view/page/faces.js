@@ -67,7 +67,7 @@ function overlapOf([x, y, width, height], [otherX, otherY, otherWidth, otherHeig
 }
 
 // Tells whose face is whose from one picture to the next. People get numbers from `first` on, at most
-// `most` different ones; then those of the gone are given anew.
+// `most` different ones, more than there can be within 3 s; then those of the gone are given anew.
 class People {
   constructor({ first, most = Infinity }) {
     Object.assign(this, { first, most, next: 0 });
