@@ -140,7 +140,8 @@ recording come in on standard input, unless that is a terminal, and over WebSock
 any number of programs. They are all played together, each at the moment it arrives; its own time is
 that of its readings. States go out on standard output as those of live do, unless that is a terminal,
 and over WebSocket at /states. A bad line is reported on standard error and to its sender, and
-skipped. SIGINT and SIGTERM end the service with 0.
+skipped. Where zorvel-camera is installed, the page can use this machine's camera. SIGINT and SIGTERM
+end the service with 0.
 
 Examples:
   my-perception | zorvel view --record today.jsonl
