@@ -32,7 +32,9 @@ class Analysis {
     return faces;
   }
 
+  // Whoever waits for faces waits no longer.
   close() {
     this.worker.terminate();
+    this.fail(new Error("The analysis was ended."));
   }
 }

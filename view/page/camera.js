@@ -28,9 +28,9 @@ async function compareClocks() {
 }
 
 class Camera {
-  // Says what there is to say by `onText`.
-  constructor({ onText, onEnd }) {
-    Object.assign(this, { onText, onEnd });
+  // Says what there is to say by `onText`. `onAllowed`: cameras have names from now on.
+  constructor({ onText, onAllowed, onEnd }) {
+    Object.assign(this, { onText, onAllowed, onEnd });
     this.frames = 0;
     this.lastFrameAt = performance.now();
     this.lastFaceAt = this.lastFrameAt;
@@ -50,6 +50,7 @@ class Camera {
       if (!this.isStopped) this.failure = cameraReasons[error.name] ?? error.message;
     }
     this.stop();
+    this.release();  // also what came after a stop
   }
 
   async start(device, width, height) {
@@ -62,6 +63,7 @@ class Camera {
       deviceId: device && { exact: device }, width: { ideal: width }, height: { ideal: height },
       frameRate: { ideal: cameraRate, max: cameraRate } } });
     if (this.isStopped) return;
+    this.onAllowed();
     this.stream.getVideoTracks()[0].addEventListener("ended", () => {
       this.failure = "The camera was taken away.";
       this.stop();
@@ -177,9 +179,13 @@ class Camera {
     clearTimeout(this.retry);
     stageVideo.cancelVideoFrameCallback(this.frameRequest);
     stageVideo.srcObject = null;
+    this.sender?.close(this.people ? [...this.people.known.keys()] : []);
+    this.release();
+    this.onEnd(this.failure);
+  }
+
+  release() {
     this.stream?.getTracks().forEach((track) => track.stop());
     this.analysis?.close();
-    this.sender?.close(this.people ? [...this.people.known.keys()] : []);
-    this.onEnd(this.failure);
   }
 }

@@ -17,8 +17,7 @@ function isMirror() {
 
 function showRunning() {
   startButton.textContent = running ? "Stop" : "Start the camera";
-  cameraPanel.classList.toggle("running", running !== undefined);
-  if (running) showStage({ isMirror: isMirror() });
+  showStage({ isShown: running !== undefined, isMirror: isMirror() });
 }
 
 function say(text) {
@@ -30,21 +29,17 @@ function ended(failure, recording) {
   showRunning();
   say(failure ?? (recording ? "The recording is made." : ""));
   cameraFacts.textContent = "";
-  drawFaces([], {});
 }
 
-async function startCamera() {
+function startCamera() {
   running?.stop();
   savedVideo.hidden = true;
   const [width, height] = cameraForm.elements.size.value.split("x").map(Number);
-  const camera = running = new Camera({ onText: say, onEnd: ended });
+  running = new Camera({ onText: say, onAllowed: listCameras, onEnd: ended });
   showRunning();
-  const listed = setTimeout(listCameras, 1000);
-  await camera.run({ device: cameraForm.elements.device.value, width, height });
-  clearTimeout(listed);
+  running.run({ device: cameraForm.elements.device.value, width, height });
 }
 
-// A browser names cameras only after it was allowed to use one.
 async function listCameras() {
   const select = cameraForm.elements.device;
   const devices = await navigator.mediaDevices?.enumerateDevices() ?? [];
@@ -57,7 +52,6 @@ async function listCameras() {
 
 async function importVideo(file) {
   running?.stop();
-  cameraPanel.hidden = false;
   savedVideo.hidden = true;
   const rate = cameraForm.elements.rate.valueAsNumber || 15;
   const video = running = new VideoFile({ onText: say, onEnd: ended });

@@ -5,9 +5,10 @@ const stageVideo = stageBox.querySelector("video");
 const stageCanvas = stageBox.querySelector("canvas");
 
 // What is shown as in a mirror has its right at the left.
-function showStage({ isMirror }) {
+function showStage({ isShown, isMirror }) {
   stageVideo.classList.toggle("mirror", isMirror);
-  stageBox.hidden = false;
+  stageBox.hidden = !isShown;
+  stageCanvas.width = 0;  // which clears it
 }
 
 // The faces have been followed, so they are somebody's. Fractions and pixels are those of the video.
@@ -30,18 +31,19 @@ function drawFaces(faces, { isMirror, hasLandmarks }) {
     context.strokeStyle = context.fillStyle = "#ffd34d";
     context.strokeRect(left, top, boxWidth * width, boxHeight * height);
     if (hasLandmarks) {
-      const size = devicePixelRatio;
       for (let index = 0; index < mesh.length; index += 2) {
         context.fillRect(side(mesh[index] / videoWidth), mesh[index + 1] / videoHeight * height,
-                         size, size);
+                         devicePixelRatio, devicePixelRatio);
       }
     }
     if (person === undefined) continue;
     const label = `Person ${person}`;
-    const above = Math.max(top, 20 * devicePixelRatio);
-    context.fillRect(left - 1, above - 20 * devicePixelRatio,
-                     context.measureText(label).width + 10 * devicePixelRatio, 20 * devicePixelRatio);
+    const tall = 20 * devicePixelRatio;
+    const long = context.measureText(label).width + tall / 2;
+    const labelTop = Math.max(0, top - tall);
+    const labelLeft = Math.max(0, Math.min(width - long, left));
+    context.fillRect(labelLeft, labelTop, long, tall);
     context.fillStyle = "#000000";
-    context.fillText(label, left + 4 * devicePixelRatio, above - 2 * devicePixelRatio);
+    context.fillText(label, labelLeft + tall / 4, labelTop + 0.9 * tall);
   }
 }

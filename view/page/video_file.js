@@ -20,17 +20,19 @@ class VideoFile {
       if (!this.isStopped) this.failure = error.message || `This browser does not play ${file.name}.`;
     }
     this.stop();
+    this.analysis?.close();  // also one that came after a stop
     URL.revokeObjectURL(address);
   }
 
   // Waits for an event of the video's.
   async until(name) {
+    const listening = new AbortController();
     await new Promise((resolve, reject) => {
-      const ends = { once: true };
-      stageVideo.addEventListener(name, resolve, ends);
-      stageVideo.addEventListener("error", () => reject(new Error("")), ends);
+      stageVideo.addEventListener(name, resolve, listening);
+      stageVideo.addEventListener("error", () => reject(new Error("")), listening);
       this.wake = reject;
     });
+    listening.abort();
   }
 
   async seek(seconds) {
