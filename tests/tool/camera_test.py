@@ -10,8 +10,8 @@ import pathlib
 import re
 import statistics
 import subprocess
+import sys
 import tempfile
-import time
 import unittest
 import urllib.error
 import urllib.request
@@ -270,6 +270,14 @@ class CameraTest(unittest.TestCase):
                                  for number in range(len(times))])
         last = [event for event in events if event["time"] == times[-1]]
         self.assertEqual([event["person"] for event in last], [1, 2])
+        # The same again without a window.
+        example = pathlib.Path(__file__).parents[2] / "examples/live/import_video.py"
+        alone = self.folder / "alone"
+        alone.mkdir()
+        subprocess.run([sys.executable, example, video, "5"], check=True, cwd=alone, timeout=WAIT,
+                       env={**os.environ, "PATH": f"{pathlib.Path(TOOL).parent}:{os.environ['PATH']}"})
+        self.assertEqual((alone / saved.name).read_text().splitlines(),
+                         saved.read_text().splitlines())
         subprocess.run([TOOL, "replay", saved, "--output", self.folder / "replayed"], check=True,
                        capture_output=True, timeout=WAIT)
         with urllib.request.urlopen(f"http://127.0.0.1:{service.port}/health") as answer:

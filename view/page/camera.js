@@ -43,8 +43,6 @@ class Camera {
   async run({ device, width, height }) {
     try {
       await this.start(device, width, height);
-      this.timers = [setInterval(() => this.watch(), 500),
-                     setInterval(() => this.compareClocks(), clockMilliseconds)];
       while (await this.nextFrame()) await this.handleFrame();
     } catch (error) {
       if (!this.isStopped) this.failure = cameraReasons[error.name] ?? error.message;
@@ -74,9 +72,12 @@ class Camera {
     this.analysis = await Analysis.start();
     if (this.isStopped) return;
     await this.compareClocks();
-    this.connect();
+    if (this.isStopped) return;
     this.onText("");
+    this.connect();
     this.listen();
+    this.timers = [setInterval(() => this.watch(), 500),
+                   setInterval(() => this.compareClocks(), clockMilliseconds)];
   }
 
   connect() {

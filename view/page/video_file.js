@@ -3,6 +3,8 @@
 // As an import begins where it is not told otherwise: 2000-01-01T00:00:00Z.
 const recordingStart = 946684800_000_000_000n;  // nanoseconds
 
+const sameMilliseconds = 500;
+
 class VideoFile {
   constructor({ onText, onEnd }) {
     Object.assign(this, { onText, onEnd });
@@ -35,9 +37,12 @@ class VideoFile {
     listening.abort();
   }
 
+  // The picture comes after the seek. The same picture as before does not come again.
   async seek(seconds) {
+    const shown = new Promise((resolve) => { stageVideo.requestVideoFrameCallback(resolve); });
     stageVideo.currentTime = seconds;
     await this.until("seeked");
+    await Promise.race([shown, new Promise((resolve) => { setTimeout(resolve, sameMilliseconds); })]);
   }
 
   async open(address) {
