@@ -29,9 +29,10 @@ class VideoFile {
   // Waits for an event of the video's.
   async until(name) {
     const listening = new AbortController();
+    const { signal } = listening;
     await new Promise((resolve, reject) => {
-      stageVideo.addEventListener(name, resolve, listening);
-      stageVideo.addEventListener("error", () => reject(new Error("")), listening);
+      stageVideo.addEventListener(name, resolve, { signal });
+      stageVideo.addEventListener("error", () => reject(new Error("")), { signal });
       this.wake = reject;
     });
     listening.abort();
@@ -66,7 +67,8 @@ class VideoFile {
       const isMirrored = cameraForm.elements.mirrored.checked;
       for (const event of people.follow(faces, seconds, isMirrored)) {
         const line = eventLine(event, recordingStart + inNanoseconds(seconds));
-        this.numbers.set(event.person, line);
+        if (event.event === "remove") this.numbers.delete(event.person);
+        else this.numbers.set(event.person, line);
         lines.push(line);
       }
       drawFaces(faces, { isMirror: false, hasLandmarks: cameraForm.elements.landmarks.checked });
