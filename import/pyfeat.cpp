@@ -14,7 +14,7 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr std::array poseColumns{"Yaw"sv, "Pitch"sv, "Roll"sv};
-constexpr std::array smileColumn{"AU12"sv};
+constexpr std::array smileActionUnit{"AU12"sv};
 constexpr std::array firstEmotionColumns{"neutral"sv, "anger"sv, "happiness"sv, "sadness"sv,
                                          "surprise"sv};
 constexpr std::array secondEmotionColumns{"Neutral"sv, "Anger"sv, "Happy"sv, "Sad"sv, "Surprise"sv};
@@ -61,7 +61,7 @@ class PyFeatImport {
     return {{"distance", "py-feat does not measure it"},
             {"headPosture", missingColumns(poseColumns, _pose)},
             {"gaze", "py-feat's documents contradict each other on its sign"},
-            {"smile", missingColumns(smileColumn, _smileUnit)},
+            {"smile", missingColumns(smileActionUnit, _smileUnit)},
             {"expressions", missingColumns(_emotionColumns, _emotions)},
             {"facialPoints", _landmarks.missing()}};
   }
@@ -117,7 +117,7 @@ class PyFeatImport {
   CsvReader::Column _score = _rows.find("FaceScore");
   CsvReader::Column _identity = _rows.find("Identity");
   std::array<CsvReader::Column, 3> _pose = _rows.findAll(poseColumns);
-  std::array<CsvReader::Column, 1> _smileUnit = _rows.findAll(smileColumn);
+  std::array<CsvReader::Column, 1> _smileUnit = _rows.findAll(smileActionUnit);
   std::array<std::string_view, 5> _emotionColumns =
       _isSecondGeneration ? secondEmotionColumns : firstEmotionColumns;
   std::array<CsvReader::Column, 5> _emotions = _rows.findAll(_emotionColumns);

@@ -53,7 +53,7 @@ LineReader::~LineReader() {
 std::size_t LineReader::readMore() {
   while (true) {
     if (_waitForInput) _waitForInput(_descriptor);
-    const ssize_t count = read(_descriptor, _buffer.data() + _end, _buffer.size() - _end);
+    const ssize_t count = ::read(_descriptor, _buffer.data() + _end, _buffer.size() - _end);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) throw systemFailure(_name, errno);
     _end += static_cast<std::size_t>(count);

@@ -1,0 +1,67 @@
+#include "run.hpp"
+
+#include <fmt/format.h>
+
+#include <boost/algorithm/string/replace.hpp>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "commands.hpp"
+#include "recording/printable.hpp"
+#include "system/command_line.hpp"
+
+namespace zorvel {
+
+namespace {
+
+constexpr int wrongUsage = 2;
+
+/// The command that was asked for, and before it the commands that it is in.
+std::vector<const CLI::App*> parsedCommands(const CLI::App& tool) {
+  std::vector<const CLI::App*> commands{&tool};
+  while (!commands.back()->get_subcommands().empty())
+    commands.push_back(commands.back()->get_subcommands().front());
+  return commands;
+}
+
+/// What is wrong: a word that no command knows, or else what the parser says.
+std::string describe(const CLI::ParseError& error, const std::vector<const CLI::App*>& commands) {
+  for (const auto* command : commands) {
+    for (const auto& word : command->remaining()) {
+      if (!word.empty() && word != "--") return describeUnknown(*command, word);
+    }
+  }
+  return error.what();
+}
+
+/// The parser's messages quote what was typed, however long.
+std::string withShortQuotes(std::string message, const std::vector<std::string>& arguments) {
+  for (const auto& argument : arguments) {
+    for (const auto& value : {argument, argument.substr(argument.find('=') + 1)}) {
+      if (value.size() > longestQuote) boost::replace_all(message, value, inQuotes(value));
+    }
+  }
+  return printable(message);
+}
+
+}  // namespace
+
+int run(int argumentCount, char** arguments) {
+  CLI::App tool;
+  addCommands(tool);
+  try {
+    tool.parse(argumentCount, arguments);
+  } catch (const CLI::Success& help) {
+    tool.exit(help);
+  } catch (const CLI::ParseError& error) {
+    const auto commands = parsedCommands(tool);
+    fmt::print(stderr, "zorvel: {}\nTry \"{} --help\".\n",
+               withShortQuotes(describe(error, commands), {arguments, arguments + argumentCount}),
+               fullName(*commands.back()));
+    return wrongUsage;
+  }
+  return EXIT_SUCCESS;
+}
+
+}  // namespace zorvel
