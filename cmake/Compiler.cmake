@@ -39,6 +39,10 @@ file(RELATIVE_PATH libraries_from_tool "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INST
 set(tool_rpath "$ORIGIN/${libraries_from_tool}")
 set(camera_folder "${CMAKE_INSTALL_DATADIR}/zorvel/camera")
 file(RELATIVE_PATH camera_from_tool "/${CMAKE_INSTALL_BINDIR}" "/${camera_folder}")
+# Where Debian's Python looks for the modules of packages.
+set(python_folder "lib/python3/dist-packages")
+file(RELATIVE_PATH libraries_from_python "/${python_folder}/zorvel" "/${CMAKE_INSTALL_LIBDIR}")
+set(python_rpath "$ORIGIN/${libraries_from_python}")
 set(CMAKE_INSTALL_RPATH "$ORIGIN")
 
 # Limits what `target` exports to the symbols in the version script `map`. Hidden visibility alone

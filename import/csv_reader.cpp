@@ -22,7 +22,10 @@ constexpr double largestNumber = 1e30;
 
 CsvReader::CsvReader(const std::string& name, const WaitForInput& waitForInput)
     : _lines(name, waitForInput, LineEnds::Any) {
-  if (!nextLine()) throw Failure(printable(name) + ": has no line with the names of the columns");
+  if (!nextLine()) {
+    throw Failure(printable(name) + ": has no line with the names of the columns",
+                  {name, 0, "", 0});
+  }
   recogniseSeparator();
   split();
   _names.assign(_cells.begin(), _cells.end());
@@ -75,8 +78,7 @@ void CsvReader::split() {
     _cells.push_back(std::string_view(_line).substr(first + 1, quote - first - 1));
     end = std::min(_line.find_first_not_of(blanks(), quote + 1), _line.size());
     if (end < _line.size() && _line[end] != _separator) {
-      throw Failure(
-          fmt::format("{}text behind the closing quote of cell {}", _lines.place(), _cells.size()));
+      failAt("", fmt::format("text behind the closing quote of cell {}", _cells.size()));
     }
   }
 }
@@ -104,7 +106,7 @@ CsvReader::Column CsvReader::find(std::string_view name) const {
 
 CsvReader::Column CsvReader::get(std::string_view name) const {
   const Column found = find(name);
-  if (!found) throw Failure(fmt::format("{}lacks the column {}", _lines.place(), inQuotes(name)));
+  if (!found) failAt(name, fmt::format("lacks the column {}", inQuotes(name)));
   return found;
 }
 
@@ -112,9 +114,10 @@ bool CsvReader::next() {
   if (!nextLine()) return false;
   split();
   if (_cells.size() == _names.size()) return true;
+  const Place place{_lines.name(), _lines.lineNumber(), "", 0};
   const std::string wrong =
       fmt::format("{}has {} cells instead of {}", _lines.place(), _cells.size(), _names.size());
-  if (_cells.size() > _names.size() || nextLine()) throw Failure(wrong);
+  if (_cells.size() > _names.size() || nextLine()) throw Failure(wrong, place);
   _cutOffRow = wrong + ": the last row is cut off and left out";
   return false;
 }
@@ -159,8 +162,13 @@ std::int32_t CsvReader::requiredInteger32(Column column) const {
 }
 
 void CsvReader::fail(Column column, const std::string& message) const {
-  if (!column) throw Failure(_lines.place() + message);
-  throw Failure(fmt::format("{}column {}: {}", _lines.place(), inQuotes(_names[*column]), message));
+  if (!column) failAt("", message);
+  failAt(_names[*column], fmt::format("column {}: {}", inQuotes(_names[*column]), message));
+}
+
+void CsvReader::failAt(std::string_view column, const std::string& message) const {
+  throw Failure(_lines.place() + message,
+                {_lines.name(), _lines.lineNumber(), std::string(column), 0});
 }
 
 }  // namespace zorvel

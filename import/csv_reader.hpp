@@ -55,6 +55,7 @@ class CsvReader {
   const LineReader& lines() const { return _lines; }
 
  private:
+  [[noreturn]] void failAt(std::string_view column, const std::string& message) const;
   void recogniseSeparator();
   const char* blanks() const;
   std::string_view trimmed(std::string_view text) const;

@@ -10,12 +10,13 @@
 
 #include "import/csv_reader.hpp"
 #include "recording/event.hpp"
+#include "recording/text_output.hpp"
 
 namespace zorvel {
 
 struct ImportOptions {
-  /// The time at which the file begins.
-  Time start;
+  /// The time at which the file begins; 2000-01-01T00:00:00Z by default.
+  Time start{boost::chrono::seconds(946'684'800)};
   /// A person unseen for longer is removed.
   double gapSeconds = 3.0;
   std::optional<double> framesPerSecond;
@@ -65,6 +66,13 @@ Importer importOpenFace;
 /// For what py-feat writes, with a detector of its first or its second generation. The options must
 /// have the frames per second.
 Importer importPyFeat;
+
+/// Imports into a recording whose header says `source`, without committing it. `onProgress` is
+/// called as by an Importer. Of a file of the format that fails later, standard output keeps what
+/// the rows before gave.
+ImportFacts importInto(TextOutput& recording, std::string_view source, Importer& importRows,
+                       CsvReader& rows, const ImportOptions& options,
+                       const std::function<void()>& onProgress);
 
 }  // namespace zorvel
 

@@ -19,14 +19,10 @@ void append(fmt::memory_buffer& text, Number number) {
   fmt::format_to(std::back_inserter(text), "{}", number);
 }
 
-void append(fmt::memory_buffer& text, std::string_view part) {
-  text.append(part.data(), part.data() + part.size());
-}
-
 /// Quoted, by RFC 4180, if it holds a comma, a quote or a line end.
-void append(fmt::memory_buffer& text, const std::string& field) {
-  if (field.find_first_of(",\"\r\n") == std::string::npos) {
-    append(text, std::string_view(field));
+void append(fmt::memory_buffer& text, std::string_view field) {
+  if (field.find_first_of(",\"\r\n") == std::string_view::npos) {
+    text.append(field.data(), field.data() + field.size());
     return;
   }
   text.push_back('"');
@@ -37,21 +33,29 @@ void append(fmt::memory_buffer& text, const std::string& field) {
   text.push_back('"');
 }
 
-template <typename... Fields>
-void appendLine(fmt::memory_buffer& text, Time time, const Fields&... fields) {
+template <typename Columns>
+std::string headerOf(const Columns& columns) {
+  std::string header = "time";
+  std::apply([&](const auto&... column) { ((header.append(",").append(column.name)), ...); },
+             columns);
+  return header + "\n";
+}
+
+template <typename Columns, typename Row>
+void appendLine(fmt::memory_buffer& text, Time time, const Columns& columns, const Row& row) {
   append(text, time.time_since_epoch().count());
-  ((text.push_back(','), append(text, fields)), ...);
+  std::apply(
+      [&](const auto&... column) { ((text.push_back(','), append(text, column.value(row))), ...); },
+      columns);
   text.push_back('\n');
 }
 
 }  // namespace
 
-const std::string_view timelineHeader =
-    "time,person,valence,valence_confidence,mood,cycle_mood,cycle_mood_confidence,attention,"
-    "attention_confidence,ease,ease_confidence\n";
-const std::string_view scopesHeader = "time,person,scope,label,samples\n";
-const std::string_view ambianceHeader = "time,agitation,calm\n";
-const std::string_view forcesHeader = "time,person,quantity,reason,target,strength,before,after\n";
+const std::string timelineHeader = headerOf(timelineColumns);
+const std::string scopesHeader = headerOf(scopesColumns);
+const std::string ambianceHeader = headerOf(ambianceColumns);
+const std::string forcesHeader = headerOf(forcesColumns);
 
 std::string_view nameOf(ZV::Quantity quantity) {
   constexpr std::array<std::string_view, 4> names{"valence", "valence_confidence", "attention",
@@ -60,22 +64,19 @@ std::string_view nameOf(ZV::Quantity quantity) {
 }
 
 void appendRow(fmt::memory_buffer& text, Time time, const StateRow& row) {
-  appendLine(text, time, row.person, row.valence.value, row.valence.confidence, row.mood,
-             row.cycleMood.value, row.cycleMood.confidence, row.attention.value,
-             row.attention.confidence, row.ease.level, row.ease.confidence);
+  appendLine(text, time, timelineColumns, row);
 }
 
 void appendRow(fmt::memory_buffer& text, Time time, const ScopeRow& row) {
-  appendLine(text, time, row.person, row.scope, row.label, row.samples);
+  appendLine(text, time, scopesColumns, row);
 }
 
 void appendRow(fmt::memory_buffer& text, Time time, const AmbianceRow& row) {
-  appendLine(text, time, row.agitation, row.calm);
+  appendLine(text, time, ambianceColumns, row);
 }
 
-void appendRow(fmt::memory_buffer& text, Time time, std::int32_t person, const ZV::Force& force) {
-  appendLine(text, time, person, nameOf(force.quantity), force.reason, force.target, force.strength,
-             force.before, force.after);
+void appendRow(fmt::memory_buffer& text, Time time, const ForceRow& row) {
+  appendLine(text, time, forcesColumns, row);
 }
 
 }  // namespace zorvel

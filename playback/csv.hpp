@@ -3,26 +3,24 @@
 
 #include <fmt/format.h>
 
-#include <string_view>
+#include <string>
 
+#include "playback/columns.hpp"
 #include "playback/playback.hpp"
 
 namespace zorvel {
 
-/// The quantity's name, as in the columns of timeline.csv.
-std::string_view nameOf(ZV::Quantity quantity);
-
 // The results of a replay as CSV: the header lines, and a line for each row, with their line ends.
 
-extern const std::string_view timelineHeader;
-extern const std::string_view scopesHeader;
-extern const std::string_view ambianceHeader;
-extern const std::string_view forcesHeader;
+extern const std::string timelineHeader;
+extern const std::string scopesHeader;
+extern const std::string ambianceHeader;
+extern const std::string forcesHeader;
 
 void appendRow(fmt::memory_buffer& text, Time time, const StateRow& row);
 void appendRow(fmt::memory_buffer& text, Time time, const ScopeRow& row);
 void appendRow(fmt::memory_buffer& text, Time time, const AmbianceRow& row);
-void appendRow(fmt::memory_buffer& text, Time time, std::int32_t person, const ZV::Force& force);
+void appendRow(fmt::memory_buffer& text, Time time, const ForceRow& row);
 
 }  // namespace zorvel
 

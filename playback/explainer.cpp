@@ -1,6 +1,19 @@
 #include "playback/explainer.hpp"
 
+#include <fmt/format.h>
+
+#include <boost/chrono/ceil.hpp>
+
+#include "recording/printable.hpp"
+
 namespace zorvel {
+namespace {
+
+boost::chrono::milliseconds roundUp(Time::duration duration) {
+  return boost::chrono::ceil<boost::chrono::milliseconds>(duration);
+}
+
+}  // namespace
 
 void Explainer::add(Time time, const Event& event, const Row& row) {
   if (!_start) _start = time;
@@ -29,6 +42,41 @@ void Explainer::add(Time time, const Event& event, const Row& row) {
   if (explained.isRemoved) ++explained.newStarts;
   explained.isRemoved = false;
   explained.why.add(state->forces);
+}
+
+std::string formatSeconds(Time from, Time to) {
+  const std::int64_t milliseconds = roundUp(between(from, to)).count();
+  return fmt::format("{}.{:03}", milliseconds / 1000, milliseconds % 1000);
+}
+
+std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
+                               const std::function<void()>& onProgress) {
+  const ExplainedTime& explained = explainer.explained();
+  auto failure = playAll(
+      recording, Forces::Watched,
+      [&](Time time, const Event& event, const Row& row) {
+        explainer.add(time, event, row);
+        onProgress();
+      },
+      explained.at.value_or(Time::duration::max()));
+  if (explainer.hasReachedMoment()) failure.reset();
+  if (failure) return failure;
+  const std::string& name = recording.lines().name();
+  const std::string length = formatSeconds(explainer.start(), explainer.end());
+  if (explained.at &&
+      roundUp(between(explainer.start(), explainer.end())) < roundUp(*explained.at)) {
+    throw Failure(fmt::format("{}: that is after the end; the recording is {} s long",
+                              printable(name), length),
+                  {name, 0, "", 0});
+  }
+  if (explainer.persons().empty()) {
+    const std::string whoHas =
+        explained.person ? fmt::format("person {} has no", *explained.person) : "nobody has a";
+    throw Failure(fmt::format("{}: {} cycle there; the recording is {} s long", printable(name),
+                              whoHas, length),
+                  {name, 0, "", 0});
+  }
+  return std::nullopt;
 }
 
 }  // namespace zorvel

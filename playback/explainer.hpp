@@ -2,8 +2,10 @@
 #define ZORVEL_PLAYBACK_EXPLAINER_HPP
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
+#include <string>
 
 #include "playback/explanation.hpp"
 #include "playback/playback.hpp"
@@ -44,6 +46,7 @@ class Explainer {
   /// When the recording starts, and the last event so far.
   Time start() const { return _start.value_or(Time()); }
   Time end() const { return _end; }
+  const ExplainedTime& explained() const { return _explained; }
   /// Whether the recording reaches the moment that is explained.
   bool hasReachedMoment() const {
     return _start && _explained.at && between(*_start, _end) >= *_explained.at;
@@ -55,6 +58,16 @@ class Explainer {
   std::optional<Time> _start;
   Time _end;
 };
+
+/// The time from one to the other, in seconds. It is rounded up, so that a moment that is asked for
+/// with it has its cycle.
+std::string formatSeconds(Time from, Time to);
+
+/// Explains a recording. `onProgress` is called after each event. Returns what ended it early, if
+/// that came before a moment that is explained. Throws Failure when the recording ends before that
+/// moment, or there is no cycle to explain.
+std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
+                               const std::function<void()>& onProgress);
 
 }  // namespace zorvel
 

@@ -64,13 +64,7 @@ Row Playback::cycle(std::int32_t id, const std::function<void(ZV::Person&)>& cha
     }
     change(person);
     record(person);
-    row = StateRow{id,
-                   state.personValence(),
-                   state.personValenceBinary().value,
-                   state.personUnsmoothedValenceBinary(),
-                   state.personAttention(),
-                   state.bodyLanguageState().bodyLanguageState(ZV::BodyLanguageDescription::Ease),
-                   std::exchange(_forces, {})};
+    row = stateRow(person, std::exchange(_forces, {}));
   });
   return row;
 }
@@ -89,8 +83,18 @@ void Playback::record(const ZV::Person& person) {
       ZV::PersonState(valence.value, valence.confidence, attention.value, attention.confidence));
 }
 
-std::optional<Failure> playAll(RecordingReader& recording, Forces forces,
-                               const std::function<void(Time, const Event&, const Row&)>& use,
+StateRow stateRow(const ZV::Person& person, std::vector<ZV::Force> forces) {
+  const ZV::PersonState& state = person.personState;
+  return {person.userSessionID,
+          state.personValence(),
+          state.personValenceBinary().value,
+          state.personUnsmoothedValenceBinary(),
+          state.personAttention(),
+          state.bodyLanguageState().bodyLanguageState(ZV::BodyLanguageDescription::Ease),
+          std::move(forces)};
+}
+
+std::optional<Failure> playAll(const EventSource& next, Forces forces, const UseOfRow& use,
                                Time::duration until) {
   ku::SimulatedClock clock(Time::min());
   const ku::ClockScope scope(clock);
@@ -100,19 +104,35 @@ std::optional<Failure> playAll(RecordingReader& recording, Forces forces,
     std::optional<Event> event;
     Row row;
     try {
-      event = recording.next();
+      event = next();
       if (!event) return std::nullopt;
       clock.set(std::max(clock.now(), event->time));
       row = playback.play(*event);
     } catch (const Failure& failure) {
       return failure;
     } catch (const std::exception& error) {
-      return Failure(recording.lines().place() + error.what());
+      return Failure(error.what());
     }
     use(clock.now(), *event, row);
     if (!start) start = clock.now();
     if (between(*start, clock.now()) > until) return std::nullopt;
   }
+}
+
+std::optional<Failure> playAll(RecordingReader& recording, Forces forces, const UseOfRow& use,
+                               Time::duration until) {
+  bool isRead = false;  // what fails in playing does not know the line
+  auto failure = playAll(
+      [&] {
+        isRead = false;
+        auto event = recording.next();
+        isRead = true;
+        return event;
+      },
+      forces, use, until);
+  if (!failure || !isRead) return failure;
+  const LineReader& lines = recording.lines();
+  return Failure(lines.place() + failure->what(), {lines.name(), lines.lineNumber(), "", 0});
 }
 
 }  // namespace zorvel

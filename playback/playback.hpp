@@ -32,6 +32,9 @@ struct StateRow {
 
 enum class Forces { Unwatched, Watched };
 
+/// The row of a person as they stand.
+StateRow stateRow(const ZV::Person& person, std::vector<ZV::Force> forces = {});
+
 /// A scope that was closed.
 struct ScopeRow {
   std::int32_t person;
@@ -79,13 +82,20 @@ class Playback {
   ZV::AmbianceState _room;
 };
 
-/// Plays a whole recording on a clock that its events set and that never runs backwards. After each
+/// Gives the next event, or none at the end; may throw.
+using EventSource = std::function<std::optional<Event>()>;
+using UseOfRow = std::function<void(Time, const Event&, const Row&)>;
+
+/// Plays events on a clock that its events set and that never runs backwards. After each
 /// event it calls `use` with the clock's time and what came of the event. Returns what ended it
-/// early, with the place of the line, if anything did; everything up to there has been passed to
-/// `use`. Stops after the first event that is later than `until` after the start. Throws what `use`
-/// throws.
-std::optional<Failure> playAll(RecordingReader& recording, Forces forces,
-                               const std::function<void(Time, const Event&, const Row&)>& use,
+/// early, if anything did; everything up to there has been passed to `use`. Stops after the first
+/// event that is later than `until` after the start. Throws what `use` throws, and what `next`
+/// throws that is no std::exception.
+std::optional<Failure> playAll(const EventSource& next, Forces forces, const UseOfRow& use,
+                               Time::duration until = Time::duration::max());
+
+/// Plays a whole recording. What ended it early has the place of the line.
+std::optional<Failure> playAll(RecordingReader& recording, Forces forces, const UseOfRow& use,
                                Time::duration until = Time::duration::max());
 
 }  // namespace zorvel

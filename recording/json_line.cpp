@@ -140,9 +140,11 @@ std::string JsonValue::path() const {
   return path;
 }
 
-void JsonValue::fail(const std::string& message) const {
+void JsonValue::fail(const std::string& message, std::string_view member) const {
   const std::string where = path();
-  throw JsonError(where.empty() ? message : where + ": " + message);
+  std::string key = where;
+  if (!where.empty() && !member.empty()) key += '.';
+  throw JsonError(where.empty() ? message : where + ": " + message, key.append(member));
 }
 
 bool JsonValue::boolean() const {
@@ -216,20 +218,21 @@ std::optional<JsonValue> JsonObject::find(std::string_view key) {
   const JsonValue member = *found;
   const auto next = _unasked.erase(found);
   if (std::any_of(next, _unasked.end(), hasKey)) {
-    _value.fail(fmt::format("the key {} is given twice", inQuotes(key)));
+    _value.fail(fmt::format("the key {} is given twice", inQuotes(key)), key);
   }
   return member;
 }
 
 JsonValue JsonObject::get(std::string_view key) {
   const auto found = find(key);
-  if (!found) _value.fail(fmt::format("lacks the key {}", inQuotes(key)));
+  if (!found) _value.fail(fmt::format("lacks the key {}", inQuotes(key)), key);
   return *found;
 }
 
 void JsonObject::finish() const {
   if (_unasked.empty()) return;
-  _value.fail(fmt::format("the key {} is not known here", inQuotes(_unasked.front().node().key)));
+  const std::string_view key = _unasked.front().node().key;
+  _value.fail(fmt::format("the key {} is not known here", inQuotes(key)), key);
 }
 
 }  // namespace zorvel

@@ -7,14 +7,22 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zorvel {
 
-/// What is wrong with a line, with the key's name where there is one.
+/// What is wrong with a line, with the path to the value where there is one.
 class JsonError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit JsonError(const std::string& text, std::string key = {})
+      : std::runtime_error(text), _key(std::move(key)) {}
+
+  /// The path to what is wrong; empty for the whole line.
+  const std::string& key() const { return _key; }
+
+ private:
+  std::string _key;
 };
 
 /// One value of a JSON text. The values form one list in the order of the text: each is followed by
@@ -49,7 +57,8 @@ class JsonValue {
   std::string_view text() const;
   std::vector<JsonValue> elements() const;
 
-  [[noreturn]] void fail(const std::string& message) const;
+  /// `member`, if given, is what is wrong inside the value.
+  [[noreturn]] void fail(const std::string& message, std::string_view member = {}) const;
 
  private:
   friend class JsonObject;

@@ -115,7 +115,8 @@ bool LineReader::next(std::string& line) {
     }
     if (line.size() + length > longestLine) {
       _skipping = !isWhole;
-      throw BadLine(fmt::format("{}longer than {} bytes", place(), longestLine));
+      throw BadLine(fmt::format("{}longer than {} bytes", place(), longestLine),
+                    {_name, _lineNumber, "", 0});
     }
     line.append(begin, length);
     if (isWhole) return true;

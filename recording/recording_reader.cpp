@@ -9,7 +9,8 @@ std::optional<Event> RecordingReader::next() {
     try {
       if (auto event = _events.read(_text)) return event;
     } catch (const JsonError& error) {
-      throw BadLine(_lines.place() + error.what());
+      throw BadLine(_lines.place() + error.what(),
+                    {_lines.name(), _lines.lineNumber(), error.key(), 0});
     }
   }
   return std::nullopt;

@@ -11,11 +11,11 @@
 #include <string>
 
 #include "inspection/format.hpp"
-#include "playback/csv.hpp"
+#include "playback/columns.hpp"
 #include "playback/explainer.hpp"
+#include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
 #include "recording/failure.hpp"
-#include "recording/json_writer.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "system/command_line.hpp"
@@ -53,16 +53,6 @@ std::string formatReason(const ReasonMoves& moves) {
   }
   return fmt::format("{} pulled it towards {} (strength {}), by {}", moves.reason,
                      formatNumber(moves.target), formatNumber(moves.strength), moved);
-}
-
-/// Printed times are rounded up, so that `--at` with one of them finds its cycle.
-boost::chrono::milliseconds roundUp(Time::duration duration) {
-  return boost::chrono::ceil<boost::chrono::milliseconds>(duration);
-}
-
-std::string formatSeconds(Time from, Time to) {
-  const std::int64_t milliseconds = roundUp(between(from, to)).count();
-  return fmt::format("{}.{:03}", milliseconds / 1000, milliseconds % 1000);
 }
 
 std::string_view formatDirection(const QuantityMoves& moves) {
@@ -124,46 +114,7 @@ void printSpan(std::int32_t person, const ExplainedPerson& span, Time start) {
   }
 }
 
-void printJson(std::int32_t person, const ExplainedPerson& explained, bool isMoment) {
-  fmt::memory_buffer text;
-  JsonLineWriter json(text);
-  const auto member = [&json](std::string_view name, double value) {
-    json.member(name, static_cast<float>(value));
-  };
-  json.member("person", person);
-  if (isMoment) {
-    json.member("time", explained.last);
-  } else {
-    json.member("from", explained.first);
-    json.member("to", explained.last);
-    json.member("cycles", explained.cycles);
-    json.member("new_starts", explained.newStarts);
-  }
-  for (std::size_t index = 0; index < explained.why.quantities().size(); ++index) {
-    const QuantityMoves& moves = explained.why.quantities().at(index);
-    if (moves.reasons.empty()) continue;
-    json.object(nameOf(static_cast<ZV::Quantity>(index)), [&] {
-      json.member("before", moves.before);
-      json.member("after", moves.after);
-      member("up", moves.up());
-      member("down", moves.down());
-      json.list("reasons", moves.reasons, [&](const ReasonMoves& reason) {
-        json.member("reason", reason.reason);
-        json.member("forces", reason.forces);
-        member("up", reason.up);
-        member("down", reason.down);
-        if (isMoment && reason.forces == 1) {
-          json.member("target", reason.target);
-          json.member("strength", reason.strength);
-        }
-      });
-    });
-  }
-  json.finish();
-  fmt::print("{}", fmt::to_string(text));
-}
-
-void explain(const ExplainOptions& options) {
+void explainRecording(const ExplainOptions& options) {
   catchInterrupts();
   requireDistinct({options.recording}, {"-"});
   RecordingReader recording(options.recording, waitForInput);
@@ -171,39 +122,20 @@ void explain(const ExplainOptions& options) {
   std::optional<Failure> failure;
   {
     Progress progress(true);
-    failure = playAll(
-        recording, Forces::Watched,
-        [&](Time time, const Event& event, const Row& row) {
-          explainer.add(time, event, row);
-          progress.update(recording.lines());
-        },
-        options.time.at.value_or(Time::duration::max()));
+    failure = explain(recording, explainer, [&] { progress.update(recording.lines()); });
   }
-  const std::string length = formatSeconds(explainer.start(), explainer.end());
-  if (explainer.hasReachedMoment()) {
-    failure.reset();
-  } else if (options.time.at && !failure &&
-             roundUp(between(explainer.start(), explainer.end())) < roundUp(*options.time.at)) {
-    throw Failure(fmt::format("{}: that is after the end; the recording is {} s long",
-                              printable(options.recording), length));
-  }
+  fmt::memory_buffer json;
   for (const auto& [person, explained] : explainer.persons()) {
     if (options.json) {
-      printJson(person, explained, options.time.at.has_value());
+      appendExplanationLine(json, person, explained, options.time.at.has_value());
     } else if (options.time.at) {
       printMoment(person, explained, explainer.start());
     } else {
       printSpan(person, explained, explainer.start());
     }
   }
+  fmt::print("{}", fmt::to_string(json));
   if (failure) throw Failure(*failure);
-  if (explainer.persons().empty()) {
-    const std::string whoHas = options.time.person
-                                   ? fmt::format("person {} has no", *options.time.person)
-                                   : "nobody has a";
-    throw Failure(fmt::format("{}: {} cycle there; the recording is {} s long",
-                              printable(options.recording), whoHas, length));
-  }
 }
 
 }  // namespace
@@ -235,7 +167,7 @@ Examples:
     if (options->time.from > options->time.to) {
       throw CLI::ValidationError("--from", "is after --to");
     }
-    explain(*options);
+    explainRecording(*options);
   });
 }
 

@@ -5,14 +5,12 @@
 
 #include "import/importer.hpp"
 #include "inspection/format.hpp"
-#include "recording/failure.hpp"
-#include "recording/recording_writer.hpp"
+#include "recording/text_output.hpp"
 #include "recording/time_unit.hpp"
 #include "system/command_line.hpp"
 #include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
-#include "system/text_output.hpp"
 
 namespace zorvel {
 namespace {
@@ -56,37 +54,23 @@ void printFacts(const ImportFacts& facts, Time start) {
   for (const std::string& doubt : facts.doubtfulTimes) fmt::print(stderr, "{}\n", doubt);
 }
 
-void importFile(const FileOptions& options, const char* source, Importer importRows) {
+void importFile(const FileOptions& options, const char* source, Importer& importRows) {
   catchInterrupts();
   requireDistinct({options.file}, {options.output});
   CsvReader rows(options.file, waitForInput);
-  TextOutput output(options.output);
-  appendHeader(output.text(), source);
-  bool isRecognised = false;
+  TextOutput output(options.output, throwIfInterrupted);
   ImportFacts facts;
   {
     Progress progress(!options.quiet && options.output != "-");
-    const auto use = [&output](const Event& event) { appendEvent(output.text(), event); };
-    try {
-      facts = importRows(rows, options.faces, use, [&] {
-        isRecognised = true;
-        output.flush();
-        progress.update(rows.lines());
-      });
-    } catch (const Failure&) {
-      // On standard output, what came of the rows before a bad one stays.
-      if (isRecognised) output.flush();
-      throw;
-    }
+    facts = importInto(output, source, importRows, rows, options.faces,
+                       [&] { progress.update(rows.lines()); });
   }
-  output.flush();
   output.commit();
   if (!options.quiet) printFacts(facts, options.faces.start);
 }
 
 std::shared_ptr<FileOptions> addOptions(CLI::App& command) {
   auto options = std::make_shared<FileOptions>();
-  options->faces.start = *readDate(defaultStart);
   command.add_option("FILE", options->file, "The CSV file; - reads standard input")->required();
   addOutputFile(command, options->output, "The recording to write");
   command

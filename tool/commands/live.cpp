@@ -11,10 +11,10 @@
 #include "playback/row_line.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
+#include "recording/text_output.hpp"
 #include "system/command_line.hpp"
 #include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
-#include "system/text_output.hpp"
 #include "system/warnings.hpp"
 
 namespace zorvel {
@@ -112,7 +112,7 @@ class Live {
   RecordingReader _recording;
   LivePlayback _playback{_options, [this](const std::string& text) { warn(text); },
                          [](const Event& /*played*/) {}};
-  TextOutput _output{"-"};
+  TextOutput _output{"-", throwIfInterrupted};
 };
 
 }  // namespace

@@ -1,18 +1,17 @@
-#include <CLI/CLI.hpp>
-#include <optional>
+#include "report/report.hpp"
 
-#include "inspection/findings.hpp"
-#include "playback/playback.hpp"
+#include <filesystem>
+#include <memory>
+#include <string>
+
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
-#include "report/report_data.hpp"
-#include "report/report_page.hpp"
+#include "recording/text_output.hpp"
 #include "system/command_line.hpp"
 #include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
-#include "system/text_output.hpp"
 #include "system/warnings.hpp"
 
 namespace zorvel {
@@ -22,38 +21,19 @@ void report(const std::string& name, const std::string& output) {
   catchInterrupts();
   requireDistinct({name}, {output});
   RecordingReader recording(name, waitForInput);
-  TextOutput page(output);
-  ReportData data;
-  RecordingFacts facts;
-  std::optional<Failure> failure;
+  TextOutput page(output, throwIfInterrupted);
+  ReportResult result;
   {
     Progress progress(true);
-    failure =
-        playAll(recording, Forces::Watched, [&](Time time, const Event& event, const Row& row) {
-          data.add(time, event, row);
-          facts.add(event, recording.lines().lineNumber());
-          progress.update(recording.lines());
-        });
+    const std::string title =
+        name == "-" ? "standard input" : printable(std::filesystem::path(name).filename().string());
+    // When not even the first line can be read, an earlier report stays. After a bad line, the page
+    // shows what the lines before it gave.
+    result = writeReport(recording, title, page, [&] { progress.update(recording.lines()); });
   }
-  // When not even the first line can be read, an earlier report stays.
-  if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
-  // After a bad line, the page shows what the lines before it gave.
-  const std::string title =
-      name == "-" ? "standard input" : printable(std::filesystem::path(name).filename().string());
-  const auto findings = findingsOf(facts);
-  std::vector<std::string> warnings;
-  for (const Finding& finding : findings) {
-    if (finding.isWarning) warnings.push_back(finding.text);
-  }
-  const std::string_view frame = reportPage();
-  const std::size_t hole = frame.find(reportPageHole);
-  page.append(frame.substr(0, hole));
-  page.append(data.json(title, recording.source(), failure ? failure->what() : "", warnings));
-  page.append(frame.substr(hole + reportPageHole.size()));
-  page.flush();
   page.commit();
-  printWarnings(name, findings);
-  if (failure) throw Failure(*failure);
+  printWarnings(name, result.findings);
+  if (result.failure) throw Failure(*result.failure);
 }
 
 }  // namespace

@@ -8,8 +8,6 @@
 #include <cerrno>
 #include <csignal>
 
-#include "recording/failure.hpp"
-
 namespace zorvel {
 namespace {
 

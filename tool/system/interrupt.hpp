@@ -1,12 +1,9 @@
 #ifndef ZORVEL_TOOL_SYSTEM_INTERRUPT_HPP
 #define ZORVEL_TOOL_SYSTEM_INTERRUPT_HPP
 
-namespace zorvel {
+#include "recording/failure.hpp"
 
-/// SIGINT, SIGTERM or SIGHUP came in: whatever is half written must go.
-struct Interrupted {
-  int signal;
-};
+namespace zorvel {
 
 /// From now on these signals no longer end the process, but are seen by `throwIfInterrupted`.
 /// Throws Failure when the system has no descriptors left.

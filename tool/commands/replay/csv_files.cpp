@@ -6,6 +6,7 @@
 
 #include "playback/csv.hpp"
 #include "recording/failure.hpp"
+#include "system/interrupt.hpp"
 
 namespace zorvel {
 namespace {
@@ -28,14 +29,14 @@ std::vector<std::string> CsvFiles::names(const std::filesystem::path& folder) {
 CsvFiles::CsvFiles(const std::filesystem::path& folder, Forces forces)
     : _folder(folder),
       _made(folder),
-      _timeline(folder / timelineName),
-      _scopes(folder / scopesName),
-      _ambiance(folder / ambianceName) {
+      _timeline(folder / timelineName, throwIfInterrupted),
+      _scopes(folder / scopesName, throwIfInterrupted),
+      _ambiance(folder / ambianceName, throwIfInterrupted) {
   _timeline.append(timelineHeader);
   _scopes.append(scopesHeader);
   _ambiance.append(ambianceHeader);
   if (forces == Forces::Unwatched) return;
-  _forces.emplace(folder / forcesName);
+  _forces.emplace(folder / forcesName, throwIfInterrupted);
   _forces->append(forcesHeader);
 }
 
@@ -46,7 +47,7 @@ void CsvFiles::write(Time time, const Row& row) {
   };
   if (const auto* state = std::get_if<StateRow>(&row)) {
     writeTo(_timeline, *state);
-    for (const ZV::Force& force : state->forces) writeTo(*_forces, state->person, force);
+    for (const ZV::Force& force : state->forces) writeTo(*_forces, ForceRow{state->person, force});
   }
   if (const auto* scope = std::get_if<ScopeRow>(&row)) writeTo(_scopes, *scope);
   if (const auto* ambiance = std::get_if<AmbianceRow>(&row)) writeTo(_ambiance, *ambiance);

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "playback/playback.hpp"
+#include "recording/text_output.hpp"
 #include "system/output_folder.hpp"
-#include "system/text_output.hpp"
 
 namespace zorvel {
 

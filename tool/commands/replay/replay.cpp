@@ -21,12 +21,12 @@
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
+#include "recording/text_output.hpp"
 #include "system/command_line.hpp"
 #include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/output_folder.hpp"
 #include "system/progress.hpp"
-#include "system/text_output.hpp"
 #include "system/warnings.hpp"
 
 namespace zorvel {
@@ -93,7 +93,7 @@ void replayOne(const ReplayOptions& options) {
 void replayTimeline(const ReplayOptions& options) {
   requireDistinct(options.recordings, {options.timeline});
   RecordingReader recording(options.recordings.front(), waitForInput);
-  TextOutput output(options.timeline);
+  TextOutput output(options.timeline, throwIfInterrupted);
   output.append(timelineHeader);
   RecordingFacts facts;
   const auto failure =

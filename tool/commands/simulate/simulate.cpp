@@ -8,10 +8,10 @@
 
 #include "commands/simulate/scene.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/text_output.hpp"
 #include "system/command_line.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
-#include "system/text_output.hpp"
 
 namespace zorvel {
 namespace {
@@ -30,7 +30,7 @@ struct SimulateOptions {
 
 void simulate(const SimulateOptions& options) {
   catchInterrupts();
-  TextOutput output(options.output);
+  TextOutput output(options.output, throwIfInterrupted);
   const auto write = [&output](const Event& event) { appendEvent(output.text(), event); };
   const auto timeOf = [&options](std::int64_t cycle) {
     return Time(Time::duration((startSeconds + cycle / options.rate) * secondNanoseconds +

@@ -1,4 +1,4 @@
-#include "system/text_output.hpp"
+#include "recording/text_output.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,9 +10,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <utility>
 
 #include "recording/failure.hpp"
-#include "system/interrupt.hpp"
 
 namespace zorvel {
 namespace {
@@ -52,20 +52,12 @@ std::optional<int> followLinks(std::filesystem::path& path) {
   return std::nullopt;
 }
 
-int openStream(const std::filesystem::path& path) {
-  int descriptor = -1;
-  while ((descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY)) < 0) {
-    const int error = errno;
-    throwIfInterrupted();
-    if (error != EINTR) throw systemFailure(path.string(), error);
-  }
-  return descriptor;
-}
-
 }  // namespace
 
-TextOutput::TextOutput(const std::string& name)
-    : _name(name == "-" ? "standard output" : name), _path(name) {
+TextOutput::TextOutput(const std::string& name, std::function<void()> throwIfInterrupted)
+    : _name(name == "-" ? "standard output" : name),
+      _throwIfInterrupted(std::move(throwIfInterrupted)),
+      _path(name) {
   const auto descriptor = name == "-" ? STDOUT_FILENO : followLinks(_path);
   if (descriptor) {
     _descriptor = fcntl(*descriptor, F_DUPFD_CLOEXEC, 0);
@@ -75,7 +67,7 @@ TextOutput::TextOutput(const std::string& name)
   struct stat present {};
   const bool isThere = stat(_path.c_str(), &present) == 0;
   if (isThere && !S_ISREG(present.st_mode)) {
-    _descriptor = openStream(_path);
+    _descriptor = openStream();
     return;
   }
   if (isThere && faccessat(AT_FDCWD, _path.c_str(), W_OK, AT_EACCESS) != 0) {
@@ -97,6 +89,20 @@ TextOutput::~TextOutput() {
   if (!_temporaryPath.empty()) unlink(_temporaryPath.c_str());
 }
 
+int TextOutput::openStream() const {
+  int descriptor = -1;
+  while ((descriptor = open(_path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY)) < 0) {
+    const int error = errno;
+    onInterrupt();
+    if (error != EINTR) throw systemFailure(_path.string(), error);
+  }
+  return descriptor;
+}
+
+void TextOutput::onInterrupt() const {
+  if (_throwIfInterrupted) _throwIfInterrupted();
+}
+
 void TextOutput::flush() {
   if (_temporaryPath.empty() || _text.size() >= bufferSize) write();
 }
@@ -111,7 +117,7 @@ void TextOutput::write() {
       continue;
     }
     const int error = errno;
-    throwIfInterrupted();
+    onInterrupt();
     // Whoever started this process may have had the signal ignored.
     if (error == EPIPE) throw Interrupted{SIGPIPE};
     if (error != EINTR) throw systemFailure(_name, error);

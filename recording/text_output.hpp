@@ -1,9 +1,10 @@
-#ifndef ZORVEL_TOOL_SYSTEM_TEXT_OUTPUT_HPP
-#define ZORVEL_TOOL_SYSTEM_TEXT_OUTPUT_HPP
+#ifndef ZORVEL_RECORDING_TEXT_OUTPUT_HPP
+#define ZORVEL_RECORDING_TEXT_OUTPUT_HPP
 
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -16,9 +17,9 @@ namespace zorvel {
 /// symbolic link stays, and what it points to is written.
 class TextOutput {
  public:
-  /// Throws Failure when nothing can be written there, and Interrupted when a signal comes in while
-  /// it waits for the reader of a pipe.
-  explicit TextOutput(const std::string& name);
+  /// Throws Failure when nothing can be written there. `throwIfInterrupted`, if given, is called
+  /// when a signal interrupts a wait for the reader of a pipe; it may throw to give up.
+  explicit TextOutput(const std::string& name, std::function<void()> throwIfInterrupted = {});
   TextOutput(const TextOutput&) = delete;
   TextOutput& operator=(const TextOutput&) = delete;
   ~TextOutput();
@@ -27,8 +28,8 @@ class TextOutput {
   fmt::memory_buffer& text() { return _text; }
   void append(std::string_view piece) { _text.append(piece.data(), piece.data() + piece.size()); }
   /// Passes on what was appended: to a file when it is much, to anything else at once, so that a
-  /// reader can follow. Throws Failure, or Interrupted when a signal came in or that reader has
-  /// gone away.
+  /// reader can follow. Throws Failure, what `throwIfInterrupted` throws, and Interrupted, with
+  /// SIGPIPE, when that reader has gone away.
   void flush();
 
   /// Writes out everything, down to the disk. Throws as `flush` does.
@@ -37,9 +38,12 @@ class TextOutput {
   void commit();
 
  private:
+  int openStream() const;
+  void onInterrupt() const;
   void write();
 
-  std::string _name;            // for messages
+  std::string _name;  // for messages
+  std::function<void()> _throwIfInterrupted;
   std::filesystem::path _path;  // behind all links
   std::string _temporaryPath;   // empty for what is no plain file
   int _descriptor = -1;

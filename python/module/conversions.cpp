@@ -1,0 +1,158 @@
+#include <fmt/format.h>
+
+#include <cmath>
+#include <limits>
+
+#include "module.hpp"
+#include "recording/time_unit.hpp"
+
+namespace zorvel::python {
+namespace {
+
+constexpr std::int64_t second = 1'000'000'000;
+
+std::string typeName(py::handle object) { return Py_TYPE(object.ptr())->tp_name; }
+
+bool isNumpy(py::handle object, const char* name) { return typeName(object) == name; }
+
+/// A numpy.datetime64 or a numpy.timedelta64 in nanoseconds.
+std::int64_t numpyNanoseconds(py::handle object, const std::string& type,
+                              const std::string& place) {
+  const auto countOf = [&](const char* unit) {
+    return object.attr("astype")(type + unit).attr("astype")("int64").cast<std::int64_t>();
+  };
+  // NumPy wraps around where nanoseconds do not reach. "Not a time" is the lowest number.
+  constexpr std::int64_t mostSeconds = latestTime.count() / second;
+  const std::int64_t seconds = countOf("[s]");
+  if (seconds > mostSeconds || seconds < -mostSeconds) failValue(place, "is out of range");
+  return countOf("[ns]");
+}
+
+/// A timedelta, exactly.
+std::int64_t timedeltaNanoseconds(py::handle delta, const std::string& place) {
+  const auto days = delta.attr("days").cast<std::int64_t>();
+  constexpr std::int64_t longest = 100'000;
+  if (days > longest || days < -longest) failValue(place, "is out of range");
+  return (days * 86'400 + delta.attr("seconds").cast<std::int64_t>()) * second +
+         delta.attr("microseconds").cast<std::int64_t>() * 1'000;
+}
+
+std::int64_t secondsToNanoseconds(double seconds, const std::string& place) {
+  const double count = std::nearbyint(seconds * 1e9);
+  if (!(std::abs(count) <= static_cast<double>(latestTime.count()))) {
+    failValue(place, "is out of range");
+  }
+  return static_cast<std::int64_t>(count);
+}
+
+py::object datetimeType(const char* name) { return py::module_::import("datetime").attr(name); }
+
+std::int64_t inRange(std::int64_t count, const std::string& place) {
+  if (count > latestTime.count() || count < -latestTime.count()) {
+    failValue(place, "is out of range: times are from 1823 to 2116");
+  }
+  return count;
+}
+
+}  // namespace
+
+void failType(const std::string& place, std::string_view message) {
+  throw py::type_error(fmt::format("{}: {}", place, message));
+}
+
+void failValue(const std::string& place, std::string_view message) {
+  throw py::value_error(fmt::format("{}: {}", place, message));
+}
+
+std::int64_t integerFrom(py::handle object, const std::string& place) {
+  if (PyBool_Check(object.ptr()) || !PyIndex_Check(object.ptr())) {
+    failType(place, "must be an integer, not " + typeName(object));
+  }
+  const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(object.ptr()));
+  if (!number) throw py::error_already_set();
+  int overflow = 0;
+  const long long value = PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
+  if (overflow != 0) failValue(place, "is out of range");
+  return value;
+}
+
+float floatFrom(py::handle object, const std::string& place) {
+  double value = 0.0;
+  if (PyFloat_CheckExact(object.ptr())) {
+    value = PyFloat_AS_DOUBLE(object.ptr());
+  } else {
+    if (PyBool_Check(object.ptr()) || PyNumber_Check(object.ptr()) == 0) {
+      failType(place, "must be a number, not " + typeName(object));
+    }
+    value = PyFloat_AsDouble(object.ptr());
+    if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+  }
+  const auto narrowed = static_cast<float>(value);
+  if (std::isnan(narrowed)) failValue(place, "is not a number");
+  if (std::isinf(narrowed)) failValue(place, "is beyond the range of a 32-bit float");
+  return narrowed;
+}
+
+std::int32_t integer32From(py::handle object, const std::string& place) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  const std::int64_t value = integerFrom(object, place);
+  if (value < Limits::min() || value > Limits::max()) {
+    failValue(place, fmt::format("must be from {} to {}", Limits::min(), Limits::max()));
+  }
+  return static_cast<std::int32_t>(value);
+}
+
+Time timeFrom(py::handle object, const std::string& place) {
+  std::int64_t count = 0;
+  if (PyFloat_Check(object.ptr())) {
+    count = secondsToNanoseconds(PyFloat_AS_DOUBLE(object.ptr()), place);
+  } else if (isNumpy(object, "numpy.datetime64")) {
+    count = numpyNanoseconds(object, "datetime64", place);
+  } else if (PyIndex_Check(object.ptr()) && !PyBool_Check(object.ptr())) {
+    count = integerFrom(object, place);
+    if (const auto unit = coarserUnit(count); !unit.empty()) {
+      failValue(place, fmt::format("{} is a date in {}; an int is nanoseconds since 1970, and "
+                                   "seconds are a float",
+                                   count, unit));
+    }
+  } else if (py::isinstance(object, datetimeType("datetime"))) {
+    if (object.attr("utcoffset")().is_none()) {
+      failValue(place, "the datetime has no time zone, such as datetime.timezone.utc");
+    }
+    const py::object epoch = datetimeType("datetime")(
+        1970, 1, 1, py::arg("tzinfo") = datetimeType("timezone").attr("utc"));
+    count = timedeltaNanoseconds(object - epoch, place) +
+            py::getattr(object, "nanosecond", py::int_(0)).cast<std::int64_t>();  // of pandas
+  } else {
+    failType(place,
+             "must be a datetime, a numpy.datetime64, nanoseconds since 1970 as an int or "
+             "seconds as a float, not " +
+                 typeName(object));
+  }
+  return Time(Time::duration(inRange(count, place)));
+}
+
+Time::duration durationFrom(py::handle object, const std::string& place) {
+  std::int64_t count = 0;
+  if (PyFloat_Check(object.ptr())) {
+    count = secondsToNanoseconds(PyFloat_AS_DOUBLE(object.ptr()), place);
+  } else if (isNumpy(object, "numpy.timedelta64")) {
+    count = numpyNanoseconds(object, "timedelta64", place);
+  } else if (PyIndex_Check(object.ptr()) && !PyBool_Check(object.ptr())) {
+    count = integerFrom(object, place);
+  } else if (py::isinstance(object, datetimeType("timedelta"))) {
+    count = timedeltaNanoseconds(object, place);
+  } else {
+    failType(place,
+             "must be a timedelta, a numpy.timedelta64, nanoseconds as an int or seconds as "
+             "a float, not " +
+                 typeName(object));
+  }
+  return Time::duration(inRange(count, place));
+}
+
+std::string pathFrom(py::handle path) {
+  return py::module_::import("os").attr("fsencode")(path).cast<std::string>();
+}
+
+}  // namespace zorvel::python

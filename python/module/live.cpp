@@ -1,0 +1,412 @@
+#include <fmt/format.h>
+
+#include <boost/thread/lock_types.hpp>
+#include <ku/clock.hpp>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+#include <zv/ambiance_state.hpp>
+#include <zv/emotion_recorder.hpp>
+#include <zv/social_graph.hpp>
+
+#include "module.hpp"
+#include "playback/columns.hpp"
+#include "playback/playback.hpp"
+
+namespace zorvel::python {
+namespace {
+
+template <typename T>
+void bindValueConfidence(py::module_& module, const char* name, const char* description) {
+  using Pair = ZV::ValueConfidence<T>;
+  py::class_<Pair>(module, name, description)
+      .def_readonly("value", &Pair::value, "What was estimated.")
+      .def_readonly("confidence", &Pair::confidence, "How sure that is, in [0, 1].")
+      .def("__iter__",
+           [](const Pair& pair) { return py::iter(py::make_tuple(pair.value, pair.confidence)); })
+      .def("__eq__",
+           [](const Pair& left, const Pair& right) {
+             return left.value == right.value && left.confidence == right.confidence;
+           })
+      .def("__repr__", [name](const Pair& pair) {
+        return fmt::format("{}({}, {})", name, pair.value, pair.confidence);
+      });
+}
+
+/// A state as it was after a cycle, which later cycles leave as it is.
+struct State : StateRow {
+  bool isWatched = false;
+};
+
+/// Who watches the forces of one cycle, and how.
+struct Watch {
+  bool keeps = false;
+  py::object observer;
+
+  bool isOn() const { return keeps || !observer.is_none(); }
+};
+
+/// Watches the forces of a person while it lives.
+class Watching {
+ public:
+  Watching(ZV::Person& person, const Watch& watch, std::vector<ZV::Force>& kept) : _person(person) {
+    if (!watch.isOn()) return;
+    _isOn = true;
+    person.personState.setForceObserver([&watch, &kept](const ZV::Force& force) {
+      if (watch.keeps) kept.push_back(force);
+      if (!watch.observer.is_none()) callPython([&] { watch.observer(force); });
+    });
+  }
+  Watching(const Watching&) = delete;
+  Watching& operator=(const Watching&) = delete;
+  ~Watching() {
+    if (_isOn) _person.personState.setForceObserver({});
+  }
+
+ private:
+  ZV::Person& _person;
+  bool _isOn = false;
+};
+
+/// Changes a person of the graph under its lock; what the change made is the result.
+template <typename Change>
+State cycle(ZV::SocialGraph& graph, std::int32_t id, bool forces, py::object observer,
+            Change change) {
+  const Watch watch{forces, std::move(observer)};
+  State state;
+  const auto update = [&](ZV::Person& person) {
+    std::vector<ZV::Force> kept;
+    const Watching watching(person, watch, kept);
+    change(person);
+    state = {stateRow(person, std::move(kept)), watch.keeps};
+  };
+  withoutLock([&] { graph.update(id, [&update](ZV::Person& person) { update(person); }); });
+  return state;
+}
+
+/// A person in a callback of the graph; afterwards it is of no use.
+class LentPerson {
+ public:
+  explicit LentPerson(ZV::Person& person) : _person(&person) {}
+  ZV::Person& get() const {
+    if (_person == nullptr) {
+      throw std::runtime_error("a person can be used in the callback alone that it is passed to");
+    }
+    return *_person;
+  }
+  void giveBack() { _person = nullptr; }
+
+ private:
+  ZV::Person* _person;
+};
+
+void callWith(const py::function& callback, ZV::Person& person) {
+  callPython([&] {
+    const auto lent = std::make_shared<LentPerson>(person);
+    struct GiveBack {
+      LentPerson& lent;
+      ~GiveBack() { lent.giveBack(); }
+    } const giveBack{*lent};
+    callback(lent);
+  });
+}
+
+std::optional<State> readPerson(const ZV::SocialGraph& graph, std::int32_t id) {
+  std::optional<State> state;
+  const auto read = [&](const ZV::Person& person) { state = State{stateRow(person), false}; };
+  withoutLock([&] { graph.read(id, [&read](const ZV::Person& person) { read(person); }); });
+  return state;
+}
+
+std::map<std::int32_t, State> readAll(const ZV::SocialGraph& graph) {
+  return withoutLock([&] {
+    std::map<std::int32_t, State> states;
+    for (const ZV::Person& person : graph.persons()) {
+      graph.read(person.userSessionID, [&states](const ZV::Person& present) {
+        states[present.userSessionID] = State{stateRow(present), false};
+      });
+    }
+    return states;
+  });
+}
+
+void bindStates(py::module_& module) {
+  bindValueConfidence<float>(module, "ValueConfidence",
+                             "A value and how sure it is; unpacks like a tuple.");
+  bindValueConfidence<int>(module, "LabelConfidence",
+                           "A label, 1, 0 or -1, and how sure it is; unpacks like a tuple.");
+
+  py::class_<ZV::Force>(module, "Force",
+                        "One change of a state: a move of `strength`, a fraction, of the distance "
+                        "to a target.")
+      .def_property_readonly(
+          "quantity", [](const ZV::Force& force) { return nameOf(force.quantity); },
+          "What was moved, as a column of the timeline is called.")
+      .def_readonly("reason", &ZV::Force::reason, "What caused it.")
+      .def_readonly("target", &ZV::Force::target, "Where to.")
+      .def_readonly("strength", &ZV::Force::strength, "The fraction.")
+      .def_readonly("before", &ZV::Force::before, "The quantity before.")
+      .def_readonly("after", &ZV::Force::after, "The quantity after.")
+      .def("__repr__", [](const ZV::Force& force) {
+        return fmt::format("Force({}: {} by {:.4g} of the way to {:.4g}, {:.4g} to {:.4g})",
+                           nameOf(force.quantity), force.reason, force.strength, force.target,
+                           force.before, force.after);
+      });
+
+  py::class_<State>(module, "PersonState",
+                    "The state of a person after a cycle: plain values that stay as they are.")
+      .def_readonly("person", &State::person, "The host's number of the person.")
+      .def_readonly("valence", &State::valence, "How negative or positive, in [-1, 1].")
+      .def_readonly("mood", &State::mood,
+                    "The label of the valence: 1 positive, 0 neutral, -1 negative.")
+      .def_readonly("cycle_mood", &State::cycleMood,
+                    "The label that the cycle alone would have given a neutral person.")
+      .def_readonly("attention", &State::attention, "How engaged with the robot, in [0, 1].")
+      .def_property_readonly(
+          "ease",
+          [](const State& state) {
+            return ZV::ValueConfidence<float>(state.ease.level, state.ease.confidence);
+          },
+          "How much at ease the body language seems, from -0.5 to 0.5.")
+      .def_property_readonly(
+          "forces",
+          [](const State& state) -> std::optional<std::vector<ZV::Force>> {
+            if (!state.isWatched) return std::nullopt;
+            return state.forces;
+          },
+          "What moved the state in the cycle, in order; None unless it was asked for.")
+      .def("__repr__", [](const State& state) {
+        return fmt::format(
+            "PersonState(person={}, valence=({:.3f}, {:.3f}), mood={}, "
+            "attention=({:.3f}, {:.3f}), ease=({:.3f}, {:.3f}))",
+            state.person, state.valence.value, state.valence.confidence, state.mood,
+            state.attention.value, state.attention.confidence, state.ease.level,
+            state.ease.confidence);
+      });
+}
+
+void bindGraph(py::module_& module) {
+  py::class_<LentPerson, std::shared_ptr<LentPerson>>(
+      module, "Person", "A person of a graph, inside a callback of SocialGraph.update.")
+      .def_property_readonly(
+          "id", [](const LentPerson& lent) { return lent.get().userSessionID; },
+          "The host's number of the person.")
+      .def_property_readonly(
+          "state",
+          [](const LentPerson& lent) {
+            return State{stateRow(lent.get()), false};
+          },
+          "The state at this moment.")
+      .def(
+          "update",
+          [](const LentPerson& lent, const TimedObservation& observation) {
+            ZV::Person& person = lent.get();
+            withoutLock([&] { person.update(observation.fields); });
+          },
+          py::arg("observation"), "One perception cycle.")
+      .def(
+          "not_seen",
+          [](const LentPerson& lent) {
+            ZV::Person& person = lent.get();
+            withoutLock([&] { person.decreaseSinceNotSeen(); });
+          },
+          "One cycle in which the person was not perceived.");
+
+  const auto person = py::arg("person");
+  const auto forces = py::arg("forces") = false;
+  const auto observer = py::arg("observer") = py::none();
+  py::class_<ZV::SocialGraph>(
+      module, "SocialGraph",
+      "The estimator: the persons that the robot tracks, by the host's number.\n\n"
+      "Every method may be called from any thread, and holds the graph's one lock until it "
+      "returns, callbacks included; so a callback must not use the same graph, or it waits for "
+      "itself for ever. Python's global lock is released while the library works: threads with "
+      "graphs of their own run at once.")
+      .def(py::init<>())
+      .def(
+          "update",
+          [](ZV::SocialGraph& graph, std::int32_t id, const TimedObservation& observation,
+             bool watches, py::object watcher) {
+            return cycle(graph, id, watches, std::move(watcher),
+                         [&](ZV::Person& of) { of.update(observation.fields); });
+          },
+          person, py::arg("observation"), forces, observer,
+          "One perception cycle of a person, who is added if unknown. Returns the state after it. "
+          "With `forces`, the state tells what moved it; `observer` is called with each Force as "
+          "it happens, and what it raises ends the update and comes out.")
+      .def(
+          "update",
+          [](ZV::SocialGraph& graph, std::int32_t id, const py::function& callback, bool watches,
+             py::object watcher) {
+            return cycle(graph, id, watches, std::move(watcher),
+                         [&](ZV::Person& of) { callWith(callback, of); });
+          },
+          person, py::arg("callback"), forces, observer,
+          "Calls back with the Person, who is added if unknown, for steps that belong together. "
+          "What the callback raises comes out; what it changed stays changed.")
+      .def(
+          "not_seen",
+          [](ZV::SocialGraph& graph, std::int32_t id, bool watches, py::object watcher) {
+            return cycle(graph, id, watches, std::move(watcher),
+                         [](ZV::Person& of) { of.decreaseSinceNotSeen(); });
+          },
+          person, forces, observer,
+          "One cycle in which the person was not perceived. Returns the state after it.")
+      .def("remove", &ZV::SocialGraph::remove, person, py::call_guard<py::gil_scoped_release>(),
+           "Forgets a person; an unknown one is no error.")
+      .def("read", &readPerson, person,
+           "The state of a person at this moment; None for an unknown one.")
+      .def("persons", &readAll, "The states of all persons at this moment, by number.");
+}
+
+// --- ambiance, recorder, clock
+
+struct Sample {
+  std::int64_t time;
+  ZV::ValueConfidence<float> valence;
+  ZV::ValueConfidence<float> attention;
+};
+
+void bindRecorder(py::module_& module) {
+  py::class_<Sample>(module, "Sample", "The state of one update in a scope.")
+      .def_readonly("time", &Sample::time, "When, in nanoseconds since 1970.")
+      .def_readonly("valence", &Sample::valence)
+      .def_readonly("attention", &Sample::attention);
+
+  using Recorder = ZV::ZVEmotionRecorder;
+  py::class_<Recorder>(module, "Recorder")
+      .def(py::init<>())
+      .def(
+          "start",
+          [](Recorder& recorder, const std::string& name, std::optional<std::int32_t> samples) {
+            recorder.startRecording(name, samples.value_or(StartRecording::unlimited));
+          },
+          py::arg("name"), py::arg("samples") = py::none(),
+          py::call_guard<py::gil_scoped_release>(),
+          "Opens a scope for this many updates; None for no limit. One that is open begins anew.")
+      .def(
+          "update",
+          [](Recorder& recorder, const State& state) {
+            const boost::unique_lock<boost::mutex> lock(recorder.mutex);
+            recorder.update_notMutexed(
+                ZV::PersonState(state.valence.value, state.valence.confidence,
+                                state.attention.value, state.attention.confidence));
+          },
+          py::arg("state"), py::call_guard<py::gil_scoped_release>(),
+          "Adds a sample to every open scope.")
+      .def(
+          "stop",
+          [](Recorder& recorder, const std::string& name) {
+            auto [label, samples] = recorder.stopRecording(name);
+            std::vector<Sample> all;
+            for (const auto& [time, state] : samples) {
+              all.push_back({nanoseconds(time), state.personValence(), state.personAttention()});
+            }
+            return std::pair(std::move(label), std::move(all));
+          },
+          py::arg("name"), py::call_guard<py::gil_scoped_release>(),
+          "Closes a scope; returns its label, \"positive\", \"negative\", \"neutral\", \"unknown\" "
+          "or, when no such scope is open, \"error\", and its samples.");
+}
+
+void bindAmbiance(py::module_& module) {
+  using ZV::AmbianceDescription;
+  using ZV::AmbianceState;
+  const auto level = [](AmbianceDescription description) {
+    return
+        [description](const AmbianceState& room) { return room.ambientActivityLevel(description); };
+  };
+  py::class_<AmbianceState>(module, "Ambiance",
+                            "How agitated, and so how calm, the robot's surroundings are.")
+      .def(py::init<>())
+      .def(
+          "update",
+          [](AmbianceState& room, py::handle activity) {
+            room.updateAmbiance(floatFrom(activity, "activity"));
+          },
+          py::arg("activity"),
+          "Blends a measurement and the movements since the last call into the agitation.")
+      .def("movement", &AmbianceState::incrementMovementDetected, "Counts one movement.")
+      .def_property_readonly("agitation", level(AmbianceDescription::Agitation), "In [0, 1].")
+      .def_property_readonly("calm", level(AmbianceDescription::Calm), "In [0, 1].");
+}
+
+/// A clock that can be in place for a thread. What is in place for a thread is a stack.
+class ScopedClock {
+ public:
+  explicit ScopedClock(Time time) : _clock(time) {}
+  ScopedClock(const ScopedClock&) = delete;
+  ScopedClock& operator=(const ScopedClock&) = delete;
+
+  ku::SimulatedClock& clock() { return _clock; }
+
+  static void enter(const std::shared_ptr<ScopedClock>& clock) {
+    inPlace.push_back({clock, std::make_unique<ku::ClockScope>(clock->_clock)});
+  }
+  void exit() const {
+    if (inPlace.empty() || inPlace.back().clock.get() != this) {
+      throw std::runtime_error(
+          "the clock is not the last that this thread put in place: clocks are taken away in "
+          "reverse order, in the thread that put them in place");
+    }
+    inPlace.pop_back();
+  }
+
+ private:
+  struct InPlace {
+    std::shared_ptr<ScopedClock> clock;
+    std::unique_ptr<ku::ClockScope> scope;
+  };
+  static thread_local std::vector<InPlace> inPlace;
+
+  ku::SimulatedClock _clock;
+};
+
+thread_local std::vector<ScopedClock::InPlace> ScopedClock::inPlace;
+
+void bindClock(py::module_& module) {
+  module.def(
+      "now", [] { return nanoseconds(ku::SystemClock::now()); },
+      "The time that readings get: of the system, or of the SimulatedClock that is in place for "
+      "this thread. In nanoseconds since 1970.");
+
+  py::class_<ScopedClock, std::shared_ptr<ScopedClock>>(
+      module, "SimulatedClock",
+      "A clock that stands still where it is set. In a `with` block it takes the place of the "
+      "system's for the calling thread.")
+      .def(py::init([](py::handle time) {
+             return std::make_shared<ScopedClock>(timeFrom(time, "time"));
+           }),
+           py::arg("time") = 0)
+      .def(
+          "set", [](ScopedClock& of, py::handle time) { of.clock().set(timeFrom(time, "time")); },
+          py::arg("time"), "Moves the clock to a time, which may lie before its present one.")
+      .def(
+          "advance",
+          [](ScopedClock& of, py::handle step) { of.clock().advance(durationFrom(step, "step")); },
+          py::arg("step"),
+          "Moves the clock on by a timedelta, a numpy.timedelta64, a float of seconds or an int of "
+          "nanoseconds.")
+      .def_property_readonly(
+          "time", [](ScopedClock& of) { return nanoseconds(of.clock().now()); },
+          "Where the clock stands, in nanoseconds since 1970.")
+      .def("__enter__",
+           [](const std::shared_ptr<ScopedClock>& of) {
+             ScopedClock::enter(of);
+             return of;
+           })
+      .def("__exit__", [](const ScopedClock& of, const py::args& /*error*/) { of.exit(); });
+}
+
+}  // namespace
+
+void addLive(py::module_& module) {
+  bindStates(module);
+  bindGraph(module);
+  bindRecorder(module);
+  bindAmbiance(module);
+  bindClock(module);
+}
+
+}  // namespace zorvel::python

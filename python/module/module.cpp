@@ -1,0 +1,63 @@
+#include "module.hpp"
+
+#include <cerrno>
+
+namespace zorvel::python {
+namespace {
+
+/// Kept by the module.
+PyObject* dataError = nullptr;
+
+void setError(py::handle exception) {
+  PyErr_SetObject(py::type::handle_of(exception).ptr(), exception.ptr());
+}
+
+void translate(std::exception_ptr exception) {
+  try {
+    std::rethrow_exception(std::move(exception));
+  } catch (const Raised& raised) {
+    translate(raised.exception);
+  } catch (py::error_already_set& error) {
+    error.restore();
+  } catch (const Interrupted&) {
+    setError(py::reinterpret_borrow<py::object>(PyExc_OSError)(EPIPE, "Broken pipe"));
+  } catch (const Failure& failure) {
+    setError(exceptionOf(failure));
+  }
+}
+
+}  // namespace
+
+py::object exceptionOf(const Failure& failure) {
+  const Place& place = failure.place();
+  if (place.error != 0) {
+    return py::reinterpret_borrow<py::object>(PyExc_OSError)(
+        place.error, std::generic_category().message(place.error), place.file);
+  }
+  const auto orNone = [](bool isKnown, py::object object) {
+    return isKnown ? std::move(object) : py::none();
+  };
+  py::object exception = py::reinterpret_borrow<py::object>(dataError)(failure.what());
+  exception.attr("file") = orNone(!place.file.empty(), py::str(place.file));
+  exception.attr("line") = orNone(place.line != 0, py::int_(place.line));
+  exception.attr("key") = orNone(!place.key.empty(), py::str(place.key));
+  exception.attr("results") = py::none();
+  return exception;
+}
+
+}  // namespace zorvel::python
+
+PYBIND11_MODULE(_zorvel, module) {
+  using namespace zorvel::python;
+  module.doc() = "What the package zorvel is made of.";
+  static const py::exception<zorvel::Failure> error(module, "DataError", PyExc_ValueError);
+  dataError = error.ptr();
+  error.attr("__doc__") =
+      "Something is wrong with the data. The text names the place; so do `file`, `line` (from 1) "
+      "and `key`, the path to a value or the name of a column, each None where it is not known. "
+      "`results` is what came of everything before it, where there is such.";
+  py::register_exception_translator(&translate);
+  addObservation(module);
+  addLive(module);
+  addRecordings(module);
+}

@@ -1,0 +1,334 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <ku/clock.hpp>
+#include <limits>
+#include <type_traits>
+#include <vector>
+
+#include "module.hpp"
+#include "recording/observation_fields.hpp"
+#include "recording/printable.hpp"
+
+namespace zorvel::python {
+namespace {
+
+/// A reading of an observation: its value in plain Python, and its time.
+struct Reading {
+  py::object value;
+  Time time;
+};
+
+std::string snakeCase(std::string_view name) {
+  std::string snake;
+  for (const char letter : name) {
+    if (std::isupper(static_cast<unsigned char>(letter)) != 0) snake += '_';
+    snake += static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+  }
+  return snake;
+}
+
+void read(py::handle object, const std::string& place, float& number) {
+  number = floatFrom(object, place);
+}
+void read(py::handle object, const std::string& place, std::int32_t& number) {
+  number = integer32From(object, place);
+}
+void read(py::handle object, const std::string& place, std::uint32_t& number) {
+  constexpr std::int64_t highest = std::numeric_limits<std::uint32_t>::max();
+  const std::int64_t value = integerFrom(object, place);
+  if (value < 0 || value > highest) failValue(place, fmt::format("must be from 0 to {}", highest));
+  number = static_cast<std::uint32_t>(value);
+}
+void read(py::handle object, const std::string& place, bool& number) {
+  const std::string_view type = Py_TYPE(object.ptr())->tp_name;
+  if (!PyBool_Check(object.ptr()) && type != "numpy.bool_") {
+    failType(place, fmt::format("must be True or False, not {}", type));
+  }
+  number = PyObject_IsTrue(object.ptr()) != 0;
+}
+
+/// The elements of a tuple, a list, an array and the like.
+class Elements {
+ public:
+  Elements(py::handle object, const std::string& place, std::size_t count, std::string_view what) {
+    const bool isText = PyUnicode_Check(object.ptr()) || PyBytes_Check(object.ptr());
+    if (!isText && PySequence_Check(object.ptr()) != 0) {
+      _items = py::reinterpret_steal<py::object>(PySequence_Fast(object.ptr(), ""));
+      if (!_items) throw py::error_already_set();
+    }
+    if (!_items || PySequence_Fast_GET_SIZE(_items.ptr()) != static_cast<Py_ssize_t>(count)) {
+      failType(place, fmt::format("must be {}", what));
+    }
+  }
+  py::handle operator[](std::size_t index) const {
+    return PySequence_Fast_GET_ITEM(_items.ptr(), static_cast<Py_ssize_t>(index));
+  }
+
+ private:
+  py::object _items;
+};
+
+std::size_t countOf(const NumberKinds& kinds) {
+  std::size_t count = 0;
+  while (count < kinds.size() && !kinds.at(count).name.empty()) ++count;
+  return count;
+}
+
+/// "(value, confidence)"
+std::string describe(const NumberKinds& kinds) {
+  std::string names;
+  for (std::size_t index = 0; index < countOf(kinds); ++index) {
+    names += fmt::format("{}{}", index == 0 ? "" : ", ", kinds.at(index).name);
+  }
+  return "(" + names + ")";
+}
+
+/// Reads the numbers of a value from a tuple.
+class TupleReader {
+ public:
+  TupleReader(py::handle object, const std::string& place, const NumberKinds& kinds)
+      : _place(place), _elements(object, place, countOf(kinds), describe(kinds)) {}
+
+  template <typename Number>
+  void operator()(const NumberKind& kind, Number& number) {
+    const py::handle element = _elements[_next++];
+    if (PyFloat_CheckExact(element.ptr())) {
+      // Spares the usual case the text of its place.
+      if constexpr (std::is_same_v<Number, float>) {
+        const auto narrowed = static_cast<float>(PyFloat_AS_DOUBLE(element.ptr()));
+        if (narrowed - narrowed == 0.0f) {
+          number = narrowed;
+          return;
+        }
+      }
+    }
+    read(element, fmt::format("{}.{}", _place, kind.name), number);
+  }
+
+ private:
+  const std::string& _place;
+  Elements _elements;
+  std::size_t _next = 0;
+};
+
+/// Reads a value that consists of parts with names or numbers.
+class PartsReader {
+ public:
+  PartsReader(py::handle object, const std::string& place) : _object(object), _place(place) {}
+
+  /// An emotion that is left out is (0, 0).
+  void emotion(std::string_view name, const NumberKinds& kinds,
+               ZV::ValueConfidence<float>& emotion) {
+    if (!py::isinstance<py::dict>(_object)) {
+      failType(_place, "must be a dict such as {\"joy\": (0.9, 0.8)}");
+    }
+    emotion = {0.0f, 0.0f};
+    _asked.push_back(name);
+    const py::str key(name.data(), name.size());
+    const py::handle found = PyDict_GetItem(_object.ptr(), key.ptr());
+    if (!found) return;
+    const std::string place = fmt::format("{}.{}", _place, name);
+    TupleReader members(found, place, kinds);
+    visitMembers(members, kinds, emotion);
+  }
+
+  void points(const NumberKinds& kinds, ZV::FacialPoints& points) {
+    constexpr std::size_t count = 12;
+    const auto setPoint = [&](std::int64_t number, py::handle object) {
+      const std::string place = fmt::format("{}[{}]", _place, number);
+      if (number < 0 || number >= static_cast<std::int64_t>(count)) {
+        failValue(place, "a point is from 0 to 11");
+      }
+      TupleReader members(object, place, kinds);
+      ZV::FacialPoints::Point point;
+      members(kinds[0], point.value.first);
+      members(kinds[1], point.value.second);
+      members(kinds[2], point.confidence);
+      points.setFacialPoint(static_cast<ZV::PointDescription>(number), point);
+    };
+    if (py::isinstance<py::dict>(_object)) {
+      for (const auto& [key, object] : py::reinterpret_borrow<py::dict>(_object)) {
+        setPoint(integerFrom(key, _place), object);
+      }
+    } else {
+      const Elements all(_object, _place, count, "a dict by point, or 12 of (x, y, confidence)");
+      for (std::size_t number = 0; number < count; ++number) {
+        setPoint(static_cast<std::int64_t>(number), all[number]);
+      }
+    }
+  }
+
+  /// Refuses an emotion that was not asked for.
+  void finish() const {
+    if (_asked.empty()) return;
+    for (const auto& [key, emotion] : py::reinterpret_borrow<py::dict>(_object)) {
+      const std::string name = py::str(key);
+      if (std::find(_asked.begin(), _asked.end(), name) == _asked.end()) {
+        failValue(_place, fmt::format("has no {}", inQuotes(name)));
+      }
+    }
+  }
+
+ private:
+  py::handle _object;
+  const std::string& _place;
+  std::vector<std::string_view> _asked;
+};
+
+/// Reads the value of a field from Python.
+template <typename Value>
+Value valueFrom(py::handle object, const std::string& place, const NumberKinds& kinds) {
+  auto value = blankValue<Value>();
+  if constexpr (std::is_arithmetic_v<Value>) {
+    read(object, place, value);
+  } else if constexpr (std::is_base_of_v<ZV::Expressions, Value> ||
+                       std::is_same_v<Value, ZV::FacialPoints>) {
+    PartsReader parts(object, place);
+    visitMembers(parts, kinds, value);
+    parts.finish();
+  } else {
+    TupleReader members(object, place, kinds);
+    visitMembers(members, kinds, value);
+  }
+  return value;
+}
+
+py::object plain(bool number) { return py::bool_(number); }
+py::object plain(float number) { return py::float_(static_cast<double>(number)); }
+template <typename Integer>
+py::object plain(Integer number) {
+  return py::int_(number);
+}
+
+/// Makes plain Python of a value: a number, a tuple, a dict of emotions or a tuple of points.
+class PlainWriter {
+ public:
+  template <typename Number>
+  void operator()(const NumberKind& /*kind*/, const Number& number) {
+    _numbers.append(plain(number));
+  }
+  void emotion(std::string_view name, const NumberKinds& /*kinds*/,
+               const ZV::ValueConfidence<float>& emotion) {
+    _emotions[py::str(name.data(), name.size())] =
+        py::make_tuple(emotion.value, emotion.confidence);
+  }
+  void points(const NumberKinds& /*kinds*/, const ZV::FacialPoints& points) {
+    for (int number = 0; number < 12; ++number) {
+      const auto point = points.facialPoint(static_cast<ZV::PointDescription>(number));
+      _numbers.append(py::make_tuple(point.value.first, point.value.second, point.confidence));
+    }
+  }
+
+  py::object result(bool isSingle) const {
+    if (isSingle) return _numbers[0];
+    return _emotions.empty() ? py::tuple(_numbers) : py::object(_emotions);
+  }
+
+ private:
+  py::list _numbers;
+  py::dict _emotions;
+};
+
+template <typename Value>
+void bindField(py::class_<TimedObservation>& observation, const ObservationField<Value>& field) {
+  const std::string name = snakeCase(field.name);
+  observation.def_property(
+      name.c_str(),
+      [&field](const TimedObservation& of) -> std::optional<Reading> {
+        const auto& reading = of.fields.*field.member;
+        if (!reading) return std::nullopt;
+        PlainWriter writer;
+        Value value = reading->value;
+        visitMembers(writer, field.numbers, value);
+        return Reading{writer.result(std::is_arithmetic_v<Value>), reading->timestamp};
+      },
+      [&field, name](TimedObservation& of, py::handle object) {
+        auto& reading = of.fields.*field.member;
+        if (object.is_none()) {
+          reading = boost::none;
+        } else if (py::isinstance<Reading>(object)) {
+          const auto& timed = object.cast<const Reading&>();
+          reading.emplace(timed.time, valueFrom<Value>(timed.value, name, field.numbers));
+        } else {
+          auto value = valueFrom<Value>(object, name, field.numbers);
+          reading.emplace(of.time ? *of.time : ku::SystemClock::now(), value);
+        }
+      });
+}
+
+std::string describeReadings(py::handle observation) {
+  std::string text = "Observation(";
+  forEachField([&](std::size_t /*index*/, const auto& field) {
+    const std::string name = snakeCase(field.name);
+    const py::object reading = observation.attr(name.c_str());
+    if (reading.is_none()) return;
+    text += fmt::format("{}{}={}", text.back() == '(' ? "" : ", ", name,
+                        std::string(py::repr(reading)));
+  });
+  return text + ")";
+}
+
+}  // namespace
+
+void addObservation(py::module_& module) {
+  py::class_<Reading>(module, "Reading", "A value of an observation with the time of its reading.")
+      .def(py::init([](py::object value, py::handle time) {
+             return Reading{std::move(value), timeFrom(time, "time")};
+           }),
+           py::arg("value"), py::arg("time"),
+           "`value` is what the field takes. `time` is an aware datetime, a numpy.datetime64, an "
+           "int of nanoseconds since 1970 or a float of seconds.")
+      .def_readonly("value", &Reading::value, "The value, as plain numbers.")
+      .def_property_readonly(
+          "time", [](const Reading& reading) { return nanoseconds(reading.time); },
+          "The time, in nanoseconds since 1970.")
+      .def("__eq__",
+           [](const Reading& left, const Reading& right) {
+             return left.time == right.time && left.value.equal(right.value);
+           })
+      .def("__repr__", [](const Reading& reading) {
+        return fmt::format("Reading({}, {})", std::string(py::repr(reading.value)),
+                           nanoseconds(reading.time));
+      });
+
+  py::class_<TimedObservation> observation(
+      module, "Observation",
+      "What was perceived of one person in one perception cycle.\n\n"
+      "A field that was not perceived is None. A field takes a plain value, which is read now or "
+      "at the observation's `time`, or a Reading with a time of its own; what it gives is a "
+      "Reading. Angles are in degrees, `distance` and `height` in metres; confidences are in "
+      "[0, 1]. TypeError and ValueError name the field.");
+  observation
+      .def(py::init([](py::handle time, const py::kwargs& fields) {
+             TimedObservation made;
+             if (!time.is_none()) made.time = timeFrom(time, "time");
+             if (fields.empty()) return made;
+             const py::object self = py::cast(&made, py::return_value_policy::reference);
+             for (const auto& [name, value] : fields) {
+               if (!py::hasattr(self, name)) {
+                 throw py::type_error(
+                     fmt::format("an observation has no {}", std::string(py::str(name))));
+               }
+               py::setattr(self, name, value);
+             }
+             return made;
+           }),
+           py::kw_only(), py::arg("time") = py::none())
+      .def_property(
+          "time",
+          [](const TimedObservation& of) -> std::optional<std::int64_t> {
+            if (!of.time) return std::nullopt;
+            return nanoseconds(*of.time);
+          },
+          [](TimedObservation& of, py::handle time) {
+            of.time = time.is_none() ? boost::optional<Time>() : timeFrom(time, "time");
+          },
+          "When readings were made that are set without a time, in nanoseconds since 1970; None "
+          "for the moment in which they are set.")
+      .def("__repr__", [](py::handle self) { return describeReadings(self); });
+  forEachField([&](std::size_t /*index*/, const auto& field) { bindField(observation, field); });
+}
+
+}  // namespace zorvel::python

@@ -1,0 +1,126 @@
+"""Whole recordings: what a replay gives, as arrays; explanations and reports."""
+
+from __future__ import annotations
+
+import json
+import os
+from collections.abc import Iterable, Iterator, Mapping
+from typing import TYPE_CHECKING, Any
+
+from . import _zorvel
+
+if TYPE_CHECKING:
+    import matplotlib.figure
+    import numpy
+    import pandas
+
+
+class Table(Mapping[str, "numpy.ndarray[Any, Any]"]):
+    """A table of results: a mapping from the name of each column to a NumPy array.
+
+    The columns are those of the CSV file, in its order, and then `seconds`, the time since the
+    recording's start.
+    """
+
+    def __init__(self, columns: dict[str, numpy.ndarray[Any, Any]]) -> None:
+        self._columns = columns
+
+    def __getitem__(self, name: str) -> numpy.ndarray[Any, Any]:
+        return self._columns[name]
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._columns)
+
+    def __len__(self) -> int:
+        """How many columns there are."""
+        return len(self._columns)
+
+    @property
+    def rows(self) -> int:
+        """How many rows there are."""
+        return len(self._columns["time"])
+
+    def __repr__(self) -> str:
+        return f"<Table of {self.rows} rows: {', '.join(self)}>"
+
+    def to_pandas(self) -> pandas.DataFrame:
+        """The table as a pandas data frame; ImportError without pandas."""
+        import pandas
+
+        return pandas.DataFrame(self._columns)
+
+
+class Results:
+    """What a replay gives: the tables of the tool's CSV files."""
+
+    def __init__(self, tables: dict[str, dict[str, numpy.ndarray[Any, Any]]]) -> None:
+        #: The state of a person after each cycle.
+        self.timeline = Table(tables["timeline"])
+        #: The scopes, where they were closed.
+        self.scopes = Table(tables["scopes"])
+        #: The room, after each measurement.
+        self.ambiance = Table(tables["ambiance"])
+        #: Everything that moved a state, in order; None unless it was asked for.
+        self.forces = Table(tables["forces"]) if "forces" in tables else None
+
+    def plot(self, person: int | None = None) -> matplotlib.figure.Figure:
+        """Draws the timeline with matplotlib, one axis for each quantity; returns the figure.
+
+        A band shows the confidence: the surer a value, the narrower. Where nobody was perceived, the
+        curve has a gap. With `person`, that person alone.
+        """
+        from .figure import draw
+
+        return draw(self, person)
+
+
+def _raise(error: BaseException | None, results: object) -> None:
+    if error is None:
+        return
+    if isinstance(error, _zorvel.DataError):
+        error.results = results
+    raise error
+
+
+def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
+           forces: bool = False) -> Results:
+    """Replays a recording, a path or events, on a clock that its events set.
+
+    The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
+    of what moved the states. A DataError has what came before the fault as its `results`.
+    """
+    if isinstance(recording, (str, os.PathLike)):
+        tables, error = _zorvel.replay_file(recording, forces)
+    else:
+        tables, error = _zorvel.replay_events(recording, forces)
+    results = Results(tables)
+    _raise(error, results)
+    return results
+
+
+def explain(recording: str | os.PathLike[str], *, person: int | None = None,
+            at: _zorvel.Duration | None = None, begin: _zorvel.Duration | None = None,
+            end: _zorvel.Duration | None = None) -> dict[int, dict[str, Any]]:
+    """Why each person's state is what it is, by person: what `zorvel explain --json` writes.
+
+    `at` is a moment since the recording's start, whose last cycle is explained; else it is the span
+    from `begin` to `end`, by default the whole recording. All three are a float of seconds, an int of
+    nanoseconds or a timedelta.
+    """
+    lines, error = _zorvel.explain_file(recording, person, at, begin, end)
+    explained = [json.loads(line) for line in lines.splitlines()]
+    results = {reasons.pop("person"): reasons for reasons in explained}
+    _raise(error, results)
+    return results
+
+
+def report(recording: str | os.PathLike[str],
+           output: str | os.PathLike[str] = "report.html") -> list[str]:
+    """Shows a recording, replayed, on one page for a browser, as `zorvel report` does.
+
+    Returns what looks wrong in the recording, a sentence each. When a line is bad, the page shows
+    everything up to it, and the DataError is raised after it is written.
+    """
+    warnings, error = _zorvel.report_file(recording, output)
+    _raise(error, warnings)
+    return warnings
