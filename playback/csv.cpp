@@ -34,16 +34,15 @@ void append(fmt::memory_buffer& text, std::string_view field) {
 }
 
 template <typename Columns>
-std::string headerOf(const Columns& columns) {
-  std::string header = "time";
+std::string headerOf(std::string header, const Columns& columns) {
   std::apply([&](const auto&... column) { ((header.append(",").append(column.name)), ...); },
              columns);
   return header + "\n";
 }
 
-template <typename Columns, typename Row>
-void appendLine(fmt::memory_buffer& text, Time time, const Columns& columns, const Row& row) {
-  append(text, time.time_since_epoch().count());
+template <typename First, typename Columns, typename Row>
+void appendLine(fmt::memory_buffer& text, First first, const Columns& columns, const Row& row) {
+  append(text, first);
   std::apply(
       [&](const auto&... column) { ((text.push_back(','), append(text, column.value(row))), ...); },
       columns);
@@ -52,10 +51,11 @@ void appendLine(fmt::memory_buffer& text, Time time, const Columns& columns, con
 
 }  // namespace
 
-const std::string timelineHeader = headerOf(timelineColumns);
-const std::string scopesHeader = headerOf(scopesColumns);
-const std::string ambianceHeader = headerOf(ambianceColumns);
-const std::string forcesHeader = headerOf(forcesColumns);
+const std::string timelineHeader = headerOf("time", timelineColumns);
+const std::string scopesHeader = headerOf("time", scopesColumns);
+const std::string ambianceHeader = headerOf("time", ambianceColumns);
+const std::string forcesHeader = headerOf("time", forcesColumns);
+const std::string summaryHeader = headerOf("recording", summaryColumns);
 
 std::string_view nameOf(ZV::Quantity quantity) {
   constexpr std::array<std::string_view, 4> names{"valence", "valence_confidence", "attention",
@@ -64,19 +64,30 @@ std::string_view nameOf(ZV::Quantity quantity) {
 }
 
 void appendRow(fmt::memory_buffer& text, Time time, const StateRow& row) {
-  appendLine(text, time, timelineColumns, row);
+  appendLine(text, time.time_since_epoch().count(), timelineColumns, row);
 }
 
 void appendRow(fmt::memory_buffer& text, Time time, const ScopeRow& row) {
-  appendLine(text, time, scopesColumns, row);
+  appendLine(text, time.time_since_epoch().count(), scopesColumns, row);
 }
 
 void appendRow(fmt::memory_buffer& text, Time time, const AmbianceRow& row) {
-  appendLine(text, time, ambianceColumns, row);
+  appendLine(text, time.time_since_epoch().count(), ambianceColumns, row);
 }
 
 void appendRow(fmt::memory_buffer& text, Time time, const ForceRow& row) {
-  appendLine(text, time, forcesColumns, row);
+  appendLine(text, time.time_since_epoch().count(), forcesColumns, row);
+}
+
+void appendSummary(fmt::memory_buffer& text, std::string_view recording,
+                   const std::vector<SummaryRow>& rows) {
+  for (const SummaryRow& row : rows) appendLine(text, recording, summaryColumns, row);
+  if (!rows.empty()) return;
+  append(text, recording);
+  for (std::size_t column = 0; column < std::tuple_size_v<decltype(summaryColumns)>; ++column) {
+    text.push_back(',');
+  }
+  text.push_back('\n');
 }
 
 }  // namespace zorvel

@@ -6,9 +6,7 @@
 
 #include "playback/csv.hpp"
 #include "playback/explanation.hpp"
-#include "playback/greatest_changes.hpp"
 #include "playback/row_line.hpp"
-#include "recording/intervals.hpp"
 #include "recording/json_writer.hpp"
 #include "report/packed_column.hpp"
 
@@ -29,9 +27,8 @@ struct MovedQuantity {
 constexpr std::array<MovedQuantity, 2> movedQuantities{
     {{ZV::Quantity::Valence, 0, 2.0f}, {ZV::Quantity::Attention, 2, 1.0f}}};
 
-/// Of each of them: as many of the greatest changes, each of at least this share of the range.
+/// Of each of them: as many of the greatest changes.
 constexpr std::size_t mostChanges = 3;
-constexpr float leastChange = 0.05f;
 
 std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
 
@@ -56,7 +53,7 @@ void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<
 }  // namespace
 
 void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
-  times.push_back(nanoseconds(time));
+  cycles.add(time, isSeenNow);
   const std::array<float, 6> values{row.valence.value,   row.valence.confidence,
                                     row.attention.value, row.attention.confidence,
                                     row.ease.level,      row.ease.confidence};
@@ -64,10 +61,6 @@ void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
     floats.at(column).push_back(values.at(column));
   }
   moods.push_back(static_cast<std::int8_t>(row.mood));
-  begins.push_back(isRemoved);
-  isRemoved = false;
-  returns.push_back(isSeenNow && !isSeen);
-  isSeen = isSeenNow;
   addMoves(row.forces);
 }
 
@@ -81,7 +74,7 @@ void ReportData::Person::addMoves(const std::vector<ZV::Force>& forces) {
       auto column = std::find_if(columns.begin(), columns.end(),
                                  [&reason](const Moves& of) { return of.reason == reason.reason; });
       if (column == columns.end()) column = columns.insert(columns.end(), {reason.reason, {}});
-      column->rows.resize(times.size());
+      column->rows.resize(cycles.times().size());
       column->rows.back() =
           static_cast<std::int16_t>(std::lround((reason.up - reason.down) * 10'000.0));
     }
@@ -109,41 +102,18 @@ void ReportData::Person::close(Time time, const ScopeRow& row) {
 }
 
 void ReportData::Person::remove(Time time) {
-  isRemoved = true;
+  cycles.remove();
   for (const auto& [name, index] : openScopes) scopes[index].end = time;
   openScopes.clear();
 }
 
-/// The rows that begin a stretch without gaps.
-std::vector<std::int32_t> ReportData::Person::stretches() const {
-  const auto stepTo = [this](std::size_t row) {
-    const auto time = [this](std::size_t at) { return Time(Time::duration(times[at])); };
-    return between(time(row - 1), time(row)).count();
-  };
-  Intervals intervals;
-  for (std::size_t row = 1; row < times.size(); ++row) {
-    if (!begins[row]) intervals.add(stepTo(row));
-  }
-  const std::int64_t limit = intervals.gapLimit();
-  std::vector<std::int32_t> rows;
-  for (std::size_t row = 0; row < times.size(); ++row) {
-    if (row == 0 || begins[row] || stepTo(row) > limit) {
-      rows.push_back(static_cast<std::int32_t>(row));
-    }
-  }
-  return rows;
-}
-
 void ReportData::Person::writeChanges(JsonLineWriter& json) const {
-  std::vector<bool> comes(times.size());
-  for (const std::int32_t row : stretches()) comes[static_cast<std::size_t>(row)] = true;
   json.key("changes");
   json.beginList();
   for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
     const MovedQuantity& moved = movedQuantities.at(index);
     const std::vector<float>& values = floats.at(moved.floatColumn);
-    for (const Change& change :
-         greatestChanges(times, values, comes, returns, leastChange * moved.range, mostChanges)) {
+    for (const Change& change : cycles.changes(values, moved.range, mostChanges)) {
       // Over the whole change, what pulls steadily against something else would sum up to more.
       const bool isRise = values[change.last] > values[change.first];
       std::string_view reason;
@@ -167,8 +137,8 @@ void ReportData::Person::writeChanges(JsonLineWriter& json) const {
 }
 
 void ReportData::Person::write(JsonLineWriter& json, Time end) const {
-  writeColumn(json, "time", times);
-  writeColumn(json, "begins", stretches());
+  writeColumn(json, "time", cycles.times());
+  writeColumn(json, "begins", cycles.stretches());
   for (std::size_t column = 0; column < floats.size(); ++column) {
     writeColumn(json, floatNames.at(column), floats.at(column));
   }
@@ -178,7 +148,7 @@ void ReportData::Person::write(JsonLineWriter& json, Time end) const {
       const std::string_view quantity = nameOf(movedQuantities.at(index).quantity);
       json.list(quantity, moves.at(index), [&](const Moves& of) {
         std::vector<std::int16_t> rows = of.rows;
-        rows.resize(times.size());
+        rows.resize(cycles.times().size());
         json.member("reason", of.reason);
         writeColumn(json, "rows", rows);
       });

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "playback/person_cycles.hpp"
 #include "playback/playback.hpp"
 
 namespace zorvel {
@@ -47,18 +48,12 @@ class ReportData {
   };
 
   struct Person {
-    std::vector<std::int64_t> times;
+    PersonCycles cycles;
     /// In the order of floatNames.
     std::array<std::vector<float>, 6> floats;
     std::vector<std::int8_t> moods;
     /// Of the valence and of the attention.
     std::array<std::vector<Moves>, 2> moves;
-    /// Rows that begin anew, after a removal.
-    std::vector<bool> begins;
-    bool isRemoved = false;
-    /// Rows in which the person is seen again after cycles without being seen.
-    std::vector<bool> returns;
-    bool isSeen = true;
     std::vector<Scope> scopes;
     /// Indices into scopes.
     std::map<std::string, std::size_t> openScopes;
@@ -68,7 +63,6 @@ class ReportData {
     void open(Time time, const std::string& scope);
     void close(Time time, const ScopeRow& row);
     void remove(Time time);
-    std::vector<std::int32_t> stretches() const;
     void writeChanges(JsonLineWriter& json) const;
     void write(JsonLineWriter& json, Time end) const;
   };

@@ -1,6 +1,7 @@
 #include "module.hpp"
 
 #include <cerrno>
+#include <zv/version.hpp>
 
 namespace zorvel::python {
 namespace {
@@ -57,7 +58,12 @@ PYBIND11_MODULE(_zorvel, module) {
       "and `key`, the path to a value or the name of a column, each None where it is not known. "
       "`results` is what came of everything before it, where there is such.";
   py::register_exception_translator(&translate);
+  module.attr("__version__") = ZV_VERSION;
   addObservation(module);
   addLive(module);
   addRecordings(module);
+  // Where they are to be imported from.
+  for (const auto& [name, member] : module.attr("__dict__").cast<py::dict>()) {
+    if (py::isinstance<py::type>(member)) member.attr("__module__") = "zorvel";
+  }
 }

@@ -37,7 +37,7 @@ auto callPython(Call call) {
   const py::gil_scoped_acquire lock;
   try {
     return call();
-  } catch (const py::error_already_set&) {
+  } catch (...) {
     throw Raised{std::current_exception()};
   }
 }

@@ -9,8 +9,10 @@
 #include "inspection/findings.hpp"
 #include "module.hpp"
 #include "playback/columns.hpp"
+#include "playback/csv.hpp"
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
+#include "playback/summary_table.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
@@ -251,6 +253,7 @@ py::tuple replayEvents(const py::iterable& events, bool forces) {
   const auto next = [&]() -> std::optional<Event> {
     return callPython([&]() -> std::optional<Event> {
       const auto object = py::reinterpret_steal<py::object>(PyIter_Next(iterator.ptr()));
+      if (object && !py::isinstance<Event>(object)) failType("recording", "must give events");
       if (object) return object.cast<const Event&>();
       if (PyErr_Occurred() != nullptr) throw py::error_already_set();
       return std::nullopt;
@@ -262,6 +265,32 @@ py::tuple replayEvents(const py::iterable& events, bool forces) {
     });
   });
   return py::make_tuple(tables.take(), asException(failure));
+}
+
+/// The rows as dicts, from the name of each column to the value, and as lines of a table.
+py::tuple summarizeFile(py::handle path, const std::string& shownName) {
+  const std::string name = pathFrom(path);
+  SummaryTable summary;
+  const auto failure = withoutLock([&] {
+    RecordingReader recording(name, checkSignals);
+    return playAll(
+        recording, Forces::Unwatched,
+        [&](Time time, const Event& event, const Row& row) { summary.add(time, event, row); });
+  });
+  const auto rows = summary.rows();
+  py::list dicts;
+  for (const SummaryRow& row : rows) {
+    py::dict cells;
+    std::apply(
+        [&](const auto&... column) {
+          ((cells[py::str(column.name.data(), column.name.size())] = column.value(row)), ...);
+        },
+        summaryColumns);
+    dicts.append(cells);
+  }
+  fmt::memory_buffer lines;
+  appendSummary(lines, shownName, rows);
+  return py::make_tuple(dicts, py::str(lines.data(), lines.size()), asException(failure));
 }
 
 py::tuple explainFile(py::handle path, std::optional<std::int32_t> person, py::handle at,
@@ -509,6 +538,8 @@ void addRecordings(py::module_& module) {
   // Wrapped in Python.
   module.def("replay_file", &replayFile, py::arg("path"), py::arg("forces"));
   module.def("replay_events", &replayEvents, py::arg("events"), py::arg("forces"));
+  module.def("summarize_file", &summarizeFile, py::arg("path"), py::arg("name"));
+  module.attr("SUMMARY_HEADER") = summaryHeader;
   module.def("explain_file", &explainFile, py::arg("path"), py::arg("person"), py::arg("at"),
              py::arg("begin"), py::arg("end"));
   module.def("report_file", &reportFile, py::arg("path"), py::arg("output"));

@@ -1,6 +1,9 @@
 """Emotional state of the persons that a robot perceives, with the numbers of the tool zorvel."""
 
+from typing import TYPE_CHECKING as _TYPE_CHECKING
+
 from ._zorvel import (
+    SUMMARY_HEADER,
     Ambiance,
     DataError,
     Event,
@@ -18,15 +21,21 @@ from ._zorvel import (
     SimulatedClock,
     SocialGraph,
     ValueConfidence,
+    __version__,
     import_openface,
     import_pyfeat,
     now,
     read_recording,
 )
 from .recorder import Recorder, Scope
-from .results import Results, Table, explain, replay, report
+from .results import Results, Table, explain, replay, report, summarize, summary_csv
+
+if _TYPE_CHECKING:
+    from ._zorvel import Duration as Duration
+    from ._zorvel import Time as Time
 
 __all__ = [
+    "SUMMARY_HEADER",
     "Ambiance",
     "DataError",
     "Event",
@@ -55,4 +64,6 @@ __all__ = [
     "read_recording",
     "replay",
     "report",
+    "summarize",
+    "summary_csv",
 ]

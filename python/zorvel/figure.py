@@ -43,7 +43,7 @@ def _draw_quantity(axes: matplotlib.axes.Axes, results: Results, persons: list[i
                          results.timeline[f"{name}_confidence"][rows]]).astype(float))
         value, confidence = curves
         line, = axes.plot(seconds, value, linewidth=1.2, label=f"person {person}")
-        unsure = (1.0 - numpy.clip(confidence, 0.0, 1.0)) * (highest - lowest) / 10.0
+        unsure = (1.0 - numpy.clip(confidence, 0.0, 1.0)) * (highest - lowest) / 4.0
         axes.fill_between(seconds, numpy.clip(value - unsure, lowest, highest),
                           numpy.clip(value + unsure, lowest, highest), color=line.get_color(),
                           alpha=0.2, linewidth=0.0)

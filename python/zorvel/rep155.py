@@ -17,7 +17,7 @@ from dataclasses import dataclass, field
 from enum import IntEnum
 from typing import TypeAlias
 
-Reading: TypeAlias = tuple[float, float]
+Estimate: TypeAlias = tuple[float, float]
 """A value and its confidence, each in 0 to 1."""
 
 Landmark: TypeAlias = tuple[float, float, float]
@@ -45,7 +45,7 @@ EXPRESSION_NAMES: Mapping[str, str] = {
 """The names of hri_msgs/Expression that are one of zorvel's expressions, or a degree of it."""
 
 
-def expressions_from_name(name: str, confidence: float) -> dict[str, Reading] | None:
+def expressions_from_name(name: str, confidence: float) -> dict[str, Estimate] | None:
     """What a face shows, from the `expression` and the `confidence` of hri_msgs/Expression.
 
     The expression named has the value 1 and the others 0. None for a name without a counterpart
@@ -73,7 +73,7 @@ E of FACS, of which C, "marked", counts in full, as it does in an import of an O
 
 def action_units(
     numbers: Iterable[int], intensities: Iterable[float], confidences: Iterable[float]
-) -> dict[int, Reading]:
+) -> dict[int, Estimate]:
     """Intensity and confidence by FACS number, from the lists of hri_msgs/FacialActionUnits.
 
     Throws ValueError unless all three have the same length.
@@ -86,8 +86,8 @@ def action_units(
 
 
 def smile_from_action_units(
-    units: Mapping[int, Reading], full_intensity: float = FULL_INTENSITY
-) -> Reading | None:
+    units: Mapping[int, Estimate], full_intensity: float = FULL_INTENSITY
+) -> Estimate | None:
     """How much a face smiles: unit 12, the lip corner puller. None without it."""
     if 12 not in units:
         return None
@@ -96,8 +96,8 @@ def smile_from_action_units(
 
 
 def expressions_from_action_units(
-    units: Mapping[int, Reading], full_intensity: float = FULL_INTENSITY
-) -> dict[str, Reading] | None:
+    units: Mapping[int, Estimate], full_intensity: float = FULL_INTENSITY
+) -> dict[str, Estimate] | None:
     """What a face shows, by the published emotion prototypes (EMFACS, Ekman and Friesen).
 
     None unless the units 1, 2, 4, 5, 6, 7, 12, 15, 23 and 26 are all there. A detector that lists

@@ -66,8 +66,9 @@ class Results:
     def plot(self, person: int | None = None) -> matplotlib.figure.Figure:
         """Draws the timeline with matplotlib, one axis for each quantity; returns the figure.
 
-        A band shows the confidence: the surer a value, the narrower. Where nobody was perceived, the
-        curve has a gap. With `person`, that person alone.
+        A band shows how much confidence is missing: half as tall as the axis at confidence 0, none at
+        1; it is not a range in which the value lies. Where a person had no cycles, the curve has a
+        gap. With `person`, that person alone.
         """
         from .figure import draw
 
@@ -96,6 +97,27 @@ def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
     results = Results(tables)
     _raise(error, results)
     return results
+
+
+def summarize(recording: str | os.PathLike[str]) -> list[dict[str, Any]]:
+    """What a recording adds up to: a dict for each person, by the columns of a summary table.
+
+    Times are in seconds since the recording's start, shares in [0, 1]; a greatest change is NaN where
+    there is none.
+    """
+    rows, _, error = _zorvel.summarize_file(recording, "")
+    _raise(error, rows)
+    return rows
+
+
+def summary_csv(recording: str | os.PathLike[str], name: str) -> str:
+    """The same as lines of a CSV file, under SUMMARY_HEADER; `name` is what they call the recording.
+
+    A recording in which nobody has a cycle has one line, with empty cells.
+    """
+    _, lines, error = _zorvel.summarize_file(recording, name)
+    _raise(error, lines)
+    return lines
 
 
 def explain(recording: str | os.PathLike[str], *, person: int | None = None,

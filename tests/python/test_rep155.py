@@ -2,8 +2,10 @@
 
 import doctest
 import math
+from typing import Any
 
 import pytest
+
 from zorvel import rep155
 from zorvel.rep155 import Engagement, EngagementLevel, Gender
 
@@ -12,7 +14,7 @@ NAN = math.nan
 ROW = {1: 0.6, 2: 1.2, 4: 1.5, 5: 3.0, 6: 4.8, 7: 0.9, 12: 1.5, 15: 0.75, 23: 0.0, 26: 2.4}
 
 
-def test_expressions_by_name():
+def test_expressions_by_name() -> None:
     assert rep155.expressions_from_name("furious", 1.5) == {
         "calm": (0, 1), "anger": (1, 1), "joy": (0, 1), "sorrow": (0, 1), "surprise": (0, 1)}
     for name, confidence in (("disgusted", 0.9), ("", 0.9), ("happy", NAN)):
@@ -20,16 +22,17 @@ def test_expressions_by_name():
 
 
 @pytest.mark.parametrize("scale, options", [(1.0, {"full_intensity": 3.0}), (0.2, {})])
-def test_action_units_agree_with_a_row_of_openface(scale, options):
+def test_action_units_agree_with_a_row_of_openface(scale: Any, options: Any) -> None:
     units = rep155.action_units(ROW, [scale * unit for unit in ROW.values()], [0.9] * 9 + [0.8])
     assert rep155.smile_from_action_units(units, **options) == pytest.approx((0.5, 0.9))
     worked = {"calm": 0.25, "anger": 0.45, "joy": 0.75, "sorrow": 0.95 / 3, "surprise": 0.6}
     expressions = rep155.expressions_from_action_units(units, **options)
+    assert expressions is not None
     assert {name: value for name, (value, _) in expressions.items()} == pytest.approx(worked)
     assert {confidence for _, confidence in expressions.values()} == {0.8}
 
 
-def test_action_units_that_are_missing():
+def test_action_units_that_are_missing() -> None:
     units = rep155.action_units([12, 6], [0.9, NAN], [7.0, 1.0])
     assert rep155.smile_from_action_units(units) == (1, 1)
     assert rep155.expressions_from_action_units(units) is None
@@ -38,7 +41,7 @@ def test_action_units_that_are_missing():
         rep155.action_units([12], [0.3], [])
 
 
-def test_left_and_right_of_landmarks():
+def test_left_and_right_of_landmarks() -> None:
     # In the picture of somebody who faces the camera, the person's right is on the left.
     named = rep155.facial_points(
         {"RIGHT_EYE_OUTSIDE": (0.25, 0.5, 0.9), "LEFT_EYEBROW_INSIDE": (0.5, 0.25, -1),
@@ -46,13 +49,15 @@ def test_left_and_right_of_landmarks():
     assert named == {0: (160, 240, 0.9), 6: (320, 120, 0)}
     assert rep155.facial_points({"MENTON": (0.5, 1, 1)}, 640, 480) is None
     points = rep155.facial_points_from_68([(k, 0, 1) for k in range(70)], 1, 1)
+    assert points is not None
     assert [points[point][0] for point in range(12)] == [
         36, 39, 42, 45, 17, 21, 22, 26, 30, 33, 48, 54]
     with pytest.raises(ValueError):
         rep155.facial_points_from_68([(0, 0, 1)] * 67, 1, 1)
 
 
-def quaternion(yaw, pitch, roll, length=1.0):
+def quaternion(yaw: float, pitch: float, roll: float,
+               length: float = 1.0) -> rep155.Quaternion:
     """Of turns about z, then y, then x, in degrees, in the closed form of the textbooks."""
     halves = [math.radians(angle) / 2 for angle in (yaw, pitch, roll)]
     (cy, sy), (cp, sp), (cr, sr) = ((math.cos(half), math.sin(half)) for half in halves)
@@ -60,14 +65,15 @@ def quaternion(yaw, pitch, roll, length=1.0):
             length * (cr * cp * sy - sr * sp * cy), length * (cr * cp * cy + sr * sp * sy))
 
 
-def test_head_posture():
+def test_head_posture() -> None:
     for angles in ((30, 0, 0), (0, 20, 0), (0, 0, 15), (-170, -60, 100), (35, 50, -25)):
         opposite = [-angle for angle in angles]
         assert rep155.head_posture(quaternion(*angles, length=-2)) == pytest.approx(opposite)
-    assert rep155.head_posture((0, 0, 0, 0)) is rep155.gaze((NAN, 0, 0, 1)) is None
+    assert rep155.head_posture((0, 0, 0, 0)) is None
+    assert rep155.gaze((NAN, 0, 0, 1)) is None
 
 
-def test_gaze():
+def test_gaze() -> None:
     assert rep155.gaze((-0.5, 0.5, -0.5, 0.5)) == pytest.approx((0, 0))
     assert rep155.gaze((-0.5, 0.5, 0, 0)) == pytest.approx((0, -90))  # z straight down
     # z straight to the left: y, which is down, about -90°.
@@ -81,12 +87,12 @@ def test_gaze():
     ((1, 0, -1), (180, 0, 0), (0, -45, 0)),  # below the robot, it should look up
     ((1, 1, math.sqrt(2)), (-135, 45, 10), (0, 0, -10)),  # above, it looks down at the robot
 ])
-def test_seen_from_robot(position, turns, posture):
+def test_seen_from_robot(position: Any, turns: Any, posture: Any) -> None:
     seen = rep155.seen_from_robot(position, quaternion(*turns))
     assert rep155.head_posture(seen) == pytest.approx(posture, abs=1e-9)
 
 
-def test_soft_biometrics():
+def test_soft_biometrics() -> None:
     assert rep155.age(34, 0.5) == (34, 0.5)
     assert rep155.age(0, 0.0) is rep155.age(-1, 1.0) is rep155.age(34, NAN) is None
     assert rep155.gender(2, 0.7, true_for=Gender.MALE) == (True, 0.7)
@@ -95,7 +101,7 @@ def test_soft_biometrics():
         assert rep155.gender(value, confidence, true_for=Gender.FEMALE) is None
 
 
-def test_engagement_does_not_flicker():
+def test_engagement_does_not_flicker() -> None:
     engagement = Engagement()
     for attention, confidence, level in (
             (1.0, 0.39, "UNKNOWN"), (0.5, 0.4, "ENGAGING"), (0.39, 0.1, "ENGAGING"),
@@ -110,5 +116,5 @@ def test_engagement_does_not_flicker():
         Engagement(engaged_from=0.5)
 
 
-def test_examples_of_the_documentation():
+def test_examples_of_the_documentation() -> None:
     assert doctest.testmod(rep155) == (0, 1)

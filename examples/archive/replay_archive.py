@@ -1,0 +1,135 @@
+#!/usr/bin/env python3
+"""Replays an archive of recordings, on this machine or on many, into one table.
+
+The table has a row for each recording and person; a recording in which nobody has a cycle has one
+row. A recording that fails is named and left out. What is done is kept beside the table, in
+FILE.part, until every recording is in the table: after an interruption or a failure, the same command
+goes on where it stopped.
+"""
+
+from __future__ import annotations
+
+import argparse
+import json
+import os
+import sys
+import time
+
+import distributed
+
+import zorvel
+
+
+def summarize(path: str, name: str) -> str:
+    """What a worker does: the recording's lines of the table."""
+    return zorvel.summary_csv(path, name)
+
+
+class Done:
+    """The recordings that are done, with their lines of the table, kept in a file."""
+
+    def __init__(self, path: str) -> None:
+        self._path = path
+        self.lines: dict[str, str] = {}
+        whole = 0  # what an interruption cut off is overwritten
+        if os.path.exists(path):
+            with open(path, "rb") as file:
+                for line in file:
+                    if not line.endswith(b"\n"):
+                        break
+                    whole += len(line)
+                    self.lines.update([json.loads(line)])
+        self._file = open(path, "ab")
+        self._file.truncate(whole)
+
+    def add(self, name: str, lines: str) -> None:
+        self.lines[name] = lines
+        self._file.write(json.dumps([name, lines]).encode() + b"\n")
+        self._file.flush()
+
+    def remove(self) -> None:
+        self._file.close()
+        os.unlink(self._path)
+
+
+class Progress:
+    """One line on a terminal: how many of the recordings are done, and how long the rest takes."""
+
+    def __init__(self, done: int, count: int) -> None:
+        self._begin = time.monotonic()
+        self._before = self._done = done
+        self._count = count
+
+    def step(self) -> None:
+        self._done += 1
+        if not sys.stderr.isatty():
+            return
+        rate = (self._done - self._before) / (time.monotonic() - self._begin)
+        width = 30 * self._done // self._count
+        end = "\n" if self._done == self._count else ""
+        print(f"\r[{'#' * width:<30}] {self._done} of {self._count}, {rate:.1f} a second, "
+              f"{(self._count - self._done) / rate:.0f} s left ", end=end, file=sys.stderr)
+
+
+def write_table(path: str, recordings: list[str], done: Done) -> None:
+    """In the order of the recordings; nobody sees half of it."""
+    with open(path + ".new", "w", newline="", encoding="utf-8") as table:
+        table.write(zorvel.SUMMARY_HEADER)
+        table.writelines(done.lines[name] for name in recordings if name in done.lines)
+    os.replace(path + ".new", path)
+
+
+def replay_archive(client: distributed.Client, recordings: list[str], done: Done) -> list[str]:
+    """Replays what is not done yet; returns the recordings that failed."""
+    failed = []
+    progress = Progress(len(done.lines), len(recordings))
+    futures = {client.submit(summarize, os.path.abspath(name), name, key=f"replay {name}"): name
+               for name in recordings if name not in done.lines}
+    for future in distributed.as_completed(list(futures)):
+        name = futures.pop(future)
+        progress.step()
+        error = future.exception()
+        if error is None:
+            done.add(name, future.result())
+        else:
+            print(f"failed: {name}: {error}", file=sys.stderr)
+            failed.append(name)
+        future.release()
+    return failed
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("recordings", nargs="+", metavar="RECORDING")
+    parser.add_argument("--output", default="persons.csv", metavar="FILE", help="the table to write")
+    parser.add_argument("--scheduler", metavar="ADDRESS",
+                        help="a Dask scheduler, such as tcp://10.0.0.1:8786, whose workers have the "
+                        "module zorvel and see the recordings by the same paths; without it, "
+                        "workers are started on this machine")
+    parser.add_argument("--workers", type=int, default=os.cpu_count(), metavar="N",
+                        help="how many to start on this machine")
+    options = parser.parse_args()
+
+    recordings = list(dict.fromkeys(options.recordings))
+    done = Done(options.output + ".part")
+    where = ({"address": options.scheduler} if options.scheduler else
+             {"n_workers": options.workers, "threads_per_worker": 1, "dashboard_address": None})
+    try:
+        with distributed.Client(**where) as client:
+            failed = replay_archive(client, recordings, done)
+    except KeyboardInterrupt:
+        print(f"interrupted: {len(done.lines)} of {len(recordings)} are done; the same command goes "
+              "on from there", file=sys.stderr)
+        return 130
+    write_table(options.output, recordings, done)
+    if failed:
+        print(f"{len(failed)} of {len(recordings)} recordings failed; the same command tries them "
+              "again", file=sys.stderr)
+        return 1
+    done.remove()
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,40 @@
+#ifndef ZORVEL_PLAYBACK_PERSON_CYCLES_HPP
+#define ZORVEL_PLAYBACK_PERSON_CYCLES_HPP
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "playback/greatest_changes.hpp"
+#include "recording/event.hpp"
+
+namespace zorvel {
+
+/// When one person had cycles, and which of them tell something new about the person.
+class PersonCycles {
+ public:
+  void add(Time time, bool isSeen);
+  void remove() { _isRemoved = true; }
+
+  /// In nanoseconds.
+  const std::vector<std::int64_t>& times() const { return _times; }
+  /// The rows that begin a stretch without gaps.
+  std::vector<std::int32_t> stretches() const;
+  /// The greatest changes of a value that each cycle has, each of at least a twentieth of its
+  /// range.
+  std::vector<Change> changes(const std::vector<float>& values, float range,
+                              std::size_t most) const;
+
+ private:
+  std::vector<std::int64_t> _times;
+  /// Rows that begin anew, after a removal.
+  std::vector<bool> _begins;
+  /// Rows in which the person is seen again after cycles without being seen.
+  std::vector<bool> _returns;
+  bool _isRemoved = false;
+  bool _isSeen = true;
+};
+
+}  // namespace zorvel
+
+#endif

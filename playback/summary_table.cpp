@@ -1,0 +1,86 @@
+#include "playback/summary_table.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace zorvel {
+namespace {
+
+Spread spreadOf(const std::vector<float>& values, double confidences) {
+  const auto count = static_cast<double>(values.size());
+  double sum = 0.0;
+  for (const float value : values) sum += static_cast<double>(value);
+  const double mean = sum / count;
+  double squares = 0.0;
+  for (const float value : values) {
+    const double distance = static_cast<double>(value) - mean;
+    squares += distance * distance;
+  }
+  return {mean, std::sqrt(squares / count), confidences / count};
+}
+
+}  // namespace
+
+void SummaryTable::add(Time time, const Event& event, const Row& row) {
+  if (!_start) _start = time;
+  if (const auto* remove = std::get_if<Remove>(&event.what)) {
+    const auto found = _persons.find(remove->person);
+    if (found == _persons.end()) return;
+    found->second.cycles.remove();
+    found->second.isRemoved = true;
+  }
+  if (const auto* scope = std::get_if<ScopeRow>(&row)) {
+    const auto* const label = std::find(scopeLabels.begin(), scopeLabels.end(), scope->label);
+    ++_persons[scope->person].scopes.at(static_cast<std::size_t>(label - scopeLabels.begin()));
+  }
+  const auto* const state = std::get_if<StateRow>(&row);
+  if (state == nullptr) return;
+  Person& person = _persons[state->person];
+  const bool isSeen = !std::holds_alternative<NotSeen>(event.what);
+  person.cycles.add(time, isSeen);
+  if (!isSeen) ++person.unseen;
+  if (person.isRemoved) ++person.returns;
+  person.isRemoved = false;
+  person.valence.push_back(state->valence.value);
+  person.attention.push_back(state->attention.value);
+  person.ease.push_back(state->ease.level);
+  person.valenceConfidence += static_cast<double>(state->valence.confidence);
+  person.attentionConfidence += static_cast<double>(state->attention.confidence);
+  person.easeConfidence += static_cast<double>(state->ease.confidence);
+  ++person.moods.at(static_cast<std::size_t>(1 - state->mood));
+}
+
+std::vector<SummaryRow> SummaryTable::rows() const {
+  std::vector<SummaryRow> rows;
+  for (const auto& [id, person] : _persons) {
+    const auto& times = person.cycles.times();
+    if (times.empty()) continue;
+    const auto seconds = [&](std::int64_t time) {
+      return inSeconds(between(*_start, Time(Time::duration(time))));
+    };
+    const auto greatest = [&](const std::vector<float>& values, float range) {
+      constexpr double none = std::numeric_limits<double>::quiet_NaN();
+      const auto changes = person.cycles.changes(values, range, 1);
+      if (changes.empty()) return GreatestChange{none, none};
+      const Change& change = changes.front();
+      return GreatestChange{static_cast<double>(values[change.last] - values[change.first]),
+                            seconds(times[change.last])};
+    };
+    const auto share = [count = times.size()](auto part) {
+      return static_cast<double>(part) / static_cast<double>(count);
+    };
+    rows.push_back({id, seconds(times.front()), seconds(times.back()), times.size(), person.unseen,
+                    person.returns, spreadOf(person.valence, person.valenceConfidence),
+                    spreadOf(person.attention, person.attentionConfidence),
+                    spreadOf(person.ease, person.easeConfidence), share(person.moods[0]),
+                    share(person.moods[1]), share(person.moods[2]),
+                    share(std::count_if(person.attention.begin(), person.attention.end(),
+                                        [](float attention) { return attention > 0.5f; })),
+                    greatest(person.valence, 2.0f), greatest(person.attention, 1.0f),
+                    person.scopes});
+  }
+  return rows;
+}
+
+}  // namespace zorvel

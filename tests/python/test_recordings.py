@@ -1,0 +1,281 @@
+"""Whole recordings: the same numbers, bytes and words as the tool, whose path is in ZORVEL."""
+
+from __future__ import annotations
+
+import csv
+import io
+import json
+import math
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import threading
+from collections.abc import Callable, Iterator
+from typing import Any
+
+import matplotlib
+import numpy
+import pytest
+
+import zorvel
+
+matplotlib.use("agg")
+TOOL = os.environ["ZORVEL"]
+ROOT = pathlib.Path(__file__).parents[2]
+RECORDINGS = sorted((ROOT / "fuzz/corpus/recording").glob("*.jsonl"))
+OPENFACE = """frame,face_id,timestamp,confidence,success,pose_Rx,pose_Ry,pose_Rz,AU12_r
+1,0,0.0,0.98,1,-0.02,0.12,-0.01,0.5
+2,0,0.04,0.9,1,-0.03,0.13,-0.02,1.5
+3,0,0.08,0.1,0,0,0,0,0
+"""
+PYFEAT = "frame,FaceRectX,FaceScore,Pitch,happiness\n0,1,0.9,3,0.8\n1,1,0.9,3,0.7\n"
+
+
+def tool(*arguments: str | pathlib.Path, check: bool = True) -> str:
+    return subprocess.run([TOOL, *arguments], check=check, capture_output=True, text=True,
+                          timeout=60).stdout
+
+
+@pytest.fixture(scope="session")
+def scene(tmp_path_factory: pytest.TempPathFactory) -> pathlib.Path:
+    path = tmp_path_factory.mktemp("scene") / "scene.jsonl"
+    tool("simulate", "--seconds", "40", "-o", path)
+    return path
+
+
+def same(text: str, value: object) -> bool:
+    if isinstance(value, numpy.floating):
+        return bool(type(value)(text) == value or (text == "nan" and math.isnan(value)))
+    return text == str(value)
+
+
+def test_a_replay_has_the_numbers_of_the_tool(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    for recording in [scene, *RECORDINGS]:
+        folder = tmp_path / recording.stem
+        tool("replay", recording, "--forces", "--quiet", "-o", folder, check=False)
+        try:
+            results = zorvel.replay(recording, forces=True)
+        except zorvel.DataError as error:
+            results = error.results
+        for name in ("timeline", "scopes", "ambiance", "forces"):
+            rows = list(csv.DictReader(io.StringIO((folder / f"{name}.csv").read_text(), newline="")))
+            table = getattr(results, name)
+            assert table.rows == len(rows)
+            assert [*(rows[0] if rows else []), "seconds"] == list(table) or not rows
+            for column in table:
+                if column == "seconds":
+                    continue
+                for row, value in zip(rows, table[column]):
+                    assert same(row[column], value), (recording, name, column)
+    results = zorvel.replay(scene)
+    assert results.forces is None
+    start = next(zorvel.read_recording(scene)).time
+    assert list(results.timeline["seconds"]) == list((results.timeline["time"] - start) / 1e9)
+    frame = results.scopes.to_pandas()
+    assert list(frame.columns) == list(results.scopes) and len(frame) == results.scopes.rows
+
+
+def test_what_is_read_is_written_as_it_was(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    for recording in [scene, *RECORDINGS]:
+        reader = zorvel.read_recording(recording)
+        events: list[zorvel.Event] = []
+        try:
+            events.extend(reader)
+        except zorvel.DataError:
+            continue
+        copies = [tmp_path / "one.jsonl", tmp_path / "two.jsonl"]
+        with zorvel.Recording(copies[0], reader.source) as copy:
+            for event in events:
+                copy.write(event)
+        with zorvel.Recording(copies[1], reader.source) as copy:
+            for event in events:
+                copy.write(rebuilt(event))
+        assert copies[0].read_bytes() == copies[1].read_bytes()
+        one, two = zorvel.replay(recording).timeline, zorvel.replay(iter(events)).timeline
+        for column in one:
+            assert numpy.array_equal(one[column], two[column], equal_nan=True)
+    assert copies[0].read_text().startswith('{"event":"header","version":1')
+    assert (tmp_path / "one.jsonl").stat().st_mode & 0o777 == 0o666 & ~umask()
+
+
+def umask() -> int:
+    mask = os.umask(0)
+    os.umask(mask)
+    return mask
+
+
+def rebuilt(event: zorvel.Event) -> zorvel.Event:
+    """The event, made anew of its members."""
+    time, person = event.time, event.person
+    if person is None:
+        return (zorvel.Event.movement(time) if event.value is None
+                else zorvel.Event.activity(time, event.value))
+    if event.fields is not None:
+        fields = {name: getattr(event.fields, name) for name in dir(event.fields)
+                  if not name.startswith("_")}
+        return zorvel.Event.observation(time, person, zorvel.Observation(**fields))
+    if event.scope is None:
+        return {"not_seen": zorvel.Event.not_seen,
+                "remove": zorvel.Event.remove}[event.kind](time, person)
+    if event.kind == "start_recording":
+        return zorvel.Event.start_recording(time, person, event.scope, event.samples)
+    return zorvel.Event.stop_recording(time, person, event.scope)
+
+
+def test_an_unfinished_recording_leaves_no_trace(tmp_path: pathlib.Path) -> None:
+    path = tmp_path / "recording.jsonl"
+    with pytest.raises(KeyError):
+        with zorvel.Recording(path) as recording:
+            recording.write(zorvel.Event.movement(0))
+            raise KeyError
+    recording = zorvel.Recording(path)
+    recording.write(zorvel.Event.movement(0))
+    del recording
+    assert not list(tmp_path.iterdir())
+    closed = zorvel.Recording(path)
+    closed.close()
+    closed.close()
+    with pytest.raises(ValueError, match="is closed"):
+        closed.write(zorvel.Event.movement(0))
+
+
+def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path) -> None:
+    good = '{"time":5,"event":"observation","person":1,"smile":{"value":1,"confidence":1}}\n'
+    path = tmp_path / "bad.jsonl"
+    for line, key in (('{"time":6,"event":"observation","person":1,"gaze":{"yaw":"x","pitch":0}}', "gaze.yaw"),
+                      ('{"time":6,"event":"observation","person":1,"gaze":{"yaw":1}}', "gaze.pitch"),
+                      ('{"time":6,"event":"not_seen","person":1,"smiles":0}', "smiles"), ("{", None)):
+        path.write_text(good + line)
+        with pytest.raises(zorvel.DataError) as raised:
+            zorvel.replay(path)
+        error = raised.value
+        assert (error.file, error.line, error.key) == (str(path), 2, key)
+        assert str(error).startswith(f"{path}:2: ") and error.results.timeline.rows == 1
+        with pytest.raises(zorvel.DataError):
+            list(zorvel.read_recording(path))
+    uses: list[Callable[[pathlib.Path], object]] = [zorvel.replay, zorvel.Recording, zorvel.explain]
+    for use in uses:
+        with pytest.raises(FileNotFoundError) as not_found:
+            use(tmp_path / "a/b")
+        assert not_found.value.filename.startswith(str(tmp_path))
+    table = tmp_path / "faces.csv"
+    table.write_text("frame,timestamp,confidence,success,AU12_r\n1,0,0.9,1,much\n")
+    with pytest.raises(zorvel.DataError) as raised:
+        zorvel.import_openface(table, path)
+    assert (raised.value.line, raised.value.key) == (2, "AU12_r")
+    assert path.read_text().endswith("{")
+
+    def events() -> Iterator[zorvel.Event]:
+        yield zorvel.Event.not_seen(0, 1)
+        raise KeyError("of the caller")
+
+    with pytest.raises(KeyError, match="of the caller"):
+        zorvel.replay(events())
+    with pytest.raises(TypeError):
+        zorvel.replay([1])  # type: ignore[list-item]
+
+
+def test_explanations_reports_and_imports_are_those_of_the_tool(
+        scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    cases: list[tuple[list[str], dict[str, Any]]] = [
+        ([], {}), (["--at", "12.5"], {"at": 12.5}),
+        (["--person", "1", "--from", "3", "--to", "1:00"],
+         {"person": 1, "begin": 3.0, "end": 60 * 10**9})]
+    for options, chosen in cases:
+        lines = [json.loads(line)
+                 for line in tool("explain", scene, "--json", *options).splitlines()]
+        explained = zorvel.explain(scene, **chosen)
+        assert [{"person": person, **why} for person, why in explained.items()] == lines
+    with pytest.raises(zorvel.DataError, match="that is after the end"):
+        zorvel.explain(scene, at=1000.0)
+    with pytest.raises(ValueError, match="at: excludes begin and end"):
+        zorvel.explain(scene, at=1.0, end=2.0)
+
+    tool("report", scene, "-o", tmp_path / "a.html")
+    assert zorvel.report(scene, tmp_path / "b.html") == []
+    assert (tmp_path / "a.html").read_bytes() == (tmp_path / "b.html").read_bytes()
+
+    faces = tmp_path / "faces.csv"
+    faces.write_text(OPENFACE)
+    tool("import", "openface", faces, "-o", tmp_path / "a.jsonl", "--mirrored",
+         "--start", "2024-01-01T00:00:00Z", "--gap", "1")
+    facts = zorvel.import_openface(faces, tmp_path / "b.jsonl", mirrored=True,
+                                   start=1_704_067_200.0, gap=1.0)
+    assert (facts.rows, facts.observations, facts.seconds) == (3, 2, 0.08)
+    assert {field.name: field.observations for field in facts.fields}["smile"] == 2
+    assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
+    faces.write_text(PYFEAT)
+    tool("import", "pyfeat", faces, "--fps", "25", "-o", tmp_path / "a.jsonl")
+    zorvel.import_pyfeat(faces, tmp_path / "b.jsonl", fps=25)
+    assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
+
+
+def test_a_summary_adds_up(scene: pathlib.Path) -> None:
+    results = zorvel.replay(scene)
+    timeline, scopes = results.timeline, results.scopes
+    rows = zorvel.summarize(scene)
+    assert [row["person"] for row in rows] == sorted(set(timeline["person"]))
+    unseen = [event.person for event in zorvel.read_recording(scene) if event.kind == "not_seen"]
+    for row in rows:
+        of = timeline["person"] == row["person"]
+        seconds, valence = timeline["seconds"][of], timeline["valence"][of].astype(float)
+        assert (row["first"], row["last"], row["cycles"]) == (seconds[0], seconds[-1], of.sum())
+        assert row["unseen_cycles"] == unseen.count(row["person"])
+        for name in ("valence", "attention", "ease"):
+            values = timeline[name][of].astype(float)
+            assert row[f"{name}_mean"] == pytest.approx(values.mean())
+            assert row[f"{name}_deviation"] == pytest.approx(values.std())
+            assert row[f"{name}_confidence"] == pytest.approx(
+                timeline[f"{name}_confidence"][of].astype(float).mean())
+        for label, mood in (("positive", 1), ("neutral", 0), ("negative", -1)):
+            assert row[label] == pytest.approx((timeline["mood"][of] == mood).mean())
+            closed = (scopes["person"] == row["person"]) & (scopes["label"] == label)
+            assert row[f"{label}_scopes"] == closed.sum()
+        assert row["attentive"] == pytest.approx((timeline["attention"][of] > 0.5).mean())
+        end = int(numpy.searchsorted(seconds, row["valence_change_at"]))
+        assert any(row["valence_change"] == pytest.approx(valence[end] - valence[begin])
+                   for begin in range(end) if seconds[end] - seconds[begin] <= 1.0)
+        assert abs(row["valence_change"]) >= 0.1
+
+
+def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> None:
+    figure = zorvel.replay(scene).plot()
+    persons = len(zorvel.summarize(scene))
+    labels = [axes.get_ylabel().split("\n")[0] for axes in figure.axes]
+    assert labels == ["valence", "attention", "ease"]
+    assert [len(axes.lines) for axes in figure.axes] == [persons] * 3
+    assert "(s)" in figure.axes[-1].get_xlabel()
+    with pytest.raises(ValueError, match="person: 99 has no cycle"):
+        zorvel.replay(scene).plot(person=99)
+
+    def seen(second: float) -> zorvel.Event:
+        return zorvel.Event.observation(second, 1, zorvel.Observation(time=second, smile=(1, 1)))
+
+    pause = zorvel.replay([seen(tenth / 10) for tenth in [*range(20), *range(60, 80)]]).plot()
+    curve = pause.axes[0].lines[0].get_xdata()
+    assert numpy.flatnonzero(numpy.isnan(curve)).tolist() == [20]
+
+
+def test_a_long_replay_can_be_interrupted(scene: pathlib.Path) -> None:
+    def lines() -> Iterator[zorvel.Event]:
+        while True:
+            yield from zorvel.read_recording(scene)
+
+    timer = threading.Timer(0.3, lambda: os.kill(os.getpid(), signal.SIGINT))
+    timer.start()
+    with pytest.raises(KeyboardInterrupt):
+        zorvel.replay(lines())
+
+
+def test_importing_the_module_is_quick_and_needs_no_other() -> None:
+    code = ("import sys, time; before = time.perf_counter(); import zorvel; "
+            "print(time.perf_counter() - before, *sys.modules)")
+    runs = []
+    for _ in range(5):
+        seconds, *modules = subprocess.run([sys.executable, "-c", code], check=True, text=True,
+                                           capture_output=True, timeout=60).stdout.split()
+        runs.append(float(seconds))
+    assert not {"numpy", "pandas", "matplotlib"} & set(modules)
+    assert min(runs) < 0.1
