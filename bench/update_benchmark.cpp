@@ -45,6 +45,7 @@ void measureCycles(benchmark::State& state, ZV::PersonObservation (*observe)()) 
 
 void update(benchmark::State& state) { measureCycles(state, observeAll); }
 BENCHMARK(update)
+    ->Args({Simulated, 1})
     ->ArgsProduct({{Simulated, SystemWithOffset}, {10, 30, 60}})
     ->ArgNames({"clock", "rate"})
     ->Unit(benchmark::kMicrosecond);
@@ -71,6 +72,7 @@ void floorOfUpdate(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(floor.run());
 }
 BENCHMARK(floorOfUpdate)
+    ->Args({Simulated, 1})
     ->ArgsProduct({{Simulated, SystemWithOffset}, {10, 30, 60}})
     ->ArgNames({"clock", "rate"})
     ->Unit(benchmark::kMicrosecond);

@@ -6,7 +6,7 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-FRONT_ENDS = ["recording", "playback", "inspection", "import", "report", "view", "tool"]
+FRONT_ENDS = ["recording", "playback", "inspection", "import", "report", "view", "python", "tool"]
 UMBRELLA = ROOT / "include/zv/zorvel.hpp"
 OPEN_TO_ALL = {"zv/export.hpp", "zv/version.hpp", "log_categories.hpp"}
 
@@ -29,7 +29,7 @@ def module_of(path):
         return module_of(source) if source else "observation"
     if folders[0] == "src":
         return folders[1] if len(folders) > 1 else path.stem
-    return "/".join(folders[:2]) if folders[0] == "tool" else folders[0]
+    return "/".join(folders[:2]) if folders[0] in ("python", "tool") else folders[0]
 
 
 def found():

@@ -69,5 +69,5 @@ def draw(results: Results, person: int | None) -> matplotlib.figure.Figure:
         _draw_quantity(axes, results, persons, name, limits)
     all_axes[-1].set_xlabel("time since the start of the recording (s)")
     if len(persons) > 1:
-        all_axes[0].legend(loc="lower right", ncol=min(len(persons), 6), fontsize="small")
+        all_axes[0].legend(loc="lower left", bbox_to_anchor=(0.0, 1.0), ncol=6, frameon=False)
     return figure

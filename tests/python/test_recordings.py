@@ -258,6 +258,19 @@ def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> N
     assert numpy.flatnonzero(numpy.isnan(curve)).tolist() == [20]
 
 
+def test_the_notebook_runs(tmp_path: pathlib.Path) -> None:
+    header, *_ = OPENFACE.splitlines()
+    (tmp_path / "faces.csv").write_text("\n".join([header, *(
+        f"{frame},0,{frame / 30:.3f},0.98,1,-0.02,0.12,-0.01,{3 * (frame > 60)}"
+        for frame in range(120))]))
+    printed = subprocess.run([sys.executable, ROOT / "examples/notebook/face_analysis.py", "faces.csv"],
+                             cwd=tmp_path, check=True, text=True, stdout=subprocess.PIPE, timeout=60,
+                             env={**os.environ, "MPLBACKEND": "agg"}).stdout
+    assert "120 frames in 4.0 s" in printed and "smile: 120" in printed
+    assert "Face characteristics: up" in printed and "Head Angles" in printed
+    assert (tmp_path / "faces.png").stat().st_size > 10_000
+
+
 def test_a_long_replay_can_be_interrupted(scene: pathlib.Path) -> None:
     def lines() -> Iterator[zorvel.Event]:
         while True:

@@ -43,7 +43,7 @@ class DocumentsTest(unittest.TestCase):
     def test_every_command_works(self):
         shown = {document.name: commands(document)
                  for document in (SOURCE / "README.md", *sorted(SOURCE.glob("docs/*.md")))}
-        for name in ("README.md", "import.md", "live.md", "report.md"):
+        for name in ("README.md", "import.md", "live.md", "python.md", "report.md"):
             self.assertTrue(shown[name], name)
         for name in filter(shown.get, shown):
             with tempfile.TemporaryDirectory() as folder:
@@ -56,6 +56,20 @@ class DocumentsTest(unittest.TestCase):
                     with self.subTest(document=name, command=command):
                         written = self.run_in(folder, command)
                         self.assertEqual(written[:len(output)], output)
+
+    def test_every_program_in_python_runs(self):
+        if "PYTHON_MODULE" not in os.environ:
+            self.skipTest("without the module of Python")
+        environment = {**os.environ, "PYTHONPATH": os.environ["PYTHON_MODULE"], "MPLBACKEND": "agg"}
+        for name in ("README.md", "docs/python.md", "docs/ros.md"):
+            blocks = re.findall(r"^```python\n(.*?)^```", (SOURCE / name).read_text(), re.M | re.S)
+            self.assertTrue(blocks, name)
+            with tempfile.TemporaryDirectory() as folder, self.subTest(document=name):
+                self.run_in(folder, "zorvel simulate --seconds 60 --output scene.jsonl")
+                result = subprocess.run(["/usr/bin/python3", "-W", "error", "-c", "\n".join(blocks)],
+                                        cwd=folder, env=environment, timeout=120, text=True,
+                                        stderr=subprocess.PIPE, stdout=subprocess.DEVNULL)
+                self.assertEqual((result.returncode, result.stderr), (0, ""))
 
     def test_lists_each_reason_of_a_force(self):
         header = (SOURCE / "include/zv/force.hpp").read_text()
@@ -71,8 +85,19 @@ class DocumentsTest(unittest.TestCase):
         table = (SOURCE / "recording/observation_fields.hpp").read_text()
         document = (SOURCE / "docs/recording-format.md").read_text()
         rows = re.findall(r"^\| (`[^|]+`) \|", document.split("| field | keys |")[1], re.M)
+        fields = sorted(re.findall(r"field\(&O::(\w+)", table))
+        self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))), fields)
+        document = (SOURCE / "docs/python.md").read_text().split("| field | value |")[1]
+        rows = re.findall(r"^\| (`[^|]+`) \|", document.split("\n\n")[0], re.M)
         self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))),
-                         sorted(re.findall(r"field\(&O::(\w+)", table)))
+                         sorted(re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), field)
+                                for field in fields))
+
+    def test_lists_each_column_of_a_summary(self):
+        columns = re.findall(r'Column\{"(\w+)"', (SOURCE / "playback/summary_table.hpp").read_text())
+        document = (SOURCE / "docs/archive.md").read_text().split("| column |")[1].split("\n\n")[0]
+        listed = re.findall(r"`(\w+)`", " ".join(re.findall(r"^\| (`[^|]+`) \|", document, re.M)))
+        self.assertEqual(listed, ["recording", *columns])
 
 
 if __name__ == "__main__":

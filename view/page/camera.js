@@ -83,7 +83,10 @@ class Camera {
   connect() {
     this.sender = new EventSender({
       name: "camera", count: cameraPeople,
-      onPeople: (first) => { this.people = new People({ first, most: cameraPeople }); },
+      onPeople: (first) => {
+        this.people = new People({ first, most: cameraPeople });
+        this.numbers.clear();
+      },
       onClose: () => {
         this.people = undefined;
         this.retry = setTimeout(() => {
