@@ -39,13 +39,21 @@ inline constexpr std::tuple timelineColumns{
     Column{"attention", [](const StateRow& row) { return row.attention.value; }},
     Column{"attention_confidence", [](const StateRow& row) { return row.attention.confidence; }},
     Column{"ease", [](const StateRow& row) { return row.ease.level; }},
-    Column{"ease_confidence", [](const StateRow& row) { return row.ease.confidence; }}};
+    Column{"ease_confidence", [](const StateRow& row) { return row.ease.confidence; }},
+    Column{"seconds", [](const StateRow& row) { return row.since; }},
+    Column{"event",
+           [](const StateRow& row) { return row.isSeen ? Observation::name : NotSeen::name; }},
+    Column{"visit", [](const StateRow& row) { return row.visit; }}};
 
 inline constexpr std::tuple scopesColumns{
     Column{"person", [](const ScopeRow& row) { return row.person; }},
     Column{"scope", [](const ScopeRow& row) { return std::string_view(row.scope); }},
     Column{"label", [](const ScopeRow& row) { return std::string_view(row.label); }},
-    Column{"samples", [](const ScopeRow& row) { return row.samples; }}};
+    Column{"samples", [](const ScopeRow& row) { return row.samples; }},
+    Column{"begin", [](const ScopeRow& row) { return row.begin; }},
+    Column{"end", [](const ScopeRow& row) { return row.end; }},
+    Column{"mean_valence", [](const ScopeRow& row) { return row.meanValence; }},
+    Column{"mean_confidence", [](const ScopeRow& row) { return row.meanConfidence; }}};
 
 inline constexpr std::tuple ambianceColumns{
     Column{"agitation", [](const AmbianceRow& row) { return row.agitation; }},

@@ -2,7 +2,9 @@
 
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <type_traits>
 
@@ -17,6 +19,22 @@ void append(fmt::memory_buffer& text, Number number) {
   }
   // The shortest digits that read back as the same number.
   fmt::format_to(std::back_inserter(text), "{}", number);
+}
+
+/// In seconds, to the nanosecond.
+void append(fmt::memory_buffer& text, Time::duration duration) {
+  constexpr std::int64_t second = 1'000'000'000;
+  const std::int64_t count = duration.count();
+  fmt::format_to(std::back_inserter(text), "{}{}", count < 0 ? "-" : "", std::abs(count / second));
+  std::int64_t rest = std::abs(count % second);
+  if (rest == 0) return;
+  int digits = 9;
+  for (; rest % 10 == 0; rest /= 10) --digits;
+  fmt::format_to(std::back_inserter(text), ".{:0{}}", rest, digits);
+}
+
+void append(fmt::memory_buffer& text, const std::optional<Time::duration>& duration) {
+  if (duration) append(text, *duration);
 }
 
 /// Quoted, by RFC 4180, if it holds a comma, a quote or a line end.

@@ -33,14 +33,26 @@ Row Playback::play(const StartRecording& start) {
 }
 
 Row Playback::play(const StopRecording& stop) {
-  ScopeRow row{stop.person, stop.scope, "error", 0};
   const auto recorder = _recorders.find(stop.person);
-  if (recorder != _recorders.end()) {
-    const auto result = recorder->second.stopRecording(stop.scope);
-    row.label = result.first;
-    row.samples = result.second.size();
+  const auto result = recorder == _recorders.end()
+                          ? std::pair("error", ZV::ZVEmotionRecorder::Samples())
+                          : recorder->second.stopRecording(stop.scope);
+  // In single precision and in the order of the samples, as the recorder itself.
+  float weightedSum = 0.0f;
+  float confidenceSum = 0.0f;
+  for (const auto& [time, state] : result.second) {
+    const auto valence = state.personValence();
+    weightedSum += valence.value * valence.confidence;
+    confidenceSum += valence.confidence;
   }
-  return row;
+  return ScopeRow{stop.person,
+                  stop.scope,
+                  result.first,
+                  result.second.size(),
+                  weightedSum / confidenceSum,
+                  confidenceSum / static_cast<float>(result.second.size()),
+                  {},
+                  {}};
 }
 
 Row Playback::play(const Movement& /*movement*/) {
@@ -94,12 +106,39 @@ StateRow stateRow(const ZV::Person& person, std::vector<ZV::Force> forces) {
           std::move(forces)};
 }
 
+void RecordingRows::place(Time time, const Event& event, Row& row) {
+  if (!_start) _start = time;
+  const Time::duration since = between(*_start, time);
+  if (auto* state = std::get_if<StateRow>(&row)) {
+    Visit& visit = _visits[state->person];
+    if (visit.isEnded) ++visit.number;
+    visit.isEnded = false;
+    state->since = since;
+    state->isSeen = !std::holds_alternative<NotSeen>(event.what);
+    state->visit = visit.number;
+  } else if (const auto* remove = std::get_if<Remove>(&event.what)) {
+    const auto visit = _visits.find(remove->person);
+    if (visit != _visits.end()) visit->second.isEnded = true;
+    _scopes.erase(remove->person);
+  } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
+    _scopes[start->person][start->scope] = time;
+  } else if (auto* scope = std::get_if<ScopeRow>(&row)) {
+    auto& open = _scopes[scope->person];
+    const auto begin = open.find(scope->scope);
+    scope->end = since;
+    if (begin == open.end()) return;
+    // One that has used up its samples is not open, though it was never closed.
+    if (scope->label != "error") scope->begin = between(*_start, begin->second);
+    open.erase(begin);
+  }
+}
+
 std::optional<Failure> playAll(const EventSource& next, Forces forces, const UseOfRow& use,
                                Time::duration until) {
   ku::SimulatedClock clock(Time::min());
   const ku::ClockScope scope(clock);
   Playback playback(forces);
-  std::optional<Time> start;
+  RecordingRows rows;
   while (true) {
     std::optional<Event> event;
     Row row;
@@ -108,14 +147,14 @@ std::optional<Failure> playAll(const EventSource& next, Forces forces, const Use
       if (!event) return std::nullopt;
       clock.set(std::max(clock.now(), event->time));
       row = playback.play(*event);
+      rows.place(clock.now(), *event, row);
     } catch (const Failure& failure) {
       return failure;
     } catch (const std::exception& error) {
       return Failure(error.what());
     }
     use(clock.now(), *event, row);
-    if (!start) start = clock.now();
-    if (between(*start, clock.now()) > until) return std::nullopt;
+    if (between(rows.start(), clock.now()) > until) return std::nullopt;
   }
 }
 

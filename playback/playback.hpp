@@ -28,6 +28,14 @@ struct StateRow {
   ZV::BodyLanguageEase ease;
   /// What moved the person in the cycle, in order; empty unless forces are watched.
   std::vector<ZV::Force> forces;
+
+  // Of a row of a recording.
+
+  /// Since the start.
+  Time::duration since{};
+  bool isSeen = true;
+  /// 1 for the person's first stretch of cycles, one more after each removal that ends one.
+  std::int32_t visit = 1;
 };
 
 enum class Forces { Unwatched, Watched };
@@ -41,6 +49,16 @@ struct ScopeRow {
   std::string scope;
   std::string label;
   std::size_t samples;
+  /// Of the valences, weighted by their confidences, as the label is made of them; NaN without
+  /// samples.
+  float meanValence;
+  float meanConfidence;
+
+  // Of a row of a recording, since its start.
+
+  /// None for a scope that was not open.
+  std::optional<Time::duration> begin;
+  Time::duration end{};
 };
 
 /// The room after an activity measurement.
@@ -80,6 +98,26 @@ class Playback {
   ZV::SocialGraph _graph;
   std::map<std::int32_t, ZV::ZVEmotionRecorder> _recorders;
   ZV::AmbianceState _room;
+};
+
+/// Tells rows where they stand in their recording.
+class RecordingRows {
+ public:
+  /// To be called for each event, with what it gave at `time`.
+  void place(Time time, const Event& event, Row& row);
+  /// When the first event was played.
+  Time start() const { return _start.value_or(Time()); }
+
+ private:
+  struct Visit {
+    std::int32_t number = 1;
+    bool isEnded = false;
+  };
+
+  std::optional<Time> _start;
+  std::map<std::int32_t, Visit> _visits;
+  /// When the open scopes of each person began.
+  std::map<std::int32_t, std::map<std::string, Time>> _scopes;
 };
 
 /// Gives the next event, or none at the end; may throw.

@@ -23,12 +23,9 @@ Spread spreadOf(const std::vector<float>& values, double confidences) {
 }  // namespace
 
 void SummaryTable::add(Time time, const Event& event, const Row& row) {
-  if (!_start) _start = time;
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
     const auto found = _persons.find(remove->person);
-    if (found == _persons.end()) return;
-    found->second.cycles.remove();
-    found->second.isRemoved = true;
+    if (found != _persons.end()) found->second.cycles.remove();
   }
   if (const auto* scope = std::get_if<ScopeRow>(&row)) {
     const auto* const label = std::find(scopeLabels.begin(), scopeLabels.end(), scope->label);
@@ -37,11 +34,10 @@ void SummaryTable::add(Time time, const Event& event, const Row& row) {
   const auto* const state = std::get_if<StateRow>(&row);
   if (state == nullptr) return;
   Person& person = _persons[state->person];
-  const bool isSeen = !std::holds_alternative<NotSeen>(event.what);
-  person.cycles.add(time, isSeen);
-  if (!isSeen) ++person.unseen;
-  if (person.isRemoved) ++person.returns;
-  person.isRemoved = false;
+  if (person.visits == 0) person.first = state->since;
+  person.cycles.add(time, state->isSeen);
+  if (!state->isSeen) ++person.unseen;
+  person.visits = state->visit;
   person.valence.push_back(state->valence.value);
   person.attention.push_back(state->attention.value);
   person.ease.push_back(state->ease.level);
@@ -56,8 +52,8 @@ std::vector<SummaryRow> SummaryTable::rows() const {
   for (const auto& [id, person] : _persons) {
     const auto& times = person.cycles.times();
     if (times.empty()) continue;
-    const auto seconds = [&](std::int64_t time) {
-      return inSeconds(between(*_start, Time(Time::duration(time))));
+    const auto seconds = [&, first = person.first](std::int64_t time) {
+      return inSeconds(first + Time::duration(time - times.front()));
     };
     const auto greatest = [&](const std::vector<float>& values, float range) {
       constexpr double none = std::numeric_limits<double>::quiet_NaN();
@@ -71,7 +67,7 @@ std::vector<SummaryRow> SummaryTable::rows() const {
       return static_cast<double>(part) / static_cast<double>(count);
     };
     rows.push_back({id, seconds(times.front()), seconds(times.back()), times.size(), person.unseen,
-                    person.returns, spreadOf(person.valence, person.valenceConfidence),
+                    person.visits, spreadOf(person.valence, person.valenceConfidence),
                     spreadOf(person.attention, person.attentionConfidence),
                     spreadOf(person.ease, person.easeConfidence), share(person.moods[0]),
                     share(person.moods[1]), share(person.moods[2]),

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string_view>
 #include <tuple>
 #include <vector>
@@ -38,8 +37,8 @@ struct SummaryRow {
   std::uint64_t cycles;
   /// Cycles in which the person was not perceived.
   std::uint64_t unseen;
-  /// How often the person was removed and came back.
-  std::uint64_t returns;
+  /// Stretches of cycles that a removal parts.
+  std::int32_t visits;
   Spread valence;
   Spread attention;
   Spread ease;
@@ -66,7 +65,7 @@ inline constexpr std::tuple summaryColumns{
     Column{"last", [](const SummaryRow& row) { return row.last; }},
     Column{"cycles", [](const SummaryRow& row) { return row.cycles; }},
     Column{"unseen_cycles", [](const SummaryRow& row) { return row.unseen; }},
-    Column{"returns", [](const SummaryRow& row) { return row.returns; }},
+    Column{"visits", [](const SummaryRow& row) { return row.visits; }},
     Column{"valence_mean", [](const SummaryRow& row) { return row.valence.mean; }},
     Column{"valence_deviation", [](const SummaryRow& row) { return row.valence.deviation; }},
     Column{"valence_confidence", [](const SummaryRow& row) { return row.valence.confidence; }},
@@ -101,9 +100,10 @@ class SummaryTable {
  private:
   struct Person {
     PersonCycles cycles;
+    /// Since the recording's start.
+    Time::duration first{};
     std::uint64_t unseen = 0;
-    std::uint64_t returns = 0;
-    bool isRemoved = false;
+    std::int32_t visits = 0;
     std::vector<float> valence;
     std::vector<float> attention;
     std::vector<float> ease;
@@ -115,7 +115,6 @@ class SummaryTable {
     std::array<std::uint64_t, scopeLabels.size()> scopes{};
   };
 
-  std::optional<Time> _start;
   std::map<std::int32_t, Person> _persons;
 };
 

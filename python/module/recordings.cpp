@@ -1,5 +1,6 @@
 #include <pybind11/numpy.h>
 
+#include <limits>
 #include <map>
 #include <tuple>
 #include <utility>
@@ -110,6 +111,14 @@ struct KeptIn<std::size_t> {
   using Type = std::vector<std::int64_t>;
 };
 template <>
+struct KeptIn<Time::duration> {
+  using Type = std::vector<double>;
+};
+template <>
+struct KeptIn<std::optional<Time::duration>> {
+  using Type = std::vector<double>;
+};
+template <>
 struct KeptIn<std::string_view> {
   using Type = TextColumn;
 };
@@ -150,11 +159,11 @@ class Table {
   /// A dict from the name of each column to its array; `start` is where the recording begins.
   py::dict take(Time start) {
     py::dict arrays;
-    std::vector<double> seconds;
-    seconds.reserve(_times.size());
+    std::vector<double> since;
     for (const std::int64_t time : _times) {
-      seconds.push_back(inSeconds(between(start, Time(Time::duration(time)))));
+      since.push_back(inSeconds(between(start, Time(Time::duration(time)))));
     }
+    const py::array seconds = asArray(std::move(since));
     arrays["time"] = asArray(std::move(_times));
     std::apply(
         [&](const auto&... column) {
@@ -167,7 +176,7 @@ class Table {
               _kept);
         },
         _columns);
-    arrays["seconds"] = asArray(std::move(seconds));
+    if (!arrays.contains("seconds")) arrays["seconds"] = seconds;
     return arrays;
   }
 
@@ -175,8 +184,13 @@ class Table {
   template <typename Column>
   static auto valueOf(const Column& column, const Row& row) {
     const auto value = column.value(row);
-    if constexpr (std::is_same_v<decltype(value), const std::size_t>) {
+    using Value = std::decay_t<decltype(value)>;
+    if constexpr (std::is_same_v<Value, std::size_t>) {
       return static_cast<std::int64_t>(value);
+    } else if constexpr (std::is_same_v<Value, Time::duration>) {
+      return inSeconds(value);
+    } else if constexpr (std::is_same_v<Value, std::optional<Time::duration>>) {
+      return value ? inSeconds(*value) : std::numeric_limits<double>::quiet_NaN();
     } else {
       return value;
     }

@@ -18,8 +18,8 @@ if TYPE_CHECKING:
 class Table(Mapping[str, "numpy.ndarray[Any, Any]"]):
     """A table of results: a mapping from the name of each column to a NumPy array.
 
-    The columns are those of the CSV file, in its order, and then `seconds`, the time since the
-    recording's start.
+    The columns are those of the CSV file, in its order. Where that has none of the name, `seconds`,
+    the time since the recording's start, follows.
     """
 
     def __init__(self, columns: dict[str, numpy.ndarray[Any, Any]]) -> None:

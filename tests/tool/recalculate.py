@@ -352,7 +352,8 @@ class Person:
                 state["ease"], state["ease_confidence"]]
 
 
-def scope_label(samples):
+def scope_summary(samples):
+    """The label, the mean valence and the mean confidence."""
     weighted_sum = confidence_sum = 0.0
     for valence, confidence in samples:
         positivity = valence if valence > 0.0 else 0.0
@@ -361,11 +362,15 @@ def scope_label(samples):
         weighted_sum = single(weighted_sum + product)
         confidence_sum = single(confidence_sum + confidence)
     mean_valence = divide(weighted_sum, confidence_sum)
-    if divide(confidence_sum, single(len(samples))) < single(0.4):
-        return "unknown"
-    if mean_valence > single(0.2):
-        return "positive"
-    return "negative" if mean_valence < single(-0.2) else "neutral"
+    mean_confidence = divide(confidence_sum, single(len(samples)))
+    label = "neutral"
+    if mean_confidence < single(0.4):
+        label = "unknown"
+    elif mean_valence > single(0.2):
+        label = "positive"
+    elif mean_valence < single(-0.2):
+        label = "negative"
+    return label, mean_valence, mean_confidence
 
 
 class Ambiance:
@@ -404,15 +409,22 @@ def two_cycles(first, second):
 COLUMNS = {
     "timeline.csv": ["time", "person", "valence", "valence_confidence", "mood", "cycle_mood",
                      "cycle_mood_confidence", "attention", "attention_confidence", "ease",
-                     "ease_confidence"],
-    "scopes.csv": ["time", "person", "scope", "label", "samples"],
+                     "ease_confidence", "seconds", "event", "visit"],
+    "scopes.csv": ["time", "person", "scope", "label", "samples", "begin", "end", "mean_valence",
+                   "mean_confidence"],
     "ambiance.csv": ["time", "agitation", "calm"],
 }
 
 
+def in_seconds(nanoseconds):
+    whole, rest = divmod(abs(nanoseconds), 10**9)
+    return f"{'-' * (nanoseconds < 0)}{whole}.{rest:09}".rstrip("0").rstrip(".")
+
+
 def replay(recording):
     tables = {name: [columns] for name, columns in COLUMNS.items()}
-    persons, ambiance, now = {}, Ambiance(), -2**62
+    persons, ambiance, now, start = {}, Ambiance(), -2**62, None
+    visits = {}  # each person's cycles since the last removal, visit by visit
     for text in recording:
         if not text.strip():
             continue
@@ -422,6 +434,7 @@ def replay(recording):
         if event == "header":
             continue
         now = max(now, int(line["time"]))
+        start = now if start is None else start
         if event == "movement":
             ambiance.movement()
             continue
@@ -432,24 +445,31 @@ def replay(recording):
         person_id = int(line["person"])
         if event == "remove":
             persons.pop(person_id, None)
+            if visits.get(person_id, [0])[-1]:
+                visits[person_id].append(0)
         elif event == "stop_recording":
             scopes = persons[person_id].scopes if person_id in persons else {}
             scope = scopes.pop(line["scope"], None)
             samples = scope["samples"] if scope else []
-            label = scope_label(samples) if scope else "error"
-            tables["scopes.csv"].append([now, person_id, line["scope"], label, len(samples)])
+            label, *means = scope_summary(samples)
+            tables["scopes.csv"].append(
+                [now, person_id, line["scope"], label if scope else "error", len(samples),
+                 in_seconds(scope["begin"] - start) if scope else "", in_seconds(now - start), *means])
         else:
             person = persons.setdefault(person_id, Person())
             if event == "start_recording":
                 remaining = int(line.get("samples", -1))
-                person.scopes[line["scope"]] = {"remaining": remaining, "samples": []}
+                person.scopes[line["scope"]] = {"remaining": remaining, "samples": [],
+                                                "begin": now}
                 continue
             if event == "observation":
                 person.observe(line, now)
             else:
                 person.not_seen()
             person.record_sample()
-            tables["timeline.csv"].append([now, person_id, *person.timeline_row()])
+            visits.setdefault(person_id, [0])[-1] += 1
+            tables["timeline.csv"].append([now, person_id, *person.timeline_row(),
+                                           in_seconds(now - start), event, len(visits[person_id])])
     return tables
 
 

@@ -144,13 +144,16 @@ class ReplayTest(unittest.TestCase):
         self.assertEqual(
             self.written("timeline.csv"),
             "time,person,valence,valence_confidence,mood,cycle_mood,cycle_mood_confidence,"
-            "attention,attention_confidence,ease,ease_confidence\n"
-            f"{START},7,0.60775,0.31937498,1,1,0.31937498,0.87544763,0.7124359,0,0.5\n"
-            f"{START + SECOND},7,0.449735,0.0958125,1,1,0.0958125,0.64783126,0.21373078,0,0.5\n")
+            "attention,attention_confidence,ease,ease_confidence,seconds,event,visit\n"
+            f"{START},7,0.60775,0.31937498,1,1,0.31937498,0.87544763,0.7124359,0,0.5,"
+            "0,observation,1\n"
+            f"{START + SECOND},7,0.449735,0.0958125,1,1,0.0958125,0.64783126,0.21373078,0,0.5,"
+            "1,not_seen,1\n")
         self.assertEqual(
             self.written("scopes.csv"),
-            "time,person,scope,label,samples\n"
-            f'{START + 2 * SECOND},7,"x,y",unknown,1\n{START + 2 * SECOND},8,z,error,0\n')
+            "time,person,scope,label,samples,begin,end,mean_valence,mean_confidence\n"
+            f'{START + 2 * SECOND},7,"x,y",unknown,1,1,2,0.449735,0.0958125\n'
+            f'{START + 2 * SECOND},8,z,error,0,,2,nan,nan\n')
         self.assertEqual(self.written("ambiance.csv"),
                          f"time,agitation,calm\n{START + SECOND},0.14,0.86\n")
 
