@@ -47,7 +47,8 @@ struct Interrupted {
 
 /// The failure of a system call on `name`; `error` is errno.
 inline Failure systemFailure(const std::string& name, int error) {
-  return Failure(printable(name) + ": " + std::generic_category().message(error), {name, 0, "", error});
+  return Failure(printable(name) + ": " + std::generic_category().message(error),
+                 {name, 0, "", error});
 }
 
 }  // namespace zorvel

@@ -93,7 +93,7 @@ def test_what_is_read_is_written_as_it_was(scene: pathlib.Path, tmp_path: pathli
         assert copies[0].read_bytes() == copies[1].read_bytes()
         one, two = zorvel.replay(recording).timeline, zorvel.replay(iter(events)).timeline
         for column in one:
-            assert numpy.array_equal(one[column], two[column], equal_nan=True)
+            numpy.testing.assert_array_equal(one[column], two[column])
     assert copies[0].read_text().startswith('{"event":"header","version":1')
     assert (tmp_path / "one.jsonl").stat().st_mode & 0o777 == 0o666 & ~umask()
 

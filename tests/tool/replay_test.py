@@ -311,7 +311,7 @@ class ReplayTest(unittest.TestCase):
         self.assertEqual(message, f"{fifo}:3: longer than 16777216 bytes\n")
         self.assertLess(usage.ru_maxrss, 300_000)  # kB: less than the line
         # A scope's name is text and nothing else.
-        self.assertIn(",1,/../../x,neutral,0\n", self.written("scopes.csv"))
+        self.assertIn(",1,/../../x,neutral,0,", self.written("scopes.csv"))
         self.assertEqual(sorted(file.name for file in self.output.iterdir()),
                          ["ambiance.csv", "scopes.csv", "timeline.csv"])
 
