@@ -12,6 +12,12 @@ std::string formatCount(std::uint64_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
+std::string formatNumber(double number) {
+  if (std::isnan(number)) return "not a number";
+  const std::string digits = fmt::format("{:.4g}", std::round(std::abs(number) * 1e4) / 1e4);
+  return number < 0.0 && digits != "0" ? "−" + digits : digits;
+}
+
 std::string formatDuration(std::int64_t nanoseconds) {
   struct Unit {
     double nanoseconds;

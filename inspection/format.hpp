@@ -9,6 +9,8 @@ namespace zorvel {
 
 /// A count with its noun, such as "1 line" or "12 lines".
 std::string formatCount(std::uint64_t count, std::string_view noun);
+/// Four digits, with a typographic minus sign and without a negative zero.
+std::string formatNumber(double number);
 /// A length of time with a unit that suits it, such as "33.3 ms".
 std::string formatDuration(std::int64_t nanoseconds);
 /// A share such as "98.7 %".

@@ -21,6 +21,7 @@ void Explainer::add(Time time, const Event& event, const Row& row) {
   const Time::duration since = between(*_start, time);
   if (_explained.at && since > *_explained.at) return;
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
+    _readings.erase(remove->person);
     const auto person = _persons.find(remove->person);
     if (person == _persons.end()) return;
     if (_explained.at) {
@@ -31,6 +32,7 @@ void Explainer::add(Time time, const Event& event, const Row& row) {
   }
   const auto* const state = std::get_if<StateRow>(&row);
   if (state == nullptr || (_explained.person && state->person != *_explained.person)) return;
+  _readings[state->person].add(time, event);
   if (_explained.at) {
     _persons.erase(state->person);
   } else if (since < _explained.from || since > _explained.to) {
@@ -42,6 +44,10 @@ void Explainer::add(Time time, const Event& event, const Row& row) {
   if (explained.isRemoved) ++explained.newStarts;
   explained.isRemoved = false;
   explained.why.add(state->forces);
+}
+
+std::vector<FieldReadings> Explainer::behind(std::int32_t person, std::string_view reason) const {
+  return _readings.at(person).behind(reason, _persons.at(person).last);
 }
 
 std::string formatSeconds(Time from, Time to) {

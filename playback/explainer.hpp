@@ -9,6 +9,7 @@
 
 #include "playback/explanation.hpp"
 #include "playback/playback.hpp"
+#include "playback/readings.hpp"
 
 namespace zorvel {
 
@@ -43,6 +44,8 @@ class Explainer {
   void add(Time time, const Event& event, const Row& row);
 
   const std::map<std::int32_t, ExplainedPerson>& persons() const { return _persons; }
+  /// What a force of that reason came from, in the last cycle of a person.
+  std::vector<FieldReadings> behind(std::int32_t person, std::string_view reason) const;
   /// When the recording starts, and the last event so far.
   Time start() const { return _start.value_or(Time()); }
   Time end() const { return _end; }
@@ -55,6 +58,7 @@ class Explainer {
  private:
   ExplainedTime _explained;
   std::map<std::int32_t, ExplainedPerson> _persons;
+  std::map<std::int32_t, Readings> _readings;
   std::optional<Time> _start;
   Time _end;
 };

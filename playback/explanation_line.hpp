@@ -5,14 +5,18 @@
 
 #include <cstdint>
 
+#include "playback/explained_changes.hpp"
 #include "playback/explainer.hpp"
 
 namespace zorvel {
 
 /// Appends why a person's state moved, in one cycle or in a span, as a JSON object on a line of its
-/// own.
+/// own. Of a moment, the readings behind each reason belong to it.
 void appendExplanationLine(fmt::memory_buffer& text, std::int32_t person,
-                           const ExplainedPerson& explained, bool isMoment);
+                           const Explainer& explainer);
+
+/// The same of one of the greatest changes.
+void appendExplanationLine(fmt::memory_buffer& text, const ExplainedChange& change, Time start);
 
 }  // namespace zorvel
 

@@ -324,12 +324,25 @@ py::tuple explainFile(py::handle path, std::optional<std::int32_t> person, py::h
     RecordingReader recording(name, checkSignals);
     Explainer explainer(explained);
     auto ended = explain(recording, explainer, [] {});
-    for (const auto& [id, why] : explainer.persons()) {
-      appendExplanationLine(lines, id, why, explained.at.has_value());
-    }
+    for (const auto& [id, why] : explainer.persons()) appendExplanationLine(lines, id, explainer);
     return ended;
   });
   return py::make_tuple(py::str(lines.data(), lines.size()), asException(failure));
+}
+
+py::tuple explainGreatestOf(py::handle path, std::optional<std::int32_t> person, std::size_t most) {
+  const std::string name = pathFrom(path);
+  std::optional<RecordingReader> recording;
+  const auto greatest = withoutLock([&] {
+    return explainGreatest(
+        [&]() -> RecordingReader& { return recording.emplace(name, checkSignals); }, person, most,
+        [] {});
+  });
+  fmt::memory_buffer lines;
+  for (const ExplainedChange& change : greatest.changes) {
+    appendExplanationLine(lines, change, greatest.start);
+  }
+  return py::make_tuple(py::str(lines.data(), lines.size()), asException(greatest.failure));
 }
 
 py::tuple reportFile(py::handle path, py::handle output) {
@@ -556,6 +569,8 @@ void addRecordings(py::module_& module) {
   module.attr("SUMMARY_HEADER") = summaryHeader;
   module.def("explain_file", &explainFile, py::arg("path"), py::arg("person"), py::arg("at"),
              py::arg("begin"), py::arg("end"));
+  module.def("greatest_changes_of_file", &explainGreatestOf, py::arg("path"), py::arg("person"),
+             py::arg("most"));
   module.def("report_file", &reportFile, py::arg("path"), py::arg("output"));
 }
 

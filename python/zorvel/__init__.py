@@ -28,7 +28,16 @@ from ._zorvel import (
     read_recording,
 )
 from .recorder import Recorder, Scope
-from .results import Results, Table, explain, replay, report, summarize, summary_csv
+from .results import (
+    Results,
+    Table,
+    explain,
+    greatest_changes,
+    replay,
+    report,
+    summarize,
+    summary_csv,
+)
 
 if _TYPE_CHECKING:
     from ._zorvel import Duration as Duration
@@ -58,6 +67,7 @@ __all__ = [
     "Table",
     "ValueConfidence",
     "explain",
+    "greatest_changes",
     "import_openface",
     "import_pyfeat",
     "now",

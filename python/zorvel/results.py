@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import json
 import os
-from collections.abc import Iterable, Iterator, Mapping
+from collections.abc import Iterable, Iterator, Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
 from . import _zorvel
@@ -63,16 +63,21 @@ class Results:
         #: Everything that moved a state, in order; None unless it was asked for.
         self.forces = Table(tables["forces"]) if "forces" in tables else None
 
-    def plot(self, person: int | None = None) -> matplotlib.figure.Figure:
+    def plot(self, persons: Sequence[int] | int | None = None, *, begin: float | None = None,
+             end: float | None = None, quantities: Sequence[str] | None = None,
+             width: float = 178.0, grey: bool = False) -> matplotlib.figure.Figure:
         """Draws the timeline with matplotlib, one axis for each quantity; returns the figure.
 
         A band shows how much confidence is missing: half as tall as the axis at confidence 0, none at
         1; it is not a range in which the value lies. Where a person had no cycles, the curve has a
-        gap. With `person`, that person alone.
+        gap. Scopes are bars below. By default everybody and everything is drawn; `begin` and `end`
+        are in seconds since the start, `width` is in millimetres, and `grey` is for print.
         """
         from .figure import draw
 
-        return draw(self, person)
+        if isinstance(persons, int):
+            persons = [persons]
+        return draw(self, persons, begin, end, quantities, width, grey)
 
 
 def _raise(error: BaseException | None, results: object) -> None:
@@ -134,6 +139,18 @@ def explain(recording: str | os.PathLike[str], *, person: int | None = None,
     results = {reasons.pop("person"): reasons for reasons in explained}
     _raise(error, results)
     return results
+
+
+def greatest_changes(recording: str | os.PathLike[str], most: int = 3, *,
+                     person: int | None = None) -> list[dict[str, Any]]:
+    """The greatest changes of the valence and of the attention within a second, and why.
+
+    As many of each, over all persons or of one: what `zorvel explain --greatest --json` writes.
+    """
+    lines, error = _zorvel.greatest_changes_of_file(recording, person, most)
+    changes = [json.loads(line) for line in lines.splitlines()]
+    _raise(error, changes)
+    return changes
 
 
 def report(recording: str | os.PathLike[str],

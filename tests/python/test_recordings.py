@@ -25,6 +25,7 @@ matplotlib.use("agg")
 TOOL = os.environ["ZORVEL"]
 ROOT = pathlib.Path(__file__).parents[2]
 RECORDINGS = sorted((ROOT / "fuzz/corpus/recording").glob("*.jsonl"))
+FAILING = ROOT / "fuzz/corpus/recording/cut_off_utf8.jsonl"
 OPENFACE = """frame,face_id,timestamp,confidence,success,pose_Rx,pose_Ry,pose_Rz,AU12_r
 1,0,0.0,0.98,1,-0.02,0.12,-0.01,0.5
 2,0,0.04,0.9,1,-0.03,0.13,-0.02,1.5
@@ -188,6 +189,8 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
         assert [{"person": person, **why} for person, why in explained.items()] == lines
     with pytest.raises(zorvel.DataError, match="that is after the end"):
         zorvel.explain(scene, at=1000.0)
+    assert zorvel.greatest_changes(scene, 2) == [
+        json.loads(line) for line in tool("explain", scene, "--json", "--greatest", "2").splitlines()]
     with pytest.raises(ValueError, match="at: excludes begin and end"):
         zorvel.explain(scene, at=1.0, end=2.0)
 
@@ -239,14 +242,19 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
 
 
 def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> None:
-    figure = zorvel.replay(scene).plot()
+    results = zorvel.replay(scene)
+    figure = results.plot()
     persons = len(zorvel.summarize(scene))
-    labels = [axes.get_ylabel().split("\n")[0] for axes in figure.axes]
-    assert labels == ["valence", "attention", "ease"]
-    assert [len(axes.lines) for axes in figure.axes] == [persons] * 3
+    labels = [axes.get_ylabel().split(" ")[0] for axes in figure.axes]
+    assert labels == ["valence", "attention", "ease", "scopes"]
+    assert [len(axes.lines) for axes in figure.axes[:3]] == [persons] * 3
+    assert len(figure.axes[3].patches) == (results.scopes["label"] != "error").sum() > 0
     assert "(s)" in figure.axes[-1].get_xlabel()
-    with pytest.raises(ValueError, match="person: 99 has no cycle"):
-        zorvel.replay(scene).plot(person=99)
+    one = results.plot(1, begin=5.0, end=10.0, quantities=["attention"], width=86.0, grey=True)
+    assert one.get_size_inches()[0] == pytest.approx(86.0 / 25.4)
+    assert len(one.axes[0].lines) == 1 and one.axes[0].get_xlim() == (5.0, 10.0)
+    with pytest.raises(ValueError, match="person 99 has no cycle"):
+        results.plot(99)
 
     def seen(second: float) -> zorvel.Event:
         return zorvel.Event.observation(second, 1, zorvel.Observation(time=second, smile=(1, 1)))
@@ -254,6 +262,25 @@ def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> N
     pause = zorvel.replay([seen(tenth / 10) for tenth in [*range(20), *range(60, 80)]]).plot()
     curve = pause.axes[0].lines[0].get_xdata()
     assert numpy.flatnonzero(numpy.isnan(curve)).tolist() == [20]
+
+
+def test_a_figure_is_made_from_the_shell(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    def plot(*arguments: str | pathlib.Path) -> subprocess.CompletedProcess[str]:
+        return subprocess.run([sys.executable, "-m", "zorvel", "plot", *arguments], text=True,
+                              capture_output=True, timeout=60)
+
+    made = plot(scene, "--person", "1", "--from", "0:05", "--to", "20", "-o", tmp_path / "a.svg")
+    assert (made.returncode, made.stderr) == (0, "")
+    text = (tmp_path / "a.svg").read_text()
+    assert "valence [−1, 1]" in text and "DejaVuSans-76" in text  # the shape of a "v"
+    assert plot(scene, "--grey", "-o", tmp_path / "a.pdf").returncode == 0
+    assert b"/FontFile2" in (tmp_path / "a.pdf").read_bytes()
+    cases: list[tuple[list[str | pathlib.Path], str]] = [
+        ([tmp_path / "none"], "No such file"), ([scene, "--person", "9"], "person 9"),
+        ([FAILING], "cut_off_utf8.jsonl:")]
+    for arguments, words in cases:
+        failed = plot(*arguments, "-o", tmp_path / "b.png")
+        assert failed.returncode == 1 and words in failed.stderr and "Traceback" not in failed.stderr
 
 
 def test_the_notebook_runs(tmp_path: pathlib.Path) -> None:

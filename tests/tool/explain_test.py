@@ -100,6 +100,36 @@ class ExplainTest(unittest.TestCase):
                 self.assertAlmostEqual(moves["up"] - moves["down"],
                                        moves["after"] - moves["before"], 4)
 
+    def test_tells_the_greatest_changes_and_the_readings_behind_them(self):
+        changes = self.explained("--greatest", "2")
+        self.assertEqual([change["quantity"] for change in changes],
+                         ["valence", "valence", "attention", "attention"])
+        for change in changes:
+            rows = [row for row in self.timeline if row["person"] == str(change["person"])
+                    and change["from"] <= int(row["time"]) <= change["to"]]
+            before, *_, after = (single(row[change["quantity"]]) for row in rows)
+            self.assertEqual((before, after), (single(change["before"]), single(change["after"])))
+            self.assertLessEqual(change["to"] - change["from"], 10**9)
+            moved = sum(reason["up"] - reason["down"] for reason in change["reasons"])
+            self.assertAlmostEqual(moved, after - before, 4)
+        sizes = [abs(change["after"] - change["before"]) for change in changes]
+        self.assertTrue(sizes[0] >= sizes[1] and sizes[2] >= sizes[3])
+        only = self.explained("--greatest", "1", "--person", "2")
+        self.assertEqual({change["person"] for change in only}, {2})
+        self.assertIn("reads the recording twice", run("explain", "-", "--greatest", "1", status=2))
+
+        # A posture every second: the one from the future counts, the one of 7.5 s ago does not.
+        lines = [{"event": "observation", "time": second * 10**9, "person": 1,
+                  "headPosture": {"yaw": second, "pitch": -1, "roll": 0}} for second in range(9)]
+        lines[-1]["time"] -= 500_000_000
+        lines[-1]["headPosture"]["time"] = 9 * 10**9
+        lines[-1]["touchEmotion"] = {"value": 2}
+        path = pathlib.Path(self.recording).with_name("postures.jsonl")
+        path.write_text("\n".join(map(json.dumps, lines)))
+        told = run("explain", path, "--at", "7.5")
+        self.assertIn("\n      headPosture yaw 8°, pitch −1°, roll 0°, the newest of 8\n", told)
+        self.assertIn("\n      touchEmotion 2\n", told)
+
     def test_times_are_exact_and_the_removed_begin_anew(self):
         lines = [{"event": "not_seen", "time": k * 100_000_000 + (400_000 if k == 5 else 0),
                   "person": 1} for k in range(10)]

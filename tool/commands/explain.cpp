@@ -12,6 +12,7 @@
 
 #include "inspection/format.hpp"
 #include "playback/columns.hpp"
+#include "playback/explained_changes.hpp"
 #include "playback/explainer.hpp"
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
@@ -29,15 +30,12 @@ namespace {
 struct ExplainOptions {
   std::string recording;
   ExplainedTime time;
+  /// As many of the greatest changes; 0 for an explanation of a time.
+  std::size_t greatest = 0;
   bool json = false;
 };
 
-/// Four digits, with a typographic minus sign and without a negative zero.
-std::string formatNumber(double number) {
-  if (std::isnan(number)) return "not a number";
-  const std::string digits = fmt::format("{:.4g}", std::round(std::abs(number) * 1e4) / 1e4);
-  return number < 0.0 && digits != "0" ? "−" + digits : digits;
-}
+constexpr std::size_t mostReasons = 3;
 
 std::string formatQuantity(std::size_t index) {
   std::string name(nameOf(static_cast<ZV::Quantity>(index)));
@@ -60,9 +58,13 @@ std::string_view formatDirection(const QuantityMoves& moves) {
   return moves.after < moves.before ? "fell" : "rose";
 }
 
-void printMoment(std::int32_t person, const ExplainedPerson& moment, Time start) {
-  constexpr std::size_t mostReasons = 3;
-  fmt::print("person {} at {} s\n", person, formatSeconds(start, moment.last));
+void printReadings(const std::vector<FieldReadings>& readings) {
+  for (const FieldReadings& of : readings) fmt::print("      {}\n", describe(of));
+}
+
+void printMoment(std::int32_t person, const Explainer& explainer) {
+  const ExplainedPerson& moment = explainer.persons().at(person);
+  fmt::print("person {} at {} s\n", person, formatSeconds(explainer.start(), moment.last));
   for (std::size_t index = 0; index < moment.why.quantities().size(); ++index) {
     const QuantityMoves& moves = moment.why.quantities().at(index);
     if (moves.reasons.empty()) continue;
@@ -81,6 +83,7 @@ void printMoment(std::int32_t person, const ExplainedPerson& moment, Time start)
     }
     for (std::size_t rank = 0; rank < std::min(mostReasons, reasons.size()); ++rank) {
       fmt::print("    {}\n", formatReason(reasons.at(rank)));
+      printReadings(explainer.behind(person, reasons.at(rank).reason));
     }
     if (reasons.size() > mostReasons) {
       fmt::print("    and {} more\n", reasons.size() - mostReasons);
@@ -114,6 +117,47 @@ void printSpan(std::int32_t person, const ExplainedPerson& span, Time start) {
   }
 }
 
+/// The greatest changes, each with its main reasons.
+void printGreatest(const GreatestChanges& greatest) {
+  for (const ExplainedChange& change : greatest.changes) {
+    fmt::print("person {}: {} {} from {} to {} between {} and {} s:\n", change.person,
+               formatQuantity(static_cast<std::size_t>(change.quantity)),
+               change.after < change.before ? "fell" : "rose",
+               formatNumber(static_cast<double>(change.before)),
+               formatNumber(static_cast<double>(change.after)),
+               formatSeconds(greatest.start, change.first),
+               formatSeconds(greatest.start, change.last));
+    for (std::size_t rank = 0; rank < std::min(mostReasons, change.reasons.size()); ++rank) {
+      const ExplainedReason& reason = change.reasons.at(rank);
+      fmt::print("    {}\n", formatReason(reason.moves));
+      printReadings(reason.readings);
+    }
+  }
+}
+
+void explainGreatestChanges(const ExplainOptions& options) {
+  catchInterrupts();
+  requireDistinct({options.recording}, {"-"});
+  std::optional<RecordingReader> recording;
+  GreatestChanges greatest;
+  {
+    Progress progress(true);
+    greatest = explainGreatest(
+        [&]() -> RecordingReader& { return recording.emplace(options.recording, waitForInput); },
+        options.time.person, options.greatest, [&] { progress.update(recording->lines()); });
+  }
+  fmt::memory_buffer json;
+  for (const ExplainedChange& change : greatest.changes) {
+    appendExplanationLine(json, change, greatest.start);
+  }
+  if (options.json) {
+    fmt::print("{}", fmt::to_string(json));
+  } else {
+    printGreatest(greatest);
+  }
+  if (greatest.failure) throw Failure(*greatest.failure);
+}
+
 void explainRecording(const ExplainOptions& options) {
   catchInterrupts();
   requireDistinct({options.recording}, {"-"});
@@ -127,9 +171,9 @@ void explainRecording(const ExplainOptions& options) {
   fmt::memory_buffer json;
   for (const auto& [person, explained] : explainer.persons()) {
     if (options.json) {
-      appendExplanationLine(json, person, explained, options.time.at.has_value());
+      appendExplanationLine(json, person, explainer);
     } else if (options.time.at) {
-      printMoment(person, explained, explainer.start());
+      printMoment(person, explainer);
     } else {
       printSpan(person, explained, explainer.start());
     }
@@ -146,13 +190,15 @@ void addExplain(CLI::App& tool) {
   command->footer(
       R"(A TIME is in seconds since the start of the recording, or like 1:23.5. For a moment (--at) it tells
 what moved each person in the last cycle until then, the strongest reasons first; for a span, or
-without one for the whole recording, each reason's share of all movement up and down. With --json,
+without one for the whole recording, each reason's share of all movement up and down. With --greatest
+it tells where most happened, what moved it there, and the readings behind that, as --at does. With --json,
 one object a line for each person, with every reason. After a bad line it tells everything up to it;
 what comes after a moment is not read.
 
 Examples:
   zorvel explain meeting.jsonl --person 1 --at 12.5
-  zorvel explain meeting.jsonl --from 1:00 --to 1:30 --json)");
+  zorvel explain meeting.jsonl --from 1:00 --to 1:30 --json
+  zorvel explain meeting.jsonl --greatest 3)");
   const auto options = std::make_shared<ExplainOptions>();
   addRecording(*command, options->recording);
   command->add_option("--person", options->time.person, "This person alone")
@@ -162,8 +208,23 @@ Examples:
   auto* const at = addTimeOption(*command, "--at", options->time.at, "The moment");
   addTimeOption(*command, "--from", options->time.from, "Where the span begins")->excludes(at);
   addTimeOption(*command, "--to", options->time.to, "Where it ends, itself included")->excludes(at);
+  command
+      ->add_option("--greatest", options->greatest,
+                   "The N greatest changes of the valence and of the attention within a second")
+      ->type_name("N")
+      ->transform(wholeNumber(1, 1'000))
+      ->excludes(at)
+      ->excludes("--from")
+      ->excludes("--to");
   command->add_flag("--json", options->json, "Write JSON");
   command->callback([options] {
+    if (options->greatest > 0) {
+      if (options->recording == "-") {
+        throw CLI::ValidationError("--greatest", "reads the recording twice, so it needs a file");
+      }
+      explainGreatestChanges(*options);
+      return;
+    }
     if (options->time.from > options->time.to) {
       throw CLI::ValidationError("--from", "is after --to");
     }

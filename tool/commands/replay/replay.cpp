@@ -18,6 +18,7 @@
 #include "playback/csv.hpp"
 #include "playback/playback.hpp"
 #include "playback/summary.hpp"
+#include "playback/summary_table.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
@@ -36,6 +37,9 @@ struct ReplayOptions {
   std::vector<std::string> recordings;
   std::string output = ".";
   std::string timeline;
+  std::string summary;
+  /// Whether each recording gets its files of results.
+  bool writesFiles = true;
   unsigned int jobs = std::max(1U, std::thread::hardware_concurrency());
   bool each = false;
   bool quiet = false;
@@ -47,6 +51,7 @@ struct Job {
   std::string recording;
   std::filesystem::path folder;
   Summary summary;
+  SummaryTable table;
   std::vector<Finding> findings;
   std::string failure;
 };
@@ -56,17 +61,19 @@ std::optional<Failure> replayInto(Job& job, const ReplayOptions& options,
                                   const std::function<void(const LineReader&)>& showProgress) {
   const Forces forces = options.forces ? Forces::Watched : Forces::Unwatched;
   RecordingReader recording(job.recording, waitForInput);
-  CsvFiles files(job.folder, forces);
+  std::optional<CsvFiles> files;
+  if (options.writesFiles) files.emplace(job.folder, forces);
   RecordingFacts facts;
   auto failure = playAll(recording, forces, [&](Time time, const Event& event, const Row& row) {
-    files.write(time, row);
+    if (files) files->write(time, row);
     job.summary.add(time, row);
+    if (!options.summary.empty()) job.table.add(time, event, row);
     if (!options.quiet) facts.add(event, recording.lines().lineNumber());
     showProgress(recording.lines());
   });
   // When not even the first line can be read, earlier results stay.
   if (failure && recording.lines().lineNumber() == 0) throw Failure(*failure);
-  files.commit();
+  if (files) files->commit();
   job.findings = findingsOf(facts);
   return failure;
 }
@@ -75,7 +82,7 @@ void replayOne(const ReplayOptions& options) {
   auto outputs = CsvFiles::names(options.output);
   if (!options.quiet) outputs.emplace_back("-");
   requireDistinct(options.recordings, outputs);
-  Job job{options.recordings.front(), options.output, {}, {}, {}};
+  Job job{options.recordings.front(), options.output, {}, {}, {}, {}};
   std::optional<Failure> failure;
   {
     Progress progress(!options.quiet);
@@ -109,9 +116,15 @@ void replayTimeline(const ReplayOptions& options) {
   if (failure) throw Failure(*failure);
 }
 
-/// A job for each recording, each with a folder of its own under the output folder.
+/// A job for each recording; where files are written, each has a folder of its own under the output
+/// folder.
 std::vector<Job> makeJobs(const ReplayOptions& options) {
   std::vector<Job> jobs;
+  if (!options.writesFiles) {
+    for (const auto& recording : options.recordings)
+      jobs.push_back({recording, {}, {}, {}, {}, {}});
+    return jobs;
+  }
   std::set<std::string> taken;
   for (const auto& recording : options.recordings) {
     std::string name = std::filesystem::path(recording).stem().string();
@@ -120,7 +133,7 @@ std::vector<Job> makeJobs(const ReplayOptions& options) {
     for (int number = 2; !taken.insert(unique).second; ++number) {
       unique = fmt::format("{}-{}", name, number);
     }
-    jobs.push_back({recording, std::filesystem::path(options.output) / unique, {}, {}, {}});
+    jobs.push_back({recording, std::filesystem::path(options.output) / unique, {}, {}, {}, {}});
   }
   return jobs;
 }
@@ -161,13 +174,22 @@ std::uint64_t sizeOf(const std::vector<std::string>& files) {
 void replayMany(const ReplayOptions& options) {
   std::vector<Job> jobs = makeJobs(options);
   std::vector<std::string> outputs;
-  for (const auto& job : jobs) {
-    for (auto& name : CsvFiles::names(job.folder)) outputs.push_back(std::move(name));
+  std::optional<TextOutput> summary;
+  if (!options.summary.empty()) outputs.push_back(options.summary);
+  if (options.writesFiles) {
+    for (const auto& job : jobs) {
+      for (auto& name : CsvFiles::names(job.folder)) outputs.push_back(std::move(name));
+    }
   }
   if (!options.quiet) outputs.emplace_back("-");
   requireDistinct(options.recordings, outputs);
+  if (!options.summary.empty()) {
+    summary.emplace(options.summary, throwIfInterrupted);
+    summary->append(summaryHeader);
+  }
   // Made before the folders inside it, and so removed after them if all stay empty.
-  const OutputFolder folder(options.output);
+  std::optional<OutputFolder> folder;
+  if (options.writesFiles) folder.emplace(options.output);
   std::atomic<std::size_t> next{0};
   std::atomic<std::size_t> finished{0};
   std::atomic<std::uint64_t> bytesRead{0};
@@ -202,6 +224,10 @@ void replayMany(const ReplayOptions& options) {
       worker.get();
     }
   }
+  if (summary) {
+    for (const auto& job : jobs) appendSummary(summary->text(), job.recording, job.table.rows());
+    summary->commit();
+  }
   if (!options.quiet) {
     printJobs(jobs);
     for (const auto& job : jobs) printWarnings(job.recording, job.findings);
@@ -218,7 +244,7 @@ void replay(const ReplayOptions& options) {
   if (options.quiet) ku::log::setLevel(ku::log::Error);
   if (!options.timeline.empty()) {
     replayTimeline(options);
-  } else if (options.each || options.recordings.size() > 1) {
+  } else if (options.each || options.recordings.size() > 1 || !options.summary.empty()) {
     replayMany(options);
   } else {
     replayOne(options);
@@ -244,6 +270,7 @@ have just one.
 Examples:
   zorvel replay meeting.jsonl --output results
   zorvel replay --each *.jsonl --output results
+  zorvel replay *.jsonl --summary persons.csv
   zorvel replay - --timeline - < meeting.jsonl > timeline.csv)");
   const auto options = std::make_shared<ReplayOptions>();
   command->add_option("RECORDING", options->recordings, "The recordings; - reads standard input")
@@ -258,6 +285,13 @@ Examples:
       ->type_name("FILE")
       ->excludes(output);
   command
+      ->add_option(
+          "--summary", options->summary,
+          "Write a table with a row for each recording and person, into this file; without "
+          "--output that alone")
+      ->type_name("FILE")
+      ->excludes("--timeline");
+  command
       ->add_flag("--each", options->each,
                  "Write into a folder for each recording also when there is just one")
       ->excludes("--timeline");
@@ -270,7 +304,8 @@ Examples:
                  "Write forces.csv too: why each state moved as it did; a large file")
       ->excludes("--timeline");
   command->add_flag("-q,--quiet", options->quiet, "No summary, no progress, no warnings");
-  command->callback([options] {
+  command->callback([options, output] {
+    options->writesFiles = options->summary.empty() || output->count() > 0;
     if (!options->timeline.empty() && options->recordings.size() > 1) {
       throw CLI::ValidationError("--timeline", "takes one recording");
     }

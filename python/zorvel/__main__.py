@@ -1,0 +1,69 @@
+"""python3 -m zorvel plot: figures for papers."""
+
+from __future__ import annotations
+
+import argparse
+import sys
+
+from . import DataError, replay
+from .figure import QUANTITIES, draw
+
+
+def _since_start(text: str) -> float:
+    """Seconds, or minutes and seconds, or hours, minutes and seconds."""
+    seconds = 0.0
+    for part in text.split(":"):
+        seconds = 60.0 * seconds + float(part)
+    return seconds
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(
+        prog="python3 -m zorvel", description="Figures of recordings, drawn by matplotlib.")
+    commands = parser.add_subparsers(dest="command", required=True)
+    plot = commands.add_parser(
+        "plot", help="draw a recording", epilog="example: python3 -m zorvel plot meeting.jsonl "
+        "--from 1:00 --to 2:00 --quantity valence --width 86 --grey -o meeting.pdf")
+    plot.add_argument("recording", metavar="RECORDING")
+    plot.add_argument("-o", "--output", required=True, metavar="FILE",
+                      help="the figure; its ending tells the kind: .svg, .pdf or .png")
+    plot.add_argument("--person", type=int, action="append", metavar="N",
+                      help="this person alone, or several; all without it")
+    plot.add_argument("--from", type=_since_start, dest="begin", metavar="TIME",
+                      help="since the start: seconds, or like 1:23.5")
+    plot.add_argument("--to", type=_since_start, dest="end", metavar="TIME")
+    plot.add_argument("--quantity", action="append", choices=list(QUANTITIES),
+                      help="this alone, or several; all without it")
+    plot.add_argument("--width", type=float, default=178.0, metavar="MM",
+                      help="of the figure, in millimetres (default: %(default)s)")
+    plot.add_argument("--grey", action="store_true", help="greys and line styles for colours")
+    options = parser.parse_args()
+
+    failure = None
+    try:
+        results = replay(options.recording)
+    except DataError as error:
+        failure, results = error, error.results
+    except OSError as error:
+        print(f"{error.filename}: {error.strerror}", file=sys.stderr)
+        return 1
+    if failure is None or results.timeline.rows > 0:
+        import matplotlib
+
+        matplotlib.use("agg")
+        matplotlib.rcParams["pdf.fonttype"] = 42  # whole fonts, which publishers ask for
+        try:
+            figure = draw(results, persons=options.person, begin=options.begin, end=options.end,
+                          quantities=options.quantity, width=options.width, grey=options.grey)
+            figure.savefig(options.output, dpi=300)
+        except (OSError, ValueError) as error:
+            print(error, file=sys.stderr)
+            return 1
+    if failure is not None:
+        print(failure, file=sys.stderr)
+        return 1
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
