@@ -67,21 +67,44 @@ def _draw_quantity(axes: matplotlib.axes.Axes, results: Results, persons: Sequen
     axes.grid(alpha=0.3, linewidth=0.5)
 
 
+def _scope_lanes(results: Results, persons: Sequence[int], begin: float | None,
+                 end: float | None) -> list[tuple[int, list[int]]]:
+    """A person and rows of the shown scopes, for each lane: those in one do not overlap."""
+    import numpy
+
+    scopes = results.scopes
+    lanes: list[tuple[int, list[int]]] = []
+    for row in numpy.argsort(scopes["begin"], kind="stable"):
+        person = int(scopes["person"][row])
+        if person not in persons or scopes["label"][row] == "error":
+            continue
+        if (begin is not None and scopes["end"][row] < begin or
+                end is not None and scopes["begin"][row] > end):
+            continue
+        for owner, rows in lanes:
+            if owner == person and scopes["end"][rows[-1]] <= scopes["begin"][row]:
+                rows.append(row)
+                break
+        else:
+            lanes.append((person, [row]))
+    return sorted(lanes, key=lambda lane: list(persons).index(lane[0]))
+
+
 def _draw_scopes(axes: matplotlib.axes.Axes, results: Results, persons: Sequence[int],
-                 grey: bool) -> None:
+                 lanes: list[tuple[int, list[int]]], grey: bool) -> None:
     """A bar for each scope that was closed, with its name and label."""
     scopes = results.scopes
-    for row in range(scopes.rows):
-        if scopes["person"][row] not in persons or scopes["label"][row] == "error":
-            continue
-        index = list(persons).index(scopes["person"][row])
-        begin, end = scopes["begin"][row], scopes["end"][row]
-        axes.barh(-index, end - begin, left=begin, height=0.8, alpha=0.3, linewidth=0.0,
-                  color=_look(index, grey)["color"])
-        axes.text((begin + end) / 2.0, -index, f"{scopes['scope'][row]}: {scopes['label'][row]}",
-                  ha="center", va="center", fontsize="x-small", clip_on=True)
-    axes.set_ylim(0.5 - len(persons), 0.5)
-    axes.set_yticks([-index for index in range(len(persons))], [str(person) for person in persons])
+    leftmost, _ = axes.get_xlim()
+    for lane, (person, rows) in enumerate(lanes):
+        look = _look(list(persons).index(person), grey)
+        for row in rows:
+            begin, end = scopes["begin"][row], scopes["end"][row]
+            axes.barh(lane, end - begin, left=begin, height=0.8, alpha=0.3, color=look["color"])
+            axes.text(max(begin, leftmost), lane,
+                      f" {scopes['scope'][row]}: {scopes['label'][row]}", va="center",
+                      fontsize="x-small", clip_on=True)
+    axes.set_ylim(len(lanes) - 0.5, -0.5)
+    axes.set_yticks(range(len(lanes)), [f"person {person}" for person, _ in lanes])
     axes.set_ylabel("scopes")
 
 
@@ -100,20 +123,21 @@ def draw(results: Results, persons: Sequence[int] | None, begin: float | None, e
             raise ValueError(f"{quantity} is no quantity; these are: {list(QUANTITIES)}")
     persons = list(persons or there)
     names = list(quantities or QUANTITIES)
-    has_scopes = bool(numpy.isin(results.scopes["person"], persons).any())
-    heights = [3.0] * len(names) + [0.3 + 0.4 * len(persons)] * has_scopes
+    lanes = _scope_lanes(results, persons, begin, end)
+    inches = width / _MILLIMETRES_PER_INCH
+    heights = [0.4 + 0.17 * inches] * len(names) + [0.1 + 0.18 * len(lanes)] * bool(lanes)
     with matplotlib.pyplot.rc_context({"font.size": 8.0}):
-        inches = width / _MILLIMETRES_PER_INCH
         figure, grid = matplotlib.pyplot.subplots(
             len(heights), sharex=True, squeeze=False, layout="constrained",
-            gridspec_kw={"height_ratios": heights}, figsize=(inches, 0.19 * inches * sum(heights) / 2.4))
+            gridspec_kw={"height_ratios": heights}, figsize=(inches, 0.7 + sum(heights)))
+        figure.get_layout_engine().set(w_pad=0.1)  # for the last number below an axis
         all_axes = grid[:, 0]
         for axes, name in zip(all_axes, names):
             _draw_quantity(axes, results, persons, name, grey)
-        if has_scopes:
-            _draw_scopes(all_axes[-1], results, persons, grey)
         all_axes[-1].set_xlabel("time since the start of the recording (s)")
         all_axes[-1].set_xlim(begin, end)
+        if lanes:
+            _draw_scopes(all_axes[-1], results, persons, lanes, grey)
         if len(persons) > 1:
             all_axes[0].legend(loc="lower left", bbox_to_anchor=(0.0, 1.0), ncol=6, frameon=False)
     return figure

@@ -19,6 +19,8 @@ import pytest
 import zorvel
 
 pytest.importorskip("distributed")
+if "asan" in os.environ.get("LD_PRELOAD", ""):
+    pytest.skip("Dask's workers do not start under the address sanitizer", allow_module_level=True)
 TOOL = os.environ["ZORVEL"]
 ARCHIVE = pathlib.Path(__file__).parents[2] / "examples/archive/replay_archive.py"
 COUNT = 40
@@ -36,9 +38,9 @@ def recordings(tmp_path: pathlib.Path) -> list[str]:
 
 
 @contextlib.contextmanager
-def dask(*arguments: str) -> Iterator[subprocess.Popen[str]]:
-    """A part of Dask, with its standard error, which says when it is ready."""
-    with subprocess.Popen([sys.executable, "-m", *arguments], text=True,
+def running(arguments: list[str | pathlib.Path],
+            folder: pathlib.Path) -> Iterator[subprocess.Popen[str]]:
+    with subprocess.Popen([sys.executable, *arguments], text=True, cwd=folder,
                           stderr=subprocess.PIPE) as process:
         try:
             yield process
@@ -59,17 +61,17 @@ def test_every_recording_is_in_the_table_once(tmp_path: pathlib.Path, recordings
     (tmp_path / "nobody.jsonl").write_text('{"time":0,"event":"movement"}\n')
     (tmp_path / "bad.jsonl").write_text("{")
     every = [*recordings, "nobody.jsonl"]
-    with dask("distributed.cli.dask_scheduler", "--host", "127.0.0.1", "--port", "0",
-              "--no-dashboard") as scheduler:
+    with running(["-m", "distributed.cli.dask_scheduler", "--host", "127.0.0.1", "--port", "0",
+                  "--no-dashboard"], tmp_path) as scheduler:
         assert scheduler.stderr is not None
         address = next(found[0] for line in scheduler.stderr
                        if (found := re.search(r"tcp://\S+", line)))
-        worker = ["distributed.cli.dask_worker", address, "--nthreads", "1", "--no-dashboard",
-                  "--no-nanny", "--local-directory", str(tmp_path)]
-        with dask(*worker) as one, dask(*worker):
-            with subprocess.Popen([sys.executable, ARCHIVE, *every, "bad.jsonl", every[0],
-                                   "--scheduler", address], cwd=tmp_path, text=True,
-                                  stderr=subprocess.PIPE) as archive:
+        worker: list[str | pathlib.Path] = [
+            "-m", "distributed.cli.dask_worker", address, "--nthreads", "1", "--no-dashboard",
+            "--no-nanny", "--local-directory", tmp_path]
+        with running(worker, tmp_path) as one, running(worker, tmp_path):
+            with running([ARCHIVE, *every, "bad.jsonl", every[0], "--scheduler", address],
+                         tmp_path) as archive:
                 part = tmp_path / "persons.csv.part"
                 end = time.monotonic() + 60
                 while not part.exists() or part.read_bytes().count(b"\n") < COUNT // 6:
