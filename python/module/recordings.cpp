@@ -61,7 +61,7 @@ class Writer {
   }
   void close() {
     if (!_output) return;
-    _output->commit();
+    withoutLock([this] { _output->commit(); });
     _output.reset();
   }
   void exit(const py::handle& error) {
@@ -545,7 +545,11 @@ void addRecordings(py::module_& module) {
           "source", &Reader::source,
           "What made the recording, by its header; known after the first event.");
   module.def(
-      "read_recording", [](py::handle path) { return std::make_unique<Reader>(pathFrom(path)); },
+      "read_recording",
+      [](py::handle path) {
+        const std::string name = pathFrom(path);
+        return withoutLock([&] { return std::make_unique<Reader>(name); });
+      },
       py::arg("path"), "Reads a recording, an Event at a time, in constant memory.");
 
   py::class_<Writer>(
