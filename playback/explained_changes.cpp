@@ -6,6 +6,7 @@
 #include <map>
 
 #include "playback/person_cycles.hpp"
+#include "recording/printable.hpp"
 
 namespace zorvel {
 namespace {
@@ -91,9 +92,11 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
   GreatestChanges greatest;
   std::map<std::int32_t, Person> persons;
   std::optional<Time> start;
+  std::uint64_t events = 0;
   greatest.failure =
       playAll(open(), Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
         if (!start) start = time;
+        ++events;
         if (const auto* remove = std::get_if<Remove>(&event.what)) {
           const auto found = persons.find(remove->person);
           if (found != persons.end()) found->second.cycles.remove();
@@ -112,7 +115,9 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
 
   std::map<std::int32_t, Readings> readings;
   std::map<std::int32_t, std::size_t> rows;
-  playAll(open(), Forces::Watched, [&](Time time, const Event& event, const Row& row) {
+  RecordingReader& again = open();
+  playAll(again, Forces::Watched, [&](Time time, const Event& event, const Row& row) {
+    --events;
     if (const auto* remove = std::get_if<Remove>(&event.what)) readings.erase(remove->person);
     const auto* state = std::get_if<StateRow>(&row);
     if (state != nullptr) {
@@ -134,6 +139,10 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
     }
     onProgress();
   });
+  if (events != 0) {
+    const std::string& name = again.lines().name();
+    throw Failure(printable(name) + ": gives other events when it is read again", {name, 0, "", 0});
+  }
   for (Found& found : all) greatest.changes.push_back(finished(found));
   return greatest;
 }

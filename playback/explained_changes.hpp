@@ -41,7 +41,7 @@ struct GreatestChanges {
 
 /// Finds the greatest changes of the valence and of the attention over all persons, or of one, as
 /// many of each, the greatest first. It plays the recording twice: `open` opens it. `onProgress` is
-/// called after each event of a recording.
+/// called after each event of a recording. Throws Failure when the second time gives other events.
 GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
                                 std::optional<std::int32_t> person, std::size_t most,
                                 const std::function<void()>& onProgress);

@@ -57,7 +57,8 @@ std::optional<int> followLinks(std::filesystem::path& path) {
 TextOutput::TextOutput(const std::string& name, std::function<void()> throwIfInterrupted)
     : _name(name == "-" ? "standard output" : name),
       _throwIfInterrupted(std::move(throwIfInterrupted)),
-      _path(name) {
+      _path(name),
+      _process(getpid()) {
   const auto descriptor = name == "-" ? STDOUT_FILENO : followLinks(_path);
   if (descriptor) {
     _descriptor = fcntl(*descriptor, F_DUPFD_CLOEXEC, 0);
@@ -86,7 +87,7 @@ TextOutput::TextOutput(const std::string& name, std::function<void()> throwIfInt
 
 TextOutput::~TextOutput() {
   if (_descriptor >= 0) close(_descriptor);
-  if (!_temporaryPath.empty()) unlink(_temporaryPath.c_str());
+  if (!_temporaryPath.empty() && _process == getpid()) unlink(_temporaryPath.c_str());
 }
 
 int TextOutput::openStream() const {

@@ -47,6 +47,7 @@ class TextOutput {
   std::filesystem::path _path;  // behind all links
   std::string _temporaryPath;   // empty for what is no plain file
   int _descriptor = -1;
+  int _process = 0;  // whose file it is; a fork of it leaves the file alone
   fmt::memory_buffer _text;
 };
 

@@ -10,6 +10,7 @@ goes on where it stopped.
 from __future__ import annotations
 
 import argparse
+import hashlib
 import json
 import os
 import sys
@@ -25,6 +26,16 @@ def summarize(path: str, name: str) -> str:
     return zorvel.summary_csv(path, name)
 
 
+def identify(recording: str) -> str:
+    """A text that is another one when the recording is another one, or has changed."""
+    path = os.path.abspath(recording)
+    try:
+        status = os.stat(path)
+    except OSError:
+        return json.dumps([recording, path])
+    return json.dumps([recording, path, status.st_size, status.st_mtime_ns])
+
+
 class Done:
     """The recordings that are done, with their lines of the table, kept in a file."""
 
@@ -35,17 +46,19 @@ class Done:
         if os.path.exists(path):
             with open(path, "rb") as file:
                 for line in file:
-                    if not line.endswith(b"\n"):
+                    try:
+                        self.lines.update([json.loads(line)])
+                    except (TypeError, ValueError):
                         break
                     whole += len(line)
-                    self.lines.update([json.loads(line)])
         self._file = open(path, "ab")
         self._file.truncate(whole)
 
-    def add(self, name: str, lines: str) -> None:
-        self.lines[name] = lines
-        self._file.write(json.dumps([name, lines]).encode() + b"\n")
+    def add(self, identity: str, lines: str) -> None:
+        self.lines[identity] = lines
+        self._file.write(json.dumps([identity, lines]).encode() + b"\n")
         self._file.flush()
+        os.fsync(self._file.fileno())
 
     def remove(self) -> None:
         self._file.close()
@@ -71,27 +84,30 @@ class Progress:
               f"{(self._count - self._done) / rate:.0f} s left ", end=end, file=sys.stderr)
 
 
-def write_table(path: str, recordings: list[str], done: Done) -> None:
+def write_table(path: str, recordings: dict[str, str], done: Done) -> None:
     """In the order of the recordings; nobody sees half of it."""
-    with open(path + ".new", "w", newline="", encoding="utf-8") as table:
+    with open(path + ".new", "w", newline="", encoding="utf-8", errors="surrogateescape") as table:
         table.write(zorvel.SUMMARY_HEADER)
-        table.writelines(done.lines[name] for name in recordings if name in done.lines)
+        table.writelines(done.lines[identity] for identity in recordings if identity in done.lines)
     os.replace(path + ".new", path)
 
 
-def replay_archive(client: distributed.Client, recordings: list[str], done: Done) -> list[str]:
+def replay_archive(client: distributed.Client, recordings: dict[str, str], done: Done) -> list[str]:
     """Replays what is not done yet; returns the recordings that failed."""
     failed = []
-    progress = Progress(len(done.lines), len(recordings))
-    futures = {client.submit(summarize, os.path.abspath(name), name, key=f"replay {name}"): name
-               for name in recordings if name not in done.lines}
+    waiting = [identity for identity in recordings if identity not in done.lines]
+    progress = Progress(len(recordings) - len(waiting), len(recordings))
+    # Dask takes tasks of one key for one task, and its keys must be valid texts.
+    futures = {client.submit(summarize, os.path.abspath(recordings[identity]), recordings[identity],
+                             key="replay " + hashlib.sha256(identity.encode()).hexdigest()): identity
+               for identity in waiting}
     for future in distributed.as_completed(list(futures)):
-        name = futures.pop(future)
+        identity = futures.pop(future)
+        name = recordings[identity]
         progress.step()
-        error = future.exception()
-        if error is None:
-            done.add(name, future.result())
-        else:
+        try:
+            done.add(identity, future.result())
+        except Exception as error:
             print(f"failed: {name}: {error}", file=sys.stderr)
             failed.append(name)
         future.release()
@@ -111,7 +127,8 @@ def main() -> int:
                         help="how many to start on this machine")
     options = parser.parse_args()
 
-    recordings = list(dict.fromkeys(options.recordings))
+    sys.stderr.reconfigure(errors="surrogateescape")  # type: ignore[union-attr]
+    recordings = {identify(name): name for name in options.recordings}
     done = Done(options.output + ".part")
     where = ({"address": options.scheduler} if options.scheduler else
              {"n_workers": options.workers, "threads_per_worker": 1, "dashboard_address": None})

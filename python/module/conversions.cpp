@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "module.hpp"
@@ -15,6 +16,19 @@ std::string typeName(py::handle object) { return Py_TYPE(object.ptr())->tp_name;
 
 bool isNumpy(py::handle object, const char* name) { return typeName(object) == name; }
 
+bool isBool(py::handle object) {
+  return PyBool_Check(object.ptr()) || isNumpy(object, "numpy.bool_");
+}
+
+bool isFloat(py::handle object) {
+  return PyFloat_Check(object.ptr()) || typeName(object).rfind("numpy.float", 0) == 0;
+}
+
+bool isInteger(py::handle object) {
+  // An array has an index, too, when it has one number.
+  return PyIndex_Check(object.ptr()) != 0 && !isBool(object) && !isNumpy(object, "numpy.ndarray");
+}
+
 /// A numpy.datetime64 or a numpy.timedelta64 in nanoseconds.
 std::int64_t numpyNanoseconds(py::handle object, const std::string& type,
                               const std::string& place) {
@@ -23,9 +37,13 @@ std::int64_t numpyNanoseconds(py::handle object, const std::string& type,
   };
   // NumPy wraps around where nanoseconds do not reach. "Not a time" is the lowest number.
   constexpr std::int64_t mostSeconds = latestTime.count() / second;
-  const std::int64_t seconds = countOf("[s]");
-  if (seconds > mostSeconds || seconds < -mostSeconds) failValue(place, "is out of range");
-  return countOf("[ns]");
+  try {
+    const std::int64_t seconds = countOf("[s]");
+    if (seconds == std::numeric_limits<std::int64_t>::min()) failValue(place, "is not a time");
+    if (seconds <= mostSeconds && seconds >= -mostSeconds) return countOf("[ns]");
+  } catch (const py::error_already_set&) {  // beyond NumPy's own range
+  }
+  failValue(place, "is out of range");
 }
 
 /// A timedelta, exactly.
@@ -65,11 +83,14 @@ void failValue(const std::string& place, std::string_view message) {
 }
 
 std::int64_t integerFrom(py::handle object, const std::string& place) {
-  if (PyBool_Check(object.ptr()) || !PyIndex_Check(object.ptr())) {
+  if (!isInteger(object)) {
     failType(place, "must be an integer, not " + typeName(object));
   }
   const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(object.ptr()));
-  if (!number) throw py::error_already_set();
+  if (!number) {
+    PyErr_Clear();
+    failType(place, "must be an integer, not " + typeName(object));
+  }
   int overflow = 0;
   const long long value = PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
   if (overflow != 0) failValue(place, "is out of range");
@@ -81,11 +102,15 @@ float floatFrom(py::handle object, const std::string& place) {
   if (PyFloat_CheckExact(object.ptr())) {
     value = PyFloat_AS_DOUBLE(object.ptr());
   } else {
-    if (PyBool_Check(object.ptr()) || PyNumber_Check(object.ptr()) == 0) {
+    const bool isNumber = !isBool(object) && PyNumber_Check(object.ptr()) != 0;
+    if (isNumber) value = PyFloat_AsDouble(object.ptr());
+    const bool isTooLarge = PyErr_ExceptionMatches(PyExc_OverflowError) != 0;
+    if (!isNumber || (PyErr_Occurred() != nullptr && !isTooLarge)) {
+      PyErr_Clear();
       failType(place, "must be a number, not " + typeName(object));
     }
-    value = PyFloat_AsDouble(object.ptr());
-    if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+    PyErr_Clear();
+    if (isTooLarge) failValue(place, "is beyond the range of a 32-bit float");
   }
   const auto narrowed = static_cast<float>(value);
   if (std::isnan(narrowed)) failValue(place, "is not a number");
@@ -102,13 +127,31 @@ std::int32_t integer32From(py::handle object, const std::string& place) {
   return static_cast<std::int32_t>(value);
 }
 
+std::int32_t samplesFrom(py::handle object) {
+  if (object.is_none()) return StartRecording::unlimited;
+  const std::int32_t samples = integer32From(object, "samples");
+  if (samples < 0) failValue("samples", "must be 0 or more, or None for no limit");
+  return samples;
+}
+
+std::string textFrom(py::handle object, const std::string& place) {
+  if (!PyUnicode_Check(object.ptr())) failType(place, "must be a text, not " + typeName(object));
+  Py_ssize_t size = 0;
+  const char* const text = PyUnicode_AsUTF8AndSize(object.ptr(), &size);
+  if (text == nullptr) {
+    PyErr_Clear();
+    failValue(place, "cannot be written in UTF-8");
+  }
+  return {text, static_cast<std::size_t>(size)};
+}
+
 Time timeFrom(py::handle object, const std::string& place) {
   std::int64_t count = 0;
-  if (PyFloat_Check(object.ptr())) {
-    count = secondsToNanoseconds(PyFloat_AS_DOUBLE(object.ptr()), place);
+  if (isFloat(object)) {
+    count = secondsToNanoseconds(object.cast<double>(), place);
   } else if (isNumpy(object, "numpy.datetime64")) {
     count = numpyNanoseconds(object, "datetime64", place);
-  } else if (PyIndex_Check(object.ptr()) && !PyBool_Check(object.ptr())) {
+  } else if (isInteger(object)) {
     count = integerFrom(object, place);
     if (const auto unit = coarserUnit(count); !unit.empty()) {
       failValue(place, fmt::format("{} is a date in {}; an int is nanoseconds since 1970, and "
@@ -134,12 +177,17 @@ Time timeFrom(py::handle object, const std::string& place) {
 
 Time::duration durationFrom(py::handle object, const std::string& place) {
   std::int64_t count = 0;
-  if (PyFloat_Check(object.ptr())) {
-    count = secondsToNanoseconds(PyFloat_AS_DOUBLE(object.ptr()), place);
+  if (isFloat(object)) {
+    count = secondsToNanoseconds(object.cast<double>(), place);
   } else if (isNumpy(object, "numpy.timedelta64")) {
     count = numpyNanoseconds(object, "timedelta64", place);
-  } else if (PyIndex_Check(object.ptr()) && !PyBool_Check(object.ptr())) {
+  } else if (isInteger(object)) {
     count = integerFrom(object, place);
+    constexpr std::int64_t millisecond = 1'000'000;
+    if (count != 0 && std::abs(count) < millisecond) {
+      failValue(place,
+                fmt::format("{0} would be {0} ns; seconds are a float, such as {0}.0", count));
+    }
   } else if (py::isinstance(object, datetimeType("timedelta"))) {
     count = timedeltaNanoseconds(object, place);
   } else {
@@ -152,7 +200,15 @@ Time::duration durationFrom(py::handle object, const std::string& place) {
 }
 
 std::string pathFrom(py::handle path) {
-  return py::module_::import("os").attr("fsencode")(path).cast<std::string>();
+  const auto name = py::module_::import("os").attr("fsencode")(path).cast<std::string>();
+  if (name.find('\0') != std::string::npos) failValue("path", "has a NUL character");
+  // That name stands for standard input or output elsewhere.
+  return name == "-" ? "./-" : name;
+}
+
+py::str fileName(const std::string& path) {
+  return py::reinterpret_steal<py::str>(
+      PyUnicode_DecodeFSDefaultAndSize(path.data(), static_cast<Py_ssize_t>(path.size())));
 }
 
 }  // namespace zorvel::python

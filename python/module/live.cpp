@@ -1,9 +1,11 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <boost/thread/lock_types.hpp>
 #include <ku/clock.hpp>
 #include <memory>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 #include <vector>
 #include <zv/ambiance_state.hpp>
@@ -25,10 +27,12 @@ void bindValueConfidence(py::module_& module, const char* name, const char* desc
       .def_readonly("confidence", &Pair::confidence, "How sure that is, in [0, 1].")
       .def("__iter__",
            [](const Pair& pair) { return py::iter(py::make_tuple(pair.value, pair.confidence)); })
-      .def("__eq__",
-           [](const Pair& left, const Pair& right) {
-             return left.value == right.value && left.confidence == right.confidence;
-           })
+      .def(
+          "__eq__",
+          [](const Pair& left, const Pair& right) {
+            return left.value == right.value && left.confidence == right.confidence;
+          },
+          py::is_operator())
       .def("__repr__", [name](const Pair& pair) {
         return fmt::format("{}({}, {})", name, pair.value, pair.confidence);
       });
@@ -69,36 +73,75 @@ class Watching {
   bool _isOn = false;
 };
 
+/// A graph that the calling thread uses, from within which it must not be used again.
+class InUse {
+ public:
+  explicit InUse(const ZV::SocialGraph& graph) {
+    if (std::find(graphs.begin(), graphs.end(), &graph) != graphs.end()) {
+      throw std::runtime_error("a callback must not use the graph that it is called from");
+    }
+    graphs.push_back(&graph);
+  }
+  InUse(const InUse&) = delete;
+  InUse& operator=(const InUse&) = delete;
+  ~InUse() { graphs.pop_back(); }
+
+ private:
+  static thread_local std::vector<const ZV::SocialGraph*> graphs;
+};
+
+thread_local std::vector<const ZV::SocialGraph*> InUse::graphs;
+
 /// Changes a person of the graph under its lock; what the change made is the result.
 template <typename Change>
-State cycle(ZV::SocialGraph& graph, std::int32_t id, bool forces, py::object observer,
+State cycle(ZV::SocialGraph& graph, py::handle person, bool forces, py::object observer,
             Change change) {
+  const std::int32_t id = integer32From(person, "person");
+  if (!observer.is_none() && PyCallable_Check(observer.ptr()) == 0) {
+    failType("observer", "must be callable");
+  }
+  const InUse use(graph);
   const Watch watch{forces, std::move(observer)};
   State state;
-  const auto update = [&](ZV::Person& person) {
+  const auto update = [&](ZV::Person& of) {
     std::vector<ZV::Force> kept;
-    const Watching watching(person, watch, kept);
-    change(person);
-    state = {stateRow(person, std::move(kept)), watch.keeps};
+    const Watching watching(of, watch, kept);
+    change(of);
+    state = {stateRow(of, std::move(kept)), watch.keeps};
   };
-  withoutLock([&] { graph.update(id, [&update](ZV::Person& person) { update(person); }); });
+  withoutLock([&] { graph.update(id, [&update](ZV::Person& of) { update(of); }); });
   return state;
 }
 
-/// A person in a callback of the graph; afterwards it is of no use.
+/// A person in a callback of the graph; afterwards, and for other threads, it is of no use.
 class LentPerson {
  public:
   explicit LentPerson(ZV::Person& person) : _person(&person) {}
   ZV::Person& get() const {
-    if (_person == nullptr) {
+    if (_person == nullptr || _thread != std::this_thread::get_id()) {
       throw std::runtime_error("a person can be used in the callback alone that it is passed to");
     }
     return *_person;
+  }
+  /// Changes the person. An observer of that must not.
+  template <typename Change>
+  void change(Change step) {
+    ZV::Person& person = get();
+    if (std::exchange(_isChanging, true)) {
+      throw std::runtime_error("an observer must not change the person that it observes");
+    }
+    struct Ending {
+      bool& isChanging;
+      ~Ending() { isChanging = false; }
+    } const ending{_isChanging};
+    withoutLock([&] { step(person); });
   }
   void giveBack() { _person = nullptr; }
 
  private:
   ZV::Person* _person;
+  std::thread::id _thread = std::this_thread::get_id();
+  bool _isChanging = false;
 };
 
 void callWith(const py::function& callback, ZV::Person& person) {
@@ -112,14 +155,17 @@ void callWith(const py::function& callback, ZV::Person& person) {
   });
 }
 
-std::optional<State> readPerson(const ZV::SocialGraph& graph, std::int32_t id) {
+std::optional<State> readPerson(const ZV::SocialGraph& graph, py::handle person) {
+  const std::int32_t id = integer32From(person, "person");
+  const InUse use(graph);
   std::optional<State> state;
-  const auto read = [&](const ZV::Person& person) { state = State{stateRow(person), false}; };
-  withoutLock([&] { graph.read(id, [&read](const ZV::Person& person) { read(person); }); });
+  const auto read = [&](const ZV::Person& of) { state = State{stateRow(of), false}; };
+  withoutLock([&] { graph.read(id, [&read](const ZV::Person& of) { read(of); }); });
   return state;
 }
 
 std::map<std::int32_t, State> readAll(const ZV::SocialGraph& graph) {
+  const InUse use(graph);
   return withoutLock([&] {
     std::map<std::int32_t, State> states;
     for (const ZV::Person& person : graph.persons()) {
@@ -200,16 +246,14 @@ void bindGraph(py::module_& module) {
           "The state at this moment.")
       .def(
           "update",
-          [](const LentPerson& lent, const TimedObservation& observation) {
-            ZV::Person& person = lent.get();
-            withoutLock([&] { person.update(observation.fields); });
+          [](LentPerson& lent, const TimedObservation& observation) {
+            lent.change([&](ZV::Person& person) { person.update(observation.fields); });
           },
           py::arg("observation"), "One perception cycle.")
       .def(
           "not_seen",
-          [](const LentPerson& lent) {
-            ZV::Person& person = lent.get();
-            withoutLock([&] { person.decreaseSinceNotSeen(); });
+          [](LentPerson& lent) {
+            lent.change([](ZV::Person& person) { person.decreaseSinceNotSeen(); });
           },
           "One cycle in which the person was not perceived.");
 
@@ -220,13 +264,13 @@ void bindGraph(py::module_& module) {
       module, "SocialGraph",
       "The estimator: the persons that the robot tracks, by the host's number.\n\n"
       "Every method may be called from any thread, and holds the graph's one lock until it "
-      "returns, callbacks included; so a callback must not use the same graph, or it waits for "
-      "itself for ever. Python's global lock is released while the library works: threads with "
+      "returns, callbacks included; so a callback must not use the same graph: that raises "
+      "RuntimeError. Python's global lock is released while the library works: threads with "
       "graphs of their own run at once.")
       .def(py::init<>())
       .def(
           "update",
-          [](ZV::SocialGraph& graph, std::int32_t id, const TimedObservation& observation,
+          [](ZV::SocialGraph& graph, py::handle id, const TimedObservation& observation,
              bool watches, py::object watcher) {
             return cycle(graph, id, watches, std::move(watcher),
                          [&](ZV::Person& of) { of.update(observation.fields); });
@@ -237,7 +281,7 @@ void bindGraph(py::module_& module) {
           "it happens, and what it raises ends the update and comes out.")
       .def(
           "update",
-          [](ZV::SocialGraph& graph, std::int32_t id, const py::function& callback, bool watches,
+          [](ZV::SocialGraph& graph, py::handle id, const py::function& callback, bool watches,
              py::object watcher) {
             return cycle(graph, id, watches, std::move(watcher),
                          [&](ZV::Person& of) { callWith(callback, of); });
@@ -247,14 +291,20 @@ void bindGraph(py::module_& module) {
           "What the callback raises comes out; what it changed stays changed.")
       .def(
           "not_seen",
-          [](ZV::SocialGraph& graph, std::int32_t id, bool watches, py::object watcher) {
+          [](ZV::SocialGraph& graph, py::handle id, bool watches, py::object watcher) {
             return cycle(graph, id, watches, std::move(watcher),
                          [](ZV::Person& of) { of.decreaseSinceNotSeen(); });
           },
           person, forces, observer,
           "One cycle in which the person was not perceived. Returns the state after it.")
-      .def("remove", &ZV::SocialGraph::remove, person, py::call_guard<py::gil_scoped_release>(),
-           "Forgets a person; an unknown one is no error.")
+      .def(
+          "remove",
+          [](ZV::SocialGraph& graph, py::handle of) {
+            const std::int32_t id = integer32From(of, "person");
+            const InUse use(graph);
+            withoutLock([&] { graph.remove(id); });
+          },
+          person, "Forgets a person; an unknown one is no error.")
       .def("read", &readPerson, person,
            "The state of a person at this moment; None for an unknown one.")
       .def("persons", &readAll, "The states of all persons at this moment, by number.");
@@ -271,19 +321,20 @@ struct Sample {
 void bindRecorder(py::module_& module) {
   py::class_<Sample>(module, "Sample", "The state of one update in a scope.")
       .def_readonly("time", &Sample::time, "When, in nanoseconds since 1970.")
-      .def_readonly("valence", &Sample::valence)
-      .def_readonly("attention", &Sample::attention);
+      .def_readonly("valence", &Sample::valence, "The valence of the state.")
+      .def_readonly("attention", &Sample::attention, "The attention of the state.");
 
   using Recorder = ZV::ZVEmotionRecorder;
-  py::class_<Recorder>(module, "Recorder")
+  py::class_<Recorder>(module, "Recorder", "What zorvel.Recorder is made of.")
       .def(py::init<>())
       .def(
           "start",
-          [](Recorder& recorder, const std::string& name, std::optional<std::int32_t> samples) {
-            recorder.startRecording(name, samples.value_or(StartRecording::unlimited));
+          [](Recorder& recorder, py::handle of, py::handle limit) {
+            const std::string name = textFrom(of, "name");
+            const std::int32_t samples = samplesFrom(limit);
+            withoutLock([&] { recorder.startRecording(name, samples); });
           },
           py::arg("name"), py::arg("samples") = py::none(),
-          py::call_guard<py::gil_scoped_release>(),
           "Opens a scope for this many updates; None for no limit. One that is open begins anew.")
       .def(
           "update",
@@ -293,19 +344,19 @@ void bindRecorder(py::module_& module) {
                 ZV::PersonState(state.valence.value, state.valence.confidence,
                                 state.attention.value, state.attention.confidence));
           },
-          py::arg("state"), py::call_guard<py::gil_scoped_release>(),
-          "Adds a sample to every open scope.")
+          py::arg("state"), py::call_guard<Unlocked>(), "Adds a sample to every open scope.")
       .def(
           "stop",
-          [](Recorder& recorder, const std::string& name) {
-            auto [label, samples] = recorder.stopRecording(name);
+          [](Recorder& recorder, py::handle of) {
+            const std::string name = textFrom(of, "name");
+            auto [label, samples] = withoutLock([&] { return recorder.stopRecording(name); });
             std::vector<Sample> all;
             for (const auto& [time, state] : samples) {
               all.push_back({nanoseconds(time), state.personValence(), state.personAttention()});
             }
             return std::pair(std::move(label), std::move(all));
           },
-          py::arg("name"), py::call_guard<py::gil_scoped_release>(),
+          py::arg("name"),
           "Closes a scope; returns its label, \"positive\", \"negative\", \"neutral\", \"unknown\" "
           "or, when no such scope is open, \"error\", and its samples.");
 }
@@ -384,7 +435,14 @@ void bindClock(py::module_& module) {
           py::arg("time"), "Moves the clock to a time, which may lie before its present one.")
       .def(
           "advance",
-          [](ScopedClock& of, py::handle step) { of.clock().advance(durationFrom(step, "step")); },
+          [](ScopedClock& of, py::handle by) {
+            const Time::duration step = durationFrom(by, "step");
+            const Time::duration since = of.clock().now().time_since_epoch();
+            // Both are half of what 64 bits hold at most.
+            if (since + step > latestTime || since + step < -latestTime)
+              failValue("step", "is out of range");
+            of.clock().advance(step);
+          },
           py::arg("step"),
           "Moves the clock on by a timedelta, a numpy.timedelta64, a float of seconds or an int of "
           "nanoseconds.")

@@ -33,13 +33,13 @@ py::object exceptionOf(const Failure& failure) {
   const Place& place = failure.place();
   if (place.error != 0) {
     return py::reinterpret_borrow<py::object>(PyExc_OSError)(
-        place.error, std::generic_category().message(place.error), place.file);
+        place.error, std::generic_category().message(place.error), fileName(place.file));
   }
   const auto orNone = [](bool isKnown, py::object object) {
     return isKnown ? std::move(object) : py::none();
   };
-  py::object exception = py::reinterpret_borrow<py::object>(dataError)(failure.what());
-  exception.attr("file") = orNone(!place.file.empty(), py::str(place.file));
+  py::object exception = py::reinterpret_borrow<py::object>(dataError)(fileName(failure.what()));
+  exception.attr("file") = orNone(!place.file.empty(), fileName(place.file));
   exception.attr("line") = orNone(place.line != 0, py::int_(place.line));
   exception.attr("key") = orNone(!place.key.empty(), py::str(place.key));
   exception.attr("results") = py::none();

@@ -1,8 +1,10 @@
 #ifndef ZORVEL_PYTHON_MODULE_HPP
 #define ZORVEL_PYTHON_MODULE_HPP
 
+#include <cxxabi.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
+#include <unistd.h>
 
 #include <boost/optional.hpp>
 #include <cstdint>
@@ -31,12 +33,39 @@ struct Raised {
   std::exception_ptr exception;
 };
 
+/// Gives up the interpreter's lock while it lives. A thread that wants it back while the
+/// interpreter ends would be ended in the middle of what it does; it waits here for the end of the
+/// process.
+class Unlocked {
+ public:
+  Unlocked() : _thread(PyEval_SaveThread()) {}
+  Unlocked(const Unlocked&) = delete;
+  Unlocked& operator=(const Unlocked&) = delete;
+  ~Unlocked() {
+    try {
+      if (_Py_IsFinalizing()) waitForEnd();
+      PyEval_RestoreThread(_thread);
+    } catch (const abi::__forced_unwind&) {
+      waitForEnd();
+    }
+  }
+
+ private:
+  [[noreturn]] static void waitForEnd() {
+    while (true) pause();
+  }
+
+  PyThreadState* _thread;
+};
+
 /// Runs `call`, with the interpreter's lock; what it raises comes as Raised.
 template <typename Call>
 auto callPython(Call call) {
   const py::gil_scoped_acquire lock;
   try {
     return call();
+  } catch (const abi::__forced_unwind&) {
+    throw;
   } catch (...) {
     throw Raised{std::current_exception()};
   }
@@ -46,7 +75,7 @@ auto callPython(Call call) {
 template <typename Work>
 auto withoutLock(Work work) {
   try {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     return work();
   } catch (const Raised& raised) {
     std::rethrow_exception(raised.exception);
@@ -61,6 +90,10 @@ std::int64_t integerFrom(py::handle object, const std::string& place);
 /// A finite number in single precision.
 float floatFrom(py::handle object, const std::string& place);
 std::int32_t integer32From(py::handle object, const std::string& place);
+/// A number of samples; None for no limit.
+std::int32_t samplesFrom(py::handle object);
+/// A text that can be written in UTF-8.
+std::string textFrom(py::handle object, const std::string& place);
 
 // Times from Python: an aware datetime, a numpy.datetime64, nanoseconds since 1970 as an int, or
 // seconds as a float. Lengths of time: a timedelta, a numpy.timedelta64, an int or a float.
@@ -70,8 +103,9 @@ Time::duration durationFrom(py::handle object, const std::string& place);
 
 inline std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
 
-/// A path, as the system writes it.
+/// A path, as the system writes it, and the other way round.
 std::string pathFrom(py::handle path);
+py::str fileName(const std::string& path);
 
 /// A failure as an exception object: an OSError, or a zorvel.DataError with the place.
 py::object exceptionOf(const Failure& failure);

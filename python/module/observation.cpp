@@ -9,7 +9,6 @@
 
 #include "module.hpp"
 #include "recording/observation_fields.hpp"
-#include "recording/printable.hpp"
 
 namespace zorvel::python {
 namespace {
@@ -53,17 +52,20 @@ void read(py::handle object, const std::string& place, bool& number) {
 class Elements {
  public:
   Elements(py::handle object, const std::string& place, std::size_t count, std::string_view what) {
-    const bool isText = PyUnicode_Check(object.ptr()) || PyBytes_Check(object.ptr());
-    if (!isText && PySequence_Check(object.ptr()) != 0) {
-      _items = py::reinterpret_steal<py::object>(PySequence_Fast(object.ptr(), ""));
-      if (!_items) throw py::error_already_set();
+    PyObject* const pointer = object.ptr();
+    const bool isText = PyUnicode_Check(pointer) || PyBytes_Check(pointer) ||
+                        PyByteArray_Check(pointer) || PyMemoryView_Check(pointer);
+    // A copy: what reads the elements may run code that changes the sequence.
+    if (!isText && PySequence_Check(pointer) != 0) {
+      _items = py::reinterpret_steal<py::object>(PySequence_Tuple(pointer));
+      PyErr_Clear();
     }
-    if (!_items || PySequence_Fast_GET_SIZE(_items.ptr()) != static_cast<Py_ssize_t>(count)) {
+    if (!_items || PyTuple_GET_SIZE(_items.ptr()) != static_cast<Py_ssize_t>(count)) {
       failType(place, fmt::format("must be {}", what));
     }
   }
   py::handle operator[](std::size_t index) const {
-    return PySequence_Fast_GET_ITEM(_items.ptr(), static_cast<Py_ssize_t>(index));
+    return PyTuple_GET_ITEM(_items.ptr(), static_cast<Py_ssize_t>(index));
   }
 
  private:
@@ -116,18 +118,23 @@ class TupleReader {
 /// Reads a value that consists of parts with names or numbers.
 class PartsReader {
  public:
-  PartsReader(py::handle object, const std::string& place) : _object(object), _place(place) {}
+  PartsReader(py::handle object, const std::string& place) : _object(object), _place(place) {
+    if (py::isinstance<py::dict>(object) || py::hasattr(object, "keys")) {
+      _parts = py::reinterpret_steal<py::dict>(PyDict_New());
+      if (PyDict_Update(_parts->ptr(), object.ptr()) != 0) throw py::error_already_set();
+    }
+  }
 
   /// An emotion that is left out is (0, 0).
   void emotion(std::string_view name, const NumberKinds& kinds,
                ZV::ValueConfidence<float>& emotion) {
-    if (!py::isinstance<py::dict>(_object)) {
+    if (!_parts) {
       failType(_place, "must be a dict such as {\"joy\": (0.9, 0.8)}");
     }
     emotion = {0.0f, 0.0f};
     _asked.push_back(name);
     const py::str key(name.data(), name.size());
-    const py::handle found = PyDict_GetItem(_object.ptr(), key.ptr());
+    const py::handle found = PyDict_GetItem(_parts->ptr(), key.ptr());
     if (!found) return;
     const std::string place = fmt::format("{}.{}", _place, name);
     TupleReader members(found, place, kinds);
@@ -148,8 +155,8 @@ class PartsReader {
       members(kinds[2], point.confidence);
       points.setFacialPoint(static_cast<ZV::PointDescription>(number), point);
     };
-    if (py::isinstance<py::dict>(_object)) {
-      for (const auto& [key, object] : py::reinterpret_borrow<py::dict>(_object)) {
+    if (_parts) {
+      for (const auto& [key, object] : *_parts) {
         setPoint(integerFrom(key, _place), object);
       }
     } else {
@@ -163,10 +170,11 @@ class PartsReader {
   /// Refuses an emotion that was not asked for.
   void finish() const {
     if (_asked.empty()) return;
-    for (const auto& [key, emotion] : py::reinterpret_borrow<py::dict>(_object)) {
-      const std::string name = py::str(key);
-      if (std::find(_asked.begin(), _asked.end(), name) == _asked.end()) {
-        failValue(_place, fmt::format("has no {}", inQuotes(name)));
+    for (const auto& [key, emotion] : *_parts) {
+      const std::string name = py::repr(key);
+      const std::string text = py::isinstance<py::str>(key) ? textFrom(key, _place) : name;
+      if (std::find(_asked.begin(), _asked.end(), text) == _asked.end()) {
+        failValue(_place, fmt::format("has no {}", name));
       }
     }
   }
@@ -174,6 +182,8 @@ class PartsReader {
  private:
   py::handle _object;
   const std::string& _place;
+  /// A copy of what is a mapping.
+  std::optional<py::dict> _parts;
   std::vector<std::string_view> _asked;
 };
 
@@ -231,6 +241,28 @@ class PlainWriter {
   py::dict _emotions;
 };
 
+std::vector<std::string> fieldNames() {
+  std::vector<std::string> names;
+  for (const FieldKind& kind : fieldKinds) names.push_back(snakeCase(kind.name));
+  return names;
+}
+
+/// What a field takes.
+template <typename Value>
+std::string describeValue(const NumberKinds& kinds) {
+  if constexpr (std::is_same_v<Value, bool>) {
+    return "True or False";
+  } else if constexpr (std::is_arithmetic_v<Value>) {
+    return "a number";
+  } else if constexpr (std::is_same_v<Value, ZV::FacialPoints>) {
+    return "a dict from a point, 0 to 11, to " + describe(kinds) + ", or all 12 in order";
+  } else if constexpr (std::is_base_of_v<ZV::Expressions, Value>) {
+    return "a dict from an emotion to " + describe(kinds);
+  } else {
+    return describe(kinds);
+  }
+}
+
 template <typename Value>
 void bindField(py::class_<TimedObservation>& observation, const ObservationField<Value>& field) {
   const std::string name = snakeCase(field.name);
@@ -255,7 +287,10 @@ void bindField(py::class_<TimedObservation>& observation, const ObservationField
           auto value = valueFrom<Value>(object, name, field.numbers);
           reading.emplace(of.time ? *of.time : ku::SystemClock::now(), value);
         }
-      });
+      },
+      ("A Reading, or None. It is set to " + describeValue<Value>(field.numbers) +
+       ", or to a Reading of that.")
+          .c_str());
 }
 
 std::string describeReadings(py::handle observation) {
@@ -284,10 +319,12 @@ void addObservation(py::module_& module) {
       .def_property_readonly(
           "time", [](const Reading& reading) { return nanoseconds(reading.time); },
           "The time, in nanoseconds since 1970.")
-      .def("__eq__",
-           [](const Reading& left, const Reading& right) {
-             return left.time == right.time && left.value.equal(right.value);
-           })
+      .def(
+          "__eq__",
+          [](const Reading& left, const Reading& right) {
+            return left.time == right.time && left.value.equal(right.value);
+          },
+          py::is_operator())
       .def("__repr__", [](const Reading& reading) {
         return fmt::format("Reading({}, {})", std::string(py::repr(reading.value)),
                            nanoseconds(reading.time));
@@ -305,9 +342,11 @@ void addObservation(py::module_& module) {
              TimedObservation made;
              if (!time.is_none()) made.time = timeFrom(time, "time");
              if (fields.empty()) return made;
+             static const std::vector<std::string> names = fieldNames();
              const py::object self = py::cast(&made, py::return_value_policy::reference);
              for (const auto& [name, value] : fields) {
-               if (!py::hasattr(self, name)) {
+               if (std::find(names.begin(), names.end(), std::string(py::str(name))) ==
+                   names.end()) {
                  throw py::type_error(
                      fmt::format("an observation has no {}", std::string(py::str(name))));
                }

@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <map>
+#include <mutex>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -39,25 +40,31 @@ class Reader {
   explicit Reader(const std::string& name) : _recording(name, checkSignals) {}
 
   Event next() {
-    auto event = withoutLock([this] { return _recording.next(); });
+    auto event = withoutLock([this] {
+      const std::lock_guard lock(_mutex);
+      return _recording.next();
+    });
     if (!event) throw py::stop_iteration();
     return std::move(*event);
   }
   const std::string& source() const { return _recording.source(); }
 
  private:
+  std::mutex _mutex;
   RecordingReader _recording;
 };
 
 /// A recording that is written; unless it is closed, it leaves no trace.
 class Writer {
  public:
-  Writer(const std::string& name, const std::string& source) : _output(std::in_place, name) {
+  Writer(const std::string& name, const std::string& source) {
+    withoutLock([&] { _output.emplace(name, throwIfInterrupted); });
     appendHeader(_output->text(), source);
   }
   void write(const Event& event) {
-    appendEvent(output().text(), event);
-    output().flush();
+    if (!_output) throw py::value_error("the recording is closed");
+    appendEvent(_output->text(), event);
+    withoutLock([this] { _output->flush(); });
   }
   void close() {
     if (!_output) return;
@@ -70,11 +77,6 @@ class Writer {
   }
 
  private:
-  TextOutput& output() {
-    if (!_output) throw py::value_error("the recording is closed");
-    return *_output;
-  }
-
   std::optional<TextOutput> _output;
 };
 
@@ -282,8 +284,9 @@ py::tuple replayEvents(const py::iterable& events, bool forces) {
 }
 
 /// The rows as dicts, from the name of each column to the value, and as lines of a table.
-py::tuple summarizeFile(py::handle path, const std::string& shownName) {
+py::tuple summarizeFile(py::handle path, py::handle shown) {
   const std::string name = pathFrom(path);
+  const auto shownName = py::module_::import("os").attr("fsencode")(shown).cast<std::string>();
   SummaryTable summary;
   const auto failure = withoutLock([&] {
     RecordingReader recording(name, checkSignals);
@@ -304,14 +307,19 @@ py::tuple summarizeFile(py::handle path, const std::string& shownName) {
   }
   fmt::memory_buffer lines;
   appendSummary(lines, shownName, rows);
-  return py::make_tuple(dicts, py::str(lines.data(), lines.size()), asException(failure));
+  return py::make_tuple(dicts, fileName(fmt::to_string(lines)), asException(failure));
 }
 
-py::tuple explainFile(py::handle path, std::optional<std::int32_t> person, py::handle at,
-                      py::handle from, py::handle to) {
+std::optional<std::int32_t> personFrom(py::handle person) {
+  if (person.is_none()) return std::nullopt;
+  return integer32From(person, "person");
+}
+
+py::tuple explainFile(py::handle path, py::handle person, py::handle at, py::handle from,
+                      py::handle to) {
   const std::string name = pathFrom(path);
   ExplainedTime explained;
-  explained.person = person;
+  explained.person = personFrom(person);
   if (!at.is_none()) explained.at = durationFrom(at, "at");
   if (!from.is_none()) explained.from = durationFrom(from, "begin");
   if (!to.is_none()) explained.to = durationFrom(to, "end");
@@ -330,13 +338,16 @@ py::tuple explainFile(py::handle path, std::optional<std::int32_t> person, py::h
   return py::make_tuple(py::str(lines.data(), lines.size()), asException(failure));
 }
 
-py::tuple explainGreatestOf(py::handle path, std::optional<std::int32_t> person, std::size_t most) {
+py::tuple explainGreatestOf(py::handle path, py::handle person, py::handle number) {
   const std::string name = pathFrom(path);
+  const std::optional<std::int32_t> of = personFrom(person);
+  const std::int32_t most = integer32From(number, "most");
+  if (most < 1) failValue("most", "must be at least 1");
   std::optional<RecordingReader> recording;
   const auto greatest = withoutLock([&] {
     return explainGreatest(
-        [&]() -> RecordingReader& { return recording.emplace(name, checkSignals); }, person, most,
-        [] {});
+        [&]() -> RecordingReader& { return recording.emplace(name, checkSignals); }, of,
+        static_cast<std::size_t>(most), [] {});
   });
   fmt::memory_buffer lines;
   for (const ExplainedChange& change : greatest.changes) {
@@ -380,6 +391,8 @@ ImportOptions importOptions(py::handle start, double gap, std::optional<double> 
                             bool mirrored) {
   ImportOptions options;
   if (!start.is_none()) options.start = timeFrom(start, "start");
+  if (!(gap >= 0.0)) failValue("gap", "must be 0 or more");
+  if (rate && !(*rate > 0.0)) failValue("fps", "must be above 0");
   options.gapSeconds = gap;
   options.framesPerSecond = rate;
   options.mirrored = mirrored;
@@ -398,30 +411,34 @@ void bindEvents(py::module_& module) {
                     "of the members below depends on its kind, the rest is None.")
       .def_static(
           "observation",
-          [eventAt](py::handle at, std::int32_t id, const TimedObservation& observation) {
-            return eventAt(at, Observation{id, observation.fields});
+          [eventAt](py::handle at, py::handle id, const TimedObservation& observation) {
+            return eventAt(at, Observation{integer32From(id, "person"), observation.fields});
           },
           time, person, py::arg("observation"), "A cycle in which a person was perceived.")
       .def_static(
           "not_seen",
-          [eventAt](py::handle at, std::int32_t id) { return eventAt(at, NotSeen{id}); }, time,
-          person, "A cycle in which a person was not perceived.")
+          [eventAt](py::handle at, py::handle id) {
+            return eventAt(at, NotSeen{integer32From(id, "person")});
+          },
+          time, person, "A cycle in which a person was not perceived.")
       .def_static(
-          "remove", [eventAt](py::handle at, std::int32_t id) { return eventAt(at, Remove{id}); },
+          "remove",
+          [eventAt](py::handle at, py::handle id) {
+            return eventAt(at, Remove{integer32From(id, "person")});
+          },
           time, person, "The person is forgotten.")
       .def_static(
           "start_recording",
-          [eventAt](py::handle at, std::int32_t id, std::string name,
-                    std::optional<std::int32_t> samples) {
-            return eventAt(at, StartRecording{id, std::move(name),
-                                              samples.value_or(StartRecording::unlimited)});
+          [eventAt](py::handle at, py::handle id, py::handle name, py::handle samples) {
+            return eventAt(at, StartRecording{integer32From(id, "person"), textFrom(name, "scope"),
+                                              samplesFrom(samples)});
           },
           time, person, scope, py::arg("samples") = py::none(),
           "A scope opens, for so many cycles; None for no limit.")
       .def_static(
           "stop_recording",
-          [eventAt](py::handle at, std::int32_t id, std::string name) {
-            return eventAt(at, StopRecording{id, std::move(name)});
+          [eventAt](py::handle at, py::handle id, py::handle name) {
+            return eventAt(at, StopRecording{integer32From(id, "person"), textFrom(name, "scope")});
           },
           time, person, scope, "A scope closes.")
       .def_static(
@@ -510,6 +527,7 @@ void bindImports(py::module_& module) {
       [](py::handle path, py::handle to, py::handle begin, double seconds,
          std::optional<double> rate, bool mirror, double full) {
         ImportOptions options = importOptions(begin, seconds, rate, mirror);
+        if (!(full > 0.0)) failValue("full_intensity", "must be above 0");
         options.fullIntensity = full;
         return importFile(importOpenFace, "openface", path, to, options);
       },
@@ -556,8 +574,8 @@ void addRecordings(py::module_& module) {
       module, "Recording",
       "A recording to write. It takes its name when it is closed, as the end of a `with` block "
       "does; one that is not, or whose block ends by an exception, leaves no trace.")
-      .def(py::init([](py::handle path, const std::string& source) {
-             return std::make_unique<Writer>(pathFrom(path), source);
+      .def(py::init([](py::handle path, py::handle source) {
+             return std::make_unique<Writer>(pathFrom(path), textFrom(source, "source"));
            }),
            py::arg("path"), py::arg("source") = "")
       .def("write", &Writer::write, py::arg("event"), "Appends an event.")

@@ -12,8 +12,11 @@ from .figure import QUANTITIES, draw
 def _since_start(text: str) -> float:
     """Seconds, or minutes and seconds, or hours, minutes and seconds."""
     seconds = 0.0
-    for part in text.split(":"):
-        seconds = 60.0 * seconds + float(part)
+    try:
+        for part in text.split(":"):
+            seconds = 60.0 * seconds + float(part)
+    except ValueError:
+        raise argparse.ArgumentTypeError(f"{text!r} is neither seconds nor like 1:23.5") from None
     return seconds
 
 

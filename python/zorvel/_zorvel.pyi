@@ -2,7 +2,7 @@ import datetime
 import os
 import types
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
-from typing import Any, Generic, SupportsFloat, SupportsIndex, TypeAlias, TypeVar, overload
+from typing import Any, ClassVar, Generic, SupportsFloat, SupportsIndex, TypeAlias, TypeVar, overload
 
 import numpy
 import numpy.typing
@@ -11,7 +11,7 @@ import numpy.typing
 
 Time: TypeAlias = datetime.datetime | numpy.datetime64 | SupportsIndex | float
 Duration: TypeAlias = datetime.timedelta | numpy.timedelta64 | SupportsIndex | float
-_Path: TypeAlias = str | os.PathLike[str]
+_Path: TypeAlias = str | bytes | os.PathLike[str]
 _Numbers: TypeAlias = Sequence[SupportsFloat] | numpy.typing.NDArray[Any]
 _Emotions: TypeAlias = Mapping[str, _Numbers]
 _Points: TypeAlias = Mapping[int, _Numbers] | Sequence[_Numbers] | numpy.typing.NDArray[Any]
@@ -31,6 +31,8 @@ class Reading:
     def value(self) -> Any: ...
     @property
     def time(self) -> int: ...
+    def __eq__(self, other: object) -> bool: ...
+    __hash__: ClassVar[None]  # type: ignore[assignment]
 
 _Plain = TypeVar("_Plain", contravariant=True)
 
@@ -88,6 +90,8 @@ class ValueConfidence:
     @property
     def confidence(self) -> float: ...
     def __iter__(self) -> Iterator[float]: ...
+    def __eq__(self, other: object) -> bool: ...
+    __hash__: ClassVar[None]  # type: ignore[assignment]
 
 class LabelConfidence:
     @property
@@ -95,6 +99,8 @@ class LabelConfidence:
     @property
     def confidence(self) -> float: ...
     def __iter__(self) -> Iterator[float]: ...
+    def __eq__(self, other: object) -> bool: ...
+    __hash__: ClassVar[None]  # type: ignore[assignment]
 
 class Force:
     @property
@@ -285,7 +291,7 @@ def replay_events(
     events: Iterable[Event], forces: bool
 ) -> tuple[_Tables, BaseException | None]: ...
 def summarize_file(
-    path: _Path, name: str
+    path: _Path, name: _Path
 ) -> tuple[list[dict[str, Any]], str, BaseException | None]: ...
 
 SUMMARY_HEADER: str

@@ -114,6 +114,10 @@ def draw(results: Results, persons: Sequence[int] | None, begin: float | None, e
     import matplotlib.pyplot
     import numpy
 
+    if width <= 0.0:
+        raise ValueError(f"width: {width:g} mm is no width")
+    if begin is not None and end is not None and begin >= end:
+        raise ValueError(f"begin: {begin:g} s is not before the end, {end:g} s")
     there = [int(number) for number in numpy.unique(results.timeline["person"])]
     for person in persons or ():
         if person not in there:

@@ -14,7 +14,8 @@ class Scope:
         self._recorder = recorder
         self._limit = samples
         self.name = name
-        #: "positive", "negative", "neutral" or "unknown" once the block has ended.
+        #: "positive", "negative", "neutral" or "unknown" once the block has ended; "error" when the
+        #: scope was closed or used up before.
         self.label: str | None = None
         #: What was recorded, oldest first, once the block has ended.
         self.samples: list[_zorvel.Sample] = []

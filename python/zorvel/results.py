@@ -63,8 +63,8 @@ class Results:
         #: Everything that moved a state, in order; None unless it was asked for.
         self.forces = Table(tables["forces"]) if "forces" in tables else None
 
-    def plot(self, persons: Sequence[int] | int | None = None, *, begin: float | None = None,
-             end: float | None = None, quantities: Sequence[str] | None = None,
+    def plot(self, persons: Iterable[int] | int | None = None, *, begin: float | None = None,
+             end: float | None = None, quantities: Sequence[str] | str | None = None,
              width: float = 178.0, grey: bool = False) -> matplotlib.figure.Figure:
         """Draws the timeline with matplotlib, one axis for each quantity; returns the figure.
 
@@ -75,8 +75,11 @@ class Results:
         """
         from .figure import draw
 
-        if isinstance(persons, int):
-            persons = [persons]
+        if isinstance(quantities, str):
+            quantities = [quantities]
+        if persons is not None:
+            persons = [int(person) for person in
+                       (persons if isinstance(persons, Iterable) else [persons])]
         return draw(self, persons, begin, end, quantities, width, grey)
 
 
@@ -95,7 +98,7 @@ def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
     The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
     of what moved the states. A DataError has what came before the fault as its `results`.
     """
-    if isinstance(recording, (str, os.PathLike)):
+    if isinstance(recording, (str, bytes, os.PathLike)):
         tables, error = _zorvel.replay_file(recording, forces)
     else:
         tables, error = _zorvel.replay_events(recording, forces)
@@ -132,7 +135,7 @@ def explain(recording: str | os.PathLike[str], *, person: int | None = None,
 
     `at` is a moment since the recording's start, whose last cycle is explained; else it is the span
     from `begin` to `end`, by default the whole recording. All three are a float of seconds, an int of
-    nanoseconds or a timedelta.
+    nanoseconds or a timedelta. A DataError when nobody has a cycle there.
     """
     lines, error = _zorvel.explain_file(recording, person, at, begin, end)
     explained = [json.loads(line) for line in lines.splitlines()]

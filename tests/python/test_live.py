@@ -4,9 +4,13 @@ from __future__ import annotations
 
 import datetime
 import gc
+import pathlib
+import subprocess
+import sys
 import threading
 import time
 import weakref
+from collections.abc import Callable
 from typing import Any
 
 import numpy
@@ -41,8 +45,10 @@ def test_a_reading_has_the_time_it_is_given(time: zorvel.Time) -> None:
         clock.advance(datetime.timedelta(milliseconds=2))
         observation.distance = numpy.float32(0.1)
         clock.advance(0.5)
-        clock.advance(3)
-        assert zorvel.now() == clock.time == NANOSECONDS + 502_000_003
+        clock.advance(3_000_000)
+        with pytest.raises(ValueError, match="step: 3 would be 3 ns; seconds are a float"):
+            clock.advance(3)
+        assert zorvel.now() == clock.time == NANOSECONDS + 505_000_000
     assert abs(zorvel.now() - time_ns()) < 10**9
     assert observation.height == zorvel.Reading(1.0, NANOSECONDS)
     assert observation.distance == zorvel.Reading(float(numpy.float32(0.1)),
@@ -88,16 +94,19 @@ def test_every_field_keeps_its_value() -> None:
     ("age", (-1, 1), ValueError, "age.value: must be from 0 to 4294967295"),
     ("looking_at_robot", 1, TypeError, "looking_at_robot: must be True or False, not int"),
     ("expressions", (1, 1), TypeError, "expressions: must be a dict"),
-    ("expressions", {"glee": (1, 1)}, ValueError, 'expressions: has no "glee"'),
+    ("expressions", {"glee": (1, 1)}, ValueError, "expressions: has no 'glee'"),
+    ("height", 10**400, ValueError, "height: is beyond the range"),
+    ("height", numpy.array([1.0, 2.0]), TypeError, "height: must be a number, not numpy.ndarray"),
+    ("smile", bytearray(b"ab"), TypeError, "smile: must be (value, confidence)"),
     ("expressions", {"joy": (1, None)}, TypeError, "expressions.joy.confidence: must be"),
-    ("voice_emotion", {"surprise": (1, 1)}, ValueError, 'voice_emotion: has no "surprise"'),
+    ("voice_emotion", {"surprise": (1, 1)}, ValueError, "voice_emotion: has no 'surprise'"),
     ("facial_points", [(1, 1, 1)], TypeError, "facial_points: must be a dict by point, or 12"),
     ("facial_points", {12: (1, 1, 1)}, ValueError, "facial_points[12]: a point is from 0 to 11"),
     ("smiles", (1, 1), TypeError, "an observation has no smiles"),
     ("time", datetime.datetime(2024, 1, 1), ValueError, "time: the datetime has no time zone"),
     ("time", 1_704_067_200, ValueError, "time: 1704067200 is a date in seconds"),
     ("time", 1_704_067_200_000, ValueError, "is a date in milliseconds"),
-    ("time", numpy.datetime64("NaT"), ValueError, "time: is out of range"),
+    ("time", numpy.datetime64("NaT"), ValueError, "time: is not a time"),
     ("time", numpy.datetime64("2300-01-01"), ValueError, "time: is out of range"),
     ("time", float("inf"), ValueError, "time: is out of range"),
     ("time", "2024", TypeError, "time: must be a datetime"),
@@ -171,8 +180,73 @@ def test_what_a_callback_raises_comes_out_as_it_is() -> None:
             graph.update(1, what, observer=observer)  # type: ignore[call-overload]
     with pytest.raises(Mine):
         graph.not_seen(1, observer=fail)
+    with pytest.raises(TypeError, match="observer: must be callable"):
+        graph.update(1, smiling(), observer=1)  # type: ignore[call-overload]
+    with pytest.raises(ValueError, match="person: must be from -2147483648"):
+        graph.not_seen(2**31)
     # The lock is free, and the observer gone.
     assert graph.update(1, smiling()).person == 1
+
+
+def test_a_callback_that_would_wait_for_itself_is_told_so() -> None:
+    graph = zorvel.SocialGraph()
+    lent: list[zorvel.Person] = []
+
+    def change(_: object) -> None:
+        lent[0].update(smiling())
+
+    def observed(person: zorvel.Person) -> None:
+        lent.append(person)
+        person.update(smiling())
+
+    for use in (lambda _: graph.read(1), lambda _: graph.persons(), lambda _: graph.remove(1),
+                lambda _: graph.update(1, smiling())):
+        with pytest.raises(RuntimeError, match="must not use the graph"):
+            graph.update(1, use)
+    with pytest.raises(RuntimeError, match="must not change the person that it observes"):
+        graph.update(1, observed, observer=change)
+
+    def elsewhere(person: zorvel.Person) -> None:
+        thread = threading.Thread(target=lambda: failed.append(raised(lambda: person.state)))
+        thread.start()
+        thread.join(10)
+
+    failed: list[type[BaseException] | None] = []
+    graph.update(1, elsewhere)
+    assert failed == [RuntimeError]
+
+
+def raised(use: Callable[[], object]) -> type[BaseException] | None:
+    try:
+        use()
+    except BaseException as error:
+        return type(error)
+    return None
+
+
+def test_threads_may_go_on_until_the_end(tmp_path: pathlib.Path) -> None:
+    code = """if True:
+        import threading, time, zorvel
+        graph = zorvel.SocialGraph()
+        def work(seen=zorvel.Observation(height=1.0)):
+            while True:
+                graph.update(1, seen)
+        for _ in range(2):
+            threading.Thread(target=work, daemon=True).start()
+        time.sleep(0.2)"""
+    for _ in range(3):
+        assert subprocess.run([sys.executable, "-c", code], timeout=60).returncode == 0
+
+
+def test_a_value_that_changes_its_container_is_harmless() -> None:
+    class Hostile:
+        def __float__(self) -> float:
+            container.clear()
+            return 0.5
+
+    container: list[Any] = [Hostile(), 1.0]
+    assert zorvel.Observation(smile=container).smile is not None
+    assert (zorvel.Reading(1.0, 5) == None) is False  # noqa: E711
 
 
 def test_nothing_is_kept_longer_than_its_use() -> None:

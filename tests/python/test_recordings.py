@@ -92,11 +92,17 @@ def test_what_is_read_is_written_as_it_was(scene: pathlib.Path, tmp_path: pathli
             for event in events:
                 copy.write(rebuilt(event))
         assert copies[0].read_bytes() == copies[1].read_bytes()
-        one, two = zorvel.replay(recording).timeline, zorvel.replay(iter(events)).timeline
+        one, two = zorvel.replay(recording).timeline, zorvel.replay(clocked(events)).timeline
         for column in one:
             numpy.testing.assert_array_equal(one[column], two[column])
     assert copies[0].read_text().startswith('{"event":"header","version":1')
     assert (tmp_path / "one.jsonl").stat().st_mode & 0o777 == 0o666 & ~umask()
+
+
+def clocked(events: list[zorvel.Event]) -> Iterator[zorvel.Event]:
+    """The events, from a source that has a clock of its own."""
+    with zorvel.SimulatedClock(1.0):
+        yield from events
 
 
 def umask() -> int:
@@ -133,6 +139,14 @@ def test_an_unfinished_recording_leaves_no_trace(tmp_path: pathlib.Path) -> None
     recording.write(zorvel.Event.movement(0))
     del recording
     assert not list(tmp_path.iterdir())
+    forked = zorvel.Recording(path)
+    if os.fork() == 0:
+        del forked
+        os._exit(0)
+    os.wait()
+    forked.write(zorvel.Event.not_seen(0, 1))
+    forked.close()
+    assert [event.kind for event in zorvel.read_recording(path)] == ["not_seen"]
     closed = zorvel.Recording(path)
     closed.close()
     closed.close()
@@ -172,8 +186,17 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
 
     with pytest.raises(KeyError, match="of the caller"):
         zorvel.replay(events())
-    with pytest.raises(TypeError):
+    with pytest.raises(TypeError, match="must give events"):
         zorvel.replay([1])  # type: ignore[list-item]
+    path.write_text(good + "{")
+    with pytest.raises(zorvel.DataError) as raised:
+        zorvel.replay(zorvel.read_recording(path))
+    assert raised.value.line == 2 and raised.value.results.timeline.rows == 1
+    odd = os.fsdecode(os.fsencode(tmp_path) + b"/\xff.jsonl")
+    os.rename(path, odd)
+    with pytest.raises(zorvel.DataError) as raised:
+        zorvel.summarize(odd)
+    assert raised.value.file == odd and len(raised.value.results) == 1
 
 
 def test_explanations_reports_and_imports_are_those_of_the_tool(
