@@ -24,6 +24,7 @@ void addSend(CLI::App& tool);
 void addInfo(CLI::App& tool);
 void addSimulate(CLI::App& tool);
 void addCut(CLI::App& tool);
+void addAnnotate(CLI::App& tool);
 void addTypes(CLI::App& tool);
 
 namespace {
@@ -73,6 +74,7 @@ Example:
   addInfo(tool);
   addSimulate(tool);
   addCut(tool);
+  addAnnotate(tool);
   addTypes(tool);
   addHelp(tool);
 }
