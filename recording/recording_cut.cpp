@@ -72,7 +72,6 @@ void RecordingCut::open(fmt::memory_buffer& text) {
 }
 
 void RecordingCut::close(fmt::memory_buffer& text) const {
-  if (!_hasBegun) return;
   const Time end = _clock.start() + _span.to;
   for (const auto& [person, scopes] : _people) {
     for (const auto& [scope, samples] : scopes) {

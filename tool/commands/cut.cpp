@@ -47,7 +47,10 @@ opened or closed there, and at the end people are removed.
 
 The cut begins with people it does not know. So in its first seconds their states are not those of the
 whole: what was perceived before, up to 7 s ago (20 s for an emotion of the situation), is missing, and
-states move smoothly from where they were. --lead-in keeps some of what comes before.
+states begin at nothing and move smoothly. --lead-in keeps some of what comes before.
+
+--every keeps each observation with a touch, with speech or with an emotion of the situation, too. A
+state moves with each cycle, so with fewer of them it is another.
 
 Examples:
   zorvel cut meeting.jsonl --from 1:00 --to 1:30 --lead-in 20 --output argument.jsonl
@@ -62,11 +65,9 @@ Examples:
       ->check(isBetween(std::numeric_limits<std::int32_t>::min(),
                         std::numeric_limits<std::int32_t>::max()))
       ->type_name("N");
-  auto* const every = addTimeOption(
-      *command, "--every", span.every,
-      "Of each person, one observation and one not_seen in each interval of this length, and every "
-      "observation with a touch, with speech or with an emotion of the situation");
-  every->type_name("SECONDS");
+  addTimeOption(*command, "--every", span.every,
+                "Of each person and interval of this length, one observation and one not_seen")
+      ->type_name("SECONDS");
   addTimeOption(*command, "--lead-in", span.leadIn, "How much of what comes before is kept, too")
       ->type_name("SECONDS")
       ->default_str("0");
