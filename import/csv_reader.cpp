@@ -118,7 +118,7 @@ bool CsvReader::next() {
   const std::string wrong =
       fmt::format("{}has {} cells instead of {}", _lines.place(), _cells.size(), _names.size());
   if (_cells.size() > _names.size() || nextLine()) throw Failure(wrong, place);
-  _cutOffRow = wrong + ": the last row is cut off and left out";
+  _cutOffRow = wrong;
   return false;
 }
 

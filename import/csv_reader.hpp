@@ -35,7 +35,7 @@ class CsvReader {
 
   /// Reads the next row; false at the end. A last row that lacks cells is left out.
   bool next();
-  /// Says which last row was left out, and why; empty when none was.
+  /// Says which last row was left out, and what it lacks; empty when none was.
   const std::string& cutOffRow() const { return _cutOffRow; }
 
   // Of the present row. A column that the file does not have is an empty cell.

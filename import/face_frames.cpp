@@ -101,7 +101,9 @@ void FaceFrames::lookAtStep(Time::duration step) {
 }
 
 void FaceFrames::describe(ImportFacts& facts, bool hasTimestamps) const {
-  facts.cutOffRow = _rows.cutOffRow();
+  if (!_rows.cutOffRow().empty()) {
+    facts.cutOffRow = _rows.cutOffRow() + ": the last row is cut off and left out";
+  }
   if (_observationCount == 0) {
     throw Failure(fmt::format("{}: gives no observation: {}{}{}", printable(_rows.lines().name()),
                               facts.rows == 0

@@ -17,7 +17,7 @@ namespace zorvel {
 namespace {
 
 constexpr std::size_t bufferSize = std::size_t{64} << 10;
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
 
 /// By its byte order mark or, as what is read begins with an ASCII character, by a zero byte.
 bool isUtf16(std::string_view text) {
@@ -63,7 +63,7 @@ std::size_t LineReader::readMore() {
 
 /// Whether too few bytes are read to tell how the file is encoded.
 bool LineReader::beginsUndecided() const {
-  return _end < 2 || byteOrderMark.substr(0, _end) == std::string_view(_buffer.data(), _end);
+  return _end < 2 || utf8Mark.substr(0, _end) == std::string_view(_buffer.data(), _end);
 }
 
 bool LineReader::fill() {
@@ -73,7 +73,8 @@ bool LineReader::fill() {
   while (beginsUndecided() && readMore() > 0) continue;
   const std::string_view text(_buffer.data(), _end);
   if (isUtf16(text)) throw Failure(_name + ": is UTF-16; it must be UTF-8");
-  if (text.substr(0, byteOrderMark.size()) == byteOrderMark) consume(byteOrderMark.size());
+  if (text.substr(0, utf8Mark.size()) == utf8Mark) _byteOrderMark = utf8Mark;
+  consume(_byteOrderMark.size());
   return _begin < _end;
 }
 
@@ -104,22 +105,22 @@ bool LineReader::next(std::string& line) {
     if (!started && !_skipping) ++_lineNumber;
     started = true;
     const char* const lineEnd = findLineEnd(begin, end);
-    const bool isWhole = lineEnd != end;
+    _isWhole = lineEnd != end;
     const auto length = static_cast<std::size_t>(lineEnd - begin);
-    consume(length + (isWhole ? 1 : 0));
-    _skipsLineFeed = isWhole && *lineEnd == '\r';
+    consume(length + (_isWhole ? 1 : 0));
+    _skipsLineFeed = _isWhole && *lineEnd == '\r';
     if (_skipping) {
-      _skipping = !isWhole;
+      _skipping = !_isWhole;
       started = false;
       continue;
     }
     if (line.size() + length > longestLine) {
-      _skipping = !isWhole;
+      _skipping = !_isWhole;
       throw BadLine(fmt::format("{}longer than {} bytes", place(), longestLine),
                     {_name, _lineNumber, "", 0});
     }
     line.append(begin, length);
-    if (isWhole) return true;
+    if (_isWhole) return true;
   }
   return started;
 }

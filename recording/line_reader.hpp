@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zorvel {
@@ -42,6 +43,10 @@ class LineReader {
   /// "NAME:LINE: " for the line read last; lines count from 1.
   std::string place() const;
 
+  /// Whether the line read last had a line end.
+  bool isWhole() const { return _isWhole; }
+  /// The byte order mark that was skipped; empty if there was none.
+  std::string_view byteOrderMark() const { return _byteOrderMark; }
   const std::string& name() const { return _name; }
   std::uint64_t lineNumber() const { return _lineNumber; }
   std::uint64_t bytesRead() const { return _bytesRead; }
@@ -62,6 +67,8 @@ class LineReader {
   std::vector<char> _buffer;
   std::size_t _begin = 0;
   std::size_t _end = 0;
+  bool _isWhole = false;
+  std::string_view _byteOrderMark;
   bool _skipping = false;       // the rest of a line that was too long
   bool _skipsLineFeed = false;  // the rest of a CRLF
   std::uint64_t _lineNumber = 0;

@@ -3,11 +3,22 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "recording/event_reader.hpp"
 #include "recording/line_reader.hpp"
 
 namespace zorvel {
+
+/// A line of a recording, as it stands there.
+struct RecordingLine {
+  /// What comes before the first line, if this is it.
+  std::string_view byteOrderMark;
+  /// With the line end.
+  std::string bytes;
+  /// None on the header or a blank line.
+  std::optional<Event> event;
+};
 
 /// Reads a recording from a file, line by line in constant memory.
 class RecordingReader {
@@ -21,10 +32,15 @@ class RecordingReader {
   /// follow the format, and Failure when reading fails.
   std::optional<Event> next();
 
+  /// The same for the next line; false at the end.
+  bool next(RecordingLine& line);
+
   const LineReader& lines() const { return _lines; }
   const std::string& source() const { return _events.source(); }
 
  private:
+  std::optional<Event> readEvent();
+
   LineReader _lines;
   EventReader _events;
   std::string _text;

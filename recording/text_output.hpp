@@ -32,6 +32,9 @@ class TextOutput {
   /// SIGPIPE, when that reader has gone away.
   void flush();
 
+  /// Whether it is a plain file, which nobody sees before `commit`.
+  bool isFile() const { return !_temporaryPath.empty(); }
+
   /// Writes out everything, down to the disk. Throws as `flush` does.
   void finish();
   /// Gives the finished file its name. Throws Failure.

@@ -23,6 +23,8 @@ void addView(CLI::App& tool);
 void addSend(CLI::App& tool);
 void addInfo(CLI::App& tool);
 void addSimulate(CLI::App& tool);
+void addCut(CLI::App& tool);
+void addAnnotate(CLI::App& tool);
 void addTypes(CLI::App& tool);
 
 namespace {
@@ -71,6 +73,8 @@ Example:
   addSend(tool);
   addInfo(tool);
   addSimulate(tool);
+  addCut(tool);
+  addAnnotate(tool);
   addTypes(tool);
   addHelp(tool);
 }

@@ -14,6 +14,7 @@ SOURCE = pathlib.Path(__file__).parents[2]
 # end stands in a text block.
 FILES = {
     "faces.csv": "frame,timestamp,confidence,success,AU12_r\n1,0,0.9,1,2\n2,0.5,0.9,1,3\n",
+    "phases.csv": "person,scope,begin,end\n1,arrival,1.5,3\n",
     "sequence.csv": "frame,timestamp,confidence,success\n1,0,0.9,1\n2,0,0.9,1\n",
     "notes/p01.csv": "person,scope,begin,end\n0,before,0,0.3\n0,game,0.5,0:00.9\n",
     "raw/p01.csv": "frame,timestamp,confidence,success,pose_Rx,pose_Ry,pose_Rz,AU12_r\n" + "".join(

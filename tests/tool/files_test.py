@@ -61,6 +61,8 @@ class FilesTest(unittest.TestCase):
                           ["replay", "scene.jsonl", "-o", "of-one"],
                           ["replay", "/dev/null", "scene.jsonl", "-o", "of-several"],
                           ["import", "openface", "soft", "-o", "hard"],
+                          ["cut", "scene.jsonl", "-o", "soft"],
+                          ["annotate", "/dev/null", "scene.jsonl", "-o", "hard"],
                           ["info", "scene.jsonl"], ["explain", "soft"], ["live"]):
             with self.subTest(arguments=arguments), open(self.recording) as lines, \
                     open(self.recording, "ab") as end:

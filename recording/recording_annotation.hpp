@@ -1,0 +1,90 @@
+#ifndef ZORVEL_RECORDING_RECORDING_ANNOTATION_HPP
+#define ZORVEL_RECORDING_RECORDING_ANNOTATION_HPP
+
+#include <fmt/format.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "recording/known_people.hpp"
+#include "recording/recording_reader.hpp"
+#include "recording/replay_clock.hpp"
+
+namespace zorvel {
+
+/// A row of a table of scopes.
+struct ScopeOfTable {
+  /// Since the start of the recording, or a date.
+  using Moment = std::variant<Time::duration, Time>;
+
+  std::uint64_t line;
+  std::int32_t person;
+  std::string scope;
+  Moment begin;
+  /// Itself included.
+  Moment end;
+};
+
+/// Puts the scopes of a table into a recording, whose other bytes stay as they are.
+class RecordingAnnotation {
+ public:
+  /// `table` is the table's name, for messages.
+  RecordingAnnotation(RecordingReader& recording, std::string table,
+                      std::vector<ScopeOfTable> scopes)
+      : _recording(recording), _table(std::move(table)), _scopes(std::move(scopes)) {}
+
+  /// Reads a line and appends it, behind what belongs before it; false at the end. Throws what
+  /// reading throws, and Failure, with the row of the table, when a scope does not fit the
+  /// recording. Only at the end is it certain that all do.
+  bool next(fmt::memory_buffer& text);
+
+ private:
+  /// Where a scope begins or ends.
+  struct Edge {
+    Time time;
+    bool isEnd;
+    const ScopeOfTable* scope;
+  };
+
+  using Key = std::pair<std::int32_t, std::string>;
+
+  static Key keyOf(const ScopeOfTable& scope);
+  void follow(const Event& event, fmt::memory_buffer& text);
+  void placeScopes();
+  void requireApart() const;
+  void begin(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text);
+  void end(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text);
+  void endBefore(const Remove& remove, fmt::memory_buffer& text);
+  void requireClosed(const Key& key) const;
+  void finish(fmt::memory_buffer& text);
+  Time timeOf(const ScopeOfTable::Moment& moment) const;
+  std::string formatNow() const;
+  [[noreturn]] void fail(const ScopeOfTable& scope, std::string_view column,
+                         const std::string& message) const;
+
+  RecordingReader& _recording;
+  std::string _table;
+  std::vector<ScopeOfTable> _scopes;
+  /// In the order of time.
+  std::vector<Edge> _edges;
+  std::size_t _nextEdge = 0;
+  RecordingLine _line;
+  ReplayClock _clock;
+  /// Who is there, with the recording's own scopes.
+  KnownPeople _people;
+  /// Everybody in the recording.
+  std::set<std::int32_t> _everybody;
+  /// The table's scopes that are open.
+  std::map<Key, const ScopeOfTable*> _open;
+};
+
+}  // namespace zorvel
+
+#endif

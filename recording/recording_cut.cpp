@@ -1,0 +1,99 @@
+#include "recording/recording_cut.hpp"
+
+#include <algorithm>
+#include <boost/chrono/floor.hpp>
+#include <string>
+#include <variant>
+
+#include "recording/failure.hpp"
+#include "recording/recording_writer.hpp"
+
+namespace zorvel {
+
+bool RecordingCut::next(fmt::memory_buffer& text) {
+  if (_recording.next(_line)) {
+    text.append(_line.byteOrderMark);
+    if (!_line.event || follow(*_line.event, text)) {
+      if (_isKept) text.append(_line.bytes);
+      return true;
+    }
+  }
+  if (!_hasEvents) failWithoutEvents();
+  return false;
+}
+
+/// Returns whether the event is not yet behind the span.
+bool RecordingCut::follow(const Event& event, fmt::memory_buffer& text) {
+  _clock.advance(event.time);
+  const Time::duration since = _clock.sinceStart();
+  if (since > _span.to) {
+    close(text);
+    return false;
+  }
+  if (!_hasBegun && since >= _span.from - _span.leadIn) open(text);
+  _isKept = false;
+  if (!isWanted(personOf(event))) return true;
+  apply(event, _people);
+  _isKept = _hasBegun && !isOneOfMany(event);
+  _hasEvents = _hasEvents || (_isKept && since >= _span.from);
+  return true;
+}
+
+bool RecordingCut::isWanted(std::optional<std::int32_t> person) const {
+  return !_span.person || person == _span.person;
+}
+
+/// Whether the event is left out as its interval already has one of its kind.
+bool RecordingCut::isOneOfMany(const Event& event) {
+  const auto* const observation = std::get_if<Observation>(&event.what);
+  if (!_span.every || (observation == nullptr && !std::holds_alternative<NotSeen>(event.what))) {
+    return false;
+  }
+  const Time::rep interval = _clock.sinceStart() / *_span.every;
+  const auto [last, isNew] =
+      _intervals.try_emplace({*personOf(event), observation != nullptr}, interval);
+  if (std::exchange(last->second, interval) != interval || isNew) return false;
+  if (observation == nullptr) return true;
+  const ZV::PersonObservation& fields = observation->fields;
+  return !fields.touchEmotion && !fields.asrEmotion && !fields.voiceEmotion &&
+         !fields.contextEmotion;
+}
+
+void RecordingCut::open(fmt::memory_buffer& text) {
+  _hasBegun = true;
+  const Time begin = _clock.start() + (_span.from - _span.leadIn);
+  for (auto person = _people.begin(); person != _people.end();) {
+    for (const auto& [scope, samples] : person->second) {
+      appendEvent(text, {begin, StartRecording{person->first, scope, samples}});
+    }
+    // The cut does not know anybody else yet.
+    person = person->second.empty() ? _people.erase(person) : std::next(person);
+  }
+}
+
+void RecordingCut::close(fmt::memory_buffer& text) const {
+  const Time end = _clock.start() + _span.to;
+  for (const auto& [person, scopes] : _people) {
+    for (const auto& [scope, samples] : scopes) {
+      appendEvent(text, {end, StopRecording{person, scope}});
+    }
+    appendEvent(text, {end, Remove{person}});
+  }
+}
+
+void RecordingCut::failWithoutEvents() {
+  while (const auto event = _recording.next()) _clock.advance(event->time);
+  const std::string& name = _recording.lines().name();
+  const std::string what = _span.from > _clock.sinceStart() ? "that is after the end"
+                           : _span.person
+                               ? fmt::format("person {} has no event there", *_span.person)
+                               : "there is no event there";
+  // Rounded down, so that a span that begins there has an event.
+  const auto length =
+      boost::chrono::floor<boost::chrono::milliseconds>(_clock.sinceStart()).count();
+  throw Failure(fmt::format("{}: {}; the recording is {}.{:03} s long", printable(name), what,
+                            length / 1000, length % 1000),
+                {name, 0, "", 0});
+}
+
+}  // namespace zorvel

@@ -1,0 +1,66 @@
+#ifndef ZORVEL_RECORDING_RECORDING_CUT_HPP
+#define ZORVEL_RECORDING_RECORDING_CUT_HPP
+
+#include <fmt/format.h>
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "recording/known_people.hpp"
+#include "recording/recording_reader.hpp"
+#include "recording/replay_clock.hpp"
+
+namespace zorvel {
+
+/// What to cut out of a recording; times are since its start, on the clock of a replay.
+struct CutSpan {
+  Time::duration from{0};
+  /// Itself included.
+  Time::duration to = Time::duration::max();
+  /// How much of what comes before is kept, too.
+  Time::duration leadIn{0};
+  /// Only what is about this person.
+  std::optional<std::int32_t> person;
+  /// Of each person, one observation and one cycle without being seen in each interval of this
+  /// length, and every observation with a touch, with speech or with an emotion of the situation.
+  std::optional<Time::duration> every;
+};
+
+/// Cuts a span out of a recording. What is kept stays as it is to the byte; scopes and people that
+/// reach over an edge are opened and closed there.
+class RecordingCut {
+ public:
+  RecordingCut(RecordingReader& recording, const CutSpan& span)
+      : _recording(recording), _span(span) {}
+
+  /// Reads a line, and appends to the text what the cut has of it; false when the cut is whole.
+  /// Throws what reading throws, and Failure when there is no event in the span.
+  bool next(fmt::memory_buffer& text);
+
+ private:
+  bool follow(const Event& event, fmt::memory_buffer& text);
+  bool isWanted(std::optional<std::int32_t> person) const;
+  bool isOneOfMany(const Event& event);
+  void open(fmt::memory_buffer& text);
+  void close(fmt::memory_buffer& text) const;
+  [[noreturn]] void failWithoutEvents();
+
+  RecordingReader& _recording;
+  CutSpan _span;
+  RecordingLine _line;
+  ReplayClock _clock;
+  /// Those of the cut, once it has begun.
+  KnownPeople _people;
+  /// The last interval of each person, with and without being seen.
+  std::map<std::pair<std::int32_t, bool>, Time::rep> _intervals;
+  bool _hasBegun = false;
+  /// Whether the last event is kept, and with it the blank lines behind it.
+  bool _isKept = true;
+  bool _hasEvents = false;
+};
+
+}  // namespace zorvel
+
+#endif

@@ -1,0 +1,233 @@
+"""Cuts and annotates recordings with the tool whose path is in ZORVEL, and replays what comes of it."""
+
+import csv
+import datetime
+import json
+import os
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+TOOL = os.environ["ZORVEL"]
+START = 1_700_000_000 * 10**9
+EMOTIONS = {"touchEmotion", "asrEmotion", "voiceEmotion", "contextEmotion"}
+HEADER = b'{"event":"header","version":1}\n'
+MARK = b"\xef\xbb\xbf"
+
+
+def line(seconds, event, person=None, scope=None, samples=None):
+    keys = {"event": event, "person": person, "scope": scope, "samples": samples}
+    given = {key: value for key, value in keys.items() if value is not None}
+    return json.dumps({"time": START + round(seconds * 10**9), **given}, ensure_ascii=False,
+                      separators=(",", ":")).encode() + b"\n"
+
+
+def table(*rows):
+    return "\n".join(["person,scope,begin,end", *rows])
+
+
+class CutTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = pathlib.Path(folder.name)
+        subprocess.run([TOOL, "simulate", "--seconds", "120", "-o", cls.folder / "scene.jsonl"])
+        cls.scene = (cls.folder / "scene.jsonl").read_bytes()
+        cls.whole = cls.replayed(cls.scene)
+
+    @classmethod
+    def replayed(cls, recording):
+        """The rows of timeline.csv and scopes.csv."""
+        subprocess.run([TOOL, "replay", "-", "-q", "-o", cls.folder / "results"], input=recording,
+                       check=True)
+        rows = []
+        for name in ("timeline", "scopes"):
+            with open(cls.folder / "results" / f"{name}.csv", newline="") as file:
+                rows.append(list(csv.DictReader(file)))
+        return rows
+
+    def run_tool(self, command, recording, *arguments):
+        return subprocess.run([TOOL, command, "-", *arguments], input=recording, cwd=self.folder,
+                              capture_output=True)
+
+    def cut(self, recording, *options):
+        result = self.run_tool("cut", recording, *options)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+        return result.stdout
+
+    def annotated(self, recording, scopes):
+        (self.folder / "scopes.csv").write_text(scopes)
+        result = self.run_tool("annotate", recording, "scopes.csv")
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+        return result.stdout
+
+    def assert_fails(self, command, recording, arguments, message, status=1):
+        path = self.folder / "output"
+        result = self.run_tool(command, recording, *arguments, "-o", path)
+        self.assertEqual(result.returncode, status)
+        self.assertIn(message, result.stderr.decode())
+        self.assertFalse(path.exists())
+
+    def test_a_whole_recording_keeps_its_bytes(self):
+        lines = self.scene.splitlines(keepends=True)
+        blank = b"\n \t\n".join([b"", *lines[:9], b" "])
+        for whole in (self.scene, self.scene.rstrip(), b"".join(lines[1:]), blank, MARK + blank,
+                      MARK + lines[1], self.scene.replace(b"\n", b"\r\n"),
+                      MARK + blank.replace(b"\n", b"\r\n").rstrip()):
+            self.assertEqual(self.cut(whole), whole)
+            self.assertEqual(self.annotated(whole, table()), whole)
+
+    def test_opens_and_closes_what_reaches_over_an_edge(self):
+        before = [
+            *(line(0, "start_recording", person, scope, samples) for person, scope, samples in (
+                (1, "limited", 3), (1, "open", None), (2, "closed", None), (4, "spent", 1),
+                (4, "dropped", 0), (6, "removed", None))),
+            line(0, "not_seen", 1), line(0, "not_seen", 4), line(1, "not_seen", 1),
+            line(1, "not_seen", 3), line(1, "stop_recording", 2, "closed"), line(1, "remove", 6)]
+        span = [line(2, "not_seen", 1), b"\r\n", line(0.5, "movement"), line(2.5, "not_seen", 5),
+                line(2.5, "not_seen", 6), line(2.6, "remove", 6), line(3, "not_seen", 1)]
+        after = [line(0, "activity").replace(b"}", b',"value":1}'), line(3.5, "not_seen", 1)]
+        whole = MARK + HEADER + b"".join(before + span + after[1:])
+        opening = [line(2, "start_recording", 1, "limited", 1),
+                   line(2, "start_recording", 1, "open"),
+                   line(2, "start_recording", 4, "spent", 0)]
+        closing = [line(3.2, "stop_recording", 1, "open"), line(3.2, "remove", 1),
+                   line(3.2, "stop_recording", 4, "spent"), line(3.2, "remove", 4),
+                   line(3.2, "remove", 5)]
+        kept = MARK + HEADER + b"".join(opening + span)
+        self.assertEqual(self.cut(whole, "--from", "2", "--to", "3.2"), kept + b"".join(closing))
+        self.assertEqual(self.cut(whole, "--from", "3", "--to", "3", "--lead-in", "1"),
+                         kept + b"".join(closing).replace(b"003200000000", b"003000000000"))
+        # An edge of the recording itself is none; an early line does not end the span.
+        self.assertEqual(self.cut(whole, "--from", "2", "--to", "3.5"), kept + after[1])
+        self.assertEqual(self.cut(MARK + HEADER + b"".join(before + span + after[:1]),
+                                  "--from", "2", "--to", "3"), kept + after[0])
+        self.assertEqual(self.cut(whole, "--from", "2", "--to", "3.2", "--person", "5"),
+                         MARK + HEADER + span[3] + closing[4])
+        self.assertEqual(self.cut(whole, "--person", "5"), MARK + HEADER + span[3])
+
+    def test_people_who_come_within_the_cut_are_as_in_the_whole(self):
+        self.assertEqual(self.cut(self.scene, "--from", "60", "--to", "100", "--lead-in", "20"),
+                         self.cut(self.scene, "--from", "40", "--to", "100"))
+        timeline, scopes = self.replayed(self.cut(self.scene, "--from", "40", "--to", "100"))
+        # Who was removed within the cut has nothing left from before it.
+        anew = [row for row in timeline if row.pop("visit") != "1"]
+        begins = {row["person"]: int(row["time"]) for row in reversed(anew)}
+        self.assertEqual(begins.keys(), {"1", "2", "3"})
+        whole = {(row["time"], row["person"]): row for row in self.whole[0]}
+        for row in anew:
+            self.assertEqual({**row, "visit": None, "seconds": None},
+                             {**whole[row["time"], row["person"]], "visit": None, "seconds": None})
+        columns = ("time", "person", "scope", "label", "samples", "mean_valence", "mean_confidence")
+        start = int(self.whole[0][0]["time"])
+        within = [row for row in self.whole[1]
+                  if int(row["time"]) <= START + 100 * 10**9 and
+                  start + float(row["begin"]) * 1e9 >= begins[row["person"]]]
+        self.assertGreater(len(within), 2)
+        told = [[row[column] for column in columns] for row in scopes]
+        for row in within:
+            self.assertIn([row[column] for column in columns], told)
+        self.assertNotIn("error", [row["label"] for row in scopes])
+
+    def test_every_keeps_one_for_each_interval_and_the_rare_ones(self):
+        expected, last = [], {}
+        first = None
+        for text in self.scene.splitlines():
+            event = json.loads(text)
+            first = first or event.get("time")
+            if event["event"] not in ("observation", "not_seen") or event["time"] < first + 10**10:
+                continue
+            key = event["person"], event["event"]
+            interval = (event["time"] - first) // 300_000_000
+            if last.get(key) != interval or EMOTIONS & event.keys():
+                expected.append(text)
+            last[key] = interval
+        self.assertTrue(any(EMOTIONS & json.loads(text).keys() for text in expected))
+        self.assertEqual([text for text in self.cut(self.scene, "--from", "10", "--every",
+                                                    "0.3").splitlines()
+                          if b'"observation"' in text or b'"not_seen"' in text], expected)
+
+    def test_errors_of_a_cut(self):
+        lines = [HEADER, *(line(second, "not_seen", 1) for second in (0, 1, 4.0009)), b"oops\n"]
+        whole = b"".join(lines)
+        good = b"".join(lines[:-1])
+        length = "the recording is 4.000 s long"
+        self.assertEqual(self.cut(whole, "--to", "2").count(b"\n"), 4)
+        for recording, options, message in (
+                (whole, ["--to", "9"], "-:5: not JSON"),
+                (good, ["--from", "4.1"], f"-: that is after the end; {length}"),
+                (good, ["--from", "2", "--to", "3"], f"-: there is no event there; {length}"),
+                (good, ["--from", "2", "--to", "3", "--lead-in", "2"], f"no event there; {length}"),
+                (good, ["--person", "2"], f"-: person 2 has no event there; {length}"),
+                (HEADER, [], "no event there; the recording is 0.000 s long")):
+            self.assert_fails("cut", recording, options, message)
+        self.assert_fails("cut", good, ["--from", "3", "--to", "2"], "is after --to", 2)
+        self.assert_fails("cut", good, ["--every", "0"], "must be above 0", 2)
+
+    def test_annotations_cover_their_ends(self):
+        cycles = [line(second, "not_seen", 1) for second in (0, 1, 2)]
+        gone = line(3, "remove", 1)
+        late = line(1.5, "not_seen", 2).rstrip()
+
+        def scope(kind, seconds, name, person=1):
+            return line(seconds, f"{kind}_recording", person, name)
+
+        date = datetime.datetime.fromtimestamp(START / 1e9 + 2.25, datetime.timezone.utc)
+        scopes = ("end;note;Scope;person;begin\n1;;a;1;0\n0:02;;b;1;0:00:01\n"
+                  f"2,5;;c;1;{date:%Y-%m-%dT%H:%M:%S.%fZ}\n3;;a;1;1,5\n9;;é;2;3\n")
+        expected = MARK + HEADER + b"".join([
+            scope("start", 0, "a"), cycles[0], scope("start", 1, "b"), cycles[1],
+            scope("stop", 1, "a"), scope("start", 1.5, "a"), cycles[2], scope("stop", 2, "b"),
+            scope("start", 2.25, "c"), scope("stop", 2.5, "c"), scope("start", 3, "é", 2),
+            scope("stop", 3, "a"), gone, late, b"\n", scope("stop", 3, "é", 2)])
+        for last in (late, late + b"\n"):
+            recording = MARK + HEADER + b"".join([*cycles, gone, last])
+            self.assertEqual(self.annotated(recording, scopes), expected)
+
+    def test_a_replays_own_scopes_are_a_table(self):
+        bare = b"".join(text for text in self.scene.splitlines(keepends=True)
+                        if b"_recording" not in text)
+        with open(self.folder / "own.csv", "w", newline="") as file:
+            writer = csv.DictWriter(file, self.whole[1][0])
+            writer.writeheader()
+            writer.writerows(self.whole[1])
+        annotated = self.annotated(bare, (self.folder / "own.csv").read_text())
+        columns = ("person", "scope", "label", "samples", "mean_valence", "mean_confidence")
+        self.assertEqual([[row[column] for column in columns] for row in self.replayed(annotated)[1]],
+                         [[row[column] for column in columns] for row in self.whole[1]])
+
+    def test_errors_of_a_table(self):
+        recording = HEADER + b"".join([
+            line(0, "not_seen", 1), line(1, "start_recording", 1, "own"), line(2, "not_seen", 2),
+            line(3, "stop_recording", 1, "own"), line(4, "remove", 2), line(5, "not_seen", 1)])
+        ok = "1,a,1,2"
+        for rows, message in (
+                (["1,a,2,3", "2,a,1,3", "1,b,1,3", "1,a,0,2"], ":2: overlaps line 5, which has"),
+                ([ok, "1,own,3,4"], ':3: column "begin": the recording has a scope of that name'),
+                ([ok, "1,own,0.5,1"], ":3: overlaps a scope of the recording with the same person "
+                                      "and name, at 1.000 s"),
+                ([ok, "3,a,1,2"], ':3: column "person": 3 is not in the recording'),
+                (["1,a,2,1"], ':2: column "end": is before the begin'),
+                (["1,a,5.1,6"], ':2: column "begin": is after the end of the recording, which is '
+                                "5.000 s long"),
+                (["1,a,2023-11-14T22:13:19Z,2"], ':2: column "begin": is before the start'),
+                (["2,a,3,4.5"], ':2: column "end": is after the removal of person 2 at 4.000 s'),
+                ([ok, "1,b,1:60,2"], ':3: column "begin": "1:60" is neither seconds, nor like'),
+                ([ok, "x,b,1,2"], ':3: column "person": "x" is not a number'),
+                (["1,,1,2"], ':2: column "scope": must have a name'),
+                (["1,\udcff,1,2"], ':2: column "scope": "\\xff" is not UTF-8'),
+                ([ok, "1,b,1"], ":3: has 3 cells instead of 4")):
+            with self.subTest(rows=rows):
+                (self.folder / "bad.csv").write_text(table(*rows), errors="surrogateescape")
+                self.assert_fails("annotate", recording, ["bad.csv"], "bad.csv" + message)
+                self.assertEqual(self.run_tool("annotate", recording, "bad.csv").stdout, b"")
+        self.assert_fails("annotate", recording, ["-"], "can be read only once", 2)
+        (self.folder / "good.csv").write_text(table(ok, "1,a,2.1,3", "1,own,3.1,9", "2,a,1,4"))
+        self.assert_fails("annotate", recording + b"oops", ["good.csv"], "-:8: not JSON")
+        self.assertEqual(self.run_tool("annotate", recording, "good.csv").returncode, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

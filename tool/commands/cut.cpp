@@ -1,0 +1,86 @@
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "recording/recording_cut.hpp"
+#include "recording/text_output.hpp"
+#include "system/command_line.hpp"
+#include "system/distinct_files.hpp"
+#include "system/interrupt.hpp"
+#include "system/progress.hpp"
+
+namespace zorvel {
+namespace {
+
+struct CutOptions {
+  std::string recording;
+  std::string output = "-";
+  CutSpan span;
+};
+
+void cutRecording(const CutOptions& options) {
+  catchInterrupts();
+  requireDistinct({options.recording}, {options.output});
+  RecordingReader recording(options.recording, waitForInput);
+  TextOutput output(options.output, throwIfInterrupted);
+  RecordingCut cut(recording, options.span);
+  Progress progress(options.output != "-");
+  bool isWhole = false;
+  while (!isWhole) {
+    isWhole = !cut.next(output.text());
+    output.flush();
+    progress.update(recording.lines());
+  }
+  output.commit();
+}
+
+}  // namespace
+
+void addCut(CLI::App& tool) {
+  auto* const command =
+      tool.add_subcommand("cut", "Cut a span out of a recording, as a recording of its own");
+  command->footer(
+      R"(A TIME is in seconds since the start of the recording, or like 1:23.5; both ends belong to the
+span. The lines that are kept stay as they are, to the byte. A scope that reaches over an edge is
+opened or closed there, and at the end people are removed.
+
+The cut begins with people it does not know. So in its first seconds their states are not those of the
+whole: what was perceived before, up to 7 s ago (20 s for an emotion of the situation), is missing, and
+states begin at nothing and move smoothly. --lead-in keeps some of what comes before.
+
+--every keeps each observation with a touch, with speech or with an emotion of the situation, too. A
+state moves with each cycle, so with fewer of them it is another.
+
+Examples:
+  zorvel cut meeting.jsonl --from 1:00 --to 1:30 --lead-in 20 --output argument.jsonl
+  zorvel cut meeting.jsonl --person 2 --every 0.2 | zorvel report - --output small.html)");
+  const auto options = std::make_shared<CutOptions>();
+  CutSpan& span = options->span;
+  addRecording(*command, options->recording);
+  addTimeOption(*command, "--from", span.from,
+                "Where the span begins; with the recording if absent");
+  addTimeOption(*command, "--to", span.to, "Where it ends; with the recording if absent");
+  command->add_option("--person", span.person, "Only the lines about this person")
+      ->check(isBetween(std::numeric_limits<std::int32_t>::min(),
+                        std::numeric_limits<std::int32_t>::max()))
+      ->type_name("N");
+  addTimeOption(*command, "--every", span.every,
+                "Of each person and interval of this length, one observation and one not_seen")
+      ->type_name("SECONDS");
+  addTimeOption(*command, "--lead-in", span.leadIn, "How much of what comes before is kept, too")
+      ->type_name("SECONDS")
+      ->default_str("0");
+  addOutputFile(*command, options->output, "The recording to write");
+  command->callback([options] {
+    if (options->span.from > options->span.to) {
+      throw CLI::ValidationError("--from", "is after --to");
+    }
+    if (options->span.every == Time::duration(0)) {
+      throw CLI::ValidationError("--every", "must be above 0");
+    }
+    cutRecording(*options);
+  });
+}
+
+}  // namespace zorvel
