@@ -26,6 +26,11 @@ def summarize(path: str, name: str) -> str:
     return zorvel.summary_csv(path, name)
 
 
+def printable(text: str) -> str:
+    """The text, with what is not UTF-8 in it as escapes."""
+    return text.encode(errors="backslashreplace").decode()
+
+
 def identify(recording: str) -> str:
     """A text that is another one when the recording is another one, or has changed."""
     path = os.path.abspath(recording)
@@ -108,7 +113,7 @@ def replay_archive(client: distributed.Client, recordings: dict[str, str], done:
         try:
             done.add(identity, future.result())
         except Exception as error:
-            print(f"failed: {name}: {error}", file=sys.stderr)
+            print(f"failed: {printable(name)}: {printable(str(error))}", file=sys.stderr)
             failed.append(name)
         future.release()
     return failed
@@ -127,7 +132,6 @@ def main() -> int:
                         help="how many to start on this machine")
     options = parser.parse_args()
 
-    sys.stderr.reconfigure(errors="surrogateescape")  # type: ignore[union-attr]
     recordings = {identify(name): name for name in options.recordings}
     done = Done(options.output + ".part")
     where = ({"address": options.scheduler} if options.scheduler else

@@ -275,12 +275,18 @@ py::tuple replayEvents(const py::iterable& events, bool forces) {
       return std::nullopt;
     });
   };
-  const auto failure = withoutLock([&] {
-    return playAll(next, watched, [&](Time time, const Event& /*event*/, const Row& row) {
-      tables.add(time, row);
+  try {
+    const auto failure = withoutLock([&] {
+      return playAll(next, watched, [&](Time time, const Event& /*event*/, const Row& row) {
+        tables.add(time, row);
+      });
     });
-  });
-  return py::make_tuple(tables.take(), asException(failure));
+    return py::make_tuple(tables.take(), asException(failure));
+  } catch (const py::error_already_set& error) {
+    // The events may themselves be those of a recording with a bad line.
+    if (!error.matches(py::module_::import("zorvel").attr("DataError"))) throw;
+    return py::make_tuple(tables.take(), error.value());
+  }
 }
 
 /// The rows as dicts, from the name of each column to the value, and as lines of a table.
