@@ -138,6 +138,7 @@ function addPerson(person) {
         .map((scope) => `${scope.scope}: ${scope.label || "not closed"}`).join("; ") || "–",
     });
   }
+  stack.addSaving(section);
   stack.addTable(section);
   if (scopes.length > 0) section.append(scopeTable(scopes));
 }
@@ -150,6 +151,7 @@ function addRoom(room) {
     `agitation on average ${formatNumber(mean(room.values), 2)}, at most ${formatNumber(highest, 2)}`));
   const stack = new Stack(section, "Room");
   stack.addCurve(room, "Agitation of the room", true);
+  stack.addSaving(section);
   stack.addTable(section);
 }
 

@@ -4,10 +4,12 @@ import csv
 import json
 import os
 import pathlib
+import re
 import struct
 import subprocess
 import tempfile
 import unittest
+import xml.etree.ElementTree
 
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
@@ -287,6 +289,69 @@ class ReportTest(unittest.TestCase):
                 self.assertAlmostEqual(float(text.replace("−", "-")), rows[most] / 10_000,
                                        delta=6e-4)
 
+    def save_as_svg(self, person):
+        """The picture that the button beside a person's charts saves."""
+        self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
+            "behavior": "allow", "downloadPath": str(self.folder / "saved")})
+        button = self.browser.find_element(By.CSS_SELECTOR, f"#person{person} button")
+        self.assertEqual(button.text, "Save as SVG")
+        button.click()
+        file, = WebDriverWait(self.browser, 20).until(
+            lambda _: list((self.folder / "saved").glob(f"*Person {person}.svg")))
+        picture = xml.etree.ElementTree.parse(file).getroot()
+        file.unlink()
+        return picture
+
+    def test_saves_what_is_shown_as_a_picture(self):
+        self.open(self.scene)
+        self.emulate_dark()
+        self.script("setShown(36, 48)")  # everybody leaves and comes again
+        self.settle()
+        before = self.painted(1, [(k / 10, 0.1) for k in range(361, 480)])
+        picture = self.save_as_svg(1)
+        self.assertEqual(self.painted(1, [(k / 10, 0.1) for k in range(361, 480)]), before)
+        svg = "{http://www.w3.org/2000/svg}"
+        texts = ["".join(text.itertext()) for text in picture.iter(f"{svg}text")]
+        for expected in ("Person 1 · scene.jsonl", "Time since the recording's start (m:ss)",
+                         "−1 negative, 1 positive; band: missing confidence, not a range of values",
+                         "+ positive", "○ neutral", "+ greeting", "Face characteristics"):
+            self.assertIn(expected, texts)
+        self.assertEqual(picture.find(f"{svg}rect").get("fill"), "#ffffff")
+
+        def places(path):
+            return [tuple(map(float, place.split())) for place in re.findall(r"[-\d.]+ [-\d.]+", path)]
+
+        def check_inside(element):
+            _, _, width, height = map(float, element.get("viewBox").split())
+            for path in element.iter(f"{svg}path"):
+                for x, y in places(path.get("d")):
+                    self.assertTrue(0 <= x <= width and 0 <= y <= height, path.get("d"))
+        check_inside(picture)
+        times = {text.text: float(text.get("x")) for text in picture.findall(f"{svg}text")}
+        rows = [row for row in self.timeline(self.scene)
+                if row["person"] == "1" and 36 <= row["seconds"] <= 48]
+        for name, lowest in (("valence", -1), ("attention", 0), ("ease", -0.5)):
+            chart = picture.find(f"{svg}g[@aria-label='{name.capitalize()} of person 1']")
+            heights = {text.text: float(text.get("y")) - 4 for text in chart.iter(f"{svg}text")}
+            top, bottom = (heights[f"{v:.1f}".replace("-", "−")] for v in (lowest + 1, lowest))
+            band, curve = (path.get("d") for path in chart.findall(f"{svg}g/{svg}path"))
+            self.assertEqual([band.count("M"), curve.count("M")], [2, 2])  # a gap between
+            values = [lowest + (bottom - y) / (bottom - top) for _, y in places(curve)]
+            own = [float(row[name]) for row in rows]
+            for of in min, max:
+                self.assertAlmostEqual(of(values), of(own), delta=0.005)
+            self.assertEqual((places(curve)[0][0], places(curve)[-1][0]), (times["0:36"], times["0:48"]))
+            self.assertLess(min(y for _, y in places(band)), min(y for _, y in places(curve)) + 0.01)
+
+        # A name that XML cannot hold, a single cycle, values beyond the scale.
+        self.open(line(0, "start_recording", person=7, scope="<a>\u0000&") + line(
+            1, "observation", person=7, smile={"value": 9, "confidence": 1},
+            expressions={"joy": {"value": 9, "confidence": 1}}) + line(2, "not_seen", person=8))
+        picture = self.save_as_svg(7)
+        check_inside(picture)
+        chart = picture.find(f"{svg}g[@aria-label='Valence of person 7']")
+        self.assertEqual(len(set(places(chart.findall(f"{svg}g/{svg}path")[1].get("d")))), 1)
+
     def test_finds_the_greatest_changes(self):
         """A smile that comes, goes at 10 s, comes back at 12 s, and goes with its person at 20 s."""
         def event(seconds):
@@ -384,16 +449,19 @@ class ReportTest(unittest.TestCase):
         self.assertIn("-:2: ", self.browser.find_element(By.ID, "failure").text)
         self.assertEqual(len(self.script(DRAWN)[0]), 1)
 
-    def test_follows_the_readers_colours(self):
-        self.open(self.scene)
-        colours = """return [getComputedStyle(document.body).backgroundColor,
-                             charts[0].dygraph.getColors()[0]]"""
-        light = self.script(colours)
+    def emulate_dark(self):
         dark = {"features": [{"name": "prefers-color-scheme", "value": "dark"}]}
         self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", dark)
         self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.setEmulatedMedia",
                         {"features": []})
         self.settle()
+
+    def test_follows_the_readers_colours(self):
+        self.open(self.scene)
+        colours = """return [getComputedStyle(document.body).backgroundColor,
+                             charts[0].dygraph.getColors()[0]]"""
+        light = self.script(colours)
+        self.emulate_dark()
         for one, other in zip(light, self.script(colours), strict=True):
             self.assertNotEqual(one, other)
         self.assertEqual(len(self.script(DRAWN)), 22)
