@@ -74,7 +74,7 @@ struct Overview {
   SummaryTable summary;
   ReportResult result;
   std::optional<Time> start;
-  Time end;
+  Time end{};
   /// Where the curves of all recordings meet.
   std::optional<Time> zero;
 
@@ -135,8 +135,7 @@ ReportResult writeReport(RecordingReader& recording, const std::string& title, T
   ReportResult result = play(recording, data, [&](const auto&...) { onProgress(); });
   if (result.failure && recording.lines().lineNumber() == 0) throw Failure(*result.failure);
   writeAround(reportPage(), reportPageHole, page, [&] {
-    page.append(
-        data.json(title, recording.source(), textOf(result.failure), warningsOf(result)));
+    page.append(data.json(title, recording.source(), textOf(result.failure), warningsOf(result)));
   });
   return result;
 }
@@ -151,7 +150,7 @@ std::vector<ReportResult> writeReport(const std::vector<std::string>& recordings
   fmt::memory_buffer text;
   JsonLineWriter json(text);
   json.member("page", reportPage());
-  json.member("scope", alignedBy.value_or(""));
+  if (alignedBy) json.member("scope", *alignedBy);
   writeAround(overviewPage(), overviewPageHole, page, [&] {
     json.key("recordings");
     json.beginList();

@@ -73,9 +73,12 @@ function windowOfAll() {
 function drawTimes() {
   const { from, to } = windowOfAll();
   const holder = document.querySelector("#curves .times");
-  holder.replaceChildren(...timeTicks(from, to, holder.clientWidth).map(({ v, label }) => {
-    const tick = element("div", { class: scope && v === 0 ? "zero" : "" }, element("span", {}, label));
-    tick.style.left = `${100 * (v - from) / (to - from)}%`;
+  const width = holder.clientWidth;
+  holder.replaceChildren(...timeTicks(from, to, width).map(({ v, label }) => {
+    const place = (v - from) / (to - from);
+    const text = place * width < width - 60 ? label : "";  // it would stand out of the page
+    const tick = element("div", { class: scope !== undefined && v === 0 ? "zero" : "" }, element("span", {}, text));
+    tick.style.left = `${100 * place}%`;
     return tick;
   }));
 }
@@ -135,12 +138,15 @@ function showAddressed() {
   if (!data) return;
   one.querySelector("b").textContent = title;
   const frame = element("iframe", { title });
+  one.append(frame);
   frame.addEventListener("load", () => {
     frame.contentDocument.getElementById(`person${person}`)?.scrollIntoView();
     frame.contentWindow.focus();
   });
-  frame.srcdoc = page.replace("{{recording}}", () => data);
-  one.append(frame);
+  // In a page that "srcdoc" makes, links to its own persons would lead to this page.
+  frame.contentDocument.open();
+  frame.contentDocument.write(page.replace("{{recording}}", () => data));
+  frame.contentDocument.close();
 }
 
 function main() {
@@ -148,7 +154,7 @@ function main() {
   document.querySelector("h1").textContent = formatCount(recordings.length, "recording");
   document.getElementById("facts").textContent = formatCount(cycles, "cycle");
   document.getElementById("zero").textContent = "Time, as minutes and seconds, since " +
-    (scope ? `the first begin of “${scope}” in each recording.` : "the start of each recording.");
+    (scope !== undefined ? `the first begin of “${scope}” in each recording.` : "the start of each recording.");
   recordings.forEach(addRecording);
   showAddressed();
   addEventListener("hashchange", showAddressed);

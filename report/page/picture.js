@@ -126,7 +126,6 @@ function saveAsSvg(stack) {
   const text = stackAsSvg(stack);
   page.toggle("paper", isPaper);
   colors.clear();
-  for (const chart of stack.charts) chart.draw();  // its bars had the picture's width
 
   const address = URL.createObjectURL(new Blob([text], { type: "image/svg+xml" }));
   element("a", { href: address, download: `${recording.name} ${stack.name}.svg` }).click();

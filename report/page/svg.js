@@ -13,12 +13,11 @@ function svgPlace(x, y) {
   return `${x.toFixed(2)} ${y.toFixed(2)}`;
 }
 
-// Where times and values lie in an area; a value beyond its ends lies at the end.
+// Where times and values lie in an area.
 function svgScale(area, { from, to }, [lowest, highest]) {
   return {
     toDomXCoord: (seconds) => area.x + area.w * (seconds - from) / (to - from),
-    toDomYCoord: (value) =>
-      area.y + area.h * Math.min(Math.max((highest - value) / (highest - lowest), 0), 1),
+    toDomYCoord: (value) => area.y + area.h * (highest - value) / (highest - lowest),
   };
 }
 
