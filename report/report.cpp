@@ -1,5 +1,7 @@
 #include "report/report.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <string_view>
@@ -47,8 +49,8 @@ void writeAround(std::string_view frame, std::string_view hole, TextOutput& page
   page.flush();
 }
 
-void writeElement(TextOutput& page, const std::string& id, std::string_view json) {
-  page.append("<script type=\"application/json\" id=\"" + id + "\">");
+void writeElement(TextOutput& page, std::string_view id, std::string_view json) {
+  page.append(fmt::format(R"(<script type="application/json" id="{}">)", id));
   page.append(json);
   page.append("</script>\n");
   page.flush();
@@ -56,13 +58,12 @@ void writeElement(TextOutput& page, const std::string& id, std::string_view json
 
 /// By their file names; by the whole paths where files have the same name.
 std::vector<std::string> titlesOf(const std::vector<std::string>& recordings) {
-  std::vector<std::string> names;
-  for (const auto& recording : recordings) names.push_back(reportTitle(recording));
-  std::vector<std::string> titles = names;
+  std::vector<std::string> titles(recordings.size());
+  std::transform(recordings.begin(), recordings.end(), titles.begin(), reportTitle);
+  const std::vector<std::string> names = titles;
   for (std::size_t index = 0; index < titles.size(); ++index) {
-    if (recordings[index] == "-") continue;
     const auto sameNames = std::count(names.begin(), names.end(), names[index]);
-    if (sameNames > 1) titles[index] = printable(recordings[index]);
+    if (sameNames > 1 && recordings[index] != "-") titles[index] = printable(recordings[index]);
   }
   return titles;
 }
@@ -158,7 +159,7 @@ std::vector<ReportResult> writeReport(const std::vector<std::string>& recordings
       Overview overview;
       overview.read(recordings[index], alignedBy, waitForInput, onProgress);
       const ReportResult& result = overview.result;
-      writeElement(page, "data" + std::to_string(index + 1),
+      writeElement(page, fmt::format("data{}", index + 1),
                    overview.data.json(titles[index], overview.source, textOf(result.failure),
                                       warningsOf(result)));
       json.begin();

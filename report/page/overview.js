@@ -149,7 +149,14 @@ function showAddressed() {
   frame.contentDocument.close();
 }
 
-function main() {
+// Paper is narrower than a screen, and white.
+function setPaper(isPaper) {
+  document.documentElement.classList.toggle("paper", isPaper);
+  drawTimes();
+}
+
+async function main() {
+  const endDelay = delayLoadEvent();
   const cycles = recordings.flatMap(({ persons }) => persons).reduce((sum, row) => sum + row.cycles, 0);
   document.querySelector("h1").textContent = formatCount(recordings.length, "recording");
   document.getElementById("facts").textContent = formatCount(cycles, "cycle");
@@ -159,7 +166,9 @@ function main() {
   showAddressed();
   addEventListener("hashchange", showAddressed);
   addEventListener("resize", drawTimes);
-  return addCurves();
+  addEventListener("beforeprint", () => setPaper(true));
+  addEventListener("afterprint", () => setPaper(false));
+  return addCurves().finally(endDelay);
 }
 
 main().catch((error) => {
