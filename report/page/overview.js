@@ -1,6 +1,7 @@
 // The page of several recordings. The page of each is made when it is asked for.
 
 const { page, scope, recordings } = JSON.parse(document.getElementById("overview").textContent);
+const isAligned = scope !== undefined;
 const small = { width: 700, height: 48 };
 
 function dataOf(number) {
@@ -47,10 +48,10 @@ function addRecording({ title, from, to, failure, warnings, persons }, index) {
   const name = () => element("div", {}, recordingLink(number, title),
     element("small", {}, notes.filter(Boolean).join(", ")));
   const length = formatTime(to - from, 1);
-  const mean = (value) => (value === null ? "–" : formatNumber(value, 2));
+  const format = (value) => (value === null ? "–" : formatNumber(value, 2));
   for (const row of persons) {
     const means = Object.keys(quantities)
-      .map((quantity) => `${mean(row[`${quantity}_mean`])} (${mean(row[`${quantity}_confidence`])})`);
+      .map((quantity) => `${format(row[`${quantity}_mean`])} (${format(row[`${quantity}_confidence`])})`);
     addRow([name(), recordingLink(number, `Person ${row.person}`, row.person), length,
       row.cycles.toLocaleString("en"), ...means, moodCell(row), formatPercent(100 * row.attentive),
       changeCell(row)]);
@@ -77,7 +78,7 @@ function drawTimes() {
   holder.replaceChildren(...timeTicks(from, to, width).map(({ v, label }) => {
     const place = (v - from) / (to - from);
     const text = place * width < width - 60 ? label : "";  // it would stand out of the page
-    const tick = element("div", { class: scope !== undefined && v === 0 ? "zero" : "" }, element("span", {}, text));
+    const tick = element("div", { class: isAligned && v === 0 ? "zero" : "" }, element("span", {}, text));
     tick.style.left = `${100 * place}%`;
     return tick;
   }));
@@ -161,7 +162,7 @@ async function main() {
   document.querySelector("h1").textContent = formatCount(recordings.length, "recording");
   document.getElementById("facts").textContent = formatCount(cycles, "cycle");
   document.getElementById("zero").textContent = "Time, as minutes and seconds, since " +
-    (scope !== undefined ? `the first begin of “${scope}” in each recording.` : "the start of each recording.");
+    `${isAligned ? `the first begin of “${scope}” in` : "the start of"} each recording.`;
   recordings.forEach(addRecording);
   showAddressed();
   addEventListener("hashchange", showAddressed);
