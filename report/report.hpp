@@ -21,11 +21,26 @@ struct ReportResult {
   std::vector<Finding> findings;
 };
 
+/// How a page calls the recording of that file name; "-" is standard input.
+std::string reportTitle(const std::string& recording);
+
 /// Replays a recording and writes its page, without committing it. `onProgress` is called after
 /// each event. Throws Failure when not even the first line can be read, before anything is written,
 /// or when writing fails.
 ReportResult writeReport(RecordingReader& recording, const std::string& title, TextOutput& page,
                          const std::function<void()>& onProgress);
+
+/// Replays recordings one after the other and writes one page of all, without committing it. Their
+/// curves begin together, or meet where in each the first scope of the name `alignedBy` begins. A
+/// recording that cannot be read fails alone. Holds one recording at a time. Throws Failure when a
+/// recording has no such scope, when none gives an event before it fails, or when writing fails.
+std::vector<ReportResult> writeReport(const std::vector<std::string>& recordings,
+                                      const std::optional<std::string>& alignedBy, TextOutput& page,
+                                      const WaitForInput& waitForInput,
+                                      const std::function<void(const LineReader&)>& onProgress);
+
+/// What ended recordings early, a line for each; empty if nothing did.
+std::string failuresOf(const std::vector<ReportResult>& results);
 
 }  // namespace zorvel
 

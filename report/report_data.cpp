@@ -52,6 +52,20 @@ void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<
 
 }  // namespace
 
+std::string insideElement(std::string_view json) {
+  // "<" stands in texts alone, where its escape means the same.
+  std::string safe;
+  safe.reserve(json.size());
+  for (const char character : json) {
+    if (character == '<') {
+      safe += "\\u003c";
+    } else {
+      safe += character;
+    }
+  }
+  return safe;
+}
+
 void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
   cycles.add(time, isSeenNow);
   const std::array<float, 6> values{row.valence.value,   row.valence.confidence,
@@ -209,18 +223,7 @@ std::string ReportData::json(std::string_view recording, std::string_view source
     writeColumn(json, "agitation", _agitation);
   });
   json.finish();
-
-  // "<" stands in texts alone, where its escape means the same.
-  std::string safe;
-  safe.reserve(text.size());
-  for (const char character : text) {
-    if (character == '<') {
-      safe += "\\u003c";
-    } else {
-      safe += character;
-    }
-  }
-  return safe;
+  return insideElement({text.data(), text.size()});
 }
 
 }  // namespace zorvel

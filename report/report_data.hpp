@@ -17,15 +17,18 @@ namespace zorvel {
 
 class JsonLineWriter;
 
+/// JSON that may stand inside an element of a page: whatever its texts are, nothing in it ends the
+/// element.
+std::string insideElement(std::string_view json);
+
 /// What a report shows of a recording: every value of every cycle, the scopes, and the room.
 class ReportData {
  public:
   /// Adds an event that was played at `time`, and what it gave.
   void add(Time time, const Event& event, const Row& row);
 
-  /// One line of JSON for the page's script. It may stand inside an element of the page: whatever
-  /// the names in the recording are, nothing in it ends the element. `failure` is what ended the
-  /// recording early; empty if nothing did. `warnings` tell what looks wrong in the recording.
+  /// One line of JSON for the page's script, as insideElement() gives it. `failure` is what ended
+  /// the recording early; empty if nothing did. `warnings` tell what looks wrong in the recording.
   std::string json(std::string_view recording, std::string_view source, std::string_view failure,
                    const std::vector<std::string>& warnings) const;
 

@@ -10,6 +10,11 @@ std::string_view reportPage();
 
 constexpr std::string_view reportPageHole = "{{recording}}";
 
+/// The page of several recordings, with overviewPageHole where the elements with their data belong.
+std::string_view overviewPage();
+
+constexpr std::string_view overviewPageHole = "{{recordings}}";
+
 }  // namespace zorvel
 
 #endif

@@ -138,6 +138,7 @@ function addPerson(person) {
         .map((scope) => `${scope.scope}: ${scope.label || "not closed"}`).join("; ") || "–",
     });
   }
+  stack.addSaving(section);
   stack.addTable(section);
   if (scopes.length > 0) section.append(scopeTable(scopes));
 }
@@ -150,6 +151,7 @@ function addRoom(room) {
     `agitation on average ${formatNumber(mean(room.values), 2)}, at most ${formatNumber(highest, 2)}`));
   const stack = new Stack(section, "Room");
   stack.addCurve(room, "Agitation of the room", true);
+  stack.addSaving(section);
   stack.addTable(section);
 }
 
@@ -190,38 +192,3 @@ function setPaper(isPaper) {
   document.documentElement.classList.toggle("paper", isPaper);
   drawAnew();
 }
-
-// A browser without a window prints a page at its load event. An open document in a frame puts the
-// event off; the function that this returns closes it.
-function delayLoadEvent() {
-  const frame = element("iframe", { hidden: "" });
-  document.body.append(frame);
-  frame.contentDocument.open();
-  return () => {
-    frame.contentDocument.close();
-    frame.remove();
-  };
-}
-
-async function main() {
-  const endDelay = delayLoadEvent();
-  try {
-    recording = await readRecording();
-    addPage();
-  } finally {
-    endDelay();
-  }
-  for (const button of document.querySelectorAll("[data-action]")) {
-    button.addEventListener("click", () => perform(button.dataset.action));
-  }
-  document.addEventListener("keydown", onKey);
-  matchMedia("(prefers-color-scheme: dark)").addEventListener("change", drawAnew);
-  addEventListener("resize", resize);
-  addEventListener("beforeprint", () => setPaper(true));
-  addEventListener("afterprint", () => setPaper(false));
-}
-
-main().catch((error) => {
-  showFailure(`The charts cannot be shown: ${error.message}`);
-  throw error;
-});

@@ -16,6 +16,7 @@ class Stack {
     this.selection = element("div", { class: "selection", hidden: "" });
     this.element.append(this.pointerLine, this.selection);
     this.readouts = [];
+    this.charts = [];
     holder.append(this.element);
     stacks.push(this);
     this.listen();
@@ -27,7 +28,7 @@ class Stack {
     this.element.append(element("div", { class: "heading" },
       element("span", { class: "name" }, title), element("small", {}, hint), output));
     if (read) this.readouts.push({ title, output, read });
-    this.lastChart = new Chart(this.element, { label: title, ...options });
+    this.charts.push(new Chart(this.element, { label: title, title, hint, ...options }));
   }
 
   addCurve(curve, label, hasTimes = false) {
@@ -56,6 +57,7 @@ class Stack {
     const moves = new Moves(curve);
     this.add({
       title: "What moved it", label, height: 80, range: [-1.08, 1.08], ticks: moves.ticks, color: "text",
+      legend: curve.moves,
       hint: "in one cycle, up above 0 and down below, by reason; root scale",
       points: (pixels) => {
         moves.pick(pixels);
@@ -74,6 +76,12 @@ class Stack {
       this.readouts.push({ output, read });
     }
     this.element.append(legend);
+  }
+
+  addSaving(holder) {
+    const button = element("button", { type: "button", class: "save" }, "Save as SVG");
+    button.addEventListener("click", () => saveAsSvg(this));
+    holder.append(button);
   }
 
   // The values of what is shown, for those who do not see the charts; made when it is opened.
@@ -97,7 +105,7 @@ class Stack {
   }
 
   area() {
-    return this.lastChart.dygraph.getArea();
+    return this.charts.at(-1).dygraph.getArea();
   }
 
   timeAt(event) {

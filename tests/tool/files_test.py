@@ -171,7 +171,7 @@ class FilesTest(unittest.TestCase):
                                                 "did you mean openface?"),
                 (["replay", "--outptu=x"], 'unknown option "--outptu" of zorvel replay; '
                                            "did you mean --output?"),
-                (["report", "a", "b"], 'unexpected argument "b" of zorvel report'),
+                (["explain", "a", "b"], 'unexpected argument "b" of zorvel explain'),
                 (["frobnicate"], 'unknown subcommand "frobnicate" of zorvel'),
                 (["replay"], "RECORDING is required"),
                 (["simulate", "--seed", str(2**63)],

@@ -4,10 +4,12 @@ import csv
 import json
 import os
 import pathlib
+import re
 import struct
 import subprocess
 import tempfile
 import unittest
+import xml.etree.ElementTree
 
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
@@ -287,6 +289,185 @@ class ReportTest(unittest.TestCase):
                 self.assertAlmostEqual(float(text.replace("−", "-")), rows[most] / 10_000,
                                        delta=6e-4)
 
+    def save_as_svg(self, person):
+        """The picture that the button beside a person's charts saves."""
+        self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
+            "behavior": "allow", "downloadPath": str(self.folder / "saved")})
+        button = self.browser.find_element(By.CSS_SELECTOR, f"#person{person} button")
+        self.assertEqual(button.text, "Save as SVG")
+        button.click()
+        file, = WebDriverWait(self.browser, 20).until(
+            lambda _: list((self.folder / "saved").glob(f"*Person {person}.svg")))
+        picture = xml.etree.ElementTree.parse(file).getroot()
+        file.unlink()
+        return picture
+
+    def test_saves_what_is_shown_as_a_picture(self):
+        self.open(self.scene)
+        self.emulate_dark()
+        self.script("setShown(36, 48)")  # everybody leaves and comes again
+        self.settle()
+        colour = self.script("return colorOf('text')")
+        picture = self.save_as_svg(1)
+        self.assertEqual(self.script("return colorOf('text')"), colour)
+        svg = "{http://www.w3.org/2000/svg}"
+        texts = ["".join(text.itertext()) for text in picture.iter(f"{svg}text")]
+        for expected in ("Person 1 · scene.jsonl", "Time since the recording's start (m:ss)",
+                         "−1 negative, 1 positive; band: missing confidence, not a range of values",
+                         "+ positive", "○ neutral", "+ greeting", "Face characteristics"):
+            self.assertIn(expected, texts)
+        self.assertEqual(picture.find(f"{svg}rect").get("fill"), "#ffffff")
+
+        def places(path):
+            return [tuple(map(float, place.split()))
+                    for place in re.findall(r"[-\d.]+ [-\d.]+", path)]
+
+        def check_inside(element):
+            _, _, width, height = map(float, element.get("viewBox").split())
+            for path in element.iter(f"{svg}path"):
+                for x, y in places(path.get("d")):
+                    self.assertTrue(0 <= x <= width and 0 <= y <= height, path.get("d"))
+        check_inside(picture)
+        times = {text.text: float(text.get("x")) for text in picture.findall(f"{svg}text")}
+        rows = [row for row in self.timeline(self.scene)
+                if row["person"] == "1" and 36 <= row["seconds"] <= 48]
+        for name, lowest in (("valence", -1), ("attention", 0), ("ease", -0.5)):
+            chart = picture.find(f"{svg}g[@aria-label='{name.capitalize()} of person 1']")
+            heights = {text.text: float(text.get("y")) - 4 for text in chart.iter(f"{svg}text")}
+            top, bottom = (heights[f"{v:.1f}".replace("-", "−")] for v in (lowest + 1, lowest))
+            band, curve = (path.get("d") for path in chart.findall(f"{svg}g/{svg}path"))
+            self.assertEqual([band.count("M"), curve.count("M")], [2, 2])  # a gap between
+            values = [lowest + (bottom - y) / (bottom - top) for _, y in places(curve)]
+            own = [float(row[name]) for row in rows]
+            for of in min, max:
+                self.assertAlmostEqual(of(values), of(own), delta=0.005)
+            self.assertEqual(places(curve)[0][0], times["0:36"])
+            self.assertEqual(places(curve)[-1][0], times["0:48"])
+            self.assertLess(min(y for _, y in places(band)), min(y for _, y in places(curve)) + 0.01)
+
+        # A name that XML cannot hold, a single cycle.
+        self.open(line(0, "start_recording", person=7, scope="<a>\u0000&") + smiling(1, person=7)
+                  + line(2, "not_seen", person=8))
+        picture = self.save_as_svg(7)
+        check_inside(picture)
+        chart = picture.find(f"{svg}g[@aria-label='Valence of person 7']")
+        self.assertEqual(len(set(places(chart.findall(f"{svg}g/{svg}path")[1].get("d")))), 1)
+
+    def open_several(self, *arguments, status=0):
+        page = self.folder / "page.html"
+        page.unlink(missing_ok=True)
+        result = subprocess.run([TOOL, "report", *arguments, "-o", page], text=True,
+                                capture_output=True)
+        self.assertEqual(result.returncode, status, result.stderr)
+        self.browser.get("about:blank")  # another address of the same page would not load it anew
+        self.browser.get(page.as_uri())
+        # With the load event, at which a browser without a window prints, all is drawn.
+        self.assertGreater(self.script("return document.querySelectorAll('article').length"), 0)
+        self.assertEqual(self.script("return document.querySelector('article:not(:has(svg + svg))')"),
+                         None)
+        return result
+
+    def table(self):
+        return [[cell.text.replace("−", "-") for cell in row.find_elements(By.TAG_NAME, "td")]
+                for row in self.browser.find_elements(By.CSS_SELECTOR, "#summary tbody tr")]
+
+    def test_compares_several_recordings(self):
+        folders = [self.folder / name for name in ("first", "second")]
+        for seed, folder in enumerate(folders):
+            folder.mkdir()
+            subprocess.run([TOOL, "simulate", "--seconds", "60", "--seed", str(seed + 3), "--output",
+                            folder / "<i>&.jsonl"], check=True)
+        recordings = [folder / "<i>&.jsonl" for folder in folders]
+        cut = self.folder / "cut.jsonl"
+        cut.write_text(smiling(0) + smiling(3) + "no json\n" + smiling(9))
+        result = self.open_several(*recordings, cut, self.folder / "none.jsonl", status=1)
+        failures = self.browser.find_element(By.ID, "failures").text
+        for expected in (f"{cut}:3: ", f"{self.folder / 'none.jsonl'}: No such file"):
+            self.assertIn(expected, result.stderr)
+            self.assertIn(expected, failures)
+
+        table = self.table()
+        self.assertEqual([row[0].split("\n")[0] for row in table],
+                         [str(name) for name in recordings for _ in range(3)]
+                         + ["cut.jsonl", "none.jsonl"])
+        self.assertEqual(table[6][1:4], ["Person 1", "0:03.0", "2"])
+        for path, rows in zip(recordings, (table[:3], table[3:6])):
+            timeline = self.timeline(path)
+            for person, cells in zip("123", rows, strict=True):
+                own = [row for row in timeline if row["person"] == person]
+                self.assertEqual((cells[1], cells[3]), (f"Person {person}", f"{len(own):,}"))
+                for name, cell in zip(("valence", "attention", "ease"), cells[4:7]):
+                    value, confidence = (sum(float(row[column]) for row in own) / len(own)
+                                         for column in (name, f"{name}_confidence"))
+                    self.assertEqual(cell, f"{value:.2f} ({confidence:.2f})")
+                shares = [sum(row["mood"] == mood for row in own) / len(own)
+                          for mood in ("1", "0", "-1")]
+                self.assertEqual([int(share) for share in re.findall(r"(\d+) %", cells[7])],
+                                 [round(100 * share) for share in shares])
+                attentive = sum(float(row["attention"]) > 0.5 for row in own) / len(own)
+                self.assertEqual(cells[8], f"{100 * attentive:.0f} %")
+                changes = re.findall(r"(\w+) ([-+.\d]+) at (\d+):([.\d]+)", cells[9])
+                self.assertEqual([change[0] for change in changes], ["valence", "attention"])
+                for name, change, minutes, seconds in changes:
+                    at = 60 * int(minutes) + float(seconds)
+                    near = [float(row[name]) for row in own if at - 1.1 < row["seconds"] < at + 0.1]
+                    self.assertTrue(any(abs(later - earlier - float(change)) < 6e-4
+                                        for earlier in near for later in near), cells)
+        self.check_pages_of_recordings(recordings)
+
+    def check_pages_of_recordings(self, recordings):
+        """A link to a person leads to the page that the recording has alone, and back."""
+        seen = []
+        for number in (1, 2):
+            link = f"#summary a[href='#recording{number}person2']"
+            self.browser.find_element(By.CSS_SELECTOR, link).click()
+            self.browser.switch_to.frame(self.browser.find_element(By.TAG_NAME, "iframe"))
+            WebDriverWait(self.browser, 60).until(lambda _: self.script("return scrollY > 0"))
+            self.browser.find_element(By.CSS_SELECTOR, "#summary a[href='#person3']").click()
+            self.settle()
+            self.assertLess(self.script("return person3.getBoundingClientRect().top"), 100)
+            seen.append(self.script("return document.body.innerText"))
+            self.browser.switch_to.default_content()
+            self.browser.find_element(By.PARTIAL_LINK_TEXT, "All recordings").click()
+            self.assertEqual(self.browser.find_elements(By.TAG_NAME, "iframe"), [])
+        for text, recording in zip(seen, recordings):
+            self.open(recording)
+            alone = self.script("return document.body.innerText")
+            self.assertEqual(text.split("\n")[1:], alone.split("\n")[1:])
+            self.assertTrue(text.startswith(str(recording)))
+
+    def test_aligns_recordings(self):
+        """Two smiles, each as its greeting begins; the curves rise at the same place."""
+        recordings = [self.folder / name for name in ("early.jsonl", "late.jsonl")]
+        for path, at in zip(recordings, (2, 5)):
+            path.write_text(
+                "".join(line(k / 10, "observation", person=1) for k in range(10 * at))
+                + line(at, "start_recording", person=1, scope="</script>")
+                + "".join(smiling(k / 10) for k in range(10 * at, 100))
+                + line(10, "start_recording", person=1, scope="</script>"))
+        for options, begins, rises in (((), (0, 0), (2, 5)),
+                                       (("--align", "</script>"), (3, 0), (5, 5))):
+            self.open_several(*recordings, *options)
+            # From the earliest start to the latest end.
+            whole = 10 if not options else 13
+            charts = self.script("""
+              return [...document.querySelectorAll("svg[aria-label^='Valence']")].map((svg) =>
+                [svg.viewBox.baseVal.width, svg.lastChild.lastChild.getAttribute("d")])""")
+            for (width, path), begin, rise in zip(charts, begins, rises, strict=True):
+                points = [tuple(map(float, point.split())) for point in re.split("[ML]", path)[1:]]
+                level = points[0][1]
+                self.assertAlmostEqual(points[0][0], begin / whole * width, delta=0.02)
+                risen = next(x for x, y in points if y < level - 1)
+                self.assertAlmostEqual(risen, rise / whole * width, delta=0.02)
+        before = (self.folder / "page.html").read_bytes()
+        for other, message in ((self.scene, "scene.jsonl: has no scope"), ("none", "none: No such")):
+            result = subprocess.run([TOOL, "report", *recordings, other, "--align", "</script>",
+                                     "-o", self.folder / "page.html"], text=True,
+                                    capture_output=True)
+            self.assertEqual(result.returncode, 1)
+            self.assertIn(message, result.stderr)
+        self.assertEqual((self.folder / "page.html").read_bytes(), before)
+
     def test_finds_the_greatest_changes(self):
         """A smile that comes, goes at 10 s, comes back at 12 s, and goes with its person at 20 s."""
         def event(seconds):
@@ -384,16 +565,19 @@ class ReportTest(unittest.TestCase):
         self.assertIn("-:2: ", self.browser.find_element(By.ID, "failure").text)
         self.assertEqual(len(self.script(DRAWN)[0]), 1)
 
-    def test_follows_the_readers_colours(self):
-        self.open(self.scene)
-        colours = """return [getComputedStyle(document.body).backgroundColor,
-                             charts[0].dygraph.getColors()[0]]"""
-        light = self.script(colours)
+    def emulate_dark(self):
         dark = {"features": [{"name": "prefers-color-scheme", "value": "dark"}]}
         self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", dark)
         self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.setEmulatedMedia",
                         {"features": []})
         self.settle()
+
+    def test_follows_the_readers_colours(self):
+        self.open(self.scene)
+        colours = """return [getComputedStyle(document.body).backgroundColor,
+                             charts[0].dygraph.getColors()[0]]"""
+        light = self.script(colours)
+        self.emulate_dark()
         for one, other in zip(light, self.script(colours), strict=True):
             self.assertNotEqual(one, other)
         self.assertEqual(len(self.script(DRAWN)), 22)

@@ -1,11 +1,12 @@
 #include "report/report.hpp"
 
-#include <filesystem>
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "recording/failure.hpp"
-#include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
@@ -17,43 +18,82 @@
 namespace zorvel {
 namespace {
 
-void report(const std::string& name, const std::string& output) {
-  catchInterrupts();
-  requireDistinct({name}, {output});
+struct ReportOptions {
+  std::vector<std::string> recordings;
+  std::string output = "report.html";
+  std::optional<std::string> scope;
+};
+
+void reportOne(const ReportOptions& options) {
+  const std::string& name = options.recordings.front();
   RecordingReader recording(name, waitForInput);
-  TextOutput page(output, throwIfInterrupted);
+  TextOutput page(options.output, throwIfInterrupted);
   ReportResult result;
   {
     Progress progress(true);
-    const std::string title =
-        name == "-" ? "standard input" : printable(std::filesystem::path(name).filename().string());
     // When not even the first line can be read, an earlier report stays. After a bad line, the page
     // shows what the lines before it gave.
-    result = writeReport(recording, title, page, [&] { progress.update(recording.lines()); });
+    result = writeReport(recording, reportTitle(name), page,
+                         [&] { progress.update(recording.lines()); });
   }
   page.commit();
   printWarnings(name, result.findings);
   if (result.failure) throw Failure(*result.failure);
 }
 
+void reportSeveral(const ReportOptions& options) {
+  TextOutput page(options.output, throwIfInterrupted);
+  std::vector<ReportResult> results;
+  {
+    Progress progress(true);
+    results = writeReport(options.recordings, options.scope, page, waitForInput,
+                          [&](const LineReader& lines) { progress.update(lines); });
+  }
+  page.commit();
+  for (std::size_t index = 0; index < results.size(); ++index) {
+    printWarnings(options.recordings[index], results[index].findings);
+  }
+  const std::string failures = failuresOf(results);
+  if (!failures.empty()) throw Failure(failures);
+}
+
+void report(const ReportOptions& options) {
+  catchInterrupts();
+  requireDistinct(options.recordings, {options.output});
+  if (options.recordings.size() > 1 || options.scope) {
+    reportSeveral(options);
+  } else {
+    reportOne(options);
+  }
+}
+
 }  // namespace
 
 void addReport(CLI::App& tool) {
   auto* const command =
-      tool.add_subcommand("report", "Show a recording, replayed, on one page for a browser");
+      tool.add_subcommand("report", "Show recordings, replayed, on one page for a browser");
   command->footer(
       R"(The page shows each person's valence, attention, mood, ease and scopes over time, the
 room's agitation, a summary and the greatest changes. It is one file that holds every
 cycle, needs no network, and zooms: drag, double click, or + - left right 0. After a bad
 line it shows everything up to it.
 
-Example:
-  zorvel report meeting.jsonl --output meeting.html)");
-  const auto recording = std::make_shared<std::string>();
-  const auto output = std::make_shared<std::string>("report.html");
-  addRecording(*command, *recording);
-  addOutputFile(*command, *output, "The page to write");
-  command->callback([recording, output] { report(*recording, *output); });
+The page of several recordings begins with a table of all and their curves, one below the
+other from each start, or, with --align, with the begins of a scope above each other. One
+that fails fails alone.
+
+Examples:
+  zorvel report meeting.jsonl --output meeting.html
+  zorvel report visit-1.jsonl visit-2.jsonl --align greeting --output visits.html)");
+  const auto options = std::make_shared<ReportOptions>();
+  command->add_option("RECORDING", options->recordings, "The recordings; - reads standard input")
+      ->required();
+  command
+      ->add_option("--align", options->scope,
+                   "Align the curves by the begin of the first scope of this name in each")
+      ->type_name("SCOPE");
+  addOutputFile(*command, options->output, "The page to write");
+  command->callback([options] { report(*options); });
 }
 
 }  // namespace zorvel

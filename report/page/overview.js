@@ -1,0 +1,180 @@
+// The page of several recordings. The page of each is made when it is asked for.
+
+const { page, scope, recordings } = JSON.parse(document.getElementById("overview").textContent);
+const isAligned = scope !== undefined;
+const small = { width: 700, height: 48 };
+
+function dataOf(number) {
+  return document.getElementById(`data${number}`)?.textContent;
+}
+
+function recordingLink(number, text, person) {
+  const place = person === undefined ? "" : `person${person}`;
+  return element("a", { href: `#recording${number}${place}` }, text);
+}
+
+function moodCell({ positive, neutral, negative }) {
+  const bar = element("div", { class: "share", "aria-hidden": "true" });
+  for (const [name, share] of Object.entries({ positive, neutral, negative })) {
+    const part = element("div", { class: name });
+    part.style.width = `${100 * share}%`;
+    bar.append(part);
+  }
+  const texts = [`+ ${formatPercent(100 * positive)}`, `○ ${formatPercent(100 * neutral)}`,
+    `− ${formatPercent(100 * negative)}`];
+  return element("div", {}, bar, element("div", { class: "shares" }, texts.join("\u2003")));
+}
+
+function changeCell(row) {
+  const lines = ["valence", "attention"].filter((name) => row[`${name}_change`] !== null)
+    .map((name) => element("div", { class: "changes" },
+      `${name} ${formatMove(row[`${name}_change`])} at ${formatTime(row[`${name}_change_at`], 1)}`));
+  return element("div", {}, ...lines);
+}
+
+function addRow(cells) {
+  const titles = ["", "Person", "Length", "Cycles", "Valence", "Attention", "Ease", "Mood",
+    "Attention > 0.5", "Greatest change"];
+  const texts = ["", "Person", "Mood", "Greatest change"];
+  const row = element("tr");
+  cells.forEach((cell, column) => row.append(element("td",
+    { "data-title": titles[column], class: texts.includes(titles[column]) ? "" : "number" }, cell)));
+  document.querySelector("#summary tbody").append(row);
+}
+
+function addRecording({ title, from, to, failure, warnings, persons }, index) {
+  const number = index + 1;
+  const notes = [failure && "not the whole", warnings > 0 && formatCount(warnings, "warning")];
+  const name = () => element("div", {}, recordingLink(number, title),
+    element("small", {}, notes.filter(Boolean).join(", ")));
+  const length = formatTime(to - from, 1);
+  const format = (value) => (value === null ? "–" : formatNumber(value, 2));
+  for (const row of persons) {
+    const means = Object.keys(quantities)
+      .map((quantity) => `${format(row[`${quantity}_mean`])} (${format(row[`${quantity}_confidence`])})`);
+    addRow([name(), recordingLink(number, `Person ${row.person}`, row.person), length,
+      row.cycles.toLocaleString("en"), ...means, moodCell(row), formatPercent(100 * row.attentive),
+      changeCell(row)]);
+  }
+  if (persons.length === 0) addRow([name(), "–", length, "0"]);
+  if (!failure) return;
+  const list = document.getElementById("failures");
+  list.append(element("li", {}, `Not the whole recording ${title}, only what came before an error: `,
+    failure));
+  list.hidden = false;
+}
+
+// Seconds since each start, or since the begin of the scope in each.
+function windowOfAll() {
+  const from = Math.min(...recordings.map((recording) => recording.from));
+  const to = Math.max(...recordings.map((recording) => recording.to));
+  return to > from ? { from, to } : { from: from - 0.5, to: to + 0.5 };
+}
+
+function drawTimes() {
+  const { from, to } = windowOfAll();
+  const holder = document.querySelector("#curves .times");
+  const width = holder.clientWidth;
+  holder.replaceChildren(...timeTicks(from, to, width).map(({ v, label }) => {
+    const place = (v - from) / (to - from);
+    const text = place * width < width - 60 ? label : "";  // it would stand out of the page
+    const tick = element("div", { class: isAligned && v === 0 ? "zero" : "" }, element("span", {}, text));
+    tick.style.left = `${100 * place}%`;
+    return tick;
+  }));
+}
+
+function smallCurve(curve, color, label) {
+  const { width, height } = small;
+  const shown = windowOfAll();
+  const scale = svgScale({ x: 0, y: 2, w: width, h: height - 4 }, shown, curve.quantity.range);
+  const middle = svgPlace(0, height / 2);
+  return svgElement("svg", { viewBox: `0 0 ${width} ${height}`, preserveAspectRatio: "none",
+    role: "img", "aria-label": label },
+  svgElement("path", { d: `M${middle}h${width}`, class: "middle" }),
+  svgCurve(visiblePoints(curve, shown, width), shown, scale, `var(--${color})`));
+}
+
+async function drawCurves(holder, data, start, name) {
+  const times = await decodedTimes(data.time, start);
+  const begins = new Uint8Array(times.length);
+  for (const row of await decoded(data.begins, Int32Array)) begins[row] = 1;
+  for (const quantity of ["valence", "attention"]) {
+    const curve = makeCurve(quantities[quantity], times, begins, await decodedFloats(data[quantity]),
+      await decodedFloats(data[`${quantity}_confidence`]));
+    holder.append(smallCurve(curve, quantity, `${curve.quantity.title} of ${name}`));
+  }
+}
+
+// One recording after the other, so that the page can be used meanwhile.
+async function addCurves() {
+  const holders = recordings.map(({ title, persons }, index) => persons.map(({ person }) => {
+    const holder = element("article", {}, element("h3", {}, recordingLink(index + 1, title), " · ",
+      recordingLink(index + 1, `Person ${person}`, person)));
+    holder.style.minHeight = `${2 * small.height + 30}px`;
+    document.getElementById("curves").append(holder);
+    return holder;
+  }));
+  drawTimes();
+  for (const [index, { title, zero, persons }] of recordings.entries()) {
+    const data = JSON.parse(dataOf(index + 1));
+    for (const [row, { person }] of persons.entries()) {
+      await drawCurves(holders[index][row], data.persons.find((other) => other.person === person),
+        BigInt(zero), `person ${person} of ${title}`);
+    }
+  }
+}
+
+// Shows what the address names: the page of a recording, from one of its persons on, or all.
+function showAddressed() {
+  const [, number, person] = location.hash.match(/^#recording(\d+)(?:person(-?\d+))?$/) ?? [];
+  const data = dataOf(number);
+  const one = document.getElementById("one");
+  one.querySelector("iframe")?.remove();
+  one.hidden = !data;
+  document.getElementById("all").inert = Boolean(data);
+  document.documentElement.style.overflow = data ? "hidden" : "";
+  const title = data ? recordings[number - 1].title : formatCount(recordings.length, "recording");
+  document.title = `${title} – zorvel report`;
+  if (!data) return;
+  one.querySelector("b").textContent = title;
+  const frame = element("iframe", { title });
+  one.append(frame);
+  frame.addEventListener("load", () => {
+    frame.contentDocument.getElementById(`person${person}`)?.scrollIntoView();
+    frame.contentWindow.focus();
+  });
+  // In a page that "srcdoc" makes, links to its own persons would lead to this page.
+  frame.contentDocument.open();
+  frame.contentDocument.write(page.replace("{{recording}}", () => data));
+  frame.contentDocument.close();
+}
+
+// Paper is narrower than a screen, and white.
+function setPaper(isPaper) {
+  document.documentElement.classList.toggle("paper", isPaper);
+  drawTimes();
+}
+
+async function main() {
+  const endDelay = delayLoadEvent();
+  const cycles = recordings.flatMap(({ persons }) => persons).reduce((sum, row) => sum + row.cycles, 0);
+  document.querySelector("h1").textContent = formatCount(recordings.length, "recording");
+  document.getElementById("facts").textContent = formatCount(cycles, "cycle");
+  document.getElementById("zero").textContent = "Time, as minutes and seconds, since " +
+    `${isAligned ? `the first begin of “${scope}” in` : "the start of"} each recording.`;
+  recordings.forEach(addRecording);
+  showAddressed();
+  addEventListener("hashchange", showAddressed);
+  addEventListener("resize", drawTimes);
+  addEventListener("beforeprint", () => setPaper(true));
+  addEventListener("afterprint", () => setPaper(false));
+  return addCurves().finally(endDelay);
+}
+
+main().catch((error) => {
+  document.getElementById("failures").append(
+    element("li", {}, `The curves cannot be shown: ${error.message}`));
+  document.getElementById("failures").hidden = false;
+  throw error;
+});
