@@ -17,7 +17,7 @@
 namespace zorvel::bench {
 namespace {
 
-constexpr int rate = 30;
+constexpr int framesPerSecond = 30;
 constexpr int seconds = 60;
 
 /// A folder with a recording of one person, every field in every line.
@@ -29,8 +29,8 @@ class Workplace {
     appendHeader(text, "benchmark");
     ku::SimulatedClock clock(Time(Duration(1'700'000'000'000'000'000)));
     const ku::ClockScope scope(clock);
-    for (int cycle = 0; cycle < rate * seconds; ++cycle) {
-      clock.advance(period(rate));
+    for (int cycle = 0; cycle < framesPerSecond * seconds; ++cycle) {
+      clock.advance(period(framesPerSecond));
       _events.push_back({ku::SystemClock::now(), Observation{1, observeAll()}});
       appendEvent(text, _events.back());
     }
@@ -47,7 +47,8 @@ class Workplace {
 
   void count(benchmark::State& state) const {
     using benchmark::Counter;
-    state.counters["lines"] = Counter(rate * seconds, Counter::kIsIterationInvariantRate);
+    state.counters["lines"] =
+        Counter(framesPerSecond * seconds, Counter::kIsIterationInvariantRate);
     state.counters["bytes"] =
         Counter(static_cast<double>(_bytes), Counter::kIsIterationInvariantRate);
   }
