@@ -1,5 +1,7 @@
 #include "playback/explained_changes.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -93,8 +95,9 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
   std::map<std::int32_t, Person> persons;
   std::optional<Time> start;
   std::uint64_t events = 0;
+  RecordingReader& first = open();
   greatest.failure =
-      playAll(open(), Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
+      playAll(first, Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
         if (!start) start = time;
         ++events;
         if (const auto* remove = std::get_if<Remove>(&event.what)) {
@@ -111,12 +114,17 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
         onProgress();
       });
   greatest.start = start.value_or(Time());
+  const std::string& name = first.lines().name();
+  if (persons.empty() && !greatest.failure) {
+    const std::string whoHas = person ? fmt::format("person {} has no", *person) : "nobody has a";
+    throw Failure(fmt::format("{}: {} cycle", printable(name), whoHas), {name, 0, "", 0});
+  }
   std::vector<Found> all = find(persons, most);
 
   std::map<std::int32_t, Readings> readings;
   std::map<std::int32_t, std::size_t> rows;
-  RecordingReader& again = open();
-  playAll(again, Forces::Watched, [&](Time time, const Event& event, const Row& row) {
+  const std::string place = printable(name);
+  playAll(open(), Forces::Watched, [&](Time time, const Event& event, const Row& row) {
     --events;
     if (const auto* remove = std::get_if<Remove>(&event.what)) readings.erase(remove->person);
     const auto* state = std::get_if<StateRow>(&row);
@@ -140,8 +148,7 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
     onProgress();
   });
   if (events != 0) {
-    const std::string& name = again.lines().name();
-    throw Failure(printable(name) + ": gives other events when it is read again", {name, 0, "", 0});
+    throw Failure(place + ": gives other events when it is read again");
   }
   for (Found& found : all) greatest.changes.push_back(finished(found));
   return greatest;

@@ -7,8 +7,14 @@
 #include <optional>
 #include <utility>
 
+#include "recording/event.hpp"
+
 namespace zorvel {
 namespace {
+
+std::int64_t step(std::int64_t from, std::int64_t to) {
+  return between(Time(Time::duration(from)), Time(Time::duration(to))).count();
+}
 
 constexpr std::int64_t second = 1'000'000'000;
 
@@ -62,9 +68,9 @@ std::vector<Rise> risesOf(const std::vector<std::int64_t>& times, const std::vec
       lows.clear();
       begin = times[row];
     }
-    if (times[row] - begin < second || !std::isfinite(values[row])) continue;
+    if (step(begin, times[row]) < second || !std::isfinite(values[row])) continue;
     // The row before counts however long ago it is.
-    while (lows.size() > 1 && times[row] - times[lows.front()] > second) lows.pop_front();
+    while (lows.size() > 1 && step(times[lows.front()], times[row]) > second) lows.pop_front();
     while (!lows.empty() && values[lows.back()] >= values[row]) lows.pop_back();
     lows.push_back(row);
     peaks.add({lows.front(), row, values[row] - values[lows.front()]});

@@ -49,11 +49,13 @@ void SummaryTable::add(Time time, const Event& event, const Row& row) {
 
 std::vector<SummaryRow> SummaryTable::rows() const {
   std::vector<SummaryRow> rows;
-  for (const auto& [id, person] : _persons) {
+  for (const auto& entry : _persons) {
+    const Person& person = entry.second;
     const auto& times = person.cycles.times();
     if (times.empty()) continue;
     const auto seconds = [&, first = person.first](std::int64_t time) {
-      return inSeconds(first + Time::duration(time - times.front()));
+      const auto since = between(Time(Time::duration(times.front())), Time(Time::duration(time)));
+      return inSeconds(first) + inSeconds(since);
     };
     const auto greatest = [&](const std::vector<float>& values, float range) {
       constexpr double none = std::numeric_limits<double>::quiet_NaN();
@@ -66,15 +68,15 @@ std::vector<SummaryRow> SummaryTable::rows() const {
     const auto share = [count = times.size()](auto part) {
       return static_cast<double>(part) / static_cast<double>(count);
     };
-    rows.push_back({id, seconds(times.front()), seconds(times.back()), times.size(), person.unseen,
-                    person.visits, spreadOf(person.valence, person.valenceConfidence),
-                    spreadOf(person.attention, person.attentionConfidence),
-                    spreadOf(person.ease, person.easeConfidence), share(person.moods[0]),
-                    share(person.moods[1]), share(person.moods[2]),
-                    share(std::count_if(person.attention.begin(), person.attention.end(),
-                                        [](float attention) { return attention > 0.5f; })),
-                    greatest(person.valence, 2.0f), greatest(person.attention, 1.0f),
-                    person.scopes});
+    rows.push_back(
+        {entry.first, seconds(times.front()), seconds(times.back()), times.size(), person.unseen,
+         person.visits, spreadOf(person.valence, person.valenceConfidence),
+         spreadOf(person.attention, person.attentionConfidence),
+         spreadOf(person.ease, person.easeConfidence), share(person.moods[0]),
+         share(person.moods[1]), share(person.moods[2]),
+         share(std::count_if(person.attention.begin(), person.attention.end(),
+                             [](float attention) { return attention > 0.5f; })),
+         greatest(person.valence, 2.0f), greatest(person.attention, 1.0f), person.scopes});
   }
   return rows;
 }

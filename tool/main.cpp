@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <array>
@@ -39,7 +38,8 @@ int main(int argumentCount, char** arguments) {
     std::signal(interrupted.signal, SIG_DFL);
     std::raise(interrupted.signal);
   } catch (const std::exception& error) {
-    fmt::print(stderr, "{}\n", error.what());
+    // Not by fmt, which would throw where nothing can be written.
+    std::fprintf(stderr, "%s\n", error.what());
   }
   return failed;
 }

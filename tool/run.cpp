@@ -1,8 +1,7 @@
 #include "run.hpp"
 
-#include <fmt/format.h>
-
 #include <boost/algorithm/string/replace.hpp>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -56,9 +55,10 @@ int run(int argumentCount, char** arguments) {
     tool.exit(help);
   } catch (const CLI::ParseError& error) {
     const auto commands = parsedCommands(tool);
-    fmt::print(stderr, "zorvel: {}\nTry \"{} --help\".\n",
-               withShortQuotes(describe(error, commands), {arguments, arguments + argumentCount}),
-               fullName(*commands.back()));
+    const auto message =
+        withShortQuotes(describe(error, commands), {arguments, arguments + argumentCount});
+    std::fprintf(stderr, "zorvel: %s\nTry \"%s --help\".\n", message.c_str(),
+                 fullName(*commands.back()).c_str());
     return wrongUsage;
   }
   return EXIT_SUCCESS;

@@ -3,10 +3,18 @@
 from __future__ import annotations
 
 import argparse
+import math
+import os
 import sys
+import tempfile
+
+from typing import TYPE_CHECKING
 
 from . import DataError, replay
 from .figure import QUANTITIES, draw
+
+if TYPE_CHECKING:
+    import matplotlib.figure
 
 
 def _since_start(text: str) -> float:
@@ -15,9 +23,22 @@ def _since_start(text: str) -> float:
     try:
         for part in text.split(":"):
             seconds = 60.0 * seconds + float(part)
+        if not math.isfinite(seconds):
+            raise ValueError
     except ValueError:
         raise argparse.ArgumentTypeError(f"{text!r} is neither seconds nor like 1:23.5") from None
     return seconds
+
+
+def _save(figure: matplotlib.figure.Figure, output: str) -> None:
+    """Nobody sees half of the file."""
+    ending = os.path.splitext(output)[1]
+    if ending not in (".svg", ".pdf", ".png"):
+        raise ValueError(f"{output}: a figure is .svg, .pdf or .png")
+    with tempfile.TemporaryDirectory(dir=os.path.dirname(output) or ".") as folder:
+        whole = os.path.join(folder, "figure" + ending)
+        figure.savefig(whole, dpi=300)
+        os.replace(whole, output)
 
 
 def main() -> int:
@@ -58,7 +79,7 @@ def main() -> int:
         try:
             figure = draw(results, persons=options.person, begin=options.begin, end=options.end,
                           quantities=options.quantity, width=options.width, grey=options.grey)
-            figure.savefig(options.output, dpi=300)
+            _save(figure, options.output)
         except (OSError, ValueError) as error:
             print(error, file=sys.stderr)
             return 1

@@ -102,7 +102,7 @@ def _draw_scopes(axes: matplotlib.axes.Axes, results: Results, persons: Sequence
             axes.barh(lane, end - begin, left=begin, height=0.8, alpha=0.3, color=look["color"])
             axes.text(max(begin, leftmost), lane,
                       f" {scopes['scope'][row]}: {scopes['label'][row]}", va="center",
-                      fontsize="x-small", clip_on=True)
+                      fontsize="x-small", clip_on=True, parse_math=False)
     axes.set_ylim(len(lanes) - 0.5, -0.5)
     axes.set_yticks(range(len(lanes)), [f"person {person}" for person, _ in lanes])
     axes.set_ylabel("scopes")
@@ -114,10 +114,13 @@ def draw(results: Results, persons: Sequence[int] | None, begin: float | None, e
     import matplotlib.pyplot
     import numpy
 
-    if width <= 0.0:
+    if not 0.0 < width < 10_000.0:
         raise ValueError(f"width: {width:g} mm is no width")
     if begin is not None and end is not None and begin >= end:
         raise ValueError(f"begin: {begin:g} s is not before the end, {end:g} s")
+    seconds = results.timeline["seconds"]
+    if not ((seconds >= (begin or 0.0)) & (seconds <= (numpy.inf if end is None else end))).any():
+        raise ValueError("nobody has a cycle there")
     there = [int(number) for number in numpy.unique(results.timeline["person"])]
     for person in persons or ():
         if person not in there:

@@ -214,6 +214,7 @@ class CutTest(unittest.TestCase):
                                 "5.000 s long"),
                 (["1,a,2023-11-14T22:13:19Z,2"], ':2: column "begin": is before the start'),
                 (["2,a,3,4.5"], ':2: column "end": is after the removal of person 2 at 4.000 s'),
+                ([ok, "1,b,1700000000000000000,2"], ':3: column "begin": "1700000000000000000" is'),
                 ([ok, "1,b,1:60,2"], ':3: column "begin": "1:60" is neither seconds, nor like'),
                 ([ok, "x,b,1,2"], ':3: column "person": "x" is not a number'),
                 (["1,,1,2"], ':2: column "scope": must have a name'),

@@ -116,7 +116,13 @@ class ExplainTest(unittest.TestCase):
         self.assertTrue(sizes[0] >= sizes[1] and sizes[2] >= sizes[3])
         only = self.explained("--greatest", "1", "--person", "2")
         self.assertEqual({change["person"] for change in only}, {2})
-        self.assertIn("reads the recording twice", run("explain", "-", "--greatest", "1", status=2))
+        for source in ("-", "/dev/null"):
+            self.assertIn("reads the recording twice",
+                          run("explain", source, "--greatest", "1", status=2))
+        for command in ("explain", "cut"):
+            self.assertIn("person 10 has no", run(command, self.recording, "--person", "010", status=1))
+        self.assertIn("person 99 has no cycle", run("explain", self.recording, "--greatest", "1",
+                                                    "--person", "99", status=1))
 
         # A posture every second: the one from the future counts, the one of 7.5 s ago does not.
         lines = [{"event": "observation", "time": second * 10**9, "person": 1,

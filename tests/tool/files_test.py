@@ -48,6 +48,11 @@ class FilesTest(unittest.TestCase):
                     **settings}
         return subprocess.run([*before, TOOL, *map(str, arguments)], **settings)
 
+    def test_a_message_that_cannot_be_written_changes_no_status(self):
+        for arguments, status in ((["replay", "missing"], 1), (["replays"], 2)):
+            with open("/dev/full", "w") as full:
+                self.assertEqual(subprocess.run([TOOL, *arguments], stderr=full).returncode, status)
+
     def test_an_output_is_never_an_input(self):
         for folder in ("of-one", "of-several/scene"):
             (self.folder / folder).mkdir(parents=True)

@@ -29,7 +29,10 @@ ScopeOfTable::Moment readMoment(const CsvReader& rows, CsvReader::Column column)
   std::string text(rows.text(column));
   std::replace(text.begin(), text.end(), ',', '.');
   if (const auto since = readTimeSinceStart(text)) return *since;
-  if (const auto date = readDate(text)) return *date;
+  // A whole number would be a date, too, in nanoseconds.
+  if (text.find('T') != text.npos) {
+    if (const auto date = readDate(text)) return *date;
+  }
   rows.fail(column, inQuotes(rows.text(column)) +
                         " is neither seconds, nor like 1:23.5, nor like 2024-05-17T09:30:00Z");
 }
@@ -88,7 +91,7 @@ void addAnnotate(CLI::App& tool) {
   command->footer(
       R"(The table is a CSV file with the columns person, scope, begin and end; further ones are ignored. A
 begin or an end is in seconds since the start of the recording, or like 1:23.5, or a time like
-2024-05-17T09:30:00Z; both belong to the scope. So the scopes.csv of a replay is such a table. Every
+2024-05-17T09:30:00Z; both belong to the scope. Every
 byte of the recording stays; lines that open and close the scopes come in. If a scope does not fit,
 nothing is written.
 

@@ -62,8 +62,8 @@ Examples:
                 "Where the span begins; with the recording if absent");
   addTimeOption(*command, "--to", span.to, "Where it ends; with the recording if absent");
   command->add_option("--person", span.person, "Only the lines about this person")
-      ->check(isBetween(std::numeric_limits<std::int32_t>::min(),
-                        std::numeric_limits<std::int32_t>::max()))
+      ->transform(wholeNumber(std::numeric_limits<std::int32_t>::min(),
+                              std::numeric_limits<std::int32_t>::max()))
       ->type_name("N");
   addTimeOption(*command, "--every", span.every,
                 "Of each person and interval of this length, one observation and one not_seen")

@@ -4,6 +4,7 @@
 #include <boost/chrono/ceil.hpp>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <map>
 #include <memory>
@@ -191,8 +192,8 @@ void addExplain(CLI::App& tool) {
       R"(A TIME is in seconds since the start of the recording, or like 1:23.5. For a moment (--at) it tells
 what moved each person in the last cycle until then, the strongest reasons first; for a span, or
 without one for the whole recording, each reason's share of all movement up and down. With --greatest
-it tells where most happened, what moved it there, and the readings behind that, as --at does. With --json,
-one object a line for each person, with every reason. After a bad line it tells everything up to it;
+it tells where most happened, what moved it there, and the readings behind that, as --at does. With
+--json, one object a line for each person or each change, with every reason. After a bad line it tells everything up to it;
 what comes after a moment is not read.
 
 Examples:
@@ -202,8 +203,8 @@ Examples:
   const auto options = std::make_shared<ExplainOptions>();
   addRecording(*command, options->recording);
   command->add_option("--person", options->time.person, "This person alone")
-      ->check(isBetween(std::numeric_limits<std::int32_t>::min(),
-                        std::numeric_limits<std::int32_t>::max()))
+      ->transform(wholeNumber(std::numeric_limits<std::int32_t>::min(),
+                              std::numeric_limits<std::int32_t>::max()))
       ->type_name("N");
   auto* const at = addTimeOption(*command, "--at", options->time.at, "The moment");
   addTimeOption(*command, "--from", options->time.from, "Where the span begins")->excludes(at);
@@ -219,7 +220,9 @@ Examples:
   command->add_flag("--json", options->json, "Write JSON");
   command->callback([options] {
     if (options->greatest > 0) {
-      if (options->recording == "-") {
+      if (std::error_code error; std::filesystem::exists(options->recording, error) !=
+                                     std::filesystem::is_regular_file(options->recording, error) ||
+                                 options->recording == "-") {
         throw CLI::ValidationError("--greatest", "reads the recording twice, so it needs a file");
       }
       explainGreatestChanges(*options);

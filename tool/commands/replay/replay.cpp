@@ -225,7 +225,10 @@ void replayMany(const ReplayOptions& options) {
     }
   }
   if (summary) {
-    for (const auto& job : jobs) appendSummary(summary->text(), job.recording, job.table.rows());
+    for (const auto& job : jobs) {
+      const auto rows = job.table.rows();
+      if (job.failure.empty() || !rows.empty()) appendSummary(summary->text(), job.recording, rows);
+    }
     summary->commit();
   }
   if (!options.quiet) {
@@ -264,7 +267,7 @@ and, with --forces,
   forces.csv    each force that moved a person: quantity, reason, target, strength, before, after
 and prints a summary, and on standard error what looks wrong with the recording; info tells more. After
 a bad line they hold everything up to it. Several recordings are replayed at once, each into a folder
-of its own, DIR/NAME; one that fails fails alone. So is one recording with --each, for a list that may
+of its own, DIR/NAME; one that fails fails alone. So is one recording with --each or --summary, for a list that may
 have just one.
 
 Examples:
@@ -306,6 +309,10 @@ Examples:
   command->add_flag("-q,--quiet", options->quiet, "No summary, no progress, no warnings");
   command->callback([options, output] {
     options->writesFiles = options->summary.empty() || output->count() > 0;
+    if (!options->writesFiles && (options->forces || options->each)) {
+      throw CLI::ValidationError("--summary",
+                                 "writes the table alone unless --output names a folder");
+    }
     if (!options->timeline.empty() && options->recordings.size() > 1) {
       throw CLI::ValidationError("--timeline", "takes one recording");
     }
