@@ -53,9 +53,9 @@ std::vector<SummaryRow> SummaryTable::rows() const {
     const Person& person = entry.second;
     const auto& times = person.cycles.times();
     if (times.empty()) continue;
-    const auto seconds = [&, first = person.first](std::int64_t time) {
-      const auto since = between(Time(Time::duration(times.front())), Time(Time::duration(time)));
-      return inSeconds(first) + inSeconds(since);
+    const Time start = Time(Time::duration(times.front())) - person.first;
+    const auto seconds = [start](std::int64_t time) {
+      return inSeconds(between(start, Time(Time::duration(time))));
     };
     const auto greatest = [&](const std::vector<float>& values, float range) {
       constexpr double none = std::numeric_limits<double>::quiet_NaN();
