@@ -1,7 +1,6 @@
 #ifndef ZORVEL_PYTHON_MODULE_HPP
 #define ZORVEL_PYTHON_MODULE_HPP
 
-#include <cxxabi.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 #include <unistd.h>
@@ -45,7 +44,7 @@ class Unlocked {
     try {
       if (_Py_IsFinalizing()) waitForEnd();
       PyEval_RestoreThread(_thread);
-    } catch (const abi::__forced_unwind&) {
+    } catch (...) {  // no exception, but the end of the thread
       waitForEnd();
     }
   }
@@ -64,10 +63,10 @@ auto callPython(Call call) {
   const py::gil_scoped_acquire lock;
   try {
     return call();
-  } catch (const abi::__forced_unwind&) {
-    throw;
   } catch (...) {
-    throw Raised{std::current_exception()};
+    const auto exception = std::current_exception();
+    if (!exception) throw;  // the end of the thread
+    throw Raised{exception};
   }
 }
 
