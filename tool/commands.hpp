@@ -1,12 +1,12 @@
 #ifndef ZORVEL_TOOL_COMMANDS_HPP
 #define ZORVEL_TOOL_COMMANDS_HPP
 
-#include <CLI/CLI.hpp>
+#include "system/command_line.hpp"
 
 namespace zorvel {
 
-/// Describes the whole tool, with all its subcommands.
-void addCommands(CLI::App& tool);
+/// Describes the tool, with all its subcommands but help.
+void addCommands(Command tool);
 
 }  // namespace zorvel
 

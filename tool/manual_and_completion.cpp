@@ -10,7 +10,7 @@
 #include <zv/version.hpp>
 
 #include "commands.hpp"
-#include "system/command_line.hpp"
+#include "help.hpp"
 
 namespace {
 
@@ -243,7 +243,8 @@ complete -o default -F _zorvel zorvel
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argumentCount, char** arguments) {
   CLI::App tool;
-  zorvel::addCommands(tool);
+  zorvel::addCommands(zorvel::Command(tool));
+  zorvel::addHelp(tool);
   const std::string wanted = argumentCount == 2 ? arguments[1] : "";
   if (wanted == "manual") {
     printManualPage(tool);

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "commands.hpp"
+#include "help.hpp"
 #include "recording/printable.hpp"
-#include "system/command_line.hpp"
 
 namespace zorvel {
 
@@ -24,14 +24,14 @@ std::vector<const CLI::App*> parsedCommands(const CLI::App& tool) {
   return commands;
 }
 
-/// What is wrong: a word that no command knows, or else what the parser says.
-std::string describe(const CLI::ParseError& error, const std::vector<const CLI::App*>& commands) {
+/// What is wrong: a word that no command knows, or else what the parser or the command says.
+std::string describe(const std::string& problem, const std::vector<const CLI::App*>& commands) {
   for (const auto* command : commands) {
     for (const auto& word : command->remaining()) {
       if (!word.empty() && word != "--") return describeUnknown(*command, word);
     }
   }
-  return error.what();
+  return problem;
 }
 
 /// The parser's messages quote what was typed, however long.
@@ -48,20 +48,26 @@ std::string withShortQuotes(std::string message, const std::vector<std::string>&
 
 int run(int argumentCount, char** arguments) {
   CLI::App tool;
-  addCommands(tool);
+  addCommands(Command(tool));
+  addHelp(tool);
+  std::string problem;
   try {
     tool.parse(argumentCount, arguments);
+    return EXIT_SUCCESS;
   } catch (const CLI::Success& help) {
     tool.exit(help);
+    return EXIT_SUCCESS;
   } catch (const CLI::ParseError& error) {
-    const auto commands = parsedCommands(tool);
-    const auto message =
-        withShortQuotes(describe(error, commands), {arguments, arguments + argumentCount});
-    std::fprintf(stderr, "zorvel: %s\nTry \"%s --help\".\n", message.c_str(),
-                 fullName(*commands.back()).c_str());
-    return wrongUsage;
+    problem = error.what();
+  } catch (const WrongUsage& error) {
+    problem = error.what();
   }
-  return EXIT_SUCCESS;
+  const auto commands = parsedCommands(tool);
+  const auto message =
+      withShortQuotes(describe(problem, commands), {arguments, arguments + argumentCount});
+  std::fprintf(stderr, "zorvel: %s\nTry \"%s --help\".\n", message.c_str(),
+               fullName(*commands.back()).c_str());
+  return wrongUsage;
 }
 
 }  // namespace zorvel

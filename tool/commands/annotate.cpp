@@ -85,10 +85,9 @@ void annotateRecording(const AnnotateOptions& options) {
 
 }  // namespace
 
-void addAnnotate(CLI::App& tool) {
-  auto* const command =
-      tool.add_subcommand("annotate", "Put the scopes of a table into a recording");
-  command->footer(
+void addAnnotate(Command tool) {
+  Command command = tool.addSubcommand(
+      "annotate", "Put the scopes of a table into a recording",
       R"(The table is a CSV file with the columns person, scope, begin and end; further ones are ignored. A
 begin or an end is in seconds since the start of the recording, or like 1:23.5, or a time like
 2024-05-17T09:30:00Z; both belong to the scope. Every
@@ -98,12 +97,12 @@ nothing is written.
 Example:
   zorvel annotate meeting.jsonl phases.csv | zorvel replay - --output results)");
   const auto options = std::make_shared<AnnotateOptions>();
-  addRecording(*command, options->recording);
-  command->add_option("SCOPES", options->scopes, "The table; - reads standard input")->required();
-  addOutputFile(*command, options->output, "The recording to write");
-  command->callback([options] {
+  command.addRecording(options->recording);
+  command.add("SCOPES", options->scopes, "The table; - reads standard input").required();
+  command.addOutputFile(options->output, "The recording to write");
+  command.setAction([options] {
     if (options->recording == "-" && options->scopes == "-") {
-      throw CLI::ValidationError("SCOPES", "standard input can be read only once");
+      throw WrongUsage("SCOPES", "standard input can be read only once");
     }
     annotateRecording(*options);
   });

@@ -37,10 +37,9 @@ void cutRecording(const CutOptions& options) {
 
 }  // namespace
 
-void addCut(CLI::App& tool) {
-  auto* const command =
-      tool.add_subcommand("cut", "Cut a span out of a recording, as a recording of its own");
-  command->footer(
+void addCut(Command tool) {
+  Command command = tool.addSubcommand(
+      "cut", "Cut a span out of a recording, as a recording of its own",
       R"(A TIME is in seconds since the start of the recording, or like 1:23.5; both ends belong to the
 span. The lines that are kept stay as they are, to the byte. A scope that reaches over an edge is
 opened or closed there, and at the end people are removed.
@@ -57,27 +56,24 @@ Examples:
   zorvel cut meeting.jsonl --person 2 --every 0.2 | zorvel report - --output small.html)");
   const auto options = std::make_shared<CutOptions>();
   CutSpan& span = options->span;
-  addRecording(*command, options->recording);
-  addTimeOption(*command, "--from", span.from,
-                "Where the span begins; with the recording if absent");
-  addTimeOption(*command, "--to", span.to, "Where it ends; with the recording if absent");
-  command->add_option("--person", span.person, "Only the lines about this person")
-      ->transform(wholeNumber(std::numeric_limits<std::int32_t>::min(),
-                              std::numeric_limits<std::int32_t>::max()))
-      ->type_name("N");
-  addTimeOption(*command, "--every", span.every,
-                "Of each person and interval of this length, one observation and one not_seen")
-      ->type_name("SECONDS");
-  addTimeOption(*command, "--lead-in", span.leadIn, "How much of what comes before is kept, too")
-      ->type_name("SECONDS")
-      ->default_str("0");
-  addOutputFile(*command, options->output, "The recording to write");
-  command->callback([options] {
+  command.addRecording(options->recording);
+  command.addTime("--from", span.from, "Where the span begins; with the recording if absent");
+  command.addTime("--to", span.to, "Where it ends; with the recording if absent");
+  command.addPerson(span.person, "Only the lines about this person");
+  command
+      .addTime("--every", span.every,
+               "Of each person and interval of this length, one observation and one not_seen")
+      .type("SECONDS");
+  command.addTime("--lead-in", span.leadIn, "How much of what comes before is kept, too")
+      .type("SECONDS")
+      .showDefault("0");
+  command.addOutputFile(options->output, "The recording to write");
+  command.setAction([options] {
     if (options->span.from > options->span.to) {
-      throw CLI::ValidationError("--from", "is after --to");
+      throw WrongUsage("--from", "is after --to");
     }
     if (options->span.every == Time::duration(0)) {
-      throw CLI::ValidationError("--every", "must be above 0");
+      throw WrongUsage("--every", "must be above 0");
     }
     cutRecording(*options);
   });

@@ -185,10 +185,9 @@ void explainRecording(const ExplainOptions& options) {
 
 }  // namespace
 
-void addExplain(CLI::App& tool) {
-  auto* const command = tool.add_subcommand(
-      "explain", "Tell why the state of a person is what it is: the reasons of its movements");
-  command->footer(
+void addExplain(Command tool) {
+  Command command = tool.addSubcommand(
+      "explain", "Tell why the state of a person is what it is: the reasons of its movements",
       R"(A TIME is in seconds since the start of the recording, or like 1:23.5. For a moment (--at) it tells
 what moved each person in the last cycle until then, the strongest reasons first; for a span, or
 without one for the whole recording, each reason's share of all movement up and down. With --greatest
@@ -201,35 +200,31 @@ Examples:
   zorvel explain meeting.jsonl --from 1:00 --to 1:30 --json
   zorvel explain meeting.jsonl --greatest 3)");
   const auto options = std::make_shared<ExplainOptions>();
-  addRecording(*command, options->recording);
-  command->add_option("--person", options->time.person, "This person alone")
-      ->transform(wholeNumber(std::numeric_limits<std::int32_t>::min(),
-                              std::numeric_limits<std::int32_t>::max()))
-      ->type_name("N");
-  auto* const at = addTimeOption(*command, "--at", options->time.at, "The moment");
-  addTimeOption(*command, "--from", options->time.from, "Where the span begins")->excludes(at);
-  addTimeOption(*command, "--to", options->time.to, "Where it ends, itself included")->excludes(at);
+  command.addRecording(options->recording);
+  command.addPerson(options->time.person, "This person alone");
+  command.addTime("--at", options->time.at, "The moment");
+  command.addTime("--from", options->time.from, "Where the span begins").excludes("--at");
+  command.addTime("--to", options->time.to, "Where it ends, itself included").excludes("--at");
   command
-      ->add_option("--greatest", options->greatest,
-                   "The N greatest changes of the valence and of the attention within a second")
-      ->type_name("N")
-      ->transform(wholeNumber(1, 1'000))
-      ->excludes(at)
-      ->excludes("--from")
-      ->excludes("--to");
-  command->add_flag("--json", options->json, "Write JSON");
-  command->callback([options] {
+      .addWholeNumber("--greatest", options->greatest, 1, 1'000,
+                      "The N greatest changes of the valence and of the attention within a second")
+      .type("N")
+      .excludes("--at")
+      .excludes("--from")
+      .excludes("--to");
+  command.addFlag("--json", options->json, "Write JSON");
+  command.setAction([options] {
     if (options->greatest > 0) {
       if (std::error_code error; std::filesystem::exists(options->recording, error) !=
                                      std::filesystem::is_regular_file(options->recording, error) ||
                                  options->recording == "-") {
-        throw CLI::ValidationError("--greatest", "reads the recording twice, so it needs a file");
+        throw WrongUsage("--greatest", "reads the recording twice, so it needs a file");
       }
       explainGreatestChanges(*options);
       return;
     }
     if (options->time.from > options->time.to) {
-      throw CLI::ValidationError("--from", "is after --to");
+      throw WrongUsage("--from", "is after --to");
     }
     explainRecording(*options);
   });

@@ -69,86 +69,80 @@ void importFile(const FileOptions& options, const char* source, Importer& import
   if (!options.quiet) printFacts(facts, options.faces.start);
 }
 
-std::shared_ptr<FileOptions> addOptions(CLI::App& command) {
+std::shared_ptr<FileOptions> addOptions(Command command) {
   auto options = std::make_shared<FileOptions>();
-  command.add_option("FILE", options->file, "The CSV file; - reads standard input")->required();
-  addOutputFile(command, options->output, "The recording to write");
+  command.add("FILE", options->file, "The CSV file; - reads standard input").required();
+  command.addOutputFile(options->output, "The recording to write");
   command
-      .add_option_function<std::string>(
+      .add(
           "--start",
           [options](const std::string& text) {
             const auto start = readDate(text);
             if (!start) {
-              throw CLI::ValidationError(
-                  "--start", text + " is neither a time like " + defaultStart +
-                                 " nor nanoseconds since 1970, or not from 1823 to 2116");
+              throw WrongUsage("--start",
+                               text + " is neither a time like " + defaultStart +
+                                   " nor nanoseconds since 1970, or not from 1823 to 2116");
             }
             options->faces.start = *start;
           },
           "The time at which the file begins: ISO 8601 in UTC, or nanoseconds since 1970")
-      ->type_name("TIME")
-      ->default_str(defaultStart);
+      .type("TIME")
+      .showDefault(defaultStart);
   command
-      .add_option("--gap", options->faces.gapSeconds,
-                  "A person unseen for longer is removed, and a new one on return")
-      ->type_name("SECONDS")
-      ->check(isBetween(0.0, 1e9))
-      ->capture_default_str();
-  command.add_flag("--mirrored", options->faces.mirrored,
-                   "The video shows a mirror image: yaw and roll change their signs");
-  command.add_flag("-q,--quiet", options->quiet,
-                   "No word on what was made and left out, no progress, no warnings");
+      .addNumber("--gap", options->faces.gapSeconds, 0.0, 1e9,
+                 "A person unseen for longer is removed, and a new one on return")
+      .type("SECONDS")
+      .showDefault();
+  command.addFlag("--mirrored", options->faces.mirrored,
+                  "The video shows a mirror image: yaw and roll change their signs");
+  command.addFlag("-q,--quiet", options->quiet,
+                  "No word on what was made and left out, no progress, no warnings");
   return options;
 }
 
-CLI::Option* addFramesPerSecond(CLI::App& command, FileOptions& options,
-                                const std::string& description) {
-  return command.add_option("--fps", options.faces.framesPerSecond, description)
-      ->type_name("RATE")
-      ->check(isBetween(1e-3, 1e6));
+Option addFramesPerSecond(Command command, FileOptions& options, const std::string& description) {
+  return command.addNumber("--fps", options.faces.framesPerSecond, 1e-3, 1e6, description)
+      .type("RATE");
 }
 
-void addOpenFace(CLI::App& importCommand) {
-  auto* const command = importCommand.add_subcommand("openface", "Import what OpenFace 2.x writes");
-  command->footer(R"(Example:
+void addOpenFace(Command importCommand) {
+  Command command =
+      importCommand.addSubcommand("openface", "Import what OpenFace 2.x writes", R"(Example:
   zorvel import openface webcam.csv --output webcam.jsonl)");
-  const auto options = addOptions(*command);
-  addFramesPerSecond(*command, *options,
+  const auto options = addOptions(command);
+  addFramesPerSecond(command, *options,
                      "Frames per second of image sequences, in which every timestamp is 0");
   command
-      ->add_option("--full-intensity", options->faces.fullIntensity,
-                   "The intensity of an action unit that counts as full; other than 3 (\"marked\" "
-                   "on the scale from 0 to 5) for files whose units were rescaled")
-      ->type_name("VALUE")
-      ->check(isBetween(1e-3, 1e6))
-      ->capture_default_str();
-  command->callback([options] { importFile(*options, "openface", importOpenFace); });
+      .addNumber("--full-intensity", options->faces.fullIntensity, 1e-3, 1e6,
+                 "The intensity of an action unit that counts as full; other than 3 (\"marked\" "
+                 "on the scale from 0 to 5) for files whose units were rescaled")
+      .type("VALUE")
+      .showDefault();
+  command.setAction([options] { importFile(*options, "openface", importOpenFace); });
 }
 
-void addPyFeat(CLI::App& importCommand) {
-  auto* const command = importCommand.add_subcommand("pyfeat", "Import what py-feat writes");
-  command->footer(R"(Example:
+void addPyFeat(Command importCommand) {
+  Command command = importCommand.addSubcommand("pyfeat", "Import what py-feat writes", R"(Example:
   zorvel import pyfeat speaker.csv --fps 25 | zorvel replay - --output results)");
-  const auto options = addOptions(*command);
-  addFramesPerSecond(*command, *options, "Frames per second of the video")->required();
-  command->callback([options] { importFile(*options, "pyfeat", importPyFeat); });
+  const auto options = addOptions(command);
+  addFramesPerSecond(command, *options, "Frames per second of the video").required();
+  command.setAction([options] { importFile(*options, "pyfeat", importPyFeat); });
 }
 
 }  // namespace
 
-void addImport(CLI::App& tool) {
-  auto* const command = tool.add_subcommand(
-      "import", "Turn a file of face analysis into a recording, ready to be replayed");
-  command->require_subcommand(1);
-  command->footer(
+void addImport(Command tool) {
+  Command command = tool.addSubcommand(
+      "import", "Turn a file of face analysis into a recording, ready to be replayed",
       R"(Each frame gives an observation for each person with a face in it, and says of the persons seen
 before that they are not seen or, after a gap, removed. At its end, an import says on standard error
 what it made, what the file could not give, and which times look wrong.
 
 Example:
   zorvel import openface webcam.csv --output webcam.jsonl)");
-  addOpenFace(*command);
-  addPyFeat(*command);
+  command.requireSubcommand();
+  addOpenFace(command);
+  addPyFeat(command);
 }
 
 }  // namespace zorvel

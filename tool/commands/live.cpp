@@ -117,10 +117,9 @@ class Live {
 
 }  // namespace
 
-void addLive(CLI::App& tool) {
-  auto* const command =
-      tool.add_subcommand("live", "Read recording lines as they happen and write states at once");
-  command->footer(
+void addLive(Command tool) {
+  Command command = tool.addSubcommand(
+      "live", "Read recording lines as they happen and write states at once",
       R"(Reads the lines of a recording on standard input. Writes one JSON object a line on standard output:
   after each observation and not_seen
     {"time":…,"person":…,"valence":{"value":…,"confidence":…},"mood":…,
@@ -139,28 +138,26 @@ Example:
   my-perception | zorvel live --forget 60 | my-robot)");
   const auto options = std::make_shared<CommandOptions>();
   command
-      ->add_option("--clock", options->clock,
-                   "system: ages run by the wall clock, and a line without time happens now; "
-                   "recording: the lines' times are the clock, as in replay")
-      ->check(CLI::IsMember({systemClock, recordingClock}))
-      ->capture_default_str();
-  auto* const ahead =
+      .add("--clock", options->clock,
+           "system: ages run by the wall clock, and a line without time happens now; "
+           "recording: the lines' times are the clock, as in replay")
+      .oneOf({systemClock, recordingClock})
+      .showDefault();
+  const Option ahead =
       command
-          ->add_option("--ahead", options->aheadSeconds,
-                       "Leave out readings that are further ahead of the system's clock")
-          ->type_name("SECONDS")
-          ->check(isBetween(0.0, 1e9))
-          ->capture_default_str();
-  command->add_flag("--explain", options->explain, "Add the forces of the cycle to each state");
-  command->add_flag("--strict", options->strict, "Stop at the first bad line");
+          .addNumber("--ahead", options->aheadSeconds, 0.0, 1e9,
+                     "Leave out readings that are further ahead of the system's clock")
+          .type("SECONDS")
+          .showDefault();
+  command.addFlag("--explain", options->explain, "Add the forces of the cycle to each state");
+  command.addFlag("--strict", options->strict, "Stop at the first bad line");
   command
-      ->add_option("--forget", options->forgetSeconds,
-                   "Remove people, with their open scopes, who were not observed for so long")
-      ->type_name("SECONDS")
-      ->check(isBetween(1e-3, 1e9));
-  command->callback([options, ahead] {
-    if (!ahead->empty() && options->clock == recordingClock) {
-      throw CLI::ValidationError("--ahead", "is for the system's clock");
+      .addNumber("--forget", options->forgetSeconds, 1e-3, 1e9,
+                 "Remove people, with their open scopes, who were not observed for so long")
+      .type("SECONDS");
+  command.setAction([options, ahead] {
+    if (ahead.isGiven() && options->clock == recordingClock) {
+      throw WrongUsage("--ahead", "is for the system's clock");
     }
     catchInterrupts();
     requireDistinct({"-"}, {"-"});

@@ -69,10 +69,9 @@ void report(const ReportOptions& options) {
 
 }  // namespace
 
-void addReport(CLI::App& tool) {
-  auto* const command =
-      tool.add_subcommand("report", "Show recordings, replayed, on one page for a browser");
-  command->footer(
+void addReport(Command tool) {
+  Command command = tool.addSubcommand(
+      "report", "Show recordings, replayed, on one page for a browser",
       R"(The page shows each person's valence, attention, mood, ease and scopes over time, the
 room's agitation, a summary and the greatest changes. It is one file that holds every
 cycle, needs no network, and zooms: drag, double click, or + - left right 0. After a bad
@@ -86,14 +85,13 @@ Examples:
   zorvel report meeting.jsonl --output meeting.html
   zorvel report visit-1.jsonl visit-2.jsonl --align greeting --output visits.html)");
   const auto options = std::make_shared<ReportOptions>();
-  command->add_option("RECORDING", options->recordings, "The recordings; - reads standard input")
-      ->required();
+  command.addRecordings(options->recordings);
   command
-      ->add_option("--align", options->scope,
-                   "Align the curves by the begin of the first scope of this name in each")
-      ->type_name("SCOPE");
-  addOutputFile(*command, options->output, "The page to write");
-  command->callback([options] { report(*options); });
+      .add("--align", options->scope,
+           "Align the curves by the begin of the first scope of this name in each")
+      .type("SCOPE");
+  command.addOutputFile(options->output, "The page to write");
+  command.setAction([options] { report(*options); });
 }
 
 }  // namespace zorvel

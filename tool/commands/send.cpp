@@ -1,7 +1,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
@@ -222,10 +221,9 @@ void send(const SendOptions& options) {
 
 }  // namespace
 
-void addSend(CLI::App& tool) {
-  auto* const command =
-      tool.add_subcommand("send", "Send a recording to a live page, at its own speed");
-  command->footer(
+void addSend(Command tool) {
+  Command command = tool.addSubcommand(
+      "send", "Send a recording to a live page, at its own speed",
       R"(Every line becomes one of the moment at which it is sent, and its readings keep their ages. In the
 end, or when a signal ends it, the people that it brought leave. What the service refuses is reported
 with its line.
@@ -234,20 +232,20 @@ Examples:
   zorvel send meeting.jsonl
   zorvel simulate --people 5 | zorvel send -)");
   const auto options = std::make_shared<SendOptions>();
-  addRecording(*command, options->recording);
-  command->add_option("--to", options->address, "Where zorvel view listens")
-      ->type_name("HOST:PORT")
-      ->check([](const std::string& text) {
+  command.addRecording(options->recording);
+  command.add("--to", options->address, "Where zorvel view listens")
+      .type("HOST:PORT")
+      .check([](const std::string& text) {
         const std::size_t colon = text.rfind(':');
         const bool isAddress = colon != text.npos && colon > 0 && colon + 1 < text.size();
         return isAddress ? std::string() : inQuotes(text) + " is not like 127.0.0.1:8642";
       })
-      ->capture_default_str();
-  command->add_option("--speed", options->speed, "How many times as fast as it was recorded")
-      ->type_name("FACTOR")
-      ->check(isBetween(1e-3, 1e6))
-      ->capture_default_str();
-  command->callback([options] { send(*options); });
+      .showDefault();
+  command
+      .addNumber("--speed", options->speed, 1e-3, 1e6, "How many times as fast as it was recorded")
+      .type("FACTOR")
+      .showDefault();
+  command.setAction([options] { send(*options); });
 }
 
 }  // namespace zorvel

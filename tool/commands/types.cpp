@@ -1,9 +1,9 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <ku/type.hpp>
 
 #include "recording/json_writer.hpp"
+#include "system/command_line.hpp"
 
 namespace zorvel {
 namespace {
@@ -61,18 +61,17 @@ void printJson() {
 
 }  // namespace
 
-void addTypes(CLI::App& tool) {
-  auto* const command = tool.add_subcommand(
-      "types", "Print the records that the library declares to the middleware's type system");
-  command->footer(
+void addTypes(Command tool) {
+  Command command = tool.addSubcommand(
+      "types", "Print the records that the library declares to the middleware's type system",
       R"(One row a record: class name, kind (plain or bouncer), members with their types.
 
 Example:
   zorvel types --json)");
   const auto json = std::make_shared<bool>(false);
-  command->add_flag("--json", *json,
-                    "A list of objects with class, kind and members (each with name and type)");
-  command->callback([json] { *json ? printJson() : printTable(); });
+  command.addFlag("--json", *json,
+                  "A list of objects with class, kind and members (each with name and type)");
+  command.setAction([json] { *json ? printJson() : printTable(); });
 }
 
 }  // namespace zorvel

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <csignal>
 #include <filesystem>
@@ -132,9 +131,9 @@ std::string cameraFolder() {
 
 }  // namespace
 
-void addView(CLI::App& tool) {
-  auto* const command = tool.add_subcommand("view", "Show the people of the moment on a live page");
-  command->footer(
+void addView(Command tool) {
+  Command command = tool.addSubcommand(
+      "view", "Show the people of the moment on a live page",
       R"(Serves a page with everybody's valence, attention, ease and mood, and why they move. Lines of a
 recording come in on standard input, unless that is a terminal, and over WebSocket at /events, from
 any number of programs. They are all played together, each at the moment it arrives; its own time is
@@ -149,9 +148,9 @@ Examples:
   const auto options = std::make_shared<ViewOptions>();
   options->server.address = "127.0.0.1";
   options->server.port = 8642;
-  command->add_option("--address", options->server.address, "The IP address to listen on")
-      ->type_name("ADDRESS")
-      ->check([](const std::string& text) {
+  command.add("--address", options->server.address, "The IP address to listen on")
+      .type("ADDRESS")
+      .check([](const std::string& text) {
         try {
           reachOf(text);
           return std::string();
@@ -159,31 +158,31 @@ Examples:
           return std::string(failure.what());
         }
       })
-      ->capture_default_str();
-  command->add_option("--port", options->server.port, "The port; 0 takes one that is free")
-      ->type_name("N")
-      ->transform(wholeNumber(0, 65'535))
-      ->capture_default_str();
+      .showDefault();
   command
-      ->add_option("--host", options->server.hosts,
-                   "A name by which browsers reach this machine, besides the address and localhost")
-      ->type_name("NAME");
+      .addWholeNumber("--port", options->server.port, 0, 65'535,
+                      "The port; 0 takes one that is free")
+      .type("N")
+      .showDefault(std::to_string(options->server.port));
   command
-      ->add_option("--record", options->record,
-                   "Record what is played, line by line; the file must not have anything in it")
-      ->type_name("FILE");
+      .add("--host", options->server.hosts,
+           "A name by which browsers reach this machine, besides the address and localhost")
+      .type("NAME");
   command
-      ->add_option("--forget", options->forgetSeconds,
-                   "Remove people, with their open scopes, who were not observed for so long")
-      ->type_name("SECONDS")
-      ->check(isBetween(1e-3, 1e9));
-  command->add_flag("--until-end", options->untilEnd, "End at the end of standard input");
-  command->add_flag("--strict", options->strict, "End at the first bad line of standard input");
-  command->callback([options] {
+      .add("--record", options->record,
+           "Record what is played, line by line; the file must not have anything in it")
+      .type("FILE");
+  command
+      .addNumber("--forget", options->forgetSeconds, 1e-3, 1e9,
+                 "Remove people, with their open scopes, who were not observed for so long")
+      .type("SECONDS");
+  command.addFlag("--until-end", options->untilEnd, "End at the end of standard input");
+  command.addFlag("--strict", options->strict, "End at the first bad line of standard input");
+  command.setAction([options] {
     const ServerOptions& server = options->server;
     if (server.hosts.empty() && reachOf(server.address) == Reach::AllAddresses) {
-      throw CLI::ValidationError(
-          "--address", server.address + " needs --host, the name that browsers call it by");
+      throw WrongUsage("--address",
+                       server.address + " needs --host, the name that browsers call it by");
     }
     options->server.cameraFolder = cameraFolder();
     catchInterrupts();

@@ -1,72 +1,135 @@
 #ifndef ZORVEL_TOOL_SYSTEM_COMMAND_LINE_HPP
 #define ZORVEL_TOOL_SYSTEM_COMMAND_LINE_HPP
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
+#include <functional>
+#include <limits>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "recording/event.hpp"
 #include "recording/printable.hpp"
+#include "system/typed_time.hpp"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace zorvel {
 
-// What the command lines of several commands have in common.
+// How commands describe themselves. The parser's own header takes longer to compile than any
+// command, so it stays behind these two classes.
 
-/// The subcommands of a command, in the order in which they were added.
-std::vector<const CLI::App*> subcommands(const CLI::App& command);
+/// What is wrong with a command line, thrown while it is read or by the command that it runs.
+class WrongUsage : public std::runtime_error {
+ public:
+  WrongUsage(const std::string& option, const std::string& problem)
+      : std::runtime_error(option + ": " + problem) {}
+};
 
-/// The subcommand of that name; none when the command has no such.
-const CLI::App* findSubcommand(const CLI::App& command, const std::string& name);
+/// An option of a command; one without dashes is a positional argument. A handle.
+class Option {
+ public:
+  explicit Option(CLI::Option& option) : _option(&option) {}
 
-/// As it is typed: with the names of the commands that it is in.
-std::string fullName(const CLI::App& command);
+  /// What --help calls its value.
+  Option& type(const std::string& name);
+  /// Lets --help show the value that the variable has now.
+  Option& showDefault();
+  /// Lets --help show this as the value without the option.
+  Option& showDefault(const std::string& text);
+  Option& required();
+  /// Not together with the option of that name, which was added before.
+  Option& excludes(const std::string& name);
+  /// Takes one of these.
+  Option& oneOf(const std::vector<std::string>& values);
+  /// `problem` says what is wrong with a value, or nothing.
+  Option& check(const std::function<std::string(const std::string&)>& problem);
 
-/// Tells that the command does not know the word, and what is nearest to it if anything is near.
-std::string describeUnknown(const CLI::App& command, const std::string& word);
+  /// Whether the command line has it.
+  bool isGiven() const;
 
-/// Takes a number from `lowest` to `highest`; NaN is not one.
-CLI::Validator isBetween(double lowest, double highest);
+ private:
+  CLI::Option* _option;
+};
 
-/// Takes a whole number in decimal digits from `lowest` to `highest`. A transformation: leading
-/// zeros, which would make the number octal, are gone after it.
-CLI::Validator wholeNumber(std::int64_t lowest, std::int64_t highest);
+/// A command, or the tool itself, in which variables take what the options get. A handle.
+class Command {
+ public:
+  /// Takes what was typed; throws WrongUsage.
+  using TakeText = std::function<void(const std::string&)>;
 
-/// Reads a time since the start of a recording: seconds, or minutes and seconds, or hours, minutes
-/// and seconds, to the nearest nanosecond; none when it is none of them or too long for a
-/// recording.
-std::optional<Time::duration> readTimeSinceStart(const std::string& text);
+  explicit Command(CLI::App& command) : _command(&command) {}
 
-/// Reads nanoseconds since 1970, or a date with time in ISO 8601; none when it is neither or out of
-/// a recording's range.
-std::optional<Time> readDate(const std::string& text);
+  void describe(const std::string& name, const std::string& description, const std::string& footer);
+  /// --version, which prints the text.
+  void addVersion(const std::string& text);
+  Command addSubcommand(const std::string& name, const std::string& description,
+                        const std::string& footer);
+  void requireSubcommand();
+  /// What the command does once its options are read.
+  void setAction(const std::function<void()>& action);
 
-/// The recording to read, which every command that takes one calls the same.
-void addRecording(CLI::App& command, std::string& name);
+  Option add(const std::string& names, std::string& text, const std::string& description);
+  Option add(const std::string& names, std::optional<std::string>& text,
+             const std::string& description);
+  Option add(const std::string& names, std::vector<std::string>& texts,
+             const std::string& description);
+  Option add(const std::string& names, const TakeText& take, const std::string& description);
+  Option addFlag(const std::string& names, bool& flag, const std::string& description);
+  /// NaN is not between any two numbers.
+  Option addNumber(const std::string& names, double& number, double lowest, double highest,
+                   const std::string& description);
+  Option addNumber(const std::string& names, std::optional<double>& number, double lowest,
+                   double highest, const std::string& description);
+  /// In decimal digits, also with leading zeros.
+  template <typename Number>
+  Option addWholeNumber(const std::string& names, Number& number, std::int64_t lowest,
+                        std::int64_t highest, const std::string& description) {
+    return add(
+        names,
+        [names, &number, lowest, highest](const std::string& text) {
+          number = static_cast<Number>(readWholeNumber(names, text, lowest, highest));
+        },
+        description);
+  }
+  /// A time since the start of a recording, or an optional one.
+  template <typename Duration>
+  Option addTime(const std::string& name, Duration& time, const std::string& description) {
+    return add(
+               name,
+               [name, &time](const std::string& text) {
+                 const auto read = readTimeSinceStart(text);
+                 if (!read) {
+                   throw WrongUsage(name, inQuotes(text) + " is neither seconds nor like 1:23.5");
+                 }
+                 time = *read;
+               },
+               description)
+        .type("TIME");
+  }
 
-/// -o,--output for a file; `what` begins its description, like "The recording to write".
-void addOutputFile(CLI::App& command, std::string& name, const std::string& what);
+  /// --person, which takes any number that a person can have.
+  template <typename Number>
+  Option addPerson(Number& person, const std::string& description) {
+    return addWholeNumber("--person", person, std::numeric_limits<std::int32_t>::min(),
+                          std::numeric_limits<std::int32_t>::max(), description)
+        .type("N");
+  }
+  /// The recording to read, which every command that takes one calls the same.
+  void addRecording(std::string& name);
+  void addRecordings(std::vector<std::string>& names);
+  /// -o,--output for a file; `what` begins its description, like "The recording to write".
+  void addOutputFile(std::string& name, const std::string& what);
 
-/// An option that takes a time since the start of a recording. `Duration` is Time::duration, or an
-/// optional one.
-template <typename Duration>
-CLI::Option* addTimeOption(CLI::App& command, const std::string& name, Duration& time,
-                           const std::string& description) {
-  return command
-      .add_option_function<std::string>(
-          name,
-          [name, &time](const std::string& text) {
-            const auto read = readTimeSinceStart(text);
-            if (!read) {
-              throw CLI::ValidationError(name,
-                                         inQuotes(text) + " is neither seconds nor like 1:23.5");
-            }
-            time = *read;
-          },
-          description)
-      ->type_name("TIME");
-}
+ private:
+  static std::int64_t readWholeNumber(const std::string& names, const std::string& text,
+                                      std::int64_t lowest, std::int64_t highest);
+
+  CLI::App* _command;
+};
 
 }  // namespace zorvel
 

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <optional>
 
 #include "commands/info/info_report.hpp"
@@ -42,11 +41,10 @@ void info(const std::string& name, bool asJson) {
 
 }  // namespace
 
-void addInfo(CLI::App& tool) {
-  auto* const command =
-      tool.add_subcommand("info", "Tell what is in a recording, and what looks wrong with it");
-  command->footer(
-      R"(A person's cycles are its observation and not_seen lines. In the tables:
+void addInfo(Command tool) {
+  Command command =
+      tool.addSubcommand("info", "Tell what is in a recording, and what looks wrong with it",
+                         R"(A person's cycles are its observation and not_seen lines. In the tables:
   faces     cycles with a face: faceDetected is not false, and there is a head posture, a smile,
             expressions or facial points
   unseen    cycles that are not_seen
@@ -72,11 +70,11 @@ Examples:
     bool json = false;
   };
   const auto options = std::make_shared<Options>();
-  addRecording(*command, options->recording);
-  command->add_flag("--json", options->json,
-                    "The same as a JSON object, times in nanoseconds; each finding has a kind, a "
-                    "text and the first line that shows it");
-  command->callback([options] { info(options->recording, options->json); });
+  command.addRecording(options->recording);
+  command.addFlag("--json", options->json,
+                  "The same as a JSON object, times in nanoseconds; each finding has a kind, a "
+                  "text and the first line that shows it");
+  command.setAction([options] { info(options->recording, options->json); });
 }
 
 }  // namespace zorvel

@@ -256,10 +256,10 @@ void replay(const ReplayOptions& options) {
 
 }  // namespace
 
-void addReplay(CLI::App& tool) {
-  auto* const command =
-      tool.add_subcommand("replay", "Replay recordings and write what the estimator makes of them");
-  command->footer(R"(Writes three files into the output folder:
+void addReplay(Command tool) {
+  Command command =
+      tool.addSubcommand("replay", "Replay recordings and write what the estimator makes of them",
+                         R"(Writes three files into the output folder:
   timeline.csv  the state of each person after each cycle
   scopes.csv    the label of each recorded scope
   ambiance.csv  the room after each activity measurement
@@ -276,48 +276,45 @@ Examples:
   zorvel replay *.jsonl --summary persons.csv
   zorvel replay - --timeline - < meeting.jsonl > timeline.csv)");
   const auto options = std::make_shared<ReplayOptions>();
-  command->add_option("RECORDING", options->recordings, "The recordings; - reads standard input")
-      ->required();
-  auto* const output =
-      command->add_option("-o,--output", options->output, "The folder to write into")
-          ->type_name("DIR")
-          ->capture_default_str();
+  command.addRecordings(options->recordings);
+  const Option output = command.add("-o,--output", options->output, "The folder to write into")
+                            .type("DIR")
+                            .showDefault();
   command
-      ->add_option("--timeline", options->timeline,
-                   "Write the timeline alone, into this file; - is standard output")
-      ->type_name("FILE")
-      ->excludes(output);
+      .add("--timeline", options->timeline,
+           "Write the timeline alone, into this file; - is standard output")
+      .type("FILE")
+      .excludes("--output");
   command
-      ->add_option(
-          "--summary", options->summary,
-          "Write a table with a row for each recording and person, into this file; without "
-          "--output that alone")
-      ->type_name("FILE")
-      ->excludes("--timeline");
+      .add("--summary", options->summary,
+           "Write a table with a row for each recording and person, into this file; without "
+           "--output that alone")
+      .type("FILE")
+      .excludes("--timeline");
   command
-      ->add_flag("--each", options->each,
-                 "Write into a folder for each recording also when there is just one")
-      ->excludes("--timeline");
-  command->add_option("-j,--jobs", options->jobs, "How many recordings to replay at once")
-      ->type_name("N")
-      ->transform(wholeNumber(1, 10'000))
-      ->default_str("as many as there are processors");
+      .addFlag("--each", options->each,
+               "Write into a folder for each recording also when there is just one")
+      .excludes("--timeline");
   command
-      ->add_flag("--forces", options->forces,
-                 "Write forces.csv too: why each state moved as it did; a large file")
-      ->excludes("--timeline");
-  command->add_flag("-q,--quiet", options->quiet, "No summary, no progress, no warnings");
-  command->callback([options, output] {
-    options->writesFiles = options->summary.empty() || output->count() > 0;
+      .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,
+                      "How many recordings to replay at once")
+      .type("N")
+      .showDefault("as many as there are processors");
+  command
+      .addFlag("--forces", options->forces,
+               "Write forces.csv too: why each state moved as it did; a large file")
+      .excludes("--timeline");
+  command.addFlag("-q,--quiet", options->quiet, "No summary, no progress, no warnings");
+  command.setAction([options, output] {
+    options->writesFiles = options->summary.empty() || output.isGiven();
     if (!options->writesFiles && (options->forces || options->each)) {
-      throw CLI::ValidationError("--summary",
-                                 "writes the table alone unless --output names a folder");
+      throw WrongUsage("--summary", "writes the table alone unless --output names a folder");
     }
     if (!options->timeline.empty() && options->recordings.size() > 1) {
-      throw CLI::ValidationError("--timeline", "takes one recording");
+      throw WrongUsage("--timeline", "takes one recording");
     }
     if (std::count(options->recordings.begin(), options->recordings.end(), "-") > 1) {
-      throw CLI::ValidationError("RECORDING", "standard input can be read only once");
+      throw WrongUsage("RECORDING", "standard input can be read only once");
     }
     replay(*options);
   });

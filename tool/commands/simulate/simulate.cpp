@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -58,10 +57,9 @@ void simulate(const SimulateOptions& options) {
 
 }  // namespace
 
-void addSimulate(CLI::App& tool) {
-  auto* const command =
-      tool.add_subcommand("simulate", "Make a recording of a small scene, to try things with");
-  command->footer(
+void addSimulate(Command tool) {
+  Command command = tool.addSubcommand(
+      "simulate", "Make a recording of a small scene, to try things with",
       R"(People come, greet the robot, listen, look away, get upset or sad, make it up and leave; after
 a while they come again. They look, smile, speak, touch and are not seen now and then; readings
 are noisy, late, or missing. In 60 seconds every event and every field occurs. The same options
@@ -71,24 +69,22 @@ Examples:
   zorvel simulate | zorvel replay - --output results
   zorvel simulate --people 20 --seconds 3600 --output load.jsonl)");
   const auto options = std::make_shared<SimulateOptions>();
-  command->add_option("--people", options->people, "How many people come and go")
-      ->type_name("N")
-      ->transform(wholeNumber(1, 10'000))
-      ->capture_default_str();
-  command->add_option("--seconds", options->seconds, "How long the scene is")
-      ->type_name("N")
-      ->transform(wholeNumber(1, 1'000'000'000))
-      ->capture_default_str();
-  command->add_option("--rate", options->rate, "Cycles a second")
-      ->type_name("N")
-      ->transform(wholeNumber(1, 1'000))
-      ->capture_default_str();
-  command->add_option("--seed", options->seed, "Another number gives another scene")
-      ->type_name("N")
-      ->transform(wholeNumber(0, std::numeric_limits<std::int64_t>::max()))
-      ->capture_default_str();
-  addOutputFile(*command, options->output, "The recording to write");
-  command->callback([options] { simulate(*options); });
+  command.addWholeNumber("--people", options->people, 1, 10'000, "How many people come and go")
+      .type("N")
+      .showDefault(std::to_string(options->people));
+  command.addWholeNumber("--seconds", options->seconds, 1, 1'000'000'000, "How long the scene is")
+      .type("N")
+      .showDefault(std::to_string(options->seconds));
+  command.addWholeNumber("--rate", options->rate, 1, 1'000, "Cycles a second")
+      .type("N")
+      .showDefault(std::to_string(options->rate));
+  command
+      .addWholeNumber("--seed", options->seed, 0, std::numeric_limits<std::int64_t>::max(),
+                      "Another number gives another scene")
+      .type("N")
+      .showDefault(std::to_string(options->seed));
+  command.addOutputFile(options->output, "The recording to write");
+  command.setAction([options] { simulate(*options); });
 }
 
 }  // namespace zorvel
