@@ -3,14 +3,14 @@
 
 #include <fmt/format.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <sstream>
 #include <zv/version.hpp>
 
-#include "commands.hpp"
-#include "help.hpp"
+#include "run.hpp"
 
 namespace {
 
@@ -243,8 +243,7 @@ complete -o default -F _zorvel zorvel
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argumentCount, char** arguments) {
   CLI::App tool;
-  zorvel::addCommands(zorvel::Command(tool));
-  zorvel::addHelp(tool);
+  zorvel::describeTool(tool);
   const std::string wanted = argumentCount == 2 ? arguments[1] : "";
   if (wanted == "manual") {
     printManualPage(tool);

@@ -13,7 +13,6 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
-#include <boost/beast/websocket.hpp>
 #include <cerrno>
 #include <chrono>
 #include <fstream>
@@ -25,6 +24,7 @@
 #include "recording/failure.hpp"
 #include "view/camera_files.hpp"
 #include "view/page.hpp"
+#include "view/web_socket.hpp"
 
 namespace zorvel {
 namespace {
@@ -32,7 +32,6 @@ namespace {
 namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
-namespace websocket = beast::websocket;
 using Tcp = asio::ip::tcp;
 using Error = boost::system::error_code;
 using std::chrono::seconds;
@@ -43,7 +42,6 @@ constexpr std::size_t longestMessage = std::size_t{1} << 20;
 constexpr std::size_t longestCommand = std::size_t{1} << 10;
 // Of all unfinished messages together.
 constexpr std::size_t mostUnfinished = std::size_t{16} << 20;
-constexpr std::size_t pieceSize = std::size_t{64} << 10;
 // How much may be on its way: little, so that what a slow page gets is not old.
 constexpr std::size_t windowSize = std::size_t{64} << 10;
 constexpr const char* windowPing = "window";
@@ -54,7 +52,6 @@ constexpr const char* cameraPolicy = " 'wasm-unsafe-eval'; worker-src 'self'; me
 constexpr const char* workerPolicy =
     "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; connect-src 'self'";
 constexpr seconds handshakeTime{10};
-// Half of it without a word brings a ping.
 constexpr seconds idleTime{60};
 constexpr seconds closingTime{2};
 
@@ -106,7 +103,7 @@ class Server::Implementation {
  private:
   class Connection;
   class Request;
-  class WebSocket;
+  class Lines;
   class Events;
   class States;
 
@@ -162,27 +159,22 @@ class Server::Implementation::Connection {
 };
 
 /// A WebSocket that carries lines, in messages of one or more.
-class Server::Implementation::WebSocket : public Connection,
-                                          public std::enable_shared_from_this<WebSocket> {
+class Server::Implementation::Lines : public Connection,
+                                      public std::enable_shared_from_this<Lines> {
  public:
-  WebSocket(Implementation& server, beast::tcp_stream stream, std::size_t longest)
-      : Connection(server), _socket(std::move(stream)) {
-    websocket::stream_base::timeout timeout{};
-    timeout.handshake_timeout = handshakeTime;
-    timeout.idle_timeout = idleTime;
-    timeout.keep_alive_pings = true;
-    _socket.set_option(timeout);
-    _socket.read_message_max(longest);
-    _socket.text(true);
-    _socket.control_callback([this](websocket::frame_type kind, beast::string_view payload) {
-      if (kind != websocket::frame_type::pong || payload != windowPing) return;
-      asio::post(_socket.get_executor(), [self = shared_from_this()] { self->openWindow(); });
+  Lines(Implementation& server, Tcp::socket socket, std::size_t longest)
+      : Connection(server), _socket(std::move(socket)) {
+    _socket.setTimeouts(handshakeTime, idleTime);
+    _socket.setLongestMessage(longest);
+    _socket.onPong([this](std::string_view text) {
+      if (text != windowPing) return;
+      asio::post(this->server()._context, [self = shared_from_this()] { self->openWindow(); });
     });
   }
-  ~WebSocket() override { server()._unfinished -= _received.size(); }
+  ~Lines() override { server()._unfinished -= _received.size(); }
 
-  void accept(const http::request<http::empty_body>& request) {
-    _socket.async_accept(request, [self = shared_from_this()](Error error) {
+  void accept(const WebSocket::Request& request) {
+    _socket.accept(request, [self = shared_from_this()](Error error) {
       if (error) return;
       self->_isOpen = true;
       self->opened();
@@ -192,7 +184,7 @@ class Server::Implementation::WebSocket : public Connection,
 
   void close() override {
     _isClosing = true;
-    if (_isOpen && !_isWriting) startClosing(websocket::close_code::going_away);
+    if (_isOpen && !_isWriting) startClosing(WebSocket::Reason::GoingAway);
   }
 
  protected:
@@ -206,27 +198,26 @@ class Server::Implementation::WebSocket : public Connection,
     if (!_isOpen || _isWriting || _onTheWay >= windowSize) return;
     _sent = takeWaiting();
     if (_sent.empty()) {
-      if (_isClosing) startClosing(websocket::close_code::going_away);
+      if (_isClosing) startClosing(WebSocket::Reason::GoingAway);
       return;
     }
     _isWriting = true;
-    _socket.async_write(asio::buffer(_sent),
-                        [self = shared_from_this()](Error error, std::size_t /*size*/) {
-                          self->_isWriting = false;
-                          if (error) {
-                            self->_isOpen = false;
-                            return;
-                          }
-                          self->_onTheWay += self->_sent.size();
-                          if (self->_onTheWay >= windowSize) self->closeWindow();
-                          self->sendWaiting();
-                        });
+    _socket.write(_sent, [self = shared_from_this()](Error error, std::size_t /*size*/) {
+      self->_isWriting = false;
+      if (error) {
+        self->_isOpen = false;
+        return;
+      }
+      self->_onTheWay += self->_sent.size();
+      if (self->_onTheWay >= windowSize) self->closeWindow();
+      self->sendWaiting();
+    });
   }
 
  private:
   /// Nothing more is sent until the other side has read all this and answers a ping.
   void closeWindow() {
-    _socket.async_ping(windowPing, [self = shared_from_this()](Error /*error*/) {});
+    _socket.ping(windowPing, [self = shared_from_this()](Error /*error*/) {});
   }
 
   void openWindow() {
@@ -235,25 +226,22 @@ class Server::Implementation::WebSocket : public Connection,
   }
 
   void read() {
-    _socket.async_read_some(_piece, pieceSize,
-                            [self = shared_from_this()](Error error, std::size_t size) {
-                              if (error) {
-                                self->_isOpen = false;
-                                return;
-                              }
-                              self->receivePiece(size);
-                            });
+    _socket.read(_received, [self = shared_from_this()](Error error, std::size_t size) {
+      self->server()._unfinished += size;
+      if (error) {
+        self->_isOpen = false;
+        return;
+      }
+      self->receivedPiece();
+    });
   }
 
-  void receivePiece(std::size_t size) {
-    _received.append(static_cast<const char*>(_piece.data().data()), size);
-    _piece.consume(size);
-    server()._unfinished += size;
+  void receivedPiece() {
     if (server()._unfinished > mostUnfinished) {
-      startClosing(websocket::close_code::try_again_later);
+      startClosing(WebSocket::Reason::TryAgainLater);
       return;
     }
-    if (_socket.is_message_done()) {
+    if (_socket.isMessageDone()) {
       server()._unfinished -= _received.size();
       const std::string message = std::exchange(_received, {});
       for (std::size_t begin = 0; begin < message.size();) {
@@ -266,13 +254,12 @@ class Server::Implementation::WebSocket : public Connection,
     read();
   }
 
-  void startClosing(websocket::close_code reason) {
+  void startClosing(WebSocket::Reason reason) {
     if (!std::exchange(_isOpen, false)) return;
-    _socket.async_close(reason, [self = shared_from_this()](Error /*error*/) {});
+    _socket.close(reason, [self = shared_from_this()](Error /*error*/) {});
   }
 
-  websocket::stream<beast::tcp_stream> _socket;
-  beast::flat_buffer _piece;
+  WebSocket _socket;
   std::string _received;  // of a message that is not complete
   std::string _sent;
   std::size_t _onTheWay = 0;
@@ -282,10 +269,10 @@ class Server::Implementation::WebSocket : public Connection,
 };
 
 /// A sender of events.
-class Server::Implementation::Events : public WebSocket {
+class Server::Implementation::Events : public Lines {
  public:
-  Events(Implementation& server, beast::tcp_stream stream)
-      : WebSocket(server, std::move(stream), longestMessage),
+  Events(Implementation& server, Tcp::socket socket)
+      : Lines(server, std::move(socket), longestMessage),
         _sender(fmt::format("connection {}", ++server._connectionCount)) {}
   ~Events() override { server()._service.leave(_sender); }
 
@@ -301,10 +288,10 @@ class Server::Implementation::Events : public WebSocket {
 };
 
 /// A page, which watches states.
-class Server::Implementation::States : public WebSocket {
+class Server::Implementation::States : public Lines {
  public:
-  States(Implementation& server, beast::tcp_stream stream)
-      : WebSocket(server, std::move(stream), longestCommand) {}
+  States(Implementation& server, Tcp::socket socket)
+      : Lines(server, std::move(socket), longestCommand) {}
   ~States() override { server()._service.disconnect(_page); }
 
  private:
@@ -357,7 +344,7 @@ class Server::Implementation::Request : public Connection,
       return;
     }
     const std::string_view target = standard(request.target());
-    if (websocket::is_upgrade(request)) {
+    if (WebSocket::isUpgrade(request)) {
       const auto origin = request.find(http::field::origin);
       if (origin != request.end() && standard(origin->value()) != fmt::format("http://{}", host)) {
         answer(http::status::forbidden, "that is for this server's own page\n");
@@ -409,7 +396,7 @@ class Server::Implementation::Request : public Connection,
   template <typename Socket>
   void become(const http::request<http::empty_body>& request) {
     _stream.expires_never();
-    std::make_shared<Socket>(server(), std::move(_stream))->accept(request);
+    std::make_shared<Socket>(server(), _stream.release_socket())->accept(request);
   }
 
   void answer(http::status status, std::string text,

@@ -1,11 +1,6 @@
-#include <fcntl.h>
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/posix/stream_descriptor.hpp>
-#include <boost/beast/core.hpp>
-#include <boost/beast/websocket.hpp>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -15,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "recording/failure.hpp"
 #include "recording/json_line.hpp"
@@ -25,20 +21,15 @@
 #include "system/command_line.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
+#include "view/client.hpp"
 
 namespace zorvel {
 namespace {
 
-namespace asio = boost::asio;
-namespace beast = boost::beast;
-namespace websocket = beast::websocket;
-using Tcp = asio::ip::tcp;
-using Error = boost::system::error_code;
 using Steady = std::chrono::steady_clock;
 
 /// How far back a service's answer can still be traced to its line.
 constexpr std::size_t rememberedLines = 100'000;
-constexpr std::chrono::seconds longestGoodbye{5};
 
 struct SendOptions {
   std::string recording;
@@ -46,118 +37,55 @@ struct SendOptions {
   double speed = 1.0;
 };
 
-/// Sends lines to a service and prints what it answers.
-class ServiceConnection {
+/// Sends lines to a service, and finds the lines that it refuses.
+class LineSender {
  public:
-  /// Throws Failure when there is no service.
-  explicit ServiceConnection(const std::string& address) : _address(address) {
-    _stop.assign(fcntl(interruptDescriptor(), F_DUPFD_CLOEXEC, 0));
-    _stop.async_wait(asio::posix::stream_descriptor::wait_read,
-                     [this](Error /*error*/) { _isInterrupted = true; });
-    const std::size_t colon = address.rfind(':');
-    try {
-      Tcp::resolver resolver(_context);
-      beast::get_lowest_layer(_socket).connect(
-          resolver.resolve(address.substr(0, colon), address.substr(colon + 1)));
-      beast::get_lowest_layer(_socket).socket().set_option(Tcp::no_delay(true));
-      _socket.handshake(address, "/events");
-    } catch (const boost::system::system_error& error) {
-      throw Failure(fmt::format("{}: {}: is zorvel view running there?", printable(address),
-                                error.code().message()));
-    }
-    _socket.text(true);
-    read();
+  /// Takes the line of the recording, and what is wrong with it.
+  using UseOfError = std::function<void(std::uint64_t, const std::string&)>;
+
+  LineSender(const std::string& address, UseOfError use)
+      : _address(address),
+        _use(std::move(use)),
+        _client(address, interruptDescriptor(), [this](const std::string& line) { answer(line); }) {
   }
 
-  /// Sends the line that stands in that line of the file. Throws Failure when the service has gone.
+  /// Sends the line that stands in that line of the file.
   void send(const std::string& line, std::uint64_t lineNumber) {
     ++_sentLines;
     _lineNumbers.push_back(lineNumber);
     if (_lineNumbers.size() > rememberedLines) _lineNumbers.pop_front();
-    bool isSent = false;
-    _socket.async_write(asio::buffer(line), [&](Error error, std::size_t /*size*/) {
-      isSent = true;
-      _isOpen = _isOpen && !error;
-    });
-    while (!isSent) _context.run_one();
-    requireOpen();
+    _client.send(line);
   }
 
   /// Waits, and throws Interrupted when a signal comes in.
   void waitUntil(Steady::time_point time) {
-    do {
-      if (_isInterrupted) throwIfInterrupted();
-      requireOpen();
-    } while (_context.run_one_until(time) > 0);
+    if (!_client.waitUntil(time)) throwIfInterrupted();
   }
 
-  /// Ends the connection when the service has answered everything.
-  void close() {
-    bool isClosed = false;
-    _socket.async_close(websocket::close_code::normal, [&](Error /*error*/) { isClosed = true; });
-    const auto latest = Steady::now() + longestGoodbye;
-    while (!isClosed && _context.run_one_until(latest) > 0) {
-    }
-    _context.stop();
-  }
-
-  /// Takes what the service refused; the prefix is that of the recording.
-  template <typename Print>
-  void onError(Print print) {
-    _print = print;
-  }
+  void close() { _client.close(); }
 
  private:
-  // The handler runs later, from the event loop.
-  // NOLINTBEGIN(misc-no-recursion)
-  void read() {
-    _socket.async_read(_received, [this](Error error, std::size_t /*size*/) {
-      if (error) {
-        _isOpen = false;
-        return;
-      }
-      std::string text = beast::buffers_to_string(_received.data());
-      _received.consume(_received.size());
-      for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        answer(text.substr(begin, end - begin));
-        begin = end + 1;
-      }
-      read();
-    });
-  }
-  // NOLINTEND(misc-no-recursion)
-
-  void answer(std::string line) {
-    if (line.empty()) return;
+  void answer(const std::string& line) {
     try {
       JsonLine json;
-      JsonObject object(json.parse(line));
+      std::string text = line;
+      JsonObject object(json.parse(text));
       const auto error = object.find("error");
       const auto number = object.find("line");
       if (!error || !number) return;
       const std::uint64_t first = _sentLines - _lineNumbers.size();
       const auto index = static_cast<std::uint64_t>(number->integer(1, INT64_MAX)) - 1 - first;
-      _print(index < _lineNumbers.size() ? _lineNumbers[index] : 0, std::string(error->text()));
+      _use(index < _lineNumbers.size() ? _lineNumbers[index] : 0, std::string(error->text()));
     } catch (const JsonError& error) {
       throw Failure(fmt::format("{}: its answer is {}", printable(_address), error.what()));
     }
   }
 
-  void requireOpen() const {
-    if (!_isOpen) throw Failure(printable(_address) + ": the service has gone");
-  }
-
   std::string _address;
-  asio::io_context _context{1};
-  asio::posix::stream_descriptor _stop{_context};
-  websocket::stream<beast::tcp_stream> _socket{_context};
-  beast::flat_buffer _received;
-  std::function<void(std::uint64_t, const std::string&)> _print;
+  UseOfError _use;
   std::uint64_t _sentLines = 0;
   std::deque<std::uint64_t> _lineNumbers;
-  bool _isOpen = true;
-  bool _isInterrupted = false;
+  Client _client;
 };
 
 /// Moves the event to `now`, and its readings with it.
@@ -175,9 +103,8 @@ void move(Event& event, Time now) {
 void send(const SendOptions& options) {
   catchInterrupts();
   RecordingReader recording(options.recording, waitForInput);
-  ServiceConnection service(options.address);
   std::uint64_t refused = 0;
-  service.onError([&](std::uint64_t line, const std::string& error) {
+  LineSender service(options.address, [&](std::uint64_t line, const std::string& error) {
     ++refused;
     fmt::print(stderr, "{}:{}: {}\n", printable(options.recording), line, printable(error));
   });

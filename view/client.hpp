@@ -1,0 +1,39 @@
+#ifndef ZORVEL_VIEW_CLIENT_HPP
+#define ZORVEL_VIEW_CLIENT_HPP
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace zorvel {
+
+/// A program's connection to a live service, which it sends lines. It serves the connection only
+/// while one of its functions runs. Each of them but close() throws Failure when the service has
+/// gone.
+class Client {
+ public:
+  using UseOfAnswer = std::function<void(const std::string& line)>;
+
+  /// Connects to HOST:PORT; throws Failure when no service is there. `use` is called for each line
+  /// that the service answers; what it throws comes out of the function that serves.
+  Client(const std::string& address, int stopDescriptor, UseOfAnswer use);
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+  ~Client();
+
+  void send(const std::string& line);
+  /// Returns whether the time has come before there was something to read from the stop descriptor.
+  bool waitUntil(std::chrono::steady_clock::time_point time);
+  /// Ends the connection when the service has answered everything, in at most five seconds.
+  void close();
+
+ private:
+  class Implementation;
+  std::unique_ptr<Implementation> _implementation;
+};
+
+}  // namespace zorvel
+
+#endif

@@ -1,0 +1,99 @@
+#include "view/web_socket.hpp"
+
+#include <boost/beast/core.hpp>
+#include <boost/beast/websocket.hpp>
+#include <utility>
+
+namespace zorvel {
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace websocket = beast::websocket;
+
+constexpr std::size_t pieceSize = std::size_t{64} << 10;
+
+websocket::close_code closeCode(WebSocket::Reason reason) {
+  switch (reason) {
+    case WebSocket::Reason::GoingAway:
+      return websocket::close_code::going_away;
+    case WebSocket::Reason::TryAgainLater:
+      return websocket::close_code::try_again_later;
+    default:
+      return websocket::close_code::normal;
+  }
+}
+
+}  // namespace
+
+class WebSocket::Implementation {
+ public:
+  explicit Implementation(asio::ip::tcp::socket socket) : stream(std::move(socket)) {}
+
+  // Without compression, which no end asks for.
+  websocket::stream<beast::tcp_stream, false> stream;
+  beast::flat_buffer piece;
+};
+
+WebSocket::WebSocket(asio::ip::tcp::socket socket)
+    : _implementation(std::make_unique<Implementation>(std::move(socket))) {
+  _implementation->stream.text(true);
+}
+
+WebSocket::~WebSocket() = default;
+
+void WebSocket::setTimeouts(std::chrono::seconds handshake, std::chrono::seconds idle) {
+  websocket::stream_base::timeout timeout{};
+  timeout.handshake_timeout = handshake;
+  timeout.idle_timeout = idle;
+  timeout.keep_alive_pings = true;
+  _implementation->stream.set_option(timeout);
+}
+
+void WebSocket::setLongestMessage(std::size_t bytes) {
+  _implementation->stream.read_message_max(bytes);
+}
+
+void WebSocket::onPong(const std::function<void(std::string_view)>& use) {
+  _implementation->stream.control_callback(
+      [use](websocket::frame_type kind, beast::string_view text) {
+        if (kind == websocket::frame_type::pong) use({text.data(), text.size()});
+      });
+}
+
+bool WebSocket::isUpgrade(const Request& request) { return websocket::is_upgrade(request); }
+
+void WebSocket::accept(const Request& request, Handler done) {
+  _implementation->stream.async_accept(request, std::move(done));
+}
+
+void WebSocket::handshake(const std::string& host, const std::string& path) {
+  _implementation->stream.handshake(host, path);
+}
+
+void WebSocket::write(const std::string& text, SizeHandler done) {
+  _implementation->stream.async_write(asio::buffer(text), std::move(done));
+}
+
+void WebSocket::ping(std::string_view text, Handler done) {
+  _implementation->stream.async_ping({text.data(), text.size()}, std::move(done));
+}
+
+void WebSocket::read(std::string& text, SizeHandler done) {
+  auto& piece = _implementation->piece;
+  _implementation->stream.async_read_some(
+      piece, pieceSize,
+      SizeHandler([&piece, &text, done = std::move(done)](Error error, std::size_t size) {
+        text.append(static_cast<const char*>(piece.data().data()), size);
+        piece.consume(size);
+        done(error, size);
+      }));
+}
+
+bool WebSocket::isMessageDone() const { return _implementation->stream.is_message_done(); }
+
+void WebSocket::close(Reason reason, Handler done) {
+  _implementation->stream.async_close(closeCode(reason), std::move(done));
+}
+
+}  // namespace zorvel

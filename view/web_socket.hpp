@@ -1,0 +1,63 @@
+#ifndef ZORVEL_VIEW_WEB_SOCKET_HPP
+#define ZORVEL_VIEW_WEB_SOCKET_HPP
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/beast/http/empty_body.hpp>
+#include <boost/beast/http/message.hpp>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace zorvel {
+
+/// Either end of a WebSocket of texts. Its handlers run later, from the event loop; until the last
+/// of them has run it must not be destroyed. The library behind it takes as long to compile as all
+/// commands, so it is compiled here, once for both ends.
+class WebSocket {
+ public:
+  using Error = boost::system::error_code;
+  using Handler = std::function<void(Error)>;
+  using SizeHandler = std::function<void(Error, std::size_t)>;
+  using Request = boost::beast::http::request<boost::beast::http::empty_body>;
+
+  enum class Reason { Normal, GoingAway, TryAgainLater };
+
+  explicit WebSocket(boost::asio::ip::tcp::socket socket);
+  WebSocket(const WebSocket&) = delete;
+  WebSocket& operator=(const WebSocket&) = delete;
+  ~WebSocket();
+
+  /// Ends the connection when a handshake or an answer takes longer; half of `idle` without a word
+  /// brings a ping.
+  void setTimeouts(std::chrono::seconds handshake, std::chrono::seconds idle);
+  /// Refuses longer messages.
+  void setLongestMessage(std::size_t bytes);
+  /// Called for each answer to a ping, with what the ping said, in the midst of a read.
+  void onPong(const std::function<void(std::string_view)>& use);
+
+  static bool isUpgrade(const Request& request);
+  /// As the server that the request came to.
+  void accept(const Request& request, Handler done);
+  /// As a client. Throws boost::system::system_error.
+  void handshake(const std::string& host, const std::string& path);
+
+  /// Sends a message. The text must stay until `done`.
+  void write(const std::string& text, SizeHandler done);
+  void ping(std::string_view text, Handler done);
+  /// Appends a piece of a message to the text, which must stay until `done`.
+  void read(std::string& text, SizeHandler done);
+  /// Whether the last piece ended its message.
+  bool isMessageDone() const;
+  void close(Reason reason, Handler done);
+
+ private:
+  class Implementation;
+  std::unique_ptr<Implementation> _implementation;
+};
+
+}  // namespace zorvel
+
+#endif
