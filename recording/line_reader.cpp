@@ -16,7 +16,7 @@
 namespace zorvel {
 namespace {
 
-constexpr std::size_t bufferSize = std::size_t{64} << 10;
+constexpr std::size_t pieceSize = std::size_t{64} << 10;
 constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
 
 /// By its byte order mark or, as what is read begins with an ASCII character, by a zero byte.
@@ -28,7 +28,7 @@ bool isUtf16(std::string_view text) {
 }  // namespace
 
 LineReader::LineReader(const std::string& name, const WaitForInput& waitForInput, LineEnds lineEnds)
-    : _name(name), _waitForInput(waitForInput), _lineEnds(lineEnds), _buffer(bufferSize) {
+    : _name(name), _waitForInput(waitForInput), _lineEnds(lineEnds), _buffer(pieceSize) {
   if (name == "-") return;
   while ((_descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC)) < 0) {
     if (errno != EINTR) throw systemFailure(name, errno);
