@@ -24,6 +24,11 @@ function fillTable(table, columns, rows) {
   table.replaceChildren(element("thead", {}, head), body);
 }
 
+// What the style sheet calls the colour of a reason.
+function reasonColor(reason) {
+  return `reason-${reason.toLowerCase().replaceAll(" ", "-")}`;
+}
+
 // The colour of that name in the style sheet.
 const colors = new Map();
 function colorOf(name) {

@@ -270,6 +270,8 @@ class ReportTest(unittest.TestCase):
             for move, row in zip(rows, own):
                 expected = moves.get(("1", name, reason, row["time"]), 0.0)
                 self.assertAlmostEqual(move / 10_000, expected, delta=6e-5)
+        self.assertEqual(self.script("""return recording.reasons.map(({name}) => name).filter(
+          (name) => colorOf(reasonColor(name)) === colorOf("other-reason"))"""), [])
         # The cycle with the most movement shows at every zoom, as high as the chart.
         sizes = [sum(abs(rows[k]) for name, _, rows in told if name == "valence")
                  for k in range(len(own))]

@@ -4,8 +4,6 @@ const moods = new Map([[1, ["positive", "▲"]], [0, ["neutral", "●"]], [-1, [
 const staleSeconds = 3;
 const shownReasons = 3;
 
-const reasonColors = new Map();  // by name
-
 class Card {
   constructor(person) {
     this.person = person;
@@ -61,7 +59,7 @@ class Card {
     while (this.why.childElementCount > reasons.length) this.why.lastElementChild.remove();
     reasons.forEach(({ quantity, reason, move }, index) => {
       const [swatch, words] = this.why.children[index].children;
-      const color = colorOf(reasonColors.get(reason) ?? "other-reason");
+      const color = colorOf(reasonColor(reason));
       if (swatch.dataset.color !== color) {
         swatch.dataset.color = color;
         swatch.style.background = color;
