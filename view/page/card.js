@@ -13,8 +13,9 @@ class Card {
     this.numbers = new Map(Object.entries(quantities).map(([name, { title, hint }]) => {
       const number = element("b", {}, "–");
       const confidence = element("span");
-      const box = element("div", { class: `value ${name}`, title: hint },
-                          element("span", { class: "label" }, title), number, confidence);
+      const label = element("span", { class: "label" }, title);
+      label.style.color = `var(--${name})`;
+      const box = element("div", { class: `value ${name}`, title: hint }, label, number, confidence);
       return [name, { box, number, confidence }];
     }));
     const values = element("div", { class: "values" });
