@@ -92,11 +92,18 @@ class DocumentsTest(unittest.TestCase):
         rows = re.findall(r"^\| (`[^|]+`) \|", document.split("| field | keys |")[1], re.M)
         fields = sorted(re.findall(r"field\(&O::(\w+)", table))
         self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))), fields)
+        document = (SOURCE / "docs/cut.md").read_text().split("| `--every SECONDS` |")[1]
+        kept = set(re.findall(r"`(\w+)`", document.split("\n")[0])) & set(fields)
+        moments = re.findall(r'"(\w+)", \d+, \w+, stays, (?:valence|attention)', table)
+        self.assertEqual(kept, set(moments))
         document = (SOURCE / "docs/python.md").read_text().split("| field | value |")[1]
         rows = re.findall(r"^\| (`[^|]+`) \|", document.split("\n\n")[0], re.M)
-        self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))),
-                         sorted(re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), field)
-                                for field in fields))
+        stub = (SOURCE / "python/zorvel/_zorvel.pyi").read_text()
+        for listed in (re.findall(r"`(\w+)`", " ".join(rows)),
+                       re.findall(r"(\w+): .* \| Reading \| None = None", stub)):
+            self.assertEqual(sorted(listed),
+                             sorted(re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), field)
+                                    for field in fields))
 
     def test_lists_each_column(self):
         documents = {name: (SOURCE / f"docs/{name}.md").read_text()
