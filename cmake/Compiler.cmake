@@ -74,12 +74,14 @@ function(add_page name)
   cmake_parse_arguments(PARSE_ARGV 1 page "" "HEADER;FUNCTION;PAGE" "FILES")
   find_package(Python3 REQUIRED COMPONENTS Interpreter)
   set(script "${PROJECT_SOURCE_DIR}/cmake/embed_page.py")
+  set(reasons "${PROJECT_SOURCE_DIR}/include/zv/force.hpp")
   set(files ${page_PAGE} ${page_FILES})
   list(TRANSFORM files PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" REGEX "^[^/]")
   add_custom_command(
     OUTPUT ${name}.cpp
-    COMMAND Python3::Interpreter "${script}" ${name}.cpp ${page_HEADER} ${page_FUNCTION} ${files}
-    DEPENDS ${files} "${script}"
+    COMMAND Python3::Interpreter "${script}" ${name}.cpp ${page_HEADER} ${page_FUNCTION}
+            "${reasons}" ${files}
+    DEPENDS ${files} "${script}" "${reasons}"
     VERBATIM)
   add_front_end_library(${name} ${name}.cpp)
   set_target_properties(${name} PROPERTIES CXX_CLANG_TIDY "")

@@ -1,12 +1,16 @@
-"""embed_page.py OUTPUT HEADER FUNCTION PAGE FILE...: a page, put together, as a C++ source.
+"""embed_page.py OUTPUT HEADER FUNCTION REASONS PAGE FILE...: a page, put together, as a C++ source.
 
 In PAGE, {{NAME}} stands for the file of that name; {{scripts}} and {{styles}} stand for all *.js and
 all *.css that it does not name, in the order given. HEADER declares FUNCTION, which returns the page,
 and FUNCTIONPolicy, which returns its Content-Security-Policy: the page may run its own scripts and
 styles, known by their hashes, and connect to where it came from.
+
+REASONS is the C++ header with the list of all reasons of forces. The page has a colour for each of
+them, named after it, on light and on dark, and no others.
 """
 
 import base64
+import collections
 import hashlib
 import pathlib
 import re
@@ -19,7 +23,18 @@ def array(name, text):
             + ",".join(f"'\\x{byte:02x}'" for byte in content) + "};\n")
 
 
-def main(output, header, function, page, *files):
+def check_colors(reasons, page):
+    text = pathlib.Path(reasons).read_text()
+    listed = re.findall(r"\w+", re.search(r"std::array all\{([^}]*)\}", text)[1])
+    names = (re.search(rf'ForceReason {reason}\{{\s*"([^"]+)"', text)[1] for reason in listed)
+    expected = {"reason-" + name.lower().replace(" ", "-"): 2 for name in names}
+    wrong = expected.items() ^ collections.Counter(re.findall(r"--(reason-[^:\s]+):", page)).items()
+    if wrong:
+        sys.exit(f"{reasons}: its reasons lack these colours, on light or on dark, or have no use for "
+                 f"them: {', '.join(sorted(dict(wrong)))}")
+
+
+def main(output, header, function, reasons, page, *files):
     page = pathlib.Path(page).read_text()
     files = [pathlib.Path(file) for file in files]
     # No source map is served with the page, so browsers should not look for one.
@@ -30,6 +45,7 @@ def main(output, header, function, page, *files):
                                 if file.suffix == ending and f"{{{{{file.name}}}}}" not in page)
     for name, text in texts.items():
         page = page.replace(f"{{{{{name}}}}}", text)
+    check_colors(reasons, page)
 
     sources = {}
     for element in "script", "style":

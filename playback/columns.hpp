@@ -1,15 +1,24 @@
 #ifndef ZORVEL_PLAYBACK_COLUMNS_HPP
 #define ZORVEL_PLAYBACK_COLUMNS_HPP
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <tuple>
+#include <type_traits>
+#include <utility>
 
 #include "playback/playback.hpp"
 
 namespace zorvel {
 
 /// The quantity's name, as in the columns of the timeline.
-std::string_view nameOf(ZV::Quantity quantity);
+constexpr std::string_view nameOf(ZV::Quantity quantity) {
+  constexpr std::array<std::string_view, 4> names{"valence", "valence_confidence", "attention",
+                                                  "attention_confidence"};
+  return names.at(static_cast<std::size_t>(quantity));
+}
 
 /// A force, and whom it moved.
 struct ForceRow {
@@ -26,47 +35,132 @@ struct Column {
 template <typename Value>
 Column(std::string_view, Value) -> Column<Value>;
 
-// The columns of each table of results, but for the first, which is the time. They are listed only
-// here, for files and for programs alike.
+/// A column that tables have, but no line of a live event.
+template <typename Value>
+struct TableColumn {
+  std::string_view name;
+  Value value;
+};
+template <typename Value>
+TableColumn(std::string_view, Value) -> TableColumn<Value>;
 
-inline constexpr std::tuple timelineColumns{
-    Column{"person", [](const StateRow& row) { return row.person; }},
-    Column{"valence", [](const StateRow& row) { return row.valence.value; }},
-    Column{"valence_confidence", [](const StateRow& row) { return row.valence.confidence; }},
-    Column{"mood", [](const StateRow& row) { return row.mood; }},
-    Column{"cycle_mood", [](const StateRow& row) { return row.cycleMood.value; }},
-    Column{"cycle_mood_confidence", [](const StateRow& row) { return row.cycleMood.confidence; }},
-    Column{"attention", [](const StateRow& row) { return row.attention.value; }},
-    Column{"attention_confidence", [](const StateRow& row) { return row.attention.confidence; }},
-    Column{"ease", [](const StateRow& row) { return row.ease.level; }},
-    Column{"ease_confidence", [](const StateRow& row) { return row.ease.confidence; }},
-    Column{"seconds", [](const StateRow& row) { return row.since; }},
-    Column{"event",
-           [](const StateRow& row) { return row.isSeen ? Observation::name : NotSeen::name; }},
-    Column{"visit", [](const StateRow& row) { return row.visit; }}};
+/// A part of a state. Its meaning is what Python's help says of it.
+template <typename Value>
+struct StatePart {
+  std::string_view name;
+  std::string_view meaning;
+  Value value;
+};
+template <typename Value>
+StatePart(std::string_view, std::string_view, Value) -> StatePart<Value>;
+
+/// A part of a state that comes with its confidence, which has a column of its own in tables.
+template <typename Value>
+struct ConfidentPart {
+  std::string_view name;
+  std::string_view confidenceName;
+  std::string_view meaning;
+  Value value;
+};
+template <typename Value>
+ConfidentPart(std::string_view, std::string_view, std::string_view, Value) -> ConfidentPart<Value>;
+
+// What each kind of result consists of, but for the time, which comes first. It is listed only
+// here, for files, live lines and programs alike; what is added comes last.
+
+inline constexpr std::tuple stateParts{
+    StatePart{"person", "The host's number of the person.",
+              [](const StateRow& row) { return row.person; }},
+    ConfidentPart{"valence", "valence_confidence", "How negative or positive, in [-1, 1].",
+                  [](const StateRow& row) { return row.valence; }},
+    StatePart{"mood", "The label of the valence: 1 positive, 0 neutral, -1 negative.",
+              [](const StateRow& row) { return row.mood; }},
+    ConfidentPart{"cycle_mood", "cycle_mood_confidence",
+                  "The label that the cycle alone would have given a neutral person.",
+                  [](const StateRow& row) { return row.cycleMood; }},
+    ConfidentPart{"attention", "attention_confidence", "How engaged with the robot, in [0, 1].",
+                  [](const StateRow& row) { return row.attention; }},
+    ConfidentPart{"ease", "ease_confidence",
+                  "How much at ease the body language seems, from -0.5 to 0.5.",
+                  [](const StateRow& row) {
+                    return ZV::ValueConfidence<float>(row.ease.level, row.ease.confidence);
+                  }},
+    TableColumn{"seconds", [](const StateRow& row) { return row.since; }},
+    TableColumn{"event",
+                [](const StateRow& row) { return row.isSeen ? Observation::name : NotSeen::name; }},
+    TableColumn{"visit", [](const StateRow& row) { return row.visit; }}};
 
 inline constexpr std::tuple scopesColumns{
     Column{"person", [](const ScopeRow& row) { return row.person; }},
     Column{"scope", [](const ScopeRow& row) { return std::string_view(row.scope); }},
     Column{"label", [](const ScopeRow& row) { return std::string_view(row.label); }},
     Column{"samples", [](const ScopeRow& row) { return row.samples; }},
-    Column{"begin", [](const ScopeRow& row) { return row.begin; }},
-    Column{"end", [](const ScopeRow& row) { return row.end; }},
-    Column{"mean_valence", [](const ScopeRow& row) { return row.meanValence; }},
-    Column{"mean_confidence", [](const ScopeRow& row) { return row.meanConfidence; }}};
+    TableColumn{"begin", [](const ScopeRow& row) { return row.begin; }},
+    TableColumn{"end", [](const ScopeRow& row) { return row.end; }},
+    TableColumn{"mean_valence", [](const ScopeRow& row) { return row.meanValence; }},
+    TableColumn{"mean_confidence", [](const ScopeRow& row) { return row.meanConfidence; }}};
 
 inline constexpr std::tuple ambianceColumns{
     Column{"agitation", [](const AmbianceRow& row) { return row.agitation; }},
     Column{"calm", [](const AmbianceRow& row) { return row.calm; }}};
 
 inline constexpr std::tuple forcesColumns{
-    Column{"person", [](const ForceRow& row) { return row.person; }},
+    TableColumn{"person", [](const ForceRow& row) { return row.person; }},
     Column{"quantity", [](const ForceRow& row) { return nameOf(row.force.quantity); }},
     Column{"reason", [](const ForceRow& row) { return row.force.reason; }},
     Column{"target", [](const ForceRow& row) { return row.force.target; }},
     Column{"strength", [](const ForceRow& row) { return row.force.strength; }},
     Column{"before", [](const ForceRow& row) { return row.force.before; }},
     Column{"after", [](const ForceRow& row) { return row.force.after; }}};
+
+// The columns of a part of a state.
+template <typename Value>
+constexpr auto columnsOf(const TableColumn<Value>& column) {
+  return std::tuple{Column{column.name, column.value}};
+}
+template <typename Value>
+constexpr auto columnsOf(const StatePart<Value>& part) {
+  return std::tuple{Column{part.name, part.value}};
+}
+template <typename Value>
+constexpr auto columnsOf(const ConfidentPart<Value>& part) {
+  const auto value = part.value;
+  return std::tuple{
+      Column{part.name, [value](const StateRow& row) { return value(row).value; }},
+      Column{part.confidenceName, [value](const StateRow& row) { return value(row).confidence; }}};
+}
+
+inline constexpr std::tuple timelineColumns =
+    std::apply([](const auto&... part) { return std::tuple_cat(columnsOf(part)...); }, stateParts);
+
+/// The columns of the quantities: of numbers with a confidence, which a label is not.
+inline constexpr std::tuple quantityColumns = std::apply(
+    [](const auto&... part) {
+      const auto columns = [](const auto& of) {
+        using Value = decltype(of.value(std::declval<const StateRow&>()));
+        if constexpr (std::is_same_v<Value, ZV::ValueConfidence<float>>) {
+          return columnsOf(of);
+        } else {
+          return std::tuple{};
+        }
+      };
+      return std::tuple_cat(columns(part)...);
+    },
+    stateParts);
+
+template <typename Part>
+inline constexpr bool isLive = true;
+template <typename Value>
+inline constexpr bool isLive<TableColumn<Value>> = false;
+
+/// Calls `visit(part)` for each part that the line of a live event has, too.
+template <typename Parts, typename Visit>
+void forEachLivePart(const Parts& parts, Visit visit) {
+  const auto visitIfLive = [&visit](const auto& part) {
+    if constexpr (isLive<std::decay_t<decltype(part)>>) visit(part);
+  };
+  std::apply([&](const auto&... part) { (visitIfLive(part), ...); }, parts);
+}
 
 }  // namespace zorvel
 

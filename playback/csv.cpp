@@ -1,6 +1,5 @@
 #include "playback/csv.hpp"
 
-#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <iterator>
@@ -74,12 +73,6 @@ const std::string scopesHeader = headerOf("time", scopesColumns);
 const std::string ambianceHeader = headerOf("time", ambianceColumns);
 const std::string forcesHeader = headerOf("time", forcesColumns);
 const std::string summaryHeader = headerOf("recording", summaryColumns);
-
-std::string_view nameOf(ZV::Quantity quantity) {
-  constexpr std::array<std::string_view, 4> names{"valence", "valence_confidence", "attention",
-                                                  "attention_confidence"};
-  return names.at(static_cast<std::size_t>(quantity));
-}
 
 void appendRow(fmt::memory_buffer& text, Time time, const StateRow& row) {
   appendLine(text, time.time_since_epoch().count(), timelineColumns, row);

@@ -37,22 +37,9 @@ Row Playback::play(const StopRecording& stop) {
   const auto result = recorder == _recorders.end()
                           ? std::pair("error", ZV::ZVEmotionRecorder::Samples())
                           : recorder->second.stopRecording(stop.scope);
-  // In single precision and in the order of the samples, as the recorder itself.
-  float weightedSum = 0.0f;
-  float confidenceSum = 0.0f;
-  for (const auto& [time, state] : result.second) {
-    const auto valence = state.personValence();
-    weightedSum += valence.value * valence.confidence;
-    confidenceSum += valence.confidence;
-  }
-  return ScopeRow{stop.person,
-                  stop.scope,
-                  result.first,
-                  result.second.size(),
-                  weightedSum / confidenceSum,
-                  confidenceSum / static_cast<float>(result.second.size()),
-                  {},
-                  {}};
+  const auto mean = ZV::ZVEmotionRecorder::meanValence(result.second);
+  return ScopeRow{stop.person,          stop.scope, result.first,
+                  result.second.size(), mean.value, mean.confidence};
 }
 
 Row Playback::play(const Movement& /*movement*/) {

@@ -57,7 +57,7 @@ struct ScopeRow {
   // Of a row of a recording, since its start.
 
   /// None for a scope that was not open.
-  std::optional<Time::duration> begin;
+  std::optional<Time::duration> begin{};
   Time::duration end{};
 };
 

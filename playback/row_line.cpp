@@ -2,42 +2,30 @@
 
 #include <string_view>
 
-#include "playback/csv.hpp"
+#include "playback/columns.hpp"
 #include "recording/json_writer.hpp"
 
 namespace zorvel {
 namespace {
 
 template <typename Value>
-void appendPair(JsonLineWriter& line, std::string_view name, Value value, float confidence) {
+void appendMember(JsonLineWriter& line, std::string_view name, const Value& value) {
+  line.member(name, value);
+}
+
+template <typename Value>
+void appendMember(JsonLineWriter& line, std::string_view name,
+                  const ZV::ValueConfidence<Value>& pair) {
   line.object(name, [&] {
-    line.member("value", value);
-    line.member("confidence", confidence);
+    line.member("value", pair.value);
+    line.member("confidence", pair.confidence);
   });
 }
 
-void append(JsonLineWriter& line, const StateRow& row) {
-  line.member("person", row.person);
-  appendPair(line, "valence", row.valence.value, row.valence.confidence);
-  line.member("mood", row.mood);
-  appendPair(line, "cycle_mood", row.cycleMood.value, row.cycleMood.confidence);
-  appendPair(line, "attention", row.attention.value, row.attention.confidence);
-  appendPair(line, "ease", row.ease.level, row.ease.confidence);
+template <typename Parts, typename Row>
+void appendMembers(JsonLineWriter& line, const Parts& parts, const Row& row) {
+  forEachLivePart(parts, [&](const auto& part) { appendMember(line, part.name, part.value(row)); });
 }
-
-void append(JsonLineWriter& line, const ScopeRow& row) {
-  line.member("person", row.person);
-  line.member("scope", row.scope);
-  line.member("label", row.label);
-  line.member("samples", row.samples);
-}
-
-void append(JsonLineWriter& line, const AmbianceRow& row) {
-  line.member("agitation", row.agitation);
-  line.member("calm", row.calm);
-}
-
-void append(JsonLineWriter& /*line*/, std::monostate /*nothing*/) {}
 
 }  // namespace
 
@@ -45,17 +33,16 @@ void appendRowLine(fmt::memory_buffer& text, Time time, const Row& row, Forces f
   if (std::holds_alternative<std::monostate>(row)) return;
   JsonLineWriter line(text);
   line.member("time", time);
-  std::visit([&line](const auto& content) { append(line, content); }, row);
-  const auto* const state = std::get_if<StateRow>(&row);
-  if (state != nullptr && forces == Forces::Watched) {
-    line.list("forces", state->forces, [&line](const ZV::Force& force) {
-      line.member("quantity", nameOf(force.quantity));
-      line.member("reason", force.reason);
-      line.member("target", force.target);
-      line.member("strength", force.strength);
-      line.member("before", force.before);
-      line.member("after", force.after);
-    });
+  if (const auto* room = std::get_if<AmbianceRow>(&row))
+    appendMembers(line, ambianceColumns, *room);
+  if (const auto* scope = std::get_if<ScopeRow>(&row)) appendMembers(line, scopesColumns, *scope);
+  if (const auto* state = std::get_if<StateRow>(&row)) {
+    appendMembers(line, stateParts, *state);
+    if (forces == Forces::Watched) {
+      line.list("forces", state->forces, [&](const ZV::Force& force) {
+        appendMembers(line, forcesColumns, ForceRow{state->person, force});
+      });
+    }
   }
   line.finish();
 }

@@ -34,7 +34,7 @@ void SummaryTable::add(Time time, const Event& event, const Row& row) {
   const auto* const state = std::get_if<StateRow>(&row);
   if (state == nullptr) return;
   Person& person = _persons[state->person];
-  if (person.visits == 0) person.first = state->since;
+  person.since.push_back(state->since);
   person.cycles.add(time, state->isSeen);
   if (!state->isSeen) ++person.unseen;
   person.visits = state->visit;
@@ -51,26 +51,22 @@ std::vector<SummaryRow> SummaryTable::rows() const {
   std::vector<SummaryRow> rows;
   for (const auto& entry : _persons) {
     const Person& person = entry.second;
-    const auto& times = person.cycles.times();
-    if (times.empty()) continue;
-    const Time start = Time(Time::duration(times.front())) - person.first;
-    const auto seconds = [start](std::int64_t time) {
-      return inSeconds(between(start, Time(Time::duration(time))));
-    };
+    const auto& since = person.since;
+    if (since.empty()) continue;
     const auto greatest = [&](const std::vector<float>& values, float range) {
       constexpr double none = std::numeric_limits<double>::quiet_NaN();
       const auto changes = person.cycles.changes(values, range, 1);
       if (changes.empty()) return GreatestChange{none, none};
       const Change& change = changes.front();
       return GreatestChange{static_cast<double>(values[change.last] - values[change.first]),
-                            seconds(times[change.last])};
+                            inSeconds(since[change.last])};
     };
-    const auto share = [count = times.size()](auto part) {
+    const auto share = [count = since.size()](auto part) {
       return static_cast<double>(part) / static_cast<double>(count);
     };
     rows.push_back(
-        {entry.first, seconds(times.front()), seconds(times.back()), times.size(), person.unseen,
-         person.visits, spreadOf(person.valence, person.valenceConfidence),
+        {entry.first, inSeconds(since.front()), inSeconds(since.back()), since.size(),
+         person.unseen, person.visits, spreadOf(person.valence, person.valenceConfidence),
          spreadOf(person.attention, person.attentionConfidence),
          spreadOf(person.ease, person.easeConfidence), share(person.moods[0]),
          share(person.moods[1]), share(person.moods[2]),

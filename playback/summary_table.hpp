@@ -100,8 +100,8 @@ class SummaryTable {
  private:
   struct Person {
     PersonCycles cycles;
-    /// Since the recording's start.
-    Time::duration first{};
+    /// When each cycle was, since the recording's start.
+    std::vector<Time::duration> since;
     std::uint64_t unseen = 0;
     std::int32_t visits = 0;
     std::vector<float> valence;

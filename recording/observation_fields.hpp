@@ -38,6 +38,10 @@ struct FieldKind {
   std::optional<ZV::Quantity> pulls;
   /// Unused entries, at the end, have no name.
   NumberKinds numbers;
+
+  /// Whether a reading is of something that happened, such as a touch, and not of what is seen all
+  /// the time.
+  constexpr bool isMoment() const { return pulls && !varies; }
 };
 
 /// A field of an observation, and where its readings are kept.

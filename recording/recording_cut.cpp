@@ -6,6 +6,7 @@
 #include <variant>
 
 #include "recording/failure.hpp"
+#include "recording/observation_fields.hpp"
 #include "recording/recording_writer.hpp"
 
 namespace zorvel {
@@ -54,9 +55,11 @@ bool RecordingCut::isOneOfMany(const Event& event) {
       _intervals.try_emplace({*personOf(event), observation != nullptr}, interval);
   if (std::exchange(last->second, interval) != interval || isNew) return false;
   if (observation == nullptr) return true;
-  const ZV::PersonObservation& fields = observation->fields;
-  return !fields.touchEmotion && !fields.asrEmotion && !fields.voiceEmotion &&
-         !fields.contextEmotion;
+  bool isMoment = false;
+  forEachReading(observation->fields, [&isMoment](std::size_t index, const auto& /*reading*/) {
+    isMoment |= fieldKinds.at(index).isMoment();
+  });
+  return !isMoment;
 }
 
 void RecordingCut::open(fmt::memory_buffer& text) {

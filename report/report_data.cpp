@@ -13,19 +13,24 @@
 namespace zorvel {
 namespace {
 
-constexpr std::array<std::string_view, 6> floatNames{"valence",   "valence_confidence",
-                                                     "attention", "attention_confidence",
-                                                     "ease",      "ease_confidence"};
+constexpr std::array quantityNames =
+    std::apply([](const auto&... column) { return std::array{column.name...}; }, quantityColumns);
 
 /// A quantity whose movements are shown.
 struct MovedQuantity {
+  constexpr MovedQuantity(ZV::Quantity quantity_, float range_)
+      : quantity(quantity_), range(range_) {
+    while (quantityNames.at(column) != nameOf(quantity)) ++column;
+  }
+
   ZV::Quantity quantity;
-  std::size_t floatColumn;
   /// From lowest to highest.
   float range;
+  /// Its place in quantityColumns.
+  std::size_t column = 0;
 };
-constexpr std::array<MovedQuantity, 2> movedQuantities{
-    {{ZV::Quantity::Valence, 0, 2.0f}, {ZV::Quantity::Attention, 2, 1.0f}}};
+constexpr std::array movedQuantities{MovedQuantity{ZV::Quantity::Valence, 2.0f},
+                                     MovedQuantity{ZV::Quantity::Attention, 1.0f}};
 
 /// Of each of them: as many of the greatest changes.
 constexpr std::size_t mostChanges = 3;
@@ -68,12 +73,12 @@ std::string insideElement(std::string_view json) {
 
 void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
   cycles.add(time, isSeenNow);
-  const std::array<float, 6> values{row.valence.value,   row.valence.confidence,
-                                    row.attention.value, row.attention.confidence,
-                                    row.ease.level,      row.ease.confidence};
-  for (std::size_t column = 0; column < values.size(); ++column) {
-    floats.at(column).push_back(values.at(column));
-  }
+  std::apply(
+      [&](const auto&... column) {
+        auto* values = quantities.data();
+        ((values++)->push_back(column.value(row)), ...);
+      },
+      quantityColumns);
   moods.push_back(static_cast<std::int8_t>(row.mood));
   addMoves(row.forces);
 }
@@ -126,7 +131,7 @@ void ReportData::Person::writeChanges(JsonLineWriter& json) const {
   json.beginList();
   for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
     const MovedQuantity& moved = movedQuantities.at(index);
-    const std::vector<float>& values = floats.at(moved.floatColumn);
+    const std::vector<float>& values = quantities.at(moved.column);
     for (const Change& change : cycles.changes(values, moved.range, mostChanges)) {
       // Over the whole change, what pulls steadily against something else would sum up to more.
       const bool isRise = values[change.last] > values[change.first];
@@ -153,8 +158,8 @@ void ReportData::Person::writeChanges(JsonLineWriter& json) const {
 void ReportData::Person::write(JsonLineWriter& json, Time end) const {
   writeColumn(json, "time", cycles.times());
   writeColumn(json, "begins", cycles.stretches());
-  for (std::size_t column = 0; column < floats.size(); ++column) {
-    writeColumn(json, floatNames.at(column), floats.at(column));
+  for (std::size_t column = 0; column < quantities.size(); ++column) {
+    writeColumn(json, quantityNames.at(column), quantities.at(column));
   }
   writeColumn(json, "mood", moods);
   json.object("moves", [&] {

@@ -8,8 +8,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
+#include "playback/columns.hpp"
 #include "playback/person_cycles.hpp"
 #include "playback/playback.hpp"
 
@@ -52,8 +54,8 @@ class ReportData {
 
   struct Person {
     PersonCycles cycles;
-    /// In the order of floatNames.
-    std::array<std::vector<float>, 6> floats;
+    /// Of quantityColumns.
+    std::array<std::vector<float>, std::tuple_size_v<decltype(quantityColumns)>> quantities;
     std::vector<std::int8_t> moods;
     /// Of the valence and of the attention.
     std::array<std::vector<Moves>, 2> moves;

@@ -55,14 +55,20 @@ class ZV_API ZVEmotionRecorder {
   /// open starts afresh. Throws std::bad_alloc.
   void startRecording(const std::string& name, std::int32_t remainingSamples);
 
-  /// Closes a scope and gives its label and samples. The label is the mean valence, weighted by
-  /// confidence: "unknown" below a mean confidence of 0.4, "positive" above 0.2, "negative" below
-  /// -0.2, else "neutral". Without a scope of that name: "error" and no samples. A scope without
+  /// Closes a scope and gives its label and samples. The label is that of their meanValence():
+  /// "unknown" below a confidence of 0.4, "positive" above 0.2, "negative" below -0.2, else
+  /// "neutral". Without a scope of that name: "error" and no samples. A scope without
   /// samples is "neutral".
   ///
   /// A scope that has used up its updates can still be stopped until the next update, which drops
   /// it for good, samples included.
   std::pair<std::string, Samples> stopRecording(const std::string& name);
+
+  /// The mean valence of samples, weighted by their confidences, and their mean confidence; both
+  /// are NaN without samples. A valence that is NaN counts as 0. It is summed up in single
+  /// precision, in the order of the samples, and reads each state as it stands now. Uses no
+  /// recorder, so it may be called from any thread.
+  static ValueConfidence<float> meanValence(const Samples& samples);
 
   /// Adds one sample, with one clock reading, to every open scope, and drops the scopes that are
   /// used up. The caller holds `mutex`. Throws what reading the clock throws, and std::bad_alloc.

@@ -200,21 +200,15 @@ void bindStates(py::module_& module) {
                            force.before, force.after);
       });
 
-  py::class_<State>(module, "PersonState",
-                    "The state of a person after a cycle: plain values that stay as they are.")
-      .def_readonly("person", &State::person, "The host's number of the person.")
-      .def_readonly("valence", &State::valence, "How negative or positive, in [-1, 1].")
-      .def_readonly("mood", &State::mood,
-                    "The label of the valence: 1 positive, 0 neutral, -1 negative.")
-      .def_readonly("cycle_mood", &State::cycleMood,
-                    "The label that the cycle alone would have given a neutral person.")
-      .def_readonly("attention", &State::attention, "How engaged with the robot, in [0, 1].")
-      .def_property_readonly(
-          "ease",
-          [](const State& state) {
-            return ZV::ValueConfidence<float>(state.ease.level, state.ease.confidence);
-          },
-          "How much at ease the body language seems, from -0.5 to 0.5.")
+  py::class_<State> personState(
+      module, "PersonState",
+      "The state of a person after a cycle: plain values that stay as they are.");
+  forEachLivePart(stateParts, [&personState](const auto& part) {
+    personState.def_property_readonly(
+        part.name.data(), [value = part.value](const State& state) { return value(state); },
+        part.meaning.data());
+  });
+  personState
       .def_property_readonly(
           "forces",
           [](const State& state) -> std::optional<std::vector<ZV::Force>> {

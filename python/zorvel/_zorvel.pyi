@@ -2,7 +2,9 @@ import datetime
 import os
 import types
 from collections.abc import Callable, Iterable, Iterator, Mapping, Sequence
-from typing import Any, ClassVar, Generic, SupportsFloat, SupportsIndex, TypeAlias, TypeVar, overload
+from typing import (
+    Any, ClassVar, Generic, NoReturn, SupportsFloat, SupportsIndex, TypeAlias, TypeVar, overload,
+)
 
 import numpy
 import numpy.typing
@@ -19,13 +21,19 @@ _Tables: TypeAlias = dict[str, dict[str, numpy.ndarray[Any, Any]]]
 
 __version__: str
 
+class _Class(type): ...
+
+# What has no constructor of its own is made by the module alone.
+class _Object(metaclass=_Class):
+    def __init__(self, nothing: NoReturn, *more: object, **keywords: object) -> None: ...
+
 class DataError(ValueError):
     file: str | None
     line: int | None
     key: str | None
     results: Any
 
-class Reading:
+class Reading(_Object):
     def __init__(self, value: object, time: Time) -> None: ...
     @property
     def value(self) -> Any: ...
@@ -44,7 +52,7 @@ class _Moment:
     def __get__(self, observation: Observation, owner: object) -> int | None: ...
     def __set__(self, observation: Observation, time: Time | None) -> None: ...
 
-class Observation:
+class Observation(_Object):
     def __init__(
         self,
         *,
@@ -84,7 +92,7 @@ class Observation:
 
 # States.
 
-class ValueConfidence:
+class ValueConfidence(_Object):
     @property
     def value(self) -> float: ...
     @property
@@ -93,7 +101,7 @@ class ValueConfidence:
     def __eq__(self, other: object) -> bool: ...
     __hash__: ClassVar[None]  # type: ignore[assignment]
 
-class LabelConfidence:
+class LabelConfidence(_Object):
     @property
     def value(self) -> int: ...
     @property
@@ -102,7 +110,7 @@ class LabelConfidence:
     def __eq__(self, other: object) -> bool: ...
     __hash__: ClassVar[None]  # type: ignore[assignment]
 
-class Force:
+class Force(_Object):
     @property
     def quantity(self) -> str: ...
     @property
@@ -116,7 +124,7 @@ class Force:
     @property
     def after(self) -> float: ...
 
-class PersonState:
+class PersonState(_Object):
     @property
     def person(self) -> int: ...
     @property
@@ -134,7 +142,7 @@ class PersonState:
 
 # Live.
 
-class Person:
+class Person(_Object):
     @property
     def id(self) -> int: ...
     @property
@@ -144,7 +152,7 @@ class Person:
 
 _Observer: TypeAlias = Callable[[Force], object]
 
-class SocialGraph:
+class SocialGraph(_Object):
     def __init__(self) -> None: ...
     @overload
     def update(
@@ -163,7 +171,7 @@ class SocialGraph:
     def read(self, person: SupportsIndex) -> PersonState | None: ...
     def persons(self) -> dict[int, PersonState]: ...
 
-class Sample:
+class Sample(_Object):
     @property
     def time(self) -> int: ...
     @property
@@ -171,13 +179,13 @@ class Sample:
     @property
     def attention(self) -> ValueConfidence: ...
 
-class Recorder:
+class Recorder(_Object):
     def __init__(self) -> None: ...
     def start(self, name: str, samples: int | None = None) -> None: ...
     def update(self, state: PersonState) -> None: ...
     def stop(self, name: str) -> tuple[str, list[Sample]]: ...
 
-class Ambiance:
+class Ambiance(_Object):
     def __init__(self) -> None: ...
     def update(self, activity: SupportsFloat) -> None: ...
     def movement(self) -> None: ...
@@ -186,7 +194,7 @@ class Ambiance:
     @property
     def calm(self) -> float: ...
 
-class SimulatedClock:
+class SimulatedClock(_Object):
     def __init__(self, time: Time = 0) -> None: ...
     def set(self, time: Time) -> None: ...
     def advance(self, step: Duration) -> None: ...
@@ -202,7 +210,7 @@ def now() -> int: ...
 
 # Recordings.
 
-class Event:
+class Event(_Object):
     @staticmethod
     def observation(time: Time, person: SupportsIndex, observation: Observation) -> Event: ...
     @staticmethod
@@ -234,7 +242,7 @@ class Event:
     @property
     def value(self) -> float | None: ...
 
-class RecordingReader:
+class RecordingReader(_Object):
     def __iter__(self) -> RecordingReader: ...
     def __next__(self) -> Event: ...
     @property
@@ -242,7 +250,7 @@ class RecordingReader:
 
 def read_recording(path: _Path) -> RecordingReader: ...
 
-class Recording:
+class Recording(_Object):
     def __init__(self, path: _Path, source: str = "") -> None: ...
     def write(self, event: Event) -> None: ...
     def close(self) -> None: ...
@@ -252,7 +260,7 @@ class Recording:
         traceback: types.TracebackType | None,
     ) -> None: ...
 
-class ImportedField:
+class ImportedField(_Object):
     @property
     def name(self) -> str: ...
     @property
@@ -260,7 +268,7 @@ class ImportedField:
     @property
     def observations(self) -> int: ...
 
-class ImportFacts:
+class ImportFacts(_Object):
     @property
     def rows(self) -> int: ...
     @property

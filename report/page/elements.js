@@ -6,22 +6,29 @@ function element(name, attributes = {}, ...children) {
   return made;
 }
 
-// Fills a table. Each column has a title and, if it holds numbers, a class.
+// Fills a table. Each column has a title, in small what stands below it and, if it holds numbers, a
+// class.
 function fillTable(table, columns, rows) {
   const head = element("tr");
-  for (const { title, ...attributes } of columns) {
-    head.append(element("th", { scope: "col", ...attributes }, title));
+  for (const { title, small, ...attributes } of columns) {
+    const words = small ? [`${title} `, element("small", {}, small)] : [title];
+    head.append(element("th", { scope: "col", ...attributes }, ...words));
   }
   const body = element("tbody");
   for (const cells of rows) {
     const row = element("tr");
     cells.forEach((cell, index) => {
-      const { title, ...attributes } = columns[index];
-      row.append(element("td", attributes, cell));
+      const { title, small, ...attributes } = columns[index];
+      row.append(element("td", { "data-title": title, ...attributes }, cell));
     });
     body.append(row);
   }
   table.replaceChildren(element("thead", {}, head), body);
+}
+
+// What the style sheet calls the colour of a reason.
+function reasonColor(reason) {
+  return `reason-${reason.toLowerCase().replaceAll(" ", "-")}`;
 }
 
 // The colour of that name in the style sheet.

@@ -32,31 +32,33 @@ function changeCell(row) {
   return element("div", {}, ...lines);
 }
 
-function addRow(cells) {
-  const titles = ["", "Person", "Length", "Cycles", "Valence", "Attention", "Ease", "Mood",
-    "Attention > 0.5", "Greatest change"];
-  const texts = ["", "Person", "Mood", "Greatest change"];
-  const row = element("tr");
-  cells.forEach((cell, column) => row.append(element("td",
-    { "data-title": titles[column], class: texts.includes(titles[column]) ? "" : "number" }, cell)));
-  document.querySelector("#summary tbody").append(row);
+function addSummary() {
+  const columns = [{ title: "Recording" }, { title: "Person" }, { title: "Length", class: "number" },
+    { title: "Cycles", class: "number" }, ...meanColumns,
+    { title: "Mood", small: "share of the cycles" },
+    { title: "Attention > 0.5", small: "share of the cycles", class: "number" },
+    { title: "Greatest change", small: "within a second" }];
+  fillTable(document.querySelector("#summary table"), columns, recordings.flatMap(rowsOf));
 }
 
-function addRecording({ title, from, to, failure, warnings, persons }, index) {
+function rowsOf({ title, from, to, failure, warnings, persons }, index) {
   const number = index + 1;
   const notes = [failure && "not the whole", warnings > 0 && formatCount(warnings, "warning")];
   const name = () => element("div", {}, recordingLink(number, title),
     element("small", {}, notes.filter(Boolean).join(", ")));
   const length = formatTime(to - from, 1);
   const format = (value) => (value === null ? "–" : formatNumber(value, 2));
-  for (const row of persons) {
+  if (persons.length === 0) return [[name(), "–", length, "0"]];
+  return persons.map((row) => {
     const means = Object.keys(quantities)
       .map((quantity) => `${format(row[`${quantity}_mean`])} (${format(row[`${quantity}_confidence`])})`);
-    addRow([name(), recordingLink(number, `Person ${row.person}`, row.person), length,
+    return [name(), recordingLink(number, `Person ${row.person}`, row.person), length,
       row.cycles.toLocaleString("en"), ...means, moodCell(row), formatPercent(100 * row.attentive),
-      changeCell(row)]);
-  }
-  if (persons.length === 0) addRow([name(), "–", length, "0"]);
+      changeCell(row)];
+  });
+}
+
+function addFailure({ title, failure }) {
   if (!failure) return;
   const list = document.getElementById("failures");
   list.append(element("li", {}, `Not the whole recording ${title}, only what came before an error: `,
@@ -163,7 +165,8 @@ async function main() {
   document.getElementById("facts").textContent = formatCount(cycles, "cycle");
   document.getElementById("zero").textContent = "Time, as minutes and seconds, since " +
     `${isAligned ? `the first begin of “${scope}” in` : "the start of"} each recording.`;
-  recordings.forEach(addRecording);
+  addSummary();
+  recordings.forEach(addFailure);
   showAddressed();
   addEventListener("hashchange", showAddressed);
   addEventListener("resize", drawTimes);

@@ -17,30 +17,25 @@ function moodShares(person) {
 }
 
 function addSummary(persons) {
-  const titles = ["", "Cycles", "First to last", "Valence", "Attention", "Ease", "Mood", "Scopes"];
-  const body = document.querySelector("#summary tbody");
+  const columns = [{ title: "Person" }, { title: "Cycles", class: "number" },
+    { title: "First to last", class: "number" }, ...meanColumns,
+    { title: "Mood", small: "share of the cycles" }, { title: "Scopes", class: "number" }];
   const decimals = decimalsFor(whole.to - whole.from);
-  for (const person of persons) {
+  fillTable(document.querySelector("#summary table"), columns, persons.map((person) => {
     const { times } = person;
     const means = Object.keys(quantities).map((name) => {
       const { values, confidences } = person[name];
       return `${formatNumber(mean(values), 2)} (${formatNumber(mean(confidences), 2)})`;
     });
-    const cells = times.length === 0 ? ["0", "", "", "", "", ""] : [
+    const cells = times.length === 0 ? ["0", "", ...means.fill(""), ""] : [
       times.length.toLocaleString("en"),
       [times[0], times[times.length - 1]].map((time) => formatTime(time, decimals)).join(" – "),
       ...means,
       moodShares(person),
     ];
     const link = element("a", { href: `#person${person.id}` }, `Person ${person.id}`);
-    const row = element("tr", {});
-    [link, ...cells, String(person.scopes.length)].forEach((content, column) => {
-      const isNumber = column > 0 && titles[column] !== "Mood";
-      row.append(element("td",
-        { "data-title": titles[column], class: isNumber ? "number" : "" }, content));
-    });
-    body.append(row);
-  }
+    return [link, ...cells, String(person.scopes.length)];
+  }));
   document.getElementById("summary").hidden = persons.length === 0;
 }
 
@@ -85,6 +80,19 @@ function addReasons({ persons, reasons }) {
   }
 }
 
+function addMood(stack, person) {
+  stack.add({
+    title: "Mood", hint: "label of the valence", label: `Mood of person ${person.id}`,
+    height: 63, range: [-0.5, 3], color: "text",
+    ticks: moods.map(({ name, sign }, lane) => ({ v: 2.5 - lane, label: `${sign} ${name}` })),
+    paint: paintSpans(moodSpans(person), 3),
+    read: (seconds) => {
+      const row = stack.rowAt(person, seconds);
+      return row === undefined ? "–" : moods.find(({ mood }) => mood === person.moods[row]).name;
+    },
+  });
+}
+
 function addPerson(person) {
   const { id, times, scopes } = person;
   const section = element("section", { id: `person${id}` }, element("h2", {}, `Person ${id}`));
@@ -110,21 +118,14 @@ function addPerson(person) {
 
   const stack = new Stack(section, `Person ${id}`);
   if (times.length > 0) {
-    stack.addCurve(person.valence, `Valence of person ${id}`);
-    stack.addMoves(person.valence, `What moved the valence of person ${id}`);
-    stack.add({
-      title: "Mood", hint: "label of the valence", label: `Mood of person ${id}`,
-      height: 63, range: [-0.5, 3], color: "text",
-      ticks: moods.map(({ name, sign }, lane) => ({ v: 2.5 - lane, label: `${sign} ${name}` })),
-      paint: paintSpans(moodSpans(person), 3),
-      read: (seconds) => {
-        const row = stack.rowAt(person, seconds);
-        return row === undefined ? "–" : moods.find(({ mood }) => mood === person.moods[row]).name;
-      },
-    });
-    stack.addCurve(person.attention, `Attention of person ${id}`);
-    stack.addMoves(person.attention, `What moved the attention of person ${id}`);
-    stack.addCurve(person.ease, `Ease of person ${id}`, scopes.length === 0);
+    const last = Object.keys(quantities).at(-1);
+    for (const [name, { title }] of Object.entries(quantities)) {
+      stack.addCurve(person[name], `${title} of person ${id}`, name === last && scopes.length === 0);
+      if (person[name].moves) {
+        stack.addMoves(person[name], `What moved the ${name} of person ${id}`);
+      }
+      if (name === "valence") addMood(stack, person);
+    }
   }
   if (scopes.length > 0) {
     const spans = scopeSpans(scopes);

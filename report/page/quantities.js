@@ -6,4 +6,6 @@ const quantities = {
   attention: { title: "Attention", hint: "0 to 1", range: [0, 1], height: 120 },
   ease: { title: "Ease", hint: "−0.5 uneasy, 0.5 at ease", range: [-0.5, 0.5], height: 90 },
 };
+const meanColumns = Object.values(quantities).map(({ title }) =>
+  ({ title, small: "mean (confidence)", class: "number" }));
 const agitation = { title: "Agitation", hint: "0 calm, 1 agitated", range: [0, 1], height: 110 };

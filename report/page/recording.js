@@ -38,10 +38,10 @@ function secondsAfter(start, time) {
   return Number(time - start) / 1e9;
 }
 
-// What a reason means, and its colour, which goes by its place in the library's list.
+// What a reason means, and its colour.
 function readReason(name, reasons) {
-  const place = reasons.findIndex((reason) => reason.name === name);
-  return { reason: name, meaning: reasons[place]?.meaning ?? "", color: `reason${place + 1}` };
+  const meaning = reasons.find((reason) => reason.name === name)?.meaning ?? "";
+  return { reason: name, meaning, color: reasonColor(name) };
 }
 
 async function readPerson(data, start, reasons) {

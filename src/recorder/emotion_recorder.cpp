@@ -10,22 +10,12 @@ namespace {
 using Lock = boost::unique_lock<boost::mutex>;
 
 std::string labelOf(const ZVEmotionRecorder::Samples& samples) {
-  float weightedSum = 0.0f;
-  float confidenceSum = 0.0f;
-  for (const auto& sample : samples) {
-    const PersonState& state = sample.second;
-    const ValueConfidence<float> positive = state.personEmotion(PersonDescription::Positivity);
-    const ValueConfidence<float> negative = state.personEmotion(PersonDescription::Negativity);
-    weightedSum += (positive.value - negative.value) * positive.confidence;
-    confidenceSum += positive.confidence;
-  }
-  const float meanValence = weightedSum / confidenceSum;
-  const float meanConfidence = confidenceSum / static_cast<float>(samples.size());
+  const ValueConfidence<float> mean = ZVEmotionRecorder::meanValence(samples);
   // In single precision, unlike a state's label: a mean of exactly 0.2f is neutral. So is a NaN,
   // for which no comparison holds.
-  if (PersonStatePrivate::binaryBoundaryConfidence > meanConfidence) return "unknown";
-  if (meanValence > PersonStatePrivate::binaryBoundaryPositive) return "positive";
-  if (PersonStatePrivate::binaryBoundaryNegative > meanValence) return "negative";
+  if (PersonStatePrivate::binaryBoundaryConfidence > mean.confidence) return "unknown";
+  if (mean.value > PersonStatePrivate::binaryBoundaryPositive) return "positive";
+  if (PersonStatePrivate::binaryBoundaryNegative > mean.value) return "negative";
   return "neutral";
 }
 
@@ -49,6 +39,19 @@ std::pair<std::string, ZVEmotionRecorder::Samples> ZVEmotionRecorder::stopRecord
                                          std::move(found->second.samples)};
   _scopes.erase(found);
   return result;
+}
+
+ValueConfidence<float> ZVEmotionRecorder::meanValence(const Samples& samples) {
+  float weightedSum = 0.0f;
+  float confidenceSum = 0.0f;
+  for (const auto& sample : samples) {
+    const PersonState& state = sample.second;
+    const ValueConfidence<float> positive = state.personEmotion(PersonDescription::Positivity);
+    const ValueConfidence<float> negative = state.personEmotion(PersonDescription::Negativity);
+    weightedSum += (positive.value - negative.value) * positive.confidence;
+    confidenceSum += positive.confidence;
+  }
+  return {weightedSum / confidenceSum, confidenceSum / static_cast<float>(samples.size())};
 }
 
 void ZVEmotionRecorder::update_notMutexed(const PersonState& state) {

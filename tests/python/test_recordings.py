@@ -269,7 +269,9 @@ def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> N
     figure = results.plot()
     persons = len(zorvel.summarize(scene))
     labels = [axes.get_ylabel().split(" ")[0] for axes in figure.axes]
-    assert labels == ["valence", "attention", "ease", "scopes"]
+    quantities = [name for name, values in results.timeline.items()
+                  if f"{name}_confidence" in results.timeline and values.dtype.kind == "f"]
+    assert labels == [*quantities, "scopes"]
     assert [len(axes.lines) for axes in figure.axes[:3]] == [persons] * 3
     assert len(figure.axes[3].patches) == (results.scopes["label"] != "error").sum() > 0
     assert "(s)" in figure.axes[-1].get_xlabel()

@@ -1,6 +1,7 @@
 """Runs the commands that the documents show, with the tool whose path is in ZORVEL, and compares what
 they list with the code."""
 
+import json
 import os
 import pathlib
 import re
@@ -91,17 +92,44 @@ class DocumentsTest(unittest.TestCase):
         rows = re.findall(r"^\| (`[^|]+`) \|", document.split("| field | keys |")[1], re.M)
         fields = sorted(re.findall(r"field\(&O::(\w+)", table))
         self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))), fields)
+        document = (SOURCE / "docs/cut.md").read_text().split("| `--every SECONDS` |")[1]
+        kept = set(re.findall(r"`(\w+)`", document.split("\n")[0])) & set(fields)
+        moments = re.findall(r'"(\w+)", \d+, \w+, stays, (?:valence|attention)', table)
+        self.assertEqual(kept, set(moments))
         document = (SOURCE / "docs/python.md").read_text().split("| field | value |")[1]
         rows = re.findall(r"^\| (`[^|]+`) \|", document.split("\n\n")[0], re.M)
-        self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))),
-                         sorted(re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), field)
-                                for field in fields))
+        stub = (SOURCE / "python/zorvel/_zorvel.pyi").read_text()
+        for listed in (re.findall(r"`(\w+)`", " ".join(rows)),
+                       re.findall(r"(\w+): .* \| Reading \| None = None", stub)):
+            self.assertEqual(sorted(listed),
+                             sorted(re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), field)
+                                    for field in fields))
 
-    def test_lists_each_column_of_a_summary(self):
-        columns = re.findall(r'Column\{"(\w+)"', (SOURCE / "playback/summary_table.hpp").read_text())
-        document = (SOURCE / "docs/archive.md").read_text().split("| column |")[1].split("\n\n")[0]
-        listed = re.findall(r"`(\w+)`", " ".join(re.findall(r"^\| (`[^|]+`) \|", document, re.M)))
-        self.assertEqual(listed, ["recording", *columns])
+    def test_lists_each_column(self):
+        documents = {name: (SOURCE / f"docs/{name}.md").read_text()
+                     for name in ("archive", "explain", "live", "numbers", "recording-format")}
+        with tempfile.TemporaryDirectory() as folder:
+            self.run_in(folder, "zorvel simulate --seconds 60 -o scene.jsonl && "
+                                "zorvel replay scene.jsonl --forces -o . --summary summary.csv")
+            columns = {file.name: file.read_text().splitlines()[0]
+                       for file in pathlib.Path(folder).rglob("*.csv")}
+            answers = self.run_in(folder, "zorvel live --clock recording < scene.jsonl").splitlines()
+        table = documents["archive"].split("| column |")[1].split("\n\n")[0]
+        rows = re.findall(r"^\| (`[^|]+`) \|", table, re.M)
+        self.assertEqual(",".join(re.findall(r"`(\w+)`", " ".join(rows))), columns.pop("summary.csv"))
+        self.assertIn(f"`{columns.pop('forces.csv')}`", documents["explain"])
+        rows = re.findall(r"^\| `(\w+.csv)` \|.*\| `(.*)` \|$", documents["recording-format"], re.M)
+        self.assertEqual(dict(rows), columns)
+
+        answers = {tuple(json.loads(answer)) for answer in answers}
+        examples = documents["live"].split("```json\n")[1].split("```")[0].splitlines()
+        self.assertEqual({tuple(json.loads(example)) for example in examples}, answers)
+        told = self.run_in("/", "zorvel live --help")
+        self.assertEqual([name for name in set().union(*answers) if f'"{name}":' not in told], [])
+        numbers = re.findall(r"^\| ([^|]+) \|", documents["numbers"].split("\n\n")[1], re.M)
+        state, = (answer for answer in answers if "mood" in answer)
+        self.assertLessEqual({name.replace("_", " ") for name in state[2:]},
+                             set(", ".join(numbers).split(", ")))
 
 
 if __name__ == "__main__":

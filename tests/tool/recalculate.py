@@ -57,6 +57,10 @@ VOICE_FACTOR = single(0.7)
 LIMITATIONS = (("distance", single(1.4)), ("height", single(1.5)))  # metres
 LIMITATION_WIDTH_METRES = single(0.2)
 
+FIELDS_THAT_MOVE_NOTHING = ("lookingAtRobot", "faceDetected", "gender", "age")
+KEYS = {"event", "time", "person", *MAX_AGE_MS, *VALENCE_INPUTS, *dict(LIMITATIONS),
+        *FIELDS_THAT_MOVE_NOTHING}
+
 # Valence of the mood, weights of smile, calm, joy, anger and sorrow, intercept.
 MOODS = [
     (valence, [single(weight) for weight in weights], single(intercept))
@@ -236,6 +240,8 @@ class Person:
         return observation[field]
 
     def observe(self, observation, now):
+        if not observation.keys() <= KEYS:
+            raise ValueError(f"cannot recalculate {observation.keys() - KEYS}")
         self.remember(observation, now)
         postures = self.memory["headPosture"]
         if postures:

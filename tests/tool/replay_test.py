@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 import resource
 import signal
 import subprocess
@@ -13,6 +14,7 @@ import time
 import unittest
 
 TOOL = os.environ["ZORVEL"]
+SOURCE = pathlib.Path(__file__).parents[2]
 RECALCULATE = pathlib.Path(__file__).with_name("recalculate.py")
 SECOND = 10**9
 START = 1_700_000_000 * SECOND
@@ -120,6 +122,11 @@ class ReplayTest(unittest.TestCase):
     def test_agrees_with_the_independent_recalculation(self):
         result = self.replay(everything())
         self.assertEqual(result.returncode, 0, result.stderr)
+        table = (SOURCE / "recording/observation_fields.hpp").read_text()
+        seeds = SOURCE / "fuzz/corpus/recording/every_event_and_field.jsonl"
+        for recording in (self.recording, seeds):
+            keys = set().union(*map(json.loads, recording.read_text().splitlines()))
+            self.assertEqual(set(re.findall(r"field\(&O::(\w+)", table)) - keys, set(), recording)
         check = subprocess.run(
             [sys.executable, "-B", RECALCULATE, self.recording, "--compare", self.output],
             capture_output=True, text=True)

@@ -97,6 +97,10 @@ class ReportTest(unittest.TestCase):
         self.assertEqual(labels, [f"{name} of person {person}" for person in (1, 2, 3) for name in (
             "Valence", "What moved the valence", "Mood", "Attention", "What moved the attention",
             "Ease", "Scopes")] + ["Agitation of the room"])
+        self.assertEqual(*self.script("""
+          const {persons: [one]} = JSON.parse(document.getElementById("recording").textContent);
+          return [Object.keys(quantities),
+                  Object.keys(one).filter((name) => `${name}_confidence` in one)]"""))
         rows = self.timeline(self.scene)
         self.script("setShown(37, 49)")  # everybody leaves and comes again
         self.settle()
@@ -270,6 +274,10 @@ class ReportTest(unittest.TestCase):
             for move, row in zip(rows, own):
                 expected = moves.get(("1", name, reason, row["time"]), 0.0)
                 self.assertAlmostEqual(move / 10_000, expected, delta=6e-5)
+        self.assertEqual(self.script("""
+          const names = recording.reasons.map(({name}) => reasonColor(name));
+          return [...Object.keys(quantities), ...names].filter(
+            (name) => colorOf(name) === colorOf("other-reason"))"""), [])
         # The cycle with the most movement shows at every zoom, as high as the chart.
         sizes = [sum(abs(rows[k]) for name, _, rows in told if name == "valence")
                  for k in range(len(own))]

@@ -4,8 +4,6 @@ const moods = new Map([[1, ["positive", "▲"]], [0, ["neutral", "●"]], [-1, [
 const staleSeconds = 3;
 const shownReasons = 3;
 
-const reasonColors = new Map();  // by name
-
 class Card {
   constructor(person) {
     this.person = person;
@@ -15,8 +13,9 @@ class Card {
     this.numbers = new Map(Object.entries(quantities).map(([name, { title, hint }]) => {
       const number = element("b", {}, "–");
       const confidence = element("span");
-      const box = element("div", { class: `value ${name}`, title: hint },
-                          element("span", { class: "label" }, title), number, confidence);
+      const label = element("span", { class: "label" }, title);
+      label.style.color = `var(--${name})`;
+      const box = element("div", { class: `value ${name}`, title: hint }, label, number, confidence);
       return [name, { box, number, confidence }];
     }));
     const values = element("div", { class: "values" });
@@ -61,7 +60,7 @@ class Card {
     while (this.why.childElementCount > reasons.length) this.why.lastElementChild.remove();
     reasons.forEach(({ quantity, reason, move }, index) => {
       const [swatch, words] = this.why.children[index].children;
-      const color = colorOf(reasonColors.get(reason) ?? "other-reason");
+      const color = colorOf(reasonColor(reason));
       if (swatch.dataset.color !== color) {
         swatch.dataset.color = color;
         swatch.style.background = color;

@@ -18,9 +18,7 @@ function serviceNow() {
 function onLine(line) {
   lastLineAt = new Date();
   if (isPaused) ++linesBehind;
-  if (line.reasons) {
-    line.reasons.forEach(({ name }, index) => reasonColors.set(name, `reason${index + 1}`));
-  } else if (line.status) {
+  if (line.status) {
     if (serviceStarted !== line.status.started) {
       serviceStarted = line.status.started;
       clockOffset = undefined;
