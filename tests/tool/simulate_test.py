@@ -1,7 +1,6 @@
 """Simulates scenes with the tool whose path is in ZORVEL, and looks at what comes of them."""
 
 import csv
-import hashlib
 import json
 import os
 import pathlib
@@ -36,9 +35,6 @@ class SimulateTest(unittest.TestCase):
                          (b"", b"", [file]))
         self.assertEqual(file.read_bytes(), simulate("--seed", 5).stdout)
         self.assertNotEqual(file.read_bytes(), simulate("--seed", 6).stdout)
-        # The hash is the same whatever compiler and libraries made the tool; a new scene changes it.
-        self.assertEqual(hashlib.sha256(simulate("--seconds", 100).stdout).hexdigest(), 
-                         "b56b495ced9381b793b02a1141669f62003615b64eb98ee0be3d8a1228f3f101")
 
     def test_everything_occurs_and_nothing_looks_wrong(self):
         for people, seed, rate in ((1, 1, 30), (1, 2, 10), (3, 1, 30), (3, 2**63 - 1, 30),
