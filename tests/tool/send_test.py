@@ -49,13 +49,13 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
 
     async def test_a_recording_comes_at_its_own_speed_in_the_present(self):
         smile = {"value": 0.5, "confidence": 1}
-        recording = ('{"event":"header","version":1}\n' +
-                     line(10, "observation", person=1, smile={**smile, "time": START + 9_750_000_000},
-                          gaze={"yaw": 1, "pitch": 2}) +
-                     line(9, "start_recording", person=2, scope="s", samples=3) +
-                     line(10.4, "not_seen", person=1) + line(10.4, "remove", person=1) +
-                     line(10.4, "movement"))
-        for options, seconds in (((), 0.4), (("--speed", "4"), 0.1)):
+        for end, options in ((10.4, ()), (410, ("--speed", "1000"))):
+            recording = ('{"event":"header","version":1}\n' +
+                         line(10, "observation", person=1, smile={**smile, "time": START + 9_750_000_000},
+                              gaze={"yaw": 1, "pitch": 2}) +
+                         line(9, "start_recording", person=2, scope="s", samples=3) +
+                         line(end, "not_seen", person=1) + line(end, "remove", person=1) +
+                         line(end, "movement"))
             begin = time.time_ns()
             got, status, error = await self.sent(recording, *options)
             self.assertEqual((status, error), (0, ""))
@@ -68,7 +68,7 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
             first = got[0][1]
             self.assertEqual(first["smile"], {**smile, "time": first["time"] - 250_000_000})
             self.assertEqual(first["gaze"], {"yaw": 1, "pitch": 2})
-            self.assertAlmostEqual((got[2][1]["time"] - first["time"]) / 1e9, seconds, delta=0.09)
+            self.assertGreaterEqual(got[2][1]["time"], begin + 400_000_000)
 
     async def test_what_goes_wrong(self):
         scene = "".join(line(person / 10, "not_seen", person=person) for person in (1, 2, 3))
