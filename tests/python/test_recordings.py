@@ -282,9 +282,13 @@ def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> N
     def seen(second: float) -> zorvel.Event:
         return zorvel.Event.observation(second, 1, zorvel.Observation(time=second, smile=(1, 1)))
 
-    pause = zorvel.replay([seen(tenth / 10) for tenth in [*range(20), *range(60, 80)]]).plot()
-    curve = pause.axes[0].lines[0].get_xdata()
-    assert numpy.flatnonzero(numpy.isnan(curve)).tolist() == [20]
+    pause = zorvel.replay([seen(tenth / 10) for tenth in [*range(20), *range(60, 80)]])
+    axes = pause.plot().axes[0]
+    assert numpy.flatnonzero(numpy.isnan(axes.lines[0].get_xdata())).tolist() == [20]
+    # The valence stays 0, least sure in the first cycle. The axis is 2 tall; the band would be 1 tall
+    # at a confidence of 0.
+    band = axes.collections[0].get_paths()[0].get_extents()
+    assert band.height == pytest.approx(1 - pause.timeline["valence_confidence"][0])
 
 
 def test_a_figure_is_made_from_the_shell(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
@@ -330,13 +334,7 @@ def test_a_long_replay_can_be_interrupted(scene: pathlib.Path) -> None:
         zorvel.replay(lines())
 
 
-def test_importing_the_module_is_quick_and_needs_no_other() -> None:
-    code = ("import sys, time; before = time.perf_counter(); import zorvel; "
-            "print(time.perf_counter() - before, *sys.modules)")
-    runs = []
-    for _ in range(5):
-        seconds, *modules = subprocess.run([sys.executable, "-c", code], check=True, text=True,
-                                           capture_output=True, timeout=60).stdout.split()
-        runs.append(float(seconds))
-    assert not {"numpy", "pandas", "matplotlib"} & set(modules)
-    assert min(runs) < 0.1
+def test_importing_the_module_needs_no_other() -> None:
+    modules = subprocess.run([sys.executable, "-c", "import sys, zorvel; print(*sys.modules)"],
+                             check=True, text=True, capture_output=True, timeout=60).stdout
+    assert not {"numpy", "pandas", "matplotlib"} & set(modules.split())

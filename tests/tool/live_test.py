@@ -127,8 +127,8 @@ readings from the future left out: 3
                       run("", "--ahead", "1", "--clock", "recording").stderr)
 
     def test_everybody_begins_anew_when_the_clock_is_set_back(self):
-        switch = self.folder / "set back"
-        service = self.service(LD_PRELOAD=os.environ["CLOCK_LIBRARY"], CLOCK_SET_BACK=str(switch),
+        offset = self.folder / "offset"
+        service = self.service(LD_PRELOAD=os.environ["CLOCK_LIBRARY"], CLOCK_OFFSET=str(offset),
                                ASAN_OPTIONS="verify_asan_link_order=0")
 
         def answer(*events):
@@ -139,7 +139,7 @@ readings from the future left out: 3
         seen = answer({"event": "start_recording", "person": 1, "scope": "s"},
                       {"event": "observation", "person": 1, "touchEmotion": {"value": 1}})
         self.assertGreater(seen["valence"]["value"], 0)
-        switch.touch()
+        offset.write_text("-3600")
         stopped = answer({"event": "stop_recording", "person": 1, "scope": "s"})
         self.assertEqual((stopped["label"], stopped["samples"]), ("error", 0))
         self.assertEqual(answer({"event": "not_seen", "person": 1})["valence"]["value"], 0)

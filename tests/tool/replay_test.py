@@ -169,7 +169,6 @@ class ReplayTest(unittest.TestCase):
 
     def test_names_what_is_wrong_and_keeps_what_came_before(self):
         good = '{"time":5,"event":"not_seen","person":1}'
-        nested = "[" * 10_000
         cases = {
             good[:-1]: "not JSON",
             good + "x": "not JSON",
@@ -178,8 +177,8 @@ class ReplayTest(unittest.TestCase):
             "{\"time\":5,\"event\":\"\udcff\"}": "not JSON",
             '{"time":5,"event":"stop_recording","person":1,"scope":"\\ud800"}': "not JSON",
             '{"time":5,"event":"\udcf0': "not JSON",  # the first of four bytes
-            nested: "not JSON",
-            "[]": "must be an object",
+            "[" * 64 + "]" * 64: "must be an object",
+            "[" * 65 + "]" * 65: "Nested too deep",
             '{"time":5}': 'lacks the key "event"',
             '{"event":"movement"}': 'lacks the key "time"',
             '{"time":5,"event":"jump"}': 'event: "jump" is not an event',

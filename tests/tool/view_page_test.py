@@ -6,11 +6,9 @@ import json
 import os
 import pathlib
 import re
-import statistics
 import subprocess
 import tempfile
 import threading
-import time
 import unittest
 
 from selenium.webdriver.common.by import By
@@ -144,7 +142,7 @@ class ViewPageTest(unittest.TestCase):
             motion = self.script("return getComputedStyle(cards.get(1).box).transitionDuration")
             self.assertEqual(motion == "0s", "prefers_reduced_motion" in features)
 
-    def test_states_are_drawn_at_once_and_pause_holds_them(self):
+    def test_pause_holds_what_is_drawn(self):
         self.open()
         scene = subprocess.Popen([TOOL, "simulate", "--people", "3"], stdout=subprocess.PIPE)
         send = subprocess.Popen([TOOL, "send", "-", "--to", f"127.0.0.1:{self.port}"],
@@ -153,12 +151,6 @@ class ViewPageTest(unittest.TestCase):
         self.addCleanup(send.terminate)
         self.addCleanup(scene.communicate)
         self.wait("cards.size > 0")
-        delays = []
-        for _ in range(60):
-            delays += self.script("""return [...cards.values()].map(({person}) => person)
-              .filter(({drawnAt}) => drawnAt).map(({drawnAt, drawnTime}) => drawnAt - drawnTime)""")
-            time.sleep(0.02)
-        self.assertLess(statistics.median(delays), 0.1)
         self.browser.find_element(By.TAG_NAME, "body").send_keys("p")
         shown = "return [...cards.values()].map(({curves, box}) => curves.canvas.toDataURL())"
         before = self.script(shown)
@@ -168,6 +160,18 @@ class ViewPageTest(unittest.TestCase):
         WebDriverWait(self.browser, WAIT).until(lambda _: self.script(shown)[0] != before[0])
         self.assertEqual(self.texts("#pause"), ["P\nPause"])
         self.assert_no_complaints()
+
+    def test_curves_stop_where_nothing_came_for_a_second(self):
+        self.open()
+        lengths = self.script("""
+          const person = new Person(1);
+          for (const [seconds, value] of arguments[0]) {
+            const reading = { value, confidence: 1 };
+            person.add({ time: seconds * 1e9, valence: reading, attention: reading });
+          }
+          return stretchesOf(person.bins, "valence").map((stretch) => stretch.length)""",
+            [(0, 0), (0.95, 0), (2.05, 0), (2.55, None), (2.95, 0), (3.05, 0), (3.15, 0)])
+        self.assertEqual(lengths, [2, 1, 3])
 
     def test_comes_back_after_the_service(self):
         self.open()
