@@ -1,15 +1,13 @@
-"""Runs the commands that the documents show, with the tool whose path is in ZORVEL, and compares what
-they list with the code."""
+"""Runs the commands that the documents show, and compares what they list with the code."""
 
 import os
 import pathlib
 import re
 import subprocess
-import tempfile
 import unittest
 
-TOOL = pathlib.Path(os.environ["ZORVEL"])
-SOURCE = pathlib.Path(__file__).parents[2]
+from tool import SOURCE, TOOL, new_folder
+
 # The input that the documents speak of. Their sh blocks are run; a command that should fail or has no
 # end stands in a text block.
 FILES = {
@@ -45,7 +43,7 @@ def commands(document):
 
 class DocumentsTest(unittest.TestCase):
     def run_in(self, folder, command):
-        environment = {**os.environ, "PATH": f"{TOOL.parent}:/usr/bin:{os.environ['PATH']}",
+        environment = {**os.environ, "PATH": f"{pathlib.Path(TOOL).parent}:/usr/bin:{os.environ['PATH']}",
                        "PYTHONPATH": os.environ.get("PYTHON_MODULE", "")}
         result = subprocess.run(["bash", "-o", "pipefail", "-c", command], cwd=folder, timeout=120,
                                 env=environment, stdin=subprocess.DEVNULL, capture_output=True)
@@ -59,21 +57,21 @@ class DocumentsTest(unittest.TestCase):
         for name in ("README.md", "import.md", "live.md", "python.md", "report.md"):
             self.assertTrue(shown[name], name)
         for name in (name for name in shown if shown[name] or programs[name]):
-            with tempfile.TemporaryDirectory() as folder:
-                for inner in ("games", "notes", "raw", "recordings"):
-                    pathlib.Path(folder, inner).mkdir()
-                for file, text in FILES.items():
-                    pathlib.Path(folder, file).write_text(text)
-                for file in SIMULATED:
-                    self.run_in(folder, f"zorvel simulate --seconds 5 --rate 5 -o {file}")
-                for command, output in shown[name]:
-                    with self.subTest(document=name, command=command):
-                        written = self.run_in(folder, command)
-                        self.assertEqual(written[:len(output)], output)
-                if programs[name]:
-                    with self.subTest(document=name, language="Python"):
-                        pathlib.Path(folder, "document.py").write_text(programs[name])
-                        self.run_in(folder, "MPLBACKEND=agg python3 -W error document.py")
+            folder = new_folder(self.addCleanup)
+            for inner in ("games", "notes", "raw", "recordings"):
+                (folder / inner).mkdir()
+            for file, text in FILES.items():
+                (folder / file).write_text(text)
+            for file in SIMULATED:
+                self.run_in(folder, f"zorvel simulate --seconds 5 --rate 5 -o {file}")
+            for command, output in shown[name]:
+                with self.subTest(document=name, command=command):
+                    written = self.run_in(folder, command)
+                    self.assertEqual(written[:len(output)], output)
+            if programs[name]:
+                with self.subTest(document=name, language="Python"):
+                    (folder / "document.py").write_text(programs[name])
+                    self.run_in(folder, "MPLBACKEND=agg python3 -W error document.py")
 
     def test_lists_each_reason_of_a_force(self):
         header = (SOURCE / "include/zv/force.hpp").read_text()
@@ -102,7 +100,3 @@ class DocumentsTest(unittest.TestCase):
         document = (SOURCE / "docs/archive.md").read_text().split("| column |")[1].split("\n\n")[0]
         listed = re.findall(r"`(\w+)`", " ".join(re.findall(r"^\| (`[^|]+`) \|", document, re.M)))
         self.assertEqual(listed, ["recording", *columns])
-
-
-if __name__ == "__main__":
-    unittest.main()

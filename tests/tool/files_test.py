@@ -1,10 +1,8 @@
-"""What the tool whose path is in ZORVEL does to files, standard streams and the terminal."""
+"""What the tool does to files, standard streams and the terminal."""
 
-import csv
 import ctypes
 import json
 import os
-import pathlib
 import platform
 import pty
 import resource
@@ -12,10 +10,9 @@ import select
 import signal
 import struct
 import subprocess
-import tempfile
-import unittest
 
-TOOL = os.environ["ZORVEL"]
+from tool import TOOL, FolderTest, rows
+
 # A user who may read everything, wherever the tool was built, but has no special right to write.
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
           "--inh-caps=-all,+dac_read_search", "--ambient-caps=-all,+dac_read_search"]
@@ -33,11 +30,9 @@ def fail_syncing():
     assert libc.prctl(22, 2, ctypes.c_char_p(program), 0, 0) == 0
 
 
-class FilesTest(unittest.TestCase):
+class FilesTest(FolderTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         self.folder.chmod(0o777)
         self.recording = self.folder / "scene.jsonl"
         self.run_tool("simulate", "--seconds", 3, "-o", "scene.jsonl", check=True)
@@ -193,8 +188,7 @@ class FilesTest(unittest.TestCase):
         self.run_tool("simulate", "--seconds", 60, "-o", "scene.jsonl", check=True)
         one = self.run_tool("replay", "scene.jsonl").stdout.decode().splitlines()
         many = self.run_tool("replay", "scene.jsonl", "--each", "-o", "each").stdout.decode()
-        with open(self.folder / "timeline.csv", newline="") as file:
-            rows = list(csv.DictReader(file))
+        timeline = rows(self.folder / "timeline.csv")
         with open(self.recording) as file:
             times = [line["time"] for line in map(json.loads, file) if "time" in line]
 
@@ -209,15 +203,14 @@ class FilesTest(unittest.TestCase):
                              f"({mean('attention_confidence')})", *shares])
 
         for person, line in zip("123", one[1:]):
-            own = [row for row in rows if row["person"] == person]
+            own = [row for row in timeline if row["person"] == person]
             seconds = (int(own[-1]["time"]) - int(own[0]["time"])) / 1e9
             self.assertEqual(" ".join(line.split()),
                              f"{person} {len(own)} {seconds:.3f} {means(own)}")
-        with open(self.folder / "scopes.csv", newline="") as file:
-            scopes = len(list(csv.DictReader(file)))
+        scopes = len(rows(self.folder / "scopes.csv"))
         seconds = (max(times) - min(times)) / 1e9
         self.assertEqual(" ".join(many.splitlines()[1].split()),
-                         f"scene.jsonl 3 {len(rows)} {scopes} {seconds:.3f} {means(rows)} "
+                         f"scene.jsonl 3 {len(timeline)} {scopes} {seconds:.3f} {means(timeline)} "
                          "each/scene")
 
     def test_progress_on_a_terminal(self):
@@ -239,7 +232,3 @@ class FilesTest(unittest.TestCase):
             os.close(terminal)
             self.assertIn(words, shown)
         os.close(kept_open)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,33 +1,26 @@
-"""Opens reports of the tool whose path is in ZORVEL in a browser, and uses them."""
+"""Opens reports in a browser, and uses them."""
 
-import csv
 import json
-import os
-import pathlib
 import re
 import struct
 import subprocess
-import tempfile
-import unittest
 import xml.etree.ElementTree
 
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
-from selenium.webdriver.support.wait import WebDriverWait
 
-from browser import start_browser
+import tool
+from browser import BrowserTest
+from tool import run
 
-TOOL = os.environ["ZORVEL"]
-START = 1_700_000_000_000_000_000
 DRAWN = """return charts.map(({dygraph}) => Array.from({length: dygraph.numRows()},
   (_, row) => [dygraph.getValue(row, 0), dygraph.getValue(row, 1)]))"""
 WINDOWS = "return charts.map(({dygraph}) => dygraph.xAxisRange())"
 
 
-def line(seconds, event, **keys):
-    return json.dumps({"time": START + round(seconds * 1e9), "event": event, **keys},
-                      ensure_ascii=False) + "\n"
+def line(*arguments, **keys):
+    return tool.lines(tool.line(*arguments, **keys))
 
 
 def smiling(seconds, person=1):
@@ -40,32 +33,25 @@ def single(text):
     return struct.unpack("f", struct.pack("f", float(text)))[0]
 
 
-class ReportTest(unittest.TestCase):
+class ReportTest(BrowserTest):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
-        cls.browser = start_browser(cls.folder)
-        cls.addClassCleanup(cls.browser.quit)
+        super().setUpClass()
         cls.browser.get("about:blank")
         cls.browser.get_log("performance")  # of the browser's own first page
-        cls.script = cls.browser.execute_script
         cls.scene = cls.folder / "scene.jsonl"
-        subprocess.run([TOOL, "simulate", "--seconds", "60", "--output", cls.scene], check=True)
+        run("simulate", "--seconds", "60", "--output", cls.scene, check=True)
 
     def open(self, recording, status=0):
         """Opens the report of a file, or of lines."""
         page = self.folder / "page.html"
         page.unlink(missing_ok=True)
         is_text = isinstance(recording, str)
-        result = subprocess.run([TOOL, "report", "-" if is_text else recording, "-o", page],
-                                input=recording if is_text else None, text=True,
-                                capture_output=True)
+        result = run("report", "-" if is_text else recording, "-o", page,
+                     input=recording if is_text else None)
         self.assertEqual(result.returncode, status, result.stderr)
         self.browser.get(page.as_uri())
-        WebDriverWait(self.browser, 60).until(
-            lambda _: self.script("return document.readyState === 'complete' && !!recording"))
+        self.wait("document.readyState === 'complete' && recording")
         self.settle()
         return result
 
@@ -83,12 +69,8 @@ class ReportTest(unittest.TestCase):
 
     def timeline(self, recording):
         """The rows of the timeline, with their seconds since the recording's start."""
-        output = subprocess.run([TOOL, "replay", recording, "-q", "--timeline", "-"], check=True,
-                                capture_output=True, text=True).stdout
-        start = next(time for text in recording.read_text().splitlines()
-                     if (time := json.loads(text).get("time")))
-        rows = list(csv.DictReader(output.splitlines()))
-        return [{**row, "seconds": (int(row["time"]) - start) / 1e9} for row in rows]
+        run("replay", recording, "-q", "--forces", "-o", self.folder, check=True)
+        return [{**row, "seconds": float(row["seconds"])} for row in tool.rows(self.folder / "timeline.csv")]
 
     def test_shows_all_that_the_timeline_has(self):
         self.open(self.scene)
@@ -158,10 +140,8 @@ class ReportTest(unittest.TestCase):
                 share = sum(row["mood"] == mood for row in own) / len(own)
                 self.assertIn(f"{sign} {100 * share:.0f} %", text)
             self.assertIn(f"Person {person} {len(own):,} ", text)
-        subprocess.run([TOOL, "replay", self.scene, "-q", "-o", self.folder], check=True)
-        with open(self.folder / "scopes.csv", newline="") as file:
-            closed = [(row["person"], row["scope"], row["label"], row["samples"])
-                      for row in csv.DictReader(file)]
+        closed = [(row["person"], row["scope"], row["label"], row["samples"])
+                  for row in tool.rows(self.folder / "scopes.csv")]
         listed = self.script("""return recording.persons.flatMap(({id}) =>
           [...document.querySelectorAll(`#person${id} details tbody tr`)].map((row) =>
             [String(id), ...[4, 2, 3].map((column) => row.children[column].textContent)]))""")
@@ -252,14 +232,11 @@ class ReportTest(unittest.TestCase):
 
     def test_tells_what_moved_a_value(self):
         self.open(self.scene)
-        subprocess.run([TOOL, "replay", self.scene, "-q", "--forces", "-o", self.folder], check=True)
         own = [row for row in self.timeline(self.scene) if row["person"] == "1"]
         moves = {}
-        with open(self.folder / "forces.csv", newline="") as file:
-            for force in csv.DictReader(file):
-                key = (force["person"], force["quantity"], force["reason"], force["time"])
-                step = float(force["after"]) - float(force["before"])
-                moves[key] = moves.get(key, 0.0) + step
+        for force in tool.rows(self.folder / "forces.csv"):
+            key = (force["person"], force["quantity"], force["reason"], force["time"])
+            moves[key] = moves.get(key, 0.0) + float(force["after"]) - float(force["before"])
         told = self.script("""return ["valence", "attention"].flatMap((name) =>
           recording.persons[0][name].moves.map(({reason, rows}) => [name, reason, [...rows]]))""")
         self.assertEqual(sorted((name, reason) for name, reason, _ in told),
@@ -296,8 +273,7 @@ class ReportTest(unittest.TestCase):
         button = self.browser.find_element(By.CSS_SELECTOR, f"#person{person} button")
         self.assertEqual(button.text, "Save as SVG")
         button.click()
-        file, = WebDriverWait(self.browser, 20).until(
-            lambda _: list((self.folder / "saved").glob(f"*Person {person}.svg")))
+        file, = self.until(lambda: list((self.folder / "saved").glob(f"*Person {person}.svg")))
         picture = xml.etree.ElementTree.parse(file).getroot()
         file.unlink()
         return picture
@@ -356,8 +332,7 @@ class ReportTest(unittest.TestCase):
     def open_several(self, *arguments, status=0):
         page = self.folder / "page.html"
         page.unlink(missing_ok=True)
-        result = subprocess.run([TOOL, "report", *arguments, "-o", page], text=True,
-                                capture_output=True)
+        result = run("report", *arguments, "-o", page)
         self.assertEqual(result.returncode, status, result.stderr)
         self.browser.get("about:blank")  # another address of the same page would not load it anew
         self.browser.get(page.as_uri())
@@ -375,8 +350,8 @@ class ReportTest(unittest.TestCase):
         folders = [self.folder / name for name in ("first", "second")]
         for seed, folder in enumerate(folders):
             folder.mkdir()
-            subprocess.run([TOOL, "simulate", "--seconds", "60", "--seed", str(seed + 3), "--output",
-                            folder / "<i>&.jsonl"], check=True)
+            run("simulate", "--seconds", "60", "--seed", str(seed + 3), "--output",
+                folder / "<i>&.jsonl", check=True)
         recordings = [folder / "<i>&.jsonl" for folder in folders]
         cut = self.folder / "cut.jsonl"
         cut.write_text(smiling(0) + smiling(3) + "no json\n" + smiling(9))
@@ -422,7 +397,7 @@ class ReportTest(unittest.TestCase):
             link = f"#summary a[href='#recording{number}person2']"
             self.browser.find_element(By.CSS_SELECTOR, link).click()
             self.browser.switch_to.frame(self.browser.find_element(By.TAG_NAME, "iframe"))
-            WebDriverWait(self.browser, 60).until(lambda _: self.script("return scrollY > 0"))
+            self.wait("scrollY > 0")
             self.browser.find_element(By.CSS_SELECTOR, "#summary a[href='#person3']").click()
             self.settle()
             self.assertLess(self.script("return person3.getBoundingClientRect().top"), 100)
@@ -461,9 +436,8 @@ class ReportTest(unittest.TestCase):
                 self.assertAlmostEqual(risen, rise / whole * width, delta=0.02)
         before = (self.folder / "page.html").read_bytes()
         for other, message in ((self.scene, "scene.jsonl: has no scope"), ("none", "none: No such")):
-            result = subprocess.run([TOOL, "report", *recordings, other, "--align", "</script>",
-                                     "-o", self.folder / "page.html"], text=True,
-                                    capture_output=True)
+            result = run("report", *recordings, other, "--align", "</script>", "-o",
+                         self.folder / "page.html")
             self.assertEqual(result.returncode, 1)
             self.assertIn(message, result.stderr)
         self.assertEqual((self.folder / "page.html").read_bytes(), before)
@@ -581,7 +555,3 @@ class ReportTest(unittest.TestCase):
         for one, other in zip(light, self.script(colours), strict=True):
             self.assertNotEqual(one, other)
         self.assertEqual(len(self.script(DRAWN)), 22)
-
-
-if __name__ == "__main__":
-    unittest.main()

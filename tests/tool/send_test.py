@@ -1,4 +1,4 @@
-"""Sends recordings with the tool whose path is in ZORVEL to services, and joins a message bus."""
+"""Sends recordings to services, and joins a message bus."""
 
 import asyncio
 import contextlib
@@ -9,20 +9,19 @@ import signal
 import socket
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 
 import websockets
 
-TOOL = os.environ["ZORVEL"]
-EXAMPLES = pathlib.Path(__file__).parents[2] / "examples" / "live"
-START = 1_700_000_000_000_000_000
+import tool
+from tool import SOURCE, START, TOOL, new_folder, start_view
+
 WAIT = 20  # seconds that anything may take
 
 
-def line(seconds, event, **keys):
-    return json.dumps({"time": START + round(seconds * 1e9), "event": event, **keys}) + "\n"
+def line(*arguments, **keys):
+    return tool.lines(tool.line(*arguments, **keys))
 
 
 class SendTest(unittest.IsolatedAsyncioTestCase):
@@ -87,8 +86,7 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
             port = closed.getsockname()[1]
         for address, expected, told in ((f"127.0.0.1:{port}", 1, "Connection refused"),
                                         ("127.0.0.1", 2, "not like")):
-            result = subprocess.run([TOOL, "send", "-", "--to", address], input="", text=True,
-                                    capture_output=True, timeout=WAIT)
+            result = tool.run("send", "-", "--to", address, input="", timeout=WAIT)
             self.assertEqual(result.returncode, expected)
             self.assertIn(told, result.stderr)
 
@@ -105,13 +103,10 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
         self.assertIn("the service has gone", error.decode())
 
     async def test_a_client_of_the_examples(self):
-        service = subprocess.Popen([TOOL, "view", "--port", "0"], stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
-        self.addCleanup(service.communicate)
-        self.addCleanup(service.terminate)
-        url = service.stderr.readline().split()[1]
-        client = subprocess.run([sys.executable, EXAMPLES / "feed_and_watch.py", url, "20"],
-                                capture_output=True, text=True, timeout=WAIT)
+        url = f"http://127.0.0.1:{start_view(self).port}/"
+        example = SOURCE / "examples/live/feed_and_watch.py"
+        client = subprocess.run([sys.executable, example, url, "20"], capture_output=True, text=True,
+                                timeout=WAIT)
         self.assertEqual((client.returncode, client.stderr), (0, ""))
         moods = client.stdout.splitlines()
         self.assertEqual(len(moods), 20)
@@ -120,11 +115,9 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
 
 class MessageBusTest(unittest.TestCase):
     def test_joins_a_message_bus(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
         with socket.create_server(("127.0.0.1", 0)) as free:
             port = str(free.getsockname()[1])
-        settings = pathlib.Path(folder.name, "mosquitto.conf")
+        settings = new_folder(self.addCleanup) / "mosquitto.conf"
         settings.write_text(f"listener {port} 127.0.0.1\nallow_anonymous true\n")
         environment = {**os.environ, "PATH": f"{pathlib.Path(TOOL).parent}:{os.environ['PATH']}"}
 
@@ -161,7 +154,3 @@ class MessageBusTest(unittest.TestCase):
             time.sleep(0.1)
         state = json.loads(moods.stdout.read())
         self.assertEqual((state["person"], state["mood"]), (1, 1))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,47 +1,30 @@
-"""Simulates scenes with the tool whose path is in ZORVEL, and looks at what comes of them."""
+"""Simulates scenes, and looks at what comes of them."""
 
-import csv
 import json
-import os
-import pathlib
 import subprocess
-import sys
-import tempfile
-import unittest
 
-TOOL = os.environ["ZORVEL"]
-RECALCULATE = pathlib.Path(__file__).with_name("recalculate.py")
+from tool import TOOL, FolderTest, recalculated, rows, run
 
 
 def simulate(*options):
-    return subprocess.run([TOOL, "simulate", *map(str, options)], capture_output=True, check=True)
+    return run("simulate", *map(str, options), check=True)
 
 
-def described(recording):
-    return json.loads(subprocess.run([TOOL, "info", "-", "--json"], input=recording,
-                                     capture_output=True, check=True).stdout)
-
-
-class SimulateTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-
+class SimulateTest(FolderTest):
     def test_the_seed_decides_every_byte(self):
         file = self.folder / "scene.jsonl"
         told = simulate("--seed", 5, "--output", file)
         self.assertEqual((told.stdout, told.stderr, list(self.folder.iterdir())),
-                         (b"", b"", [file]))
-        self.assertEqual(file.read_bytes(), simulate("--seed", 5).stdout)
-        self.assertNotEqual(file.read_bytes(), simulate("--seed", 6).stdout)
+                         ("", "", [file]))
+        self.assertEqual(file.read_text(), simulate("--seed", 5).stdout)
+        self.assertNotEqual(file.read_text(), simulate("--seed", 6).stdout)
 
     def test_everything_occurs_and_nothing_looks_wrong(self):
         for people, seed, rate in ((1, 1, 30), (1, 2, 10), (3, 1, 30), (3, 2**63 - 1, 30),
                                    (9, 4, 15)):
             with self.subTest(people=people, seed=seed, rate=rate):
                 scene = simulate("--people", people, "--seed", seed, "--rate", rate).stdout
-                told = described(scene)
+                told = json.loads(run("info", "-", "--json", input=scene).stdout)
                 self.assertEqual((told["source"], told["findings"]), ("simulate", []))
                 self.assertNotIn(0, told["events"].values())
                 self.assertAlmostEqual(told["seconds"], 60, delta=0.01)
@@ -58,7 +41,7 @@ class SimulateTest(unittest.TestCase):
                 self.assertLess(max(each["median"] for each in late), 0.1)
                 self.assertGreater(min(each["max"] for each in late), 0.1)
                 for text in scene.splitlines():
-                    if b'"expressions"' in text:
+                    if '"expressions"' in text:
                         face = json.loads(text)["expressions"]
                         values = [each["value"] for name, each in face.items() if name != "time"]
                         self.assertAlmostEqual(sum(values), 1, delta=0.15)
@@ -66,21 +49,14 @@ class SimulateTest(unittest.TestCase):
     def test_its_replay_tells_a_story(self):
         recording = self.folder / "scene.jsonl"
         simulate("--output", recording)
-        replay = subprocess.run([TOOL, "replay", "-q", recording, "-o", self.folder],
-                                capture_output=True, text=True)
+        replay = run("replay", "-q", recording, "-o", self.folder)
         self.assertEqual((replay.returncode, replay.stderr), (0, ""))
-        check = subprocess.run(
-            [sys.executable, "-B", RECALCULATE, recording, "--compare", self.folder],
-            capture_output=True, text=True)
-        self.assertEqual(check.returncode, 0, check.stdout + check.stderr)
-        with open(self.folder / "timeline.csv") as file:
-            rows = list(csv.DictReader(file))
-        with open(self.folder / "scopes.csv") as file:
-            scopes = list(csv.DictReader(file))
+        recalculated(recording, self.folder)
+        timeline, scopes = (rows(self.folder / f"{name}.csv") for name in ("timeline", "scopes"))
         for person in ("1", "2", "3"):
             end = next(int(row["time"]) for row in scopes
                        if (row["person"], row["scope"]) == (person, "visit"))
-            states = [row for row in rows if row["person"] == person and int(row["time"]) < end]
+            states = [row for row in timeline if row["person"] == person and int(row["time"]) < end]
             for mood in ("-1", "0", "1"):
                 share = sum(row["mood"] == mood for row in states) / len(states)
                 self.assertGreater(share, 0.1, (person, mood))
@@ -101,14 +77,9 @@ class SimulateTest(unittest.TestCase):
             endless.stdout.close()
             self.assertEqual(endless.stderr.read(), b"")
         for option in (["--people", "0"], ["--seconds", "-1"], ["--rate", "nan"], ["--seed", "-1"]):
-            result = subprocess.run([TOOL, "simulate", *option], capture_output=True, text=True)
+            result = run("simulate", *option)
             self.assertEqual((result.returncode, result.stdout), (2, ""), option)
             self.assertIn(option[0], result.stderr)
-        result = subprocess.run([TOOL, "simulate", "-o", self.folder / "no" / "file"],
-                                capture_output=True, text=True)
+        result = run("simulate", "-o", self.folder / "no" / "file")
         self.assertEqual(result.returncode, 1)
         self.assertIn("No such file", result.stderr)
-
-
-if __name__ == "__main__":
-    unittest.main()

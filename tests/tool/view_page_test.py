@@ -1,22 +1,16 @@
-"""Opens the live page of the tool whose path is in ZORVEL in a browser, and uses it."""
+"""Opens the live page in a browser, and uses it."""
 
 import functools
 import http.server
 import json
-import os
-import pathlib
-import re
 import subprocess
-import tempfile
 import threading
-import unittest
 
 from selenium.webdriver.common.by import By
-from selenium.webdriver.support.wait import WebDriverWait
 
-from browser import start_browser
+from browser import BrowserTest
+from tool import TOOL, run, start_view
 
-TOOL = os.environ["ZORVEL"]
 WAIT = 20  # seconds that anything may take
 
 # What a page from another site may try on the service.
@@ -51,29 +45,12 @@ class QuietHandler(http.server.SimpleHTTPRequestHandler):
         pass
 
 
-class ViewPageTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
-        cls.browser = start_browser(cls.folder)
-        cls.addClassCleanup(cls.browser.quit)
-        cls.script = cls.browser.execute_script
-
+class ViewPageTest(BrowserTest):
     def setUp(self):
         self.browser.get("about:blank")
         self.browser.get_log("browser")
-        self.port = 0
-        self.start()
-
-    def start(self, *options):
-        self.service = subprocess.Popen(
-            [TOOL, "view", "--port", str(self.port), *options], stdin=subprocess.PIPE,
-            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
-        self.addCleanup(self.service.communicate)
-        self.addCleanup(self.service.kill)
-        self.port = int(re.search(r":(\d+)/", self.service.stderr.readline())[1])
+        self.service = start_view(self, stdin=subprocess.PIPE)
+        self.port = self.service.port
 
     def open(self, width=1400, height=900, **features):
         self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
@@ -87,10 +64,6 @@ class ViewPageTest(unittest.TestCase):
     def feed(self, text):
         self.service.stdin.write(text)
         self.service.stdin.flush()
-
-    def wait(self, condition):
-        WebDriverWait(self.browser, WAIT, 0.05).until(
-            lambda _: self.script(f"return Boolean({condition})"), condition)
 
     def texts(self, selector):
         return [each.text for each in self.browser.find_elements(By.CSS_SELECTOR, selector)]
@@ -157,7 +130,7 @@ class ViewPageTest(unittest.TestCase):
         self.wait("/[1-9]\\d* lines? behind/.test(pauseButton.textContent)")
         self.assertTrue(self.script(shown)[:len(before)] == before, "it goes on")
         self.browser.find_element(By.TAG_NAME, "body").send_keys("p")
-        WebDriverWait(self.browser, WAIT).until(lambda _: self.script(shown)[0] != before[0])
+        self.until(lambda: self.script(shown)[0] != before[0])
         self.assertEqual(self.texts("#pause"), ["P\nPause"])
         self.assert_no_complaints()
 
@@ -181,7 +154,7 @@ class ViewPageTest(unittest.TestCase):
         self.service.wait(WAIT)
         self.wait("document.getElementById('connection').className !== 'live'")
         self.assertRegex(self.texts("#connection")[0], "the last line came at .*:")
-        self.start()
+        self.service = start_view(self, port=self.port, stdin=subprocess.PIPE)
         self.wait("document.getElementById('connection').className === 'live' && cards.size === 0")
         self.feed(smiling(2))
         self.wait("cards.has(2)")
@@ -194,9 +167,9 @@ class ViewPageTest(unittest.TestCase):
             "behavior": "allow", "downloadPath": str(self.folder)})
         self.browser.find_element(By.ID, "save").click()
         saved = self.folder / "last-minute.jsonl"
-        WebDriverWait(self.browser, WAIT, 0.05).until(lambda _: saved.exists())
-        told = subprocess.run([TOOL, "info", "--json", saved], capture_output=True, check=True).stdout
-        self.assertEqual(json.loads(told)["persons"][0]["observations"], 3)
+        self.until(saved.exists)
+        told = json.loads(run("info", "--json", saved, check=True).stdout)
+        self.assertEqual(told["persons"][0]["observations"], 3)
 
     def test_texts_are_never_markup(self):
         markup = "<img src=x onerror=document.title='gone'>"
@@ -239,7 +212,3 @@ class ViewPageTest(unittest.TestCase):
             self.browser.switch_to.frame(0)
             self.assertNotIn("zorvel", self.script("return document.body?.textContent ?? ''"))
             server.shutdown()
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,23 +1,22 @@
-"""Runs the live service of the tool whose path is in ZORVEL, as its senders and pages see it."""
+"""Runs the live service, as its senders and pages see it."""
 
 import asyncio
 import collections
 import json
 import os
-import pathlib
 import re
 import resource
 import select
 import signal
 import socket
 import subprocess
-import tempfile
 import unittest
 import urllib.request
 
 import websockets
 
-TOOL = os.environ["ZORVEL"]
+from tool import TOOL, new_folder, run, start_view
+
 WAIT = 20  # seconds that anything may take
 
 
@@ -31,18 +30,13 @@ def observation(person, **fields):
 
 def replay(record):
     """What the service said to standard output while it made the record."""
-    with open(record) as lines:
-        return subprocess.run([TOOL, "live", "--clock", "recording"], stdin=lines,
-                              capture_output=True, check=True).stdout
+    return run("live", "--clock", "recording", input=record.read_text(), check=True).stdout
 
 
 class Service:
-    """A service on a free port. Standard input and output are pipes unless given."""
-
-    def __init__(self, *options, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, **others):
-        self.process = subprocess.Popen([TOOL, "view", "--port", "0", *options], stdin=stdin,
-                                        stdout=stdout, stderr=subprocess.PIPE, text=True, **others)
-        self.port = int(re.search(r"http://\S+:(\d+)/", self.process.stderr.readline())[1])
+    def __init__(self, test, *options, **others):
+        self.process = start_view(test, *options, **others)
+        self.port = self.process.port
 
     def connect(self, path, **options):
         return websockets.connect(f"ws://127.0.0.1:{self.port}/{path}",
@@ -85,16 +79,11 @@ async def told(page, until):
 
 class ViewTest(unittest.IsolatedAsyncioTestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = new_folder(self.addCleanup)
         self.record = self.folder / "record.jsonl"
 
     def service(self, *options, **others):
-        service = Service(*options, **others)
-        self.addCleanup(service.process.communicate)
-        self.addCleanup(service.process.kill)
-        return service
+        return Service(self, *options, **others)
 
     def service_with_clock(self, *options, **others):
         """A service, and what moves its clock by seconds."""
@@ -112,7 +101,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
     async def test_the_record_replays_to_the_states_that_were_sent(self):
         states = self.folder / "states.jsonl"
         scene = self.folder / "scene.jsonl"
-        subprocess.run([TOOL, "simulate", "--seconds", "30", "--people", "2", "-o", scene], check=True)
+        run("simulate", "--seconds", "30", "--people", "2", "-o", scene, check=True)
         with open(states, "w") as output:
             service = self.service("--record", self.record, "--forget", "0.3",
                                    stdin=subprocess.PIPE, stdout=output)
@@ -129,15 +118,14 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             service.process.stdin.flush()
             lines = await telling
         self.assertEqual(service.end()[0], 0)
-        self.assertEqual(replay(self.record), states.read_bytes())
+        self.assertEqual(replay(self.record), states.read_text())
         sent = [json.loads(line) for line in states.read_text().splitlines()]
         self.assertGreater(len(sent), 1000)
         self.assertEqual([line for line in lines if "removed" not in line and "time" in line], sent)
         # Person 7 was forgotten, and those of the scene left.
         self.assertEqual({line["person"] for line in lines if "removed" in line}, {1, 2, 7})
         self.assertIn('"source":"zorvel view"', self.record.read_text().splitlines()[0])
-        self.assertNotEqual(subprocess.run([TOOL, "view", "--port", "0", "--record", self.record],
-                                           stdin=subprocess.DEVNULL, capture_output=True).returncode, 0)
+        self.assertNotEqual(run("view", "--port", "0", "--record", self.record, input="").returncode, 0)
 
     async def test_a_clock_set_back_begins_another_record(self):
         states = self.folder / "states.jsonl"
@@ -153,7 +141,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual({line["person"] for line in lines if "removed" in line}, {1, 2})
         self.assertIn("the clock was set back by 3", service.end()[1])
         self.assertEqual(replay(self.record) + replay(self.folder / "record-2.jsonl"),
-                         states.read_bytes())
+                         states.read_text())
 
     async def test_who_comes_late_learns_how_things_are(self):
         service, move_clock = self.service_with_clock()
@@ -224,8 +212,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertNotIn("unsafe", policy.replace("'wasm-unsafe-eval'", ""))  # of the camera
         for options, status in ((["--address", "0.0.0.0"], 2), (["--address", "nowhere"], 2),
                                 (["--port", str(service.port), "--record", self.record], 1)):
-            result = subprocess.run([TOOL, "view", *options], stdin=subprocess.DEVNULL,
-                                    capture_output=True, text=True, timeout=WAIT)
+            result = run("view", *options, input="", timeout=WAIT)
             self.assertEqual(result.returncode, status, result.stderr)
         self.assertIn("Address already in use", result.stderr)
         self.assertFalse(self.record.exists())
@@ -319,8 +306,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         for text, options, expected in ((observation(1), ["--until-end"], 0),
                                         ("oops", ["--until-end"], 1),
                                         ("oops", ["--strict"], 1)):
-            result = subprocess.run([TOOL, "view", "--port", "0", *options], input=text, text=True,
-                                    capture_output=True, timeout=WAIT)
+            result = run("view", "--port", "0", *options, input=text, timeout=WAIT)
             self.assertEqual(result.returncode, expected, result.stderr)
 
     async def test_the_record_is_whole_whatever_ends_it(self):
@@ -346,7 +332,3 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(status, 1)
         self.assertEqual(error.count("File too large"), 2, error)  # when it happens, and in the end
         self.assertGreater(len(replay(full).splitlines()), 10)
-
-
-if __name__ == "__main__":
-    unittest.main()
