@@ -244,7 +244,7 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
     unseen = [event.person for event in zorvel.read_recording(scene) if event.kind == "not_seen"]
     for row in rows:
         of = timeline["person"] == row["person"]
-        seconds, valence = timeline["seconds"][of], timeline["valence"][of].astype(float)
+        seconds = timeline["seconds"][of]
         assert (row["first"], row["last"], row["cycles"]) == (seconds[0], seconds[-1], of.sum())
         assert row["unseen_cycles"] == unseen.count(row["person"])
         for name in ("valence", "attention", "ease"):
@@ -258,10 +258,12 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
             closed = (scopes["person"] == row["person"]) & (scopes["label"] == label)
             assert row[f"{label}_scopes"] == closed.sum()
         assert row["attentive"] == pytest.approx((timeline["attention"][of] > 0.5).mean())
-        end = int(numpy.searchsorted(seconds, row["valence_change_at"]))
-        assert any(row["valence_change"] == pytest.approx(valence[end] - valence[begin])
-                   for begin in range(end) if seconds[end] - seconds[begin] <= 1.0)
-        assert abs(row["valence_change"]) >= 0.1
+        for name in ("valence", "attention"):
+            change, values = row[f"{name}_change"], timeline[name][of].astype(float)
+            end = int(numpy.searchsorted(seconds, row[f"{name}_change_at"]))
+            assert any(change == pytest.approx(values[end] - values[begin])
+                       for begin in range(end) if seconds[end] - seconds[begin] <= 1.0)
+            assert abs(change) >= 0.1
 
 
 def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> None:

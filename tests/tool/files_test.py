@@ -184,34 +184,30 @@ class FilesTest(FolderTest):
         self.assertEqual(self.run_tool("help", "import", "openface").stdout,
                          self.run_tool("import", "openface", "--help").stdout)
 
-    def test_the_summaries_are_of_the_timeline(self):
+    def test_the_printed_summaries_are_those_of_the_table(self):
         self.run_tool("simulate", "--seconds", 60, "-o", "scene.jsonl", check=True)
         one = self.run_tool("replay", "scene.jsonl").stdout.decode().splitlines()
-        many = self.run_tool("replay", "scene.jsonl", "--each", "-o", "each").stdout.decode()
-        timeline = rows(self.folder / "timeline.csv")
-        with open(self.recording) as file:
-            times = [line["time"] for line in map(json.loads, file) if "time" in line]
+        many = self.run_tool("replay", "scene.jsonl", "--each", "-o", "each", "--summary",
+                             "persons.csv").stdout.decode().splitlines()
+        persons = [{name: float(value) for name, value in row.items() if name != "recording"}
+                   for row in rows(self.folder / "persons.csv")]
+        cycles = sum(row["cycles"] for row in persons)
 
-        def means(rows):
-            def mean(column):
-                return f"{sum(float(row[column]) for row in rows) / len(rows):.3f}"
+        def words(count, seconds, value):
+            return [f"{count:.0f}", f"{seconds:.3f}", f"{value('valence_mean'):.3f}",
+                    f"({value('valence_confidence'):.3f})", f"{value('attention_mean'):.3f}",
+                    f"({value('attention_confidence'):.3f})", *(word for mood in (
+                        "positive", "neutral", "negative") for word in (f"{100 * value(mood):.1f}", "%"))]
 
-            shares = [f"{100 * sum(row['mood'] == mood for row in rows) / len(rows):.1f} %"
-                      for mood in ("1", "0", "-1")]
-            self.assertEqual(len(set(shares)), 3)
-            return " ".join([mean("valence"), f"({mean('valence_confidence')})", mean("attention"),
-                             f"({mean('attention_confidence')})", *shares])
-
-        for person, line in zip("123", one[1:]):
-            own = [row for row in timeline if row["person"] == person]
-            seconds = (int(own[-1]["time"]) - int(own[0]["time"])) / 1e9
-            self.assertEqual(" ".join(line.split()),
-                             f"{person} {len(own)} {seconds:.3f} {means(own)}")
+        for row, line in zip(persons, one[1:]):
+            self.assertEqual(line.split(), [f"{row['person']:.0f}", *words(
+                row["cycles"], row["last"] - row["first"], row.get)])
         scopes = len(rows(self.folder / "scopes.csv"))
-        seconds = (max(times) - min(times)) / 1e9
-        self.assertEqual(" ".join(many.splitlines()[1].split()),
-                         f"scene.jsonl 3 {len(timeline)} {scopes} {seconds:.3f} {means(timeline)} "
-                         "each/scene")
+        times = [entry["time"] for entry in map(json.loads, self.recording.read_text().splitlines()[1:])]
+        total = words(cycles, (times[-1] - times[0]) / 1e9, lambda name: sum(
+            row["cycles"] * row[name] for row in persons) / cycles)
+        self.assertEqual(many[1].split(), ["scene.jsonl", "3", total[0], str(scopes), *total[1:],
+                                           "each/scene"])
 
     def test_progress_on_a_terminal(self):
         fifo = self.folder / "waiting.jsonl"
