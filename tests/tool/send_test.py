@@ -1,10 +1,7 @@
-"""Sends recordings to services, and joins a message bus."""
+"""Sends recordings to services."""
 
 import asyncio
-import contextlib
 import json
-import os
-import pathlib
 import signal
 import socket
 import subprocess
@@ -15,7 +12,7 @@ import unittest
 import websockets
 
 import tool
-from tool import SOURCE, START, TOOL, new_folder, start_view
+from tool import SOURCE, START, TOOL, start_view
 
 WAIT = 20  # seconds that anything may take
 
@@ -25,14 +22,20 @@ def line(*arguments, **keys):
 
 
 class SendTest(unittest.IsolatedAsyncioTestCase):
-    async def sent(self, recording, *options, answers=(), end=None):
-        """What a service gets from `send`, each line with its arrival; and how `send` ends."""
-        got = []
+    async def sent(self, recording, *options, answers=(), interrupt=False, leave=False):
+        """What a service gets from `send`, each line with its arrival; and how `send` ends.
+
+        At the first line the service may leave, or `send` be interrupted.
+        """
+        got, came = [], asyncio.Event()
 
         async def serve(connection):
             self.assertEqual(connection.path, "/events")
             async for text in connection:
                 got.append((time.time_ns(), json.loads(text)))
+                came.set()
+                if leave:
+                    return
                 for answer in answers[len(got) - 1:len(got)]:
                     await connection.send(answer)
 
@@ -41,9 +44,11 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
             process = await asyncio.create_subprocess_exec(
                 TOOL, "send", "-", "--to", f"127.0.0.1:{port}", *options,
                 stdin=subprocess.PIPE, stderr=subprocess.PIPE)
-            if end is not None:
-                asyncio.get_running_loop().call_later(end, process.send_signal, signal.SIGINT)
-            _, error = await asyncio.wait_for(process.communicate(recording.encode()), WAIT)
+            ending = asyncio.create_task(process.communicate(recording.encode()))
+            if interrupt:
+                await asyncio.wait_for(came.wait(), WAIT)
+                process.send_signal(signal.SIGINT)
+            _, error = await asyncio.wait_for(ending, WAIT)
         return got, process.returncode, error.decode()
 
     async def test_a_recording_comes_at_its_own_speed_in_the_present(self):
@@ -80,7 +85,7 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual((len(got), status), (6, 1))
         self.assertIn("-:4: not JSON", error)
         got, status, error = await self.sent(line(0, "not_seen", person=1) +
-                                             line(1000, "not_seen", person=2), end=0.5)
+                                             line(1000, "not_seen", person=2), interrupt=True)
         self.assertEqual(([each["event"] for _, each in got], status), (["not_seen", "remove"], 0))
         with socket.create_server(("127.0.0.1", 0)) as closed:
             port = closed.getsockname()[1]
@@ -89,18 +94,9 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
             result = tool.run("send", "-", "--to", address, input="", timeout=WAIT)
             self.assertEqual(result.returncode, expected)
             self.assertIn(told, result.stderr)
-
-        async def leave(connection):
-            await connection.recv()
-
-        async with websockets.serve(leave, "127.0.0.1", 0) as server:
-            port = server.sockets[0].getsockname()[1]
-            process = await asyncio.create_subprocess_exec(
-                TOOL, "send", "-", "--to", f"127.0.0.1:{port}", stdin=subprocess.PIPE,
-                stderr=subprocess.PIPE)
-            error = (await process.communicate((scene + line(5, "movement")).encode()))[1]
-        self.assertEqual(process.returncode, 1)
-        self.assertIn("the service has gone", error.decode())
+        _, status, error = await self.sent(scene + line(5, "movement"), leave=True)
+        self.assertEqual(status, 1)
+        self.assertIn("the service has gone", error)
 
     async def test_a_client_of_the_examples(self):
         url = f"http://127.0.0.1:{start_view(self).port}/"
@@ -111,46 +107,3 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
         moods = client.stdout.splitlines()
         self.assertEqual(len(moods), 20)
         self.assertRegex(moods[-1], r"person 1: positive, valence 0\.\d\d")
-
-
-class MessageBusTest(unittest.TestCase):
-    def test_joins_a_message_bus(self):
-        with socket.create_server(("127.0.0.1", 0)) as free:
-            port = str(free.getsockname()[1])
-        settings = new_folder(self.addCleanup) / "mosquitto.conf"
-        settings.write_text(f"listener {port} 127.0.0.1\nallow_anonymous true\n")
-        environment = {**os.environ, "PATH": f"{pathlib.Path(TOOL).parent}:{os.environ['PATH']}"}
-
-        def start(command, **options):
-            process = subprocess.Popen(["sh", "-c", command], text=True, env=environment,
-                                       start_new_session=True, stderr=subprocess.DEVNULL, **options)
-            self.addCleanup(process.communicate)
-            self.addCleanup(end_group, process.pid)
-            return process
-
-        def end_group(group):
-            with contextlib.suppress(ProcessLookupError):
-                os.killpg(group, signal.SIGTERM)
-
-        def is_listening():
-            with socket.socket() as probe:
-                return probe.connect_ex(("127.0.0.1", int(port))) == 0
-
-        start(f"exec mosquitto -c {settings}")
-        end = time.monotonic() + WAIT
-        while not is_listening():
-            self.assertLess(time.monotonic(), end)
-            time.sleep(0.05)
-        # As docs/view.md has it.
-        start(f"mosquitto_sub -p {port} -t robot/people | zorvel view --port 0 "
-              f"| mosquitto_pub -p {port} -t robot/moods -l")
-        moods = start(f"exec mosquitto_sub -p {port} -t robot/moods -C 1 -W {WAIT}",
-                      stdout=subprocess.PIPE)
-        publish = ["mosquitto_pub", "-p", port, "-t", "robot/people", "-m",
-                   '{"event":"observation","person":1,"touchEmotion":{"value":1}}']
-        # Nobody says when all have subscribed.
-        while moods.poll() is None and time.monotonic() < end:
-            subprocess.run(publish, check=True, timeout=WAIT)
-            time.sleep(0.1)
-        state = json.loads(moods.stdout.read())
-        self.assertEqual((state["person"], state["mood"]), (1, 1))
