@@ -207,8 +207,9 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                                     ("X-Content-Type-Options", "nosniff"),
                                     ("Referrer-Policy", "no-referrer"), ("Cache-Control", "no-store")):
                     self.assertEqual(page.headers[name], value, path)
+                self.assertNotIn("Access-Control-Allow-Origin", page.headers)
         policy = page.headers["Content-Security-Policy"]
-        self.assertRegex(policy, "default-src 'none'.*sha256")
+        self.assertRegex(policy, "default-src 'none'.*sha256.*frame-ancestors 'none'")
         self.assertNotIn("unsafe", policy.replace("'wasm-unsafe-eval'", ""))  # of the camera
         for options, status in ((["--address", "0.0.0.0"], 2), (["--address", "nowhere"], 2),
                                 (["--port", str(service.port), "--record", self.record], 1)):
