@@ -41,6 +41,12 @@ def commands(document):
     return found
 
 
+def listed(document, heading, first="`"):
+    """What stands first in the rows of the table below a heading."""
+    table = (SOURCE / "docs" / document).read_text().split(heading)[1].split("\n\n")[0]
+    return re.findall(rf"^\| ({first}[^|]+) \|", table, re.M)
+
+
 class DocumentsTest(unittest.TestCase):
     def run_in(self, folder, command):
         environment = {**os.environ, "PATH": f"{pathlib.Path(TOOL).parent}:/usr/bin:{os.environ['PATH']}",
@@ -73,30 +79,23 @@ class DocumentsTest(unittest.TestCase):
                     (folder / "document.py").write_text(programs[name])
                     self.run_in(folder, "MPLBACKEND=agg python3 -W error document.py")
 
-    def test_lists_each_reason_of_a_force(self):
+    def test_lists_what_there_is(self):
         header = (SOURCE / "include/zv/force.hpp").read_text()
         reasons = dict(re.findall(r'ForceReason (\w+)\{\s*"([^"]+)"', header))
         all_of_them = re.search(r"std::array all\{([^}]+)\}", header)[1]
         self.assertEqual(re.split(r",\s+", all_of_them.strip()), list(reasons))
-        document = (SOURCE / "docs/explain.md").read_text()
-        table = document.split("| reason | moves |")[1].split("\n\n")[0]
-        rows = re.findall(r"^\| ([A-Z][^|]+) \|", table, re.M)
+        rows = listed("explain.md", "| reason | moves |", "[A-Z]")
         self.assertEqual(sorted(", ".join(rows).split(", ")), sorted(reasons.values()))
 
-    def test_lists_each_field_of_an_observation(self):
         table = (SOURCE / "recording/observation_fields.hpp").read_text()
-        document = (SOURCE / "docs/recording-format.md").read_text()
-        rows = re.findall(r"^\| (`[^|]+`) \|", document.split("| field | keys |")[1], re.M)
         fields = sorted(re.findall(r"field\(&O::(\w+)", table))
-        self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))), fields)
-        document = (SOURCE / "docs/python.md").read_text().split("| field | value |")[1]
-        rows = re.findall(r"^\| (`[^|]+`) \|", document.split("\n\n")[0], re.M)
-        self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))),
-                         sorted(re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), field)
-                                for field in fields))
+        snake = sorted(re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), field)
+                       for field in fields)
+        for document, heading, names in (("recording-format.md", "| field | keys |", fields),
+                                         ("python.md", "| field | value |", snake)):
+            rows = listed(document, heading)
+            self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))), names)
 
-    def test_lists_each_column_of_a_summary(self):
         columns = re.findall(r'Column\{"(\w+)"', (SOURCE / "playback/summary_table.hpp").read_text())
-        document = (SOURCE / "docs/archive.md").read_text().split("| column |")[1].split("\n\n")[0]
-        listed = re.findall(r"`(\w+)`", " ".join(re.findall(r"^\| (`[^|]+`) \|", document, re.M)))
-        self.assertEqual(listed, ["recording", *columns])
+        rows = listed("archive.md", "| column |")
+        self.assertEqual(re.findall(r"`(\w+)`", " ".join(rows)), ["recording", *columns])
