@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "simulated_person.hpp"
 
 namespace ZV {
@@ -103,7 +101,7 @@ TEST(SocialGraph, CallsACopyOfTheCallback) {
 TEST(SocialGraph, LocksForEachOperation) {
   SocialGraph graph;
   std::vector<std::future<void>> operations;
-  graph.update(1, [&](Person&) {
+  const auto start = [&](const Person&) {
     operations.push_back(begin([&] { graph.add(2); }));
     operations.push_back(begin([&] { graph.remove(3); }));
     operations.push_back(begin([&] { graph.find(1); }));
@@ -111,30 +109,10 @@ TEST(SocialGraph, LocksForEachOperation) {
     operations.push_back(begin([&] { graph.update(1, {}); }));
     operations.push_back(begin([&] { graph.read(4, {}); }));
     for (const auto& operation : operations) EXPECT_TRUE(isWaiting(operation));
-  });
-}
-
-TEST(SocialGraph, ServesOneCallbackAtATime) {
-  SocialGraph graph;
-  int calls = 0;
-  const auto alone = [&calls](const Person&) {
-    const int before = calls;
-    std::this_thread::yield();
-    calls = before + 1;
   };
-  const auto serve = [&](int id) {
-    for (int i = 0; i < 1000; ++i) {
-      graph.update(1, alone);
-      graph.read(1, alone);
-      graph.add(id);
-      graph.remove(id);
-    }
-  };
-  std::thread other(serve, 2);
-  serve(3);
-  other.join();
-  EXPECT_EQ(calls, 4000);
-  EXPECT_EQ(idsIn(graph), std::vector<int>{1});
+  graph.update(1, start);
+  operations.clear();  // waits for them
+  graph.read(1, start);
 }
 
 }  // namespace

@@ -256,26 +256,6 @@ TEST(Update, RestsTheMoreTheLongerAQuantityHadNoInput) {
   }
 }
 
-TEST(Update, ReadsTheClockAndLocksStepByStep) {
-  SimulatedPerson subject(start()), unseen;
-  std::string readings;  // '+' while the observation lock is held, else '-'
-  ScriptedClock clock([&](int) {
-    const bool isFree = subject.state().locks.observation.try_lock();
-    if (isFree) subject.state().locks.observation.unlock();
-    readings += isFree ? '-' : '+';
-    return at(0);
-  });
-  // Filing reads the clock once for each of 13 channels; the body language twice, for the size.
-  // Each step on a channel reads it for the size, the youngest and a weight, the one on facial
-  // points also for their freshness. The voice needs its age.
-  subject.person.update(allChannelsAt(0));
-  EXPECT_EQ(readings, std::string(15, '-') + std::string(10, '+') + '-' + std::string(9, '+'));
-  // With nothing remembered, the ages of five timestamps of the valence and two of the attention.
-  readings.clear();
-  unseen.person.update(Observation());
-  EXPECT_EQ(readings, std::string(7, '-'));
-}
-
 TEST(Update, KeepsTheTimeOfEachSampleThatItUses) {
   SimulatedPerson subject;
   Observation all = allChannelsAt(-20);
@@ -296,7 +276,7 @@ TEST(Update, KeepsTheTimeOfEachSampleThatItUses) {
   for (int i = 0; i < 8; ++i) EXPECT_EQ(times[static_cast<std::size_t>(i)], at(-1 - i)) << i;
 }
 
-// The test update_work counts the observation locks of all steps.
+// The test update_work counts the locks and clock readings of all steps.
 TEST(Update, LocksTheHeadHeight) {
   SimulatedPerson subject;
   auto observation = only(&Observation::smile, 0, Smile(1, 1));

@@ -1,25 +1,22 @@
-"""Cuts and annotates recordings with the tool whose path is in ZORVEL, and replays what comes of it."""
+"""Cuts and annotates recordings, and replays what comes of it."""
 
 import csv
 import datetime
 import json
-import os
-import pathlib
-import subprocess
-import tempfile
 import unittest
 
-TOOL = os.environ["ZORVEL"]
-START = 1_700_000_000 * 10**9
+import tool
+from tool import START, new_folder, rows, run
+
 EMOTIONS = {"touchEmotion", "asrEmotion", "voiceEmotion", "contextEmotion"}
 HEADER = b'{"event":"header","version":1}\n'
 MARK = b"\xef\xbb\xbf"
 
 
 def line(seconds, event, person=None, scope=None, samples=None):
-    keys = {"event": event, "person": person, "scope": scope, "samples": samples}
+    keys = {"person": person, "scope": scope, "samples": samples}
     given = {key: value for key, value in keys.items() if value is not None}
-    return json.dumps({"time": START + round(seconds * 10**9), **given}, ensure_ascii=False,
+    return json.dumps(tool.line(seconds, event, **given), ensure_ascii=False,
                       separators=(",", ":")).encode() + b"\n"
 
 
@@ -30,27 +27,19 @@ def table(*rows):
 class CutTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
-        subprocess.run([TOOL, "simulate", "--seconds", "120", "-o", cls.folder / "scene.jsonl"])
-        cls.scene = (cls.folder / "scene.jsonl").read_bytes()
+        cls.folder = new_folder(cls.addClassCleanup)
+        cls.scene = run("simulate", "--seconds", "120", text=False).stdout
         cls.whole = cls.replayed(cls.scene)
 
     @classmethod
     def replayed(cls, recording):
         """The rows of timeline.csv and scopes.csv."""
-        subprocess.run([TOOL, "replay", "-", "-q", "-o", cls.folder / "results"], input=recording,
-                       check=True)
-        rows = []
-        for name in ("timeline", "scopes"):
-            with open(cls.folder / "results" / f"{name}.csv", newline="") as file:
-                rows.append(list(csv.DictReader(file)))
-        return rows
+        results = cls.folder / "results"
+        run("replay", "-", "-q", "-o", results, input=recording, text=False, check=True)
+        return [rows(results / f"{name}.csv") for name in ("timeline", "scopes")]
 
     def run_tool(self, command, recording, *arguments):
-        return subprocess.run([TOOL, command, "-", *arguments], input=recording, cwd=self.folder,
-                              capture_output=True)
+        return run(command, "-", *arguments, input=recording, cwd=self.folder, text=False)
 
     def cut(self, recording, *options):
         result = self.run_tool("cut", recording, *options)
@@ -203,7 +192,7 @@ class CutTest(unittest.TestCase):
             line(0, "not_seen", 1), line(1, "start_recording", 1, "own"), line(2, "not_seen", 2),
             line(3, "stop_recording", 1, "own"), line(4, "remove", 2), line(5, "not_seen", 1)])
         ok = "1,a,1,2"
-        for rows, message in (
+        for bad, message in (
                 (["1,a,2,3", "2,a,1,3", "1,b,1,3", "1,a,0,2"], ":2: overlaps line 5, which has"),
                 ([ok, "1,own,3,4"], ':3: column "begin": the recording has a scope of that name'),
                 ([ok, "1,own,0.5,1"], ":3: overlaps a scope of the recording with the same person "
@@ -220,15 +209,11 @@ class CutTest(unittest.TestCase):
                 (["1,,1,2"], ':2: column "scope": must have a name'),
                 (["1,\udcff,1,2"], ':2: column "scope": "\\xff" is not UTF-8'),
                 ([ok, "1,b,1"], ":3: has 3 cells instead of 4")):
-            with self.subTest(rows=rows):
-                (self.folder / "bad.csv").write_text(table(*rows), errors="surrogateescape")
+            with self.subTest(bad=bad):
+                (self.folder / "bad.csv").write_text(table(*bad), errors="surrogateescape")
                 self.assert_fails("annotate", recording, ["bad.csv"], "bad.csv" + message)
                 self.assertEqual(self.run_tool("annotate", recording, "bad.csv").stdout, b"")
         self.assert_fails("annotate", recording, ["-"], "can be read only once", 2)
         (self.folder / "good.csv").write_text(table(ok, "1,a,2.1,3", "1,own,3.1,9", "2,a,1,4"))
         self.assert_fails("annotate", recording + b"oops", ["good.csv"], "-:8: not JSON")
         self.assertEqual(self.run_tool("annotate", recording, "good.csv").returncode, 0)
-
-
-if __name__ == "__main__":
-    unittest.main()

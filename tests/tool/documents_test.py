@@ -1,16 +1,14 @@
-"""Runs the commands that the documents show, with the tool whose path is in ZORVEL, and compares what
-they list with the code."""
+"""Runs the commands that the documents show, and compares what they list with the code."""
 
 import json
 import os
 import pathlib
 import re
 import subprocess
-import tempfile
 import unittest
 
-TOOL = pathlib.Path(os.environ["ZORVEL"])
-SOURCE = pathlib.Path(__file__).parents[2]
+from tool import SOURCE, TOOL, new_folder
+
 # The input that the documents speak of. Their sh blocks are run; a command that should fail or has no
 # end stands in a text block.
 FILES = {
@@ -44,9 +42,15 @@ def commands(document):
     return found
 
 
+def listed(document, heading, first="`"):
+    """What stands first in the rows of the table below a heading."""
+    table = (SOURCE / "docs" / document).read_text().split(heading)[1].split("\n\n")[0]
+    return re.findall(rf"^\| ({first}[^|]+) \|", table, re.M)
+
+
 class DocumentsTest(unittest.TestCase):
     def run_in(self, folder, command):
-        environment = {**os.environ, "PATH": f"{TOOL.parent}:/usr/bin:{os.environ['PATH']}",
+        environment = {**os.environ, "PATH": f"{pathlib.Path(TOOL).parent}:/usr/bin:{os.environ['PATH']}",
                        "PYTHONPATH": os.environ.get("PYTHON_MODULE", "")}
         result = subprocess.run(["bash", "-o", "pipefail", "-c", command], cwd=folder, timeout=120,
                                 env=environment, stdin=subprocess.DEVNULL, capture_output=True)
@@ -60,62 +64,54 @@ class DocumentsTest(unittest.TestCase):
         for name in ("README.md", "import.md", "live.md", "python.md", "report.md"):
             self.assertTrue(shown[name], name)
         for name in (name for name in shown if shown[name] or programs[name]):
-            with tempfile.TemporaryDirectory() as folder:
-                for inner in ("games", "notes", "raw", "recordings"):
-                    pathlib.Path(folder, inner).mkdir()
-                for file, text in FILES.items():
-                    pathlib.Path(folder, file).write_text(text)
-                for file in SIMULATED:
-                    self.run_in(folder, f"zorvel simulate --seconds 5 --rate 5 -o {file}")
-                for command, output in shown[name]:
-                    with self.subTest(document=name, command=command):
-                        written = self.run_in(folder, command)
-                        self.assertEqual(written[:len(output)], output)
-                if programs[name]:
-                    with self.subTest(document=name, language="Python"):
-                        pathlib.Path(folder, "document.py").write_text(programs[name])
-                        self.run_in(folder, "MPLBACKEND=agg python3 -W error document.py")
+            folder = new_folder(self.addCleanup)
+            for inner in ("games", "notes", "raw", "recordings"):
+                (folder / inner).mkdir()
+            for file, text in FILES.items():
+                (folder / file).write_text(text)
+            for file in SIMULATED:
+                self.run_in(folder, f"zorvel simulate --seconds 5 --rate 5 -o {file}")
+            for command, output in shown[name]:
+                with self.subTest(document=name, command=command):
+                    written = self.run_in(folder, command)
+                    self.assertEqual(written[:len(output)], output)
+            if programs[name]:
+                with self.subTest(document=name, language="Python"):
+                    (folder / "document.py").write_text(programs[name])
+                    self.run_in(folder, "MPLBACKEND=agg python3 -W error document.py")
 
-    def test_lists_each_reason_of_a_force(self):
+    def test_lists_what_there_is(self):
         header = (SOURCE / "include/zv/force.hpp").read_text()
         reasons = dict(re.findall(r'ForceReason (\w+)\{\s*"([^"]+)"', header))
         all_of_them = re.search(r"std::array all\{([^}]+)\}", header)[1]
         self.assertEqual(re.split(r",\s+", all_of_them.strip()), list(reasons))
-        document = (SOURCE / "docs/explain.md").read_text()
-        table = document.split("| reason | moves |")[1].split("\n\n")[0]
-        rows = re.findall(r"^\| ([A-Z][^|]+) \|", table, re.M)
+        rows = listed("explain.md", "| reason | moves |", "[A-Z]")
         self.assertEqual(sorted(", ".join(rows).split(", ")), sorted(reasons.values()))
 
-    def test_lists_each_field_of_an_observation(self):
         table = (SOURCE / "recording/observation_fields.hpp").read_text()
-        document = (SOURCE / "docs/recording-format.md").read_text()
-        rows = re.findall(r"^\| (`[^|]+`) \|", document.split("| field | keys |")[1], re.M)
         fields = sorted(re.findall(r"field\(&O::(\w+)", table))
-        self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))), fields)
+        snake = sorted(re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), field)
+                       for field in fields)
+        for document, heading, names in (("recording-format.md", "| field | keys |", fields),
+                                         ("python.md", "| field | value |", snake)):
+            rows = listed(document, heading)
+            self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))), names)
+        stub = (SOURCE / "python/zorvel/_zorvel.pyi").read_text()
+        self.assertEqual(sorted(re.findall(r"(\w+): .* \| Reading \| None = None", stub)), snake)
         document = (SOURCE / "docs/cut.md").read_text().split("| `--every SECONDS` |")[1]
         kept = set(re.findall(r"`(\w+)`", document.split("\n")[0])) & set(fields)
         moments = re.findall(r'"(\w+)", \d+, \w+, stays, (?:valence|attention)', table)
         self.assertEqual(kept, set(moments))
-        document = (SOURCE / "docs/python.md").read_text().split("| field | value |")[1]
-        rows = re.findall(r"^\| (`[^|]+`) \|", document.split("\n\n")[0], re.M)
-        stub = (SOURCE / "python/zorvel/_zorvel.pyi").read_text()
-        for listed in (re.findall(r"`(\w+)`", " ".join(rows)),
-                       re.findall(r"(\w+): .* \| Reading \| None = None", stub)):
-            self.assertEqual(sorted(listed),
-                             sorted(re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), field)
-                                    for field in fields))
 
     def test_lists_each_column(self):
         documents = {name: (SOURCE / f"docs/{name}.md").read_text()
-                     for name in ("archive", "explain", "live", "numbers", "recording-format")}
-        with tempfile.TemporaryDirectory() as folder:
-            self.run_in(folder, "zorvel simulate --seconds 60 -o scene.jsonl && "
-                                "zorvel replay scene.jsonl --forces -o . --summary summary.csv")
-            columns = {file.name: file.read_text().splitlines()[0]
-                       for file in pathlib.Path(folder).rglob("*.csv")}
-            answers = self.run_in(folder, "zorvel live --clock recording < scene.jsonl").splitlines()
-        table = documents["archive"].split("| column |")[1].split("\n\n")[0]
-        rows = re.findall(r"^\| (`[^|]+`) \|", table, re.M)
+                     for name in ("explain", "live", "numbers", "recording-format")}
+        folder = new_folder(self.addCleanup)
+        self.run_in(folder, "zorvel simulate --seconds 60 -o scene.jsonl && "
+                            "zorvel replay scene.jsonl --forces -o . --summary summary.csv")
+        columns = {file.name: file.read_text().splitlines()[0] for file in folder.rglob("*.csv")}
+        answers = self.run_in(folder, "zorvel live --clock recording < scene.jsonl").splitlines()
+        rows = listed("archive.md", "| column |")
         self.assertEqual(",".join(re.findall(r"`(\w+)`", " ".join(rows))), columns.pop("summary.csv"))
         self.assertIn(f"`{columns.pop('forces.csv')}`", documents["explain"])
         rows = re.findall(r"^\| `(\w+.csv)` \|.*\| `(.*)` \|$", documents["recording-format"], re.M)

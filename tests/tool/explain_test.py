@@ -1,17 +1,13 @@
-"""Asks the tool whose path is in ZORVEL why states moved, and checks that the answers agree."""
+"""Asks why states moved, and checks that the answers agree."""
 
-import csv
 import json
-import os
-import pathlib
 import re
 import struct
-import subprocess
-import tempfile
 import unittest
 
-TOOL = os.environ["ZORVEL"]
-SOURCE = pathlib.Path(__file__).parents[2]
+import tool
+from tool import SOURCE, lines, new_folder, rows
+
 QUANTITIES = ["valence", "valence_confidence", "attention", "attention_confidence"]
 
 
@@ -20,7 +16,7 @@ def single(number):
 
 
 def run(*arguments, status=0):
-    result = subprocess.run([TOOL, *arguments], capture_output=True, text=True)
+    result = tool.run(*arguments)
     assert result.returncode == status, result.stderr
     return result.stderr if status else result.stdout
 
@@ -28,17 +24,12 @@ def run(*arguments, status=0):
 class ExplainTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.recording = pathlib.Path(folder.name) / "scene.jsonl"
+        folder = new_folder(cls.addClassCleanup)
+        cls.recording = folder / "scene.jsonl"
         run("simulate", "--seconds", "60", "--output", cls.recording)
-        run("replay", cls.recording, "-q", "--forces", "--output", folder.name)
-        with open(cls.recording) as lines:
-            cls.events = [json.loads(line) for line in lines][1:]
-        with open(pathlib.Path(folder.name) / "forces.csv") as rows:
-            cls.forces = list(csv.DictReader(rows))
-        with open(pathlib.Path(folder.name) / "timeline.csv") as rows:
-            cls.timeline = list(csv.DictReader(rows))
+        run("replay", cls.recording, "-q", "--forces", "--output", folder)
+        cls.events = list(map(json.loads, cls.recording.read_text().splitlines()))[1:]
+        cls.forces, cls.timeline = (rows(folder / f"{name}.csv") for name in ("forces", "timeline"))
 
     def explained(self, *options):
         return [json.loads(line)
@@ -74,9 +65,8 @@ class ExplainTest(unittest.TestCase):
         self.assertEqual(reasons, known - {"Winner unknown"})
 
     def test_live_tells_the_same_forces(self):
-        with open(self.recording) as lines:
-            states = subprocess.run([TOOL, "live", "--clock", "recording", "--explain"],
-                                    stdin=lines, capture_output=True, text=True).stdout
+        states = tool.run("live", "--clock", "recording", "--explain",
+                          input=self.recording.read_text()).stdout
         told = [[str(value["time"]), str(value["person"]), force["quantity"], force["reason"],
                  *(single(force[key]) for key in ("target", "strength", "before", "after"))]
                 for value in map(json.loads, states.splitlines()) for force in value.get("forces", [])]
@@ -105,9 +95,9 @@ class ExplainTest(unittest.TestCase):
         self.assertEqual([change["quantity"] for change in changes],
                          ["valence", "valence", "attention", "attention"])
         for change in changes:
-            rows = [row for row in self.timeline if row["person"] == str(change["person"])
-                    and change["from"] <= int(row["time"]) <= change["to"]]
-            before, *_, after = (single(row[change["quantity"]]) for row in rows)
+            before, *_, after = (single(row[change["quantity"]]) for row in self.timeline
+                                 if row["person"] == str(change["person"])
+                                 and change["from"] <= int(row["time"]) <= change["to"])
             self.assertEqual((before, after), (single(change["before"]), single(change["after"])))
             self.assertLessEqual(change["to"] - change["from"], 10**9)
             moved = sum(reason["up"] - reason["down"] for reason in change["reasons"])
@@ -125,26 +115,24 @@ class ExplainTest(unittest.TestCase):
                                                     "--person", "99", status=1))
 
         # A posture every second: the one from the future counts, the one of 7.5 s ago does not.
-        lines = [{"event": "observation", "time": second * 10**9, "person": 1,
-                  "headPosture": {"yaw": second, "pitch": -1, "roll": 0}} for second in range(9)]
-        lines[-1]["time"] -= 500_000_000
-        lines[-1]["headPosture"]["time"] = 9 * 10**9
-        lines[-1]["touchEmotion"] = {"value": 2}
-        path = pathlib.Path(self.recording).with_name("postures.jsonl")
-        path.write_text("\n".join(map(json.dumps, lines)))
+        seen = [{"event": "observation", "time": second * 10**9, "person": 1,
+                 "headPosture": {"yaw": second, "pitch": -1, "roll": 0}} for second in range(9)]
+        seen[-1]["time"] -= 500_000_000
+        seen[-1]["headPosture"]["time"] = 9 * 10**9
+        seen[-1]["touchEmotion"] = {"value": 2}
+        path = self.recording.with_name("postures.jsonl")
+        path.write_text(lines(*seen))
         told = run("explain", path, "--at", "7.5")
         self.assertIn("\n      headPosture yaw 8°, pitch −1°, roll 0°, the newest of 8\n", told)
         self.assertIn("\n      touchEmotion 2\n", told)
 
     def test_times_are_exact_and_the_removed_begin_anew(self):
-        lines = [{"event": "not_seen", "time": k * 100_000_000 + (400_000 if k == 5 else 0),
-                  "person": 1} for k in range(10)]
-        lines.insert(8, {"event": "remove", "time": 750_000_000, "person": 1})
-        text = "\n".join(map(json.dumps, lines))
+        cycles = [{"event": "not_seen", "time": k * 100_000_000 + (400_000 if k == 5 else 0),
+                   "person": 1} for k in range(10)]
+        cycles.insert(8, {"event": "remove", "time": 750_000_000, "person": 1})
 
         def result(*options):
-            return subprocess.run([TOOL, "explain", "-", *options], input=text + "\noops",
-                                  capture_output=True, text=True)
+            return tool.run("explain", "-", *options, input=lines(*cycles) + "oops")
 
         def explain(*options):
             return result(*options).stdout.splitlines()[0]
@@ -161,11 +149,10 @@ class ExplainTest(unittest.TestCase):
         self.assertEqual(explain(), "person 1 from 0.000 to 0.900 s, 10 cycles, removed and new 1 time")
 
     def test_tells_it_in_words(self):
-        lines = [{"event": "observation", "time": 0, "person": 1,
-                  "smile": {"value": 0, "confidence": 1},
-                  "expressions": {"anger": {"value": 1, "confidence": 1}}}]
-        text = subprocess.run([TOOL, "explain", "-", "--at", "0"], input=json.dumps(lines[0]),
-                              capture_output=True, text=True, check=True).stdout
+        angry = {"event": "observation", "time": 0, "person": 1,
+                 "smile": {"value": 0, "confidence": 1},
+                 "expressions": {"anger": {"value": 1, "confidence": 1}}}
+        text = tool.run("explain", "-", "--at", "0", input=lines(angry)).stdout
         self.assertIn("  valence fell from 0 to −0.65:\n"
                       "    Face characteristics pulled it towards −1 (strength 0.65), by −0.65\n",
                       text)
@@ -175,7 +162,3 @@ class ExplainTest(unittest.TestCase):
                                                                      "99", status=1))
         self.assertIn("neither seconds nor", run("explain", self.recording, "--at", "1:60",
                                                  status=2))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,10 +1,8 @@
-"""What the tool whose path is in ZORVEL does to files, standard streams and the terminal."""
+"""What the tool does to files, standard streams and the terminal."""
 
-import csv
 import ctypes
 import json
 import os
-import pathlib
 import platform
 import pty
 import resource
@@ -12,10 +10,9 @@ import select
 import signal
 import struct
 import subprocess
-import tempfile
-import unittest
 
-TOOL = os.environ["ZORVEL"]
+from tool import TOOL, FolderTest, rows
+
 # A user who may read everything, wherever the tool was built, but has no special right to write.
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
           "--inh-caps=-all,+dac_read_search", "--ambient-caps=-all,+dac_read_search"]
@@ -33,11 +30,9 @@ def fail_syncing():
     assert libc.prctl(22, 2, ctypes.c_char_p(program), 0, 0) == 0
 
 
-class FilesTest(unittest.TestCase):
+class FilesTest(FolderTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         self.folder.chmod(0o777)
         self.recording = self.folder / "scene.jsonl"
         self.run_tool("simulate", "--seconds", 3, "-o", "scene.jsonl", check=True)
@@ -189,36 +184,30 @@ class FilesTest(unittest.TestCase):
         self.assertEqual(self.run_tool("help", "import", "openface").stdout,
                          self.run_tool("import", "openface", "--help").stdout)
 
-    def test_the_summaries_are_of_the_timeline(self):
+    def test_the_printed_summaries_are_those_of_the_table(self):
         self.run_tool("simulate", "--seconds", 60, "-o", "scene.jsonl", check=True)
         one = self.run_tool("replay", "scene.jsonl").stdout.decode().splitlines()
-        many = self.run_tool("replay", "scene.jsonl", "--each", "-o", "each").stdout.decode()
-        with open(self.folder / "timeline.csv", newline="") as file:
-            rows = list(csv.DictReader(file))
-        with open(self.recording) as file:
-            times = [line["time"] for line in map(json.loads, file) if "time" in line]
+        many = self.run_tool("replay", "scene.jsonl", "--each", "-o", "each", "--summary",
+                             "persons.csv").stdout.decode().splitlines()
+        persons = [{name: float(value) for name, value in row.items() if name != "recording"}
+                   for row in rows(self.folder / "persons.csv")]
+        cycles = sum(row["cycles"] for row in persons)
 
-        def means(rows):
-            def mean(column):
-                return f"{sum(float(row[column]) for row in rows) / len(rows):.3f}"
+        def words(count, seconds, value):
+            return [f"{count:.0f}", f"{seconds:.3f}", f"{value('valence_mean'):.3f}",
+                    f"({value('valence_confidence'):.3f})", f"{value('attention_mean'):.3f}",
+                    f"({value('attention_confidence'):.3f})", *(word for mood in (
+                        "positive", "neutral", "negative") for word in (f"{100 * value(mood):.1f}", "%"))]
 
-            shares = [f"{100 * sum(row['mood'] == mood for row in rows) / len(rows):.1f} %"
-                      for mood in ("1", "0", "-1")]
-            self.assertEqual(len(set(shares)), 3)
-            return " ".join([mean("valence"), f"({mean('valence_confidence')})", mean("attention"),
-                             f"({mean('attention_confidence')})", *shares])
-
-        for person, line in zip("123", one[1:]):
-            own = [row for row in rows if row["person"] == person]
-            seconds = (int(own[-1]["time"]) - int(own[0]["time"])) / 1e9
-            self.assertEqual(" ".join(line.split()),
-                             f"{person} {len(own)} {seconds:.3f} {means(own)}")
-        with open(self.folder / "scopes.csv", newline="") as file:
-            scopes = len(list(csv.DictReader(file)))
-        seconds = (max(times) - min(times)) / 1e9
-        self.assertEqual(" ".join(many.splitlines()[1].split()),
-                         f"scene.jsonl 3 {len(rows)} {scopes} {seconds:.3f} {means(rows)} "
-                         "each/scene")
+        for row, line in zip(persons, one[1:]):
+            self.assertEqual(line.split(), [f"{row['person']:.0f}", *words(
+                row["cycles"], row["last"] - row["first"], row.get)])
+        scopes = len(rows(self.folder / "scopes.csv"))
+        times = [entry["time"] for entry in map(json.loads, self.recording.read_text().splitlines()[1:])]
+        total = words(cycles, (times[-1] - times[0]) / 1e9, lambda name: sum(
+            row["cycles"] * row[name] for row in persons) / cycles)
+        self.assertEqual(many[1].split(), ["scene.jsonl", "3", total[0], str(scopes), *total[1:],
+                                           "each/scene"])
 
     def test_progress_on_a_terminal(self):
         fifo = self.folder / "waiting.jsonl"
@@ -239,7 +228,3 @@ class FilesTest(unittest.TestCase):
             os.close(terminal)
             self.assertIn(words, shown)
         os.close(kept_open)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,14 +1,14 @@
-"""Imports small files with the tool whose path is in ZORVEL, and looks at the recordings."""
+"""Imports small files, and looks at the recordings."""
 
 import json
 import os
-import pathlib
 import struct
 import subprocess
-import tempfile
 import unittest
 
-TOOL = os.environ["ZORVEL"]
+import tool
+from tool import TOOL, new_folder
+
 START = 946_684_800 * 10**9  # 2000-01-01
 OPENFACE = "frame,timestamp,confidence,success"
 PYFEAT = "FaceRectX,FaceScore,Pitch,frame,"
@@ -18,7 +18,7 @@ USED = [36, 39, 42, 45, 17, 21, 22, 26, 30, 33, 48, 54]
 
 def run(kind, text, *options):
     data = text if isinstance(text, bytes) else text.encode()
-    return subprocess.run([TOOL, "import", kind, "-", *options], input=data, capture_output=True)
+    return tool.run("import", kind, "-", *options, input=data, text=False)
 
 
 def events(result):
@@ -185,12 +185,13 @@ class ImportTest(unittest.TestCase):
             # In nanoseconds modulo 2^64, it would be in 2026.
             (("openface", "--start", "2610-07-21T00:00:00Z"), OPENFACE, 2, "--start: 2610", 0),
         ):
-            with self.subTest(text=text, options=options), tempfile.TemporaryDirectory() as folder:
+            with self.subTest(text=text, options=options):
+                folder = new_folder(self.addCleanup)
                 result = run(kind, text, *options)
                 self.assertEqual(result.returncode, status)
                 self.assertIn(message, result.stderr.decode())
                 self.assertEqual(result.stdout.count(b"\n"), lines)
-                file = pathlib.Path(folder, "scene.jsonl")
+                file = folder / "scene.jsonl"
                 self.assertEqual(run(kind, text, *options, "-o", file).returncode, status)
                 self.assertEqual(os.listdir(folder), [] if status else ["scene.jsonl"])
                 self.assertTrue(status or file.read_bytes() == result.stdout)
@@ -259,33 +260,28 @@ class ImportTest(unittest.TestCase):
                 result = run("openface", spelled)
                 self.assertEqual(result.stdout, expected.stdout)
                 self.assertEqual(result.stderr.replace(b"of 10", b"of 9"), expected.stderr)
-        replay = [TOOL, "replay", "-", "--timeline", "-"]
-        recording = expected.stdout.decode()
-        timelines = [subprocess.run(replay, input=mark.encode() + expected.stdout,
-                                    capture_output=True) for mark in ("", "\ufeff")]
-        self.assertEqual(timelines[1].stdout.count(b"\n"), 4)
-        self.assertEqual(timelines[0].stdout, timelines[1].stdout)
+
+        def replayed(recording):
+            return tool.run("replay", "-", "--timeline", "-", input=recording, text=False)
+
+        timelines = [replayed(mark + expected.stdout).stdout for mark in (b"", b"\xef\xbb\xbf")]
+        self.assertEqual(timelines[1].count(b"\n"), 4)
+        self.assertEqual(timelines[0], timelines[1])
         for encoding in ("utf-16", "utf-16-le", "utf-16-be"):
-            refused = (run("openface", plain.encode(encoding)),
-                       subprocess.run(replay, input=recording.encode(encoding),
-                                      capture_output=True))
-            for result in refused:
+            for result in (run("openface", plain.encode(encoding)),
+                           replayed(expected.stdout.decode().encode(encoding))):
                 self.assertEqual((result.returncode, result.stderr),
                                  (1, b"-: is UTF-16; it must be UTF-8\n"))
 
     def test_a_pipe_is_followed_and_may_be_closed(self):
         with subprocess.Popen([TOOL, "import", "openface", "-"], stdin=subprocess.PIPE,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as tool:
-            tool.stdin.write(OPENFACE.encode() + b"\n1,0,1,1\n2,1,1,1\n")
-            tool.stdin.flush()
-            self.assertIn(b"header", tool.stdout.readline())
-            self.assertIn(b"observation", tool.stdout.readline())
-            tool.stdout.close()
-            tool.stdin.write(b"3,2,1,1\n4,3,1,1\n")
-            tool.stdin.flush()
-            self.assertEqual(tool.stderr.read(), b"")
-            tool.stdin.close()
-
-
-if __name__ == "__main__":
-    unittest.main()
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as importing:
+            importing.stdin.write(OPENFACE.encode() + b"\n1,0,1,1\n2,1,1,1\n")
+            importing.stdin.flush()
+            self.assertIn(b"header", importing.stdout.readline())
+            self.assertIn(b"observation", importing.stdout.readline())
+            importing.stdout.close()
+            importing.stdin.write(b"3,2,1,1\n4,3,1,1\n")
+            importing.stdin.flush()
+            self.assertEqual(importing.stderr.read(), b"")
+            importing.stdin.close()

@@ -1,35 +1,18 @@
-"""Describes recordings with the tool whose path is in ZORVEL, and looks at what it tells."""
+"""Describes recordings and types, and looks at what is told."""
 
 import json
-import os
 import random
 import statistics
-import subprocess
-import tempfile
-import unittest
 
-TOOL = os.environ["ZORVEL"]
-SECOND = 10**9
-START = 1_700_000_000 * SECOND
-
-
-def line(seconds, event, **keys):
-    return {"time": START + round(seconds * SECOND), "event": event, **keys}
+from tool import SECOND, START, FolderTest, line, lines, run
 
 
 def at(seconds, **keys):
     return {**keys, "time": START + round(seconds * SECOND)}
 
 
-def run(content, *options):
-    if not isinstance(content, str):
-        content = "".join(json.dumps(entry) + "\n" for entry in content)
-    return subprocess.run([TOOL, "info", "-", *options], input=content, capture_output=True,
-                          text=True)
-
-
-def described(content):
-    return json.loads(run(content, "--json").stdout)
+def described(entries):
+    return json.loads(run("info", "-", "--json", input=lines(*entries)).stdout)
 
 
 def healthy(count=120, period=1 / 30, person=lambda cycle: 1, **change):
@@ -47,7 +30,7 @@ def healthy(count=120, period=1 / 30, person=lambda cycle: 1, **change):
                    **{name: field for name, field in fields.items() if field})
 
 
-class InfoTest(unittest.TestCase):
+class InfoTest(FolderTest):
     maxDiff = None
 
     def test_counts_by_hand(self):
@@ -209,29 +192,26 @@ class InfoTest(unittest.TestCase):
         found = [f"-: warning: {each['text']}" for each in described(entries)["findings"]
                  if each["kind"] != "beyond_limits"]
         self.assertEqual(len(found), 3, found)
-        content = "".join(json.dumps(entry) + "\n" for entry in entries)
-        with tempfile.TemporaryDirectory() as folder:
-            for options in (["replay", "-", "-o", folder], ["replay", "-", "--timeline", "-"],
-                            ["report", "-", "-o", folder + "/report.html"]):
-                warned = subprocess.run([TOOL, *options], input=content, capture_output=True,
-                                        text=True).stderr.splitlines()
-                self.assertEqual(warned, found, options)
-            quiet = subprocess.run([TOOL, "replay", "-", "-q", "-o", folder], input=content,
-                                   capture_output=True, text=True)
-            self.assertEqual(quiet.stderr, "")
+        for options, expected in ((["replay", "-", "-o", self.folder], found),
+                                  (["replay", "-", "--timeline", "-"], found),
+                                  (["report", "-", "-o", self.folder / "report.html"], found),
+                                  (["replay", "-", "-q", "-o", self.folder], [])):
+            warned = run(*options, input=lines(*entries)).stderr.splitlines()
+            self.assertEqual(warned, expected, options)
 
     def test_a_bad_line_ends_it_after_what_came_before(self):
         entries = [*healthy(person=lambda cycle: cycle // 8, count=240), line(9, "oops")]
-        result = run(entries)
+        result = run("info", "-", input=lines(*entries))
         self.assertEqual((result.returncode, result.stderr),
                          (1, '-:241: event: "oops" is not an event\n'))
         for text in ("observation           240", "and 10 more", "share 240 cycles"):
             self.assertIn(text, result.stdout)
         self.assertLessEqual(max(map(len, result.stdout.splitlines())), 100)
         self.assertEqual(described(entries)["error"], result.stderr.rstrip())
-        self.assertIn("--json", subprocess.run([TOOL, "info", "--help"], capture_output=True,
-                                               text=True, check=True).stdout)
 
-
-if __name__ == "__main__":
-    unittest.main()
+    def test_handles_are_bouncers_among_the_records_of_other_modules(self):
+        kinds = {record["class"]: record["kind"]
+                 for record in json.loads(run("types", "--json").stdout)}
+        self.assertEqual((len(kinds), set(kinds.values())), (13, {"plain", "bouncer"}))
+        self.assertEqual({name for name, kind in kinds.items() if kind == "bouncer"},
+                         {"::ZV::BodyLanguageState", "::ZV::PersonState"})

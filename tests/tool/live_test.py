@@ -1,36 +1,30 @@
-"""Feeds the service line by line, with the tool whose path is in ZORVEL."""
+"""Feeds the service line by line."""
 
-import csv
 import json
 import os
-import pathlib
 import signal
 import subprocess
 import sys
-import tempfile
 import time
-import unittest
 
-TOOL = os.environ["ZORVEL"]
-EXAMPLE = pathlib.Path(__file__).parents[2] / "examples" / "live" / "watch_mood.py"
+from tool import SOURCE, TOOL, FolderTest, lines, rows, run
 
-
-def run(text, *options):
-    return subprocess.run([TOOL, "live", *options], input=text, capture_output=True, text=True)
+EXAMPLE = SOURCE / "examples/live/watch_mood.py"
 
 
-def rows(text):
+def live(text, *options):
+    return run("live", *options, input=text)
+
+
+def answers(text):
     return [json.loads(line) for line in text.splitlines()]
 
 
-class LiveTest(unittest.TestCase):
+class LiveTest(FolderTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         self.recording = self.folder / "scene.jsonl"
-        subprocess.run([TOOL, "simulate", "--seconds", "20", "--output", self.recording],
-                       check=True)
+        run("simulate", "--seconds", "20", "--output", self.recording, check=True)
 
     def service(self, *options, **environment):
         process = subprocess.Popen([TOOL, "live", *options], text=True, stdin=subprocess.PIPE,
@@ -41,12 +35,11 @@ class LiveTest(unittest.TestCase):
         return process
 
     def test_on_the_recordings_clock_gives_what_replay_gives(self):
-        subprocess.run([TOOL, "replay", self.recording, "-q", "-o", self.folder], check=True)
-        result = run(self.recording.read_text(), "--clock", "recording")
+        run("replay", self.recording, "-q", "-o", self.folder, check=True)
+        result = live(self.recording.read_text(), "--clock", "recording")
         self.assertEqual(result.returncode, 0, result.stderr)
-        states = [row for row in rows(result.stdout) if "valence" in row]
-        with open(self.folder / "timeline.csv", newline="") as file:
-            timeline = list(csv.DictReader(file))
+        states = [row for row in answers(result.stdout) if "valence" in row]
+        timeline = rows(self.folder / "timeline.csv")
         self.assertEqual(len(states), len(timeline))
         for state, row in zip(states, timeline):
             values = {}
@@ -58,8 +51,8 @@ class LiveTest(unittest.TestCase):
             # Both texts are shortest digits of the same float.
             self.assertEqual(values, {name: float(row[name]) for name in values})
             self.assertEqual(set(row) - set(values), {"seconds", "event", "visit"})
-        self.assertEqual(len([row for row in rows(result.stdout) if "label" in row]),
-                         len((self.folder / "scopes.csv").read_text().splitlines()) - 1)
+        self.assertEqual(len([row for row in answers(result.stdout) if "label" in row]),
+                         len(rows(self.folder / "scopes.csv")))
 
     def test_answers_each_line_at_once(self):
         service = self.service()
@@ -79,14 +72,14 @@ class LiveTest(unittest.TestCase):
     def test_skips_bad_lines(self):
         text = '{"event":"activity","value":0}\n' + "x" * (16 * 2**20 + 1) + (
             '\n{"event":"activity"}\n{"event":"activity","value":0}\n')
-        result = run(text)
-        self.assertEqual((result.returncode, len(rows(result.stdout))), (1, 2))
+        result = live(text)
+        self.assertEqual((result.returncode, len(answers(result.stdout))), (1, 2))
         self.assertEqual(result.stderr.splitlines(), [
             "-:2: longer than 16777216 bytes", '-:3: lacks the key "value"',
             "bad lines skipped: 2"])
-        strict = run(text, "--strict")
-        self.assertEqual((strict.returncode, len(rows(strict.stdout))), (1, 1))
-        untimed = run('{"event":"movement"}', "--clock", "recording")
+        strict = live(text, "--strict")
+        self.assertEqual((strict.returncode, len(answers(strict.stdout))), (1, 1))
+        untimed = live('{"event":"movement"}', "--clock", "recording")
         self.assertIn('-:1: lacks the key "time"', untimed.stderr)
 
     def test_warns_once_of_readings_far_from_the_clock(self):
@@ -94,7 +87,7 @@ class LiveTest(unittest.TestCase):
             field_text = json.dumps({field: {**value, "time": int(seconds * 1e9)}})[1:-1]
             return f'{{"time":100000000000,"event":"observation","person":1,{field_text}}}\n'
 
-        result = run(observation(93, "distance", {"value": 1})
+        result = live(observation(93, "distance", {"value": 1})
                      + observation(92.999, "distance", {"value": 1})
                      + observation(92.999, "distance", {"value": 1})
                      + observation(80, "contextEmotion", {"emotion": 1, "duration": 5})
@@ -112,21 +105,21 @@ class LiveTest(unittest.TestCase):
                 "value": 1, "time": time.time_ns() + ahead * 10**9}}) + "\n"
 
         lines = touched(1, 3600) + touched(1, 3600) + touched(2, 3600)
-        result = run(lines + touched(3, 0))
-        self.assertEqual([row["valence"]["value"] > 0 for row in rows(result.stdout)],
+        result = live(lines + touched(3, 0))
+        self.assertEqual([row["valence"]["value"] > 0 for row in answers(result.stdout)],
                          [False, False, False, True])
         self.assertRegex(result.stderr, r"""\A-:1: warning: person 1: touchEmotion is from 3\d{3}\.\d{3} s in the future; such readings are left out
 -:3: warning: person 2: touchEmotion is .*
 readings from the future left out: 3
 \Z""")
-        allowed = run(lines, "--ahead", "7200")
-        self.assertEqual((allowed.stderr, rows(allowed.stdout)[0]["valence"]["value"] > 0), ("", True))
+        allowed = live(lines, "--ahead", "7200")
+        self.assertEqual((allowed.stderr, answers(allowed.stdout)[0]["valence"]["value"] > 0), ("", True))
         self.assertIn("is for the system's clock",
-                      run("", "--ahead", "1", "--clock", "recording").stderr)
+                      live("", "--ahead", "1", "--clock", "recording").stderr)
 
     def test_everybody_begins_anew_when_the_clock_is_set_back(self):
-        switch = self.folder / "set back"
-        service = self.service(LD_PRELOAD=os.environ["CLOCK_LIBRARY"], CLOCK_SET_BACK=str(switch),
+        offset = self.folder / "offset"
+        service = self.service(LD_PRELOAD=os.environ["CLOCK_LIBRARY"], CLOCK_OFFSET=str(offset),
                                ASAN_OPTIONS="verify_asan_link_order=0")
 
         def answer(*events):
@@ -137,7 +130,7 @@ readings from the future left out: 3
         seen = answer({"event": "start_recording", "person": 1, "scope": "s"},
                       {"event": "observation", "person": 1, "touchEmotion": {"value": 1}})
         self.assertGreater(seen["valence"]["value"], 0)
-        switch.touch()
+        offset.write_text("-3600")
         stopped = answer({"event": "stop_recording", "person": 1, "scope": "s"})
         self.assertEqual((stopped["label"], stopped["samples"]), ("error", 0))
         self.assertEqual(answer({"event": "not_seen", "person": 1})["valence"]["value"], 0)
@@ -153,8 +146,7 @@ readings from the future left out: 3
         later = [line(10**8 + second, "not_seen", person=1) for second in range(6)]
         events = [*unseen, line(2, "stop_recording", person=1, scope="s"), *later,
                   *2 * [line(10**8 + 9, "start_recording", person=1, scope="s")]]
-        result = run("".join(map(lambda event: json.dumps(event) + "\n", events)),
-                     "--clock", "recording")
+        result = live(lines(*events), "--clock", "recording")
         expected = ("-:3: warning: The time runs backwards", "-:6: warning: 1 scope closed without",
                     "-:7: warning: The time jumps ahead by 3.2 years",
                     "-:14: warning: 1 scope opened while open", "-: warning: No gaze or headPosture",
@@ -170,11 +162,11 @@ readings from the future left out: 3
 
         smile = ',"smile":{"value":1,"confidence":1},"expressions":{"joy":{"value":1,"confidence":1}}'
         scope = ',"scope":"s"'
-        result = run(line(0, "observation", smile) + line(0, "start_recording", scope)
+        result = live(line(0, "observation", smile) + line(0, "start_recording", scope)
                      + line(9, "not_seen") + line(10, "stop_recording", scope)
                      + line(10, "start_recording", scope) + line(10.001, "not_seen")
                      + line(10.001, "stop_recording", scope), "--clock", "recording", "--forget", "10")
-        first, before, kept, after, gone = rows(result.stdout)
+        first, before, kept, after, gone = answers(result.stdout)
         self.assertGreater(before["valence"]["value"], 0)
         self.assertEqual((kept["samples"], gone["label"]), (1, "error"))
         self.assertEqual(after["valence"]["value"], 0)
@@ -199,7 +191,3 @@ readings from the future left out: 3
                                 capture_output=True, text=True)
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertRegex(result.stdout, r"(?m)^\d+ person 1 is positive: valence 0\.\d+ \(")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,33 +1,26 @@
-"""Opens reports of the tool whose path is in ZORVEL in a browser, and uses them."""
+"""Opens reports in a browser, and uses them."""
 
-import csv
 import json
-import os
-import pathlib
 import re
 import struct
 import subprocess
-import tempfile
-import unittest
 import xml.etree.ElementTree
 
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
-from selenium.webdriver.support.wait import WebDriverWait
 
-from browser import start_browser
+import tool
+from browser import BrowserTest
+from tool import run
 
-TOOL = os.environ["ZORVEL"]
-START = 1_700_000_000_000_000_000
 DRAWN = """return charts.map(({dygraph}) => Array.from({length: dygraph.numRows()},
   (_, row) => [dygraph.getValue(row, 0), dygraph.getValue(row, 1)]))"""
 WINDOWS = "return charts.map(({dygraph}) => dygraph.xAxisRange())"
 
 
-def line(seconds, event, **keys):
-    return json.dumps({"time": START + round(seconds * 1e9), "event": event, **keys},
-                      ensure_ascii=False) + "\n"
+def line(*arguments, **keys):
+    return tool.lines(tool.line(*arguments, **keys))
 
 
 def smiling(seconds, person=1):
@@ -40,32 +33,35 @@ def single(text):
     return struct.unpack("f", struct.pack("f", float(text)))[0]
 
 
-class ReportTest(unittest.TestCase):
+def means_in(row):
+    return [f"{float(row[f'{name}_mean']):.2f} ({float(row[f'{name}_confidence']):.2f})"
+            for name in ("valence", "attention", "ease")]
+
+
+def shares_in(row):
+    """In percent."""
+    return [round(100 * float(row[mood])) for mood in ("positive", "neutral", "negative")]
+
+
+class ReportTest(BrowserTest):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
-        cls.browser = start_browser(cls.folder)
-        cls.addClassCleanup(cls.browser.quit)
+        super().setUpClass()
         cls.browser.get("about:blank")
         cls.browser.get_log("performance")  # of the browser's own first page
-        cls.script = cls.browser.execute_script
         cls.scene = cls.folder / "scene.jsonl"
-        subprocess.run([TOOL, "simulate", "--seconds", "60", "--output", cls.scene], check=True)
+        run("simulate", "--seconds", "60", "--output", cls.scene, check=True)
 
     def open(self, recording, status=0):
         """Opens the report of a file, or of lines."""
         page = self.folder / "page.html"
         page.unlink(missing_ok=True)
         is_text = isinstance(recording, str)
-        result = subprocess.run([TOOL, "report", "-" if is_text else recording, "-o", page],
-                                input=recording if is_text else None, text=True,
-                                capture_output=True)
+        result = run("report", "-" if is_text else recording, "-o", page,
+                     input=recording if is_text else None)
         self.assertEqual(result.returncode, status, result.stderr)
         self.browser.get(page.as_uri())
-        WebDriverWait(self.browser, 60).until(
-            lambda _: self.script("return document.readyState === 'complete' && !!recording"))
+        self.wait("document.readyState === 'complete' && recording")
         self.settle()
         return result
 
@@ -83,12 +79,13 @@ class ReportTest(unittest.TestCase):
 
     def timeline(self, recording):
         """The rows of the timeline, with their seconds since the recording's start."""
-        output = subprocess.run([TOOL, "replay", recording, "-q", "--timeline", "-"], check=True,
-                                capture_output=True, text=True).stdout
-        start = next(time for text in recording.read_text().splitlines()
-                     if (time := json.loads(text).get("time")))
-        rows = list(csv.DictReader(output.splitlines()))
-        return [{**row, "seconds": (int(row["time"]) - start) / 1e9} for row in rows]
+        run("replay", recording, "-q", "--forces", "-o", self.folder, check=True)
+        return [{**row, "seconds": float(row["seconds"])} for row in tool.rows(self.folder / "timeline.csv")]
+
+    def summary(self, recording):
+        """A row for each person. The tests of the module of Python add them up."""
+        run("replay", recording, "-q", "--summary", self.folder / "persons.csv", check=True)
+        return tool.rows(self.folder / "persons.csv")
 
     def test_shows_all_that_the_timeline_has(self):
         self.open(self.scene)
@@ -149,23 +146,14 @@ class ReportTest(unittest.TestCase):
 
     def test_sums_up(self):
         self.open(self.scene)
-        rows = self.timeline(self.scene)
         texts = [row.text.replace("−", "-")
                  for row in self.browser.find_elements(By.CSS_SELECTOR, "#summary tbody tr")]
-        for person, text in zip("123", texts, strict=True):
-            own = [row for row in rows if row["person"] == person]
-            for name in ("valence", "attention", "ease"):
-                value, confidence = (sum(float(row[column]) for row in own) / len(own)
-                                     for column in (name, f"{name}_confidence"))
-                self.assertIn(f"{value:.2f} ({confidence:.2f})", text)
-            for sign, mood in (("+", "1"), ("○", "0"), ("-", "-1")):
-                share = sum(row["mood"] == mood for row in own) / len(own)
-                self.assertIn(f"{sign} {100 * share:.0f} %", text)
-            self.assertIn(f"Person {person} {len(own):,} ", text)
-        subprocess.run([TOOL, "replay", self.scene, "-q", "-o", self.folder], check=True)
-        with open(self.folder / "scopes.csv", newline="") as file:
-            closed = [(row["person"], row["scope"], row["label"], row["samples"])
-                      for row in csv.DictReader(file)]
+        for row, text in zip(self.summary(self.scene), texts, strict=True):
+            shares = [f"{sign} {share} %" for sign, share in zip("+○-", shares_in(row))]
+            for expected in (f"Person {row['person']} {int(row['cycles']):,} ", *means_in(row), *shares):
+                self.assertIn(expected, text)
+        closed = [(row["person"], row["scope"], row["label"], row["samples"])
+                  for row in tool.rows(self.folder / "scopes.csv")]
         listed = self.script("""return recording.persons.flatMap(({id}) =>
           [...document.querySelectorAll(`#person${id} details tbody tr`)].map((row) =>
             [String(id), ...[4, 2, 3].map((column) => row.children[column].textContent)]))""")
@@ -256,14 +244,11 @@ class ReportTest(unittest.TestCase):
 
     def test_tells_what_moved_a_value(self):
         self.open(self.scene)
-        subprocess.run([TOOL, "replay", self.scene, "-q", "--forces", "-o", self.folder], check=True)
         own = [row for row in self.timeline(self.scene) if row["person"] == "1"]
         moves = {}
-        with open(self.folder / "forces.csv", newline="") as file:
-            for force in csv.DictReader(file):
-                key = (force["person"], force["quantity"], force["reason"], force["time"])
-                step = float(force["after"]) - float(force["before"])
-                moves[key] = moves.get(key, 0.0) + step
+        for force in tool.rows(self.folder / "forces.csv"):
+            key = (force["person"], force["quantity"], force["reason"], force["time"])
+            moves[key] = moves.get(key, 0.0) + float(force["after"]) - float(force["before"])
         told = self.script("""return ["valence", "attention"].flatMap((name) =>
           recording.persons[0][name].moves.map(({reason, rows}) => [name, reason, [...rows]]))""")
         self.assertEqual(sorted((name, reason) for name, reason, _ in told),
@@ -304,20 +289,26 @@ class ReportTest(unittest.TestCase):
         button = self.browser.find_element(By.CSS_SELECTOR, f"#person{person} button")
         self.assertEqual(button.text, "Save as SVG")
         button.click()
-        file, = WebDriverWait(self.browser, 20).until(
-            lambda _: list((self.folder / "saved").glob(f"*Person {person}.svg")))
+        file, = self.until(lambda: list((self.folder / "saved").glob(f"*Person {person}.svg")))
         picture = xml.etree.ElementTree.parse(file).getroot()
         file.unlink()
         return picture
 
-    def test_saves_what_is_shown_as_a_picture(self):
+    def test_saves_what_is_shown_as_a_picture_for_light_paper(self):
         self.open(self.scene)
-        self.emulate_dark()
+        colours = """return [getComputedStyle(document.body).backgroundColor, colorOf("text"),
+                             charts[0].dygraph.getColors()[0]]"""
+        light = self.script(colours)
+        self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.setEmulatedMedia", {"features": []})
+        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {
+            "features": [{"name": "prefers-color-scheme", "value": "dark"}]})
+        self.settle()
+        dark = self.script(colours)
+        self.assertTrue(all(one != other for one, other in zip(light, dark)), dark)
         self.script("setShown(36, 48)")  # everybody leaves and comes again
         self.settle()
-        colour = self.script("return colorOf('text')")
         picture = self.save_as_svg(1)
-        self.assertEqual(self.script("return colorOf('text')"), colour)
+        self.assertEqual(self.script(colours), dark)
         svg = "{http://www.w3.org/2000/svg}"
         texts = ["".join(text.itertext()) for text in picture.iter(f"{svg}text")]
         for expected in ("Person 1 · scene.jsonl", "Time since the recording's start (m:ss)",
@@ -364,8 +355,7 @@ class ReportTest(unittest.TestCase):
     def open_several(self, *arguments, status=0):
         page = self.folder / "page.html"
         page.unlink(missing_ok=True)
-        result = subprocess.run([TOOL, "report", *arguments, "-o", page], text=True,
-                                capture_output=True)
+        result = run("report", *arguments, "-o", page)
         self.assertEqual(result.returncode, status, result.stderr)
         self.browser.get("about:blank")  # another address of the same page would not load it anew
         self.browser.get(page.as_uri())
@@ -383,8 +373,8 @@ class ReportTest(unittest.TestCase):
         folders = [self.folder / name for name in ("first", "second")]
         for seed, folder in enumerate(folders):
             folder.mkdir()
-            subprocess.run([TOOL, "simulate", "--seconds", "60", "--seed", str(seed + 3), "--output",
-                            folder / "<i>&.jsonl"], check=True)
+            run("simulate", "--seconds", "60", "--seed", str(seed + 3), "--output",
+                folder / "<i>&.jsonl", check=True)
         recordings = [folder / "<i>&.jsonl" for folder in folders]
         cut = self.folder / "cut.jsonl"
         cut.write_text(smiling(0) + smiling(3) + "no json\n" + smiling(9))
@@ -399,28 +389,18 @@ class ReportTest(unittest.TestCase):
                          [str(name) for name in recordings for _ in range(3)]
                          + ["cut.jsonl", "none.jsonl"])
         self.assertEqual(table[6][1:4], ["Person 1", "0:03.0", "2"])
-        for path, rows in zip(recordings, (table[:3], table[3:6])):
-            timeline = self.timeline(path)
-            for person, cells in zip("123", rows, strict=True):
-                own = [row for row in timeline if row["person"] == person]
-                self.assertEqual((cells[1], cells[3]), (f"Person {person}", f"{len(own):,}"))
-                for name, cell in zip(("valence", "attention", "ease"), cells[4:7]):
-                    value, confidence = (sum(float(row[column]) for row in own) / len(own)
-                                         for column in (name, f"{name}_confidence"))
-                    self.assertEqual(cell, f"{value:.2f} ({confidence:.2f})")
-                shares = [sum(row["mood"] == mood for row in own) / len(own)
-                          for mood in ("1", "0", "-1")]
-                self.assertEqual([int(share) for share in re.findall(r"(\d+) %", cells[7])],
-                                 [round(100 * share) for share in shares])
-                attentive = sum(float(row["attention"]) > 0.5 for row in own) / len(own)
-                self.assertEqual(cells[8], f"{100 * attentive:.0f} %")
+        for path, those in zip(recordings, (table[:3], table[3:6])):
+            for row, cells in zip(self.summary(path), those, strict=True):
+                self.assertEqual([cells[1], *cells[3:7]], [
+                    f"Person {row['person']}", f"{int(row['cycles']):,}", *means_in(row)])
+                self.assertEqual(list(map(int, re.findall(r"(\d+) %", cells[7]))), shares_in(row))
+                self.assertEqual(cells[8], f"{100 * float(row['attentive']):.0f} %")
                 changes = re.findall(r"(\w+) ([-+.\d]+) at (\d+):([.\d]+)", cells[9])
                 self.assertEqual([change[0] for change in changes], ["valence", "attention"])
                 for name, change, minutes, seconds in changes:
-                    at = 60 * int(minutes) + float(seconds)
-                    near = [float(row[name]) for row in own if at - 1.1 < row["seconds"] < at + 0.1]
-                    self.assertTrue(any(abs(later - earlier - float(change)) < 6e-4
-                                        for earlier in near for later in near), cells)
+                    self.assertAlmostEqual(float(change), float(row[f"{name}_change"]), delta=6e-4)
+                    self.assertAlmostEqual(60 * int(minutes) + float(seconds),
+                                           float(row[f"{name}_change_at"]), delta=0.06)
         self.check_pages_of_recordings(recordings)
 
     def check_pages_of_recordings(self, recordings):
@@ -430,7 +410,7 @@ class ReportTest(unittest.TestCase):
             link = f"#summary a[href='#recording{number}person2']"
             self.browser.find_element(By.CSS_SELECTOR, link).click()
             self.browser.switch_to.frame(self.browser.find_element(By.TAG_NAME, "iframe"))
-            WebDriverWait(self.browser, 60).until(lambda _: self.script("return scrollY > 0"))
+            self.wait("scrollY > 0")
             self.browser.find_element(By.CSS_SELECTOR, "#summary a[href='#person3']").click()
             self.settle()
             self.assertLess(self.script("return person3.getBoundingClientRect().top"), 100)
@@ -469,9 +449,8 @@ class ReportTest(unittest.TestCase):
                 self.assertAlmostEqual(risen, rise / whole * width, delta=0.02)
         before = (self.folder / "page.html").read_bytes()
         for other, message in ((self.scene, "scene.jsonl: has no scope"), ("none", "none: No such")):
-            result = subprocess.run([TOOL, "report", *recordings, other, "--align", "</script>",
-                                     "-o", self.folder / "page.html"], text=True,
-                                    capture_output=True)
+            result = run("report", *recordings, other, "--align", "</script>", "-o",
+                         self.folder / "page.html")
             self.assertEqual(result.returncode, 1)
             self.assertIn(message, result.stderr)
         self.assertEqual((self.folder / "page.html").read_bytes(), before)
@@ -572,24 +551,3 @@ class ReportTest(unittest.TestCase):
         self.assertIn("-:2: ", result.stderr)
         self.assertIn("-:2: ", self.browser.find_element(By.ID, "failure").text)
         self.assertEqual(len(self.script(DRAWN)[0]), 1)
-
-    def emulate_dark(self):
-        dark = {"features": [{"name": "prefers-color-scheme", "value": "dark"}]}
-        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", dark)
-        self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.setEmulatedMedia",
-                        {"features": []})
-        self.settle()
-
-    def test_follows_the_readers_colours(self):
-        self.open(self.scene)
-        colours = """return [getComputedStyle(document.body).backgroundColor,
-                             charts[0].dygraph.getColors()[0]]"""
-        light = self.script(colours)
-        self.emulate_dark()
-        for one, other in zip(light, self.script(colours), strict=True):
-            self.assertNotEqual(one, other)
-        self.assertEqual(len(self.script(DRAWN)), 22)
-
-
-if __name__ == "__main__":
-    unittest.main()

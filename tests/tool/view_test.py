@@ -1,22 +1,22 @@
-"""Runs the live service of the tool whose path is in ZORVEL, as its senders and pages see it."""
+"""Runs the live service, as its senders and pages see it."""
 
 import asyncio
 import collections
 import json
 import os
-import pathlib
 import re
 import resource
+import select
 import signal
 import socket
 import subprocess
-import tempfile
 import unittest
 import urllib.request
 
 import websockets
 
-TOOL = os.environ["ZORVEL"]
+from tool import TOOL, new_folder, run, start_view
+
 WAIT = 20  # seconds that anything may take
 
 
@@ -30,18 +30,13 @@ def observation(person, **fields):
 
 def replay(record):
     """What the service said to standard output while it made the record."""
-    with open(record) as lines:
-        return subprocess.run([TOOL, "live", "--clock", "recording"], stdin=lines,
-                              capture_output=True, check=True).stdout
+    return run("live", "--clock", "recording", input=record.read_text(), check=True).stdout
 
 
 class Service:
-    """A service on a free port. Standard input and output are pipes unless given."""
-
-    def __init__(self, *options, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, **others):
-        self.process = subprocess.Popen([TOOL, "view", "--port", "0", *options], stdin=stdin,
-                                        stdout=stdout, stderr=subprocess.PIPE, text=True, **others)
-        self.port = int(re.search(r"http://\S+:(\d+)/", self.process.stderr.readline())[1])
+    def __init__(self, test, *options, **others):
+        self.process = start_view(test, *options, **others)
+        self.port = self.process.port
 
     def connect(self, path, **options):
         return websockets.connect(f"ws://127.0.0.1:{self.port}/{path}",
@@ -84,23 +79,28 @@ async def told(page, until):
 
 class ViewTest(unittest.IsolatedAsyncioTestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = new_folder(self.addCleanup)
         self.record = self.folder / "record.jsonl"
 
-    def service(self, *options, **others):
-        service = Service(*options, **others)
-        self.addCleanup(service.process.communicate)
-        self.addCleanup(service.process.kill)
-        return service
+    def service_with_clock(self, *options, **others):
+        """A service, and what moves its clock by seconds."""
+        offset = self.folder / "offset"
+
+        def move_clock(seconds):
+            written = self.folder / "written"
+            written.write_text(str(seconds))
+            written.rename(offset)
+
+        return Service(self, *options, **others, env={
+            **os.environ, "LD_PRELOAD": os.environ["CLOCK_LIBRARY"], "CLOCK_OFFSET": str(offset),
+            "ASAN_OPTIONS": "verify_asan_link_order=0"}), move_clock
 
     async def test_the_record_replays_to_the_states_that_were_sent(self):
         states = self.folder / "states.jsonl"
         scene = self.folder / "scene.jsonl"
-        subprocess.run([TOOL, "simulate", "--seconds", "30", "--people", "2", "-o", scene], check=True)
+        run("simulate", "--seconds", "30", "--people", "2", "-o", scene, check=True)
         with open(states, "w") as output:
-            service = self.service("--record", self.record, "--forget", "0.3",
+            service = Service(self, "--record", self.record, "--forget", "0.3",
                                    stdin=subprocess.PIPE, stdout=output)
         async with service.connect("states") as page:
             telling = asyncio.create_task(told(page, lambda line: line.get("scope") == "the end"))
@@ -115,37 +115,49 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             service.process.stdin.flush()
             lines = await telling
         self.assertEqual(service.end()[0], 0)
-        self.assertEqual(replay(self.record), states.read_bytes())
+        self.assertEqual(replay(self.record), states.read_text())
         sent = [json.loads(line) for line in states.read_text().splitlines()]
         self.assertGreater(len(sent), 1000)
         self.assertEqual([line for line in lines if "removed" not in line and "time" in line], sent)
         # Person 7 was forgotten, and those of the scene left.
         self.assertEqual({line["person"] for line in lines if "removed" in line}, {1, 2, 7})
         self.assertIn('"source":"zorvel view"', self.record.read_text().splitlines()[0])
-        self.assertNotEqual(subprocess.run([TOOL, "view", "--port", "0", "--record", self.record],
-                                           stdin=subprocess.DEVNULL, capture_output=True).returncode, 0)
+        self.assertNotEqual(run("view", "--port", "0", "--record", self.record, input="").returncode, 0)
 
     async def test_a_clock_set_back_begins_another_record(self):
-        states, setback = self.folder / "states.jsonl", self.folder / "set back"
-        environment = {**os.environ, "LD_PRELOAD": os.environ["CLOCK_LIBRARY"],
-                       "CLOCK_SET_BACK": str(setback),
-                       "ASAN_OPTIONS": "verify_asan_link_order=0"}
+        states = self.folder / "states.jsonl"
         with open(states, "w") as output:
-            service = self.service("--record", self.record, stdout=output, env=environment)
+            service, move_clock = self.service_with_clock("--record", self.record, stdout=output)
         room = event("movement") + "\n" + event("activity", value=0.2)
         async with service.connect("states") as page, service.connect("events") as sender:
             await sender.send(f"{observation(1)}\n{observation(2)}\n{room}")
             await told(page, lambda line: "agitation" in line)
-            setback.touch()
+            move_clock(-3600)
             await sender.send(f"{observation(1)}\n{room}")
             lines = await told(page, lambda line: "agitation" in line)
         self.assertEqual({line["person"] for line in lines if "removed" in line}, {1, 2})
         self.assertIn("the clock was set back by 3", service.end()[1])
         self.assertEqual(replay(self.record) + replay(self.folder / "record-2.jsonl"),
-                         states.read_bytes())
+                         states.read_text())
+
+    async def test_who_comes_late_learns_how_things_are(self):
+        service, move_clock = self.service_with_clock()
+        async with service.connect("events") as sender:
+            for person, seconds in ((1, 0), (2, 59), (3, 61)):
+                move_clock(seconds)
+                await sender.send(observation(person) + "\nlast")
+                await heard(sender)
+            # What happened within the last minute, below the header.
+            minute = [json.loads(line).get("person") for line in service.get("recording").splitlines()]
+            self.assertEqual(minute, [None, 2, 3])
+            await sender.send(event("activity", value=0.2) + "\nlast")
+            await heard(sender)
+        async with service.connect("states") as late:
+            lines = await told(late, lambda line: "agitation" in line)
+        self.assertEqual([line["person"] for line in lines if "valence" in line], [1, 2, 3])
 
     async def test_ids_belong_to_who_uses_them_first(self):
-        service = self.service()
+        service = Service(self)
         people = '{"request":"people","count":3%s}'
         async with service.connect("events") as first, service.connect("events") as second:
             await first.send(observation(1) + "\n" + people % "")
@@ -165,7 +177,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual(answers[1]["people"]["first"], 1000000)
 
     async def test_strangers_are_refused(self):
-        service = self.service("--host", "Robot.local")
+        service = Service(self, "--host", "Robot.local")
         socket_keys = ("Connection: Upgrade\nUpgrade: websocket\nSec-WebSocket-Version: 13\n"
                        "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\n\n")
         own = "Host: 127.0.0.1:PORT\n"
@@ -186,22 +198,27 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                 ("GET / HTTP/1.1\n" + own + "Long: " + "x" * 9000 + "\n\n", "400"),
                 ("nonsense\n\n", "400")):
             self.assertIn(f" {status} ", service.request(text) + " ", text)
-        with urllib.request.urlopen(f"http://localhost:{service.port}/", timeout=WAIT) as page:
-            policy = page.headers["Content-Security-Policy"]
-            self.assertRegex(policy, "default-src 'none'.*sha256")
-            self.assertNotIn("unsafe", policy.replace("'wasm-unsafe-eval'", ""))  # of the camera
+        for path in ("health", "recording", ""):
+            with urllib.request.urlopen(f"http://localhost:{service.port}/{path}", timeout=WAIT) as page:
+                for name, value in (("Cross-Origin-Resource-Policy", "same-origin"),
+                                    ("X-Content-Type-Options", "nosniff"),
+                                    ("Referrer-Policy", "no-referrer"), ("Cache-Control", "no-store")):
+                    self.assertEqual(page.headers[name], value, path)
+                self.assertNotIn("Access-Control-Allow-Origin", page.headers)
+        policy = page.headers["Content-Security-Policy"]
+        self.assertRegex(policy, "default-src 'none'.*sha256.*frame-ancestors 'none'")
+        self.assertNotIn("unsafe", policy.replace("'wasm-unsafe-eval'", ""))  # of the camera
         for options, status in ((["--address", "0.0.0.0"], 2), (["--address", "nowhere"], 2),
                                 (["--port", str(service.port), "--record", self.record], 1)):
-            result = subprocess.run([TOOL, "view", *options], stdin=subprocess.DEVNULL,
-                                    capture_output=True, text=True, timeout=WAIT)
+            result = run("view", *options, input="", timeout=WAIT)
             self.assertEqual(result.returncode, status, result.stderr)
         self.assertIn("Address already in use", result.stderr)
         self.assertFalse(self.record.exists())
-        open_to_all = self.service("--address", "0.0.0.0", "--host", "robot.local")
+        open_to_all = Service(self, "--address", "0.0.0.0", "--host", "robot.local")
         self.assertIn("whoever reaches this machine", open_to_all.process.stderr.readline())
 
     async def test_limits(self):
-        service = self.service()
+        service = Service(self)
         # The service ends a handshake that never completes. Meanwhile:
         slow = socket.create_connection(("127.0.0.1", service.port), WAIT)
         self.addCleanup(slow.close)
@@ -225,15 +242,15 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             sender.transport.abort()
         connections = [socket.create_connection(("127.0.0.1", service.port), WAIT)
                        for _ in range(64)]
-        connections[-1].settimeout(3)  # before a handshake would end
         self.assertEqual(connections[-1].recv(1), b"")  # the slow one makes it one too many
+        self.assertEqual(select.select([slow], [], [], 0)[0], [])
         for connection in connections:
             connection.close()
         self.assertEqual(slow.recv(1), b"")
         self.assertEqual(service.health()["status"], "ok")
 
     async def test_a_page_that_does_not_keep_up_gets_the_newest(self):
-        service = self.service()
+        service = Service(self)
         async with service.connect("states", max_queue=1) as page, service.connect("events") as sender:
             await page.send('{"forces":true}')
             await told(page, lambda line: "status" in line)
@@ -257,7 +274,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertIn(99, {line.get("person") for line in lines})
 
     async def test_a_stalled_output_stops_nobody(self):
-        service = self.service(stdout=subprocess.PIPE)
+        service = Service(self, stdout=subprocess.PIPE)
         async with service.connect("events") as sender:
             for _ in range(200):
                 await sender.send("\n".join([observation(1)] * 20))
@@ -271,7 +288,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(len(states.splitlines()) + dropped, 4000)
 
     async def test_bad_lines_and_ends(self):
-        service = self.service(stdin=subprocess.PIPE)
+        service = Service(self, stdin=subprocess.PIPE)
         async with service.connect("states") as page, service.connect("events") as sender:
             service.process.stdin.write('{"event":"<b>"}\n')
             service.process.stdin.flush()
@@ -287,12 +304,11 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         for text, options, expected in ((observation(1), ["--until-end"], 0),
                                         ("oops", ["--until-end"], 1),
                                         ("oops", ["--strict"], 1)):
-            result = subprocess.run([TOOL, "view", "--port", "0", *options], input=text, text=True,
-                                    capture_output=True, timeout=WAIT)
+            result = run("view", "--port", "0", *options, input=text, timeout=WAIT)
             self.assertEqual(result.returncode, expected, result.stderr)
 
     async def test_the_record_is_whole_whatever_ends_it(self):
-        killed = self.service("--record", self.record)
+        killed = Service(self, "--record", self.record)
         async with killed.connect("events") as sender:
             await sender.send("\n".join([observation(1)] * 500) + "\nlast")
             await heard(sender)
@@ -302,7 +318,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(len(replay(self.record).splitlines()), 500)
 
         full = self.folder / "full.jsonl"
-        service = self.service("--record", full, preexec_fn=lambda: resource.setrlimit(
+        service = Service(self, "--record", full, preexec_fn=lambda: resource.setrlimit(
             resource.RLIMIT_FSIZE, (4096, 4096)))
         async with service.connect("events") as sender:
             await sender.send("\n".join([observation(1)] * 500) + "\nlast")
@@ -314,7 +330,3 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(status, 1)
         self.assertEqual(error.count("File too large"), 2, error)  # when it happens, and in the end
         self.assertGreater(len(replay(full).splitlines()), 10)
-
-
-if __name__ == "__main__":
-    unittest.main()

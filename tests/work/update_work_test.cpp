@@ -41,6 +41,7 @@ class CountingClock : public ku::Clock {
 };
 
 struct Counts {
+  int forces;
   long readings;
   long locks;
   long allocations;
@@ -51,46 +52,33 @@ Counts countUpdate(int rate, bool newFace) {
   CountingClock clock;
   const ku::ClockScope scope(clock);
   ZV::SocialGraph graph;
+  int forces = 0;
+  graph.update(1, [&forces](ZV::Person& seen) {
+    seen.personState.setForceObserver([&forces](const ZV::Force&) { ++forces; });
+  });
   Counts counts{};
   for (int cycle = 0; cycle < 25 * rate; ++cycle) {
     clock.time += period(rate);
     ZV::PersonObservation observation = observeAll();
     if (!newFace) observation.smile->timestamp = observation.expressions->timestamp = Time();
+    forces = 0;
     clock.readings = 0;
     locked = 0;
     const long allocationsBefore = allocationCount();
     graph.update(1, [&observation](ZV::Person& seen) { seen.update(observation); });
-    counts = {clock.readings, locked, allocationCount() - allocationsBefore};
+    counts = {forces, clock.readings, locked, allocationCount() - allocationsBefore};
   }
   return counts;
-}
-
-/// The number of forces that an observer sees in the last of many updates.
-int countForces(int rate) {
-  CountingClock clock;
-  const ku::ClockScope scope(clock);
-  ZV::SocialGraph graph;
-  int forces = 0;
-  for (int cycle = 0; cycle < 25 * rate; ++cycle) {
-    clock.time += period(rate);
-    forces = 0;
-    graph.update(1, [&forces](ZV::Person& seen) {
-      seen.personState.setForceObserver([&forces](const ZV::Force&) { ++forces; });
-      seen.update(observeAll());
-    });
-  }
-  return forces;
 }
 
 bool printWork(int rate) {
   const NeededWork needed{Windows(rate)};
   const Counts counted = countUpdate(rate, true);
   const Counts withoutNewFace = countUpdate(rate, false);
-  const int forces = countForces(rate);
   std::printf("%5d %15d %9ld %16d %8d %9d %11d %9ld %12ld, %ld\n", rate, needed.clockReadings,
-              counted.readings, needed.errorFunctions, needed.forces, forces, needed.lockPairs,
-              counted.locks, counted.allocations, withoutNewFace.allocations);
-  return forces == needed.forces && counted.readings == needed.clockReadings &&
+              counted.readings, needed.errorFunctions, needed.forces, counted.forces,
+              needed.lockPairs, counted.locks, counted.allocations, withoutNewFace.allocations);
+  return counted.forces == needed.forces && counted.readings == needed.clockReadings &&
          counted.locks == needed.lockPairs && counted.allocations <= 2 &&
          withoutNewFace.allocations == 0;
 }

@@ -28,11 +28,6 @@ class Card {
 
   draw(now) {
     this.curves.draw(now);
-    const { person } = this;
-    if (!person.isNew) return;
-    person.isNew = false;
-    person.drawnTime = person.time;
-    person.drawnAt = Date.now() / 1e3;
   }
 
   // Less often than the curves, so that they can be read.

@@ -11,14 +11,12 @@ class Person {
     this.id = id;
     this.bins = [];  // of the last minute, the oldest first
     this.forces = [];  // of the last second
-    this.isNew = true;  // since it was drawn
   }
 
   add(line) {
     const time = line.time / 1e9;
     this.state = line;
     this.time = time;
-    this.isNew = true;
     this.addToBins(time, line);
     for (const { quantity, reason, before, after } of line.forces ?? []) {
       if (quantity === "valence" || quantity === "attention") {

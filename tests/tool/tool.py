@@ -1,0 +1,71 @@
+"""The tool under test, whose path is in ZORVEL, and what its tests share."""
+
+import csv
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+TOOL = os.environ["ZORVEL"]
+SOURCE = pathlib.Path(__file__).parents[2]
+SECOND = 10**9
+START = 1_700_000_000 * SECOND
+
+
+def run(*arguments, **settings):
+    """Its texts and exit status; with `check=True` it has to succeed."""
+    return subprocess.run([TOOL, *arguments],
+                          **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True,
+                             **settings})
+
+
+def line(seconds, event, **keys):
+    """An entry of a recording."""
+    return {"time": START + round(seconds * SECOND), "event": event, **keys}
+
+
+def lines(*entries):
+    """The entries as they stand in a recording."""
+    return "".join(json.dumps(entry, ensure_ascii=False) + "\n" for entry in entries)
+
+
+def rows(path):
+    """Of a table with the names of its columns."""
+    with open(path, newline="") as file:
+        return list(csv.DictReader(file))
+
+
+def recalculated(recording, folder):
+    """What an independent program says of a replay's files, once it agrees with them."""
+    program = SOURCE / "tests/tool/recalculate.py"
+    check = subprocess.run([sys.executable, "-B", program, recording, "--compare", folder],
+                           capture_output=True, text=True)
+    assert check.returncode == 0, check.stdout + check.stderr
+    return check.stdout
+
+
+def new_folder(add_cleanup):
+    folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
+    add_cleanup(folder.cleanup)
+    return pathlib.Path(folder.name)
+
+
+class FolderTest(unittest.TestCase):
+    """Each test has a folder of its own."""
+
+    def setUp(self):
+        self.folder = new_folder(self.addCleanup)
+
+
+def start_view(test, *options, port=0, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, **others):
+    """A service on the port, or on a free one, until the test ends."""
+    service = subprocess.Popen([TOOL, "view", "--port", str(port), *options], stdin=stdin,
+                               stdout=stdout, stderr=subprocess.PIPE, text=True, **others)
+    test.addCleanup(service.communicate)
+    test.addCleanup(service.kill)
+    service.port = int(re.search(r"http://\S+:(\d+)/", service.stderr.readline())[1])
+    return service
