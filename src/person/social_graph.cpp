@@ -3,8 +3,11 @@
 #include <boost/thread/lock_types.hpp>
 
 namespace ZV {
+namespace {
 
 using Lock = boost::unique_lock<boost::mutex>;
+
+}  // namespace
 
 void SocialGraph::add(std::int32_t id) {
   const Lock lock(_mutex);
