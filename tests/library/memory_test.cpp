@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <set>
+#include <type_traits>
+
 #include "simulated_person.hpp"
 
 namespace ZV {
@@ -59,22 +62,42 @@ TEST(ShortTermMemory, ReadsTheClockForEveryEntryAndStopsForgettingWhereThatThrow
   }
 }
 
-TEST(PersonMemory, FilesEveryFieldAndForgetsByChannel) {
+TEST(PersonMemory, FilesEachFieldInAChannelOfItsOwn) {
   SimulatedPerson subject;
-  PersonMemory& memory = subject.person.personMemory;
-  auto& m = memory._record();
-  memory.add(allChannelsAt(0));
+  auto& m = subject.person.personMemory._record();
+  subject.person.personMemory.add(allChannelsAt(0));
   EXPECT_EQ(textOf(m.lookingAtRobot.youngest().value, m.faceDetected.youngest().value,
                    m.distance.youngest().value, m.asrEmotion.youngest().value),
             "1 0 1.25 0.75");  // fields of one type do not take each other's place
-  for (const int time : {7000, 7001, 20'000, 20'001}) {
-    subject.clock.set(at(time));
-    memory.add(PersonObservation());
-    m.forEachChannel([&](auto& channel, auto /*field*/) {
-      const bool isContext = static_cast<void*>(&channel) == &m.contextEmotion;
-      EXPECT_EQ(channel.size(), time <= (isContext ? 20'000 : 7000) ? 1u : 0u) << time;
+}
+
+TEST(PersonMemory, KeepsWhatTheTableOfFieldsSaysAndMovesWhatItPulls) {
+  zorvel::forEachField([](std::size_t /*index*/, const auto& field) {
+    SimulatedPerson subject;
+    std::set<Quantity> pulled;
+    subject.person.personState.setForceObserver([&pulled](const Force& force) {
+      if (force.reason != force_reasons::noObservation.name) pulled.insert(force.quantity);
     });
-  }
+    PersonObservation observation;
+    zorvel::fillField(field, observation, at(0), [](const auto& /*kind*/, auto& number) {
+      number = std::decay_t<decltype(number)>(1);
+    });
+    subject.person.update(observation);
+    EXPECT_EQ(pulled.count(field.pulls.value_or(Quantity::Valence)), field.pulls ? 1u : 0u)
+        << field.name;
+    const int limit = field.name == "contextEmotion" ? 20'000 : 7000;
+    EXPECT_EQ(field.memory.value_or(milliseconds(limit)).count(), limit) << field.name;
+    for (const int time : {7000, 7001, 20'000, 20'001}) {
+      subject.clock.set(at(time));
+      std::size_t size = 0;
+      subject.person.personMemory._record().forEachChannel([&](auto& channel, auto member) {
+        if constexpr (std::is_same_v<decltype(member), decltype(field.member)>) {
+          if (member == field.member) size = channel.size();
+        }
+      });
+      EXPECT_EQ(size, field.memory && time <= limit ? 1u : 0u) << field.name << ' ' << time;
+    }
+  });
 }
 
 }  // namespace
