@@ -44,7 +44,8 @@ def main(video, rate="15"):
             raise SystemExit(1)
         recording = pathlib.Path(save.get_attribute("download"))
         save.click()
-        WebDriverWait(browser, 30).until(lambda _: recording.exists())
+        # Before it is whole, the browser keeps its name with an empty file.
+        WebDriverWait(browser, 30).until(lambda _: recording.exists() and recording.stat().st_size)
         print(recording)
     finally:
         browser.quit()

@@ -223,7 +223,7 @@ class CameraTest(BrowserTest):
         self.wait_for_text("The recording is made.")
         self.browser.find_element(By.ID, "save-video").click()
         saved = self.folder / "two people.jsonl"
-        self.until(saved.exists)
+        self.until(lambda: saved.exists() and saved.stat().st_size)
         header, *events = [json.loads(line) for line in saved.read_text().splitlines()]
         self.assertEqual(header["event"], "header")
         times = sorted({event["time"] for event in events})
