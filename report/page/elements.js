@@ -6,8 +6,7 @@ function element(name, attributes = {}, ...children) {
   return made;
 }
 
-// Fills a table. Each column has a title, in small what stands below it and, if it holds numbers, a
-// class.
+// Fills a table. A column has a title, perhaps `small` words below it, and the class of its cells.
 function fillTable(table, columns, rows) {
   const head = element("tr");
   for (const { title, small, ...attributes } of columns) {

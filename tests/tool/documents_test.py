@@ -126,7 +126,3 @@ class DocumentsTest(unittest.TestCase):
         state, = (answer for answer in answers if "mood" in answer)
         self.assertLessEqual({name.replace("_", " ") for name in state[2:]},
                              set(", ".join(numbers).split(", ")))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -88,10 +88,10 @@ class LiveTest(FolderTest):
             return f'{{"time":100000000000,"event":"observation","person":1,{field_text}}}\n'
 
         result = live(observation(93, "distance", {"value": 1})
-                     + observation(92.999, "distance", {"value": 1})
-                     + observation(92.999, "distance", {"value": 1})
-                     + observation(80, "contextEmotion", {"emotion": 1, "duration": 5})
-                     + observation(100.5, "asrEmotion", {"value": 1}), "--clock", "recording")
+                      + observation(92.999, "distance", {"value": 1})
+                      + observation(92.999, "distance", {"value": 1})
+                      + observation(80, "contextEmotion", {"emotion": 1, "duration": 5})
+                      + observation(100.5, "asrEmotion", {"value": 1}), "--clock", "recording")
         self.assertEqual(result.returncode, 0)
         self.assertEqual(result.stderr.splitlines(), [
             "-:2: warning: person 1: distance is from 7.001 s ago, and remembered for 7 s; "
@@ -163,9 +163,9 @@ readings from the future left out: 3
         smile = ',"smile":{"value":1,"confidence":1},"expressions":{"joy":{"value":1,"confidence":1}}'
         scope = ',"scope":"s"'
         result = live(line(0, "observation", smile) + line(0, "start_recording", scope)
-                     + line(9, "not_seen") + line(10, "stop_recording", scope)
-                     + line(10, "start_recording", scope) + line(10.001, "not_seen")
-                     + line(10.001, "stop_recording", scope), "--clock", "recording", "--forget", "10")
+                      + line(9, "not_seen") + line(10, "stop_recording", scope)
+                      + line(10, "start_recording", scope) + line(10.001, "not_seen")
+                      + line(10.001, "stop_recording", scope), "--clock", "recording", "--forget", "10")
         first, before, kept, after, gone = answers(result.stdout)
         self.assertGreater(before["valence"]["value"], 0)
         self.assertEqual((kept["samples"], gone["label"]), (1, "error"))

@@ -84,7 +84,8 @@ class ReportTest(BrowserTest):
 
     def summary(self, recording):
         """A row for each person. The tests of the module of Python add them up."""
-        run("replay", recording, "-q", "--summary", self.folder / "persons.csv", check=True)
+        run("replay", recording, "-q", "--summary", self.folder / "persons.csv", "-o", self.folder,
+            check=True)
         return tool.rows(self.folder / "persons.csv")
 
     def test_shows_all_that_the_timeline_has(self):

@@ -10,6 +10,7 @@ from tool import TOOL, run, start_view
 
 WAIT = 20  # seconds that anything may take
 
+
 def line(event, **keys):
     return json.dumps({"event": event, **keys}) + "\n"
 

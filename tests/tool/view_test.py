@@ -101,7 +101,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         run("simulate", "--seconds", "30", "--people", "2", "-o", scene, check=True)
         with open(states, "w") as output:
             service = Service(self, "--record", self.record, "--forget", "0.3",
-                                   stdin=subprocess.PIPE, stdout=output)
+                              stdin=subprocess.PIPE, stdout=output)
         async with service.connect("states") as page:
             telling = asyncio.create_task(told(page, lambda line: line.get("scope") == "the end"))
             send = await asyncio.create_subprocess_exec(TOOL, "send", scene, "--speed", "30", "--to",
