@@ -10,16 +10,15 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 
-find_program(CCACHE ccache)
-mark_as_advanced(CCACHE)
-if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE}")
-endif()
-
 # A project that includes this one chooses its own warnings, and its flags may leave symbols to be
 # resolved at load time.
 if(PROJECT_IS_TOP_LEVEL)
   add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+  find_program(CCACHE ccache)
+  mark_as_advanced(CCACHE)
+  if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE}")
+  endif()
 endif()
 # A fused multiply-add rounds once where the estimator's arithmetic rounds twice.
 add_compile_options(-ffp-contract=off)

@@ -31,7 +31,7 @@ class Client::Implementation {
       : _address(address), _use(std::move(use)) {
     _stop.assign(fcntl(stopDescriptor, F_DUPFD_CLOEXEC, 0));
     _stop.async_wait(asio::posix::stream_descriptor::wait_read,
-                     [this](Error /*error*/) { _isStopped = true; });
+                     [this](Error error) { _isStopped = !error; });
     const std::size_t colon = address.rfind(':');
     try {
       Tcp::resolver resolver(_context);

@@ -378,8 +378,9 @@ class Server::Implementation::Request : public Connection,
   void answerCameraFile(std::string_view name, std::string_view knownTag) {
     const auto file = findCameraFile(server()._cameraFolder, name);
     if (!file) {
-      answer(http::status::not_found,
-             "To use a camera, install zorvel-camera, or build zorvel where npm is installed.\n");
+      answer(
+          http::status::not_found,
+          "To use a camera, install zorvel-camera, or run scripts/camera where zorvel is built.\n");
       return;
     }
     _response.set(http::field::etag, file->tag);

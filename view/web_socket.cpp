@@ -30,7 +30,7 @@ class WebSocket::Implementation {
  public:
   explicit Implementation(asio::ip::tcp::socket socket) : stream(std::move(socket)) {}
 
-  // Without compression, which no end asks for.
+  // Without compression: no end ever agrees to it, and it takes long to compile.
   websocket::stream<beast::tcp_stream, false> stream;
   beast::flat_buffer piece;
 };

@@ -14,8 +14,8 @@
 namespace zorvel {
 
 /// Either end of a WebSocket of texts. Its handlers run later, from the event loop; until the last
-/// of them has run it must not be destroyed. The library behind it takes as long to compile as all
-/// commands, so it is compiled here, once for both ends.
+/// of them has run it must not be destroyed. Both ends use it, so that the library behind it is
+/// compiled once.
 class WebSocket {
  public:
   using Error = boost::system::error_code;

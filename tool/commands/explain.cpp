@@ -208,7 +208,6 @@ Examples:
   command
       .addWholeNumber("--greatest", options->greatest, 1, 1'000,
                       "The N greatest changes of the valence and of the attention within a second")
-      .type("N")
       .excludes("--at")
       .excludes("--from")
       .excludes("--to");

@@ -162,7 +162,6 @@ Examples:
   command
       .addWholeNumber("--port", options->server.port, 0, 65'535,
                       "The port; 0 takes one that is free")
-      .type("N")
       .showDefault(std::to_string(options->server.port));
   command
       .add("--host", options->server.hosts,

@@ -137,8 +137,9 @@ std::int64_t Command::readWholeNumber(const std::string& names, const std::strin
   if (read.ec == std::errc() && read.ptr == end && number >= lowest && number <= highest) {
     return number;
   }
+  const std::size_t comma = names.find(',');
   throw WrongUsage(
-      names.substr(names.find(',') + 1),
+      comma == names.npos ? names : names.substr(comma + 1),
       fmt::format("{} is not a whole number from {} to {}", inQuotes(text), lowest, highest));
 }
 

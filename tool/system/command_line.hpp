@@ -36,7 +36,7 @@ class Option {
 
   /// What --help calls its value.
   Option& type(const std::string& name);
-  /// Lets --help show the value that the variable has now.
+  /// Lets --help show the value that the text or number has now.
   Option& showDefault();
   /// Lets --help show this as the value without the option.
   Option& showDefault(const std::string& text);
@@ -89,11 +89,12 @@ class Command {
   Option addWholeNumber(const std::string& names, Number& number, std::int64_t lowest,
                         std::int64_t highest, const std::string& description) {
     return add(
-        names,
-        [names, &number, lowest, highest](const std::string& text) {
-          number = static_cast<Number>(readWholeNumber(names, text, lowest, highest));
-        },
-        description);
+               names,
+               [names, &number, lowest, highest](const std::string& text) {
+                 number = static_cast<Number>(readWholeNumber(names, text, lowest, highest));
+               },
+               description)
+        .type("N");
   }
   /// A time since the start of a recording, or an optional one.
   template <typename Duration>
@@ -115,8 +116,7 @@ class Command {
   template <typename Number>
   Option addPerson(Number& person, const std::string& description) {
     return addWholeNumber("--person", person, std::numeric_limits<std::int32_t>::min(),
-                          std::numeric_limits<std::int32_t>::max(), description)
-        .type("N");
+                          std::numeric_limits<std::int32_t>::max(), description);
   }
   /// The recording to read, which every command that takes one calls the same.
   void addRecording(std::string& name);

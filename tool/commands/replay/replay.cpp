@@ -298,7 +298,6 @@ Examples:
   command
       .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,
                       "How many recordings to replay at once")
-      .type("N")
       .showDefault("as many as there are processors");
   command
       .addFlag("--forces", options->forces,

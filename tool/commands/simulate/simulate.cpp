@@ -70,18 +70,14 @@ Examples:
   zorvel simulate --people 20 --seconds 3600 --output load.jsonl)");
   const auto options = std::make_shared<SimulateOptions>();
   command.addWholeNumber("--people", options->people, 1, 10'000, "How many people come and go")
-      .type("N")
       .showDefault(std::to_string(options->people));
   command.addWholeNumber("--seconds", options->seconds, 1, 1'000'000'000, "How long the scene is")
-      .type("N")
       .showDefault(std::to_string(options->seconds));
   command.addWholeNumber("--rate", options->rate, 1, 1'000, "Cycles a second")
-      .type("N")
       .showDefault(std::to_string(options->rate));
   command
       .addWholeNumber("--seed", options->seed, 0, std::numeric_limits<std::int64_t>::max(),
                       "Another number gives another scene")
-      .type("N")
       .showDefault(std::to_string(options->seed));
   command.addOutputFile(options->output, "The recording to write");
   command.setAction([options] { simulate(*options); });
