@@ -31,7 +31,7 @@ class BrowserTest(unittest.TestCase):
 
     def until(self, condition, name=""):
         """What the condition gives as soon as that is true."""
-        return WebDriverWait(self.browser, 60, 0.05).until(lambda _: condition(), name)
+        return WebDriverWait(self.browser, 120, 0.05).until(lambda _: condition(), name)
 
     def wait(self, script):
         self.until(lambda: self.script(f"return Boolean({script})"), script)
