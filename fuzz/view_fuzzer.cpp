@@ -103,10 +103,10 @@ int LLVMFuzzerInitialize(int* /*argumentCount*/, char*** /*arguments*/) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  zorvel::Service::Options options;
+  zorvel::StandardError errors(-1);
+  zorvel::Service::Options options{{}, errors, {}};
   options.live.ahead = boost::chrono::seconds(1);
   options.live.forces = zorvel::Forces::Watched;
-  options.say = [](const std::string& /*text*/) {};
   options.output = [](std::string_view line) {
     std::string text(line);
     zorvel::JsonLine().parse(text);

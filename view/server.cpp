@@ -40,7 +40,10 @@ constexpr std::size_t mostConnections = 64;
 constexpr std::uint32_t longestHeader = std::uint32_t{8} << 10;
 constexpr std::size_t longestMessage = std::size_t{1} << 20;
 constexpr std::size_t longestCommand = std::size_t{1} << 10;
-// Of all unfinished messages together.
+constexpr std::size_t mostLinesAtOnce = 100;
+// In a row, and such as cannot be read.
+constexpr std::uint64_t mostBadLines = 1000;
+// Of all messages together that are not complete or not handled.
 constexpr std::size_t mostUnfinished = std::size_t{16} << 20;
 // How much may be on its way: little, so that what a slow page gets is not old.
 constexpr std::size_t windowSize = std::size_t{64} << 10;
@@ -190,6 +193,8 @@ class Server::Implementation::Lines : public Connection,
  protected:
   virtual void opened() {}
   virtual void handleLine(std::string line) = 0;
+  /// Whether nothing good will come any more.
+  virtual bool isHopeless() const { return false; }
   /// The next message; "" when nothing waits.
   virtual std::string takeWaiting() = 0;
 
@@ -242,16 +247,30 @@ class Server::Implementation::Lines : public Connection,
       return;
     }
     if (_socket.isMessageDone()) {
-      server()._unfinished -= _received.size();
-      const std::string message = std::exchange(_received, {});
-      for (std::size_t begin = 0; begin < message.size();) {
-        const std::size_t end = std::min(message.find('\n', begin), message.size());
-        handleLine(message.substr(begin, end - begin));
-        begin = end + 1;
-      }
-      sendWaiting();
+      handleLines();
+    } else {
+      read();
     }
-    read();
+  }
+
+  /// Handles some lines of a message, and the others when everybody else has had a turn.
+  void handleLines() {
+    for (std::size_t count = 0; count < mostLinesAtOnce && _handled < _received.size(); ++count) {
+      const std::size_t end = std::min(_received.find('\n', _handled), _received.size());
+      handleLine(_received.substr(_handled, end - _handled));
+      _handled = end + 1;
+    }
+    sendWaiting();
+    if (isHopeless()) {
+      startClosing(WebSocket::Reason::BadContent);
+    } else if (_handled < _received.size()) {
+      asio::post(server()._context, [self = shared_from_this()] { self->handleLines(); });
+    } else {
+      server()._unfinished -= _received.size();
+      _received.clear();
+      _handled = 0;
+      read();
+    }
   }
 
   void startClosing(WebSocket::Reason reason) {
@@ -260,7 +279,8 @@ class Server::Implementation::Lines : public Connection,
   }
 
   WebSocket _socket;
-  std::string _received;  // of a message that is not complete
+  std::string _received;     // a message, or what has come of it
+  std::size_t _handled = 0;  // of its bytes
   std::string _sent;
   std::size_t _onTheWay = 0;
   bool _isOpen = false;
@@ -281,6 +301,7 @@ class Server::Implementation::Events : public Lines {
     const std::string answer = server()._service.receive(_sender, std::move(line));
     if (!answer.empty()) _answers.add(std::nullopt, answer);
   }
+  bool isHopeless() const override { return _sender.badLines >= mostBadLines; }
   std::string takeWaiting() override { return _answers.take(); }
 
   Sender _sender;
@@ -532,6 +553,7 @@ void Server::Implementation::writeOutput() {
     } else if (errno != EINTR) {
       // Whoever read has gone, or the disk is full. The pages go on.
       _outputDescriptor = -1;
+      _service.endOutput(systemFailure("standard output", errno));
       return;
     }
   }

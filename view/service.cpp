@@ -73,7 +73,7 @@ void Service::beginAnew() {
   _lastMinute.clear();
   _lastMinuteBytes = 0;
   _playback.emplace(
-      _options.live, [this](const std::string& text) { _options.say(_place + "warning: " + text); },
+      _options.live, [this](const std::string& text) { say("warning: " + text); },
       [this](const Event& event) { played(event); });
   if (_record) beginRecord();
 }
@@ -89,10 +89,10 @@ void Service::setClock() {
   const Time now = ku::SystemClock::wallClock();
   const Time::duration back = between(now, _clock.now());
   if (back > *_options.live.ahead) {
-    _options.say(
-        fmt::format("{}warning: the clock was set back by {:.3f} s; everybody begins anew, "
-                    "and scopes that were open are lost",
-                    _place, inSeconds(back)));
+    say(fmt::format(
+        "warning: the clock was set back by {:.3f} s; everybody begins anew, and scopes "
+        "that were open are lost",
+        inSeconds(back)));
     try {
       beginAnew();
     } catch (const Failure& failure) {
@@ -106,19 +106,39 @@ void Service::setClock() {
 void Service::endRecord(const Failure& failure) {
   _record.reset();
   _recordFailure = failure.what();
-  _options.say(_recordFailure + "; the recording ends there");
+  _options.errors.say(_recordFailure + "; the recording ends there");
+}
+
+void Service::endOutput(const Failure& failure) {
+  _outputFailure = failure.what();
+  _options.errors.say(_outputFailure + "; nothing more is written there");
+}
+
+/// About the line that is being handled, if there is one.
+void Service::say(const std::string& text) {
+  if (_sender == nullptr) {
+    _options.errors.say(text);
+  } else {
+    _options.errors.say(_sender->name,
+                        fmt::format("{}:{}: {}", _sender->name, _sender->line, text));
+  }
 }
 
 std::string Service::receive(Sender& sender, std::string line) {
   ++sender.line;
-  _place = fmt::format("{}:{}: ", sender.name, sender.line);
+  _sender = &sender;
   try {
+    ++sender.badLines;
     if (line.find("\"request\"") != std::string::npos) {
-      if (auto answer = answerRequest(sender, line); !answer.empty()) return answer;
+      if (auto answer = answerRequest(sender, line); !answer.empty()) {
+        sender.badLines = 0;
+        return answer;
+      }
     }
     setClock();
     const ku::ClockScope scope(_clock);
     auto event = sender.events.read(line);
+    sender.badLines = 0;
     if (!event) return "";
     requireOwn(sender, *event);
     event->time = _clock.now();
@@ -206,6 +226,7 @@ void Service::requireOwn(const Sender& sender, const Event& event) {
 }
 
 void Service::leave(const Sender& sender) {
+  if (_sender == &sender) _sender = nullptr;
   for (auto owned = _owners.begin(); owned != _owners.end();) {
     owned = owned->second == &sender ? _owners.erase(owned) : std::next(owned);
   }
@@ -268,7 +289,7 @@ std::string Service::answerRequest(const Sender& sender, std::string line) {
 
 std::string Service::refuse(const Sender& sender, const std::string& error) {
   ++_badLines;
-  _options.say(_place + error);
+  say(error);
   const auto told = jsonLine([&](JsonLineWriter& json) {
     json.object("bad_line", [&] {
       json.member("source", sender.name);
@@ -320,7 +341,8 @@ std::string Service::receive(Page& page, std::string line) {
 }
 
 void Service::tick() {
-  _place.clear();
+  _sender = nullptr;
+  _options.errors.sayHeldBack();
   setClock();
   {
     const ku::ClockScope scope(_clock);
@@ -340,6 +362,7 @@ void Service::writeStatus(JsonLineWriter& json) const {
   json.member("people", _newest.size());
   json.member("events", _events);
   json.member("bad_lines", _badLines);
+  json.member("lost_messages", _options.errors.lost());
   json.member("pages", _pages.size());
   json.key("recording");
   if (_record) {

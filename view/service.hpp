@@ -17,6 +17,7 @@
 #include "playback/live_playback.hpp"
 #include "recording/event_reader.hpp"
 #include "recording/failure.hpp"
+#include "recording/standard_error.hpp"
 #include "view/line_queue.hpp"
 #include "view/record_file.hpp"
 
@@ -31,6 +32,8 @@ struct Sender {
   /// As messages call it.
   std::string name;
   std::uint64_t line = 0;
+  /// How many of the newest lines in a row could not be read.
+  std::uint64_t badLines = 0;
   EventReader events{MissingTime::Now};
 };
 
@@ -54,8 +57,8 @@ class Service {
  public:
   struct Options {
     LiveOptions live;
-    /// Takes what goes to standard error, a line without its end.
-    std::function<void(const std::string&)> say;
+    /// Where it says what is wrong.
+    StandardError& errors;
     /// Takes what goes to standard output, a line with its end.
     std::function<void(std::string_view)> output;
   };
@@ -80,6 +83,9 @@ class Service {
   /// Forgets who has gone and sends the status to all pages; to be called about once a second.
   void tick();
 
+  /// Standard output takes no more, and why.
+  void endOutput(const Failure& failure);
+
   /// How the service is, as a JSON object on a line.
   std::string status() const;
   /// The last minute of what was played, as a recording.
@@ -87,6 +93,8 @@ class Service {
 
   /// What ended the recording, empty if nothing did.
   const std::string& recordFailure() const { return _recordFailure; }
+  /// What ended standard output, empty if nothing did.
+  const std::string& outputFailure() const { return _outputFailure; }
   const LivePlayback& playback() const { return *_playback; }
 
  private:
@@ -110,13 +118,15 @@ class Service {
                           std::int32_t count);
   std::string answerRequest(const Sender& sender, std::string line);
   std::string refuse(const Sender& sender, const std::string& error);
+  void say(const std::string& text);
   void writeStatus(JsonLineWriter& json) const;
   std::string statusLine() const;
 
   Options _options;
   ku::SimulatedClock _clock{Time::min()};
   std::optional<LivePlayback> _playback;
-  std::string _place;  // of the line that is being handled
+  /// Whose line is being handled; none between lines.
+  const Sender* _sender = nullptr;
 
   std::string _recordName;  // of the first; empty for no record
   std::optional<RecordFile> _record;
@@ -124,6 +134,7 @@ class Service {
   /// How many lines were played since the record began, whether it is written or not.
   std::uint64_t _recordLines = 0;
   std::string _recordFailure;
+  std::string _outputFailure;
   std::deque<std::pair<Time, std::string>> _lastMinute;
   std::size_t _lastMinuteBytes = 0;
 

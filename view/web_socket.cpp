@@ -17,6 +17,8 @@ websocket::close_code closeCode(WebSocket::Reason reason) {
   switch (reason) {
     case WebSocket::Reason::GoingAway:
       return websocket::close_code::going_away;
+    case WebSocket::Reason::BadContent:
+      return websocket::close_code::policy_error;
     case WebSocket::Reason::TryAgainLater:
       return websocket::close_code::try_again_later;
     default:

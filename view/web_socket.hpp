@@ -23,7 +23,7 @@ class WebSocket {
   using SizeHandler = std::function<void(Error, std::size_t)>;
   using Request = boost::beast::http::request<boost::beast::http::empty_body>;
 
-  enum class Reason { Normal, GoingAway, TryAgainLater };
+  enum class Reason { Normal, GoingAway, BadContent, TryAgainLater };
 
   explicit WebSocket(boost::asio::ip::tcp::socket socket);
   WebSocket(const WebSocket&) = delete;

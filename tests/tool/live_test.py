@@ -117,6 +117,15 @@ readings from the future left out: 3
         self.assertIn("is for the system's clock",
                       live("", "--ahead", "1", "--clock", "recording").stderr)
 
+    def test_an_output_that_takes_nothing_is_an_error(self):
+        lines = self.recording.read_text()
+        with open("/dev/full", "w") as full:
+            result = run("live", "--clock", "recording", input=lines, stdout=full)
+            self.assertEqual((result.returncode, result.stderr.splitlines()[-1]),
+                             (1, "standard output: No space left on device"))
+            bad = run("live", input="bad\n" * 1000, stderr=full)
+            self.assertEqual((bad.returncode, bad.stdout), (1, ""))
+
     def test_everybody_begins_anew_when_the_clock_is_set_back(self):
         offset = self.folder / "offset"
         service = self.service(LD_PRELOAD=os.environ["CLOCK_LIBRARY"], CLOCK_OFFSET=str(offset),
@@ -183,8 +192,8 @@ readings from the future left out: 3
         service.stdout.close()
         service.stdin.write('{"event":"not_seen","person":1}\n')
         service.stdin.flush()
-        self.assertEqual(service.wait(), 0)
-        self.assertEqual(service.stderr.read(), "")
+        self.assertEqual(service.wait(), 1)
+        self.assertEqual(service.stderr.read(), "standard output: Broken pipe\n")
 
     def test_the_example_prints_changes_of_mood(self):
         result = subprocess.run([sys.executable, "-B", EXAMPLE, TOOL, self.recording],

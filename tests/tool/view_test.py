@@ -2,6 +2,7 @@
 
 import asyncio
 import collections
+import contextlib
 import json
 import os
 import re
@@ -123,6 +124,58 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual({line["person"] for line in lines if "removed" in line}, {1, 2, 7})
         self.assertIn('"source":"zorvel view"', self.record.read_text().splitlines()[0])
         self.assertNotEqual(run("view", "--port", "0", "--record", self.record, input="").returncode, 0)
+
+    async def test_its_own_words_never_stop_it(self):
+        def fill(service):
+            pipe = os.open(f"/proc/{service.process.pid}/fd/2", os.O_WRONLY | os.O_NONBLOCK)
+            with contextlib.suppress(BlockingIOError):
+                while True:
+                    os.write(pipe, b"x" * 4096)
+            os.close(pipe)
+
+        def leave(service):
+            service.process.stderr.close()
+            service.process.stderr = None
+
+        for spoil in (fill, leave):
+            service = Service(self)
+            spoil(service)
+            async with service.connect("events") as sender:
+                await sender.send("bad\n" * 20 + observation(1) + "\nlast")
+                while '"line":22' not in await heard(sender):
+                    pass
+                health = service.health()
+            self.assertEqual((health["bad_lines"], health["people"]), (21, 1))
+            self.assertGreaterEqual(health["lost_messages"], 10)
+            service.process.send_signal(signal.SIGTERM)
+            self.assertEqual(service.process.wait(WAIT), 0)
+
+        with open("/dev/full", "w") as full:
+            self.assertEqual(run("view", "--port", "0", "--until-end", input=observation(1),
+                                 stderr=full).returncode, 0)
+            service = Service(self, stdout=full)
+            async with service.connect("events") as sender:
+                await sender.send(f"{observation(1)}\n{observation(1)}\nlast")
+                await heard(sender)
+            status, error = service.end()
+        self.assertEqual((status, error.count("standard output: No space left")), (1, 2))
+
+    async def test_nobody_is_kept_waiting_by_a_flood_of_bad_lines(self):
+        service = Service(self)
+        async with service.connect("events") as flood, service.connect("events") as other:
+            await flood.send("x\n" * 500_000)
+            await other.send(observation(1) + "\nlast")
+            self.assertIn('"line":2', await heard(other))
+            with self.assertRaises(websockets.ConnectionClosed) as closed:
+                while True:
+                    await heard(flood)
+            self.assertEqual(closed.exception.rcvd.code, 1008)
+        self.assertEqual(service.health()["bad_lines"], 1001)
+        error = service.end()[1]
+        said = len(re.findall("^connection 1:", error, re.M))
+        more = map(int, re.findall("and (\\d+) more from connection 1$", error, re.M))
+        self.assertEqual(said + sum(more), 1000)
+        self.assertLess(said, 50)
 
     async def test_a_clock_set_back_begins_another_record(self):
         states = self.folder / "states.jsonl"

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <ku/clock.hpp>
@@ -11,6 +12,7 @@
 #include "playback/row_line.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
+#include "recording/standard_error.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
 #include "system/distinct_files.hpp"
@@ -55,13 +57,15 @@ class Live {
     std::string failure;
     try {
       failure = handleLines();
-    } catch (const Interrupted&) {
-      // A signal, or a reader that has gone away: either is the way to end a service.
+    } catch (const Interrupted& interrupted) {
+      // The way to end a service, unless nobody reads what it gives out.
+      if (interrupted.signal == SIGPIPE) failure = systemFailure("standard output", EPIPE).what();
     }
+    _errors.sayHeldBack();
     if (_playback.leftOut() > 0) {
-      fmt::print(stderr, "readings from the future left out: {}\n", _playback.leftOut());
+      _errors.say(fmt::format("readings from the future left out: {}", _playback.leftOut()));
     }
-    printWarnings("-", _playback.findings());
+    for (const std::string& warning : warnings("-", _playback.findings())) _errors.say(warning);
     if (!failure.empty()) throw Failure(failure);
   }
 
@@ -75,7 +79,7 @@ class Live {
         hasMore = handleLine();
       } catch (const BadLine& error) {
         if (_strict) return error.what();
-        fmt::print(stderr, "{}\n", error.what());
+        _errors.say("standard input", error.what());
         ++badLines;
       }
     }
@@ -101,10 +105,11 @@ class Live {
     return true;
   }
 
-  void warn(const std::string& text) const {
-    fmt::print(stderr, "{}warning: {}\n", _recording.lines().place(), text);
+  void warn(const std::string& text) {
+    _errors.say("standard input", fmt::format("{}warning: {}", _recording.lines().place(), text));
   }
 
+  StandardError _errors;
   bool _strict;
   LiveOptions _options;
   ku::SimulatedClock _clock{Time::min()};

@@ -33,18 +33,19 @@ class View {
 
   void run() {
     if (!_options.record.empty()) _service.record(_options.record);
-    fmt::print(stderr, "Open {} in a browser; Ctrl+C ends the service.\n", _server.url());
+    _errors.say(fmt::format("Open {} in a browser; Ctrl+C ends the service.", _server.url()));
     if (reachOf(_options.server.address) != Reach::ThisMachine) {
-      fmt::print(stderr,
-                 "Listening on {}: whoever reaches this machine there can watch and feed the "
-                 "service.\n",
-                 _options.server.address);
+      _errors.say(
+          fmt::format("Listening on {}: whoever reaches this machine there can watch and feed the "
+                      "service.",
+                      _options.server.address));
     }
     std::string failure;
     if (isatty(STDIN_FILENO) == 0) failure = handleInput();
     while (failure.empty() && !_server.isStopped() && !_isEnded) _server.waitForInput(-1);
     _server.close();
     sumUp();
+    if (!_service.outputFailure().empty()) failure = _service.outputFailure();
     if (!_service.recordFailure().empty()) failure = _service.recordFailure();
     if (failure.empty() && _isEnded && _badInputLines > 0) {
       failure = fmt::format("bad lines skipped: {}", _badInputLines);
@@ -57,11 +58,10 @@ class View {
     const auto duration = [](double seconds) {
       return Time::duration(std::llround(seconds * 1e9));
     };
-    Service::Options options;
+    Service::Options options{{}, _errors, {}};
     options.live.ahead = duration(1.0);
     if (_options.forgetSeconds > 0.0) options.live.forget = duration(_options.forgetSeconds);
     options.live.forces = Forces::Watched;
-    options.say = [](const std::string& text) { fmt::print(stderr, "{}\n", text); };
     options.output = [this](std::string_view line) { _server.output(line); };
     return options;
   }
@@ -99,24 +99,28 @@ class View {
         if (_options.strict) throw;
         ++_input.line;
         ++_badInputLines;
-        fmt::print(stderr, "{}\n", error.what());
+        _errors.say(_input.name, error.what());
       }
     }
   }
 
-  void sumUp() const {
+  void sumUp() {
+    _errors.sayHeldBack();
     if (_server.droppedOutput() > 0) {
-      fmt::print(stderr, "lines that standard output did not take in time: {}\n",
-                 _server.droppedOutput());
+      _errors.say(fmt::format("lines that standard output did not take in time: {}",
+                              _server.droppedOutput()));
     }
     const LivePlayback& playback = _service.playback();
     if (playback.leftOut() > 0) {
-      fmt::print(stderr, "readings from the future left out: {}\n", playback.leftOut());
+      _errors.say(fmt::format("readings from the future left out: {}", playback.leftOut()));
     }
-    printWarnings("zorvel view", playback.findings());
+    for (const std::string& warning : warnings("zorvel view", playback.findings())) {
+      _errors.say(warning);
+    }
   }
 
   const ViewOptions& _options;
+  StandardError _errors;
   bool _isEnded = false;
   std::uint64_t _badInputLines = 0;
   Sender _input{"standard input"};

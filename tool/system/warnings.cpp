@@ -13,16 +13,23 @@ constexpr std::size_t shownWarnings = 8;
 
 }  // namespace
 
-void printWarnings(const std::string& recording, const std::vector<Finding>& findings) {
-  std::size_t warnings = 0;
+std::vector<std::string> warnings(const std::string& recording,
+                                  const std::vector<Finding>& findings) {
+  std::vector<std::string> lines;
+  std::size_t count = 0;
   for (const Finding& finding : findings) {
-    if (!finding.isWarning || ++warnings > shownWarnings) continue;
-    fmt::print(stderr, "{}: warning: {}\n", printable(recording), finding.text);
+    if (!finding.isWarning || ++count > shownWarnings) continue;
+    lines.push_back(fmt::format("{}: warning: {}", printable(recording), finding.text));
   }
-  if (warnings > shownWarnings) {
-    fmt::print(stderr, "{}: and {} more; zorvel info tells them all\n", printable(recording),
-               warnings - shownWarnings);
+  if (count > shownWarnings) {
+    lines.push_back(fmt::format("{}: and {} more; zorvel info tells them all", printable(recording),
+                                count - shownWarnings));
   }
+  return lines;
+}
+
+void printWarnings(const std::string& recording, const std::vector<Finding>& findings) {
+  for (const std::string& line : warnings(recording, findings)) fmt::print(stderr, "{}\n", line);
 }
 
 }  // namespace zorvel
