@@ -246,6 +246,10 @@ class Server::Implementation::Lines : public Connection,
       startClosing(WebSocket::Reason::TryAgainLater);
       return;
     }
+    if (!_socket.isText()) {
+      startClosing(WebSocket::Reason::NoText);
+      return;
+    }
     if (_socket.isMessageDone()) {
       handleLines();
     } else {

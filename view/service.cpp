@@ -181,6 +181,7 @@ void Service::played(const Event& event) {
 }
 
 void Service::remove(std::int32_t person, Time time) {
+  _owners.erase(person);
   if (_newest.erase(person) == 0) return;
   const auto line = jsonLine([&](JsonLineWriter& json) {
     json.member("time", time);

@@ -17,6 +17,8 @@ websocket::close_code closeCode(WebSocket::Reason reason) {
   switch (reason) {
     case WebSocket::Reason::GoingAway:
       return websocket::close_code::going_away;
+    case WebSocket::Reason::NoText:
+      return websocket::close_code::unknown_data;
     case WebSocket::Reason::BadContent:
       return websocket::close_code::policy_error;
     case WebSocket::Reason::TryAgainLater:
@@ -91,6 +93,8 @@ void WebSocket::read(std::string& text, SizeHandler done) {
         done(error, size);
       }));
 }
+
+bool WebSocket::isText() const { return _implementation->stream.got_text(); }
 
 bool WebSocket::isMessageDone() const { return _implementation->stream.is_message_done(); }
 

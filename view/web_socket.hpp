@@ -23,7 +23,7 @@ class WebSocket {
   using SizeHandler = std::function<void(Error, std::size_t)>;
   using Request = boost::beast::http::request<boost::beast::http::empty_body>;
 
-  enum class Reason { Normal, GoingAway, BadContent, TryAgainLater };
+  enum class Reason { Normal, GoingAway, NoText, BadContent, TryAgainLater };
 
   explicit WebSocket(boost::asio::ip::tcp::socket socket);
   WebSocket(const WebSocket&) = delete;
@@ -49,6 +49,8 @@ class WebSocket {
   void ping(std::string_view text, Handler done);
   /// Appends a piece of a message to the text, which must stay until `done`.
   void read(std::string& text, SizeHandler done);
+  /// Whether the last piece is of a text.
+  bool isText() const;
   /// Whether the last piece ended its message.
   bool isMessageDone() const;
   void close(Reason reason, Handler done);

@@ -170,6 +170,10 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                 while True:
                     await heard(flood)
             self.assertEqual(closed.exception.rcvd.code, 1008)
+            await other.send(observation(1).encode())
+            with self.assertRaises(websockets.ConnectionClosed) as closed:
+                await heard(other)
+            self.assertEqual(closed.exception.rcvd.code, 1003)
         self.assertEqual(service.health()["bad_lines"], 1001)
         error = service.end()[1]
         said = len(re.findall("^connection 1:", error, re.M))
@@ -222,11 +226,18 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                 {"error": "person 1000002 belongs to connection 1", "line": 3}])
             await second.send(people % ',"first":1000001')
             self.assertEqual(json.loads(await heard(second))["people"]["first"], 1000003)
+            await first.send(event("remove", person=1) + "\nlast")
+            await heard(first)
+            await second.send(observation(1) + "\nlast")
+            await heard(second)
+            await first.send(observation(1))
+            self.assertEqual(json.loads(await heard(first))["error"],
+                             "person 1 belongs to connection 2")
             await first.close()
             # What has become free can be had again, as after a reload.
             await second.send(observation(1) + "\n[]\n" + people % ',"first":1000000')
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
-            self.assertEqual([answer.get("line") for answer in answers], [6, None])
+            self.assertEqual([answer.get("line") for answer in answers], [8, None])
             self.assertEqual(answers[1]["people"]["first"], 1000000)
 
     async def test_strangers_are_refused(self):
