@@ -219,10 +219,6 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
 
     async def test_limits(self):
         service = Service(self)
-        # The service ends a handshake that never completes. Meanwhile:
-        slow = socket.create_connection(("127.0.0.1", service.port), WAIT)
-        self.addCleanup(slow.close)
-        slow.sendall(b"GET / HTTP/1.1\r\nHo")
         async with service.connect("events") as sender:
             await sender.send(" " * (1 << 20))
             await sender.send(" " * ((1 << 20) + 1))
@@ -240,6 +236,10 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(set(codes), {1013})
         for sender in senders:
             sender.transport.abort()
+        # The service ends a handshake that never completes; until then it counts as a connection.
+        slow = socket.create_connection(("127.0.0.1", service.port), WAIT)
+        self.addCleanup(slow.close)
+        slow.sendall(b"GET / HTTP/1.1\r\nHo")
         connections = [socket.create_connection(("127.0.0.1", service.port), WAIT)
                        for _ in range(64)]
         self.assertEqual(connections[-1].recv(1), b"")  # the slow one makes it one too many
