@@ -80,6 +80,8 @@ void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
   };
   std::apply([&](const auto&... column) { (addValue(column), ...); }, quantityColumns);
   moods.push_back(static_cast<std::int8_t>(row.mood));
+  static_assert(std::tuple_size_v<decltype(stateParts)> == 9,
+                "A new part of a state that is no quantity is shown only if it is added here.");
   addMoves(row.forces);
 }
 
