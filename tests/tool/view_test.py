@@ -288,10 +288,11 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(len(states.splitlines()) + dropped, 4000)
 
     async def test_bad_lines_and_ends(self):
-        service = Service(self, stdin=subprocess.PIPE)
+        service = Service(self, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         async with service.connect("states") as page, service.connect("events") as sender:
-            service.process.stdin.write('{"event":"<b>"}\n')
+            service.process.stdin.write('{"event":"<b>"}\n' + observation(2) + "\n")
             service.process.stdin.flush()
+            self.assertEqual(json.loads(service.process.stdout.readline())["person"], 2)
             bad = (await told(page, lambda line: "bad_line" in line))[-1]["bad_line"]
             self.assertEqual((bad["source"], bad["line"]), ("standard input", 1))
             await sender.send("\n\n" + observation(1) + "\noops")
