@@ -47,23 +47,23 @@ TableColumn(std::string_view, Value) -> TableColumn<Value>;
 /// A part of a state. Its meaning is what Python's help says of it.
 template <typename Value>
 struct StatePart {
-  std::string_view name;
-  std::string_view meaning;
+  const char* name;
+  const char* meaning;
   Value value;
 };
 template <typename Value>
-StatePart(std::string_view, std::string_view, Value) -> StatePart<Value>;
+StatePart(const char*, const char*, Value) -> StatePart<Value>;
 
 /// A part of a state that comes with its confidence, which has a column of its own in tables.
 template <typename Value>
 struct ConfidentPart {
-  std::string_view name;
-  std::string_view confidenceName;
-  std::string_view meaning;
+  const char* name;
+  const char* confidenceName;
+  const char* meaning;
   Value value;
 };
 template <typename Value>
-ConfidentPart(std::string_view, std::string_view, std::string_view, Value) -> ConfidentPart<Value>;
+ConfidentPart(const char*, const char*, const char*, Value) -> ConfidentPart<Value>;
 
 // What each kind of result consists of, but for the time, which comes first. It is listed only
 // here, for files, live lines and programs alike; what is added comes last.

@@ -20,6 +20,9 @@ Spread spreadOf(const std::vector<float>& values, double confidences) {
   return {mean, std::sqrt(squares / count), confidences / count};
 }
 
+static_assert(std::tuple_size_v<decltype(quantityColumns)> == 6,
+              "A new quantity needs a Spread in SummaryRow, here and in summaryColumns.");
+
 }  // namespace
 
 void SummaryTable::add(Time time, const Event& event, const Row& row) {

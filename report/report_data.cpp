@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "playback/csv.hpp"
+#include "playback/columns.hpp"
 #include "playback/explanation.hpp"
 #include "playback/row_line.hpp"
 #include "recording/json_writer.hpp"
@@ -16,18 +16,16 @@ namespace {
 constexpr std::array quantityNames =
     std::apply([](const auto&... column) { return std::array{column.name...}; }, quantityColumns);
 
-/// A quantity whose movements are shown.
-struct MovedQuantity {
-  constexpr MovedQuantity(ZV::Quantity quantity_, float range_)
-      : quantity(quantity_), range(range_) {
-    while (quantityNames.at(column) != nameOf(quantity)) ++column;
-  }
+/// The place of a quantity in quantityColumns.
+std::size_t columnOf(ZV::Quantity quantity) {
+  const auto* const found = std::find(quantityNames.begin(), quantityNames.end(), nameOf(quantity));
+  return static_cast<std::size_t>(found - quantityNames.begin());
+}
 
+/// A quantity whose movements are shown, and how far its lowest value is from its highest.
+struct MovedQuantity {
   ZV::Quantity quantity;
-  /// From lowest to highest.
   float range;
-  /// Its place in quantityColumns.
-  std::size_t column = 0;
 };
 constexpr std::array movedQuantities{MovedQuantity{ZV::Quantity::Valence, 2.0f},
                                      MovedQuantity{ZV::Quantity::Attention, 1.0f}};
@@ -71,15 +69,19 @@ std::string insideElement(std::string_view json) {
   return safe;
 }
 
+ReportData::Person::Person() : quantities(quantityNames.size()) {}
+
 void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
   cycles.add(time, isSeenNow);
-  std::apply(
-      [&](const auto&... column) {
-        auto* values = quantities.data();
-        ((values++)->push_back(column.value(row)), ...);
-      },
-      quantityColumns);
+  auto values = quantities.begin();
+  const auto addValue = [&](const auto& column) {
+    values->push_back(column.value(row));
+    ++values;
+  };
+  std::apply([&](const auto&... column) { (addValue(column), ...); }, quantityColumns);
   moods.push_back(static_cast<std::int8_t>(row.mood));
+  static_assert(std::tuple_size_v<decltype(stateParts)> == 9,
+                "A new part of a state that is no quantity is shown only if it is added here.");
   addMoves(row.forces);
 }
 
@@ -131,7 +133,7 @@ void ReportData::Person::writeChanges(JsonLineWriter& json) const {
   json.beginList();
   for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
     const MovedQuantity& moved = movedQuantities.at(index);
-    const std::vector<float>& values = quantities.at(moved.column);
+    const std::vector<float>& values = quantities.at(columnOf(moved.quantity));
     for (const Change& change : cycles.changes(values, moved.range, mostChanges)) {
       // Over the whole change, what pulls steadily against something else would sum up to more.
       const bool isRise = values[change.last] > values[change.first];

@@ -8,10 +8,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <vector>
 
-#include "playback/columns.hpp"
 #include "playback/person_cycles.hpp"
 #include "playback/playback.hpp"
 
@@ -54,8 +52,8 @@ class ReportData {
 
   struct Person {
     PersonCycles cycles;
-    /// Of quantityColumns.
-    std::array<std::vector<float>, std::tuple_size_v<decltype(quantityColumns)>> quantities;
+    /// A column for each of quantityColumns.
+    std::vector<std::vector<float>> quantities;
     std::vector<std::int8_t> moods;
     /// Of the valence and of the attention.
     std::array<std::vector<Moves>, 2> moves;
@@ -63,6 +61,7 @@ class ReportData {
     /// Indices into scopes.
     std::map<std::string, std::size_t> openScopes;
 
+    Person();
     void add(Time time, const StateRow& row, bool isSeenNow);
     void addMoves(const std::vector<ZV::Force>& forces);
     void open(Time time, const std::string& scope);

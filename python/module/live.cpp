@@ -205,8 +205,7 @@ void bindStates(py::module_& module) {
       "The state of a person after a cycle: plain values that stay as they are.");
   forEachLivePart(stateParts, [&personState](const auto& part) {
     personState.def_property_readonly(
-        part.name.data(), [value = part.value](const State& state) { return value(state); },
-        part.meaning.data());
+        part.name, [value = part.value](const State& state) { return value(state); }, part.meaning);
   });
   personState
       .def_property_readonly(

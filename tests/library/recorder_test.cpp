@@ -61,6 +61,16 @@ TEST(Recorder, LabelsAScopeByItsWeightedMean) {
   }
 }
 
+TEST(Recorder, CountsAValenceThatIsNaNAsZero) {
+  using Samples = ZVEmotionRecorder::Samples;
+  const auto mean = ZVEmotionRecorder::meanValence(
+      Samples{{at(0), PersonState(1, 0.5f, 0, 0)}, {at(1), PersonState(-0.5f, 0.25f, 0, 0)}});
+  EXPECT_TRUE(mean.value == 0.5f && mean.confidence == 0.375f) << mean.value;
+  const auto withNaN = ZVEmotionRecorder::meanValence(
+      Samples{{at(0), PersonState(NAN, 1, 0, 0)}, {at(1), PersonState(1, 1, 0, 0)}});
+  EXPECT_TRUE(withNaN.value == 0.5f && withNaN.confidence == 1.0f) << withNaN.value;
+}
+
 TEST(Recorder, SharesLiveStatesAndReleasesThem) {
   ScriptedClock clock([](int reading) { return at(reading); });
   ZVEmotionRecorder recorder;

@@ -1,14 +1,17 @@
 // simulated_day HOURS: 10 people at 10 Hz on a simulated clock, behind a guard. In each 24th of the
-// time the clock is set back by an hour, one camera's clock is an hour ahead for a while, and some
-// distances are NaN. Prints what an update reads of the clock and the heap in use, a line for each
-// 24th. Exit status 1 when a value is out of range, or when readings or memory grow.
+// time everybody has a scope of five seconds, the clock is set back by an hour, at which everybody
+// is removed, one camera's clock is an hour ahead for a while, and some distances are NaN. Prints
+// what an update reads of the clock and the heap in use, a line for each 24th. Exit status 1 when a
+// value is out of range, when a scope lacks samples, or when readings or memory grow.
 
 #include <malloc.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <zv/emotion_recorder.hpp>
 #include <zv/observation_guard.hpp>
 #include <zv/social_graph.hpp>
 
@@ -20,6 +23,9 @@ using boost::chrono::milliseconds;
 
 constexpr int people = 10;
 constexpr int parts = 24;
+constexpr int scopeCycles = 50;
+
+using Recorders = std::array<ZV::ZVEmotionRecorder, people>;
 
 /// Counts its readings, the part of an update's cost that is the same on every machine.
 class CountingClock : public ku::Clock {
@@ -36,6 +42,7 @@ struct Part {
   long readings = 0;
   std::size_t heap = 0;  // the most in use
   long notFinite = 0, ahead = 0, clockSetBack = 0, outOfRange = 0;
+  std::size_t samples = 0;
 };
 
 ZV::PersonObservation observe(ku::SystemClock::time_point now, int cycle, int person) {
@@ -63,12 +70,16 @@ bool isWithin(const ZV::PersonState& state) {
          isShare(attention.value) && isShare(attention.confidence);
 }
 
-Part run(ZV::SocialGraph& graph, ZV::ObservationGuard& guard, CountingClock& clock, int cycles) {
+Part run(ZV::SocialGraph& graph, ZV::ObservationGuard& guard, Recorders& recorders,
+         CountingClock& clock, int cycles) {
   Part part;
   const long readingsBefore = clock.readings;
   for (int cycle = 0; cycle < cycles; ++cycle) {
     if (cycle == cycles / 4) clock.time -= hours(1);
     for (int person = 0; person < people; ++person) {
+      auto& recorder = recorders.at(static_cast<std::size_t>(person));
+      if (cycle == 0) recorder.startRecording("greeting", -1);
+      if (cycle == scopeCycles) part.samples += recorder.stopRecording("greeting").second.size();
       const bool isSkewed = person == 3 && cycle > cycles / 2 && cycle < cycles * 3 / 4;
       auto observation = observe(clock.time + hours(isSkewed ? 1 : 0), cycle, person);
       const auto report = guard.clean(observation);
@@ -82,6 +93,7 @@ Part run(ZV::SocialGraph& graph, ZV::ObservationGuard& guard, CountingClock& clo
       graph.update(person, [&](ZV::Person& seen) {
         seen.update(observation);
         if (!isWithin(seen.personState)) ++part.outOfRange;
+        if (cycle < scopeCycles) recorder.update_notMutexed(seen.personState);
       });
     }
     part.heap = std::max(part.heap, mallinfo2().uordblks);
@@ -102,10 +114,11 @@ int main(int argumentCount, char** arguments) {  // NOLINT(bugprone-exception-es
   const ku::ClockScope scope(clock);
   ZV::SocialGraph graph;
   ZV::ObservationGuard guard;
+  Recorders recorders;
   Part full;  // the second: all windows are full from there on
   bool isGood = true;
   for (int number = 1; number <= parts; ++number) {
-    const Part part = run(graph, guard, clock, cycles);
+    const Part part = run(graph, guard, recorders, clock, cycles);
     const double updates = static_cast<double>(cycles) * people;
     std::printf(
         "%2d: %.0f updates of %.1f clock readings, heap %zu kB; removed: %ld not finite, %ld "
@@ -114,7 +127,7 @@ int main(int argumentCount, char** arguments) {  // NOLINT(bugprone-exception-es
         part.notFinite, part.ahead, part.clockSetBack, part.outOfRange);
     if (number <= 2) full = part;
     isGood &= part.outOfRange == 0 && part.notFinite > 0 && part.ahead > 0 &&
-              part.clockSetBack == 1 &&
+              part.clockSetBack == 1 && part.samples == scopeCycles * people &&
               !grows(static_cast<double>(full.heap), static_cast<double>(part.heap)) &&
               !grows(static_cast<double>(full.readings), static_cast<double>(part.readings));
   }

@@ -154,7 +154,7 @@ class ReportTest(BrowserTest):
             for expected in (f"Person {row['person']} {int(row['cycles']):,} ", *means_in(row), *shares):
                 self.assertIn(expected, text)
         closed = [(row["person"], row["scope"], row["label"], row["samples"])
-                  for row in tool.rows(self.folder / "scopes.csv")]
+                  for row in tool.rows(self.folder / "scene/scopes.csv")]
         listed = self.script("""return recording.persons.flatMap(({id}) =>
           [...document.querySelectorAll(`#person${id} details tbody tr`)].map((row) =>
             [String(id), ...[4, 2, 3].map((column) => row.children[column].textContent)]))""")
@@ -410,6 +410,7 @@ class ReportTest(BrowserTest):
         for number in (1, 2):
             link = f"#summary a[href='#recording{number}person2']"
             self.browser.find_element(By.CSS_SELECTOR, link).click()
+            self.wait("document.querySelector('iframe')")
             self.browser.switch_to.frame(self.browser.find_element(By.TAG_NAME, "iframe"))
             self.wait("scrollY > 0")
             self.browser.find_element(By.CSS_SELECTOR, "#summary a[href='#person3']").click()
@@ -418,7 +419,7 @@ class ReportTest(BrowserTest):
             seen.append(self.script("return document.body.innerText"))
             self.browser.switch_to.default_content()
             self.browser.find_element(By.PARTIAL_LINK_TEXT, "All recordings").click()
-            self.assertEqual(self.browser.find_elements(By.TAG_NAME, "iframe"), [])
+            self.wait("!document.querySelector('iframe')")
         for text, recording in zip(seen, recordings):
             self.open(recording)
             alone = self.script("return document.body.innerText")

@@ -283,10 +283,6 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
 
     async def test_limits(self):
         service = Service(self)
-        # The service ends a handshake that never completes. Meanwhile:
-        slow = socket.create_connection(("127.0.0.1", service.port), WAIT)
-        self.addCleanup(slow.close)
-        slow.sendall(b"GET / HTTP/1.1\r\nHo")
         async with service.connect("events") as sender:
             await sender.send(" " * (1 << 20))
             await sender.send(" " * ((1 << 20) + 1))
@@ -304,6 +300,10 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(set(codes), {1013})
         for sender in senders:
             sender.transport.abort()
+        # The service ends a handshake that never completes; until then it counts as a connection.
+        slow = socket.create_connection(("127.0.0.1", service.port), WAIT)
+        self.addCleanup(slow.close)
+        slow.sendall(b"GET / HTTP/1.1\r\nHo")
         connections = [socket.create_connection(("127.0.0.1", service.port), WAIT)
                        for _ in range(64)]
         self.assertEqual(connections[-1].recv(1), b"")  # the slow one makes it one too many
@@ -352,10 +352,11 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(len(states.splitlines()) + dropped, 4000)
 
     async def test_bad_lines_and_ends(self):
-        service = Service(self, stdin=subprocess.PIPE)
+        service = Service(self, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         async with service.connect("states") as page, service.connect("events") as sender:
-            service.process.stdin.write('{"event":"<b>"}\n')
+            service.process.stdin.write('{"event":"<b>"}\n' + observation(2) + "\n")
             service.process.stdin.flush()
+            self.assertEqual(json.loads(service.process.stdout.readline())["person"], 2)
             bad = (await told(page, lambda line: "bad_line" in line))[-1]["bad_line"]
             self.assertEqual((bad["source"], bad["line"]), ("standard input", 1))
             await sender.send("\n\n" + observation(1) + "\noops")

@@ -1,6 +1,7 @@
 // Counts the work of a real update with every field, and prints it beside what is derived from the
-// number of remembered samples. Exit status 1 when they differ, or when the update allocates more
-// than the two lists that a new face needs.
+// number of remembered samples. Exit status 1 when they differ, when the update allocates more than
+// the two lists that a new face needs, or when one that observes nothing takes other than seven
+// clock readings.
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -47,6 +48,18 @@ struct Counts {
   long allocations;
 };
 
+/// Of an update that observes nothing, of a person of whom nothing is remembered.
+long countEmptyUpdate() {
+  CountingClock clock;
+  const ku::ClockScope scope(clock);
+  ZV::SocialGraph graph;
+  graph.update(1, [&clock](ZV::Person& seen) {
+    clock.readings = 0;
+    seen.update(ZV::PersonObservation());
+  });
+  return clock.readings;
+}
+
 /// What the last of many updates does, with full windows.
 Counts countUpdate(int rate, bool newFace) {
   CountingClock clock;
@@ -92,5 +105,9 @@ int main() {  // NOLINT(bugprone-exception-escape): one would rightly end it
               "allocations: new face, none");
   bool agrees = true;
   for (const int rate : {10, 30, 60}) agrees &= zorvel::bench::printWork(rate);
+  // The ages of five timestamps for the valence and of two for the attention.
+  const long readings = zorvel::bench::countEmptyUpdate();
+  std::printf("an update that observes nothing: %ld clock readings, needs 7\n", readings);
+  agrees &= readings == 7;
   return agrees ? 0 : 1;
 }
