@@ -11,6 +11,7 @@ import re
 import statistics
 import subprocess
 import sys
+import time
 import urllib.error
 import urllib.request
 
@@ -115,6 +116,7 @@ class CameraTest(BrowserTest):
 
     def test_people_before_the_camera(self):
         record = self.folder / "record.jsonl"
+        begun = time.time_ns()
         self.open(start_view(self, "--record", record))
         self.wait("cards.size === 2")
         self.script("cameraForm.elements.numbers.click(); cameraForm.elements.landmarks.click()")
@@ -136,6 +138,9 @@ class CameraTest(BrowserTest):
                     seen[name].append(event)
         for name, those in seen.items():
             self.assertGreater(len(those), 0, name)
+            # By the service's clock, not the page's.
+            times = [event["smile"]["time"] for event in those]
+            self.assertTrue(begun < min(times) <= max(times) < time.time_ns(), name)
 
         def median(name, *keys):
             values = []
