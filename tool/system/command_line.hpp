@@ -19,8 +19,8 @@ class Option;
 
 namespace zorvel {
 
-// How commands describe themselves. The parser's own header takes longer to compile than any
-// command, so it stays behind these two classes.
+// How commands describe themselves. The parser stays behind these two classes, as its header costs
+// much to compile.
 
 /// What is wrong with a command line, thrown while it is read or by the command that it runs.
 class WrongUsage : public std::runtime_error {
