@@ -42,7 +42,7 @@ struct Part {
   long readings = 0;
   std::size_t heap = 0;  // the most in use
   long notFinite = 0, ahead = 0, clockSetBack = 0, outOfRange = 0;
-  std::size_t samples = 0;
+  int samples = 0;
 };
 
 ZV::PersonObservation observe(ku::SystemClock::time_point now, int cycle, int person) {
@@ -79,7 +79,8 @@ Part run(ZV::SocialGraph& graph, ZV::ObservationGuard& guard, Recorders& recorde
     for (int person = 0; person < people; ++person) {
       auto& recorder = recorders.at(static_cast<std::size_t>(person));
       if (cycle == 0) recorder.startRecording("greeting", -1);
-      if (cycle == scopeCycles) part.samples += recorder.stopRecording("greeting").second.size();
+      if (cycle == scopeCycles)
+        part.samples += static_cast<int>(recorder.stopRecording("greeting").second.size());
       const bool isSkewed = person == 3 && cycle > cycles / 2 && cycle < cycles * 3 / 4;
       auto observation = observe(clock.time + hours(isSkewed ? 1 : 0), cycle, person);
       const auto report = guard.clean(observation);
