@@ -11,13 +11,15 @@ namespace zorvel {
 
 /// A program's connection to a live service, which it sends lines. It serves the connection only
 /// while one of its functions runs. Each of them but close() throws Failure when the service has
-/// gone.
+/// gone, or does not take what it is sent within two seconds after there was something to read from
+/// the stop descriptor.
 class Client {
  public:
   using UseOfAnswer = std::function<void(const std::string& line)>;
 
-  /// Connects to HOST:PORT; throws Failure when no service is there. `use` is called for each line
-  /// that the service answers; what it throws comes out of the function that serves.
+  /// Connects to HOST:PORT, or to a socket at unix:PATH; throws Failure when no service is there.
+  /// `use` is called for each line that the service answers; what it throws comes out of the
+  /// function that serves.
   Client(const std::string& address, int stopDescriptor, UseOfAnswer use);
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
