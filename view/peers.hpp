@@ -79,7 +79,8 @@ class Page : public Peer {
   bool isToCome(Topic topic) const { return _nextInPicture && topic && *topic >= *_nextInPicture; }
   void appendPicture(std::string& text, const Newest& newest);
 
-  LineQueue _lines;
+  /// Several frames of a hundred people with their forces.
+  LineQueue _lines{std::size_t{512} << 10};
   LineQueue _errors{std::size_t{16} << 10};
   bool _needsPicture = true;
   /// The first topic that the picture has not brought yet; none when there is no picture.
