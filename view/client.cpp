@@ -165,6 +165,12 @@ Client::Client(const std::string& address, int stopDescriptor, UseOfAnswer use)
 
 Client::~Client() = default;
 
+bool Client::isAddress(const std::string& text) {
+  if (const auto path = localPath(text)) return !path->empty();
+  const std::size_t colon = text.rfind(':');
+  return colon != text.npos && colon > 0 && colon + 1 < text.size();
+}
+
 void Client::send(const std::string& line) { _implementation->send(line); }
 
 bool Client::waitUntil(std::chrono::steady_clock::time_point time) {

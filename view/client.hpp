@@ -15,9 +15,12 @@ namespace zorvel {
 /// the stop descriptor.
 class Client {
  public:
+  /// Whether it is like HOST:PORT or unix:PATH.
+  static bool isAddress(const std::string& text);
+
   using UseOfAnswer = std::function<void(const std::string& line)>;
 
-  /// Connects to HOST:PORT, or to a socket at unix:PATH; throws Failure when no service is there.
+  /// Connects to such an address; throws Failure when no service is there.
   /// `use` is called for each line that the service answers; what it throws comes out of the
   /// function that serves.
   Client(const std::string& address, int stopDescriptor, UseOfAnswer use);

@@ -163,11 +163,9 @@ Examples:
   command.add("--to", options->address, "Where zorvel view listens: HOST:PORT or unix:PATH")
       .type("ADDRESS")
       .check([](const std::string& text) {
-        if (text.compare(0, 5, "unix:") == 0) return std::string();
-        const std::size_t colon = text.rfind(':');
-        const bool isAddress = colon != text.npos && colon > 0 && colon + 1 < text.size();
-        return isAddress ? std::string()
-                         : inQuotes(text) + " is not like 127.0.0.1:8642 or unix:PATH";
+        return Client::isAddress(text)
+                   ? std::string()
+                   : inQuotes(text) + " is not like 127.0.0.1:8642 or unix:PATH";
       })
       .showDefault();
   command
