@@ -8,7 +8,8 @@
 namespace zorvel {
 namespace {
 
-constexpr std::size_t pieceSize = std::size_t{64} << 10;
+// Of what is sent at once.
+constexpr std::size_t mostAtOnce = std::size_t{64} << 10;
 
 std::string pictureLine(std::string_view place) {
   return jsonLine([place](JsonLineWriter& json) { json.member("picture", place); });
@@ -47,11 +48,11 @@ std::string Page::take(const Newest& newest, const std::function<std::string()>&
   if (const auto count = missed - std::exchange(_toldMissed, missed); count > 0) {
     text += jsonLine([count](JsonLineWriter& json) { json.member("missed", count); });
   }
-  text += _errors.take(pieceSize);
+  text += _errors.take(mostAtOnce);
   if (_nextInPicture) {
     appendPicture(text, newest);
   } else {
-    text += _lines.take(pieceSize);
+    text += _lines.take(mostAtOnce);
   }
   lines += static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
   return text;
@@ -60,7 +61,7 @@ std::string Page::take(const Newest& newest, const std::function<std::string()>&
 void Page::appendPicture(std::string& text, const Newest& newest) {
   if (*_nextInPicture == std::numeric_limits<std::int64_t>::min()) text += pictureLine("begins");
   auto person = newest.people.lower_bound(*_nextInPicture);
-  for (; person != newest.people.end() && text.size() < pieceSize; ++person) {
+  for (; person != newest.people.end() && text.size() < mostAtOnce; ++person) {
     text += person->second;
     _nextInPicture = person->first + 1;
   }
