@@ -2,6 +2,7 @@
 
 import contextlib
 import json
+import operator
 import os
 import pathlib
 import re
@@ -132,9 +133,12 @@ class ReplayTest(FolderTest):
                 entries.append(line(second, "observation", person=person, **fields))
         printed = self.replay(entries).stdout.splitlines()
         self.assertEqual(printed[3].split(), ["3", "16", "15.000", *"-----"])
-        run("replay", self.recording, "-q", "--summary", self.output / "persons.csv", check=True)
+        total = run("replay", self.recording, "--summary", self.output / "persons.csv").stdout
         recalculated(self.recording, self.output)
         table = rows(self.output / "persons.csv")
+        means, cycles = zip(*((float(row["attention_mean"]), int(row["cycles"])) for row in table
+                              if row["attention_mean"]))
+        self.assertIn(f" {sum(map(operator.mul, means, cycles)) / sum(cycles):.3f} (", total)
         empty, part = ["", "", "", "0"], ["0", "0", "0.5"]
         told = [[row[f"{name}_{what}"] for what in ("mean", "deviation", "confidence", "coverage")]
                 for row in table for name in ("valence", "attention", "ease")]

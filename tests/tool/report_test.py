@@ -188,9 +188,11 @@ class ReportTest(BrowserTest):
         self.assertEqual([seconds for seconds, band in points if not band], [(at + 1) / 10, 3010])
 
     def test_draws_no_line_where_nothing_was_measured(self):
-        """A head until 1 s is remembered for 7 s more, and shown for 1 s more; a calm face stays at 0."""
+        """A head until 1 s is remembered for 7 s more, and shown for 1 s more; a calm face stays at 0.
+        Who is removed begins anew."""
         head = {"headPosture": {"yaw": 0, "pitch": 0, "roll": 0}}
-        self.open("".join(calm(k / 10, **(head if k <= 10 else {})) for k in range(151)))
+        self.open("".join(calm(k / 10, **(head if k <= 10 else {})) for k in range(151))
+                  + line(15.05, "remove", person=1) + line(15.1, "observation", person=1))
         for chart, last, level in ((0, 15, -0.3), (3, 9, 0.3), (5, 9, -0.3)):
             known = [seconds for seconds, band in self.script(DRAWN)[chart] if band and band[1] is not None]
             self.assertEqual((known[0], known[-1], len(known)), (0, last, 10 * last + 1))
