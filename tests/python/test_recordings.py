@@ -12,7 +12,6 @@ import signal
 import subprocess
 import sys
 import threading
-import warnings
 from collections.abc import Callable, Iterator
 from typing import Any
 
@@ -269,27 +268,20 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
 
 def test_what_was_not_measured_is_told(tmp_path: pathlib.Path) -> None:
     path = tmp_path / "calm.jsonl"
-    with zorvel.Recording(path) as recording:
-        for cycle in range(20):
-            recording.write(zorvel.Event.observation(1.0 + cycle / 10.0, 1, zorvel.Observation(
-                time=1.0 + cycle / 10.0, smile=(cycle / 100.0, 1.0), expressions={"calm": (1.0, 1.0)})))
+    calm = {"expressions": {"calm": {"value": 1, "confidence": 1}}}
+    path.write_text("".join(json.dumps({"time": k * 10**8, "event": "observation", "person": 1, **calm})
+                            + "\n" for k in range(20)))
     told = subprocess.run([TOOL, "replay", path, "-o", tmp_path], check=True, capture_output=True,
                           text=True, timeout=60).stderr.replace(": warning: ", ": ").splitlines()
-    calls: list[Callable[[], object]] = [
-        lambda: zorvel.replay(path), lambda: zorvel.summarize(path), lambda: zorvel.summary_csv(path, "a"),
-        lambda: zorvel.report(path, tmp_path / "a.html")]
-    for call in calls:
-        with pytest.warns(UserWarning) as caught:
-            call()
-        assert [(str(each.message), each.filename) for each in caught] == [
-            (line, __file__) for line in told] != []
-    with warnings.catch_warnings():
-        warnings.simplefilter("ignore")
-        row, = zorvel.summarize(path)
-        figure = zorvel.replay(path).plot()
-    assert row["valence_mean"] == row["valence_deviation"] == 0.0 and row["valence_coverage"] == 1.0
+    with pytest.warns(UserWarning) as caught:
+        results, (row,) = zorvel.replay(path), zorvel.summarize(path)
+        zorvel.summary_csv(path, "a")
+        zorvel.report(path, tmp_path / "a.html")
+    assert [(str(each.message), each.filename) for each in caught] == 4 * [
+        (line, __file__) for line in told] != []
+    assert row["valence_mean"] == row["valence_deviation"] == 0.0
     assert math.isnan(row["attention_mean"]) and math.isnan(row["attentive"])
-    for axes, known in zip(figure.axes, (True, False, False)):
+    for axes, known in zip(results.plot().axes, (True, False, False)):
         assert numpy.isnan(axes.lines[0].get_ydata()).any() != known
         assert ["not measured"] * (not known) == [text.get_text() for text in axes.texts]
 

@@ -139,18 +139,12 @@ class ReplayTest(FolderTest):
         means, cycles = zip(*((float(row["attention_mean"]), int(row["cycles"])) for row in table
                               if row["attention_mean"]))
         self.assertIn(f" {sum(map(operator.mul, means, cycles)) / sum(cycles):.3f} (", total)
-        empty, part = ["", "", "", "0"], ["0", "0", "0.5"]
-        told = [[row[f"{name}_{what}"] for what in ("mean", "deviation", "confidence", "coverage")]
-                for row in table for name in ("valence", "attention", "ease")]
-        self.assertEqual(told[0][:2] + told[0][3:] + told[1] + told[2], ["0", "0", "0.25"] + 2 * empty)
-        self.assertEqual([told[3][0], told[3][3], told[4][3], told[5]], ["0", "1", "1", part + ["1"]])
-        self.assertEqual(told[6:9], 3 * [empty])
-        self.assertEqual([told[9], told[10][1], told[10][3], told[11]], [empty, "", "1", empty])
-        self.assertEqual([values[3] for values in told[12:]], 3 * ["0.5625"])
-        self.assertEqual([[row[name] for name in ("positive", "neutral", "negative", "attentive")]
-                          for row in table[:4]], [["0", "1", "0", ""], ["0", "1", "0", "1"],
-                                                  4 * [""], ["", "", "", "1"]])
-        self.assertEqual([row["valence_change"] for row in table], 5 * [""])
+        columns = ("valence_mean", "valence_coverage", "neutral", "attention_coverage", "attentive",
+                   "ease_deviation", "valence_change")
+        self.assertEqual([[row[name] and float(row[name]) for name in columns] for row in table], [
+            [0, 0.25, 1, 0, "", "", ""], [0, 1, 1, 1, 1, 0, ""],
+            ["", 0, "", 0, "", "", ""], ["", 0, "", 1, 1, "", ""],
+            [0, 9 / 16, 1, 9 / 16, 9 / 16, 0, ""]])
 
     def test_writes_whole_files(self):
         # By hand: joy wins as positive, 0.65, and a level ease takes 6.5 % of it. Straight angles

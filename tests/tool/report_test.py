@@ -407,9 +407,8 @@ class ReportTest(BrowserTest):
         self.assertEqual([row[0].split("\n")[0] for row in table],
                          [str(name) for name in recordings for _ in range(3)]
                          + ["cut.jsonl", "none.jsonl"])
-        unmeasured = "not measured"
         self.assertEqual(table[6][1:4] + table[6][5:7] + table[6][8:], [
-            "Person 1", "0:03.0", "2", unmeasured, unmeasured, unmeasured,
+            "Person 1", "0:03.0", "2", *3 * ["not measured"],
             "none: the first second is left out, and too little comes after it"])
         for path, those in zip(recordings, (table[:3], table[3:6])):
             for row, cells in zip(self.summary(path), those, strict=True):
