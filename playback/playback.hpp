@@ -32,7 +32,7 @@ struct StateRow {
   ZV::BodyLanguageEase ease;
   /// What moved the person in the cycle, in order; empty unless forces are watched.
   std::vector<ZV::Force> forces;
-  /// Whether something measured moved the value in the cycle. What is neither is on its way to 0.
+  /// Whether something measured moved the value in the cycle. Else it stayed or fell back to 0.
   OfValues isMeasured{};
 
   // Of a row of a recording.
@@ -42,8 +42,8 @@ struct StateRow {
   bool isSeen = true;
   /// 1 for the person's first stretch of cycles, one more after each removal that ends one.
   std::int32_t visit = 1;
-  /// Whether something measured moved the value in this stretch of cycles, and no more than a
-  /// second ago. What is drawn of a value that is not known says so.
+  /// Whether something measured moved the value in this visit, no more than a second ago. Where it
+  /// did not, charts say "not measured" in place of a line that falls back to 0.
   OfValues isKnown{};
 };
 
