@@ -6,6 +6,24 @@
 #include <utility>
 
 namespace zorvel {
+namespace {
+
+/// With the weights of ZVEmotionRecorder::meanValence, whose running sum in single precision loses
+/// digits over hours.
+double exactMeanValence(const ZV::ZVEmotionRecorder::Samples& samples) {
+  double weightedSum = 0.0;
+  double confidenceSum = 0.0;
+  for (const auto& [time, state] : samples) {
+    const auto positive = state.personEmotion(ZV::PersonDescription::Positivity);
+    const auto negative = state.personEmotion(ZV::PersonDescription::Negativity);
+    const auto confidence = static_cast<double>(positive.confidence);
+    weightedSum += static_cast<double>(positive.value - negative.value) * confidence;
+    confidenceSum += confidence;
+  }
+  return weightedSum / confidenceSum;
+}
+
+}  // namespace
 
 Row Playback::play(const Event& event) {
   return std::visit([this](const auto& what) { return play(what); }, event.what);
@@ -38,8 +56,13 @@ Row Playback::play(const StopRecording& stop) {
                           ? std::pair("error", ZV::ZVEmotionRecorder::Samples())
                           : recorder->second.stopRecording(stop.scope);
   const auto mean = ZV::ZVEmotionRecorder::meanValence(result.second);
-  return ScopeRow{stop.person,          stop.scope, result.first,
-                  result.second.size(), mean.value, mean.confidence};
+  return ScopeRow{stop.person,
+                  stop.scope,
+                  result.first,
+                  result.second.size(),
+                  mean.value,
+                  mean.confidence,
+                  exactMeanValence(result.second)};
 }
 
 Row Playback::play(const Movement& /*movement*/) {
@@ -58,14 +81,27 @@ Row Playback::cycle(std::int32_t id, const std::function<void(ZV::Person&)>& cha
   _graph.update(id, [&](ZV::Person& person) {
     ZV::PersonState& state = person.personState;
     _forces.clear();
-    if (_watchesForces) {
-      state.setForceObserver([this](const ZV::Force& force) { _forces.push_back(force); });
-    }
+    _isMeasured.fill(false);
+    state.setForceObserver([this](const ZV::Force& force) { observe(force); });
     change(person);
     record(person);
-    row = stateRow(person, std::exchange(_forces, {}));
+    StateRow after = stateRow(person, std::exchange(_forces, {}));
+    after.isMeasured = _isMeasured;
+    row = std::move(after);
   });
   return row;
+}
+
+void Playback::observe(const ZV::Force& force) {
+  using namespace ZV::force_reasons;
+  if (force.reason != noObservation.name && force.reason != notVisible.name) {
+    auto& [valence, attention, ease] = _isMeasured;
+    if (force.quantity == ZV::Quantity::Valence) valence = true;
+    if (force.quantity == ZV::Quantity::Attention) attention = true;
+    // The ease pulls whenever a head posture is remembered, of which it is made.
+    if (force.reason == bodyLanguage.name) ease = true;
+  }
+  if (_watchesForces) _forces.push_back(force);
 }
 
 /// Adds the person's state to the scopes that are open.
@@ -98,8 +134,12 @@ void RecordingRows::place(Time time, const Event& event, Row& row) {
   const Time::duration since = between(*_start, time);
   if (auto* state = std::get_if<StateRow>(&row)) {
     Visit& visit = _visits[state->person];
-    if (visit.isEnded) ++visit.number;
-    visit.isEnded = false;
+    if (visit.isEnded) visit = {visit.number + 1, false, {}};
+    for (std::size_t value = 0; value < visit.measured.size(); ++value) {
+      auto& last = visit.measured.at(value);
+      if (state->isMeasured.at(value)) last = time;
+      state->isKnown.at(value) = last && between(*last, time) <= boost::chrono::seconds(1);
+    }
     state->since = since;
     state->isSeen = !std::holds_alternative<NotSeen>(event.what);
     state->visit = visit.number;

@@ -1,6 +1,7 @@
 #ifndef ZORVEL_PLAYBACK_PLAYBACK_HPP
 #define ZORVEL_PLAYBACK_PLAYBACK_HPP
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -18,6 +19,9 @@
 
 namespace zorvel {
 
+/// Something that holds or not of the valence, of the attention and of the ease, in this order.
+using OfValues = std::array<bool, 3>;
+
 /// The state of a person after a cycle.
 struct StateRow {
   std::int32_t person;
@@ -28,6 +32,8 @@ struct StateRow {
   ZV::BodyLanguageEase ease;
   /// What moved the person in the cycle, in order; empty unless forces are watched.
   std::vector<ZV::Force> forces;
+  /// Whether something measured moved the value in the cycle. Else it stayed or fell back to 0.
+  OfValues isMeasured{};
 
   // Of a row of a recording.
 
@@ -36,6 +42,9 @@ struct StateRow {
   bool isSeen = true;
   /// 1 for the person's first stretch of cycles, one more after each removal that ends one.
   std::int32_t visit = 1;
+  /// Whether something measured moved the value in this visit, no more than a second ago. Where it
+  /// did not, charts say "not measured" in place of a line that falls back to 0.
+  OfValues isKnown{};
 };
 
 enum class Forces { Unwatched, Watched };
@@ -53,6 +62,8 @@ struct ScopeRow {
   /// samples.
   float meanValence;
   float meanConfidence;
+  /// The mean valence in double precision.
+  double exactMeanValence;
 
   // Of a row of a recording, since its start.
 
@@ -91,10 +102,13 @@ class Playback {
   Row play(const Activity& activity);
   /// One cycle of a person, who is added if unknown.
   Row cycle(std::int32_t id, const std::function<void(ZV::Person&)>& change);
+  void observe(const ZV::Force& force);
   void record(const ZV::Person& person);
 
   bool _watchesForces;
-  std::vector<ZV::Force> _forces;  // of the current cycle
+  // Of the current cycle.
+  std::vector<ZV::Force> _forces;
+  OfValues _isMeasured{};
   ZV::SocialGraph _graph;
   std::map<std::int32_t, ZV::ZVEmotionRecorder> _recorders;
   ZV::AmbianceState _room;
@@ -112,6 +126,8 @@ class RecordingRows {
   struct Visit {
     std::int32_t number = 1;
     bool isEnded = false;
+    /// When something measured last moved each value.
+    std::array<std::optional<Time>, std::tuple_size_v<OfValues>> measured;
   };
 
   std::optional<Time> _start;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <string_view>
 
 #include "playback/playback.hpp"
@@ -68,6 +69,15 @@ std::vector<std::string> titlesOf(const std::vector<std::string>& recordings) {
   return titles;
 }
 
+void writeCell(JsonLineWriter& json, std::string_view name, std::optional<double> number) {
+  json.member(name, number.value_or(std::numeric_limits<double>::quiet_NaN()));
+}
+
+template <typename Number>
+void writeCell(JsonLineWriter& json, std::string_view name, Number number) {
+  json.member(name, number);
+}
+
 /// One of the recordings of a page, and what the page tells of it before it shows the whole.
 struct Overview {
   ReportData data;
@@ -118,8 +128,10 @@ void Overview::write(JsonLineWriter& json, const std::string& title) const {
   json.member("from", inSeconds(between(origin, start.value_or(end))));
   json.member("to", inSeconds(between(origin, end)));
   json.list("persons", summary.rows(), [&](const SummaryRow& row) {
-    std::apply([&](const auto&... column) { (json.member(column.name, column.value(row)), ...); },
-               summaryColumns);
+    std::apply(
+        [&](const auto&... column) { (writeCell(json, column.name, column.value(row)), ...); },
+        summaryColumns);
+    json.member("tooShort", row.isTooShort);
   });
 }
 

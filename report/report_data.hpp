@@ -54,6 +54,8 @@ class ReportData {
     PersonCycles cycles;
     /// A column for each of quantityColumns.
     std::vector<std::vector<float>> quantities;
+    /// 1 where the value is known, for each of knownColumns.
+    std::vector<std::vector<std::int8_t>> known;
     std::vector<std::int8_t> moods;
     /// Of the valence and of the attention.
     std::array<std::vector<Moves>, 2> moves;

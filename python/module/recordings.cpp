@@ -109,6 +109,10 @@ struct KeptIn {
   using Type = std::vector<Value>;
 };
 template <>
+struct KeptIn<bool> {
+  using Type = std::vector<std::uint8_t>;
+};
+template <>
 struct KeptIn<std::size_t> {
   using Type = std::vector<std::int64_t>;
 };
@@ -215,6 +219,7 @@ class Tables {
     if (!_start) _start = time;
     if (const auto* state = std::get_if<StateRow>(&row)) {
       _timeline.add(time, *state);
+      _known.add(time, *state);
       for (const ZV::Force& force : state->forces) {
         _movements.add(time, ForceRow{state->person, force});
       }
@@ -227,6 +232,7 @@ class Tables {
     const Time start = _start.value_or(Time());
     py::dict tables;
     tables["timeline"] = _timeline.take(start);
+    tables["known"] = _known.take(start);
     tables["scopes"] = _scopes.take(start);
     tables["ambiance"] = _ambiance.take(start);
     if (_forces == Forces::Watched) tables["forces"] = _movements.take(start);
@@ -237,6 +243,7 @@ class Tables {
   Forces _forces;
   std::optional<Time> _start;
   Table<StateRow, decltype(timelineColumns)> _timeline{timelineColumns};
+  Table<StateRow, decltype(knownColumns)> _known{knownColumns};
   Table<ScopeRow, decltype(scopesColumns)> _scopes{scopesColumns};
   Table<AmbianceRow, decltype(ambianceColumns)> _ambiance{ambianceColumns};
   Table<ForceRow, decltype(forcesColumns)> _movements{forcesColumns};
@@ -249,17 +256,27 @@ py::object asException(const std::optional<Failure>& failure) {
   return failure ? exceptionOf(*failure) : py::none();
 }
 
+py::list warningsOf(const std::vector<Finding>& findings) {
+  py::list warnings;
+  for (const Finding& finding : findings) {
+    if (finding.isWarning) warnings.append(finding.text);
+  }
+  return warnings;
+}
+
 py::tuple replayFile(py::handle path, bool forces) {
   const std::string name = pathFrom(path);
   const Forces watched = forces ? Forces::Watched : Forces::Unwatched;
   Tables tables(watched);
+  RecordingFacts facts;
   const auto failure = withoutLock([&] {
     RecordingReader recording(name, checkSignals);
-    return playAll(recording, watched, [&](Time time, const Event& /*event*/, const Row& row) {
+    return playAll(recording, watched, [&](Time time, const Event& event, const Row& row) {
       tables.add(time, row);
+      facts.add(event, recording.lines().lineNumber());
     });
   });
-  return py::make_tuple(tables.take(), asException(failure));
+  return py::make_tuple(tables.take(), warningsOf(findingsOf(facts)), asException(failure));
 }
 
 py::tuple replayEvents(const py::iterable& events, bool forces) {
@@ -289,16 +306,28 @@ py::tuple replayEvents(const py::iterable& events, bool forces) {
   }
 }
 
+double numberOf(std::optional<double> cell) {
+  return cell.value_or(std::numeric_limits<double>::quiet_NaN());
+}
+
+template <typename Number>
+Number numberOf(Number cell) {
+  return cell;
+}
+
 /// The rows as dicts, from the name of each column to the value, and as lines of a table.
 py::tuple summarizeFile(py::handle path, py::handle shown) {
   const std::string name = pathFrom(path);
   const auto shownName = py::module_::import("os").attr("fsencode")(shown).cast<std::string>();
   SummaryTable summary;
+  RecordingFacts facts;
   const auto failure = withoutLock([&] {
     RecordingReader recording(name, checkSignals);
-    return playAll(
-        recording, Forces::Unwatched,
-        [&](Time time, const Event& event, const Row& row) { summary.add(time, event, row); });
+    return playAll(recording, Forces::Unwatched,
+                   [&](Time time, const Event& event, const Row& row) {
+                     summary.add(time, event, row);
+                     facts.add(event, recording.lines().lineNumber());
+                   });
   });
   const auto rows = summary.rows();
   py::list dicts;
@@ -306,14 +335,16 @@ py::tuple summarizeFile(py::handle path, py::handle shown) {
     py::dict cells;
     std::apply(
         [&](const auto&... column) {
-          ((cells[py::str(column.name.data(), column.name.size())] = column.value(row)), ...);
+          ((cells[py::str(column.name.data(), column.name.size())] = numberOf(column.value(row))),
+           ...);
         },
         summaryColumns);
     dicts.append(cells);
   }
   fmt::memory_buffer lines;
   appendSummary(lines, shownName, rows);
-  return py::make_tuple(dicts, fileName(fmt::to_string(lines)), asException(failure));
+  return py::make_tuple(dicts, fileName(fmt::to_string(lines)), warningsOf(findingsOf(facts)),
+                        asException(failure));
 }
 
 std::optional<std::int32_t> personFrom(py::handle person) {
@@ -373,11 +404,7 @@ py::tuple reportFile(py::handle path, py::handle output) {
     page.commit();
     return written;
   });
-  py::list warnings;
-  for (const Finding& finding : result.findings) {
-    if (finding.isWarning) warnings.append(finding.text);
-  }
-  return py::make_tuple(warnings, asException(result.failure));
+  return py::make_tuple(warningsOf(result.findings), asException(result.failure));
 }
 
 ImportFacts importFile(Importer& importRows, std::string_view source, py::handle path,

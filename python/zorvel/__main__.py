@@ -7,6 +7,7 @@ import math
 import os
 import sys
 import tempfile
+import warnings
 
 from typing import TYPE_CHECKING
 
@@ -63,6 +64,7 @@ def main() -> int:
     plot.add_argument("--grey", action="store_true", help="greys and line styles for colours")
     options = parser.parse_args()
 
+    warnings.showwarning = lambda message, *_: print(message, file=sys.stderr)
     failure = None
     try:
         results = replay(options.recording)

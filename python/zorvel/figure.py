@@ -22,6 +22,8 @@ _STYLES = ("-", "--", "-.", ":")
 _GAP_SECONDS = 1.0
 _GAP_MEDIANS = 3.0
 _MILLIMETRES_PER_INCH = 25.4
+#: How wide "not measured" is, with the margins of the figure.
+_WORDS_MILLIMETRES = 22.0
 
 
 def _look(index: int, grey: bool) -> dict[str, Any]:
@@ -44,18 +46,52 @@ def _with_gaps(seconds: numpy.ndarray[Any, Any], visits: numpy.ndarray[Any, Any]
     return numpy.insert(seconds, gaps, numpy.nan), numpy.insert(values, gaps, numpy.nan, axis=1)
 
 
+def _hatch(axes: matplotlib.axes.Axes, spans: Sequence[tuple[float, float]], bottom: float,
+           height: float, color: str, room: float) -> None:
+    """Says "not measured" where a curve would be a line at 0, in a person's part of the axis.
+
+    A span shorter than `room` has no words.
+    """
+    for left, right in spans:
+        axes.axvspan(left, right, bottom, bottom + height, fill=False, hatch="///", edgecolor=color,
+                     alpha=0.25, linewidth=0.0)
+        if right - left >= room:
+            axes.annotate("not measured", (left, bottom + height / 2.0), color=color,
+                          xycoords=axes.get_xaxis_transform(), xytext=(2.0, 0.0),
+                          textcoords="offset points", va="center", fontsize="x-small")
+
+
+def _unknown_spans(seconds: numpy.ndarray[Any, Any], known: numpy.ndarray[Any, Any],
+                   shown: tuple[float, float]) -> list[tuple[float, float]]:
+    """Where a value is not known, up to the row that knows it again; both have NaN in gaps."""
+    import numpy
+
+    edges = numpy.flatnonzero(numpy.diff(known == 0.0, prepend=False, append=False))
+    spans = []
+    for first, end in zip(edges[::2], edges[1::2]):
+        continues = end < len(seconds) and not numpy.isnan(seconds[end])
+        left, right = numpy.clip([seconds[first], seconds[end if continues else end - 1]], *shown)
+        if left < right:
+            spans.append((float(left), float(right)))
+    return spans
+
+
 def _draw_quantity(axes: matplotlib.axes.Axes, results: Results, persons: Sequence[int], name: str,
-                   grey: bool) -> None:
+                   grey: bool, shown: tuple[float, float], room: float) -> None:
     import numpy
 
     timeline = results.timeline
     lowest, highest = QUANTITIES[name]
     for index, person in enumerate(persons):
         rows = timeline["person"] == person
-        seconds, (value, confidence) = _with_gaps(
-            timeline["seconds"][rows], timeline["visit"][rows],
-            numpy.stack([timeline[name][rows], timeline[f"{name}_confidence"][rows]]).astype(float))
+        known = results._known[name][rows] != 0
+        seconds, (value, confidence, known) = _with_gaps(
+            timeline["seconds"][rows], timeline["visit"][rows], numpy.stack([
+                numpy.where(known, timeline[name][rows], numpy.nan),
+                timeline[f"{name}_confidence"][rows], known]).astype(float))
         look = _look(index, grey)
+        _hatch(axes, _unknown_spans(seconds, known, shown), 1.0 - (index + 1) / len(persons),
+               1.0 / len(persons), look["color"], room)
         axes.plot(seconds, value, linewidth=1.0, label=f"person {person}", **look)
         unsure = (1.0 - numpy.clip(confidence, 0.0, 1.0)) * (highest - lowest) / 4.0
         axes.fill_between(seconds, numpy.clip(value - unsure, lowest, highest),
@@ -129,6 +165,8 @@ def draw(results: Results, persons: Sequence[int] | None, begin: float | None, e
         if quantity not in QUANTITIES:
             raise ValueError(f"{quantity} is no quantity; these are: {list(QUANTITIES)}")
     persons = list(persons or there)
+    shown = (seconds.min() if begin is None else begin, seconds.max() if end is None else end)
+    room = (shown[1] - shown[0]) * _WORDS_MILLIMETRES / width
     names = list(quantities or QUANTITIES)
     lanes = _scope_lanes(results, persons, begin, end)
     inches = width / _MILLIMETRES_PER_INCH
@@ -140,7 +178,7 @@ def draw(results: Results, persons: Sequence[int] | None, begin: float | None, e
         figure.get_layout_engine().set(w_pad=0.1)  # for the last number below an axis
         all_axes = grid[:, 0]
         for axes, name in zip(all_axes, names):
-            _draw_quantity(axes, results, persons, name, grey)
+            _draw_quantity(axes, results, persons, name, grey, shown, room)
         all_axes[-1].set_xlabel("time since the start of the recording (s)")
         all_axes[-1].set_xlim(begin, end)
         if lanes:

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import os
+import warnings
 from collections.abc import Iterable, Iterator, Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
@@ -62,6 +63,8 @@ class Results:
         self.ambiance = Table(tables["ambiance"])
         #: Everything that moved a state, in order; None unless it was asked for.
         self.forces = Table(tables["forces"]) if "forces" in tables else None
+        #: Whether each value of the timeline's rows is known, or not measured.
+        self._known = tables["known"]
 
     def plot(self, persons: Iterable[int] | int | None = None, *, begin: float | None = None,
              end: float | None = None, quantities: Sequence[str] | str | None = None,
@@ -70,7 +73,8 @@ class Results:
 
         A band shows how much confidence is missing: half as tall as the axis at confidence 0, none at
         1; it is not a range in which the value lies. Where a person had no cycles, the curve has a
-        gap. Scopes are bars below. By default everybody and everything is drawn; `begin` and `end`
+        gap. Where nothing measured moved the value for more than a second, hatching says "not
+        measured" instead of a curve. Scopes are bars below. By default everybody and everything is drawn; `begin` and `end`
         are in seconds since the start, `width` is in millimetres, and `grey` is for print.
         """
         from .figure import draw
@@ -91,15 +95,23 @@ def _raise(error: BaseException | None, results: object) -> None:
     raise error
 
 
+def _warn(recording: str | os.PathLike[str], texts: list[str]) -> None:
+    """What the tool says on standard error."""
+    for text in texts:
+        warnings.warn(f"{os.fsdecode(recording)}: {text}", stacklevel=3)
+
+
 def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
            forces: bool = False) -> Results:
     """Replays a recording, a path or events, on a clock that its events set.
 
     The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
-    of what moved the states. A DataError has what came before the fault as its `results`.
+    of what moved the states. A DataError has what came before the fault as its `results`. What looks
+    wrong in a file is told by warnings.
     """
     if isinstance(recording, (str, bytes, os.PathLike)):
-        tables, error = _zorvel.replay_file(recording, forces)
+        tables, texts, error = _zorvel.replay_file(recording, forces)
+        _warn(recording, texts)
     else:
         tables, error = _zorvel.replay_events(recording, forces)
     results = Results(tables)
@@ -110,10 +122,12 @@ def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
 def summarize(recording: str | os.PathLike[str]) -> list[dict[str, Any]]:
     """What a recording adds up to: a dict for each person, by the columns of a summary table.
 
-    Times are in seconds since the recording's start, shares in [0, 1]; a greatest change is NaN where
-    there is none.
+    Times are in seconds since the recording's start, shares in [0, 1]. NaN is what there is not: of a
+    quantity that was never measured, a greatest change, the deviation of one cycle. What looks wrong
+    in the file is told by warnings.
     """
-    rows, _, error = _zorvel.summarize_file(recording, "")
+    rows, _, texts, error = _zorvel.summarize_file(recording, "")
+    _warn(recording, texts)
     _raise(error, rows)
     return rows
 
@@ -123,7 +137,8 @@ def summary_csv(recording: str | os.PathLike[str], name: str) -> str:
 
     A recording in which nobody has a cycle has one line, with empty cells.
     """
-    _, lines, error = _zorvel.summarize_file(recording, name)
+    _, lines, texts, error = _zorvel.summarize_file(recording, name)
+    _warn(recording, texts)
     _raise(error, lines)
     return lines
 
@@ -160,9 +175,10 @@ def report(recording: str | os.PathLike[str],
            output: str | os.PathLike[str] = "report.html") -> list[str]:
     """Shows a recording, replayed, on one page for a browser, as `zorvel report` does.
 
-    Returns what looks wrong in the recording, a sentence each. When a line is bad, the page shows
-    everything up to it, and the DataError is raised after it is written.
+    Returns what looks wrong in the recording, a sentence each, which warnings tell, too. When a line
+    is bad, the page shows everything up to it, and the DataError is raised after it is written.
     """
-    warnings, error = _zorvel.report_file(recording, output)
-    _raise(error, warnings)
-    return warnings
+    texts, error = _zorvel.report_file(recording, output)
+    _warn(recording, texts)
+    _raise(error, texts)
+    return texts

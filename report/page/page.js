@@ -1,6 +1,7 @@
 // The page of a recording.
 
 function moodShares(person) {
+  if (!isEverKnown(person.valence)) return notMeasured;
   const shares = moods.map((kind) => {
     let count = 0;
     for (const mood of person.moods) if (mood === kind.mood) ++count;
@@ -25,6 +26,7 @@ function addSummary(persons) {
     const { times } = person;
     const means = Object.keys(quantities).map((name) => {
       const { values, confidences } = person[name];
+      if (!isEverKnown(person[name])) return notMeasured;
       return `${formatNumber(mean(values), 2)} (${formatNumber(mean(confidences), 2)})`;
     });
     const cells = times.length === 0 ? ["0", "", ...means.fill(""), ""] : [
@@ -88,6 +90,7 @@ function addMood(stack, person) {
     paint: paintSpans(moodSpans(person), 3),
     read: (seconds) => {
       const row = stack.rowAt(person, seconds);
+      if (row !== undefined && !isKnown(person.valence, row)) return notMeasured;
       return row === undefined ? "–" : moods.find(({ mood }) => mood === person.moods[row]).name;
     },
   });
@@ -110,9 +113,10 @@ function addPerson(person) {
   }
   if (times.length === 0) section.append(element("p", { class: "facts" }, "No cycles."));
   const changes = changeLinks(person);
-  if (changes.length > 0) {
+  if (times.length > 0) {
     section.append(element("div", { class: "changes" },
-      "Greatest changes within a second:", ...changes));
+      "Greatest changes within a second:",
+      ...(changes.length > 0 ? changes : [element("span", {}, whyNoChange(person))])));
   }
   if (times.length === 0 && scopes.length === 0) return;
 

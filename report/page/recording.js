@@ -44,6 +44,12 @@ function readReason(name, reasons) {
   return { reason: name, meaning, color: reasonColor(name) };
 }
 
+// Why a person has no greatest change.
+function whyNoChange({ tooShort }) {
+  return tooShort ? "none: the first second is left out, and too little comes after it" :
+    "none of 5 % of a range or more";
+}
+
 async function readPerson(data, start, reasons) {
   const times = await decodedTimes(data.time, start);
   const begins = new Uint8Array(times.length);
@@ -51,13 +57,14 @@ async function readPerson(data, start, reasons) {
   const person = { id: data.person, times, begins, moods: await decoded(data.mood, Int8Array) };
   for (const [name, quantity] of Object.entries(quantities)) {
     person[name] = makeCurve(quantity, times, begins, await decodedFloats(data[name]),
-      await decodedFloats(data[`${name}_confidence`]));
+      await decodedFloats(data[`${name}_confidence`]), await decoded(data.known[name], Int8Array));
   }
   for (const [name, moves] of Object.entries(data.moves)) {
     person[name].moves = await Promise.all(moves.map(async ({ reason, rows }) =>
       ({ ...readReason(reason, reasons), rows: await decoded(rows, Int16Array) })));
   }
   person.changes = data.changes;
+  person.tooShort = data.tooShort;
   person.scopes = data.scopes.map((scope) => ({
     ...scope,
     from: secondsAfter(start, BigInt(scope.from)),

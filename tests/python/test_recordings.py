@@ -250,7 +250,7 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
         for name in ("valence", "attention", "ease"):
             values = timeline[name][of].astype(float)
             assert row[f"{name}_mean"] == pytest.approx(values.mean())
-            assert row[f"{name}_deviation"] == pytest.approx(values.std())
+            assert row[f"{name}_deviation"] == pytest.approx(values.std(ddof=1))
             assert row[f"{name}_confidence"] == pytest.approx(
                 timeline[f"{name}_confidence"][of].astype(float).mean())
         for label, mood in (("positive", 1), ("neutral", 0), ("negative", -1)):
@@ -264,6 +264,26 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
             assert any(change == pytest.approx(values[end] - values[begin])
                        for begin in range(end) if seconds[end] - seconds[begin] <= 1.0)
             assert abs(change) >= 0.1
+
+
+def test_what_was_not_measured_is_told(tmp_path: pathlib.Path) -> None:
+    path = tmp_path / "calm.jsonl"
+    calm = {"expressions": {"calm": {"value": 1, "confidence": 1}}}
+    path.write_text("".join(json.dumps({"time": k * 10**8, "event": "observation", "person": 1, **calm})
+                            + "\n" for k in range(20)))
+    told = subprocess.run([TOOL, "replay", path, "-o", tmp_path], check=True, capture_output=True,
+                          text=True, timeout=60).stderr.replace(": warning: ", ": ").splitlines()
+    with pytest.warns(UserWarning) as caught:
+        results, (row,) = zorvel.replay(path), zorvel.summarize(path)
+        zorvel.summary_csv(path, "a")
+        zorvel.report(path, tmp_path / "a.html")
+    assert [(str(each.message), each.filename) for each in caught] == 4 * [
+        (line, __file__) for line in told] != []
+    assert row["valence_mean"] == row["valence_deviation"] == 0.0
+    assert math.isnan(row["attention_mean"]) and math.isnan(row["attentive"])
+    for axes, known in zip(results.plot().axes, (True, False, False)):
+        assert numpy.isnan(axes.lines[0].get_ydata()).any() != known
+        assert ["not measured"] * (not known) == [text.get_text() for text in axes.texts]
 
 
 def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> None:
