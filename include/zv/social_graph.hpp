@@ -33,6 +33,10 @@ class ZV_API SocialGraph {
   void add(std::int32_t id);
   /// Erases a person; an unknown one is no error.
   void remove(std::int32_t id);
+  /// Puts a saved person there, in place of whoever has the identifier. Copies of the latter keep
+  /// what they share. Throws what Person's constructor from a saved one throws; then nothing has
+  /// changed.
+  void restore(std::int32_t id, const SavedPerson& saved);
   /// A copy of the person, which shares state and memory with the graph's; empty for an unknown
   /// one. The graph's lock does not protect uses of the copy.
   boost::optional<Person> find(std::int32_t id) const;

@@ -19,7 +19,7 @@ namespace ZV {
 /// The recent observations of one channel: whatever is older than the age limit is forgotten each
 /// time the memory is touched.
 ///
-/// Thread safety: every public operation but `entries` takes the memory's lock.
+/// Thread safety: every public operation but `entries` and `restore` takes the memory's lock.
 template <typename T>
 class ShortTermMemory {
  public:
@@ -53,6 +53,16 @@ class ShortTermMemory {
     _forgetOld();
     if (_entries.empty()) throw std::range_error("The ShortTermMemory is empty.");
     return _entries.front();
+  }
+
+  /// Adds an entry of a memory that was saved, which must be older than those that are here.
+  /// Nothing is forgotten and no lock is taken: nobody else knows this memory yet. Throws
+  /// std::invalid_argument.
+  void restore(const Entry& entry) {
+    if (!_entries.empty() && !(entry < _entries.back())) {
+      throw std::invalid_argument("The readings of a memory are out of order.");
+    }
+    _entries.push_back(entry);
   }
 
   /// The entries as they stand, youngest first. Nothing is forgotten and no lock is taken: the

@@ -19,6 +19,12 @@ void SocialGraph::remove(std::int32_t id) {
   _persons.erase(id);
 }
 
+void SocialGraph::restore(std::int32_t id, const SavedPerson& saved) {
+  const Person person(id, saved);
+  const Lock lock(_mutex);
+  _persons.insert_or_assign(id, person);
+}
+
 boost::optional<Person> SocialGraph::find(std::int32_t id) const {
   const Lock lock(_mutex);
   const auto found = _persons.find(id);

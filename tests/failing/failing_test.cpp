@@ -104,6 +104,19 @@ TEST_F(Failing, GraphWithoutMemory) {
     graph.update(1, [this](Person& person) { person.update(everything()); });
   };
   failAllocations<Peopled>(update, usable);
+
+  SocialGraph graphOfOne;
+  graphOfOne.update(1, [this](Person& person) { person.update(everything()); });
+  const SavedPerson saved = graphOfOne.find(1)->save();
+  const auto isAsBefore = [&](Peopled& graph) {
+    EXPECT_EQ(graph.find(1)->personState.personAttention().confidence, 0);
+    EXPECT_FALSE(graph.find(4));
+    expectUsable(graph);
+  };
+  for (const int id : {1, 4}) {
+    failAllocations<Peopled>([&](Peopled& graph) { graph.restore(id, saved); }, isAsBefore);
+  }
+  failAllocations<Peopled>([&](Peopled& /*graph*/) { graphOfOne.find(1)->save(); }, isAsBefore);
 }
 
 TEST_F(Failing, MemoryWithoutMemory) {
@@ -162,6 +175,8 @@ TEST_F(Failing, RecorderWithoutMemory) {
                              usable);
   failAllocations<Recording>(
       [](Recording& recorder) { ZVEmotionRecorder(recorder).stopRecording("first"); }, usable);
+  failAllocations<Recording>([](Recording& recorder) { recorder.restore(recorder.save()); },
+                             usable);
 }
 
 TEST_F(Failing, ReadersWithoutMemory) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "simulated_person.hpp"
 
 namespace ZV {
@@ -38,6 +40,79 @@ TEST(Person, IsNeverEmptyWhenItIsMovedFrom) {
   EXPECT_EQ(moved.personMemory._record().touchEmotion.size(), 1u);
   EXPECT_EQ(&body._record(), &movedBody._record());
   // NOLINTEND(bugprone-use-after-move, performance-move-const-arg)
+}
+
+/// What can be seen of a person, and how much is remembered.
+std::string lookOf(const Person& person) {
+  const PersonState& state = person.personState;
+  std::string look = textOf(
+      state.personValence().value, state.personValence().confidence, state.personAttention().value,
+      state.personAttention().confidence, state.personUnsmoothedValenceBinary().value,
+      state.personUnsmoothedValenceBinary().confidence, state.smile().smile().value,
+      state.expressions().surprise.value, state.headHeight(), state.bodyLanguageState());
+  person.personMemory._record().forEachChannel(
+      [&look](auto& channel, auto /*field*/) { look += textOf("", channel.size()); });
+  return look;
+}
+
+TEST(Person, GoesOnToTheBitWhenItIsSavedAndRestoredBeforeEveryCycle) {
+  SimulatedPerson subject;
+  Person restored(1);
+  std::mt19937 random;
+  int time = 0;
+  for (int cycle = 0; cycle < 3000; ++cycle) {
+    restored = Person(1, restored.save());
+    ASSERT_EQ(lookOf(restored), lookOf(subject.person)) << cycle;
+    time += random() % 100 == 0 ? 9000 : 40;  // with and without a gap
+    subject.clock.set(at(time));
+    PersonObservation seen;
+    zorvel::forEachField([&](std::size_t /*index*/, const auto& field) {
+      if (random() % 4 == 0) return;
+      // Some late, some with the time of one before.
+      const int taken = time - 40 * static_cast<int>(random() % 3 + cycle / 100 % 3 * 50);
+      zorvel::fillField(field, seen, at(taken), [&](const auto& /*kind*/, auto& number) {
+        number = static_cast<std::decay_t<decltype(number)>>(random() % 17) / 8;
+      });
+    });
+    for (Person* const person : {&subject.person, &restored}) {
+      if (cycle / 64 % 2 != 0 && cycle % 3 != 0) {
+        person->decreaseSinceNotSeen();
+      } else {
+        person->update(seen);
+      }
+    }
+  }
+}
+
+TEST(SocialGraph, TakesASavedPersonWholeOrNotAtAll) {
+  SimulatedPerson subject;
+  subject.person.update(allChannelsAt(0));
+  subject.person.update(allChannelsAt(1));
+  SocialGraph graph;
+  graph.restore(2, subject.person.save());
+  const auto refuse = [&](auto change) {
+    SavedPerson saved = subject.person.save();
+    change(saved);
+    for (const int id : {1, 2}) EXPECT_THROW(graph.restore(id, saved), std::invalid_argument);
+    EXPECT_EQ(idsIn(graph), std::vector<int>{2});
+    EXPECT_EQ(lookOf(*graph.find(2)), lookOf(subject.person));
+  };
+  for (const auto pair :
+       {&SavedPerson::valence, &SavedPerson::unsmoothedValence, &SavedPerson::attention}) {
+    const float lowest = pair == &SavedPerson::attention ? 0 : -1;
+    refuse([&](SavedPerson& saved) { (saved.*pair).value = below(lowest); });
+    refuse([&](SavedPerson& saved) { (saved.*pair).value = above(1); });
+    refuse([&](SavedPerson& saved) { (saved.*pair).confidence = below(0); });
+    refuse([&](SavedPerson& saved) { (saved.*pair).confidence = INFINITY; });
+  }
+  refuse([](SavedPerson& saved) { saved.memory[1].gaze = saved.memory[0].gaze; });
+  refuse([](SavedPerson& saved) { std::swap(saved.memory[0], saved.memory[1]); });
+  refuse([](SavedPerson& saved) { saved.memory[0].height = seen(0, 1.0f); });
+  refuse([](SavedPerson& saved) { saved.memory[1].voiceEmotion = seen(0, VoiceEmotion()); });
+  SavedPerson odd = subject.person.save();
+  odd.valence.value = NAN;
+  graph.restore(1, odd);
+  EXPECT_TRUE(std::isnan(graph.find(1)->personState.personValence().value));
 }
 
 TEST(SocialGraph, KeepsPersonsByAscendingIdentifier) {

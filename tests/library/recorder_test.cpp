@@ -40,6 +40,40 @@ TEST(Recorder, LocksAndCountsNoScopeWithoutLimit) {
   EXPECT_EQ(scopesOf(recorder).at("scope").remainingSamples, -1);  // for ever
 }
 
+TEST(Recorder, TakesSavedScopesWholeOrNotAtAll) {
+  ku::SimulatedClock clock(at(0));
+  const ku::ClockScope scope(clock);
+  ZVEmotionRecorder recorder, restored;
+  recorder.startRecording("", -1);
+  for (const float valence : {0.5f, NAN, -1.0f}) {
+    recorder.startRecording("limited", 2);
+    recorder.update_notMutexed(PersonState(valence, 0.25f, 0.75f, 1));
+    clock.set(at(-1));  // it was set back
+  }
+  restored.startRecording("gone", -1);
+  restored.restore(recorder.save());
+  const auto refuse = [&](ValueConfidence<float> valence, ValueConfidence<float> attention) {
+    EXPECT_THROW(restored.restore({{"other", {-1, {{at(0), valence, attention}}}}}),
+                 std::invalid_argument);
+  };
+  refuse({above(1), 0}, {0, 0});
+  refuse({0, below(0)}, {0, 0});
+  refuse({0, 0}, {below(0), 0});
+  refuse({0, 0}, {0, above(1)});
+  EXPECT_EQ(restored.stopRecording("gone").first, "error");
+  for (ZVEmotionRecorder* const each : {&recorder, &restored}) {
+    each->update_notMutexed(PersonState(1, 1, 1, 1));
+    each->update_notMutexed(PersonState(1, 1, 1, 1));  // drops the limited one
+    EXPECT_EQ(each->stopRecording("limited").first, "error");
+  }
+  const auto whole = recorder.stopRecording("").second, taken = restored.stopRecording("").second;
+  ASSERT_EQ(taken.size(), 5);
+  for (auto left = whole.begin(), right = taken.begin(); left != whole.end(); ++left, ++right) {
+    EXPECT_EQ(left->first, right->first);
+    EXPECT_EQ(textOf(left->second), textOf(right->second));
+  }
+}
+
 TEST(Recorder, LabelsAScopeByItsWeightedMean) {
   // The scopes of three samples have a mean of 0.2, up to a last digit that depends on their order.
   using Samples = std::vector<std::pair<float, float>>;  // valence and confidence
