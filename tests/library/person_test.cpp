@@ -69,7 +69,7 @@ TEST(Person, GoesOnToTheBitWhenItIsSavedAndRestoredBeforeEveryCycle) {
     zorvel::forEachField([&](std::size_t /*index*/, const auto& field) {
       if (random() % 4 == 0) return;
       // Some late, some with the time of one before.
-      const int taken = time - 40 * static_cast<int>(random() % 3 + cycle / 100 % 3 * 50);
+      const int taken = time - 40 * static_cast<int>(random() % 3 + cycle / 100 % 3 * 25);
       zorvel::fillField(field, seen, at(taken), [&](const auto& /*kind*/, auto& number) {
         number = static_cast<std::decay_t<decltype(number)>>(random() % 17) / 8;
       });
