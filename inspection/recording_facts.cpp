@@ -193,6 +193,16 @@ void RecordingFacts::add(const Remove& remove, Line line) {
   person.openScopes.clear();
 }
 
+void RecordingFacts::add(const Restore& restore, Line line) {
+  const auto* const saved = std::get_if<SavedPerson>(&restore.state);
+  if (saved == nullptr) return;
+  auto& open = persons[saved->id].openScopes;
+  open.clear();
+  for (const auto& [name, scope] : saved->scopes) {
+    open.emplace(name, OpenScope{scope.remainingSamples, line.number});
+  }
+}
+
 void RecordingFacts::add(const StartRecording& start, Line line) {
   ++scopes.opened;
   const OpenScope scope{start.samples, line.number};

@@ -6,6 +6,7 @@
 #include <ku/clock.hpp>
 
 #include "recording/observation_fields.hpp"
+#include "recording/saved_state.hpp"
 
 namespace zorvel {
 namespace {
@@ -69,6 +70,7 @@ LivePlayback::LivePlayback(const LiveOptions& options, const FarReadings::Warn& 
 }
 
 Row LivePlayback::play(Event event, std::uint64_t line) {
+  if (const auto* const restore = std::get_if<Restore>(&event.what)) refuseFuture(*restore);
   if (_guard) keepFutureOut(event);
   forgetUnseen();
   noteSeen(event);
@@ -91,6 +93,19 @@ std::vector<Finding> LivePlayback::findings() const {
   };
   findings.erase(std::remove_if(findings.begin(), findings.end(), isTold), findings.end());
   return findings;
+}
+
+/// Throws Failure for a state from the future, whose readings would stay until their time has come.
+void LivePlayback::refuseFuture(const Restore& restore) const {
+  const auto* const person = std::get_if<SavedPerson>(&restore.state);
+  if (person == nullptr || !_options.ahead) return;
+  const Time now = ku::SystemClock::now();
+  forEachTime(*person, [&](Time time) {
+    const Time::duration ahead = between(now, time);
+    if (ahead <= *_options.ahead) return;
+    throw Failure(fmt::format("the state of person {} has a time that is {:.3f} s in the future",
+                              person->id, inSeconds(ahead)));
+  });
 }
 
 /// Leaves out the readings that lie in the future. When the clock was set back, all that is
@@ -128,12 +143,10 @@ void LivePlayback::noteSeen(const Event& event) {
   const Time now = ku::SystemClock::now();
   if (const auto* const observation = std::get_if<Observation>(&event.what)) {
     _lastSeen[observation->person] = now;
-  } else if (const auto* const notSeen = std::get_if<NotSeen>(&event.what)) {
-    _lastSeen.emplace(notSeen->person, now);
-  } else if (const auto* const start = std::get_if<StartRecording>(&event.what)) {
-    _lastSeen.emplace(start->person, now);
   } else if (const auto* const remove = std::get_if<Remove>(&event.what)) {
     _lastSeen.erase(remove->person);
+  } else if (!std::holds_alternative<StopRecording>(event.what)) {
+    if (const auto person = personOf(event)) _lastSeen.emplace(*person, now);
   }
 }
 

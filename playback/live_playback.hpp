@@ -70,12 +70,16 @@ class LivePlayback {
   /// Removes who was not observed for too long. Every event does so, too.
   void forgetUnseen();
 
+  /// As Playback::save.
+  std::vector<Restore> save() const { return _playback.save(); }
+
   /// How many readings the guard left out.
   std::uint64_t leftOut() const { return _leftOut; }
   /// What goes wrong in no single line, in the end.
   std::vector<Finding> findings() const;
 
  private:
+  void refuseFuture(const Restore& restore) const;
   void keepFutureOut(Event& event);
   void noteSeen(const Event& event);
   void forget(std::int32_t person);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <boost/thread/lock_types.hpp>
-#include <ku/clock.hpp>
 #include <utility>
 
 namespace zorvel {
@@ -42,6 +41,29 @@ Row Playback::play(const Remove& remove) {
   _graph.remove(remove.person);
   _recorders.erase(remove.person);
   return {};
+}
+
+Row Playback::play(const Restore& restore) {
+  if (const auto* const person = std::get_if<SavedPerson>(&restore.state)) {
+    ZV::ZVEmotionRecorder& recorder = _recorders[person->id];
+    _graph.restore(person->id, person->known);
+    recorder.restore(person->scopes);
+  } else {
+    _room.restore(std::get<ZV::AmbianceState::Saved>(restore.state));
+  }
+  return {};
+}
+
+std::vector<Restore> Playback::save() const {
+  std::vector<Restore> saved;
+  for (const ZV::Person& person : _graph.persons()) {
+    const auto recorder = _recorders.find(person.userSessionID);
+    saved.push_back({SavedPerson{person.userSessionID, person.save(),
+                                 recorder == _recorders.end() ? ZV::ZVEmotionRecorder::SavedScopes()
+                                                              : recorder->second.save()}});
+  }
+  saved.emplace_back().state = _room.save();
+  return saved;
 }
 
 Row Playback::play(const StartRecording& start) {
@@ -147,6 +169,15 @@ void RecordingRows::place(Time time, const Event& event, Row& row) {
     const auto visit = _visits.find(remove->person);
     if (visit != _visits.end()) visit->second.isEnded = true;
     _scopes.erase(remove->person);
+  } else if (const auto* restore = std::get_if<Restore>(&event.what)) {
+    const auto* const person = std::get_if<SavedPerson>(&restore->state);
+    if (person == nullptr) return;
+    auto& scopes = _scopes[person->id];
+    scopes.clear();
+    for (const auto& [name, scope] : person->scopes) {
+      // When it was opened is not known.
+      scopes[name] = scope.samples.empty() ? time : scope.samples.front().time;
+    }
   } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
     _scopes[start->person][start->scope] = time;
   } else if (auto* scope = std::get_if<ScopeRow>(&row)) {
@@ -160,10 +191,16 @@ void RecordingRows::place(Time time, const Event& event, Row& row) {
   }
 }
 
+Row ClockedPlayback::play(const Event& event) {
+  // Not for longer: where events come from may have a clock of its own.
+  const ku::ClockScope scope(_clock);
+  _clock.set(std::max(_clock.now(), event.time));
+  return _playback.play(event);
+}
+
 std::optional<Failure> playAll(const EventSource& next, Forces forces, const UseOfRow& use,
                                Time::duration until) {
-  ku::SimulatedClock clock(Time::min());
-  Playback playback(forces);
+  ClockedPlayback playback(forces);
   RecordingRows rows;
   while (true) {
     std::optional<Event> event;
@@ -171,18 +208,15 @@ std::optional<Failure> playAll(const EventSource& next, Forces forces, const Use
     try {
       event = next();
       if (!event) return std::nullopt;
-      // Not for longer: where events come from may have a clock of its own.
-      const ku::ClockScope scope(clock);
-      clock.set(std::max(clock.now(), event->time));
       row = playback.play(*event);
-      rows.place(clock.now(), *event, row);
+      rows.place(playback.now(), *event, row);
     } catch (const Failure& failure) {
       return failure;
     } catch (const std::exception& error) {
       return Failure(error.what());
     }
-    use(clock.now(), *event, row);
-    if (between(rows.start(), clock.now()) > until) return std::nullopt;
+    use(playback.now(), *event, row);
+    if (between(rows.start(), playback.now()) > until) return std::nullopt;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <ku/clock.hpp>
 #include <map>
 #include <optional>
 #include <string>
@@ -91,11 +92,14 @@ class Playback {
 
   /// Throws what the library throws; what the event did before stays done.
   Row play(const Event& event);
+  /// Everybody as they stand, and last the room.
+  std::vector<Restore> save() const;
 
  private:
   Row play(const Observation& observation);
   Row play(const NotSeen& notSeen);
   Row play(const Remove& remove);
+  Row play(const Restore& restore);
   Row play(const StartRecording& start);
   Row play(const StopRecording& stop);
   Row play(const Movement& movement);
@@ -134,6 +138,21 @@ class RecordingRows {
   std::map<std::int32_t, Visit> _visits;
   /// When the open scopes of each person began.
   std::map<std::int32_t, std::map<std::string, Time>> _scopes;
+};
+
+/// A playback on a clock of its own, which the events set and which never runs backwards.
+class ClockedPlayback {
+ public:
+  explicit ClockedPlayback(Forces forces) : _playback(forces) {}
+
+  /// As Playback::play.
+  Row play(const Event& event);
+  std::vector<Restore> save() const { return _playback.save(); }
+  Time now() { return _clock.now(); }
+
+ private:
+  ku::SimulatedClock _clock{Time::min()};
+  Playback _playback;
 };
 
 /// Gives the next event, or none at the end; may throw.

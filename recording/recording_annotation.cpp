@@ -25,9 +25,11 @@ bool RecordingAnnotation::next(fmt::memory_buffer& text) {
 
 void RecordingAnnotation::follow(const Event& event, fmt::memory_buffer& text) {
   if (_clock.advance(event.time)) placeScopes();
+  // A restored person has the restored scopes alone, so none begins before.
+  const bool isRestore = std::holds_alternative<Restore>(event.what);
   for (; _nextEdge < _edges.size(); ++_nextEdge) {
     const auto& [time, isEnd, scope] = _edges[_nextEdge];
-    if (time > _clock.now() || (isEnd && time == _clock.now())) break;
+    if (time > _clock.now() || ((isEnd || isRestore) && time == _clock.now())) break;
     if (isEnd) {
       end(*scope, time, text);
     } else {
@@ -35,7 +37,9 @@ void RecordingAnnotation::follow(const Event& event, fmt::memory_buffer& text) {
     }
   }
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
-    endBefore(*remove, text);
+    endBefore(remove->person, "removal", text);
+  } else if (const auto person = personOf(event); isRestore && person) {
+    endBefore(*person, "restoring", text);
   } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
     requireClosed({start->person, start->scope});
   } else if (const auto* stop = std::get_if<StopRecording>(&event.what)) {
@@ -92,14 +96,16 @@ void RecordingAnnotation::end(const ScopeOfTable& scope, Time time, fmt::memory_
   appendEvent(text, {time, StopRecording{scope.person, scope.scope}});
 }
 
-/// Ends the person's scopes that cover nothing after the removal; there must be no others.
-void RecordingAnnotation::endBefore(const Remove& remove, fmt::memory_buffer& text) {
-  for (auto next = _open.lower_bound({remove.person, ""});
-       next != _open.end() && next->first.first == remove.person;) {
+/// Ends the person's scopes that cover nothing after what is about to happen; there must be no
+/// others.
+void RecordingAnnotation::endBefore(std::int32_t person, std::string_view what,
+                                    fmt::memory_buffer& text) {
+  for (auto next = _open.lower_bound({person, ""});
+       next != _open.end() && next->first.first == person;) {
     const ScopeOfTable& scope = *(next++)->second;
     if (timeOf(scope.end) > _clock.now()) {
       fail(scope, "end",
-           fmt::format("is after the removal of person {} at {}", remove.person, formatNow()));
+           fmt::format("is after the {} of person {} at {}", what, person, formatNow()));
     }
     end(scope, _clock.now(), text);
   }
@@ -124,7 +130,9 @@ void RecordingAnnotation::finish(fmt::memory_buffer& text) {
            fmt::format("is after the end of the recording, which is {} long", formatNow()));
     }
   }
-  if (!_open.empty() && !_recording.lines().isWhole()) text.push_back('\n');
+  const auto isLeft = [this] { return _nextEdge < _edges.size() && !_edges[_nextEdge].isEnd; };
+  if ((!_open.empty() || isLeft()) && !_recording.lines().isWhole()) text.push_back('\n');
+  for (; isLeft(); ++_nextEdge) begin(*_edges[_nextEdge].scope, _edges[_nextEdge].time, text);
   while (!_open.empty()) end(*_open.begin()->second, _clock.now(), text);
 }
 

@@ -32,6 +32,7 @@ bool RecordingCut::follow(const Event& event, fmt::memory_buffer& text) {
     return false;
   }
   if (!_hasBegun && since >= _span.from - _span.leadIn) open(text);
+  if (!_hasBegun && _keeper.play) _keeper.play(event);
   _isKept = false;
   if (!isWanted(personOf(event))) return true;
   apply(event, _people);
@@ -65,6 +66,17 @@ bool RecordingCut::isOneOfMany(const Event& event) {
 void RecordingCut::open(fmt::memory_buffer& text) {
   _hasBegun = true;
   const Time begin = _clock.start() + (_span.from - _span.leadIn);
+  if (!_keeper.save) {
+    openScopes(text, begin);
+  } else if (begin > _clock.start()) {
+    for (Restore& restore : _keeper.save()) {
+      const Event event{begin, std::move(restore)};
+      if (isWanted(personOf(event))) appendEvent(text, event);
+    }
+  }
+}
+
+void RecordingCut::openScopes(fmt::memory_buffer& text, Time begin) {
   for (auto person = _people.begin(); person != _people.end();) {
     for (const auto& [scope, samples] : person->second) {
       appendEvent(text, {begin, StartRecording{person->first, scope, samples}});

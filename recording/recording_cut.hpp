@@ -4,9 +4,11 @@
 #include <fmt/format.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "recording/known_people.hpp"
 #include "recording/recording_reader.hpp"
@@ -28,12 +30,19 @@ struct CutSpan {
   std::optional<Time::duration> every;
 };
 
+/// Follows a recording up to the begin of a cut, and tells the states of that moment.
+struct StateKeeper {
+  EventSink play;
+  std::function<std::vector<Restore>()> save;
+};
+
 /// Cuts a span out of a recording. What is kept stays as it is to the byte; scopes and people that
 /// reach over an edge are opened and closed there.
 class RecordingCut {
  public:
-  RecordingCut(RecordingReader& recording, const CutSpan& span)
-      : _recording(recording), _span(span) {}
+  /// With a keeper, the cut begins with everybody's state; else with open scopes alone.
+  RecordingCut(RecordingReader& recording, const CutSpan& span, StateKeeper keeper = {})
+      : _recording(recording), _span(span), _keeper(std::move(keeper)) {}
 
   /// Reads a line, and appends to the text what the cut has of it; false when the cut is whole.
   /// Throws what reading throws, and Failure when there is no event in the span.
@@ -44,11 +53,13 @@ class RecordingCut {
   bool isWanted(std::optional<std::int32_t> person) const;
   bool isOneOfMany(const Event& event);
   void open(fmt::memory_buffer& text);
+  void openScopes(fmt::memory_buffer& text, Time begin);
   void close(fmt::memory_buffer& text) const;
   [[noreturn]] void failWithoutEvents();
 
   RecordingReader& _recording;
   CutSpan _span;
+  StateKeeper _keeper;
   RecordingLine _line;
   ReplayClock _clock;
   /// Those of the cut, once it has begun.

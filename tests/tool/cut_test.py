@@ -3,7 +3,9 @@
 import csv
 import datetime
 import json
+import re
 import unittest
+import zlib
 
 import tool
 from tool import START, new_folder, rows, run
@@ -33,10 +35,10 @@ class CutTest(unittest.TestCase):
 
     @classmethod
     def replayed(cls, recording):
-        """The rows of timeline.csv and scopes.csv."""
+        """The rows of timeline.csv, scopes.csv and ambiance.csv."""
         results = cls.folder / "results"
         run("replay", "-", "-q", "-o", results, input=recording, text=False, check=True)
-        return [rows(results / f"{name}.csv") for name in ("timeline", "scopes")]
+        return [rows(results / f"{name}.csv") for name in ("timeline", "scopes", "ambiance")]
 
     def run_tool(self, command, recording, *arguments):
         return run(command, "-", *arguments, input=recording, cwd=self.folder, text=False)
@@ -100,7 +102,7 @@ class CutTest(unittest.TestCase):
     def test_people_who_come_within_the_cut_are_as_in_the_whole(self):
         self.assertEqual(self.cut(self.scene, "--from", "60", "--to", "100", "--lead-in", "20"),
                          self.cut(self.scene, "--from", "40", "--to", "100"))
-        timeline, scopes = self.replayed(self.cut(self.scene, "--from", "40", "--to", "100"))
+        timeline, scopes, _ = self.replayed(self.cut(self.scene, "--from", "40", "--to", "100"))
         # Who was removed within the cut has nothing left from before it.
         anew = [row for row in timeline if row.pop("visit") != "1"]
         begins = {row["person"]: int(row["time"]) for row in reversed(anew)}
@@ -119,6 +121,67 @@ class CutTest(unittest.TestCase):
         for row in within:
             self.assertIn([row[column] for column in columns], told)
         self.assertNotIn("error", [row["label"] for row in scopes])
+
+    def test_with_states_it_has_the_rows_of_the_whole(self):
+        count_from_the_start = {"seconds", "visit", "begin", "end"}
+
+        def remaining(tables, time):
+            return [[{name: row[name] for name in row.keys() - count_from_the_start}
+                     for row in table if int(row["time"]) >= time] for table in tables]
+
+        start = json.loads(self.scene.splitlines()[1])["time"]
+        for seconds in (0, 0.05, 3.7, 20, 61.9, 100):
+            cut = self.cut(self.scene, "--from", str(seconds + 2), "--lead-in", "2", "--keep-state")
+            expected = remaining(self.whole, start + round(seconds * 10**9))
+            self.assertEqual(remaining(self.replayed(cut), 0), expected)
+            again = self.cut(cut, "--from", "4.4", "--keep-state")
+            self.assertEqual(remaining(self.replayed(again), 0),
+                             remaining(expected, start + round((seconds + 4.4) * 10**9)))
+            own = self.cut(cut, "--person", "2", "--from", "0.1", "--keep-state")
+            self.assertEqual({json.loads(text).get("person") for text in own.splitlines()[1:]}, {2})
+        # The scopes of a table begin behind the states.
+        annotated = self.annotated(cut, table("1,new,0,1"))
+        self.assertIn({"scope": "new", "person": "1"},
+                      [{"scope": row["scope"], "person": row["person"]}
+                       for row in self.replayed(annotated)[1] if row["label"] != "error"])
+        (self.folder / "scopes.csv").write_text(table("1,new,0,999"))
+        self.assert_fails("annotate", line(0, "not_seen", 1) + cut.split(b"\n", 1)[1], ["scopes.csv"],
+                          ':2: column "end": is after the restoring of person 1')
+
+    def test_a_state_is_taken_as_it_was_saved_or_not_at_all(self):
+        lines = self.cut(self.scene, "--from", "20", "--keep-state").splitlines(keepends=True)
+        good = next(text for text in lines if b'"restore","person":1,' in text)
+        begin = good.index(b'{"version"')
+
+        def changed(old, new):
+            """With a checksum that fits."""
+            state = re.sub(old, new, good[begin:good.index(b',"checksum"')], count=1)
+            return good[:begin] + state + b',"checksum":"%08x"}}\n' % zlib.crc32(state)
+
+        self.assertEqual(changed(b"x", b"x"), good)
+        for bad, message in (
+                (good.replace(b'"version":1', b'"version":2'), "state.version: must be 1"),
+                (good.replace(b'"headHeight":', b'"headHeight":1'), "checksum: does not fit"),
+                (re.sub(b',"checksum":"[^"]*"', b"", good), 'state: lacks the key "checksum"'),
+                (good.replace(b'"restore","person":1', b'"restore"'), 'lacks the key "agitation"'),
+                (changed(b'"valence":{"value":[^,]*', b'"valence":{"value":1.5'),
+                 "state: valence.value is 1.5"),
+                (changed(b'"memory":\\[({.*?}),{"time"', b'"memory":[\\1,\\1,{"time"'), "out of order"),
+                (changed(b'"recorded":\\[\\[[0-9]*,', b"\\g<0>0,"), "must have a time and four numbers"),
+                (changed(b'"scopes":\\[({.*})', b'"scopes":[\\1,\\1'), "is given twice")):
+            result = self.run_tool("replay", bad, "-q", "-o", self.folder / "results")
+            self.assertIn(message, result.stderr.decode())
+            self.assertEqual(result.returncode, 1)
+        # Whatever byte is another: refused, or the number is the same all the same.
+        text = bytearray()
+        for place in range(begin, len(good) - 2, len(good) // 500):
+            other = bytes([good[place] ^ 1])
+            text += good + good[:place] + other + good[place + 1:] + line(20, "observation", 1)
+        result = run("live", "--clock", "recording", input=bytes(text), text=False)
+        states = result.stdout.splitlines()
+        self.assertGreater(int(re.search(b"bad lines skipped: (\\d+)", result.stderr)[1]), 490)
+        self.assertGreater(len(states), 490)
+        self.assertEqual(len(set(states)), 1)
 
     def test_every_keeps_one_for_each_interval_and_the_rare_ones(self):
         expected, last = [], {}

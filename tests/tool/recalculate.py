@@ -473,6 +473,8 @@ def replay(recording):
             continue
         now = max(now, int(line["time"]))
         start = now if start is None else start
+        if event == "restore":
+            raise ValueError("cannot recalculate what comes after a restore")
         if event == "movement":
             ambiance.movement()
             continue

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "playback/playback.hpp"
 #include "recording/recording_cut.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
@@ -17,6 +18,7 @@ struct CutOptions {
   std::string recording;
   std::string output = "-";
   CutSpan span;
+  bool keepsState = false;
 };
 
 void cutRecording(const CutOptions& options) {
@@ -24,7 +26,13 @@ void cutRecording(const CutOptions& options) {
   requireDistinct({options.recording}, {options.output});
   RecordingReader recording(options.recording, waitForInput);
   TextOutput output(options.output, throwIfInterrupted);
-  RecordingCut cut(recording, options.span);
+  ClockedPlayback playback(Forces::Unwatched);
+  StateKeeper keeper;
+  if (options.keepsState) {
+    keeper = {[&playback](const Event& event) { playback.play(event); },
+              [&playback] { return playback.save(); }};
+  }
+  RecordingCut cut(recording, options.span, keeper);
   Progress progress(options.output != "-");
   bool isWhole = false;
   while (!isWhole) {
@@ -46,7 +54,9 @@ opened or closed there, and at the end people are removed.
 
 The cut begins with people it does not know. So in its first seconds their states are not those of the
 whole: what was perceived before, up to 7 s ago (20 s for an emotion of the situation), is missing, and
-states begin at nothing and move smoothly. --lead-in keeps some of what comes before.
+states begin at nothing and move smoothly. --lead-in keeps some of what comes before. --keep-state
+begins the cut with everybody's state instead, as lines of its own, so that its states are those of the
+whole.
 
 --every keeps each observation with a touch, with speech or with an emotion of the situation, too. A
 state moves with each cycle, so with fewer of them it is another.
@@ -67,6 +77,8 @@ Examples:
   command.addTime("--lead-in", span.leadIn, "How much of what comes before is kept, too")
       .type("SECONDS")
       .showDefault("0");
+  command.addFlag("--keep-state", options->keepsState,
+                  "Begin with the states that everybody and the room have then");
   command.addOutputFile(options->output, "The recording to write");
   command.setAction([options] {
     if (options->span.from > options->span.to) {
