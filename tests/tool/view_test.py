@@ -215,20 +215,84 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                          states.read_text())
 
     async def test_who_comes_late_learns_how_things_are(self):
-        service, move_clock = self.service_with_clock()
+        service, move_clock = self.service_with_clock("--record", self.record)
         async with service.connect("events") as sender:
             for person, seconds in ((1, 0), (2, 59), (3, 61)):
                 move_clock(seconds)
                 await sender.send(observation(person) + "\nlast")
                 await heard(sender)
-            # What happened within the last minute, below the header.
-            minute = [json.loads(line).get("person") for line in service.get("recording").splitlines()]
-            self.assertEqual(minute, [None, 2, 3])
+            # What happened within the last minute, below the header and the states before it.
+            minute = service.get("recording").decode()
+            self.assertEqual([(line["event"], line.get("person"))
+                              for line in map(json.loads, minute.splitlines())],
+                             [("header", None), ("restore", 1), ("restore", None),
+                              ("observation", 2), ("observation", 3)])
+            await sender.send(event("not_seen", person=1) + "\nlast")
+            await heard(sender)
+            whole = self.record.read_text().splitlines()
+            # With them it replays to the states of the whole.
+            self.assertEqual(run("live", "--clock", "recording", check=True,
+                                 input=minute + whole[-1]).stdout.splitlines(),
+                             replay(self.record).splitlines()[1:])
             await sender.send(event("activity", value=0.2) + "\nlast")
             await heard(sender)
         async with service.connect("states") as late:
             lines = await told(late, lambda line: "agitation" in line)
         self.assertEqual([line["person"] for line in lines if "valence" in line], [1, 2, 3])
+
+    async def test_a_restart_changes_nothing(self):
+        state, first, second = (self.folder / name for name in ("state", "1.jsonl", "2.jsonl"))
+        scene = run("simulate", "--seconds", "8", "--people", "3", check=True).stdout.splitlines()
+        lines = [re.sub('"time":[0-9]*,|,"time":[0-9]*', "", line) for line in scene[1:]]
+        lines = [line for line in lines if '"remove"' not in line and "stop_rec" not in line]
+        part = len(lines) * 2 // 3
+        outputs = []
+        for record, sent in ((first, lines[:part]), (second, lines[part:])):
+            with open(self.folder / "states.jsonl", "w") as output:
+                service = Service(self, "--state", state, "--record", record, stdout=output)
+            async with service.connect("states") as page, service.connect("events") as sender:
+                before = await told(page, lambda line: line.get("picture") == "complete")
+                for line in sent:
+                    await sender.send(line)
+                await sender.send("last")
+                await heard(sender)
+            self.assertEqual(service.end()[0], 0)
+            outputs.append((self.folder / "states.jsonl").read_text())
+            if record == first:
+                saved = state.read_text()
+        # A page sees who is there, as they were.
+        last = {line["person"]: line for line in map(json.loads, outputs[0].splitlines())
+                if "valence" in line}
+        shown = {line["person"]: line for line in before if "valence" in line}
+        self.assertEqual({person: {**line, "time": None} for person, line in shown.items()},
+                         {person: {**line, "time": None} for person, line in last.items()})
+        self.assertGreater(len(shown), 1)
+        # The record begins with what was restored, and replays to what was sent, as if nothing was.
+        restored = [line for line in second.read_text().splitlines() if '"restore"' in line]
+        self.assertEqual([json.loads(line)["state"] for line in restored],
+                         [json.loads(line)["state"] for line in saved.splitlines()[1:]])
+        self.assertEqual(replay(second), outputs[1])
+        both = self.folder / "both.jsonl"
+        both.write_text(first.read_text() + "".join(
+            line for line in second.read_text().splitlines(keepends=True)[1:] if line.strip() not in restored))
+        self.assertEqual(replay(both), "".join(outputs))
+        # What is not whole is an error, which leaves the file alone.
+        for bad, message in ((saved[:saved.rindex("{", 0, -400)], "not JSON"), ("", "is not whole"),
+                             ("\n".join(saved.splitlines()[:-1]), "is not whole"),
+                             (saved.replace('"headHeight":', '"headHeight":1'), "checksum"),
+                             (saved + saved.splitlines()[1], "is not a state"),
+                             (saved + event("movement", time=1), "is not a state")):
+            state.write_text(bad)
+            result = run("view", "--port", "0", "--state", state, "--record", self.record, input="")
+            self.assertIn(message, result.stderr)
+            self.assertEqual((result.returncode, state.read_text()), (1, bad))
+        self.assertFalse(self.record.exists())
+        # Who would come from the future begins anew.
+        state.write_text(saved)
+        (self.folder / "offset").write_text("-3600")
+        service, _ = self.service_with_clock("--state", state)
+        self.assertEqual(service.health()["people"], 0)
+        self.assertEqual(service.end()[1].count("in the future; whose it is begins anew"), len(shown))
 
     async def test_ids_belong_to_who_uses_them_first(self):
         service = Service(self)
