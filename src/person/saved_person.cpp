@@ -34,7 +34,13 @@ std::vector<PersonObservation> saveMemory(PersonMemoryPrivate& memory) {
   memory.forEachChannel([&saved](const auto& channel, auto field) {
     if (saved.size() < channel.entries().size()) saved.resize(channel.entries().size());
     auto observation = saved.begin();
-    for (const auto& entry : channel.entries()) (*observation++).*field = entry;
+    const auto* last = channel.entries().data();
+    for (const auto& entry : channel.entries()) {
+      // A clock that failed may have left an entry standing twice.
+      if (&entry != last && !(entry < *last)) continue;
+      (*observation++).*field = entry;
+      last = &entry;
+    }
   });
   return saved;
 }
