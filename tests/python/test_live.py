@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import datetime
 import gc
+import pickle
 import subprocess
 import sys
 import threading
@@ -27,6 +28,31 @@ def smiling() -> zorvel.Observation:
 
 def numbers(state: zorvel.PersonState) -> tuple[Any, ...]:
     return (*state.valence, state.mood, *state.cycle_mood, *state.attention, *state.ease)
+
+
+def test_a_restored_graph_goes_on_with_the_same_numbers() -> None:
+    with zorvel.SimulatedClock(NANOSECONDS) as clock:
+        graph, other = zorvel.SocialGraph(), zorvel.SocialGraph()
+        for person in (1, 2, 1):
+            graph.update(person, smiling())
+            clock.advance(0.5)
+        text = graph.save()
+        other.update(1, zorvel.Observation(touch_emotion=-1))
+        before = numbers(other.persons()[1])
+        for bad in (text.replace('"headHeight":', '"headHeight":1', 2), text[:-9], "x",
+                    text + '{"time":1,"event":"movement"}'):
+            with pytest.raises(ValueError, match="state: line [123]: "):
+                other.restore(bad)
+        assert numbers(other.persons()[1]) == before and list(other.persons()) == [1]
+        other.restore(text)
+        copied = pickle.loads(pickle.dumps(graph))
+        clock.advance(0.5)
+        for person in (1, 2):
+            states = [numbers(each.update(person, zorvel.Observation(gaze=(30, 0))))
+                      for each in (graph, other, copied)]
+            assert states[0] == states[1] == states[2]
+        with pytest.raises(RuntimeError, match="must not use the graph"):
+            graph.update(1, lambda _: graph.save())
 
 
 @pytest.mark.parametrize("time", [
