@@ -48,8 +48,8 @@ void readAndWriteAll(const MemoryFile& file) {
 
 /// With checksums that fit the states, which no change of a byte would pass otherwise.
 std::string withFittingChecksums(std::string text) {
-  constexpr std::string_view key = ",\"checksum\":\"";
-  constexpr std::string_view stateKey = "\"state\":";
+  constexpr std::string_view key = R"(,"checksum":")";
+  constexpr std::string_view stateKey = R"("state":)";
   for (auto end = text.find(key); end != text.npos; end = text.find(key, end + 1)) {
     const auto state = text.rfind(stateKey, end);
     if (state == text.npos || end + key.size() + 8 > text.size()) continue;

@@ -127,6 +127,9 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
   playAll(open(), Forces::Watched, [&](Time time, const Event& event, const Row& row) {
     --events;
     if (const auto* remove = std::get_if<Remove>(&event.what)) readings.erase(remove->person);
+    if (const auto* const restored = restoredPerson(event)) {
+      readings[restored->id] = Readings(time, restored->known);
+    }
     const auto* state = std::get_if<StateRow>(&row);
     if (state != nullptr) {
       Readings& of = readings[state->person];

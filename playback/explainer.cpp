@@ -30,6 +30,9 @@ void Explainer::add(Time time, const Event& event, const Row& row) {
       person->second.isRemoved = true;
     }
   }
+  if (const auto* const person = restoredPerson(event)) {
+    _readings[person->id] = Readings(time, person->known);
+  }
   const auto* const state = std::get_if<StateRow>(&row);
   if (state == nullptr || (_explained.person && state->person != *_explained.person)) return;
   _readings[state->person].add(time, event);

@@ -70,7 +70,7 @@ LivePlayback::LivePlayback(const LiveOptions& options, const FarReadings::Warn& 
 }
 
 Row LivePlayback::play(Event event, std::uint64_t line) {
-  if (const auto* const restore = std::get_if<Restore>(&event.what)) refuseFuture(*restore);
+  refuseFuture(event);
   if (_guard) keepFutureOut(event);
   forgetUnseen();
   noteSeen(event);
@@ -96,8 +96,8 @@ std::vector<Finding> LivePlayback::findings() const {
 }
 
 /// Throws Failure for a state from the future, whose readings would stay until their time has come.
-void LivePlayback::refuseFuture(const Restore& restore) const {
-  const auto* const person = std::get_if<SavedPerson>(&restore.state);
+void LivePlayback::refuseFuture(const Event& event) const {
+  const auto* const person = restoredPerson(event);
   if (person == nullptr || !_options.ahead) return;
   const Time now = ku::SystemClock::now();
   forEachTime(*person, [&](Time time) {

@@ -79,7 +79,7 @@ class LivePlayback {
   std::vector<Finding> findings() const;
 
  private:
-  void refuseFuture(const Restore& restore) const;
+  void refuseFuture(const Event& event) const;
   void keepFutureOut(Event& event);
   void noteSeen(const Event& event);
   void forget(std::int32_t person);

@@ -169,9 +169,7 @@ void RecordingRows::place(Time time, const Event& event, Row& row) {
     const auto visit = _visits.find(remove->person);
     if (visit != _visits.end()) visit->second.isEnded = true;
     _scopes.erase(remove->person);
-  } else if (const auto* restore = std::get_if<Restore>(&event.what)) {
-    const auto* const person = std::get_if<SavedPerson>(&restore->state);
-    if (person == nullptr) return;
+  } else if (const auto* const person = restoredPerson(event)) {
     auto& scopes = _scopes[person->id];
     scopes.clear();
     for (const auto& [name, scope] : person->scopes) {

@@ -65,6 +65,13 @@ std::string_view unitOf(std::string_view field, std::string_view number) {
 
 }  // namespace
 
+Readings::Readings(Time now, const ZV::SavedPerson& saved) {
+  for (auto remembered = saved.memory.rbegin(); remembered != saved.memory.rend(); ++remembered) {
+    add(now, {now, Observation{0, *remembered}});
+  }
+  _observed.fill(false);
+}
+
 void Readings::add(Time now, const Event& cycle) {
   _observed.fill(false);
   const auto* const observation = std::get_if<Observation>(&cycle.what);

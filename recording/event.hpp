@@ -93,6 +93,12 @@ struct Event {
   What what;
 };
 
+/// The person whom the event restores; null when it restores nobody.
+inline const SavedPerson* restoredPerson(const Event& event) {
+  const auto* const restore = std::get_if<Restore>(&event.what);
+  return restore == nullptr ? nullptr : std::get_if<SavedPerson>(&restore->state);
+}
+
 /// The person that the event is about, if it is about one.
 inline std::optional<std::int32_t> personOf(const Event& event) {
   return std::visit(

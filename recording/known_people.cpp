@@ -27,9 +27,7 @@ void apply(const Event& event, KnownPeople& people) {
     if (person != people.end()) person->second.erase(stop->scope);
   } else if (const auto* remove = std::get_if<Remove>(&event.what)) {
     people.erase(remove->person);
-  } else if (const auto* restore = std::get_if<Restore>(&event.what)) {
-    const auto* const saved = std::get_if<SavedPerson>(&restore->state);
-    if (saved == nullptr) return;
+  } else if (const auto* const saved = restoredPerson(event)) {
     auto& scopes = people[saved->id];
     scopes.clear();
     for (const auto& [name, scope] : saved->scopes) scopes[name] = scope.remainingSamples;

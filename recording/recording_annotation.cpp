@@ -38,8 +38,8 @@ void RecordingAnnotation::follow(const Event& event, fmt::memory_buffer& text) {
   }
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
     endBefore(remove->person, "removal", text);
-  } else if (const auto person = personOf(event); isRestore && person) {
-    endBefore(*person, "restoring", text);
+  } else if (const auto* const person = restoredPerson(event)) {
+    endBefore(person->id, "restoring", text);
   } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
     requireClosed({start->person, start->scope});
   } else if (const auto* stop = std::get_if<StopRecording>(&event.what)) {

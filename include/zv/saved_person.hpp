@@ -27,6 +27,8 @@ struct SavedPerson {
 
   /// When the reading of each field was taken that an update used last. A smile, expressions or a
   /// voice emotion of another time are new; the ages decide how fast values fall back to 0.
+  ///
+  /// Thread safety: that of a plain value.
   struct LastUsed {
     OptionalTime headPosture;   ///< the youngest of those remembered
     OptionalTime gaze;          ///< the youngest of those remembered

@@ -16,9 +16,11 @@
 #include "playback/playback.hpp"
 #include "playback/summary_table.hpp"
 #include "recording/failure.hpp"
+#include "recording/json_line.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/saved_state.hpp"
 #include "recording/text_output.hpp"
 #include "report/report.hpp"
 
@@ -461,6 +463,20 @@ void bindEvents(py::module_& module) {
           },
           time, person, "The person is forgotten.")
       .def_static(
+          "restore",
+          [eventAt](py::handle at, std::string state, py::handle id) {
+            std::optional<std::int32_t> of;
+            if (!id.is_none()) of = integer32From(id, "person");
+            try {
+              JsonLine json;
+              return eventAt(at, readState(json.parse(state), of));
+            } catch (const JsonError& error) {
+              throw py::value_error(fmt::format("state: {}", error.what()));
+            }
+          },
+          time, py::arg("state"), py::arg("person") = py::none(),
+          "The person, or without one the room, goes on from a saved state.")
+      .def_static(
           "start_recording",
           [eventAt](py::handle at, py::handle id, py::handle name, py::handle samples) {
             return eventAt(at, StartRecording{integer32From(id, "person"), textFrom(name, "scope"),
@@ -506,6 +522,14 @@ void bindEvents(py::module_& module) {
             return std::nullopt;
           },
           "The scope that opens or closes.")
+      .def_property_readonly(
+          "state",
+          [](const Event& event) -> std::optional<std::string> {
+            const auto* restore = std::get_if<Restore>(&event.what);
+            if (restore == nullptr) return std::nullopt;
+            return stateText(*restore);
+          },
+          "The state that is restored, as JSON.")
       .def_property_readonly(
           "samples",
           [](const Event& event) -> std::optional<std::int32_t> {

@@ -1,5 +1,6 @@
 #include "zv/saved_person.hpp"
 
+#include <array>
 #include <stdexcept>
 #include <string>
 
@@ -19,14 +20,14 @@ struct UsedTime {
 };
 
 // Without the time of context emotions, which no update reads.
-constexpr UsedTime usedTimes[] = {
-    {&PersonStatePrivate::headPostureTimestamp, &SavedPerson::LastUsed::headPosture},
-    {&PersonStatePrivate::gazeTimestamp, &SavedPerson::LastUsed::gaze},
-    {&PersonStatePrivate::smileTimestamp, &SavedPerson::LastUsed::smile},
-    {&PersonStatePrivate::expressionsTimestamp, &SavedPerson::LastUsed::expressions},
-    {&PersonStatePrivate::voiceEmotionTimestamp, &SavedPerson::LastUsed::voiceEmotion},
-    {&PersonStatePrivate::asrEmotionTimestamp, &SavedPerson::LastUsed::asrEmotion},
-    {&PersonStatePrivate::touchEmotionTimestamp, &SavedPerson::LastUsed::touchEmotion},
+constexpr std::array usedTimes{
+    UsedTime{&PersonStatePrivate::headPostureTimestamp, &SavedPerson::LastUsed::headPosture},
+    UsedTime{&PersonStatePrivate::gazeTimestamp, &SavedPerson::LastUsed::gaze},
+    UsedTime{&PersonStatePrivate::smileTimestamp, &SavedPerson::LastUsed::smile},
+    UsedTime{&PersonStatePrivate::expressionsTimestamp, &SavedPerson::LastUsed::expressions},
+    UsedTime{&PersonStatePrivate::voiceEmotionTimestamp, &SavedPerson::LastUsed::voiceEmotion},
+    UsedTime{&PersonStatePrivate::asrEmotionTimestamp, &SavedPerson::LastUsed::asrEmotion},
+    UsedTime{&PersonStatePrivate::touchEmotionTimestamp, &SavedPerson::LastUsed::touchEmotion},
 };
 
 std::vector<PersonObservation> saveMemory(PersonMemoryPrivate& memory) {

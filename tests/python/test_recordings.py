@@ -114,6 +114,8 @@ def umask() -> int:
 def rebuilt(event: zorvel.Event) -> zorvel.Event:
     """The event, made anew of its members."""
     time, person = event.time, event.person
+    if event.state is not None:
+        return zorvel.Event.restore(time, event.state, person)
     if person is None:
         return (zorvel.Event.movement(time) if event.value is None
                 else zorvel.Event.activity(time, event.value))

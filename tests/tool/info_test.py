@@ -63,8 +63,8 @@ class InfoTest(FolderTest):
         self.assertEqual((told["lines"], told["seconds"], told["lines_back_in_time"],
                           told["farthest_back_seconds"]), (15, 8.5, 1, 0.75))
         self.assertEqual(told["events"], {
-            "observation": 6, "not_seen": 1, "remove": 1, "start_recording": 4,
-            "stop_recording": 1, "movement": 1, "activity": 0})
+            "observation": 6, "not_seen": 1, "remove": 1, "restore": 0,
+            "start_recording": 4, "stop_recording": 1, "movement": 1, "activity": 0})
         self.assertEqual((other["person"], other["observations"], other["fields"]), (-2, 0, {}))
         # Intervals 0.5, 0.5, 3, 0.5 and, after the removal, 0.5: a gap is longer than 1.5 s.
         self.assertEqual(
