@@ -139,6 +139,9 @@ class CutTest(unittest.TestCase):
                              remaining(expected, start + round((seconds + 4.4) * 10**9)))
             own = self.cut(cut, "--person", "2", "--from", "0.1", "--keep-state")
             self.assertEqual({json.loads(text).get("person") for text in own.splitlines()[1:]}, {2})
+        # So are its explanations, which count what is remembered.
+        self.assertEqual(*(re.sub("at .* s$", "", self.run_tool("explain", text, "--at", at).stdout.decode(),
+                                  flags=re.M) for text, at in ((cut, "0.5"), (self.scene, "100.5"))))
         # The scopes of a table begin behind the states.
         annotated = self.annotated(cut, table("1,new,0,1"))
         self.assertIn({"scope": "new", "person": "1"},
