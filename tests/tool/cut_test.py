@@ -137,6 +137,9 @@ class CutTest(unittest.TestCase):
             again = self.cut(cut, "--from", "4.4", "--keep-state")
             self.assertEqual(remaining(self.replayed(again), 0),
                              remaining(expected, start + round((seconds + 4.4) * 10**9)))
+            self.assertEqual(self.cut(cut, "--to", "4"),  # restored scopes are closed, too
+                             self.cut(self.scene, "--from", str(seconds), "--to", str(seconds + 4),
+                                      "--keep-state"))
             own = self.cut(cut, "--person", "2", "--from", "0.1", "--keep-state")
             self.assertEqual({json.loads(text).get("person") for text in own.splitlines()[1:]}, {2})
         # So are its explanations, which count what is remembered.
