@@ -71,7 +71,8 @@ TEST(Person, GoesOnToTheBitWhenItIsSavedAndRestoredBeforeEveryCycle) {
     zorvel::forEachField([&](std::size_t /*index*/, const auto& field) {
       if (random() % 8 >= present) return;
       // Some late, some with the time of one before.
-      const int taken = time - 40 * static_cast<int>(random() % 3 + cycle / 100 % 3 * 25);
+      const int cyclesLate = static_cast<int>(random() % 3) + cycle / 100 % 3 * 25;
+      const int taken = time - 40 * cyclesLate;
       zorvel::fillField(field, seen, at(taken), [&](const auto& /*kind*/, auto& number) {
         number = static_cast<std::decay_t<decltype(number)>>(random() % 17) / 8;
       });
