@@ -28,7 +28,7 @@ struct AnnotateOptions {
 ScopeOfTable::Moment readMoment(const CsvReader& rows, CsvReader::Column column) {
   std::string text(rows.text(column));
   std::replace(text.begin(), text.end(), ',', '.');
-  if (const auto since = readTimeSinceStart(text)) return *since;
+  if (const auto since = readSeconds(text)) return *since;
   // A whole number would be a date, too, in nanoseconds.
   if (text.find('T') != text.npos) {
     if (const auto date = readDate(text)) return *date;
