@@ -98,7 +98,8 @@ inline constexpr std::tuple scopesColumns{
     TableColumn{"begin", [](const ScopeRow& row) { return row.begin; }},
     TableColumn{"end", [](const ScopeRow& row) { return row.end; }},
     TableColumn{"mean_valence", [](const ScopeRow& row) { return row.meanValence; }},
-    TableColumn{"mean_confidence", [](const ScopeRow& row) { return row.meanConfidence; }}};
+    TableColumn{"mean_confidence", [](const ScopeRow& row) { return row.meanConfidence; }},
+    TableColumn{"visit", [](const ScopeRow& row) { return row.visit; }}};
 
 inline constexpr std::tuple ambianceColumns{
     Column{"agitation", [](const AmbianceRow& row) { return row.agitation; }},

@@ -21,8 +21,8 @@ struct Spread {
   double confidence;
 };
 
-/// The greatest rise or fall of a quantity within a second, and when it ends, in seconds since the
-/// recording's start; NaN where there is none.
+/// The greatest rise or fall of a quantity within a second, and when it ends, in seconds since
+/// second 0; NaN where there is none.
 struct GreatestChange {
   double change;
   double at;
@@ -31,7 +31,7 @@ struct GreatestChange {
 /// What a recording adds up to for one person.
 struct SummaryRow {
   std::int32_t person;
-  /// The first and the last cycle, in seconds since the recording's start.
+  /// The first and the last cycle, in seconds since second 0.
   double first;
   double last;
   std::uint64_t cycles;
@@ -100,7 +100,7 @@ class SummaryTable {
  private:
   struct Person {
     PersonCycles cycles;
-    /// When each cycle was, since the recording's start.
+    /// When each cycle was, since second 0.
     std::vector<Time::duration> since;
     std::uint64_t unseen = 0;
     std::int32_t visits = 0;

@@ -119,7 +119,7 @@ def draw(results: Results, persons: Sequence[int] | None, begin: float | None, e
     if begin is not None and end is not None and begin >= end:
         raise ValueError(f"begin: {begin:g} s is not before the end, {end:g} s")
     seconds = results.timeline["seconds"]
-    if not ((seconds >= (begin or 0.0)) & (seconds <= (numpy.inf if end is None else end))).any():
+    if not ((seconds >= (-numpy.inf if begin is None else begin)) & (seconds <= (numpy.inf if end is None else end))).any():
         raise ValueError("nobody has a cycle there")
     there = [int(number) for number in numpy.unique(results.timeline["person"])]
     for person in persons or ():

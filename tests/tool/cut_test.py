@@ -2,6 +2,7 @@
 
 import csv
 import datetime
+import decimal
 import json
 import unittest
 
@@ -85,7 +86,8 @@ class CutTest(unittest.TestCase):
         closing = [line(3.2, "stop_recording", 1, "open"), line(3.2, "remove", 1),
                    line(3.2, "stop_recording", 4, "spent"), line(3.2, "remove", 4),
                    line(3.2, "remove", 5)]
-        kept = MARK + HEADER + b"".join(opening + span)
+        head = MARK + HEADER.replace(b"}", b',"origin":%d}' % START)  # where the whole begins
+        kept = head + b"".join(opening + span)
         self.assertEqual(self.cut(whole, "--from", "2", "--to", "3.2"), kept + b"".join(closing))
         self.assertEqual(self.cut(whole, "--from", "3", "--to", "3", "--lead-in", "1"),
                          kept + b"".join(closing).replace(b"003200000000", b"003000000000"))
@@ -94,8 +96,18 @@ class CutTest(unittest.TestCase):
         self.assertEqual(self.cut(MARK + HEADER + b"".join(before + span + after[:1]),
                                   "--from", "2", "--to", "3"), kept + after[0])
         self.assertEqual(self.cut(whole, "--from", "2", "--to", "3.2", "--person", "5"),
-                         MARK + HEADER + span[3] + closing[4])
-        self.assertEqual(self.cut(whole, "--person", "5"), MARK + HEADER + span[3])
+                         head + span[3] + closing[4])
+        self.assertEqual(self.cut(whole, "--person", "5"), head + span[3])
+        # Without a header, one comes in. A second is the same in what is cut again.
+        bare = b"".join(before + span)
+        part = self.cut(bare, "--from", "2")
+        self.assertEqual(part, kept.replace(MARK, b""))
+        self.assertEqual(self.cut(part, "--from", "2.5"), self.cut(bare, "--from", "2.5"))
+        # A double has no nanoseconds after 100 days.
+        late = [before[6], *(line(8_640_000, "not_seen", 1).replace(b"000,", b"%03d," % last)
+                             for last in (1, 2))]
+        self.assertEqual(self.cut(b"".join(late), "--from", "2400:00:00.000000002"),
+                         head.replace(MARK, b"") + late[2])
 
     def test_people_who_come_within_the_cut_are_as_in_the_whole(self):
         self.assertEqual(self.cut(self.scene, "--from", "60", "--to", "100", "--lead-in", "20"),
@@ -107,8 +119,8 @@ class CutTest(unittest.TestCase):
         self.assertEqual(begins.keys(), {"1", "2", "3"})
         whole = {(row["time"], row["person"]): row for row in self.whole[0]}
         for row in anew:
-            self.assertEqual({**row, "visit": None, "seconds": None},
-                             {**whole[row["time"], row["person"]], "visit": None, "seconds": None})
+            self.assertEqual({**row, "visit": None},
+                             {**whole[row["time"], row["person"]], "visit": None})
         columns = ("time", "person", "scope", "label", "samples", "mean_valence", "mean_confidence")
         start = int(self.whole[0][0]["time"])
         within = [row for row in self.whole[1]
@@ -175,6 +187,41 @@ class CutTest(unittest.TestCase):
             recording = MARK + HEADER + b"".join([*cycles, gone, last])
             self.assertEqual(self.annotated(recording, scopes), expected)
 
+    def test_a_second_is_the_same_everywhere(self):
+        """A film whose only face comes after 10 s, is lost for a while, and comes back."""
+        start = 4 * 10**18 + 123_456_789
+        faces = [(0, 0), (10.1, 1), ("12.000000001", 1), ("12.000000002", 1), (13, 1), (17.1, 0),
+                 (20, 1), (21, 1)]
+        frames = "frame,timestamp,confidence,success\n" + "".join(
+            f"{number},{second},1,{face}\n" for number, (second, face) in enumerate(faces))
+        film = run("import", "openface", "-", "-q", f"--start={start}", input=frames.encode(),
+                   text=False).stdout
+        (self.folder / "scopes.csv").write_text(table(
+            "0,a,-0:00.0000000004,12", "0,b,2.0000000010,10.9", "0,b,11,12"))
+        result = self.run_tool("annotate", film, "scopes.csv", "--offset", "10")
+        self.assertEqual(result.stderr.decode(), "scopes.csv: warning: removals part 2 rows into 4 "
+                         "scopes, one for each visit of the person; the first is line 2\n")
+        for options, cycles, begin in (([], 6, "10"), (["--from", "12.000000001"], 5, "12.000000001"),
+                                       (["--every", "0:03"], 4, "10")):
+            recording = self.cut(result.stdout, *options)
+            timeline, scopes = self.replayed(recording)
+            with self.subTest(options=options):
+                self.assertEqual(len(timeline), cycles)
+                path = self.folder / "film.jsonl"
+                path.write_bytes(recording)
+                tool.recalculated(path, self.folder / "results")
+                for row in timeline:
+                    self.assertEqual(int(row["time"]) - start,
+                                     round(decimal.Decimal(row["seconds"]) * 10**9))
+                self.assertEqual(
+                    [" ".join((row["scope"], row["begin"], row["end"], row["visit"])) for row in scopes],
+                    [f"a {begin} 17.1 1", "b 12.000000001 17.1 1", "b 20 20.9 2", "a 20 21 2",
+                     "b 21 21 2"])
+                told = run("explain", path, "--at", "12.000000001", "--json").stdout
+                self.assertEqual(json.loads(told)["time"], start + 12_000_000_001)
+                self.assertIn(f'"zero":"{start}"', run("report", path, "-o", "-").stdout)
+                self.assertEqual(json.loads(run("info", path, "--json").stdout)["origin"], start)
+
     def test_a_replays_own_scopes_are_a_table(self):
         bare = b"".join(text for text in self.scene.splitlines(keepends=True)
                         if b"_recording" not in text)
@@ -202,7 +249,8 @@ class CutTest(unittest.TestCase):
                 (["1,a,5.1,6"], ':2: column "begin": is after the end of the recording, which is '
                                 "5.000 s long"),
                 (["1,a,2023-11-14T22:13:19Z,2"], ':2: column "begin": is before the start'),
-                (["2,a,3,4.5"], ':2: column "end": is after the removal of person 2 at 4.000 s'),
+                (["2,a,4.5,9"], ':2: column "person": 2 is not there between begin and end'),
+                (["1,a,0,9223372036"], ':2: column "end": "9223372036" is neither seconds'),
                 ([ok, "1,b,1700000000000000000,2"], ':3: column "begin": "1700000000000000000" is'),
                 ([ok, "1,b,1:60,2"], ':3: column "begin": "1:60" is neither seconds, nor like'),
                 ([ok, "x,b,1,2"], ':3: column "person": "x" is not a number'),

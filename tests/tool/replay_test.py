@@ -23,7 +23,7 @@ def reading(value):
 
 def everything():
     """Two people, every event and every field: in time, late, repeated, future and expired."""
-    yield {"event": "header", "version": 1, "source": "test"}
+    yield {"event": "header", "version": 1, "source": "test", "origin": START - 5 * SECOND // 4}
     names = ["calm", "anger", "joy", "sorrow", "laughter", "excitement", "surprise"]
     for person in (1, -2):
         yield line(0, "start_recording", person=person, scope='a, "b"\nc')
@@ -140,9 +140,9 @@ class ReplayTest(FolderTest):
             "1,not_seen,1\n")
         self.assertEqual(
             self.written("scopes.csv"),
-            "time,person,scope,label,samples,begin,end,mean_valence,mean_confidence\n"
-            f'{START + 2 * SECOND},7,"x,y",unknown,1,1,2,0.449735,0.0958125\n'
-            f'{START + 2 * SECOND},8,z,error,0,,2,nan,nan\n')
+            "time,person,scope,label,samples,begin,end,mean_valence,mean_confidence,visit\n"
+            f'{START + 2 * SECOND},7,"x,y",unknown,1,1,2,0.449735,0.0958125,1\n'
+            f'{START + 2 * SECOND},8,z,error,0,,2,nan,nan,1\n')
         self.assertEqual(self.written("ambiance.csv"),
                          f"time,agitation,calm\n{START + SECOND},0.14,0.86\n")
 
@@ -211,6 +211,9 @@ class ReplayTest(FolderTest):
                 self.assertTrue(result.stderr.startswith(f"{self.recording}:3: "), result.stderr)
                 self.assertIn(message, result.stderr)
                 self.assertEqual(len(self.written("timeline.csv").splitlines()), 2)
+        for origin in ("4611686018427387905", "1.5", "true", '"x"'):
+            result = self.replay('{"event":"header","version":1,"origin":%s}\n' % origin + good)
+            self.assertIn(":1: origin: must be", result.stderr)
 
     def test_reads_what_is_odd_but_right(self):
         cases = {
