@@ -134,19 +134,19 @@ class CutTest(unittest.TestCase):
 
     def test_every_keeps_one_for_each_interval_and_the_rare_ones(self):
         expected, last = [], {}
-        first = None
-        for text in self.scene.splitlines():
+        origin = START + 12_100_000_000
+        scene = self.scene.replace(b"}", b',"origin":%d}' % origin, 1)
+        for text in scene.splitlines():
             event = json.loads(text)
-            first = first or event.get("time")
-            if event["event"] not in ("observation", "not_seen") or event["time"] < first + 10**10:
+            if event["event"] not in ("observation", "not_seen") or event["time"] < START + 10**10:
                 continue
             key = event["person"], event["event"]
-            interval = (event["time"] - first) // 300_000_000
+            interval = (event["time"] - origin) // 300_000_000
             if last.get(key) != interval or EMOTIONS & event.keys():
                 expected.append(text)
             last[key] = interval
         self.assertTrue(any(EMOTIONS & json.loads(text).keys() for text in expected))
-        self.assertEqual([text for text in self.cut(self.scene, "--from", "10", "--every",
+        self.assertEqual([text for text in self.cut(scene, "--from", "-2.1", "--every",
                                                     "0.3").splitlines()
                           if b'"observation"' in text or b'"not_seen"' in text], expected)
 
@@ -221,6 +221,9 @@ class CutTest(unittest.TestCase):
                 self.assertEqual(json.loads(told)["time"], start + 12_000_000_001)
                 self.assertIn(f'"zero":"{start}"', run("report", path, "-o", "-").stdout)
                 self.assertEqual(json.loads(run("info", path, "--json").stdout)["origin"], start)
+                first = float(timeline[0]["seconds"])
+                self.assertRegex(run("info", path).stdout, rf"second 0 is the header's origin, .* \({start}\)\n"
+                                 rf"(.*\n)+ +person .*\n +0 .* {first:.3f} +21.000 ")
 
     def test_a_replays_own_scopes_are_a_table(self):
         bare = b"".join(text for text in self.scene.splitlines(keepends=True)

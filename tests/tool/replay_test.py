@@ -23,7 +23,7 @@ def reading(value):
 
 def everything():
     """Two people, every event and every field: in time, late, repeated, future and expired."""
-    yield {"event": "header", "version": 1, "source": "test", "origin": START - 5 * SECOND // 4}
+    yield {"event": "header", "version": 1, "source": "test", "origin": START + 5 * SECOND // 4}
     names = ["calm", "anger", "joy", "sorrow", "laughter", "excitement", "surprise"]
     for person in (1, -2):
         yield line(0, "start_recording", person=person, scope='a, "b"\nc')
