@@ -169,7 +169,7 @@ class CutTest(unittest.TestCase):
 
     def test_annotations_cover_their_ends(self):
         cycles = [line(second, "not_seen", 1) for second in (0, 1, 2)]
-        gone = line(3, "remove", 1)
+        gone = line(3, "remove", 1) + line(3, "not_seen", 1)
         late = line(1.5, "not_seen", 2).rstrip()
 
         def scope(kind, seconds, name, person=1):
@@ -197,7 +197,7 @@ class CutTest(unittest.TestCase):
         film = run("import", "openface", "-", "-q", f"--start={start}", input=frames.encode(),
                    text=False).stdout
         (self.folder / "scopes.csv").write_text(table(
-            "0,a,-0:00.0000000004,12", "0,b,2.0000000010,10.9", "0,b,11,12"))
+            "0,a,-0:00.0000000004,12", "0,b,2.0000000009,10.9", "0,b,11,12"))
         result = self.run_tool("annotate", film, "scopes.csv", "--offset", "10")
         self.assertEqual(result.stderr.decode(), "scopes.csv: warning: removals part 2 rows into 4 "
                          "scopes, one for each visit of the person; the first is line 2\n")
@@ -222,8 +222,8 @@ class CutTest(unittest.TestCase):
                 self.assertIn(f'"zero":"{start}"', run("report", path, "-o", "-").stdout)
                 self.assertEqual(json.loads(run("info", path, "--json").stdout)["origin"], start)
                 first = float(timeline[0]["seconds"])
-                self.assertRegex(run("info", path).stdout, rf"second 0 is the header's origin, .* \({start}\)\n"
-                                 rf"(.*\n)+ +person .*\n +0 .* {first:.3f} +21.000 ")
+                self.assertRegex(run("info", path).stdout, r"second 0 is the header's origin, .* "
+                                 rf"\({start}\)\n(.*\n)+ +person .*\n +0 .* {first:.3f} +21.000 ")
 
     def test_a_replays_own_scopes_are_a_table(self):
         bare = b"".join(text for text in self.scene.splitlines(keepends=True)
@@ -240,7 +240,8 @@ class CutTest(unittest.TestCase):
     def test_errors_of_a_table(self):
         recording = HEADER + b"".join([
             line(0, "not_seen", 1), line(1, "start_recording", 1, "own"), line(2, "not_seen", 2),
-            line(3, "stop_recording", 1, "own"), line(4, "remove", 2), line(5, "not_seen", 1)])
+            line(3, "stop_recording", 1, "own"), line(4, "remove", 2),
+            line(4.5, "start_recording", 2, "own"), line(5, "not_seen", 2)])
         ok = "1,a,1,2"
         for bad, message in (
                 (["1,a,2,3", "2,a,1,3", "1,b,1,3", "1,a,0,2"], ":2: overlaps line 5, which has"),
@@ -252,7 +253,9 @@ class CutTest(unittest.TestCase):
                 (["1,a,5.1,6"], ':2: column "begin": is after the end of the recording, which is '
                                 "5.000 s long"),
                 (["1,a,2023-11-14T22:13:19Z,2"], ':2: column "begin": is before the start'),
-                (["2,a,4.5,9"], ':2: column "person": 2 is not there between begin and end'),
+                (["2,a,4.1,4.9"], ':2: column "person": 2 is not there between begin and end'),
+                (["2,own,2,5"], ":2: overlaps a scope of the recording with the same person and "
+                                "name, at 5.000 s"),
                 (["1,a,0,9223372036"], ':2: column "end": "9223372036" is neither seconds'),
                 ([ok, "1,b,1700000000000000000,2"], ':3: column "begin": "1700000000000000000" is'),
                 ([ok, "1,b,1:60,2"], ':3: column "begin": "1:60" is neither seconds, nor like'),
@@ -266,5 +269,5 @@ class CutTest(unittest.TestCase):
                 self.assertEqual(self.run_tool("annotate", recording, "bad.csv").stdout, b"")
         self.assert_fails("annotate", recording, ["-"], "can be read only once", 2)
         (self.folder / "good.csv").write_text(table(ok, "1,a,2.1,3", "1,own,3.1,9", "2,a,1,4"))
-        self.assert_fails("annotate", recording + b"oops", ["good.csv"], "-:8: not JSON")
+        self.assert_fails("annotate", recording + b"oops", ["good.csv"], "-:9: not JSON")
         self.assertEqual(self.run_tool("annotate", recording, "good.csv").returncode, 0)

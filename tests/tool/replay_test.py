@@ -78,6 +78,7 @@ def everything():
             yield line(now, "start_recording", person=-2, scope='a, "b"\nc')
         if cycle == 250:
             yield line(now, "remove", person=-2)
+            yield line(now, "stop_recording", person=-2, scope="gone")
     for person in (1, -2, 3):
         yield line(31, "stop_recording", person=person, scope='a, "b"\nc')
 
@@ -113,7 +114,7 @@ class ReplayTest(FolderTest):
             keys = set().union(*map(json.loads, recording.read_text().splitlines()))
             self.assertEqual(set(re.findall(r"field\(&O::(\w+)", table)) - keys, set(), recording)
         self.assertRegex(recalculated(self.recording, self.output),
-                         "timeline.csv 600 rows, scopes.csv 7 rows, ambiance.csv 12")
+                         "timeline.csv 600 rows, scopes.csv 8 rows, ambiance.csv 12")
 
     def test_writes_whole_files(self):
         # By hand: joy wins as positive, 0.65, and a level ease takes 6.5 % of it. Straight angles
