@@ -54,8 +54,9 @@ void RecordingAnnotation::placeScopes() {
   for (const ScopeOfTable& scope : _scopes) {
     const Time begin = timeOf(scope.begin);
     const Time end = timeOf(scope.end);
-    if (begin < std::min(_recording.secondZero(), _clock.start()))
+    if (begin < std::min(_recording.secondZero(), _clock.start())) {
       fail(scope, "begin", "is before the start of the recording");
+    }
     if (end < begin) fail(scope, "end", "is before the begin");
     _edges.push_back({begin, false, &scope});
     _edges.push_back({end, true, &scope});

@@ -12,9 +12,8 @@ std::string formatSeconds(boost::chrono::milliseconds time) {
 }
 
 std::string formatLength(boost::chrono::milliseconds first, boost::chrono::milliseconds last) {
-  const std::string length = fmt::format("is {} s long", formatSeconds(last - first));
-  if (first.count() == 0) return length;
-  return fmt::format("{}, from {} to {} s", length, formatSeconds(first), formatSeconds(last));
+  const auto span = fmt::format(", from {} to {} s", formatSeconds(first), formatSeconds(last));
+  return fmt::format("is {} s long{}", formatSeconds(last - first), first.count() == 0 ? "" : span);
 }
 
 }  // namespace zorvel
