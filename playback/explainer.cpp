@@ -2,20 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <boost/chrono/ceil.hpp>
-
 #include "recording/printable.hpp"
 #include "recording/replay_clock.hpp"
 #include "recording/seconds.hpp"
 
 namespace zorvel {
-namespace {
-
-boost::chrono::milliseconds roundUp(Time::duration duration) {
-  return boost::chrono::ceil<boost::chrono::milliseconds>(duration);
-}
-
-}  // namespace
 
 void Explainer::add(Time secondZero, Time time, const Event& event, const Row& row) {
   _secondZero = secondZero;

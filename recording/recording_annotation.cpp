@@ -1,7 +1,7 @@
 #include "recording/recording_annotation.hpp"
 
 #include <algorithm>
-#include <boost/chrono/round.hpp>
+#include <cmath>
 #include <tuple>
 
 #include "recording/failure.hpp"
@@ -190,7 +190,8 @@ Time RecordingAnnotation::timeOf(const ScopeOfTable::Moment& moment) const {
 }
 
 boost::chrono::milliseconds RecordingAnnotation::secondsOf(Time time) const {
-  return boost::chrono::round<boost::chrono::milliseconds>(between(_recording.secondZero(), time));
+  const double seconds = inSeconds(between(_recording.secondZero(), time));
+  return boost::chrono::milliseconds(std::llround(seconds * 1e3));
 }
 
 void RecordingAnnotation::failOverlapping(const ScopeOfTable& scope) const {

@@ -1,8 +1,6 @@
 #include "recording/recording_cut.hpp"
 
 #include <algorithm>
-#include <boost/chrono/ceil.hpp>
-#include <boost/chrono/floor.hpp>
 #include <string>
 #include <variant>
 
@@ -116,12 +114,10 @@ void RecordingCut::failWithoutEvents() {
                            : _span.person
                                ? fmt::format("person {} has no event there", *_span.person)
                                : "there is no event there";
-  using boost::chrono::milliseconds;
   const auto first = between(_recording.secondZero(), _clock.start());
   // Rounded down, so that a span that begins there has an event.
   throw Failure(fmt::format("{}: {}; the recording {}", printable(name), what,
-                            formatLength(boost::chrono::ceil<milliseconds>(first),
-                                         boost::chrono::floor<milliseconds>(now()))),
+                            formatLength(roundDown(first), roundDown(now()))),
                 {name, 0, "", 0});
 }
 

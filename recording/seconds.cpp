@@ -5,6 +5,18 @@
 #include <cstdlib>
 
 namespace zorvel {
+namespace {
+
+constexpr Time::rep millisecond = 1'000'000;
+
+}  // namespace
+
+boost::chrono::milliseconds roundDown(Time::duration duration) {
+  const Time::rep count = duration.count();
+  return boost::chrono::milliseconds(count / millisecond - (count % millisecond < 0 ? 1 : 0));
+}
+
+boost::chrono::milliseconds roundUp(Time::duration duration) { return -roundDown(-duration); }
 
 std::string formatSeconds(boost::chrono::milliseconds time) {
   const auto count = std::abs(time.count());

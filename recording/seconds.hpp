@@ -4,7 +4,13 @@
 #include <boost/chrono/duration.hpp>
 #include <string>
 
+#include "recording/event.hpp"
+
 namespace zorvel {
+
+/// Whole milliseconds. Unlike those of Boost, they take every duration.
+boost::chrono::milliseconds roundDown(Time::duration duration);
+boost::chrono::milliseconds roundUp(Time::duration duration);
 
 /// With three decimals.
 std::string formatSeconds(boost::chrono::milliseconds time);

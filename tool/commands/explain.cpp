@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <boost/chrono/ceil.hpp>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
