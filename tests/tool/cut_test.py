@@ -162,7 +162,11 @@ class CutTest(unittest.TestCase):
                 (good, ["--from", "2", "--to", "3"], f"-: there is no event there; {length}"),
                 (good, ["--from", "2", "--to", "3", "--lead-in", "2"], f"no event there; {length}"),
                 (good, ["--person", "2"], f"-: person 2 has no event there; {length}"),
-                (HEADER, [], "no event there; the recording is 0.000 s long")):
+                (HEADER, [], "no event there; the recording is 0.000 s long"),
+                # As far apart as times can be.
+                (HEADER.replace(b"}", b',"origin":%d}' % 2**62) +
+                 line(0, "not_seen", 1).replace(b"%d" % START, b"%d" % -2**62), ["--from", "0"],
+                 "after the end; the recording is 0.000 s long, from -9223372036.855 to")):
             self.assert_fails("cut", recording, options, message)
         self.assert_fails("cut", good, ["--from", "3", "--to", "2"], "is after --to", 2)
         self.assert_fails("cut", good, ["--every", "0"], "must be above 0", 2)
