@@ -99,7 +99,8 @@ inline constexpr std::tuple scopesColumns{
     TableColumn{"end", [](const ScopeRow& row) { return row.end; }},
     TableColumn{"mean_valence", [](const ScopeRow& row) { return row.meanValence; }},
     TableColumn{"mean_confidence", [](const ScopeRow& row) { return row.meanConfidence; }},
-    TableColumn{"exact_mean_valence", [](const ScopeRow& row) { return row.exactMeanValence; }}};
+    TableColumn{"exact_mean_valence", [](const ScopeRow& row) { return row.exactMeanValence; }},
+    TableColumn{"visit", [](const ScopeRow& row) { return row.visit; }}};
 
 inline constexpr std::tuple ambianceColumns{
     Column{"agitation", [](const AmbianceRow& row) { return row.agitation; }},

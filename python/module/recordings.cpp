@@ -48,6 +48,7 @@ class Reader {
     return std::move(*event);
   }
   const std::string& source() const { return _recording.source(); }
+  std::optional<Time> origin() const { return _recording.origin(); }
 
  private:
   std::mutex _mutex;
@@ -57,9 +58,9 @@ class Reader {
 /// A recording that is written; unless it is closed, it leaves no trace.
 class Writer {
  public:
-  Writer(const std::string& name, const std::string& source) {
+  Writer(const std::string& name, const std::string& source, std::optional<Time> origin) {
     withoutLock([&] { _output.emplace(name, throwIfInterrupted); });
-    appendHeader(_output->text(), source);
+    appendHeader(_output->text(), source, origin);
   }
   void write(const Event& event) {
     if (!_output) throw py::value_error("the recording is closed");
@@ -162,12 +163,12 @@ class Table {
         _columns);
   }
 
-  /// A dict from the name of each column to its array; `start` is where the recording begins.
-  py::dict take(Time start) {
+  /// A dict from the name of each column to its array; seconds count from `zero`.
+  py::dict take(Time zero) {
     py::dict arrays;
     std::vector<double> since;
     for (const std::int64_t time : _times) {
-      since.push_back(inSeconds(between(start, Time(Time::duration(time)))));
+      since.push_back(inSeconds(between(zero, Time(Time::duration(time)))));
     }
     const py::array seconds = asArray(std::move(since));
     arrays["time"] = asArray(std::move(_times));
@@ -216,7 +217,6 @@ class Tables {
   explicit Tables(Forces forces) : _forces(forces) {}
 
   void add(Time time, const Row& row) {
-    if (!_start) _start = time;
     if (const auto* state = std::get_if<StateRow>(&row)) {
       _timeline.add(time, *state);
       _known.add(time, *state);
@@ -228,20 +228,19 @@ class Tables {
     if (const auto* ambiance = std::get_if<AmbianceRow>(&row)) _ambiance.add(time, *ambiance);
   }
 
-  py::dict take() {
-    const Time start = _start.value_or(Time());
+  /// Seconds count from `zero`.
+  py::dict take(Time zero) {
     py::dict tables;
-    tables["timeline"] = _timeline.take(start);
-    tables["known"] = _known.take(start);
-    tables["scopes"] = _scopes.take(start);
-    tables["ambiance"] = _ambiance.take(start);
-    if (_forces == Forces::Watched) tables["forces"] = _movements.take(start);
+    tables["timeline"] = _timeline.take(zero);
+    tables["known"] = _known.take(zero);
+    tables["scopes"] = _scopes.take(zero);
+    tables["ambiance"] = _ambiance.take(zero);
+    if (_forces == Forces::Watched) tables["forces"] = _movements.take(zero);
     return tables;
   }
 
  private:
   Forces _forces;
-  std::optional<Time> _start;
   Table<StateRow, decltype(timelineColumns)> _timeline{timelineColumns};
   Table<StateRow, decltype(knownColumns)> _known{knownColumns};
   Table<ScopeRow, decltype(scopesColumns)> _scopes{scopesColumns};
@@ -269,40 +268,49 @@ py::tuple replayFile(py::handle path, bool forces) {
   const Forces watched = forces ? Forces::Watched : Forces::Unwatched;
   Tables tables(watched);
   RecordingFacts facts;
+  Time zero;
   const auto failure = withoutLock([&] {
     RecordingReader recording(name, checkSignals);
-    return playAll(recording, watched, [&](Time time, const Event& event, const Row& row) {
+    auto ended = playAll(recording, watched, [&](Time time, const Event& event, const Row& row) {
       tables.add(time, row);
       facts.add(event, recording.lines().lineNumber());
     });
+    zero = recording.secondZero();
+    return ended;
   });
-  return py::make_tuple(tables.take(), warningsOf(findingsOf(facts)), asException(failure));
+  return py::make_tuple(tables.take(zero), warningsOf(findingsOf(facts)), asException(failure));
 }
 
 py::tuple replayEvents(const py::iterable& events, bool forces) {
   const Forces watched = forces ? Forces::Watched : Forces::Unwatched;
   Tables tables(watched);
   const py::iterator iterator = py::iter(events);
+  std::optional<Time> zero;
   const auto next = [&]() -> std::optional<Event> {
     return callPython([&]() -> std::optional<Event> {
       const auto object = py::reinterpret_steal<py::object>(PyIter_Next(iterator.ptr()));
       if (object && !py::isinstance<Event>(object)) failType("recording", "must give events");
-      if (object) return object.cast<const Event&>();
+      if (object) {
+        const auto& event = object.cast<const Event&>();
+        if (!zero && py::isinstance<Reader>(events)) zero = events.cast<const Reader&>().origin();
+        if (!zero) zero = event.time;
+        return event;
+      }
       if (PyErr_Occurred() != nullptr) throw py::error_already_set();
       return std::nullopt;
     });
   };
   try {
     const auto failure = withoutLock([&] {
-      return playAll(next, watched, [&](Time time, const Event& /*event*/, const Row& row) {
-        tables.add(time, row);
-      });
+      return playAll(
+          {next, [&] { return *zero; }}, watched,
+          [&](Time time, const Event& /*event*/, const Row& row) { tables.add(time, row); });
     });
-    return py::make_tuple(tables.take(), asException(failure));
+    return py::make_tuple(tables.take(zero.value_or(Time())), asException(failure));
   } catch (const py::error_already_set& error) {
     // The events may themselves be those of a recording with a bad line.
     if (!error.matches(py::module_::import("zorvel").attr("DataError"))) throw;
-    return py::make_tuple(tables.take(), error.value());
+    return py::make_tuple(tables.take(zero.value_or(Time())), error.value());
   }
 }
 
@@ -388,7 +396,7 @@ py::tuple explainGreatestOf(py::handle path, py::handle person, py::handle numbe
   });
   fmt::memory_buffer lines;
   for (const ExplainedChange& change : greatest.changes) {
-    appendExplanationLine(lines, change, greatest.start);
+    appendExplanationLine(lines, change, greatest.secondZero);
   }
   return py::make_tuple(py::str(lines.data(), lines.size()), asException(greatest.failure));
 }
@@ -592,9 +600,18 @@ void addRecordings(py::module_& module) {
   py::class_<Reader>(module, "RecordingReader", "The events of a recording, one after the other.")
       .def("__iter__", [](py::object self) { return self; })
       .def("__next__", &Reader::next)
+      .def_property_readonly("source", &Reader::source,
+                             "What made the recording, by its header; known after the first event.")
       .def_property_readonly(
-          "source", &Reader::source,
-          "What made the recording, by its header; known after the first event.");
+          "origin",
+          [](const Reader& reader) -> std::optional<std::int64_t> {
+            const auto origin = reader.origin();
+            if (!origin) return std::nullopt;
+            return nanoseconds(*origin);
+          },
+          "The moment of second 0, by its header, in nanoseconds since 1970; None where that is "
+          "the "
+          "first event, and before that is read.");
   module.def(
       "read_recording",
       [](py::handle path) {
@@ -606,11 +623,15 @@ void addRecordings(py::module_& module) {
   py::class_<Writer>(
       module, "Recording",
       "A recording to write. It takes its name when it is closed, as the end of a `with` block "
-      "does; one that is not, or whose block ends by an exception, leaves no trace.")
-      .def(py::init([](py::handle path, py::handle source) {
-             return std::make_unique<Writer>(pathFrom(path), textFrom(source, "source"));
+      "does; one that is not, or whose block ends by an exception, leaves no trace. `origin` is "
+      "the "
+      "moment of second 0, where that is not the first event.")
+      .def(py::init([](py::handle path, py::handle source, py::handle origin) {
+             std::optional<Time> zero;
+             if (!origin.is_none()) zero = timeFrom(origin, "origin");
+             return std::make_unique<Writer>(pathFrom(path), textFrom(source, "source"), zero);
            }),
-           py::arg("path"), py::arg("source") = "")
+           py::arg("path"), py::arg("source") = "", py::arg("origin") = py::none())
       .def("write", &Writer::write, py::arg("event"), "Appends an event.")
       .def("close", &Writer::close, "Writes everything out, down to the disk.")
       .def("__enter__", [](py::object self) { return self; })

@@ -155,7 +155,7 @@ def draw(results: Results, persons: Sequence[int] | None, begin: float | None, e
     if begin is not None and end is not None and begin >= end:
         raise ValueError(f"begin: {begin:g} s is not before the end, {end:g} s")
     seconds = results.timeline["seconds"]
-    if not ((seconds >= (begin or 0.0)) & (seconds <= (numpy.inf if end is None else end))).any():
+    if not ((seconds >= (-numpy.inf if begin is None else begin)) & (seconds <= (numpy.inf if end is None else end))).any():
         raise ValueError("nobody has a cycle there")
     there = [int(number) for number in numpy.unique(results.timeline["person"])]
     for person in persons or ():
@@ -179,7 +179,7 @@ def draw(results: Results, persons: Sequence[int] | None, begin: float | None, e
         all_axes = grid[:, 0]
         for axes, name in zip(all_axes, names):
             _draw_quantity(axes, results, persons, name, grey, shown, room)
-        all_axes[-1].set_xlabel("time since the start of the recording (s)")
+        all_axes[-1].set_xlabel("time (s)")
         all_axes[-1].set_xlim(begin, end)
         if lanes:
             _draw_scopes(all_axes[-1], results, persons, lanes, grey)

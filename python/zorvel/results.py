@@ -20,7 +20,7 @@ class Table(Mapping[str, "numpy.ndarray[Any, Any]"]):
     """A table of results: a mapping from the name of each column to a NumPy array.
 
     The columns are those of the CSV file, in its order. Where that has none of the name, `seconds`,
-    the time since the recording's start, follows.
+    the time since second 0, follows.
     """
 
     def __init__(self, columns: dict[str, numpy.ndarray[Any, Any]]) -> None:
@@ -74,8 +74,9 @@ class Results:
         A band shows how much confidence is missing: half as tall as the axis at confidence 0, none at
         1; it is not a range in which the value lies. Where a person had no cycles, the curve has a
         gap. Where nothing measured moved the value for more than a second, hatching says "not
-        measured" instead of a curve. Scopes are bars below. By default everybody and everything is drawn; `begin` and `end`
-        are in seconds since the start, `width` is in millimetres, and `grey` is for print.
+        measured" instead of a curve. Scopes are bars below. By default everybody and everything is
+        drawn; `begin` and `end` are in seconds since second 0, `width` is in millimetres, and `grey`
+        is for print.
         """
         from .figure import draw
 
@@ -105,6 +106,9 @@ def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
            forces: bool = False) -> Results:
     """Replays a recording, a path or events, on a clock that its events set.
 
+    Its seconds count from its origin, as `zorvel info` tells; of events other than a RecordingReader,
+    from the first.
+
     The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
     of what moved the states. A DataError has what came before the fault as its `results`. What looks
     wrong in a file is told by warnings.
@@ -122,7 +126,7 @@ def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
 def summarize(recording: str | os.PathLike[str]) -> list[dict[str, Any]]:
     """What a recording adds up to: a dict for each person, by the columns of a summary table.
 
-    Times are in seconds since the recording's start, shares in [0, 1]. NaN is what there is not: of a
+    Times are in seconds since second 0, shares in [0, 1]. NaN is what there is not: of a
     quantity that was never measured, a greatest change, the deviation of one cycle. What looks wrong
     in the file is told by warnings.
     """
@@ -148,7 +152,7 @@ def explain(recording: str | os.PathLike[str], *, person: int | None = None,
             end: _zorvel.Duration | None = None) -> dict[int, dict[str, Any]]:
     """Why each person's state is what it is, by person: what `zorvel explain --json` writes.
 
-    `at` is a moment since the recording's start, whose last cycle is explained; else it is the span
+    `at` is a moment since second 0, whose last cycle is explained; else it is the span
     from `begin` to `end`, by default the whole recording. All three are a float of seconds, an int of
     nanoseconds or a timedelta. A DataError when nobody has a cycle there.
     """

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "import/csv_reader.hpp"
+#include "inspection/format.hpp"
 #include "recording/failure.hpp"
+#include "recording/printable.hpp"
 #include "recording/recording_annotation.hpp"
 #include "recording/recording_writer.hpp"
 #include "recording/text_output.hpp"
@@ -23,12 +25,15 @@ struct AnnotateOptions {
   std::string recording;
   std::string scopes;
   std::string output = "-";
+  /// When the table's clock began, since second 0 of the recording.
+  Time::duration offset{};
 };
 
-ScopeOfTable::Moment readMoment(const CsvReader& rows, CsvReader::Column column) {
+ScopeOfTable::Moment readMoment(const CsvReader& rows, CsvReader::Column column,
+                                Time::duration offset) {
   std::string text(rows.text(column));
   std::replace(text.begin(), text.end(), ',', '.');
-  if (const auto since = readTimeSinceStart(text)) return *since;
+  if (const auto since = readSeconds(text)) return *since + offset;
   // A whole number would be a date, too, in nanoseconds.
   if (text.find('T') != text.npos) {
     if (const auto date = readDate(text)) return *date;
@@ -50,8 +55,8 @@ bool isReadable(const ScopeOfTable& row) {
   }
 }
 
-std::vector<ScopeOfTable> readScopes(const std::string& file) {
-  CsvReader rows(file, waitForInput);
+std::vector<ScopeOfTable> readScopes(const AnnotateOptions& options) {
+  CsvReader rows(options.scopes, waitForInput);
   const auto person = rows.get("person");
   const auto scope = rows.get("scope");
   const auto begin = rows.get("begin");
@@ -59,7 +64,8 @@ std::vector<ScopeOfTable> readScopes(const std::string& file) {
   std::vector<ScopeOfTable> scopes;
   while (rows.next()) {
     ScopeOfTable row{rows.lines().lineNumber(), rows.requiredInteger32(person),
-                     std::string(rows.text(scope)), readMoment(rows, begin), readMoment(rows, end)};
+                     std::string(rows.text(scope)), readMoment(rows, begin, options.offset),
+                     readMoment(rows, end, options.offset)};
     if (row.scope.empty()) rows.fail(scope, "must have a name");
     if (!isReadable(row)) rows.fail(scope, inQuotes(row.scope) + " is not UTF-8");
     scopes.push_back(std::move(row));
@@ -73,7 +79,7 @@ void annotateRecording(const AnnotateOptions& options) {
   requireDistinct({options.recording, options.scopes}, {options.output});
   RecordingReader recording(options.recording, waitForInput);
   TextOutput output(options.output, throwIfInterrupted);
-  RecordingAnnotation annotation(recording, options.scopes, readScopes(options.scopes));
+  RecordingAnnotation annotation(recording, options.scopes, readScopes(options));
   Progress progress(options.output != "-");
   while (annotation.next(output.text())) {
     // Anything else would show what an error takes back.
@@ -81,6 +87,13 @@ void annotateRecording(const AnnotateOptions& options) {
     progress.update(recording.lines());
   }
   output.commit();
+  const PartedRows parted = annotation.parted();
+  if (parted.count == 0) return;
+  fmt::print(stderr,
+             "{}: warning: removals part {} into {}, one for each visit of the person; the first "
+             "is line {}\n",
+             printable(options.scopes), formatCount(parted.count, "row"),
+             formatCount(parted.scopes, "scope"), parted.firstLine);
 }
 
 }  // namespace
@@ -89,16 +102,22 @@ void addAnnotate(Command tool) {
   Command command = tool.addSubcommand(
       "annotate", "Put the scopes of a table into a recording",
       R"(The table is a CSV file with the columns person, scope, begin and end; further ones are ignored. A
-begin or an end is in seconds since the start of the recording, or like 1:23.5, or a time like
+begin or an end is in seconds since second 0 of the recording, or like 1:23.5, or a time like
 2024-05-17T09:30:00Z; both belong to the scope. Every
-byte of the recording stays; lines that open and close the scopes come in. If a scope does not fit,
-nothing is written.
+byte of the recording stays; lines that open and close the scopes come in. Where the person is removed
+within a row, each visit gets a scope of that name. If a scope does not fit, nothing is written.
 
-Example:
-  zorvel annotate meeting.jsonl phases.csv | zorvel replay - --output results)");
+Examples:
+  zorvel annotate meeting.jsonl phases.csv | zorvel replay - --output results
+  zorvel annotate meeting.jsonl phases.csv --offset 12.48 --output scopes.jsonl)");
   const auto options = std::make_shared<AnnotateOptions>();
   command.addRecording(options->recording);
   command.add("SCOPES", options->scopes, "The table; - reads standard input").required();
+  command
+      .addTime("--offset", options->offset,
+               "When the clock of the table's seconds began, since second 0 of the recording")
+      .type("SECONDS")
+      .showDefault("0");
   command.addOutputFile(options->output, "The recording to write");
   command.setAction([options] {
     if (options->recording == "-" && options->scopes == "-") {
