@@ -1,5 +1,6 @@
 #include <pybind11/numpy.h>
 
+#include <cmath>
 #include <limits>
 #include <map>
 #include <mutex>
@@ -432,9 +433,9 @@ ImportOptions importOptions(py::handle start, double gap, std::optional<double> 
                             bool mirrored) {
   ImportOptions options;
   if (!start.is_none()) options.start = timeFrom(start, "start");
-  if (!(gap >= 0.0)) failValue("gap", "must be 0 or more");
+  if (!(gap >= 0.0 && gap <= 1e9)) failValue("gap", "must be from 0 to 1e9");
   if (rate && !(*rate > 0.0)) failValue("fps", "must be above 0");
-  options.gapSeconds = gap;
+  options.gap = Time::duration(std::llround(gap * 1e9));
   options.framesPerSecond = rate;
   options.mirrored = mirrored;
   return options;
@@ -561,7 +562,7 @@ void bindImports(py::module_& module) {
   const auto file = py::arg("file");
   const auto output = py::arg("output");
   const auto start = py::arg("start") = py::none();
-  const auto gap = py::arg("gap") = ImportOptions().gapSeconds;
+  const auto gap = py::arg("gap") = inSeconds(ImportOptions().gap);
   const auto mirrored = py::arg("mirrored") = false;
   module.def(
       "import_openface",

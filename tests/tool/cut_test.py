@@ -169,7 +169,7 @@ class CutTest(unittest.TestCase):
                  "after the end; the recording is 0.000 s long, from -9223372036.855 to")):
             self.assert_fails("cut", recording, options, message)
         self.assert_fails("cut", good, ["--from", "3", "--to", "2"], "is after --to", 2)
-        self.assert_fails("cut", good, ["--every", "0"], "must be above 0", 2)
+        self.assert_fails("cut", good, ["--every", "0"], "is not above 0", 2)
 
     def test_annotations_cover_their_ends(self):
         cycles = [line(second, "not_seen", 1) for second in (0, 1, 2)]

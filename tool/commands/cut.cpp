@@ -61,23 +61,15 @@ Examples:
   command.addTime("--from", span.from, "Where the span begins; with the recording if absent");
   command.addTime("--to", span.to, "Where it ends; with the recording if absent");
   command.addPerson(span.person, "Only the lines about this person");
-  command
-      .addTime("--every", span.every,
-               "Of each person and interval of this length, one observation and one not_seen")
-      .type("SECONDS");
-  command.addTime("--lead-in", span.leadIn, "How much of what comes before is kept, too")
-      .type("SECONDS")
+  command.addDuration(
+      "--every", span.every, false,
+      "Of each person and interval of this length, one observation and one not_seen");
+  command.addDuration("--lead-in", span.leadIn, true, "How much of what comes before is kept, too")
       .showDefault("0");
   command.addOutputFile(options->output, "The recording to write");
   command.setAction([options] {
     if (options->span.from && *options->span.from > options->span.to) {
       throw WrongUsage("--from", "is after --to");
-    }
-    if (options->span.every && *options->span.every <= Time::duration(0)) {
-      throw WrongUsage("--every", "must be above 0");
-    }
-    if (options->span.leadIn < Time::duration(0)) {
-      throw WrongUsage("--lead-in", "must be 0 or more");
     }
     cutRecording(*options);
   });

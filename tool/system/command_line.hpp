@@ -112,6 +112,25 @@ class Command {
         .type("TIME");
   }
 
+  /// A length of time, or an optional one: above 0, or 0 too.
+  template <typename Duration>
+  Option addDuration(const std::string& name, Duration& time, bool canBeZero,
+                     const std::string& description) {
+    return add(
+               name,
+               [name, &time, canBeZero](const std::string& text) {
+                 const auto read = readSeconds(text);
+                 const Time::duration least(canBeZero ? 0 : 1);
+                 if (!read || *read < least) {
+                   throw WrongUsage(name, inQuotes(text) + (canBeZero ? " is no number of seconds"
+                                                                      : " is not above 0 seconds"));
+                 }
+                 time = *read;
+               },
+               description)
+        .type("SECONDS");
+  }
+
   /// --person, which takes any number that a person can have.
   template <typename Number>
   Option addPerson(Number& person, const std::string& description) {
