@@ -59,7 +59,8 @@ class Watching {
     _isOn = true;
     person.personState.setForceObserver([&watch, &kept](const ZV::Force& force) {
       if (watch.keeps) kept.push_back(force);
-      if (!watch.observer.is_none()) callPython([&] { watch.observer(force); });
+      if (!watch.observer.is_none())
+        callPython([&] { callFunction(watch.observer, py::cast(force)); });
     });
   }
   Watching(const Watching&) = delete;
@@ -151,7 +152,7 @@ void callWith(const py::function& callback, ZV::Person& person) {
       LentPerson& lent;
       ~GiveBack() { lent.giveBack(); }
     } const giveBack{*lent};
-    callback(lent);
+    callFunction(callback, py::cast(lent));
   });
 }
 
@@ -443,9 +444,10 @@ void bindClock(py::module_& module) {
           "time", [](ScopedClock& of) { return nanoseconds(of.clock().now()); },
           "Where the clock stands, in nanoseconds since 1970.")
       .def("__enter__",
-           [](const std::shared_ptr<ScopedClock>& of) {
-             ScopedClock::enter(of);
-             return of;
+           [](py::object self) {
+             self.cast<ScopedClock&>();  // which a bare object is not
+             ScopedClock::enter(self.cast<std::shared_ptr<ScopedClock>>());
+             return self;
            })
       .def("__exit__", [](const ScopedClock& of, const py::args& /*error*/) { of.exit(); });
 }

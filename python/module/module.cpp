@@ -27,6 +27,17 @@ void translate(std::exception_ptr exception) {
   }
 }
 
+/// Refuses objects of the class that `__new__` alone has made. When such a one is first used,
+/// memory for its value would be asked for, and nobody would write it.
+void refuseWithoutValue(py::handle type) {
+  auto* const bound =
+      py::detail::get_type_info(reinterpret_cast<PyTypeObject*>(type.ptr()));  // NOLINT
+  if (bound == nullptr) return;
+  bound->operator_new = [](std::size_t) -> void* {
+    throw py::type_error("the object has no value: __init__ was not called");
+  };
+}
+
 }  // namespace
 
 py::object exceptionOf(const Failure& failure) {
@@ -62,8 +73,9 @@ PYBIND11_MODULE(_zorvel, module) {
   addObservation(module);
   addLive(module);
   addRecordings(module);
-  // Where they are to be imported from.
   for (const auto& [name, member] : module.attr("__dict__").cast<py::dict>()) {
-    if (py::isinstance<py::type>(member)) member.attr("__module__") = "zorvel";
+    if (!py::isinstance<py::type>(member)) continue;
+    member.attr("__module__") = "zorvel";  // where it is to be imported from
+    refuseWithoutValue(member);
   }
 }

@@ -57,7 +57,8 @@ class Elements {
                         PyByteArray_Check(pointer) || PyMemoryView_Check(pointer);
     // A copy: what reads the elements may run code that changes the sequence.
     if (!isText && PySequence_Check(pointer) != 0) {
-      _items = py::reinterpret_steal<py::object>(PySequence_Tuple(pointer));
+      _items = py::reinterpret_steal<py::object>(
+          stayingAtTheEnd([&] { return PySequence_Tuple(pointer); }));
       PyErr_Clear();
     }
     if (!_items || PyTuple_GET_SIZE(_items.ptr()) != static_cast<Py_ssize_t>(count)) {
@@ -121,7 +122,8 @@ class PartsReader {
   PartsReader(py::handle object, const std::string& place) : _object(object), _place(place) {
     if (py::isinstance<py::dict>(object) || py::hasattr(object, "keys")) {
       _parts = py::reinterpret_steal<py::dict>(PyDict_New());
-      if (PyDict_Update(_parts->ptr(), object.ptr()) != 0) throw py::error_already_set();
+      const auto update = [&] { return PyDict_Update(_parts->ptr(), object.ptr()); };
+      if (stayingAtTheEnd(update) != 0) throw py::error_already_set();
     }
   }
 

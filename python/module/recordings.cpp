@@ -15,6 +15,7 @@
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
 #include "playback/summary_table.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
@@ -28,7 +29,7 @@ namespace {
 /// Lets a signal, such as that of Ctrl-C, raise its exception.
 void throwIfInterrupted() {
   callPython([] {
-    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    if (stayingAtTheEnd(PyErr_CheckSignals) != 0) throw py::error_already_set();
   });
 }
 
@@ -268,7 +269,8 @@ py::tuple replayEvents(const py::iterable& events, bool forces) {
   const py::iterator iterator = py::iter(events);
   const auto next = [&]() -> std::optional<Event> {
     return callPython([&]() -> std::optional<Event> {
-      const auto object = py::reinterpret_steal<py::object>(PyIter_Next(iterator.ptr()));
+      const auto object = py::reinterpret_steal<py::object>(
+          stayingAtTheEnd([&] { return PyIter_Next(iterator.ptr()); }));
       if (object && !py::isinstance<Event>(object)) failType("recording", "must give events");
       if (object) return object.cast<const Event&>();
       if (PyErr_Occurred() != nullptr) throw py::error_already_set();
@@ -366,6 +368,7 @@ py::tuple reportFile(py::handle path, py::handle output) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
   const auto result = withoutLock([&] {
+    requireDistinct({name}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput page(outputName, throwIfInterrupted);
     auto written = writeReport(
@@ -385,6 +388,7 @@ ImportFacts importFile(Importer& importRows, std::string_view source, py::handle
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
   return withoutLock([&] {
+    requireDistinct({name}, {outputName});
     CsvReader rows(name, checkSignals);
     TextOutput recording(outputName, throwIfInterrupted);
     auto facts = importInto(recording, source, importRows, rows, options, [] {});

@@ -179,6 +179,15 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
         zorvel.import_openface(table, path)
     assert (raised.value.line, raised.value.key) == (2, "AU12_r")
     assert path.read_text().endswith("{")
+    link = tmp_path / "link"
+    link.symlink_to(path)
+    writers: list[Callable[[pathlib.Path, pathlib.Path], object]] = [
+        zorvel.import_openface, zorvel.report]
+    for write in writers:
+        for output in (path, link):
+            with pytest.raises(zorvel.DataError, match="would be written over what is read from"):
+                write(path, output)
+    assert path.read_text().endswith("{")
 
     def events() -> Iterator[zorvel.Event]:
         yield zorvel.Event.not_seen(0, 1)

@@ -7,12 +7,12 @@
 #include <vector>
 
 #include "import/csv_reader.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_annotation.hpp"
 #include "recording/recording_writer.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 
