@@ -124,6 +124,23 @@ Time::duration durationFrom(py::handle object, const std::string& place);
 
 inline std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
 
+/// Makes the objects of a class comparable: `plain` gives all that one says.
+template <typename Class, typename Plain>
+void bindEquality(Class& bound, Plain plain) {
+  using Value = typename Class::type;
+  bound.def(
+      "__eq__",
+      [plain](const Value& left, const Value& right) { return plain(left).equal(plain(right)); },
+      py::is_operator());
+}
+
+/// Lets them be copied and pickled, too: of what `plain` gives, a tuple, `made` makes one anew.
+template <typename Class, typename Plain, typename Made>
+void bindValue(Class& bound, Plain plain, Made made) {
+  bindEquality(bound, plain);
+  bound.def(py::pickle(plain, made));
+}
+
 /// A path, as the system writes it, and the other way round.
 std::string pathFrom(py::handle path);
 py::str fileName(const std::string& path);

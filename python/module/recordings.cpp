@@ -172,9 +172,7 @@ class Table {
         [&](const auto&... column) {
           std::apply(
               [&](auto&... kept) {
-                ((arrays[py::str(column.name.data(), column.name.size())] =
-                      asArray(std::move(kept))),
-                 ...);
+                ((arrays[py::str(std::string(column.name))] = asArray(std::move(kept))), ...);
               },
               _kept);
         },
@@ -416,9 +414,11 @@ void bindEvents(py::module_& module) {
   const auto time = py::arg("time");
   const auto person = py::arg("person");
   const auto scope = py::arg("scope");
-  py::class_<Event>(module, "Event",
-                    "One line of a recording. `time` is what a Reading's may be; what an event has "
-                    "of the members below depends on its kind, the rest is None.")
+  py::class_<Event> bound(
+      module, "Event",
+      "One line of a recording. `time` is what a Reading's may be; what an event has "
+      "of the members below depends on its kind, the rest is None.");
+  bound
       .def_static(
           "observation",
           [eventAt](py::handle at, py::handle id, const TimedObservation& observation) {
@@ -499,11 +499,29 @@ void bindEvents(py::module_& module) {
             return activity->value;
           },
           "The measurement of an activity.")
-      .def("__repr__", [](const Event& event) {
-        const auto id = personOf(event);
-        return fmt::format("<Event {} at {}{}>", eventNames.at(event.what.index()),
-                           nanoseconds(event.time), id ? fmt::format(" of person {}", *id) : "");
-      });
+      .def("__repr__",
+           [](const Event& event) {
+             const auto id = personOf(event);
+             return fmt::format("<Event {} at {}{}>", eventNames.at(event.what.index()),
+                                nanoseconds(event.time),
+                                id ? fmt::format(" of person {}", *id) : "");
+           })
+      .def(py::pickle(
+          [](const Event& event) {
+            fmt::memory_buffer line;
+            appendEvent(line, event);
+            return fmt::to_string(line);
+          },
+          [](std::string line) { return *EventReader(MissingTime::Error).read(line); }));
+  bindEquality(bound, [](const Event& of) {
+    const py::object self = py::cast(&of, py::return_value_policy::reference);
+    py::tuple members(7);
+    std::size_t next = 0;
+    for (const char* name : {"kind", "time", "person", "fields", "scope", "samples", "value"}) {
+      members[next++] = self.attr(name);
+    }
+    return members;
+  });
 }
 
 void bindImports(py::module_& module) {
