@@ -46,14 +46,10 @@ py::object exceptionOf(const Failure& failure) {
     return py::reinterpret_borrow<py::object>(PyExc_OSError)(
         place.error, std::generic_category().message(place.error), fileName(place.file));
   }
-  const auto orNone = [](bool isKnown, py::object object) {
-    return isKnown ? std::move(object) : py::none();
-  };
   py::object exception = py::reinterpret_borrow<py::object>(dataError)(fileName(failure.what()));
-  exception.attr("file") = orNone(!place.file.empty(), fileName(place.file));
-  exception.attr("line") = orNone(place.line != 0, py::int_(place.line));
-  exception.attr("key") = orNone(!place.key.empty(), py::str(place.key));
-  exception.attr("results") = py::none();
+  if (!place.file.empty()) exception.attr("file") = fileName(place.file);
+  if (place.line != 0) exception.attr("line") = place.line;
+  if (!place.key.empty()) exception.attr("key") = place.key;
   return exception;
 }
 
@@ -68,6 +64,7 @@ PYBIND11_MODULE(_zorvel, module) {
       "Something is wrong with the data. The text names the place; so do `file`, `line` (from 1) "
       "and `key`, the path to a value or the name of a column, each None where it is not known. "
       "`results` is what came of everything before it, where there is such.";
+  for (const char* part : {"file", "line", "key", "results"}) error.attr(part) = py::none();
   py::register_exception_translator(&translate);
   module.attr("__version__") = ZV_VERSION;
   addObservation(module);

@@ -5,10 +5,14 @@
 #include <mutex>
 #include <tuple>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "import/importer.hpp"
+#include "import/scope_table.hpp"
 #include "inspection/findings.hpp"
+#include "inspection/info_report.hpp"
+#include "inspection/recording_facts.hpp"
 #include "module.hpp"
 #include "playback/columns.hpp"
 #include "playback/csv.hpp"
@@ -18,6 +22,8 @@
 #include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
+#include "recording/recording_annotation.hpp"
+#include "recording/recording_cut.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
 #include "recording/text_output.hpp"
@@ -126,6 +132,11 @@ struct KeptIn<std::string_view> {
   using Type = TextColumn;
 };
 
+/// The number nearest to the seconds, as the files have them to the nanosecond.
+double secondsOf(Time::duration duration) {
+  return std::strtod(fmt::format("{}e-9", duration.count()).c_str(), nullptr);
+}
+
 /// An array that takes over the memory of a vector.
 template <typename Number>
 py::array asArray(std::vector<Number>&& numbers) {
@@ -163,10 +174,11 @@ class Table {
   py::dict take(Time start) {
     py::dict arrays;
     std::vector<double> since;
-    for (const std::int64_t time : _times) {
-      since.push_back(inSeconds(between(start, Time(Time::duration(time)))));
+    if constexpr (!std::is_same_v<Row, StateRow>) {  // of which the file has the seconds
+      for (const std::int64_t time : _times) {
+        since.push_back(secondsOf(between(start, Time(Time::duration(time)))));
+      }
     }
-    const py::array seconds = asArray(std::move(since));
     arrays["time"] = asArray(std::move(_times));
     std::apply(
         [&](const auto&... column) {
@@ -177,7 +189,7 @@ class Table {
               _kept);
         },
         _columns);
-    if (!arrays.contains("seconds")) arrays["seconds"] = seconds;
+    if (!arrays.contains("seconds")) arrays["seconds"] = asArray(std::move(since));
     return arrays;
   }
 
@@ -189,9 +201,9 @@ class Table {
     if constexpr (std::is_same_v<Value, std::size_t>) {
       return static_cast<std::int64_t>(value);
     } else if constexpr (std::is_same_v<Value, Time::duration>) {
-      return inSeconds(value);
+      return secondsOf(value);
     } else if constexpr (std::is_same_v<Value, std::optional<Time::duration>>) {
-      return value ? inSeconds(*value) : std::numeric_limits<double>::quiet_NaN();
+      return value ? secondsOf(*value) : std::numeric_limits<double>::quiet_NaN();
     } else {
       return value;
     }
@@ -261,19 +273,41 @@ py::tuple replayFile(py::handle path, bool forces) {
   return py::make_tuple(tables.take(), asException(failure));
 }
 
-py::tuple replayEvents(const py::iterable& events, bool forces) {
+/// Replays what Python gives one by one: an event, a line, or what `lineOf` makes a line of.
+py::tuple replayEvents(const py::iterable& entries, py::handle lineOf, bool forces) {
   const Forces watched = forces ? Forces::Watched : Forces::Unwatched;
   Tables tables(watched);
-  const py::iterator iterator = py::iter(events);
+  const py::iterator iterator = py::iter(entries);
+  using Entry = std::variant<std::monostate, Event, std::string>;
+  const auto nextEntry = [&]() -> Entry {
+    auto entry = py::reinterpret_steal<py::object>(
+        stayingAtTheEnd([&] { return PyIter_Next(iterator.ptr()); }));
+    if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+    if (!entry) return {};
+    if (py::isinstance<Event>(entry)) return entry.cast<const Event&>();
+    if (!py::isinstance<py::str>(entry) && !py::isinstance<py::bytes>(entry)) {
+      entry = callFunction(lineOf, entry);
+    }
+    auto line = entry.cast<std::string>();
+    if (!line.empty() && line.back() == '\n') line.pop_back();
+    return line;
+  };
+  EventReader lines(MissingTime::Error);
+  std::uint64_t number = 0;
   const auto next = [&]() -> std::optional<Event> {
-    return callPython([&]() -> std::optional<Event> {
-      const auto object = py::reinterpret_steal<py::object>(
-          stayingAtTheEnd([&] { return PyIter_Next(iterator.ptr()); }));
-      if (object && !py::isinstance<Event>(object)) failType("recording", "must give events");
-      if (object) return object.cast<const Event&>();
-      if (PyErr_Occurred() != nullptr) throw py::error_already_set();
-      return std::nullopt;
-    });
+    while (true) {
+      Entry entry = callPython(nextEntry);
+      ++number;
+      if (auto* const event = std::get_if<Event>(&entry)) return std::move(*event);
+      auto* const line = std::get_if<std::string>(&entry);
+      if (line == nullptr) return std::nullopt;
+      try {
+        if (auto event = lines.read(*line)) return event;
+      } catch (const JsonError& error) {
+        throw BadLine(fmt::format("line {}: {}", number, error.what()),
+                      {"", number, error.key(), 0});
+      }
+    }
   };
   try {
     const auto failure = withoutLock([&] {
@@ -362,6 +396,14 @@ py::tuple explainGreatestOf(py::handle path, py::handle person, py::handle numbe
   return py::make_tuple(py::str(lines.data(), lines.size()), asException(greatest.failure));
 }
 
+py::list warningsOf(const std::vector<Finding>& findings, const std::string& place = {}) {
+  py::list warnings;
+  for (const Finding& finding : findings) {
+    if (finding.isWarning) warnings.append(fileName(place + finding.text));
+  }
+  return warnings;
+}
+
 py::tuple reportFile(py::handle path, py::handle output) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
@@ -369,30 +411,117 @@ py::tuple reportFile(py::handle path, py::handle output) {
     requireDistinct({name}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput page(outputName, throwIfInterrupted);
-    auto written = writeReport(
-        recording, printable(std::filesystem::path(name).filename().string()), page, [] {});
+    auto written = writeReport(recording, reportTitle(name), page, [] {});
+    page.commit();
+    return written;
+  });
+  return py::make_tuple(warningsOf(result.findings), asException(result.failure));
+}
+
+py::tuple reportFiles(const py::list& paths, py::handle output, py::handle scope) {
+  std::vector<std::string> names;
+  for (const py::handle path : paths) names.push_back(pathFrom(path));
+  const std::string outputName = pathFrom(output);
+  std::optional<std::string> alignedBy;
+  if (!scope.is_none()) alignedBy = textFrom(scope, "align");
+  const auto results = withoutLock([&] {
+    requireDistinct(names, {outputName});
+    TextOutput page(outputName, throwIfInterrupted);
+    auto written =
+        writeReport(names, alignedBy, page, checkSignals, [](const LineReader& /*lines*/) {});
     page.commit();
     return written;
   });
   py::list warnings;
-  for (const Finding& finding : result.findings) {
-    if (finding.isWarning) warnings.append(finding.text);
+  for (std::size_t index = 0; index < results.size(); ++index) {
+    warnings += warningsOf(results[index].findings, printable(names[index]) + ": ");
   }
-  return py::make_tuple(warnings, asException(result.failure));
+  std::optional<Failure> failure;
+  if (const auto failures = failuresOf(results); !failures.empty()) failure.emplace(failures);
+  return py::make_tuple(warnings, asException(failure));
 }
 
-ImportFacts importFile(Importer& importRows, std::string_view source, py::handle path,
-                       py::handle output, const ImportOptions& options) {
+/// The facts as JSON.
+py::tuple infoOfFile(py::handle path) {
+  const std::string name = pathFrom(path);
+  std::optional<Failure> failure;
+  const std::string facts = withoutLock([&] {
+    RecordingReader recording(name, checkSignals);
+    RecordingFacts found;
+    try {
+      while (const auto event = recording.next()) {
+        found.add(*event, recording.lines().lineNumber());
+      }
+    } catch (const Failure& error) {
+      failure = error;
+    }
+    return formatInfoJson({printable(name), recording.source(), recording.lines().lineNumber(),
+                           failure ? failure->what() : ""},
+                          found);
+  });
+  return py::make_tuple(facts, asException(failure));
+}
+
+void cutFile(py::handle path, py::handle output, py::handle from, py::handle to, py::handle leadIn,
+             py::handle person, py::handle every) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
-  return withoutLock([&] {
+  CutSpan span;
+  if (!from.is_none()) span.from = durationFrom(from, "begin");
+  if (!to.is_none()) span.to = durationFrom(to, "end");
+  if (span.from > span.to) throw py::value_error("begin: is after end");
+  if (!leadIn.is_none()) span.leadIn = durationFrom(leadIn, "lead_in");
+  if (span.leadIn < Time::duration(0)) failValue("lead_in", "must be 0 or more");
+  span.person = personFrom(person);
+  if (!every.is_none()) span.every = durationFrom(every, "every");
+  if (span.every && *span.every <= Time::duration(0)) failValue("every", "must be above 0");
+  withoutLock([&] {
+    requireDistinct({name}, {outputName});
+    RecordingReader recording(name, checkSignals);
+    TextOutput cut(outputName, throwIfInterrupted);
+    RecordingCut lines(recording, span);
+    while (lines.next(cut.text())) cut.flush();
+    cut.commit();
+  });
+}
+
+void annotateFile(py::handle path, py::handle scopes, py::handle output) {
+  const std::string name = pathFrom(path);
+  const std::string table = pathFrom(scopes);
+  const std::string outputName = pathFrom(output);
+  withoutLock([&] {
+    requireDistinct({name, table}, {outputName});
+    RecordingReader recording(name, checkSignals);
+    TextOutput annotated(outputName, throwIfInterrupted);
+    RecordingAnnotation lines(recording, table, readScopes(table, checkSignals));
+    while (lines.next(annotated.text())) {
+      if (annotated.isFile()) annotated.flush();  // elsewhere an error could not take it back
+    }
+    annotated.commit();
+  });
+}
+
+py::dict importFile(Importer& importRows, std::string_view source, py::handle path,
+                    py::handle output, const ImportOptions& options) {
+  const std::string name = pathFrom(path);
+  const std::string outputName = pathFrom(output);
+  const ImportFacts facts = withoutLock([&] {
     requireDistinct({name}, {outputName});
     CsvReader rows(name, checkSignals);
     TextOutput recording(outputName, throwIfInterrupted);
-    auto facts = importInto(recording, source, importRows, rows, options, [] {});
+    auto made = importInto(recording, source, importRows, rows, options, [] {});
     recording.commit();
-    return facts;
+    return made;
   });
+  py::list fields;
+  for (const ImportedField& field : facts.fields) {
+    fields.append(py::make_tuple(field.name, field.obstacle, field.observations));
+  }
+  return py::dict(py::arg("rows") = facts.rows, py::arg("frames") = facts.frames,
+                  py::arg("people") = facts.people, py::arg("observations") = facts.observations,
+                  py::arg("seconds") = inSeconds(facts.length), py::arg("fields") = fields,
+                  py::arg("cut_off_row") = facts.cutOffRow,
+                  py::arg("doubtful_times") = facts.doubtfulTimes);
 }
 
 ImportOptions importOptions(py::handle start, double gap, std::optional<double> rate,
@@ -525,64 +654,36 @@ void bindEvents(py::module_& module) {
 }
 
 void bindImports(py::module_& module) {
-  py::class_<ImportedField>(module, "ImportedField",
-                            "What became of one of the fields that a file can give.")
-      .def_readonly("name", &ImportedField::name, "As a recording calls it.")
-      .def_readonly("obstacle", &ImportedField::obstacle,
-                    "Why it is not there, or not all of it; empty when nothing is in the way.")
-      .def_readonly("observations", &ImportedField::observations, "How many observations have it.");
-  py::class_<ImportFacts>(module, "ImportFacts", "What an import made.")
-      .def_readonly("rows", &ImportFacts::rows, "Rows of the file.")
-      .def_readonly("frames", &ImportFacts::frames, "Times in the file.")
-      .def_readonly("people", &ImportFacts::people, "How many people there are.")
-      .def_readonly("observations", &ImportFacts::observations, "Rows with a face.")
-      .def_property_readonly(
-          "seconds", [](const ImportFacts& facts) { return inSeconds(facts.length); },
-          "From the first frame to the last.")
-      .def_readonly("fields", &ImportFacts::fields, "What became of each field.")
-      .def_readonly("cut_off_row", &ImportFacts::cutOffRow,
-                    "Which last row was left out, and why; empty when none was.")
-      .def_readonly("doubtful_times", &ImportFacts::doubtfulTimes,
-                    "Which times look wrong, a sentence each.");
-
   const auto file = py::arg("file");
   const auto output = py::arg("output");
-  const auto start = py::arg("start") = py::none();
-  const auto gap = py::arg("gap") = ImportOptions().gapSeconds;
-  const auto mirrored = py::arg("mirrored") = false;
+  const auto start = py::arg("start");
+  const auto gap = py::arg("gap");
+  const auto rate = py::arg("fps");
+  const auto mirrored = py::arg("mirrored");
   module.def(
-      "import_openface",
+      "import_openface_file",
       [](py::handle path, py::handle to, py::handle begin, double seconds,
-         std::optional<double> rate, bool mirror, double full) {
-        ImportOptions options = importOptions(begin, seconds, rate, mirror);
+         std::optional<double> framesPerSecond, bool mirror, double full) {
+        ImportOptions options = importOptions(begin, seconds, framesPerSecond, mirror);
         if (!(full > 0.0)) failValue("full_intensity", "must be above 0");
         options.fullIntensity = full;
         return importFile(importOpenFace, "openface", path, to, options);
       },
-      file, output, py::kw_only(), start, gap, py::arg("fps") = py::none(), mirrored,
-      py::arg("full_intensity") = ImportOptions().fullIntensity,
-      "Turns what OpenFace 2.x writes into a recording.\n\n"
-      "`start` is when the file begins (2000-01-01 in UTC); a person unseen for longer than `gap` "
-      "seconds is removed; `fps` is for image sequences, in which every timestamp is 0; "
-      "`full_intensity` is the intensity of an action unit that counts as full.");
+      file, output, start, gap, rate, mirrored, py::arg("full_intensity"));
   module.def(
-      "import_pyfeat",
-      [](py::handle path, py::handle to, double rate, py::handle begin, double seconds,
+      "import_pyfeat_file",
+      [](py::handle path, py::handle to, double framesPerSecond, py::handle begin, double seconds,
          bool mirror) {
         return importFile(importPyFeat, "pyfeat", path, to,
-                          importOptions(begin, seconds, rate, mirror));
+                          importOptions(begin, seconds, framesPerSecond, mirror));
       },
-      file, output, py::kw_only(), py::arg("fps"), start, gap, mirrored,
-      "Turns what py-feat writes into a recording; `fps` is the video's frames per second. The "
-      "rest "
-      "is as for import_openface.");
+      file, output, rate, start, gap, mirrored);
 }
 
 }  // namespace
 
 void addRecordings(py::module_& module) {
   bindEvents(module);
-  bindImports(module);
 
   py::class_<Reader>(module, "RecordingReader", "The events of a recording, one after the other.")
       .def("__iter__", [](py::object self) { return self; })
@@ -614,7 +715,8 @@ void addRecordings(py::module_& module) {
 
   // Wrapped in Python.
   module.def("replay_file", &replayFile, py::arg("path"), py::arg("forces"));
-  module.def("replay_events", &replayEvents, py::arg("events"), py::arg("forces"));
+  module.def("replay_events", &replayEvents, py::arg("entries"), py::arg("line_of"),
+             py::arg("forces"));
   module.def("summarize_file", &summarizeFile, py::arg("path"), py::arg("name"));
   module.attr("SUMMARY_HEADER") = summaryHeader;
   module.def("explain_file", &explainFile, py::arg("path"), py::arg("person"), py::arg("at"),
@@ -622,6 +724,12 @@ void addRecordings(py::module_& module) {
   module.def("greatest_changes_of_file", &explainGreatestOf, py::arg("path"), py::arg("person"),
              py::arg("most"));
   module.def("report_file", &reportFile, py::arg("path"), py::arg("output"));
+  module.def("report_files", &reportFiles, py::arg("paths"), py::arg("output"), py::arg("align"));
+  module.def("info_of_file", &infoOfFile, py::arg("path"));
+  module.def("cut_file", &cutFile, py::arg("path"), py::arg("output"), py::arg("begin"),
+             py::arg("end"), py::arg("lead_in"), py::arg("person"), py::arg("every"));
+  module.def("annotate_file", &annotateFile, py::arg("path"), py::arg("scopes"), py::arg("output"));
+  bindImports(module);
 }
 
 }  // namespace zorvel::python

@@ -8,6 +8,7 @@ from collections.abc import Iterable, Iterator, Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
 from . import _zorvel
+from .recordings import raise_with
 
 if TYPE_CHECKING:
     import matplotlib.figure
@@ -83,39 +84,59 @@ class Results:
         return draw(self, persons, begin, end, quantities, width, grey)
 
 
-def _raise(error: BaseException | None, results: object) -> None:
-    if error is None:
-        return
-    if isinstance(error, _zorvel.DataError):
-        error.results = results
-    raise error
+def _plain(value: Any) -> object:
+    """A number of NumPy as Python's."""
+    if not hasattr(value, "tolist"):
+        raise TypeError(f"{value!r} is nothing that a recording holds")
+    return value.tolist()
 
 
-def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
-           forces: bool = False) -> Results:
-    """Replays a recording, a path or events, on a clock that its events set.
+def _line_of(entry: object) -> str:
+    if not isinstance(entry, Mapping):
+        raise TypeError(f"recording: must give events, dicts or lines, not {type(entry).__name__}")
+    return json.dumps(dict(entry), default=_plain)
 
-    The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
+
+def replay(
+        recording: str | os.PathLike[str] | Iterable[_zorvel.Event | Mapping[str, Any] | str | bytes],
+        forces: bool = False) -> Results:
+    """Replays a recording, a path or what gives its events, on a clock that its events set.
+
+    An event may be an Event, a line of a recording, or such a line as a dict. The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
     of what moved the states. A DataError has what came before the fault as its `results`.
     """
     if isinstance(recording, (str, bytes, os.PathLike)):
         tables, error = _zorvel.replay_file(recording, forces)
     else:
-        tables, error = _zorvel.replay_events(recording, forces)
+        tables, error = _zorvel.replay_events(recording, _line_of, forces)
     results = Results(tables)
-    _raise(error, results)
+    raise_with(error, results)
     return results
 
 
-def summarize(recording: str | os.PathLike[str]) -> list[dict[str, Any]]:
+def summarize(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str]]
+              ) -> list[dict[str, Any]]:
     """What a recording adds up to: a dict for each person, by the columns of a summary table.
 
     Times are in seconds since the recording's start, shares in [0, 1]; a greatest change is NaN where
-    there is none.
+    there is none. Of several recordings, each dict names its `recording` first; when one fails, the
+    DataError is raised after the others are done, which are its `results`.
     """
-    rows, _, error = _zorvel.summarize_file(recording, "")
-    _raise(error, rows)
-    return rows
+    if isinstance(recording, (str, bytes, os.PathLike)):
+        rows, _, failure = _zorvel.summarize_file(recording, "")
+        raise_with(failure, rows)
+        return rows
+    every: list[dict[str, Any]] = []
+    failures: list[str] = []
+    for path in recording:
+        try:
+            every += [{"recording": os.fsdecode(path), **row} for row in summarize(path)]
+        except _zorvel.DataError as error:
+            failures.append(str(error))
+        except OSError as error:
+            failures.append(f"{error.filename}: {error.strerror}")
+    raise_with(_zorvel.DataError("\n".join(failures)) if failures else None, every)
+    return every
 
 
 def summary_csv(recording: str | os.PathLike[str], name: str) -> str:
@@ -124,7 +145,7 @@ def summary_csv(recording: str | os.PathLike[str], name: str) -> str:
     A recording in which nobody has a cycle has one line, with empty cells.
     """
     _, lines, error = _zorvel.summarize_file(recording, name)
-    _raise(error, lines)
+    raise_with(error, lines)
     return lines
 
 
@@ -140,7 +161,7 @@ def explain(recording: str | os.PathLike[str], *, person: int | None = None,
     lines, error = _zorvel.explain_file(recording, person, at, begin, end)
     explained = [json.loads(line) for line in lines.splitlines()]
     results = {reasons.pop("person"): reasons for reasons in explained}
-    _raise(error, results)
+    raise_with(error, results)
     return results
 
 
@@ -152,17 +173,24 @@ def greatest_changes(recording: str | os.PathLike[str], most: int = 3, *,
     """
     lines, error = _zorvel.greatest_changes_of_file(recording, person, most)
     changes = [json.loads(line) for line in lines.splitlines()]
-    _raise(error, changes)
+    raise_with(error, changes)
     return changes
 
 
-def report(recording: str | os.PathLike[str],
-           output: str | os.PathLike[str] = "report.html") -> list[str]:
-    """Shows a recording, replayed, on one page for a browser, as `zorvel report` does.
+def report(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str]],
+           output: str | os.PathLike[str] = "report.html", *, align: str | None = None) -> list[str]:
+    """Shows a recording, or several, replayed, on one page for a browser, as `zorvel report` does.
 
-    Returns what looks wrong in the recording, a sentence each. When a line is bad, the page shows
-    everything up to it, and the DataError is raised after it is written.
+    With `align`, the curves of several meet where in each the first scope of that name begins. Returns
+    what looks wrong, a sentence each. When a line is bad, the page shows everything up to it, and the
+    DataError is raised after it is written.
     """
-    warnings, error = _zorvel.report_file(recording, output)
-    _raise(error, warnings)
+    if isinstance(recording, (str, bytes, os.PathLike)):
+        recording = [recording]
+    paths = list(recording)
+    if len(paths) == 1 and align is None:
+        warnings, error = _zorvel.report_file(paths[0], output)
+    else:
+        warnings, error = _zorvel.report_files(paths, output, align)
+    raise_with(error, warnings)
     return warnings

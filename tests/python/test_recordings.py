@@ -2,21 +2,27 @@
 
 from __future__ import annotations
 
+import concurrent.futures
+import copy
 import csv
+import functools
 import io
 import json
 import math
+import multiprocessing
 import os
 import pathlib
+import pickle
 import signal
 import subprocess
 import sys
 import threading
-from collections.abc import Callable, Iterator
+from collections.abc import Callable, Iterable, Iterator
 from typing import Any
 
 import matplotlib
 import numpy
+import pandas
 import pytest
 
 import zorvel
@@ -182,7 +188,8 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
     link = tmp_path / "link"
     link.symlink_to(path)
     writers: list[Callable[[pathlib.Path, pathlib.Path], object]] = [
-        zorvel.import_openface, zorvel.report]
+        zorvel.import_openface, zorvel.report, zorvel.cut, functools.partial(zorvel.annotate, FAILING),
+        lambda read, written: zorvel.annotate(read, tmp_path / "none.csv", written)]
     for write in writers:
         for output in (path, link):
             with pytest.raises(zorvel.DataError, match="would be written over what is read from"):
@@ -195,7 +202,7 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
 
     with pytest.raises(KeyError, match="of the caller"):
         zorvel.replay(events())
-    with pytest.raises(TypeError, match="must give events"):
+    with pytest.raises(TypeError, match="must give events, dicts or lines, not int"):
         zorvel.replay([1])  # type: ignore[list-item]
     path.write_text(good + "{")
     with pytest.raises(zorvel.DataError) as raised:
@@ -206,6 +213,51 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
     with pytest.raises(zorvel.DataError) as raised:
         zorvel.summarize(odd)
     assert raised.value.file == odd and len(raised.value.results) == 1
+
+
+def test_any_log_can_be_replayed(scene: pathlib.Path) -> None:
+    lines = scene.read_text().splitlines(keepends=True)
+    whole = zorvel.replay(scene).timeline
+    dicts = [json.loads(line) for line in lines]
+    dicts[1]["time"] = numpy.int64(dicts[1]["time"])
+    logs: list[Iterable[zorvel.Event | dict[str, Any] | str | bytes]] = [
+        lines, (line.encode() for line in lines), dicts, ["\n", *zorvel.read_recording(scene)]]
+    for log in logs:
+        timeline = zorvel.replay(log).timeline
+        for column in whole:
+            numpy.testing.assert_array_equal(timeline[column], whole[column])
+    with pytest.raises(zorvel.DataError, match="line 3: person") as raised:
+        zorvel.replay([lines[1], lines[2], {**dicts[3], "person": "one"}])
+    error = raised.value
+    assert (error.file, error.line, error.key, error.results.ambiance.rows) == (None, 3, "person", 2)
+    with pytest.raises(TypeError, match="nothing that a recording holds"):
+        zorvel.replay([{"time": object()}])
+
+
+def test_what_is_read_goes_to_other_processes(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    for recording in (scene, ROOT / "fuzz/corpus/recording/every_event_and_field.jsonl"):
+        events = list(zorvel.read_recording(recording))
+        assert pickle.loads(pickle.dumps(events)) == copy.deepcopy(events) == events
+        assert all(one != other for one, other in zip(events, events[1:]))
+    observation = zorvel.Observation(time=5, gaze=zorvel.Reading((-0.0, 1.0), 1.7))
+    clone = copy.copy(observation)
+    assert pickle.loads(pickle.dumps(observation)) == clone == observation
+    clone.gaze = None
+    assert observation.gaze is not None and clone != observation
+    state = zorvel.SocialGraph().update(1, observation, forces=True)
+    assert state.forces is not None
+    for value in (state, state.forces, state.valence, state.cycle_mood):
+        assert pickle.loads(pickle.dumps(value)) == copy.deepcopy(value) == value
+    assert state != zorvel.SocialGraph().update(1, observation)
+    tables = [tmp_path / f"{name}.csv" for name in "ab"]
+    for table in tables:
+        table.write_text(OPENFACE)
+    with concurrent.futures.ProcessPoolExecutor(
+            2, multiprocessing.get_context("spawn")) as pool:
+        one, other = pool.map(zorvel.import_openface, tables, [tmp_path / "a", tmp_path / "b"])
+        assert one == other and one.observations == 2
+        failed = pool.submit(zorvel.replay, FAILING).exception(60)
+    assert isinstance(failed, zorvel.DataError) and failed.line == 1 and failed.results.forces is None
 
 
 def test_explanations_reports_and_imports_are_those_of_the_tool(
@@ -229,6 +281,27 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
     tool("report", scene, "-o", tmp_path / "a.html")
     assert zorvel.report(scene, tmp_path / "b.html") == []
     assert (tmp_path / "a.html").read_bytes() == (tmp_path / "b.html").read_bytes()
+    tool("report", scene, scene, "--align", "visit", "-o", tmp_path / "a.html")
+    assert zorvel.report([scene, scene], tmp_path / "b.html", align="visit") == []
+    assert (tmp_path / "a.html").read_bytes() == (tmp_path / "b.html").read_bytes()
+
+    told = json.loads(tool("info", FAILING, "--json", check=False))
+    with pytest.raises(zorvel.DataError) as raised:
+        zorvel.info(FAILING)
+    assert raised.value.results == told and zorvel.info(scene)["error"] is None
+    tool("cut", scene, "--from", "3", "--to", "8.5", "--lead-in", "1", "--person", "1", "--every", "0.2",
+         "-o", tmp_path / "a.jsonl")
+    zorvel.cut(scene, tmp_path / "b.jsonl", begin=3.0, end=8.5, lead_in=1.0, person=1, every=0.2)
+    assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
+    phases = pandas.DataFrame([[1, "phase", 1.5, 3.0]], columns=["person", "scope", "begin", "end"])
+    phases.to_csv(tmp_path / "phases.csv")
+    tool("annotate", scene, tmp_path / "phases.csv", "-o", tmp_path / "a.jsonl")
+    for table in (tmp_path / "phases.csv", phases):
+        zorvel.annotate(scene, table, tmp_path / "b.jsonl")
+        assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
+    with pytest.raises(zorvel.DataError, match="^data frame:2: ") as raised:
+        zorvel.annotate(scene, phases.assign(end=1.0), tmp_path / "b.jsonl")
+    assert (raised.value.file, raised.value.line, raised.value.key) == (None, 2, "end")
 
     faces = tmp_path / "faces.csv"
     faces.write_text(OPENFACE)
@@ -241,14 +314,20 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
     assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
     faces.write_text(PYFEAT)
     tool("import", "pyfeat", faces, "--fps", "25", "-o", tmp_path / "a.jsonl")
-    zorvel.import_pyfeat(faces, tmp_path / "b.jsonl", fps=25)
-    assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
+    for table in (faces, pandas.read_csv(faces)):
+        zorvel.import_pyfeat(table, tmp_path / "b.jsonl", fps=25)
+        assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
 
 
 def test_a_summary_adds_up(scene: pathlib.Path) -> None:
     results = zorvel.replay(scene)
     timeline, scopes = results.timeline, results.scopes
     rows = zorvel.summarize(scene)
+    named = [{"recording": str(scene), **row} for row in rows]
+    assert zorvel.summarize([scene, scene]) == named + named
+    with pytest.raises(zorvel.DataError, match=r"cut_off_utf8.jsonl:\d+: .*\n/none: No such") as raised:
+        zorvel.summarize([FAILING, "/none", scene])
+    assert raised.value.results == named
     assert [row["person"] for row in rows] == sorted(set(timeline["person"]))
     unseen = [event.person for event in zorvel.read_recording(scene) if event.kind == "not_seen"]
     for row in rows:

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "commands/info/info_report.hpp"
+#include "inspection/info_report.hpp"
 #include "inspection/recording_facts.hpp"
 #include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
