@@ -285,7 +285,17 @@ void bindStates(py::module_& module) {
           "forces", &forcesOf,
           "What moved the state in the cycle, in order; None unless it was asked for.")
       .def("__repr__",
-           [](const State& state) { return describeParts("PersonState", partsOf(state)); });
+           [](const State& state) { return describeParts("PersonState", partsOf(state)); })
+      .def("_repr_html_", [](const State& state) {
+        py::list rows;
+        for (const auto& [part, value] : partsOf(state)) {
+          const bool isSure = py::hasattr(value, "confidence");
+          rows.append(isSure ? py::make_tuple(part, value.attr("value"), value.attr("confidence"))
+                             : py::make_tuple(part, value, ""));
+        }
+        return py::str(py::module_::import("zorvel.html")
+                           .attr("table")(py::make_tuple("", "value", "confidence"), rows));
+      });
   bindValue(
       personState,
       [](const State& state) {

@@ -418,9 +418,14 @@ py::tuple reportFile(py::handle path, py::handle output) {
   return py::make_tuple(warningsOf(result.findings), asException(result.failure));
 }
 
-py::tuple reportFiles(const py::list& paths, py::handle output, py::handle scope) {
+std::vector<std::string> pathsFrom(const py::list& paths) {
   std::vector<std::string> names;
   for (const py::handle path : paths) names.push_back(pathFrom(path));
+  return names;
+}
+
+py::tuple reportFiles(const py::list& paths, py::handle output, py::handle scope) {
+  const std::vector<std::string> names = pathsFrom(paths);
   const std::string outputName = pathFrom(output);
   std::optional<std::string> alignedBy;
   if (!scope.is_none()) alignedBy = textFrom(scope, "align");
@@ -729,6 +734,12 @@ void addRecordings(py::module_& module) {
   module.def("cut_file", &cutFile, py::arg("path"), py::arg("output"), py::arg("begin"),
              py::arg("end"), py::arg("lead_in"), py::arg("person"), py::arg("every"));
   module.def("annotate_file", &annotateFile, py::arg("path"), py::arg("scopes"), py::arg("output"));
+  module.def(
+      "require_distinct",
+      [](const py::list& inputs, py::handle output) {
+        requireDistinct(pathsFrom(inputs), {pathFrom(output)});
+      },
+      py::arg("inputs"), py::arg("output"));
   bindImports(module);
 }
 

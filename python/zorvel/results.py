@@ -4,51 +4,48 @@ from __future__ import annotations
 
 import json
 import os
-from collections.abc import Iterable, Iterator, Mapping, Sequence
+from collections.abc import Iterable, Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
 from . import _zorvel
+from .html import table
 from .recordings import raise_with
 
 if TYPE_CHECKING:
+    import matplotlib.axes
     import matplotlib.figure
     import numpy
     import pandas
 
 
-class Table(Mapping[str, "numpy.ndarray[Any, Any]"]):
-    """A table of results: a mapping from the name of each column to a NumPy array.
+class Table(dict[str, "numpy.ndarray[Any, Any]"]):
+    """A table of results: from the name of each column to a NumPy array.
 
     The columns are those of the CSV file, in its order. Where that has none of the name, `seconds`,
-    the time since the recording's start, follows.
+    the time since the recording's start, follows. `pandas.DataFrame` takes it as it is.
     """
-
-    def __init__(self, columns: dict[str, numpy.ndarray[Any, Any]]) -> None:
-        self._columns = columns
-
-    def __getitem__(self, name: str) -> numpy.ndarray[Any, Any]:
-        return self._columns[name]
-
-    def __iter__(self) -> Iterator[str]:
-        return iter(self._columns)
-
-    def __len__(self) -> int:
-        """How many columns there are."""
-        return len(self._columns)
 
     @property
     def rows(self) -> int:
         """How many rows there are."""
-        return len(self._columns["time"])
+        return len(self["time"])
 
     def __repr__(self) -> str:
         return f"<Table of {self.rows} rows: {', '.join(self)}>"
+
+    def _repr_html_(self) -> str:
+        most = 10
+        rows: list[Iterable[object]] = [
+            *zip(*(column[:most].tolist() for column in self.values()))]
+        if self.rows > most:
+            rows.append([f"… {self.rows - most} more rows"])
+        return table(self, rows)
 
     def to_pandas(self) -> pandas.DataFrame:
         """The table as a pandas data frame; ImportError without pandas."""
         import pandas
 
-        return pandas.DataFrame(self._columns)
+        return pandas.DataFrame(self)
 
 
 class Results:
@@ -64,24 +61,50 @@ class Results:
         #: Everything that moved a state, in order; None unless it was asked for.
         self.forces = Table(tables["forces"]) if "forces" in tables else None
 
+    def _repr_html_(self) -> str:
+        return "".join(f"<h4>{name}</h4>{part._repr_html_()}" for name, part in vars(self).items()
+                       if isinstance(part, Table))
+
     def plot(self, persons: Iterable[int] | int | None = None, *, begin: float | None = None,
              end: float | None = None, quantities: Sequence[str] | str | None = None,
-             width: float = 178.0, grey: bool = False) -> matplotlib.figure.Figure:
+             width: float = 178.0, grey: bool = False,
+             axes: matplotlib.axes.Axes | Sequence[matplotlib.axes.Axes] | None = None
+             ) -> matplotlib.figure.Figure:
         """Draws the timeline with matplotlib, one axis for each quantity; returns the figure.
 
         A band shows how much confidence is missing: half as tall as the axis at confidence 0, none at
         1; it is not a range in which the value lies. Where a person had no cycles, the curve has a
-        gap. Scopes are bars below. By default everybody and everything is drawn; `begin` and `end`
-        are in seconds since the start, `width` is in millimetres, and `grey` is for print.
+        gap. Scopes are bars below. By default everybody is drawn, with valence, attention and ease;
+        "mood" is a quantity, too. `begin` and `end` are in seconds since the start, `width` is in
+        millimetres, and `grey` is for print. Into `axes` of one's own, one for each quantity goes,
+        and the scopes into one more.
         """
-        from .figure import draw
+        return plot({"": self}, persons, begin=begin, end=end, quantities=quantities, width=width,
+                    grey=grey, axes=axes)
 
-        if isinstance(quantities, str):
-            quantities = [quantities]
-        if persons is not None:
-            persons = [int(person) for person in
-                       (persons if isinstance(persons, Iterable) else [persons])]
-        return draw(self, persons, begin, end, quantities, width, grey)
+
+def plot(recordings: Mapping[str, Results] | Iterable[str | os.PathLike[str]],
+         persons: Iterable[int] | int | None = None, *, begin: float | None = None,
+         end: float | None = None, quantities: Sequence[str] | str | None = None,
+         width: float = 178.0, grey: bool = False,
+         axes: matplotlib.axes.Axes | Sequence[matplotlib.axes.Axes] | None = None
+         ) -> matplotlib.figure.Figure:
+    """Draws several recordings over each other, as Results.plot draws one.
+
+    They are given as paths, or as replays by the name that the figure calls them.
+    """
+    from .figure import draw
+
+    replays: Mapping[str, Results] = (
+        recordings if isinstance(recordings, Mapping) else
+        {os.fsdecode(path): replay(path) for path in recordings})
+    if persons is not None:
+        persons = [int(person) for person in
+                   (persons if isinstance(persons, Iterable) else [persons])]
+    if axes is not None:
+        axes = list(axes) if isinstance(axes, Iterable) else [axes]
+    return draw(replays, persons, begin, end,
+                [quantities] if isinstance(quantities, str) else quantities, width, grey, axes)
 
 
 def _plain(value: Any) -> object:

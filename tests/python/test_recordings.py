@@ -13,6 +13,7 @@ import multiprocessing
 import os
 import pathlib
 import pickle
+import re
 import signal
 import subprocess
 import sys
@@ -21,6 +22,7 @@ from collections.abc import Callable, Iterable, Iterator
 from typing import Any
 
 import matplotlib
+import matplotlib.figure
 import numpy
 import pandas
 import pytest
@@ -383,6 +385,54 @@ def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> N
     assert band.height == pytest.approx(1 - pause.timeline["valence_confidence"][0])
 
 
+def test_a_figure_can_be_of_several_recordings_and_in_axes_of_ones_own(scene: pathlib.Path) -> None:
+    results = zorvel.replay(scene)
+    one, other = matplotlib.figure.Figure().subplots(2)
+    figure = results.plot(1, quantities="mood", axes=[one, other])
+    assert figure is one.figure and other.get_ylabel() == "scopes"
+    assert one.lines[0].get_drawstyle() == "steps-post" and not one.collections
+    both = zorvel.plot({"before": results, "after": results}, [2], quantities="valence")
+    assert [line.get_label() for line in both.axes[0].lines] == [
+        "before, person 2", "after, person 2"]
+    assert both.canvas.manager is None and both._repr_png_().startswith(b"\x89PNG")
+    wrong: list[tuple[dict[str, Any], str]] = [
+        ({"persons": []}, "persons: must be at least one"), ({"axes": one}, "axes: must be 3"),
+        ({"quantities": []}, "quantities: must be at least one")]
+    for chosen, words in wrong:
+        with pytest.raises(ValueError, match=words):
+            results.plot(**chosen)
+
+    def scope(begin: int, end: int, name: str) -> list[zorvel.Event]:
+        return [zorvel.Event.start_recording(float(begin), 1, name),
+                zorvel.Event.not_seen(float(end), 1), zorvel.Event.stop_recording(float(end), 1, name)]
+
+    touching = zorvel.replay([*scope(0, 1, "short"), *scope(1, 30, "Ж")])
+    *_, lane = parts = matplotlib.figure.Figure().subplots(4)
+    with matplotlib.rc_context({"font.family": ["cmr10"]}):  # which knows no Cyrillic
+        figure = touching.plot(axes=parts)
+    assert [bar.get_linewidth() > 0 and bar.get_edgecolor()[3] for bar in lane.patches] == [1.0, 1.0]
+    drawn = io.StringIO()
+    with matplotlib.rc_context({"svg.fonttype": "none"}):
+        figure.savefig(drawn, format="svg")
+    assert "Ж: " in drawn.getvalue() and "short: " not in drawn.getvalue()
+    assert "DejaVu" in re.findall("[^>]*>[^<>]*Ж: ", drawn.getvalue())[0]
+
+
+def test_notebooks_and_pandas_show_what_there_is(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    results = zorvel.replay(scene)
+    frame = pandas.DataFrame(results.timeline)
+    assert frame.equals(results.timeline.to_pandas()) and len(frame) == results.timeline.rows
+    page = results._repr_html_()
+    assert page.count("<table>") == 3 and f"… {len(frame) - 10} more rows" in page
+    (tmp_path / "faces.csv").write_text(OPENFACE)
+    facts = zorvel.import_openface(tmp_path / "faces.csv", tmp_path / "faces.jsonl")
+    assert "<td>observations</td><td>2</td>" in facts._repr_html_()
+    state = zorvel.SocialGraph().not_seen(7)
+    assert "<td>person</td><td>7</td>" in state._repr_html_()
+    odd = zorvel.replay([zorvel.Event.stop_recording(0, 1, "<b>")])
+    assert "<td>&lt;b&gt;</td>" in odd.scopes._repr_html_()
+
+
 def test_a_figure_is_made_from_the_shell(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
     def plot(*arguments: str | pathlib.Path) -> subprocess.CompletedProcess[str]:
         return subprocess.run([sys.executable, "-m", "zorvel", "plot", *arguments], text=True,
@@ -392,11 +442,16 @@ def test_a_figure_is_made_from_the_shell(scene: pathlib.Path, tmp_path: pathlib.
     assert (made.returncode, made.stderr) == (0, "")
     text = (tmp_path / "a.svg").read_text()
     assert "valence [−1, 1]" in text and "DejaVuSans-76" in text  # the shape of a "v"
+    own = tmp_path / "own.svg"
+    own.write_bytes(scene.read_bytes())
+    assert "would be written over what is read from it" in plot(own, "-o", own).stderr
+    assert own.read_bytes() == scene.read_bytes()
     assert plot(scene, "--grey", "-o", tmp_path / "a.pdf").returncode == 0
     assert b"/FontFile2" in (tmp_path / "a.pdf").read_bytes()
     cases: list[tuple[list[str | pathlib.Path], str]] = [
         ([tmp_path / "none"], "No such file"), ([scene, "--person", "9"], "person 9"),
-        ([FAILING], "cut_off_utf8.jsonl:")]
+        ([FAILING], "cut_off_utf8.jsonl:"),
+        ([scene, tmp_path / "none"], "No such file")]
     for arguments, words in cases:
         failed = plot(*arguments, "-o", tmp_path / "b.png")
         assert failed.returncode == 1 and words in failed.stderr and "Traceback" not in failed.stderr
