@@ -132,6 +132,10 @@ def main() -> int:
                         help="how many to start on this machine")
     options = parser.parse_args()
 
+    if any(os.path.exists(name) and os.path.exists(options.output) and
+           os.path.samefile(name, options.output) for name in options.recordings):
+        print(f"{options.output}: would be written over what is read from it", file=sys.stderr)
+        return 1
     recordings = {identify(name): name for name in options.recordings}
     done = Done(options.output + ".part")
     where = ({"address": options.scheduler} if options.scheduler else

@@ -61,7 +61,10 @@ def same(text: str, value: object) -> bool:
 
 
 def test_a_replay_has_the_numbers_of_the_tool(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
-    for recording in [scene, *RECORDINGS]:
+    far = tmp_path / "far.jsonl"  # its seconds in nanoseconds take more than the 53 bits of a double
+    far.write_text("\n".join(json.dumps({"time": time, "event": "not_seen", "person": 1})
+                             for time in (-2**62, *range(17 * 10**17, 18 * 10**17, 10**15 + 7))))
+    for recording in [scene, far, *RECORDINGS]:
         folder = tmp_path / recording.stem
         tool("replay", recording, "--forces", "--quiet", "-o", folder, check=False)
         try:
