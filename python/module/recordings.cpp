@@ -89,6 +89,16 @@ class Writer {
 
 // --- tables of results
 
+/// Loads NumPy, which the first array would do otherwise: with the interpreter's lock, in the
+/// initialization of a static variable. Two threads would wait for each other.
+void loadNumpy() {
+  static std::mutex mutex;
+  withoutLock([] {
+    const std::lock_guard lock(mutex);
+    callPython([] { py::dtype::of<double>(); });
+  });
+}
+
 /// Texts, of which a column has few different ones, many times.
 class TextColumn {
  public:
@@ -220,7 +230,7 @@ class Table {
 /// Everything that a replay gives.
 class Tables {
  public:
-  explicit Tables(Forces forces) : _forces(forces) {}
+  explicit Tables(Forces forces) : _forces(forces) { loadNumpy(); }
 
   void add(Time time, const Row& row) {
     if (!_start) _start = time;

@@ -236,7 +236,8 @@ def test_threads_may_go_on_until_the_end() -> None:
         inside.wait()
         print("of the program", end=", ")"""
     for work in ("inside.set(); graph.update(1, seen)", "graph.update(1, rest)",
-                 "graph.update(1, seen, observer=rest)", "zorvel.replay(events())"):
+                 "graph.update(1, seen, observer=rest)", "zorvel.replay(events())",
+                 "zorvel.replay([]); inside.set()"):
         for _ in range(2):
             ended = subprocess.run([sys.executable, "-c", code % work], timeout=60, text=True,
                                    capture_output=True)
