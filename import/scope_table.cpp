@@ -15,10 +15,11 @@
 namespace zorvel {
 namespace {
 
-ScopeOfTable::Moment readMoment(const CsvReader& rows, CsvReader::Column column) {
+ScopeOfTable::Moment readMoment(const CsvReader& rows, CsvReader::Column column,
+                                Time::duration offset) {
   std::string text(rows.text(column));
   std::replace(text.begin(), text.end(), ',', '.');
-  if (const auto since = readTimeSinceStart(text)) return *since;
+  if (const auto since = readSeconds(text)) return *since + offset;
   // A whole number would be a date, too, in nanoseconds.
   if (text.find('T') != text.npos) {
     if (const auto date = readDate(text)) return *date;
@@ -42,7 +43,8 @@ bool isReadable(const ScopeOfTable& row) {
 
 }  // namespace
 
-std::vector<ScopeOfTable> readScopes(const std::string& file, const WaitForInput& waitForInput) {
+std::vector<ScopeOfTable> readScopes(const std::string& file, Time::duration offset,
+                                     const WaitForInput& waitForInput) {
   CsvReader rows(file, waitForInput);
   const auto person = rows.get("person");
   const auto scope = rows.get("scope");
@@ -51,7 +53,8 @@ std::vector<ScopeOfTable> readScopes(const std::string& file, const WaitForInput
   std::vector<ScopeOfTable> scopes;
   while (rows.next()) {
     ScopeOfTable row{rows.lines().lineNumber(), rows.requiredInteger32(person),
-                     std::string(rows.text(scope)), readMoment(rows, begin), readMoment(rows, end)};
+                     std::string(rows.text(scope)), readMoment(rows, begin, offset),
+                     readMoment(rows, end, offset)};
     if (row.scope.empty()) rows.fail(scope, "must have a name");
     if (!isReadable(row)) rows.fail(scope, inQuotes(row.scope) + " is not UTF-8");
     scopes.push_back(std::move(row));

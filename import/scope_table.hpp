@@ -10,8 +10,10 @@
 namespace zorvel {
 
 /// Reads the scopes of a table, a CSV file with the columns `person`, `scope`, `begin` and `end`.
-/// Throws Failure, with file, line and column, and what `waitForInput` throws.
-std::vector<ScopeOfTable> readScopes(const std::string& file, const WaitForInput& waitForInput);
+/// Its seconds count from `offset` after second 0. Throws Failure, with file, line and column, and
+/// what `waitForInput` throws.
+std::vector<ScopeOfTable> readScopes(const std::string& file, Time::duration offset,
+                                     const WaitForInput& waitForInput);
 
 }  // namespace zorvel
 

@@ -98,7 +98,9 @@ inline constexpr std::tuple scopesColumns{
     TableColumn{"begin", [](const ScopeRow& row) { return row.begin; }},
     TableColumn{"end", [](const ScopeRow& row) { return row.end; }},
     TableColumn{"mean_valence", [](const ScopeRow& row) { return row.meanValence; }},
-    TableColumn{"mean_confidence", [](const ScopeRow& row) { return row.meanConfidence; }}};
+    TableColumn{"mean_confidence", [](const ScopeRow& row) { return row.meanConfidence; }},
+    TableColumn{"exact_mean_valence", [](const ScopeRow& row) { return row.exactMeanValence; }},
+    TableColumn{"visit", [](const ScopeRow& row) { return row.visit; }}};
 
 inline constexpr std::tuple ambianceColumns{
     Column{"agitation", [](const AmbianceRow& row) { return row.agitation; }},
@@ -113,6 +115,12 @@ inline constexpr std::tuple forcesColumns{
     Part{"strength", "The fraction.", [](const ForceRow& row) { return row.force.strength; }},
     Part{"before", "The quantity before.", [](const ForceRow& row) { return row.force.before; }},
     Part{"after", "The quantity after.", [](const ForceRow& row) { return row.force.after; }}};
+
+/// Whether each value is known, for what draws them.
+inline constexpr std::tuple knownColumns{
+    Column{"valence", [](const StateRow& row) { return row.isKnown[0]; }},
+    Column{"attention", [](const StateRow& row) { return row.isKnown[1]; }},
+    Column{"ease", [](const StateRow& row) { return row.isKnown[2]; }}};
 
 // The columns of a part of a state.
 template <typename Value>

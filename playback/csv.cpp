@@ -32,8 +32,10 @@ void append(fmt::memory_buffer& text, Time::duration duration) {
   fmt::format_to(std::back_inserter(text), ".{:0{}}", rest, digits);
 }
 
-void append(fmt::memory_buffer& text, const std::optional<Time::duration>& duration) {
-  if (duration) append(text, *duration);
+/// What is not there is an empty cell.
+template <typename Value>
+void append(fmt::memory_buffer& text, const std::optional<Value>& value) {
+  if (value) append(text, *value);
 }
 
 /// Quoted, by RFC 4180, if it holds a comma, a quote or a line end.

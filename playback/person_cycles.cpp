@@ -12,11 +12,13 @@ void PersonCycles::add(Time time, bool isSeen) {
   _isSeen = isSeen;
 }
 
+Time::duration PersonCycles::step(std::size_t from, std::size_t to) const {
+  const auto time = [this](std::size_t row) { return Time(Time::duration(_times[row])); };
+  return between(time(from), time(to));
+}
+
 std::vector<std::int32_t> PersonCycles::stretches() const {
-  const auto stepTo = [this](std::size_t row) {
-    const auto time = [this](std::size_t at) { return Time(Time::duration(_times[at])); };
-    return between(time(row - 1), time(row)).count();
-  };
+  const auto stepTo = [this](std::size_t row) { return step(row - 1, row).count(); };
   Intervals intervals;
   for (std::size_t row = 1; row < _times.size(); ++row) {
     if (!_begins[row]) intervals.add(stepTo(row));
@@ -31,12 +33,30 @@ std::vector<std::int32_t> PersonCycles::stretches() const {
   return rows;
 }
 
+std::vector<bool> PersonCycles::comes() const {
+  std::vector<bool> rows(_times.size());
+  for (const std::int32_t row : stretches()) rows[static_cast<std::size_t>(row)] = true;
+  return rows;
+}
+
+bool PersonCycles::areShort() const {
+  const std::vector<bool> begins = comes();
+  std::size_t begin = 0;
+  int later = 0;  // a change goes from one cycle to another
+  for (std::size_t row = 0; row < _times.size(); ++row) {
+    if (begins[row]) {
+      begin = row;
+      later = 0;
+    }
+    if (step(begin, row) >= boost::chrono::seconds(1) && ++later == 2) return false;
+  }
+  return true;
+}
+
 std::vector<Change> PersonCycles::changes(const std::vector<float>& values, float range,
                                           std::size_t most) const {
   constexpr float leastChange = 0.05f;
-  std::vector<bool> comes(_times.size());
-  for (const std::int32_t row : stretches()) comes[static_cast<std::size_t>(row)] = true;
-  return greatestChanges(_times, values, comes, _returns, leastChange * range, most);
+  return greatestChanges(_times, values, comes(), _returns, leastChange * range, most);
 }
 
 }  // namespace zorvel

@@ -20,12 +20,18 @@ class PersonCycles {
   const std::vector<std::int64_t>& times() const { return _times; }
   /// The rows that begin a stretch without gaps.
   std::vector<std::int32_t> stretches() const;
+  /// Whether every stretch ends within its first second, in which changes are left out.
+  bool areShort() const;
   /// The greatest changes of a value that each cycle has, each of at least a twentieth of its
   /// range.
   std::vector<Change> changes(const std::vector<float>& values, float range,
                               std::size_t most) const;
 
  private:
+  /// Whether a stretch begins, row by row.
+  std::vector<bool> comes() const;
+  Time::duration step(std::size_t from, std::size_t to) const;
+
   std::vector<std::int64_t> _times;
   /// Rows that begin anew, after a removal.
   std::vector<bool> _begins;

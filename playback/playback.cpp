@@ -6,6 +6,24 @@
 #include <utility>
 
 namespace zorvel {
+namespace {
+
+/// With the weights of ZVEmotionRecorder::meanValence, whose running sum in single precision loses
+/// digits over hours.
+double exactMeanValence(const ZV::ZVEmotionRecorder::Samples& samples) {
+  double weightedSum = 0.0;
+  double confidenceSum = 0.0;
+  for (const auto& [time, state] : samples) {
+    const auto positive = state.personEmotion(ZV::PersonDescription::Positivity);
+    const auto negative = state.personEmotion(ZV::PersonDescription::Negativity);
+    const auto confidence = static_cast<double>(positive.confidence);
+    weightedSum += static_cast<double>(positive.value - negative.value) * confidence;
+    confidenceSum += confidence;
+  }
+  return weightedSum / confidenceSum;
+}
+
+}  // namespace
 
 Row Playback::play(const Event& event) {
   return std::visit([this](const auto& what) { return play(what); }, event.what);
@@ -38,8 +56,13 @@ Row Playback::play(const StopRecording& stop) {
                           ? std::pair("error", ZV::ZVEmotionRecorder::Samples())
                           : recorder->second.stopRecording(stop.scope);
   const auto mean = ZV::ZVEmotionRecorder::meanValence(result.second);
-  return ScopeRow{stop.person,          stop.scope, result.first,
-                  result.second.size(), mean.value, mean.confidence};
+  return ScopeRow{stop.person,
+                  stop.scope,
+                  result.first,
+                  result.second.size(),
+                  mean.value,
+                  mean.confidence,
+                  exactMeanValence(result.second)};
 }
 
 Row Playback::play(const Movement& /*movement*/) {
@@ -58,14 +81,27 @@ Row Playback::cycle(std::int32_t id, const std::function<void(ZV::Person&)>& cha
   _graph.update(id, [&](ZV::Person& person) {
     ZV::PersonState& state = person.personState;
     _forces.clear();
-    if (_watchesForces) {
-      state.setForceObserver([this](const ZV::Force& force) { _forces.push_back(force); });
-    }
+    _isMeasured.fill(false);
+    state.setForceObserver([this](const ZV::Force& force) { observe(force); });
     change(person);
     record(person);
-    row = stateRow(person, std::exchange(_forces, {}));
+    StateRow after = stateRow(person, std::exchange(_forces, {}));
+    after.isMeasured = _isMeasured;
+    row = std::move(after);
   });
   return row;
+}
+
+void Playback::observe(const ZV::Force& force) {
+  using namespace ZV::force_reasons;
+  if (force.reason != noObservation.name && force.reason != notVisible.name) {
+    auto& [valence, attention, ease] = _isMeasured;
+    if (force.quantity == ZV::Quantity::Valence) valence = true;
+    if (force.quantity == ZV::Quantity::Attention) attention = true;
+    // The ease pulls whenever a head posture is remembered, of which it is made.
+    if (force.reason == bodyLanguage.name) ease = true;
+  }
+  if (_watchesForces) _forces.push_back(force);
 }
 
 /// Adds the person's state to the scopes that are open.
@@ -93,13 +129,16 @@ StateRow stateRow(const ZV::Person& person, std::vector<ZV::Force> forces) {
           std::move(forces)};
 }
 
-void RecordingRows::place(Time time, const Event& event, Row& row) {
-  if (!_start) _start = time;
-  const Time::duration since = between(*_start, time);
+void RecordingRows::place(Time::duration since, const Event& event, Row& row) {
   if (auto* state = std::get_if<StateRow>(&row)) {
     Visit& visit = _visits[state->person];
-    if (visit.isEnded) ++visit.number;
-    visit.isEnded = false;
+    if (visit.isEnded) visit = {visit.current(), false, {}};
+    for (std::size_t value = 0; value < visit.measured.size(); ++value) {
+      auto& last = visit.measured.at(value);
+      if (state->isMeasured.at(value)) last = since;
+      state->isKnown.at(value) =
+          last && between(Time(*last), Time(since)) <= boost::chrono::seconds(1);
+    }
     state->since = since;
     state->isSeen = !std::holds_alternative<NotSeen>(event.what);
     state->visit = visit.number;
@@ -108,19 +147,21 @@ void RecordingRows::place(Time time, const Event& event, Row& row) {
     if (visit != _visits.end()) visit->second.isEnded = true;
     _scopes.erase(remove->person);
   } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
-    _scopes[start->person][start->scope] = time;
+    _scopes[start->person][start->scope] = since;
   } else if (auto* scope = std::get_if<ScopeRow>(&row)) {
     auto& open = _scopes[scope->person];
     const auto begin = open.find(scope->scope);
     scope->end = since;
+    const auto visit = _visits.find(scope->person);
+    if (visit != _visits.end()) scope->visit = visit->second.current();
     if (begin == open.end()) return;
     // One that has used up its samples is not open, though it was never closed.
-    if (scope->label != "error") scope->begin = between(*_start, begin->second);
+    if (scope->label != "error") scope->begin = begin->second;
     open.erase(begin);
   }
 }
 
-std::optional<Failure> playAll(const EventSource& next, Forces forces, const UseOfRow& use,
+std::optional<Failure> playAll(const EventSource& source, Forces forces, const UseOfRow& use,
                                Time::duration until) {
   ku::SimulatedClock clock(Time::min());
   Playback playback(forces);
@@ -128,35 +169,37 @@ std::optional<Failure> playAll(const EventSource& next, Forces forces, const Use
   while (true) {
     std::optional<Event> event;
     Row row;
+    Time::duration since{};
     try {
-      event = next();
+      event = source.next();
       if (!event) return std::nullopt;
       // Not for longer: where events come from may have a clock of its own.
       const ku::ClockScope scope(clock);
       clock.set(std::max(clock.now(), event->time));
       row = playback.play(*event);
-      rows.place(clock.now(), *event, row);
+      since = between(source.secondZero(), clock.now());
+      rows.place(since, *event, row);
     } catch (const Failure& failure) {
       return failure;
     } catch (const std::exception& error) {
       return Failure(error.what());
     }
     use(clock.now(), *event, row);
-    if (between(rows.start(), clock.now()) > until) return std::nullopt;
+    if (since > until) return std::nullopt;
   }
 }
 
 std::optional<Failure> playAll(RecordingReader& recording, Forces forces, const UseOfRow& use,
                                Time::duration until) {
   bool isRead = false;  // what fails in playing does not know the line
-  auto failure = playAll(
-      [&] {
-        isRead = false;
-        auto event = recording.next();
-        isRead = true;
-        return event;
-      },
-      forces, use, until);
+  auto failure = playAll({[&] {
+                            isRead = false;
+                            auto event = recording.next();
+                            isRead = true;
+                            return event;
+                          },
+                          [&] { return recording.secondZero(); }},
+                         forces, use, until);
   if (!failure || !isRead) return failure;
   const LineReader& lines = recording.lines();
   return Failure(lines.place() + failure->what(), {lines.name(), lines.lineNumber(), "", 0});

@@ -1,6 +1,7 @@
 #ifndef ZORVEL_PLAYBACK_PLAYBACK_HPP
 #define ZORVEL_PLAYBACK_PLAYBACK_HPP
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -18,6 +19,9 @@
 
 namespace zorvel {
 
+/// Something that holds or not of the valence, of the attention and of the ease, in this order.
+using OfValues = std::array<bool, 3>;
+
 /// The state of a person after a cycle.
 struct StateRow {
   std::int32_t person;
@@ -28,14 +32,19 @@ struct StateRow {
   ZV::BodyLanguageEase ease;
   /// What moved the person in the cycle, in order; empty unless forces are watched.
   std::vector<ZV::Force> forces;
+  /// Whether something measured moved the value in the cycle. Else it stayed or fell back to 0.
+  OfValues isMeasured{};
 
   // Of a row of a recording.
 
-  /// Since the start.
+  /// Since second 0.
   Time::duration since{};
   bool isSeen = true;
   /// 1 for the person's first stretch of cycles, one more after each removal that ends one.
   std::int32_t visit = 1;
+  /// Whether something measured moved the value in this visit, no more than a second ago. Where it
+  /// did not, charts say "not measured" in place of a line that falls back to 0.
+  OfValues isKnown{};
 };
 
 enum class Forces { Unwatched, Watched };
@@ -53,12 +62,16 @@ struct ScopeRow {
   /// samples.
   float meanValence;
   float meanConfidence;
+  /// The mean valence in double precision.
+  double exactMeanValence;
 
-  // Of a row of a recording, since its start.
+  // Of a row of a recording.
 
-  /// None for a scope that was not open.
+  /// Since second 0; none for a scope that was not open.
   std::optional<Time::duration> begin{};
   Time::duration end{};
+  /// The person's stretch of cycles in which it was closed, or else the next, as in a StateRow.
+  std::int32_t visit = 1;
 };
 
 /// The room after an activity measurement.
@@ -91,10 +104,13 @@ class Playback {
   Row play(const Activity& activity);
   /// One cycle of a person, who is added if unknown.
   Row cycle(std::int32_t id, const std::function<void(ZV::Person&)>& change);
+  void observe(const ZV::Force& force);
   void record(const ZV::Person& person);
 
   bool _watchesForces;
-  std::vector<ZV::Force> _forces;  // of the current cycle
+  // Of the current cycle.
+  std::vector<ZV::Force> _forces;
+  OfValues _isMeasured{};
   ZV::SocialGraph _graph;
   std::map<std::int32_t, ZV::ZVEmotionRecorder> _recorders;
   ZV::AmbianceState _room;
@@ -103,33 +119,40 @@ class Playback {
 /// Tells rows where they stand in their recording.
 class RecordingRows {
  public:
-  /// To be called for each event, with what it gave at `time`.
-  void place(Time time, const Event& event, Row& row);
-  /// When the first event was played.
-  Time start() const { return _start.value_or(Time()); }
+  /// To be called for each event, with what it gave that long after second 0.
+  void place(Time::duration since, const Event& event, Row& row);
 
  private:
   struct Visit {
     std::int32_t number = 1;
     bool isEnded = false;
+    /// When something measured last moved each value, since second 0.
+    std::array<std::optional<Time::duration>, std::tuple_size_v<OfValues>> measured{};
+
+    /// The number of the stretch that a cycle now belongs to.
+    std::int32_t current() const { return isEnded ? number + 1 : number; }
   };
 
-  std::optional<Time> _start;
   std::map<std::int32_t, Visit> _visits;
   /// When the open scopes of each person began.
-  std::map<std::int32_t, std::map<std::string, Time>> _scopes;
+  std::map<std::int32_t, std::map<std::string, Time::duration>> _scopes;
 };
 
-/// Gives the next event, or none at the end; may throw.
-using EventSource = std::function<std::optional<Event>()>;
+/// Where the events of a recording come from.
+struct EventSource {
+  /// Gives the next event, or none at the end; may throw.
+  std::function<std::optional<Event>()> next;
+  /// Gives the moment of second 0; called when there has been an event.
+  std::function<Time()> secondZero;
+};
 using UseOfRow = std::function<void(Time, const Event&, const Row&)>;
 
 /// Plays events on a clock that its events set and that never runs backwards. After each
 /// event it calls `use` with the clock's time and what came of the event. Returns what ended it
 /// early, if anything did; everything up to there has been passed to `use`. Stops after the first
-/// event that is later than `until` after the start. Throws what `use` throws, and what `next`
-/// throws that is no std::exception.
-std::optional<Failure> playAll(const EventSource& next, Forces forces, const UseOfRow& use,
+/// event that is later than `until` after second 0. Throws what `use` throws, and what the
+/// source throws that is no std::exception.
+std::optional<Failure> playAll(const EventSource& source, Forces forces, const UseOfRow& use,
                                Time::duration until = Time::duration::max());
 
 /// Plays a whole recording. What ended it early has the place of the line.

@@ -21,21 +21,34 @@ std::string formatMeanColumns(const Columns&... columns) {
 
 }  // namespace
 
+void QuantitySums::add(const ZV::ValueConfidence<float>& quantity, bool isMeasuredNow) {
+  ++count;
+  isMeasured |= isMeasuredNow;
+  value += quantity.value;
+  confidence += quantity.confidence;
+}
+
+QuantitySums& QuantitySums::operator+=(const QuantitySums& other) {
+  if (!other.isMeasured) return *this;
+  count += other.count;
+  isMeasured = true;
+  value += other.value;
+  confidence += other.confidence;
+  return *this;
+}
+
 void CycleSums::add(const StateRow& row) {
   ++count;
-  valence += row.valence.value;
-  valenceConfidence += row.valence.confidence;
-  attention += row.attention.value;
-  attentionConfidence += row.attention.confidence;
+  valence.add(row.valence, row.isMeasured[0]);
+  attention.add(row.attention, row.isMeasured[1]);
   ++moods.at(static_cast<std::size_t>(1 - row.mood));
 }
 
 CycleSums& CycleSums::operator+=(const CycleSums& other) {
   count += other.count;
   valence += other.valence;
-  valenceConfidence += other.valenceConfidence;
   attention += other.attention;
-  attentionConfidence += other.attentionConfidence;
+  if (!other.valence.isMeasured) return *this;
   for (std::size_t mood = 0; mood < moods.size(); ++mood) moods.at(mood) += other.moods.at(mood);
   return *this;
 }
@@ -46,18 +59,21 @@ std::string formatMeansHeadings() {
 }
 
 std::string formatMeans(const CycleSums& cycles) {
-  if (cycles.count == 0) return formatMeanColumns("-", "-", "-", "-", "-");
-  const auto count = static_cast<double>(cycles.count);
-  const auto share = [&](std::size_t mood) {
-    return fmt::format("{:.1f} %", 100.0 * static_cast<double>(cycles.moods.at(mood)) / count);
+  const auto share = [&](std::size_t mood) -> std::string {
+    if (!cycles.valence.isMeasured) return "-";
+    return fmt::format("{:.1f} %", 100.0 * static_cast<double>(cycles.moods.at(mood)) /
+                                       static_cast<double>(cycles.valence.count));
   };
-  const auto mean = [count](double value, double confidence) {
+  const auto mean = [](const QuantitySums& sums) -> std::string {
+    if (!sums.isMeasured) return "-";
     // The sign bit of a NaN would be printed.
-    const auto number = [](double part) { return std::isnan(part) ? std::abs(part) : part; };
-    return fmt::format("{:.3f} ({:.3f})", number(value / count), number(confidence / count));
+    const auto number = [&sums](double sum) {
+      const double part = sum / static_cast<double>(sums.count);
+      return std::isnan(part) ? std::abs(part) : part;
+    };
+    return fmt::format("{:.3f} ({:.3f})", number(sums.value), number(sums.confidence));
   };
-  return formatMeanColumns(mean(cycles.valence, cycles.valenceConfidence),
-                           mean(cycles.attention, cycles.attentionConfidence), share(0), share(1),
+  return formatMeanColumns(mean(cycles.valence), mean(cycles.attention), share(0), share(1),
                            share(2));
 }
 

@@ -11,14 +11,23 @@
 
 namespace zorvel {
 
+/// What a quantity adds up to, over the cycles of those people of whom it was ever measured.
+struct QuantitySums {
+  std::uint64_t count = 0;
+  bool isMeasured = false;
+  double value = 0.0;
+  double confidence = 0.0;
+
+  void add(const ZV::ValueConfidence<float>& quantity, bool isMeasuredNow);
+  QuantitySums& operator+=(const QuantitySums& other);
+};
+
 /// Cycles and what they add up to.
 struct CycleSums {
   std::uint64_t count = 0;
-  double valence = 0.0;
-  double valenceConfidence = 0.0;
-  double attention = 0.0;
-  double attentionConfidence = 0.0;
-  /// Cycles with the mood 1, 0 and -1.
+  QuantitySums valence;
+  QuantitySums attention;
+  /// Cycles with the mood 1, 0 and -1, among those of the valence.
   std::array<std::uint64_t, 3> moods{};
 
   void add(const StateRow& row);

@@ -2,13 +2,25 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace zorvel {
 namespace {
 
-Spread spreadOf(const std::vector<float>& values, double confidences) {
+static_assert(std::tuple_size_v<decltype(quantityColumns)> == 6,
+              "A new quantity needs a Spread in SummaryRow, here and in summaryColumns.");
+
+}  // namespace
+
+void SummaryTable::Values::add(float value, float confidence, bool isMeasured) {
+  values.push_back(value);
+  confidences += static_cast<double>(confidence);
+  if (isMeasured) ++measured;
+}
+
+Spread SummaryTable::Values::spread() const {
   const auto count = static_cast<double>(values.size());
+  Spread spread{{}, {}, {}, static_cast<double>(measured) / count};
+  if (measured == 0) return spread;
   double sum = 0.0;
   for (const float value : values) sum += static_cast<double>(value);
   const double mean = sum / count;
@@ -17,13 +29,16 @@ Spread spreadOf(const std::vector<float>& values, double confidences) {
     const double distance = static_cast<double>(value) - mean;
     squares += distance * distance;
   }
-  return {mean, std::sqrt(squares / count), confidences / count};
+  spread.mean = mean;
+  if (values.size() > 1) spread.deviation = std::sqrt(squares / (count - 1.0));
+  spread.confidence = confidences / count;
+  return spread;
 }
 
-static_assert(std::tuple_size_v<decltype(quantityColumns)> == 6,
-              "A new quantity needs a Spread in SummaryRow, here and in summaryColumns.");
-
-}  // namespace
+std::optional<double> SummaryTable::Values::share(std::uint64_t part) const {
+  if (measured == 0) return std::nullopt;
+  return static_cast<double>(part) / static_cast<double>(values.size());
+}
 
 void SummaryTable::add(Time time, const Event& event, const Row& row) {
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
@@ -41,12 +56,10 @@ void SummaryTable::add(Time time, const Event& event, const Row& row) {
   person.cycles.add(time, state->isSeen);
   if (!state->isSeen) ++person.unseen;
   person.visits = state->visit;
-  person.valence.push_back(state->valence.value);
-  person.attention.push_back(state->attention.value);
-  person.ease.push_back(state->ease.level);
-  person.valenceConfidence += static_cast<double>(state->valence.confidence);
-  person.attentionConfidence += static_cast<double>(state->attention.confidence);
-  person.easeConfidence += static_cast<double>(state->ease.confidence);
+  const auto& [valence, attention, ease] = state->isMeasured;
+  person.valence.add(state->valence.value, state->valence.confidence, valence);
+  person.attention.add(state->attention.value, state->attention.confidence, attention);
+  person.ease.add(state->ease.level, state->ease.confidence, ease);
   ++person.moods.at(static_cast<std::size_t>(1 - state->mood));
 }
 
@@ -57,25 +70,23 @@ std::vector<SummaryRow> SummaryTable::rows() const {
     const auto& since = person.since;
     if (since.empty()) continue;
     const auto greatest = [&](const std::vector<float>& values, float range) {
-      constexpr double none = std::numeric_limits<double>::quiet_NaN();
       const auto changes = person.cycles.changes(values, range, 1);
-      if (changes.empty()) return GreatestChange{none, none};
+      if (changes.empty()) return GreatestChange{};
       const Change& change = changes.front();
       return GreatestChange{static_cast<double>(values[change.last] - values[change.first]),
                             inSeconds(since[change.last])};
     };
-    const auto share = [count = since.size()](auto part) {
-      return static_cast<double>(part) / static_cast<double>(count);
-    };
-    rows.push_back(
-        {entry.first, inSeconds(since.front()), inSeconds(since.back()), since.size(),
-         person.unseen, person.visits, spreadOf(person.valence, person.valenceConfidence),
-         spreadOf(person.attention, person.attentionConfidence),
-         spreadOf(person.ease, person.easeConfidence), share(person.moods[0]),
-         share(person.moods[1]), share(person.moods[2]),
-         share(std::count_if(person.attention.begin(), person.attention.end(),
-                             [](float attention) { return attention > 0.5f; })),
-         greatest(person.valence, 2.0f), greatest(person.attention, 1.0f), person.scopes});
+    const auto& [valence, attention, ease] =
+        std::tie(person.valence, person.attention, person.ease);
+    const auto attentive = std::count_if(attention.values.begin(), attention.values.end(),
+                                         [](float value) { return value > 0.5f; });
+    rows.push_back({entry.first, inSeconds(since.front()), inSeconds(since.back()), since.size(),
+                    person.unseen, person.visits, valence.spread(), attention.spread(),
+                    ease.spread(), valence.share(person.moods[0]), valence.share(person.moods[1]),
+                    valence.share(person.moods[2]),
+                    attention.share(static_cast<std::uint64_t>(attentive)),
+                    greatest(valence.values, 2.0f), greatest(attention.values, 1.0f),
+                    person.cycles.areShort(), person.scopes});
   }
   return rows;
 }

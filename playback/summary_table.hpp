@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <tuple>
 #include <vector>
@@ -15,23 +16,26 @@
 namespace zorvel {
 
 /// The mean and the standard deviation of a quantity over all cycles, and its mean confidence.
+/// There is none of a quantity that was never measured, and no deviation of a single cycle.
 struct Spread {
-  double mean;
-  double deviation;
-  double confidence;
+  std::optional<double> mean;
+  std::optional<double> deviation;
+  std::optional<double> confidence;
+  /// The share of cycles in which something measured moved the quantity.
+  double coverage;
 };
 
-/// The greatest rise or fall of a quantity within a second, and when it ends, in seconds since the
-/// recording's start; NaN where there is none.
+/// The greatest rise or fall of a quantity within a second, if there is any, and when it ends, in
+/// seconds since second 0.
 struct GreatestChange {
-  double change;
-  double at;
+  std::optional<double> change;
+  std::optional<double> at;
 };
 
 /// What a recording adds up to for one person.
 struct SummaryRow {
   std::int32_t person;
-  /// The first and the last cycle, in seconds since the recording's start.
+  /// The first and the last cycle, in seconds since second 0.
   double first;
   double last;
   std::uint64_t cycles;
@@ -42,14 +46,16 @@ struct SummaryRow {
   Spread valence;
   Spread attention;
   Spread ease;
-  /// Shares of the cycles, in [0, 1].
-  double positive;
-  double neutral;
-  double negative;
-  /// The share with an attention above a half.
-  double attentive;
+  /// Shares of the cycles, in [0, 1]; none where no valence was measured.
+  std::optional<double> positive;
+  std::optional<double> neutral;
+  std::optional<double> negative;
+  /// The share with an attention above a half; none where no attention was measured.
+  std::optional<double> attentive;
   GreatestChange valenceChange;
   GreatestChange attentionChange;
+  /// Whether there is no change because every stretch of cycles is too short to have one.
+  bool isTooShort;
   /// Closed scopes with the labels of scopeLabels.
   std::array<std::uint64_t, 5> scopes;
 };
@@ -87,7 +93,10 @@ inline constexpr std::tuple summaryColumns{
     Column{"neutral_scopes", [](const SummaryRow& row) { return row.scopes[1]; }},
     Column{"negative_scopes", [](const SummaryRow& row) { return row.scopes[2]; }},
     Column{"unknown_scopes", [](const SummaryRow& row) { return row.scopes[3]; }},
-    Column{"error_scopes", [](const SummaryRow& row) { return row.scopes[4]; }}};
+    Column{"error_scopes", [](const SummaryRow& row) { return row.scopes[4]; }},
+    Column{"valence_coverage", [](const SummaryRow& row) { return row.valence.coverage; }},
+    Column{"attention_coverage", [](const SummaryRow& row) { return row.attention.coverage; }},
+    Column{"ease_coverage", [](const SummaryRow& row) { return row.ease.coverage; }}};
 
 /// Sums up a recording in a row for each person who has a cycle.
 class SummaryTable {
@@ -98,18 +107,27 @@ class SummaryTable {
   std::vector<SummaryRow> rows() const;
 
  private:
+  /// Of a quantity, cycle by cycle.
+  struct Values {
+    std::vector<float> values;
+    double confidences = 0.0;
+    /// In how many cycles something measured moved it.
+    std::uint64_t measured = 0;
+
+    void add(float value, float confidence, bool isMeasured);
+    Spread spread() const;
+    /// What share a part of the cycles is, if the quantity was ever measured.
+    std::optional<double> share(std::uint64_t part) const;
+  };
   struct Person {
     PersonCycles cycles;
-    /// When each cycle was, since the recording's start.
+    /// When each cycle was, since second 0.
     std::vector<Time::duration> since;
     std::uint64_t unseen = 0;
     std::int32_t visits = 0;
-    std::vector<float> valence;
-    std::vector<float> attention;
-    std::vector<float> ease;
-    double valenceConfidence = 0.0;
-    double attentionConfidence = 0.0;
-    double easeConfidence = 0.0;
+    Values valence;
+    Values attention;
+    Values ease;
     /// Cycles with the mood 1, 0 and -1.
     std::array<std::uint64_t, 3> moods{};
     std::array<std::uint64_t, scopeLabels.size()> scopes{};

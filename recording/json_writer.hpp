@@ -116,6 +116,16 @@ class JsonLineWriter : public BasicJsonWriter<rapidjson::Writer<JsonStream>> {
   }
 };
 
+/// An object on a line of its own; `write(line)` adds what is in it.
+template <typename Write>
+std::string jsonLine(Write write) {
+  fmt::memory_buffer text;
+  JsonLineWriter line(text);
+  write(line);
+  line.finish();
+  return fmt::to_string(text);
+}
+
 /// Writes indented text for people to read.
 class JsonTextWriter : public BasicJsonWriter<rapidjson::PrettyWriter<JsonStream>> {
  public:

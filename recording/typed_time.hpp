@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "recording/event.hpp"
 
@@ -10,10 +11,10 @@ namespace zorvel {
 
 // Times as people type them.
 
-/// Reads a time since the start of a recording: seconds, or minutes and seconds, or hours, minutes
-/// and seconds, to the nearest nanosecond; none when it is none of them or too long for a
-/// recording.
-std::optional<Time::duration> readTimeSinceStart(const std::string& text);
+/// Reads seconds, or minutes and seconds, or hours, minutes and seconds, in decimals, to the
+/// nearest nanosecond; none when it is none of them or too long for a recording. "-" stands before
+/// a time before second 0.
+std::optional<Time::duration> readSeconds(std::string_view text);
 
 /// Reads nanoseconds since 1970, or a date with time in ISO 8601; none when it is neither or out of
 /// a recording's range.

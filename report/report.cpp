@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <string_view>
 
 #include "playback/playback.hpp"
@@ -68,12 +69,22 @@ std::vector<std::string> titlesOf(const std::vector<std::string>& recordings) {
   return titles;
 }
 
+void writeCell(JsonLineWriter& json, std::string_view name, std::optional<double> number) {
+  json.member(name, number.value_or(std::numeric_limits<double>::quiet_NaN()));
+}
+
+template <typename Number>
+void writeCell(JsonLineWriter& json, std::string_view name, Number number) {
+  json.member(name, number);
+}
+
 /// One of the recordings of a page, and what the page tells of it before it shows the whole.
 struct Overview {
   ReportData data;
   std::string source;
   SummaryTable summary;
   ReportResult result;
+  Time secondZero{};
   std::optional<Time> start;
   Time end{};
   /// Where the curves of all recordings meet.
@@ -95,10 +106,12 @@ void Overview::read(const std::string& recording, const std::optional<std::strin
       if (!start) start = time;
       end = time;
       const auto* const scope = std::get_if<StartRecording>(&event.what);
-      if (!zero && (!alignedBy || (scope != nullptr && scope->scope == *alignedBy))) zero = time;
+      if (!zero && alignedBy && scope != nullptr && scope->scope == *alignedBy) zero = time;
       onProgress(reader.lines());
     });
     source = reader.source();
+    secondZero = reader.secondZero();
+    if (!alignedBy && start) zero = secondZero;
   } catch (const Failure& failure) {
     result.failure = failure;
   }
@@ -118,8 +131,10 @@ void Overview::write(JsonLineWriter& json, const std::string& title) const {
   json.member("from", inSeconds(between(origin, start.value_or(end))));
   json.member("to", inSeconds(between(origin, end)));
   json.list("persons", summary.rows(), [&](const SummaryRow& row) {
-    std::apply([&](const auto&... column) { (json.member(column.name, column.value(row)), ...); },
-               summaryColumns);
+    std::apply(
+        [&](const auto&... column) { (writeCell(json, column.name, column.value(row)), ...); },
+        summaryColumns);
+    json.member("tooShort", row.isTooShort);
   });
 }
 
@@ -136,7 +151,8 @@ ReportResult writeReport(RecordingReader& recording, const std::string& title, T
   ReportResult result = play(recording, data, [&](const auto&...) { onProgress(); });
   if (result.failure && recording.lines().lineNumber() == 0) throw Failure(*result.failure);
   writeAround(reportPage(), reportPageHole, page, [&] {
-    page.append(data.json(title, recording.source(), textOf(result.failure), warningsOf(result)));
+    page.append(data.json(recording.secondZero(), title, recording.source(), textOf(result.failure),
+                          warningsOf(result)));
   });
   return result;
 }
@@ -160,8 +176,8 @@ std::vector<ReportResult> writeReport(const std::vector<std::string>& recordings
       overview.read(recordings[index], alignedBy, waitForInput, onProgress);
       const ReportResult& result = overview.result;
       writeElement(page, fmt::format("data{}", index + 1),
-                   overview.data.json(titles[index], overview.source, textOf(result.failure),
-                                      warningsOf(result)));
+                   overview.data.json(overview.secondZero, titles[index], overview.source,
+                                      textOf(result.failure), warningsOf(result)));
       json.begin();
       overview.write(json, titles[index]);
       json.end();

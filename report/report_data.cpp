@@ -69,16 +69,17 @@ std::string insideElement(std::string_view json) {
   return safe;
 }
 
-ReportData::Person::Person() : quantities(quantityNames.size()) {}
+ReportData::Person::Person()
+    : quantities(quantityNames.size()), known(std::tuple_size_v<decltype(knownColumns)>) {}
 
 void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
   cycles.add(time, isSeenNow);
   auto values = quantities.begin();
-  const auto addValue = [&](const auto& column) {
-    values->push_back(column.value(row));
-    ++values;
-  };
-  std::apply([&](const auto&... column) { (addValue(column), ...); }, quantityColumns);
+  std::apply([&](const auto&... column) { ((values++)->push_back(column.value(row)), ...); },
+             quantityColumns);
+  auto flags = known.begin();
+  std::apply([&](const auto&... column) { ((flags++)->push_back(column.value(row) ? 1 : 0), ...); },
+             knownColumns);
   moods.push_back(static_cast<std::int8_t>(row.mood));
   static_assert(std::tuple_size_v<decltype(stateParts)> == 9,
                 "A new part of a state that is no quantity is shown only if it is added here.");
@@ -129,6 +130,7 @@ void ReportData::Person::remove(Time time) {
 }
 
 void ReportData::Person::writeChanges(JsonLineWriter& json) const {
+  json.member("tooShort", cycles.areShort());
   json.key("changes");
   json.beginList();
   for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
@@ -163,6 +165,11 @@ void ReportData::Person::write(JsonLineWriter& json, Time end) const {
   for (std::size_t column = 0; column < quantities.size(); ++column) {
     writeColumn(json, quantityNames.at(column), quantities.at(column));
   }
+  json.object("known", [&] {
+    auto flags = known.begin();
+    std::apply([&](const auto&... column) { (writeColumn(json, column.name, *flags++), ...); },
+               knownColumns);
+  });
   writeColumn(json, "mood", moods);
   json.object("moves", [&] {
     for (std::size_t index = 0; index < movedQuantities.size(); ++index) {
@@ -206,7 +213,7 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
   }
 }
 
-std::string ReportData::json(std::string_view recording, std::string_view source,
+std::string ReportData::json(Time zero, std::string_view recording, std::string_view source,
                              std::string_view failure,
                              const std::vector<std::string>& warnings) const {
   fmt::memory_buffer text;
@@ -219,6 +226,7 @@ std::string ReportData::json(std::string_view recording, std::string_view source
   for (const std::string& warning : warnings) json.value(warning);
   json.endList();
   writeReasons(json);
+  writeTime(json, "zero", zero);
   writeTime(json, "start", _begin);
   writeTime(json, "end", _end);
   json.list("persons", _persons, [&](const auto& entry) {

@@ -27,10 +27,11 @@ class ReportData {
   /// Adds an event that was played at `time`, and what it gave.
   void add(Time time, const Event& event, const Row& row);
 
-  /// One line of JSON for the page's script, as insideElement() gives it. `failure` is what ended
+  /// One line of JSON for the page's script, as insideElement() gives it. `zero` is the moment from
+  /// which the page counts its seconds. `failure` is what ended
   /// the recording early; empty if nothing did. `warnings` tell what looks wrong in the recording.
-  std::string json(std::string_view recording, std::string_view source, std::string_view failure,
-                   const std::vector<std::string>& warnings) const;
+  std::string json(Time zero, std::string_view recording, std::string_view source,
+                   std::string_view failure, const std::vector<std::string>& warnings) const;
 
  private:
   struct Scope {
@@ -54,6 +55,8 @@ class ReportData {
     PersonCycles cycles;
     /// A column for each of quantityColumns.
     std::vector<std::vector<float>> quantities;
+    /// 1 where the value is known, for each of knownColumns.
+    std::vector<std::vector<std::int8_t>> known;
     std::vector<std::int8_t> moods;
     /// Of the valence and of the attention.
     std::array<std::vector<Moves>, 2> moves;

@@ -11,13 +11,18 @@ namespace zorvel {
 
 /// A program's connection to a live service, which it sends lines. It serves the connection only
 /// while one of its functions runs. Each of them but close() throws Failure when the service has
-/// gone.
+/// gone, or does not take what it is sent within two seconds after there was something to read from
+/// the stop descriptor.
 class Client {
  public:
+  /// Whether it is like HOST:PORT or unix:PATH.
+  static bool isAddress(const std::string& text);
+
   using UseOfAnswer = std::function<void(const std::string& line)>;
 
-  /// Connects to HOST:PORT; throws Failure when no service is there. `use` is called for each line
-  /// that the service answers; what it throws comes out of the function that serves.
+  /// Connects to such an address; throws Failure when no service is there.
+  /// `use` is called for each line that the service answers; what it throws comes out of the
+  /// function that serves.
   Client(const std::string& address, int stopDescriptor, UseOfAnswer use);
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;

@@ -4,39 +4,32 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <optional>
 #include <string>
 #include <string_view>
 
 namespace zorvel {
 
-/// What a line is about: of two lines about the same, the later makes the earlier superfluous.
-using Topic = std::optional<std::int64_t>;
-
-/// Lines that wait for a reader, in bounded memory. When a reader does not keep up, superfluous
-/// lines are dropped, and where that is not enough, the oldest.
+/// Lines that wait for a reader, in bounded memory: when the reader does not keep up, the oldest
+/// are dropped.
 class LineQueue {
  public:
   /// No more bytes than this ever wait, unless a single line has more.
-  static constexpr std::size_t mostBytes = std::size_t{128} << 10;
+  explicit LineQueue(std::size_t mostBytes = std::size_t{128} << 10) : _mostBytes(mostBytes) {}
 
-  void add(Topic topic, std::string_view line);
-  bool isEmpty() const { return _lines.empty(); }
+  void add(std::string_view line);
+  /// Whether nothing would be dropped for the line.
+  bool fits(std::string_view line) const { return _bytes + line.size() <= _mostBytes; }
   /// Takes out the first lines, of at most so many bytes together, but at least one; "" when there
   /// is none.
-  std::string take(std::size_t most = mostBytes / 2);
-  /// How many lines were dropped since the last call.
-  std::uint64_t takeDropped();
+  std::string take(std::size_t most);
+  /// Drops all lines, and returns how many.
+  std::size_t clear();
+  /// How many lines made way for others.
+  std::uint64_t dropped() const { return _dropped; }
 
  private:
-  struct Line {
-    Topic topic;
-    std::string text;
-  };
-
-  void drop();
-
-  std::deque<Line> _lines;
+  std::size_t _mostBytes;
+  std::deque<std::string> _lines;
   std::size_t _bytes = 0;
   std::uint64_t _dropped = 0;
 };

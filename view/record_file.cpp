@@ -24,6 +24,13 @@ RecordFile::RecordFile(const std::string& name, std::string_view header)
 
 RecordFile::~RecordFile() { close(_descriptor); }
 
+void RecordFile::requireName() const {
+  struct stat status {};
+  if (fstat(_descriptor, &status) == 0 && status.st_nlink == 0) {
+    throw Failure(printable(_name) + ": was deleted");
+  }
+}
+
 void RecordFile::append(std::string_view line) {
   for (std::string_view rest = line; !rest.empty();) {
     const ssize_t count = write(_descriptor, rest.data(), rest.size());

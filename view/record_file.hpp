@@ -21,6 +21,8 @@ class RecordFile {
 
   /// Throws Failure when it cannot be written whole; then nothing of it is.
   void append(std::string_view line);
+  /// Throws Failure when the file was deleted, so that nobody will find what is written.
+  void requireName() const;
 
  private:
   std::string _name;

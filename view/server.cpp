@@ -5,23 +5,29 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <cerrno>
 #include <chrono>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <set>
+#include <type_traits>
 #include <utility>
 
 #include "recording/failure.hpp"
+#include "recording/printable.hpp"
 #include "view/camera_files.hpp"
 #include "view/page.hpp"
 #include "view/web_socket.hpp"
@@ -33,6 +39,8 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
 using Tcp = asio::ip::tcp;
+using Local = asio::local::stream_protocol;
+using Socket = WebSocket::Socket;
 using Error = boost::system::error_code;
 using std::chrono::seconds;
 
@@ -43,19 +51,27 @@ constexpr std::size_t longestCommand = std::size_t{1} << 10;
 constexpr std::size_t mostLinesAtOnce = 100;
 // In a row, and such as cannot be read.
 constexpr std::uint64_t mostBadLines = 1000;
-// Of all messages together that are not complete or not handled.
+// Of all messages together that are not complete or not handled; each connection has a share.
 constexpr std::size_t mostUnfinished = std::size_t{16} << 20;
+constexpr std::size_t shareOfUnfinished = mostUnfinished / mostConnections;
+// Of the last minute.
+constexpr int mostDownloads = 4;
 // How much may be on its way: little, so that what a slow page gets is not old.
 constexpr std::size_t windowSize = std::size_t{64} << 10;
+constexpr std::size_t longestAnswer = std::size_t{64} << 10;
 constexpr const char* windowPing = "window";
+constexpr const char* lifePing = "life";
 constexpr std::string_view cameraPath = "/camera/";
 // What the page may do besides when there is a camera: start the worker that analyses pictures, and
 // play a video that the user opens.
 constexpr const char* cameraPolicy = " 'wasm-unsafe-eval'; worker-src 'self'; media-src blob:";
 constexpr const char* workerPolicy =
     "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; connect-src 'self'";
-constexpr seconds handshakeTime{10};
+// For what should take an instant: a request, a handshake, a piece of an answer.
+constexpr seconds patience{10};
 constexpr seconds idleTime{60};
+// Whoever has been silent for longer is pinged.
+constexpr seconds quietTime{1};
 constexpr seconds closingTime{2};
 
 asio::ip::address addressOf(const std::string& text) {
@@ -94,10 +110,15 @@ std::optional<int> waitableDescriptor(int descriptor, int mode) {
 class Server::Implementation {
  public:
   Implementation(Service& service, const ServerOptions& options);
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
+  ~Implementation() {
+    if (!_localPath.empty()) unlink(_localPath.c_str());
+  }
 
   std::string url() const;
   void output(std::string_view line);
-  std::uint64_t droppedOutput() const { return _droppedOutput; }
+  std::uint64_t droppedOutput() const { return _outputLines.dropped(); }
   void waitForInput(int descriptor);
   bool poll() { return _context.poll() > 0; }
   bool isStopped() const { return _isStopped; }
@@ -110,17 +131,31 @@ class Server::Implementation {
   class Events;
   class States;
 
-  void accept();
+  void listen(const ServerOptions& options);
+  void listenLocally(const std::string& path);
+  template <typename Acceptor>
+  void accept(Acceptor& acceptor);
+  void arrived(Socket socket, bool isLocal);
   void tick();
+  void limitUnfinished();
   bool isOwnHost(std::string_view host) const;
   void writeOutput();
 
   Service& _service;
-  std::set<Connection*> _connections;
-  std::uint64_t _connectionCount = 0;
-  std::size_t _unfinished = 0;
+  std::vector<Connection*> _connections;  // in the order of their arrival
+  std::uint64_t _senderCount = 0;
+  std::uint64_t _pageCount = 0;
+  std::uint64_t _refusedConnections = 0;
+  /// Those with messages that are not complete or not handled; whose began first is first.
+  std::vector<Lines*> _unfinished;
+  std::size_t _unfinishedBytes = 0;
+  int _downloads = 0;
   asio::io_context _context{1};  // its end ends the connections, which use what stands before it
   Tcp::acceptor _acceptor{_context};
+  Local::acceptor _localAcceptor{_context};
+  std::string _localPath;
+  std::vector<std::function<void()>> _pausedAccepts;
+  bool _isShortOfDescriptors = false;
   asio::steady_timer _timer{_context};
   asio::posix::stream_descriptor _stop{_context};
   bool _isStopped = false;
@@ -136,7 +171,6 @@ class Server::Implementation {
   LineQueue _outputLines;
   std::string _outputPiece;
   bool _isOutputStalled = false;
-  std::uint64_t _droppedOutput = 0;
 };
 
 // A handler runs later, from the event loop, so what starts its own operation anew does not
@@ -146,16 +180,25 @@ class Server::Implementation {
 class Server::Implementation::Connection {
  public:
   explicit Connection(Implementation& server) : _server(server) {
-    _server._connections.insert(this);
+    _server._connections.push_back(this);
   }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
-  virtual ~Connection() { _server._connections.erase(this); }
+  virtual ~Connection() { forget(); }
   /// Sends what waits, if anything, and closes.
   virtual void close() = 0;
+  /// Ends for the sake of another, unless it is good for something; returns whether it does.
+  virtual bool makeWay() { return false; }
+  /// Called about once a second.
+  virtual void tick() {}
 
  protected:
   Implementation& server() const { return _server; }
+  /// It counts no more.
+  void forget() {
+    auto& all = _server._connections;
+    all.erase(std::remove(all.begin(), all.end(), this), all.end());
+  }
 
  private:
   Implementation& _server;
@@ -165,16 +208,17 @@ class Server::Implementation::Connection {
 class Server::Implementation::Lines : public Connection,
                                       public std::enable_shared_from_this<Lines> {
  public:
-  Lines(Implementation& server, Tcp::socket socket, std::size_t longest)
+  Lines(Implementation& server, Socket socket, std::size_t longest)
       : Connection(server), _socket(std::move(socket)) {
-    _socket.setTimeouts(handshakeTime, idleTime);
+    _socket.setTimeouts(patience, idleTime);
     _socket.setLongestMessage(longest);
     _socket.onPong([this](std::string_view text) {
+      _lastSign = std::chrono::steady_clock::now();
       if (text != windowPing) return;
       asio::post(this->server()._context, [self = shared_from_this()] { self->openWindow(); });
     });
   }
-  ~Lines() override { server()._unfinished -= _received.size(); }
+  ~Lines() override { dropMessage(); }
 
   void accept(const WebSocket::Request& request) {
     _socket.accept(request, [self = shared_from_this()](Error error) {
@@ -188,6 +232,13 @@ class Server::Implementation::Lines : public Connection,
   void close() override {
     _isClosing = true;
     if (_isOpen && !_isWriting) startClosing(WebSocket::Reason::GoingAway);
+  }
+
+  std::size_t unfinished() const { return _received.size(); }
+  /// Others need what it holds.
+  void giveUp() {
+    dropMessage();
+    startClosing(WebSocket::Reason::TryAgainLater);
   }
 
  protected:
@@ -214,43 +265,57 @@ class Server::Implementation::Lines : public Connection,
         return;
       }
       self->_onTheWay += self->_sent.size();
-      if (self->_onTheWay >= windowSize) self->closeWindow();
+      // Nothing more is sent until the other side has read all this and answers a ping.
+      if (self->_onTheWay >= windowSize) self->ping(windowPing);
       self->sendWaiting();
     });
   }
 
- private:
-  /// Nothing more is sent until the other side has read all this and answers a ping.
-  void closeWindow() {
-    _socket.ping(windowPing, [self = shared_from_this()](Error /*error*/) {});
+  /// Asks for a sign of life.
+  void pingForLife() {
+    if (_isOpen && !_isPinging) ping(lifePing);
   }
+  std::chrono::steady_clock::time_point lastSign() const { return _lastSign; }
 
+ private:
   void openWindow() {
     _onTheWay = 0;
     sendWaiting();
   }
 
-  void read() {
-    _socket.read(_received, [self = shared_from_this()](Error error, std::size_t size) {
-      self->server()._unfinished += size;
-      if (error) {
-        self->_isOpen = false;
-        return;
-      }
-      self->receivedPiece();
+  /// One at a time; a later one goes after it.
+  void ping(const char* text) {
+    if (std::exchange(_isPinging, true)) {
+      _nextPing = text;
+      return;
+    }
+    _socket.ping(text, [self = shared_from_this()](Error error) {
+      self->_isPinging = false;
+      const char* const next = std::exchange(self->_nextPing, nullptr);
+      if (!error && next != nullptr) self->ping(next);
     });
   }
 
-  void receivedPiece() {
-    if (server()._unfinished > mostUnfinished) {
-      startClosing(WebSocket::Reason::TryAgainLater);
-      return;
-    }
+  void read() {
+    _socket.read(_received, [self = shared_from_this()](Error error, std::size_t size) {
+      if (error || !self->_isOpen) {
+        self->_isOpen = false;
+        self->_received.resize(self->_received.size() - size);
+        return;
+      }
+      self->receivedPiece(size);
+    });
+  }
+
+  void receivedPiece(std::size_t size) {
+    _lastSign = std::chrono::steady_clock::now();
+    if (size > 0 && _received.size() == size) server()._unfinished.push_back(this);
+    server()._unfinishedBytes += size;
+    server().limitUnfinished();
+    if (!_isOpen) return;
     if (!_socket.isText()) {
       startClosing(WebSocket::Reason::NoText);
-      return;
-    }
-    if (_socket.isMessageDone()) {
+    } else if (_socket.isMessageDone()) {
       handleLines();
     } else {
       read();
@@ -259,22 +324,31 @@ class Server::Implementation::Lines : public Connection,
 
   /// Handles some lines of a message, and the others when everybody else has had a turn.
   void handleLines() {
+    if (!_isOpen) return;
     for (std::size_t count = 0; count < mostLinesAtOnce && _handled < _received.size(); ++count) {
       const std::size_t end = std::min(_received.find('\n', _handled), _received.size());
       handleLine(_received.substr(_handled, end - _handled));
       _handled = end + 1;
     }
+    _lastSign = std::chrono::steady_clock::now();
     sendWaiting();
     if (isHopeless()) {
       startClosing(WebSocket::Reason::BadContent);
     } else if (_handled < _received.size()) {
       asio::post(server()._context, [self = shared_from_this()] { self->handleLines(); });
     } else {
-      server()._unfinished -= _received.size();
-      _received.clear();
-      _handled = 0;
+      dropMessage();
       read();
     }
+  }
+
+  void dropMessage() {
+    auto& unfinished = server()._unfinished;
+    unfinished.erase(std::remove(unfinished.begin(), unfinished.end(), this), unfinished.end());
+    server()._unfinishedBytes -= _received.size();
+    _received.clear();
+    if (_received.capacity() > shareOfUnfinished) _received.shrink_to_fit();
+    _handled = 0;
   }
 
   void startClosing(WebSocket::Reason reason) {
@@ -290,45 +364,51 @@ class Server::Implementation::Lines : public Connection,
   bool _isOpen = false;
   bool _isWriting = false;
   bool _isClosing = false;
+  bool _isPinging = false;
+  const char* _nextPing = nullptr;
+  std::chrono::steady_clock::time_point _lastSign = std::chrono::steady_clock::now();
 };
 
 /// A sender of events.
 class Server::Implementation::Events : public Lines {
  public:
-  Events(Implementation& server, Tcp::socket socket)
+  Events(Implementation& server, Socket socket)
       : Lines(server, std::move(socket), longestMessage),
-        _sender(fmt::format("connection {}", ++server._connectionCount)) {}
+        _sender(fmt::format("connection {}", ++server._senderCount)) {}
   ~Events() override { server()._service.leave(_sender); }
 
- private:
-  void handleLine(std::string line) override {
-    const std::string answer = server()._service.receive(_sender, std::move(line));
-    if (!answer.empty()) _answers.add(std::nullopt, answer);
+  void tick() override {
+    _sender.lastSign = lastSign();
+    if (std::chrono::steady_clock::now() - lastSign() > quietTime) pingForLife();
   }
-  bool isHopeless() const override { return _sender.badLines >= mostBadLines; }
-  std::string takeWaiting() override { return _answers.take(); }
+
+ private:
+  void opened() override { server()._service.join(_sender); }
+  void handleLine(std::string line) override {
+    server()._service.receive(_sender, std::move(line));
+  }
+  bool isHopeless() const override { return _sender.unreadableLines >= mostBadLines; }
+  std::string takeWaiting() override { return _sender.answers.take(longestAnswer); }
 
   Sender _sender;
-  LineQueue _answers;
 };
 
 /// A page, which watches states.
 class Server::Implementation::States : public Lines {
  public:
-  States(Implementation& server, Tcp::socket socket)
-      : Lines(server, std::move(socket), longestCommand) {}
-  ~States() override { server()._service.disconnect(_page); }
+  States(Implementation& server, Socket socket)
+      : Lines(server, std::move(socket), longestCommand),
+        _page(fmt::format("page {}", ++server._pageCount)) {}
+  ~States() override { server()._service.leave(_page); }
 
  private:
   void opened() override {
     _page.wake = [this] { sendWaiting(); };
-    server()._service.connect(_page);
+    server()._service.join(_page);
+    sendWaiting();
   }
-  void handleLine(std::string line) override {
-    const std::string answer = server()._service.receive(_page, std::move(line));
-    if (!answer.empty()) _page.add(std::nullopt, answer);
-  }
-  std::string takeWaiting() override { return _page.take(); }
+  void handleLine(std::string line) override { server()._service.receive(_page, std::move(line)); }
+  std::string takeWaiting() override { return server()._service.take(_page); }
 
   Page _page;
 };
@@ -337,13 +417,15 @@ class Server::Implementation::States : public Lines {
 class Server::Implementation::Request : public Connection,
                                         public std::enable_shared_from_this<Request> {
  public:
-  Request(Implementation& server, Tcp::socket socket)
-      : Connection(server), _stream(std::move(socket)) {
+  Request(Implementation& server, Socket socket, bool isLocal)
+      : Connection(server), _stream(std::move(socket)), _isLocal(isLocal) {
     _parser.header_limit(longestHeader);
+    _parser.body_limit(std::numeric_limits<std::uint64_t>::max());  // none is ever read
   }
+  ~Request() override { endDownload(); }
 
   void read() {
-    _stream.expires_after(handshakeTime);
+    _stream.expires_after(patience);
     http::async_read_header(
         _stream, _buffer, _parser, [self = shared_from_this()](Error error, std::size_t /*size*/) {
           if (error == http::error::end_of_stream || error == asio::error::operation_aborted ||
@@ -358,12 +440,25 @@ class Server::Implementation::Request : public Connection,
         });
   }
 
+  /// There are too many.
+  void refuse() {
+    answer(http::status::service_unavailable,
+           fmt::format("there are {} connections already; try again\n", mostConnections));
+  }
+
   void close() override { _stream.cancel(); }
+
+  bool makeWay() override {
+    if (_isAnswering) return false;
+    forget();
+    _stream.close();
+    return true;
+  }
 
  private:
   void handle(const http::request<http::empty_body>& request) {
     const std::string_view host = standard(request[http::field::host]);
-    if (!server().isOwnHost(host)) {
+    if (!_isLocal && !server().isOwnHost(host)) {
       answer(http::status::misdirected_request,
              "this server does not go by that name; zorvel view --host gives it one\n");
       return;
@@ -371,7 +466,8 @@ class Server::Implementation::Request : public Connection,
     const std::string_view target = standard(request.target());
     if (WebSocket::isUpgrade(request)) {
       const auto origin = request.find(http::field::origin);
-      if (origin != request.end() && standard(origin->value()) != fmt::format("http://{}", host)) {
+      if (!_isLocal && origin != request.end() &&
+          standard(origin->value()) != fmt::format("http://{}", host)) {
         answer(http::status::forbidden, "that is for this server's own page\n");
       } else if (target == "/events") {
         become<Events>(request);
@@ -388,16 +484,33 @@ class Server::Implementation::Request : public Connection,
       _response.set("Content-Security-Policy", policy);
       answer(http::status::ok, std::string(viewPage()), "text/html; charset=utf-8");
     } else if (target == "/health") {
-      answer(http::status::ok, server()._service.status(), "application/json");
+      answer(http::status::ok, server()._service.health(server()._refusedConnections),
+             "application/json");
     } else if (target == "/recording") {
-      _response.set(http::field::content_disposition, "attachment; filename=\"last-minute.jsonl\"");
-      answer(http::status::ok, server()._service.lastMinute(), "application/jsonl");
+      answerLastMinute();
     } else if (target.substr(0, cameraPath.size()) == cameraPath) {
       answerCameraFile(target.substr(cameraPath.size()),
                        standard(request[http::field::if_none_match]));
     } else {
       answer(http::status::not_found, "there is /, /health, /recording, /events and /states\n");
     }
+  }
+
+  void answerLastMinute() {
+    if (server()._downloads == mostDownloads) {
+      answer(http::status::service_unavailable,
+             fmt::format("{} others are saving the last minute; try again\n", mostDownloads));
+      return;
+    }
+    ++server()._downloads;
+    _lines = server()._service.lastMinute();
+    std::size_t size = 0;
+    for (const auto& line : _lines) size += line->size();
+    _response.set(http::field::content_disposition, "attachment; filename=\"last-minute.jsonl\"");
+    setHeader(http::status::ok, "application/jsonl");
+    _response.content_length(size);
+    if (_parser.get().method() == http::verb::head) _nextLine = _lines.size();
+    send();
   }
 
   void answerCameraFile(std::string_view name, std::string_view knownTag) {
@@ -419,14 +532,23 @@ class Server::Implementation::Request : public Connection,
     answer(http::status::ok, std::string(std::istreambuf_iterator<char>(content), {}), file->type);
   }
 
-  template <typename Socket>
+  template <typename Peer>
   void become(const http::request<http::empty_body>& request) {
     _stream.expires_never();
-    std::make_shared<Socket>(server(), _stream.release_socket())->accept(request);
+    forget();
+    std::make_shared<Peer>(server(), _stream.release_socket())->accept(request);
   }
 
   void answer(http::status status, std::string text,
               std::string_view type = "text/plain; charset=utf-8") {
+    setHeader(status, type);
+    _response.body() = std::move(text);
+    _response.prepare_payload();
+    if (_parser.get().method() == http::verb::head) _response.body().clear();
+    send();
+  }
+
+  void setHeader(http::status status, std::string_view type) {
     _response.result(status);
     _response.set(http::field::content_type, beast::string_view(type.data(), type.size()));
     _response.set(http::field::cache_control, _cacheControl);
@@ -434,28 +556,81 @@ class Server::Implementation::Request : public Connection,
     _response.set("Referrer-Policy", "no-referrer");
     _response.set("Cross-Origin-Resource-Policy", "same-origin");
     _response.keep_alive(false);
-    _response.body() = std::move(text);
-    _response.prepare_payload();
-    if (_parser.get().method() == http::verb::head) _response.body().clear();
+  }
+
+  void send() {
+    _isAnswering = true;
     _stream.expires_after(idleTime);
     http::async_write(_stream, _response,
-                      [self = shared_from_this()](Error /*error*/, std::size_t /*size*/) {
-                        Error ignored;
-                        self->_stream.socket().shutdown(Tcp::socket::shutdown_send, ignored);
+                      [self = shared_from_this()](Error error, std::size_t /*size*/) {
+                        if (!error) self->sendLines();
                       });
   }
 
-  beast::tcp_stream _stream;
+  /// Sends the lines of the last minute that are left, if any, and ends.
+  void sendLines() {
+    _piece.clear();
+    for (; _nextLine < _lines.size() && _piece.size() < windowSize; ++_nextLine) {
+      _piece += *std::exchange(_lines[_nextLine], nullptr);
+    }
+    _stream.expires_after(patience);
+    if (_piece.empty()) {
+      endDownload();
+      Error ignored;
+      _stream.socket().shutdown(Socket::shutdown_send, ignored);
+      _isAnswering = false;
+      readRest();
+      return;
+    }
+    asio::async_write(_stream, asio::buffer(_piece),
+                      [self = shared_from_this()](Error error, std::size_t /*size*/) {
+                        if (!error) self->sendLines();
+                      });
+  }
+
+  void endDownload() {
+    if (!_lines.empty()) --server()._downloads;
+    _lines.clear();
+  }
+
+  /// The answer would be lost with a connection that is closed while something is unread.
+  void readRest() {
+    _buffer.clear();
+    _stream.async_read_some(_buffer.prepare(longestHeader),
+                            [self = shared_from_this()](Error error, std::size_t /*size*/) {
+                              if (!error) self->readRest();
+                            });
+  }
+
+  beast::basic_stream<asio::generic::stream_protocol> _stream;
+  bool _isLocal;
+  bool _isAnswering = false;
   beast::flat_buffer _buffer;
   http::request_parser<http::empty_body> _parser;
   http::response<http::string_body> _response;
   const char* _cacheControl = "no-store";
+  std::vector<std::shared_ptr<const std::string>> _lines;  // of the last minute
+  std::size_t _nextLine = 0;
+  std::string _piece;
 };
 
 Server::Implementation::Implementation(Service& service, const ServerOptions& options)
     : _service(service),
       _cameraFolder(options.cameraFolder),
       _outputDescriptor(options.outputDescriptor) {
+  if (!options.address.empty()) listen(options);
+  if (!options.socket.empty()) listenLocally(options.socket);
+  if (options.stopDescriptor >= 0) {
+    _stop.assign(fcntl(options.stopDescriptor, F_DUPFD_CLOEXEC, 0));
+    _stop.async_wait(asio::posix::stream_descriptor::wait_read, [this](Error error) {
+      if (!error) _isStopped = true;
+    });
+  }
+  if (const auto output = waitableDescriptor(_outputDescriptor, O_WRONLY)) _output.assign(*output);
+  tick();
+}
+
+void Server::Implementation::listen(const ServerOptions& options) {
   const Tcp::endpoint endpoint(addressOf(options.address), options.port);
   try {
     _acceptor.open(endpoint.protocol());
@@ -475,18 +650,37 @@ Server::Implementation::Implementation(Service& service, const ServerOptions& op
     // A browser leaves out the port that everybody knows.
     if (port == 80) _hosts.insert(boost::to_lower_copy(name));
   }
-  if (options.stopDescriptor >= 0) {
-    _stop.assign(fcntl(options.stopDescriptor, F_DUPFD_CLOEXEC, 0));
-    _stop.async_wait(asio::posix::stream_descriptor::wait_read, [this](Error error) {
-      if (!error) _isStopped = true;
-    });
+  accept(_acceptor);
+}
+
+void Server::Implementation::listenLocally(const std::string& path) {
+  try {
+    const Local::endpoint endpoint(path);
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0) {
+      Error error;
+      if (S_ISSOCK(status.st_mode)) Local::socket(_context).connect(endpoint, error);
+      if (error != asio::error::connection_refused) {
+        throw Failure(printable(path) + ": is there already");
+      }
+      unlink(path.c_str());  // of a service that could not do it itself
+    }
+    _localAcceptor.open();
+    const mode_t mask = umask(0177);
+    Error error;
+    _localAcceptor.bind(endpoint, error);
+    umask(mask);
+    if (error) throw boost::system::system_error(error);
+    _localPath = path;
+    _localAcceptor.listen();
+  } catch (const boost::system::system_error& error) {
+    throw Failure(fmt::format("{}: {}", printable(path), error.code().message()));
   }
-  if (const auto output = waitableDescriptor(_outputDescriptor, O_WRONLY)) _output.assign(*output);
-  accept();
-  tick();
+  accept(_localAcceptor);
 }
 
 std::string Server::Implementation::url() const {
+  if (!_acceptor.is_open()) return "";
   const auto endpoint = _acceptor.local_endpoint();
   const bool isAny = endpoint.address().is_unspecified();
   return fmt::format("http://{}:{}/", isAny ? "localhost" : hostOf(endpoint.address()),
@@ -497,20 +691,60 @@ bool Server::Implementation::isOwnHost(std::string_view host) const {
   return _hosts.count(boost::to_lower_copy(std::string(host))) > 0;
 }
 
-void Server::Implementation::accept() {
-  _acceptor.async_accept([this](Error error, Tcp::socket socket) {
-    if (!_acceptor.is_open()) return;
-    // One too many is closed at once.
-    if (!error && _connections.size() < mostConnections) {
-      socket.set_option(Tcp::no_delay(true), error);
-      std::make_shared<Request>(*this, std::move(socket))->read();
+template <typename Acceptor>
+void Server::Implementation::accept(Acceptor& acceptor) {
+  acceptor.async_accept([this, &acceptor](Error error, auto socket) {
+    if (!acceptor.is_open()) return;
+    if (error == asio::error::no_descriptors ||
+        error == boost::system::errc::too_many_files_open_in_system ||
+        error == asio::error::no_buffer_space || error == asio::error::no_memory) {
+      // To try again at once would take all the time.
+      _pausedAccepts.emplace_back([this, &acceptor] { accept(acceptor); });
+      if (!std::exchange(_isShortOfDescriptors, true)) {
+        _service.errors().say(
+            fmt::format("no connection can be accepted: {}; they have to wait", error.message()));
+      }
+      return;
     }
-    accept();
+    if (!error) arrived(std::move(socket), std::is_same_v<Acceptor, Local::acceptor>);
+    accept(acceptor);
   });
 }
 
+void Server::Implementation::arrived(Socket socket, bool isLocal) {
+  if (!isLocal) {
+    Error ignored;
+    socket.set_option(Tcp::no_delay(true), ignored);
+  }
+  if (_connections.size() >= mostConnections) {
+    ++_refusedConnections;
+    for (Connection* const connection : _connections) {
+      if (connection->makeWay()) break;  // which changes the list
+    }
+  }
+  const auto request = std::make_shared<Request>(*this, std::move(socket), isLocal);
+  if (_connections.size() > mostConnections) {
+    request->refuse();
+  } else {
+    request->read();
+  }
+}
+
+void Server::Implementation::limitUnfinished() {
+  while (_unfinishedBytes > mostUnfinished) {
+    // There is one: all together hold more than all shares.
+    const auto hoarder =
+        std::find_if(_unfinished.begin(), _unfinished.end(),
+                     [](const Lines* lines) { return lines->unfinished() > shareOfUnfinished; });
+    (*hoarder)->giveUp();
+  }
+}
+
 void Server::Implementation::tick() {
+  for (Connection* const connection : _connections) connection->tick();
   _service.tick();
+  if (_pausedAccepts.empty()) _isShortOfDescriptors = false;
+  for (const auto& resume : std::exchange(_pausedAccepts, {})) resume();
   _timer.expires_after(seconds(1));
   _timer.async_wait([this](Error error) {
     if (!error) tick();
@@ -534,8 +768,7 @@ void Server::Implementation::waitForInput(int descriptor) {
 
 void Server::Implementation::output(std::string_view line) {
   if (_outputDescriptor < 0) return;
-  _outputLines.add(std::nullopt, line);
-  _droppedOutput += _outputLines.takeDropped();
+  _outputLines.add(line);
   if (!_isOutputStalled) writeOutput();
 }
 
@@ -544,7 +777,7 @@ void Server::Implementation::writeOutput() {
   _isOutputStalled = false;
   const int descriptor = _output.is_open() ? _output.native_handle() : _outputDescriptor;
   while (true) {
-    if (_outputPiece.empty()) _outputPiece = _outputLines.take();
+    if (_outputPiece.empty()) _outputPiece = _outputLines.take(longestAnswer);
     if (_outputPiece.empty()) return;
     const ssize_t count = write(descriptor, _outputPiece.data(), _outputPiece.size());
     if (count >= 0) {
@@ -565,13 +798,14 @@ void Server::Implementation::writeOutput() {
 
 void Server::Implementation::close() {
   _acceptor.close();
+  _localAcceptor.close();
   _timer.cancel();
   _stop.close();
   _input.close();
   // A connection may go while it is told to.
   const auto connections = _connections;
   for (Connection* const connection : connections) {
-    if (_connections.count(connection) > 0) connection->close();
+    if (std::count(_connections.begin(), _connections.end(), connection) > 0) connection->close();
   }
   const auto end = std::chrono::steady_clock::now() + closingTime;
   while ((!_connections.empty() || _isOutputStalled) && _context.run_one_until(end) > 0) {

@@ -12,10 +12,12 @@
 namespace zorvel {
 
 struct ServerOptions {
-  /// An IP address of this machine, or one that stands for all of them.
+  /// An IP address of this machine, or one that stands for all of them; "" for none.
   std::string address;
   /// 0 for any that is free.
   std::uint16_t port = 0;
+  /// Where a socket for programs of this user alone is made, if anywhere.
+  std::string socket;
   /// Names besides the address and those of the loopback by which browsers may call the server.
   std::vector<std::string> hosts;
   /// Where the files are with which the page analyses pictures, if they are installed.
@@ -36,7 +38,7 @@ Reach reachOf(const std::string& address);
 /// status at /health, the last minute at /recording, what it analyses pictures with under /camera/;
 /// senders connect to /events and pages to /states. Whoever calls by another name than the server's
 /// own, or comes from a page of somebody else, is refused; so a foreign page in the same browser
-/// can neither read nor feed.
+/// can neither read nor feed. Programs may also come by a socket in the file system, by any name.
 class Server {
  public:
   /// Listens. Throws Failure when it cannot.
@@ -45,7 +47,7 @@ class Server {
   Server& operator=(const Server&) = delete;
   ~Server();
 
-  /// The address for a browser.
+  /// The address for a browser; "" when there is none.
   std::string url() const;
 
   /// Writes a line to standard output when its reader takes it; the oldest lines are dropped when

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <random>
 #include <utility>
 #include <zv/version.hpp>
 
@@ -18,26 +19,14 @@ namespace {
 
 constexpr std::string_view source = "zorvel view";
 
-// Persons have topics of their own, their ids.
-constexpr std::int64_t roomTopic = std::numeric_limits<std::int64_t>::min();
-constexpr std::int64_t statusTopic = roomTopic + 1;
-
 constexpr Time::duration keptTime = boost::chrono::seconds(60);
 constexpr std::size_t keptBytes = std::size_t{64} << 20;
 
 // Where pages get their people from, beyond the ids that a perception is likely to use.
 constexpr std::int32_t firstGranted = 1'000'000;
 constexpr std::int32_t mostGranted = 1'000;
-
-/// Writes a JSON object on a line.
-template <typename Write>
-std::string jsonLine(Write write) {
-  fmt::memory_buffer text;
-  JsonLineWriter line(text);
-  write(line);
-  line.finish();
-  return fmt::to_string(text);
-}
+// Whoever gives no sign of life for so long keeps nobody's id; a ping brings one every second.
+constexpr std::chrono::seconds longestSilence{3};
 
 std::string rowLine(Time time, const Row& row, Forces forces) {
   fmt::memory_buffer text;
@@ -49,6 +38,12 @@ std::string header() {
   fmt::memory_buffer text;
   appendHeader(text, source);
   return fmt::to_string(text);
+}
+
+/// Nobody can guess it.
+std::string newKey() {
+  std::random_device random;
+  return fmt::format("{:08x}{:08x}{:08x}{:08x}", random(), random(), random(), random());
 }
 
 /// FILE, then FILE-2 and so on, before the extension.
@@ -65,10 +60,8 @@ Service::Service(Options options) : _options(std::move(options)) { beginAnew(); 
 
 /// Everybody's state begins anew, and so does the record.
 void Service::beginAnew() {
-  std::vector<std::int32_t> gone;
-  for (const auto& [person, line] : _newest) gone.push_back(person);
-  for (const std::int32_t person : gone) remove(person, _clock.now());
-  _newestRoom.clear();
+  while (!_newest.people.empty()) remove(_newest.people.begin()->first, _clock.now());
+  _newest.room.clear();
   _recordLines = 0;
   _lastMinute.clear();
   _lastMinuteBytes = 0;
@@ -120,34 +113,36 @@ void Service::say(const std::string& text) {
     _options.errors.say(text);
   } else {
     _options.errors.say(_sender->name,
-                        fmt::format("{}:{}: {}", _sender->name, _sender->line, text));
+                        fmt::format("{}:{}: {}", _sender->name, _sender->lines, text));
   }
 }
 
-std::string Service::receive(Sender& sender, std::string line) {
-  ++sender.line;
+bool Service::receive(Sender& sender, std::string line) {
+  ++sender.lines;
   _sender = &sender;
   try {
-    ++sender.badLines;
+    ++sender.unreadableLines;
     if (line.find("\"request\"") != std::string::npos) {
-      if (auto answer = answerRequest(sender, line); !answer.empty()) {
-        sender.badLines = 0;
-        return answer;
+      if (const auto answer = answerRequest(sender, line); !answer.empty()) {
+        sender.unreadableLines = 0;
+        sender.answers.add(answer);
+        return true;
       }
     }
     setClock();
     const ku::ClockScope scope(_clock);
     auto event = sender.events.read(line);
-    sender.badLines = 0;
-    if (!event) return "";
+    sender.unreadableLines = 0;
+    if (!event) return true;
     requireOwn(sender, *event);
     event->time = _clock.now();
     const Row row = _playback->play(*event, _recordLines + 1);
     ++_events;
     publish(event->time, row);
-    return "";
+    return true;
   } catch (const std::exception& error) {
-    return refuse(sender, error.what());
+    refuse(sender, error.what());
+    return false;
   }
 }
 
@@ -155,20 +150,20 @@ std::string Service::receive(Sender& sender, std::string line) {
 void Service::played(const Event& event) {
   fmt::memory_buffer text;
   appendEvent(text, event);
-  std::string line = fmt::to_string(text);
+  auto line = std::make_shared<const std::string>(fmt::to_string(text));
   ++_recordLines;
   if (_record) {
     try {
-      _record->append(line);
+      _record->append(*line);
     } catch (const Failure& failure) {
       endRecord(failure);
     }
   }
-  _lastMinuteBytes += line.size();
+  _lastMinuteBytes += line->size();
   _lastMinute.emplace_back(event.time, std::move(line));
   while (between(_lastMinute.front().first, event.time) > keptTime ||
          _lastMinuteBytes > keptBytes) {
-    _lastMinuteBytes -= _lastMinute.front().second.size();
+    _lastMinuteBytes -= _lastMinute.front().second->size();
     _lastMinute.pop_front();
   }
   const auto person = personOf(event);
@@ -176,13 +171,13 @@ void Service::played(const Event& event) {
   if (std::holds_alternative<Remove>(event.what)) {
     remove(*person, event.time);
   } else if (!std::holds_alternative<StopRecording>(event.what)) {
-    _newest.try_emplace(*person);
+    _newest.people.try_emplace(*person);
   }
 }
 
-void Service::remove(std::int32_t person, Time time) {
-  _owners.erase(person);
-  if (_newest.erase(person) == 0) return;
+void Service::remove(std::int64_t person, Time time) {
+  _owners.erase(static_cast<std::int32_t>(person));
+  if (_newest.people.erase(person) == 0) return;
   const auto line = jsonLine([&](JsonLineWriter& json) {
     json.member("time", time);
     json.member("person", person);
@@ -198,10 +193,10 @@ void Service::publish(Time time, const Row& row) {
   Topic topic;
   if (const auto* const state = std::get_if<StateRow>(&row)) {
     topic = state->person;
-    _newest[state->person] = line;
+    _newest.people[state->person] = line;
   } else if (std::holds_alternative<AmbianceRow>(row)) {
     topic = roomTopic;
-    _newestRoom = line;
+    _newest.room = line;
   }
   std::string lineWithForces;
   for (Page* const page : _pages) {
@@ -226,8 +221,13 @@ void Service::requireOwn(const Sender& sender, const Event& event) {
   }
 }
 
-void Service::leave(const Sender& sender) {
+void Service::leave(Sender& sender) {
+  _senders.erase(std::remove(_senders.begin(), _senders.end(), &sender), _senders.end());
   if (_sender == &sender) _sender = nullptr;
+  disown(sender);
+}
+
+void Service::disown(const Sender& sender) {
   for (auto owned = _owners.begin(); owned != _owners.end();) {
     owned = owned->second == &sender ? _owners.erase(owned) : std::next(owned);
   }
@@ -248,16 +248,21 @@ bool Service::isFree(const Range& range) const {
   });
 }
 
-/// Gives the sender ids of its own: the ones it had before, if it tells and nobody has them now.
-std::string Service::grantPeople(const Sender& sender, std::optional<std::int32_t> before,
-                                 std::int32_t count) {
+/// Gives the sender ids of its own: the ones it had before, if nobody has them now, or if the key
+/// shows that they are its own.
+std::string Service::grantPeople(const Sender& sender, std::int32_t count,
+                                 std::optional<std::int32_t> before, std::string_view key) {
+  const auto known = std::find_if(_ranges.begin(), _ranges.end(), [&](const Range& range) {
+    return range.first == before && range.count == count && range.key == key;
+  });
+  if (known != _ranges.end()) disown(*known->owner);
   dropRanges(sender);
-  Range range{before.value_or(firstGranted), count, &sender};
+  Range range{before.value_or(firstGranted), count, &sender, newKey()};
   if (!before || !isFree(range)) {
     const auto isTaken = [&] {
-      const auto present = _newest.lower_bound(range.first);
+      const auto present = _newest.people.lower_bound(range.first);
       return !isFree(range) ||
-             (present != _newest.end() && present->first - range.first < range.count);
+             (present != _newest.people.end() && present->first - range.first < range.count);
     };
     for (range.first = firstGranted; isTaken();) range.first += count;
   }
@@ -266,6 +271,7 @@ std::string Service::grantPeople(const Sender& sender, std::optional<std::int32_
     json.object("people", [&] {
       json.member("first", range.first);
       json.member("count", range.count);
+      json.member("key", range.key);
     });
   });
 }
@@ -284,61 +290,49 @@ std::string Service::answerRequest(const Sender& sender, std::string line) {
     before = static_cast<std::int32_t>(
         first->integer(firstGranted, std::numeric_limits<std::int32_t>::max() - mostGranted));
   }
+  const auto key = object.find("key");
+  const std::string_view keyText = key ? key->text() : "";
   object.finish();
-  return grantPeople(sender, before, static_cast<std::int32_t>(count));
+  return grantPeople(sender, static_cast<std::int32_t>(count), before, keyText);
 }
 
-std::string Service::refuse(const Sender& sender, const std::string& error) {
+void Service::refuse(Sender& sender, const std::string& error) {
   ++_badLines;
+  ++sender.badLines;
   say(error);
   const auto told = jsonLine([&](JsonLineWriter& json) {
     json.object("bad_line", [&] {
       json.member("source", sender.name);
-      json.member("line", sender.line);
+      json.member("line", sender.lines);
       json.member("error", error);
     });
   });
-  for (Page* const page : _pages) page->add(std::nullopt, told);
-  return jsonLine([&](JsonLineWriter& json) {
+  for (Page* const page : _pages) page->addError(told);
+  sender.answers.add(jsonLine([&](JsonLineWriter& json) {
     json.member("error", error);
-    json.member("line", sender.line);
-  });
+    json.member("line", sender.lines);
+  }));
 }
 
-void Page::add(Topic topic, std::string_view line) {
-  queue.add(topic, line);
-  wake();
-}
-
-std::string Page::take() {
-  std::string lines = queue.take();
-  const std::uint64_t missed = queue.takeDropped();
-  if (missed == 0) return lines;
-  return jsonLine([missed](JsonLineWriter& json) { json.member("missed", missed); }) + lines;
-}
-
-void Service::connect(Page& page) {
-  _pages.insert(&page);
-  page.queue.add(std::nullopt, jsonLine([](JsonLineWriter& json) { writeReasons(json); }));
-  page.queue.add(statusTopic, statusLine());
-  for (const auto& [person, line] : _newest) {
-    if (!line.empty()) page.queue.add(person, line);
-  }
-  if (!_newestRoom.empty()) page.queue.add(roomTopic, _newestRoom);
-  page.wake();
-}
-
-std::string Service::receive(Page& page, std::string line) {
+void Service::receive(Page& page, std::string line) {
   try {
     JsonLine json;
     JsonObject object(json.parse(line));
     const bool wantsForces = object.get("forces").boolean();
     object.finish();
     page.wantsForces = wantsForces;
-    return "";
   } catch (const JsonError& error) {
-    return jsonLine([&error](JsonLineWriter& json) { json.member("error", error.what()); });
+    ++page.badLines;
+    page.addError(jsonLine([&error](JsonLineWriter& json) { json.member("error", error.what()); }));
   }
+}
+
+void Service::leave(const Page& page) {
+  _pages.erase(std::remove(_pages.begin(), _pages.end(), &page), _pages.end());
+}
+
+std::string Service::take(Page& page) const {
+  return page.take(_newest, [this] { return statusLine(); });
 }
 
 void Service::tick() {
@@ -349,8 +343,21 @@ void Service::tick() {
     const ku::ClockScope scope(_clock);
     _playback->forgetUnseen();
   }
-  const std::string line = statusLine();
-  for (Page* const page : _pages) page->add(statusTopic, line);
+  if (_record) {
+    try {
+      _record->requireName();
+    } catch (const Failure& failure) {
+      endRecord(failure);
+    }
+  }
+  const auto now = std::chrono::steady_clock::now();
+  for (const Sender* const sender : _senders) {
+    if (now - longestSilence > sender->lastSign) disown(*sender);
+  }
+  for (Page* const page : _pages) {
+    page->wantsStatus = true;
+    page->wake();
+  }
 }
 
 void Service::writeStatus(JsonLineWriter& json) const {
@@ -360,7 +367,7 @@ void Service::writeStatus(JsonLineWriter& json) const {
   json.member("started", _started);
   json.member("time", ku::SystemClock::wallClock());
   json.member("uptime", uptime.count());
-  json.member("people", _newest.size());
+  json.member("people", _newest.people.size());
   json.member("events", _events);
   json.member("bad_lines", _badLines);
   json.member("lost_messages", _options.errors.lost());
@@ -371,6 +378,12 @@ void Service::writeStatus(JsonLineWriter& json) const {
   } else {
     json.null();
   }
+  json.key("recording_failure");
+  if (_recordFailure.empty()) {
+    json.null();
+  } else {
+    json.value(_recordFailure);
+  }
 }
 
 std::string Service::statusLine() const {
@@ -378,15 +391,32 @@ std::string Service::statusLine() const {
       [this](JsonLineWriter& json) { json.object("status", [&] { writeStatus(json); }); });
 }
 
-std::string Service::status() const {
-  return jsonLine([this](JsonLineWriter& json) { writeStatus(json); });
+std::string Service::health(std::uint64_t refused) const {
+  return jsonLine([&](JsonLineWriter& json) {
+    writeStatus(json);
+    json.member("refused_connections", refused);
+    std::vector<std::pair<const Peer*, std::uint64_t>> connections;
+    for (const Sender* const sender : _senders) {
+      connections.emplace_back(sender, sender->answers.dropped());
+    }
+    for (const Page* const page : _pages) connections.emplace_back(page, page->missed);
+    json.list("connections", connections, [&json](const auto& connection) {
+      const auto& [peer, dropped] = connection;
+      json.member("name", peer->name);
+      json.member("since", peer->since);
+      json.member("lines", peer->lines);
+      json.member("bad_lines", peer->badLines);
+      json.member("dropped", dropped);
+    });
+  });
 }
 
-std::string Service::lastMinute() const {
-  std::string recording = header();
-  recording.reserve(recording.size() + _lastMinuteBytes);
-  for (const auto& [time, line] : _lastMinute) recording += line;
-  return recording;
+std::vector<std::shared_ptr<const std::string>> Service::lastMinute() const {
+  std::vector<std::shared_ptr<const std::string>> lines;
+  lines.reserve(_lastMinute.size() + 1);
+  lines.push_back(std::make_shared<const std::string>(header()));
+  for (const auto& [time, line] : _lastMinute) lines.push_back(line);
+  return lines;
 }
 
 }  // namespace zorvel

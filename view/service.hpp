@@ -7,47 +7,22 @@
 #include <functional>
 #include <ku/clock.hpp>
 #include <map>
+#include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "playback/live_playback.hpp"
-#include "recording/event_reader.hpp"
 #include "recording/failure.hpp"
 #include "recording/standard_error.hpp"
-#include "view/line_queue.hpp"
+#include "view/peers.hpp"
 #include "view/record_file.hpp"
 
 namespace zorvel {
 
 class JsonLineWriter;
-
-/// Whoever sends events: standard input, or a connection.
-struct Sender {
-  explicit Sender(std::string name_) : name(std::move(name_)) {}
-
-  /// As messages call it.
-  std::string name;
-  std::uint64_t line = 0;
-  /// How many of the newest lines in a row could not be read.
-  std::uint64_t badLines = 0;
-  EventReader events{MissingTime::Now};
-};
-
-/// Whoever is sent states.
-struct Page {
-  void add(Topic topic, std::string_view line);
-  /// Takes the lines that wait, with how many were dropped before them.
-  std::string take();
-
-  /// Called when there is something in the queue.
-  std::function<void()> wake;
-  bool wantsForces = false;
-  LineQueue queue;
-};
 
 /// The estimator as a service, whatever the ways in and out are: plays the events of all senders,
 /// in the order of their arrival, records them, and tells pages and standard output what came of
@@ -70,26 +45,34 @@ class Service {
   /// empty.
   void record(const std::string& file);
 
-  /// Handles a line from the sender; returns what to answer, which may be nothing.
-  std::string receive(Sender& sender, std::string line);
+  void join(Sender& sender) { _senders.push_back(&sender); }
+  /// Handles a line from the sender, and answers it where there is something to say. Returns
+  /// whether it was as it should be.
+  bool receive(Sender& sender, std::string line);
   /// The sender has gone: others may use its ids.
-  void leave(const Sender& sender);
+  void leave(Sender& sender);
 
-  /// Adds a page, which gets the service's status and the newest state of everybody.
-  void connect(Page& page);
-  void disconnect(Page& page) { _pages.erase(&page); }
-  /// Handles a line from the page; returns what to answer.
-  std::string receive(Page& page, std::string line);
-  /// Forgets who has gone and sends the status to all pages; to be called about once a second.
+  void join(Page& page) { _pages.push_back(&page); }
+  /// Handles a line from the page.
+  void receive(Page& page, std::string line);
+  /// What is to be sent to the page next, "" for nothing.
+  std::string take(Page& page) const;
+  void leave(const Page& page);
+
+  /// Forgets who has gone, looks after the record and sends the status to all pages; to be called
+  /// about once a second.
   void tick();
 
   /// Standard output takes no more, and why.
   void endOutput(const Failure& failure);
 
-  /// How the service is, as a JSON object on a line.
-  std::string status() const;
-  /// The last minute of what was played, as a recording.
-  std::string lastMinute() const;
+  /// How the service and everybody at its other ends is, as a JSON object on a line; `refused` is
+  /// how many connections found no room.
+  std::string health(std::uint64_t refused) const;
+  /// The last minute of what was played, as the lines of a recording.
+  std::vector<std::shared_ptr<const std::string>> lastMinute() const;
+
+  StandardError& errors() const { return _options.errors; }
 
   /// What ended the recording, empty if nothing did.
   const std::string& recordFailure() const { return _recordFailure; }
@@ -102,6 +85,8 @@ class Service {
     std::int32_t first;
     std::int32_t count;
     const Sender* owner;
+    /// Whoever has it may take the range over.
+    std::string key;
   };
 
   void setClock();
@@ -109,15 +94,16 @@ class Service {
   void beginRecord();
   void endRecord(const Failure& failure);
   void played(const Event& event);
-  void remove(std::int32_t person, Time time);
+  void remove(std::int64_t person, Time time);
   void publish(Time time, const Row& row);
   void requireOwn(const Sender& sender, const Event& event);
+  void disown(const Sender& sender);
   void dropRanges(const Sender& sender);
   bool isFree(const Range& range) const;
-  std::string grantPeople(const Sender& sender, std::optional<std::int32_t> before,
-                          std::int32_t count);
+  std::string grantPeople(const Sender& sender, std::int32_t count,
+                          std::optional<std::int32_t> before, std::string_view key);
   std::string answerRequest(const Sender& sender, std::string line);
-  std::string refuse(const Sender& sender, const std::string& error);
+  void refuse(Sender& sender, const std::string& error);
   void say(const std::string& text);
   void writeStatus(JsonLineWriter& json) const;
   std::string statusLine() const;
@@ -126,7 +112,7 @@ class Service {
   ku::SimulatedClock _clock{Time::min()};
   std::optional<LivePlayback> _playback;
   /// Whose line is being handled; none between lines.
-  const Sender* _sender = nullptr;
+  Sender* _sender = nullptr;
 
   std::string _recordName;  // of the first; empty for no record
   std::optional<RecordFile> _record;
@@ -135,16 +121,16 @@ class Service {
   std::uint64_t _recordLines = 0;
   std::string _recordFailure;
   std::string _outputFailure;
-  std::deque<std::pair<Time, std::string>> _lastMinute;
+  /// Whoever is given them may take long.
+  std::deque<std::pair<Time, std::shared_ptr<const std::string>>> _lastMinute;
   std::size_t _lastMinuteBytes = 0;
 
   std::map<std::int32_t, const Sender*> _owners;
   std::vector<Range> _ranges;
 
-  std::set<Page*> _pages;
-  /// The newest state of each person who is present; empty before the first.
-  std::map<std::int32_t, std::string> _newest;
-  std::string _newestRoom;
+  std::vector<Sender*> _senders;
+  std::vector<Page*> _pages;
+  Newest _newest;
 
   Time _started = ku::SystemClock::wallClock();
   std::chrono::steady_clock::time_point _startedSteadily = std::chrono::steady_clock::now();

@@ -32,14 +32,14 @@ websocket::close_code closeCode(WebSocket::Reason reason) {
 
 class WebSocket::Implementation {
  public:
-  explicit Implementation(asio::ip::tcp::socket socket) : stream(std::move(socket)) {}
+  explicit Implementation(Socket socket) : stream(std::move(socket)) {}
 
   // Without compression: no end ever agrees to it, and it takes long to compile.
-  websocket::stream<beast::tcp_stream, false> stream;
+  websocket::stream<beast::basic_stream<asio::generic::stream_protocol>, false> stream;
   beast::flat_buffer piece;
 };
 
-WebSocket::WebSocket(asio::ip::tcp::socket socket)
+WebSocket::WebSocket(Socket socket)
     : _implementation(std::make_unique<Implementation>(std::move(socket))) {
   _implementation->stream.text(true);
 }
@@ -71,8 +71,8 @@ void WebSocket::accept(const Request& request, Handler done) {
   _implementation->stream.async_accept(request, std::move(done));
 }
 
-void WebSocket::handshake(const std::string& host, const std::string& path) {
-  _implementation->stream.handshake(host, path);
+void WebSocket::handshake(const std::string& host, const std::string& path, Handler done) {
+  _implementation->stream.async_handshake(host, path, std::move(done));
 }
 
 void WebSocket::write(const std::string& text, SizeHandler done) {

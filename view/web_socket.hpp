@@ -1,7 +1,7 @@
 #ifndef ZORVEL_VIEW_WEB_SOCKET_HPP
 #define ZORVEL_VIEW_WEB_SOCKET_HPP
 
-#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/message.hpp>
 #include <chrono>
@@ -18,6 +18,8 @@ namespace zorvel {
 /// compiled once.
 class WebSocket {
  public:
+  /// Of whatever family of addresses.
+  using Socket = boost::asio::generic::stream_protocol::socket;
   using Error = boost::system::error_code;
   using Handler = std::function<void(Error)>;
   using SizeHandler = std::function<void(Error, std::size_t)>;
@@ -25,7 +27,7 @@ class WebSocket {
 
   enum class Reason { Normal, GoingAway, NoText, BadContent, TryAgainLater };
 
-  explicit WebSocket(boost::asio::ip::tcp::socket socket);
+  explicit WebSocket(Socket socket);
   WebSocket(const WebSocket&) = delete;
   WebSocket& operator=(const WebSocket&) = delete;
   ~WebSocket();
@@ -41,8 +43,8 @@ class WebSocket {
   static bool isUpgrade(const Request& request);
   /// As the server that the request came to.
   void accept(const Request& request, Handler done);
-  /// As a client. Throws boost::system::system_error.
-  void handshake(const std::string& host, const std::string& path);
+  /// As a client.
+  void handshake(const std::string& host, const std::string& path, Handler done);
 
   /// Sends a message. The text must stay until `done`.
   void write(const std::string& text, SizeHandler done);

@@ -52,8 +52,8 @@ def smile(seconds):
 
 
 def last_smile(rate, start):
-    """A smile of a second, then no face."""
-    lines = cycles(start, start + 7, lambda at: face(1) if at <= start + 1 else {}, rate)
+    """A smile of a second, then a calm face."""
+    lines = cycles(start, start + 7, lambda at: face(1 if at <= start + 1 else 0), rate)
     return during(start, start + 7, f"{rate} cycles a second", lines)
 
 

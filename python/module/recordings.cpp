@@ -11,6 +11,7 @@
 #include "import/importer.hpp"
 #include "import/scope_table.hpp"
 #include "inspection/findings.hpp"
+#include "inspection/format.hpp"
 #include "inspection/info_report.hpp"
 #include "inspection/recording_facts.hpp"
 #include "module.hpp"
@@ -55,6 +56,7 @@ class Reader {
     return std::move(*event);
   }
   const std::string& source() const { return _recording.source(); }
+  std::optional<Time> origin() const { return _recording.origin(); }
 
  private:
   std::mutex _mutex;
@@ -64,9 +66,9 @@ class Reader {
 /// A recording that is written; unless it is closed, it leaves no trace.
 class Writer {
  public:
-  Writer(const std::string& name, const std::string& source) {
+  Writer(const std::string& name, const std::string& source, std::optional<Time> origin) {
     withoutLock([&] { _output.emplace(name, throwIfInterrupted); });
-    appendHeader(_output->text(), source);
+    appendHeader(_output->text(), source, origin);
   }
   void write(const Event& event) {
     if (!_output) throw py::value_error("the recording is closed");
@@ -126,6 +128,10 @@ struct KeptIn {
   using Type = std::vector<Value>;
 };
 template <>
+struct KeptIn<bool> {
+  using Type = std::vector<std::uint8_t>;
+};
+template <>
 struct KeptIn<std::size_t> {
   using Type = std::vector<std::int64_t>;
 };
@@ -180,13 +186,13 @@ class Table {
         _columns);
   }
 
-  /// A dict from the name of each column to its array; `start` is where the recording begins.
-  py::dict take(Time start) {
+  /// A dict from the name of each column to its array; seconds count from `zero`.
+  py::dict take(Time zero) {
     py::dict arrays;
     std::vector<double> since;
     if constexpr (!std::is_same_v<Row, StateRow>) {  // of which the file has the seconds
       for (const std::int64_t time : _times) {
-        since.push_back(secondsOf(between(start, Time(Time::duration(time)))));
+        since.push_back(secondsOf(between(zero, Time(Time::duration(time)))));
       }
     }
     arrays["time"] = asArray(std::move(_times));
@@ -233,9 +239,9 @@ class Tables {
   explicit Tables(Forces forces) : _forces(forces) { loadNumpy(); }
 
   void add(Time time, const Row& row) {
-    if (!_start) _start = time;
     if (const auto* state = std::get_if<StateRow>(&row)) {
       _timeline.add(time, *state);
+      _known.add(time, *state);
       for (const ZV::Force& force : state->forces) {
         _movements.add(time, ForceRow{state->person, force});
       }
@@ -244,20 +250,21 @@ class Tables {
     if (const auto* ambiance = std::get_if<AmbianceRow>(&row)) _ambiance.add(time, *ambiance);
   }
 
-  py::dict take() {
-    const Time start = _start.value_or(Time());
+  /// Seconds count from `zero`.
+  py::dict take(Time zero) {
     py::dict tables;
-    tables["timeline"] = _timeline.take(start);
-    tables["scopes"] = _scopes.take(start);
-    tables["ambiance"] = _ambiance.take(start);
-    if (_forces == Forces::Watched) tables["forces"] = _movements.take(start);
+    tables["timeline"] = _timeline.take(zero);
+    tables["known"] = _known.take(zero);
+    tables["scopes"] = _scopes.take(zero);
+    tables["ambiance"] = _ambiance.take(zero);
+    if (_forces == Forces::Watched) tables["forces"] = _movements.take(zero);
     return tables;
   }
 
  private:
   Forces _forces;
-  std::optional<Time> _start;
   Table<StateRow, decltype(timelineColumns)> _timeline{timelineColumns};
+  Table<StateRow, decltype(knownColumns)> _known{knownColumns};
   Table<ScopeRow, decltype(scopesColumns)> _scopes{scopesColumns};
   Table<AmbianceRow, decltype(ambianceColumns)> _ambiance{ambianceColumns};
   Table<ForceRow, decltype(forcesColumns)> _movements{forcesColumns};
@@ -270,17 +277,30 @@ py::object asException(const std::optional<Failure>& failure) {
   return failure ? exceptionOf(*failure) : py::none();
 }
 
+py::list warningsOf(const std::vector<Finding>& findings) {
+  py::list warnings;
+  for (const Finding& finding : findings) {
+    if (finding.isWarning) warnings.append(finding.text);
+  }
+  return warnings;
+}
+
 py::tuple replayFile(py::handle path, bool forces) {
   const std::string name = pathFrom(path);
   const Forces watched = forces ? Forces::Watched : Forces::Unwatched;
   Tables tables(watched);
+  RecordingFacts facts;
+  Time zero;
   const auto failure = withoutLock([&] {
     RecordingReader recording(name, checkSignals);
-    return playAll(recording, watched, [&](Time time, const Event& /*event*/, const Row& row) {
+    auto ended = playAll(recording, watched, [&](Time time, const Event& event, const Row& row) {
       tables.add(time, row);
+      facts.add(event, recording.lines().lineNumber());
     });
+    zero = recording.secondZero();
+    return ended;
   });
-  return py::make_tuple(tables.take(), asException(failure));
+  return py::make_tuple(tables.take(zero), warningsOf(findingsOf(facts)), asException(failure));
 }
 
 /// Replays what Python gives one by one: an event, a line, or what `lineOf` makes a line of.
@@ -302,9 +322,11 @@ py::tuple replayEvents(const py::iterable& entries, py::handle lineOf, bool forc
     if (!line.empty() && line.back() == '\n') line.pop_back();
     return line;
   };
+  const auto* const reader =
+      py::isinstance<Reader>(entries) ? entries.cast<const Reader*>() : nullptr;
   EventReader lines(MissingTime::Error);
   std::uint64_t number = 0;
-  const auto next = [&]() -> std::optional<Event> {
+  const auto read = [&]() -> std::optional<Event> {
     while (true) {
       Entry entry = callPython(nextEntry);
       ++number;
@@ -319,18 +341,36 @@ py::tuple replayEvents(const py::iterable& entries, py::handle lineOf, bool forc
       }
     }
   };
+  std::optional<Time> zero;
+  const auto next = [&] {
+    auto event = read();
+    if (event && !zero) {
+      const auto origin = reader != nullptr ? reader->origin() : lines.origin();
+      zero = origin.value_or(event->time);
+    }
+    return event;
+  };
   try {
     const auto failure = withoutLock([&] {
-      return playAll(next, watched, [&](Time time, const Event& /*event*/, const Row& row) {
-        tables.add(time, row);
-      });
+      return playAll(
+          {next, [&] { return *zero; }}, watched,
+          [&](Time time, const Event& /*event*/, const Row& row) { tables.add(time, row); });
     });
-    return py::make_tuple(tables.take(), asException(failure));
+    return py::make_tuple(tables.take(zero.value_or(Time())), asException(failure));
   } catch (const py::error_already_set& error) {
     // The events may themselves be those of a recording with a bad line.
     if (!error.matches(py::module_::import("zorvel").attr("DataError"))) throw;
-    return py::make_tuple(tables.take(), error.value());
+    return py::make_tuple(tables.take(zero.value_or(Time())), error.value());
   }
+}
+
+double numberOf(std::optional<double> cell) {
+  return cell.value_or(std::numeric_limits<double>::quiet_NaN());
+}
+
+template <typename Number>
+Number numberOf(Number cell) {
+  return cell;
 }
 
 /// The rows as dicts, from the name of each column to the value, and as lines of a table.
@@ -338,11 +378,14 @@ py::tuple summarizeFile(py::handle path, py::handle shown) {
   const std::string name = pathFrom(path);
   const auto shownName = py::module_::import("os").attr("fsencode")(shown).cast<std::string>();
   SummaryTable summary;
+  RecordingFacts facts;
   const auto failure = withoutLock([&] {
     RecordingReader recording(name, checkSignals);
-    return playAll(
-        recording, Forces::Unwatched,
-        [&](Time time, const Event& event, const Row& row) { summary.add(time, event, row); });
+    return playAll(recording, Forces::Unwatched,
+                   [&](Time time, const Event& event, const Row& row) {
+                     summary.add(time, event, row);
+                     facts.add(event, recording.lines().lineNumber());
+                   });
   });
   const auto rows = summary.rows();
   py::list dicts;
@@ -350,14 +393,16 @@ py::tuple summarizeFile(py::handle path, py::handle shown) {
     py::dict cells;
     std::apply(
         [&](const auto&... column) {
-          ((cells[py::str(column.name.data(), column.name.size())] = column.value(row)), ...);
+          ((cells[py::str(column.name.data(), column.name.size())] = numberOf(column.value(row))),
+           ...);
         },
         summaryColumns);
     dicts.append(cells);
   }
   fmt::memory_buffer lines;
   appendSummary(lines, shownName, rows);
-  return py::make_tuple(dicts, fileName(fmt::to_string(lines)), asException(failure));
+  return py::make_tuple(dicts, fileName(fmt::to_string(lines)), warningsOf(findingsOf(facts)),
+                        asException(failure));
 }
 
 std::optional<std::int32_t> personFrom(py::handle person) {
@@ -401,17 +446,9 @@ py::tuple explainGreatestOf(py::handle path, py::handle person, py::handle numbe
   });
   fmt::memory_buffer lines;
   for (const ExplainedChange& change : greatest.changes) {
-    appendExplanationLine(lines, change, greatest.start);
+    appendExplanationLine(lines, change, greatest.secondZero);
   }
   return py::make_tuple(py::str(lines.data(), lines.size()), asException(greatest.failure));
-}
-
-py::list warningsOf(const std::vector<Finding>& findings, const std::string& place = {}) {
-  py::list warnings;
-  for (const Finding& finding : findings) {
-    if (finding.isWarning) warnings.append(fileName(place + finding.text));
-  }
-  return warnings;
 }
 
 py::tuple reportFile(py::handle path, py::handle output) {
@@ -448,9 +485,7 @@ py::tuple reportFiles(const py::list& paths, py::handle output, py::handle scope
     return written;
   });
   py::list warnings;
-  for (std::size_t index = 0; index < results.size(); ++index) {
-    warnings += warningsOf(results[index].findings, printable(names[index]) + ": ");
-  }
+  for (const ReportResult& result : results) warnings.append(warningsOf(result.findings));
   std::optional<Failure> failure;
   if (const auto failures = failuresOf(results); !failures.empty()) failure.emplace(failures);
   return py::make_tuple(warnings, asException(failure));
@@ -470,9 +505,10 @@ py::tuple infoOfFile(py::handle path) {
     } catch (const Failure& error) {
       failure = error;
     }
-    return formatInfoJson({printable(name), recording.source(), recording.lines().lineNumber(),
-                           failure ? failure->what() : ""},
-                          found);
+    return formatInfoJson(
+        {printable(name), recording.source(), recording.origin(), recording.secondZero(),
+         recording.lines().lineNumber(), failure ? failure->what() : ""},
+        found);
   });
   return py::make_tuple(facts, asException(failure));
 }
@@ -484,7 +520,7 @@ void cutFile(py::handle path, py::handle output, py::handle from, py::handle to,
   CutSpan span;
   if (!from.is_none()) span.from = durationFrom(from, "begin");
   if (!to.is_none()) span.to = durationFrom(to, "end");
-  if (span.from > span.to) throw py::value_error("begin: is after end");
+  if (span.from && *span.from > span.to) throw py::value_error("begin: is after end");
   if (!leadIn.is_none()) span.leadIn = durationFrom(leadIn, "lead_in");
   if (span.leadIn < Time::duration(0)) failValue("lead_in", "must be 0 or more");
   span.person = personFrom(person);
@@ -500,19 +536,22 @@ void cutFile(py::handle path, py::handle output, py::handle from, py::handle to,
   });
 }
 
-void annotateFile(py::handle path, py::handle scopes, py::handle output) {
+/// Returns what removals did to the scopes.
+std::string annotateFile(py::handle path, py::handle scopes, py::handle output, py::handle offset) {
   const std::string name = pathFrom(path);
   const std::string table = pathFrom(scopes);
   const std::string outputName = pathFrom(output);
-  withoutLock([&] {
+  const auto since = offset.is_none() ? Time::duration(0) : durationFrom(offset, "offset");
+  return withoutLock([&] {
     requireDistinct({name, table}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput annotated(outputName, throwIfInterrupted);
-    RecordingAnnotation lines(recording, table, readScopes(table, checkSignals));
+    RecordingAnnotation lines(recording, table, readScopes(table, since, checkSignals));
     while (lines.next(annotated.text())) {
       if (annotated.isFile()) annotated.flush();  // elsewhere an error could not take it back
     }
     annotated.commit();
+    return formatParted(lines.parted());
   });
 }
 
@@ -703,9 +742,18 @@ void addRecordings(py::module_& module) {
   py::class_<Reader>(module, "RecordingReader", "The events of a recording, one after the other.")
       .def("__iter__", [](py::object self) { return self; })
       .def("__next__", &Reader::next)
+      .def_property_readonly("source", &Reader::source,
+                             "What made the recording, by its header; known after the first event.")
       .def_property_readonly(
-          "source", &Reader::source,
-          "What made the recording, by its header; known after the first event.");
+          "origin",
+          [](const Reader& reader) -> std::optional<std::int64_t> {
+            const auto origin = reader.origin();
+            if (!origin) return std::nullopt;
+            return nanoseconds(*origin);
+          },
+          "The moment of second 0, by its header, in nanoseconds since 1970; None where that is "
+          "the "
+          "first event, and before that is read.");
   module.def(
       "read_recording",
       [](py::handle path) {
@@ -717,11 +765,15 @@ void addRecordings(py::module_& module) {
   py::class_<Writer>(
       module, "Recording",
       "A recording to write. It takes its name when it is closed, as the end of a `with` block "
-      "does; one that is not, or whose block ends by an exception, leaves no trace.")
-      .def(py::init([](py::handle path, py::handle source) {
-             return std::make_unique<Writer>(pathFrom(path), textFrom(source, "source"));
+      "does; one that is not, or whose block ends by an exception, leaves no trace. `origin` is "
+      "the "
+      "moment of second 0, where that is not the first event.")
+      .def(py::init([](py::handle path, py::handle source, py::handle origin) {
+             std::optional<Time> zero;
+             if (!origin.is_none()) zero = timeFrom(origin, "origin");
+             return std::make_unique<Writer>(pathFrom(path), textFrom(source, "source"), zero);
            }),
-           py::arg("path"), py::arg("source") = "")
+           py::arg("path"), py::arg("source") = "", py::arg("origin") = py::none())
       .def("write", &Writer::write, py::arg("event"), "Appends an event.")
       .def("close", &Writer::close, "Writes everything out, down to the disk.")
       .def("__enter__", [](py::object self) { return self; })
@@ -743,7 +795,8 @@ void addRecordings(py::module_& module) {
   module.def("info_of_file", &infoOfFile, py::arg("path"));
   module.def("cut_file", &cutFile, py::arg("path"), py::arg("output"), py::arg("begin"),
              py::arg("end"), py::arg("lead_in"), py::arg("person"), py::arg("every"));
-  module.def("annotate_file", &annotateFile, py::arg("path"), py::arg("scopes"), py::arg("output"));
+  module.def("annotate_file", &annotateFile, py::arg("path"), py::arg("scopes"), py::arg("output"),
+             py::arg("offset"));
   module.def(
       "require_distinct",
       [](const py::list& inputs, py::handle output) {

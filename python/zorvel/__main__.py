@@ -3,10 +3,11 @@
 from __future__ import annotations
 
 import argparse
-import math
 import os
 import sys
 import tempfile
+import warnings
+from decimal import Decimal
 
 import matplotlib
 import matplotlib.figure
@@ -15,17 +16,17 @@ from . import DataError, Results, _zorvel, replay
 from .figure import QUANTITIES, draw
 
 
-def _since_start(text: str) -> float:
+def _seconds(text: str) -> float:
     """Seconds, or minutes and seconds, or hours, minutes and seconds."""
-    seconds = 0.0
+    seconds = Decimal(0)  # a sum of floats would miss the cycle at that very time
     try:
         for part in text.split(":"):
-            seconds = 60.0 * seconds + float(part)
-        if not math.isfinite(seconds):
+            seconds = 60 * seconds + Decimal(part)
+        if not seconds.is_finite():
             raise ValueError
-    except ValueError:
+    except (ValueError, ArithmeticError):
         raise argparse.ArgumentTypeError(f"{text!r} is neither seconds nor like 1:23.5") from None
-    return seconds
+    return float(seconds)
 
 
 def _save(figure: matplotlib.figure.Figure, output: str) -> None:
@@ -51,9 +52,9 @@ def main() -> int:
                       help="the figure; its ending tells the kind: .svg, .pdf or .png")
     plot.add_argument("--person", type=int, action="append", metavar="N",
                       help="this person alone, or several; all without it")
-    plot.add_argument("--from", type=_since_start, dest="begin", metavar="TIME",
-                      help="since the start: seconds, or like 1:23.5")
-    plot.add_argument("--to", type=_since_start, dest="end", metavar="TIME")
+    plot.add_argument("--from", type=_seconds, dest="begin", metavar="TIME",
+                      help="since second 0: seconds, or like 1:23.5")
+    plot.add_argument("--to", type=_seconds, dest="end", metavar="TIME")
     plot.add_argument("--quantity", action="append", choices=list(QUANTITIES),
                       help="this alone, or several; all without it")
     plot.add_argument("--width", type=float, default=178.0, metavar="MM",
@@ -61,6 +62,7 @@ def main() -> int:
     plot.add_argument("--grey", action="store_true", help="greys and line styles for colours")
     options = parser.parse_args()
 
+    warnings.showwarning = lambda message, *_: print(message, file=sys.stderr)
     try:
         _zorvel.require_distinct(options.recordings, options.output)
     except DataError as error:

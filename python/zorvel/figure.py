@@ -68,12 +68,12 @@ def _with_gaps(seconds: numpy.ndarray[Any, Any], visits: numpy.ndarray[Any, Any]
     return numpy.insert(seconds, gaps, numpy.nan), numpy.insert(values, gaps, numpy.nan, axis=1)
 
 
-class _ScopeLabel(matplotlib.text.Text):  # type: ignore[misc]
-    """The text of a scope, which is left out where it is longer than what is shown of the scope."""
+class _FittingText(matplotlib.text.Text):  # type: ignore[misc]
+    """A text that is left out where it reaches beyond `end`, or beyond what is shown."""
 
-    def __init__(self, begin: float, end: float, lane: int, text: str) -> None:
-        super().__init__(begin, lane, text, va="center", fontsize="x-small", clip_on=True,
-                         parse_math=False, family=_families(text))
+    def __init__(self, begin: float, y: float, text: str, end: float, **look: Any) -> None:
+        super().__init__(begin, y, text, va="center", fontsize="x-small", clip_on=True,
+                         parse_math=False, **look)
         self._end = end
 
     def draw(self, renderer: Any) -> None:
@@ -106,18 +106,45 @@ def _families_with(characters: frozenset[int], *usual_families: str) -> list[str
     return families
 
 
-def _draw_quantity(axes: matplotlib.axes.Axes, curves: Sequence[_Curve], name: str,
-                   grey: bool) -> None:
+def _hatch(axes: matplotlib.axes.Axes, spans: Sequence[tuple[float, float]], bottom: float,
+           height: float, color: str) -> None:
+    """Says "not measured" where a curve would be a line at 0, in a person's part of the axis."""
+    for left, right in spans:
+        axes.axvspan(left, right, bottom, bottom + height, fill=False, hatch="///", edgecolor=color,
+                     alpha=0.25, linewidth=0.0)
+        axes.add_artist(_FittingText(left, bottom + height / 2.0, " not measured", right,
+                                     color=color, transform=axes.get_xaxis_transform()))
+
+
+def _unknown_spans(seconds: numpy.ndarray[Any, Any], known: numpy.ndarray[Any, Any],
+                   shown: tuple[float, float]) -> list[tuple[float, float]]:
+    """Where a value is not known, up to the row that knows it again; both have NaN in gaps."""
+    edges = numpy.flatnonzero(numpy.diff(known == 0.0, prepend=False, append=False))
+    spans = []
+    for first, end in zip(edges[::2], edges[1::2]):
+        continues = end < len(seconds) and not numpy.isnan(seconds[end])
+        left, right = numpy.clip([seconds[first], seconds[end if continues else end - 1]], *shown)
+        if left < right:
+            spans.append((float(left), float(right)))
+    return spans
+
+
+def _draw_quantity(axes: matplotlib.axes.Axes, curves: Sequence[_Curve], name: str, grey: bool,
+                   shown: tuple[float, float]) -> None:
     lowest, highest = QUANTITIES[name]
     for index, (results, person, label) in enumerate(curves):
         timeline = results.timeline
         rows = timeline["person"] == person
-        shown = [timeline[name][rows]]
+        values = [timeline[name][rows],
+                  results._known["valence" if name == "mood" else name][rows]]
         if f"{name}_confidence" in timeline:
-            shown.append(timeline[f"{name}_confidence"][rows])
-        seconds, (value, *confidence) = _with_gaps(
-            timeline["seconds"][rows], timeline["visit"][rows], numpy.stack(shown).astype(float))
+            values.append(timeline[f"{name}_confidence"][rows])
+        seconds, (value, known, *confidence) = _with_gaps(
+            timeline["seconds"][rows], timeline["visit"][rows], numpy.stack(values).astype(float))
+        value = numpy.where(known == 0.0, numpy.nan, value)
         look = _look(index, grey)
+        _hatch(axes, _unknown_spans(seconds, known, shown), 1.0 - (index + 1) / len(curves),
+               1.0 / len(curves), look["color"])
         axes.plot(seconds, value, linewidth=1.0, label=label, **look,
                   drawstyle="default" if confidence else "steps-post")
         for share in confidence:
@@ -163,8 +190,9 @@ def _draw_scopes(axes: matplotlib.axes.Axes, curves: Sequence[_Curve],
             begin, end = scopes["begin"][row], scopes["end"][row]
             axes.barh(lane, end - begin, left=begin, height=0.8, color=(*color[:3], 0.3),
                       edgecolor=color, linewidth=0.5)
-            axes.add_artist(_ScopeLabel(max(begin, leftmost), end, lane,
-                                        f" {scopes['scope'][row]}: {scopes['label'][row]}"))
+            text = f" {scopes['scope'][row]}: {scopes['label'][row]}"
+            axes.add_artist(_FittingText(max(begin, leftmost), lane, text, end,
+                                         family=_families(text)))
     axes.set_ylim(len(lanes) - 0.5, -0.5)
     labels = [curves[curve].label for curve, _ in lanes]
     axes.set_yticks(range(len(lanes)), labels, family=_families("".join(labels)))
@@ -231,9 +259,10 @@ def draw(recordings: Mapping[str, Results], persons: Sequence[int] | None, begin
 def _draw_all(axes: Sequence[matplotlib.axes.Axes], curves: Sequence[_Curve], names: Sequence[str],
               lanes: list[tuple[int, list[int]]], begin: float | None, end: float | None,
               grey: bool) -> None:
+    shown = (-numpy.inf if begin is None else begin, numpy.inf if end is None else end)
     for part, name in zip(axes, names):
-        _draw_quantity(part, curves, name, grey)
-    axes[-1].set_xlabel("time since the start of the recording (s)")
+        _draw_quantity(part, curves, name, grey, shown)
+    axes[-1].set_xlabel("time (s)")
     left, right = axes[0].get_xlim()
     for part in axes:
         part.set_xlim(left if begin is None else begin, right if end is None else end)

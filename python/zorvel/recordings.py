@@ -6,6 +6,7 @@ import contextlib
 import json
 import os
 import tempfile
+import warnings
 from collections.abc import Iterator
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, TypeAlias
@@ -57,8 +58,8 @@ class ImportFacts:
             "rows": self.rows, "frames": self.frames, "people": self.people,
             "observations": self.observations, "seconds": self.seconds,
             **{field.name: f"{field.observations} {field.obstacle}" for field in self.fields}}
-        warnings = [("warning", text) for text in (self.cut_off_row, *self.doubtful_times) if text]
-        return table([], [*facts.items(), *warnings])
+        wrong = [("warning", text) for text in (self.cut_off_row, *self.doubtful_times) if text]
+        return table([], [*facts.items(), *wrong])
 
 
 def _import_facts(facts: dict[str, Any]) -> ImportFacts:
@@ -125,7 +126,7 @@ def cut(recording: str | os.PathLike[str], output: str | os.PathLike[str], *,
         begin: _zorvel.Duration | None = None, end: _zorvel.Duration | None = None,
         lead_in: _zorvel.Duration | None = None, person: int | None = None,
         every: _zorvel.Duration | None = None) -> None:
-    """Cuts the span from `begin` to `end` out of a recording, as `zorvel cut` does.
+    """Cuts the span from `begin` to `end`, since second 0, out of a recording, as `zorvel cut` does.
 
     `lead_in` is how much of what comes before is kept, too; `person` keeps the lines about this person
     alone; `every` keeps, of each person and interval of this length, one observation and one not_seen.
@@ -133,15 +134,22 @@ def cut(recording: str | os.PathLike[str], output: str | os.PathLike[str], *,
     _zorvel.cut_file(recording, output, begin, end, lead_in, person, every)
 
 
-def annotate(recording: str | os.PathLike[str], scopes: _Table,
-             output: str | os.PathLike[str]) -> None:
+def annotate(recording: str | os.PathLike[str], scopes: _Table, output: str | os.PathLike[str], *,
+             offset: _zorvel.Duration | None = None) -> None:
     """Puts the scopes of a table, a file or a data frame, into a recording, as `zorvel annotate` does.
 
-    The table has the columns person, scope, begin and end. When a scope does not fit, nothing is
-    written.
+    The table has the columns person, scope, begin and end; its seconds count from `offset` after
+    second 0. When a scope does not fit, nothing is written. Warnings tell what removals part.
     """
     with _file_of(scopes) as path:
-        _zorvel.annotate_file(recording, path, output)
+        parted = _zorvel.annotate_file(recording, path, output, offset)
+    warn(scopes if isinstance(scopes, (str, os.PathLike)) else "data frame", [parted] if parted else [])
+
+
+def warn(file: str | os.PathLike[str], texts: list[str]) -> None:
+    """What the tool says of a file on standard error; for functions that users call."""
+    for text in texts:
+        warnings.warn(f"{os.fsdecode(file)}: {text}", stacklevel=3)
 
 
 def raise_with(error: BaseException | None, results: object) -> None:

@@ -9,7 +9,7 @@ from typing import TYPE_CHECKING, Any
 
 from . import _zorvel
 from .html import table
-from .recordings import raise_with
+from .recordings import raise_with, warn
 
 if TYPE_CHECKING:
     import matplotlib.axes
@@ -22,7 +22,7 @@ class Table(dict[str, "numpy.ndarray[Any, Any]"]):
     """A table of results: from the name of each column to a NumPy array.
 
     The columns are those of the CSV file, in its order. Where that has none of the name, `seconds`,
-    the time since the recording's start, follows. `pandas.DataFrame` takes it as it is.
+    the time since second 0, follows. `pandas.DataFrame` takes it as it is.
     """
 
     @property
@@ -60,6 +60,8 @@ class Results:
         self.ambiance = Table(tables["ambiance"])
         #: Everything that moved a state, in order; None unless it was asked for.
         self.forces = Table(tables["forces"]) if "forces" in tables else None
+        #: Whether each value of the timeline's rows is known, or not measured.
+        self._known = tables["known"]
 
     def _repr_html_(self) -> str:
         return "".join(f"<h4>{name}</h4>{part._repr_html_()}" for name, part in vars(self).items()
@@ -74,10 +76,11 @@ class Results:
 
         A band shows how much confidence is missing: half as tall as the axis at confidence 0, none at
         1; it is not a range in which the value lies. Where a person had no cycles, the curve has a
-        gap. Scopes are bars below. By default everybody is drawn, with valence, attention and ease;
-        "mood" is a quantity, too. `begin` and `end` are in seconds since the start, `width` is in
-        millimetres, and `grey` is for print. Into `axes` of one's own, one for each quantity goes,
-        and the scopes into one more.
+        gap. Where nothing measured moved the value for more than a second, hatching says "not
+        measured" instead of a curve. Scopes are bars below. By default everybody is drawn, with
+        valence, attention and ease; "mood" is a quantity, too. `begin` and `end` are in seconds since
+        second 0, `width` is in millimetres, and `grey` is for print. Into `axes` of one's own, one for
+        each quantity goes, and the scopes into one more.
         """
         return plot({"": self}, persons, begin=begin, end=end, quantities=quantities, width=width,
                     grey=grey, axes=axes)
@@ -125,11 +128,16 @@ def replay(
         forces: bool = False) -> Results:
     """Replays a recording, a path or what gives its events, on a clock that its events set.
 
-    An event may be an Event, a line of a recording, or such a line as a dict. The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
-    of what moved the states. A DataError has what came before the fault as its `results`.
+    An event may be an Event, a line of a recording, or such a line as a dict. Seconds count from the
+    recording's origin, as `zorvel info` tells; without a header that has one, from the first event.
+
+    The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
+    of what moved the states. A DataError has what came before the fault as its `results`. What looks
+    wrong in a file is told by warnings.
     """
     if isinstance(recording, (str, bytes, os.PathLike)):
-        tables, error = _zorvel.replay_file(recording, forces)
+        tables, texts, error = _zorvel.replay_file(recording, forces)
+        warn(recording, texts)
     else:
         tables, error = _zorvel.replay_events(recording, _line_of, forces)
     results = Results(tables)
@@ -141,23 +149,28 @@ def summarize(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str
               ) -> list[dict[str, Any]]:
     """What a recording adds up to: a dict for each person, by the columns of a summary table.
 
-    Times are in seconds since the recording's start, shares in [0, 1]; a greatest change is NaN where
-    there is none. Of several recordings, each dict names its `recording` first; when one fails, the
-    DataError is raised after the others are done, which are its `results`.
+    Times are in seconds since second 0, shares in [0, 1]. NaN is what there is not: of a
+    quantity that was never measured, a greatest change, the deviation of one cycle. What looks wrong
+    in a file is told by warnings. Of several recordings, each dict names its `recording` first; when
+    some fail, the DataError is raised after the others are done, which are its `results`.
     """
     if isinstance(recording, (str, bytes, os.PathLike)):
-        rows, _, failure = _zorvel.summarize_file(recording, "")
-        raise_with(failure, rows)
+        rows, _, texts, error = _zorvel.summarize_file(recording, "")
+        warn(recording, texts)
+        raise_with(error, rows)
         return rows
     every: list[dict[str, Any]] = []
     failures: list[str] = []
     for path in recording:
         try:
-            every += [{"recording": os.fsdecode(path), **row} for row in summarize(path)]
-        except _zorvel.DataError as error:
-            failures.append(str(error))
-        except OSError as error:
-            failures.append(f"{error.filename}: {error.strerror}")
+            rows, _, texts, error = _zorvel.summarize_file(path, "")
+            warn(path, texts)
+            raise_with(error, rows)
+            every += [{"recording": os.fsdecode(path), **row} for row in rows]
+        except _zorvel.DataError as failure:
+            failures.append(str(failure))
+        except OSError as failure:
+            failures.append(f"{failure.filename}: {failure.strerror}")
     raise_with(_zorvel.DataError("\n".join(failures)) if failures else None, every)
     return every
 
@@ -167,7 +180,8 @@ def summary_csv(recording: str | os.PathLike[str], name: str) -> str:
 
     A recording in which nobody has a cycle has one line, with empty cells.
     """
-    _, lines, error = _zorvel.summarize_file(recording, name)
+    _, lines, texts, error = _zorvel.summarize_file(recording, name)
+    warn(recording, texts)
     raise_with(error, lines)
     return lines
 
@@ -177,7 +191,7 @@ def explain(recording: str | os.PathLike[str], *, person: int | None = None,
             end: _zorvel.Duration | None = None) -> dict[int, dict[str, Any]]:
     """Why each person's state is what it is, by person: what `zorvel explain --json` writes.
 
-    `at` is a moment since the recording's start, whose last cycle is explained; else it is the span
+    `at` is a moment since second 0, whose last cycle is explained; else it is the span
     from `begin` to `end`, by default the whole recording. All three are a float of seconds, an int of
     nanoseconds or a timedelta. A DataError when nobody has a cycle there.
     """
@@ -205,15 +219,21 @@ def report(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str]],
     """Shows a recording, or several, replayed, on one page for a browser, as `zorvel report` does.
 
     With `align`, the curves of several meet where in each the first scope of that name begins. Returns
-    what looks wrong, a sentence each. When a line is bad, the page shows everything up to it, and the
-    DataError is raised after it is written.
+    what looks wrong, a sentence each, which warnings tell, too. When a line is bad, the page shows
+    everything up to it, and the DataError is raised after it is written.
     """
     if isinstance(recording, (str, bytes, os.PathLike)):
         recording = [recording]
     paths = list(recording)
     if len(paths) == 1 and align is None:
-        warnings, error = _zorvel.report_file(paths[0], output)
-    else:
-        warnings, error = _zorvel.report_files(paths, output, align)
-    raise_with(error, warnings)
-    return warnings
+        texts, error = _zorvel.report_file(paths[0], output)
+        warn(paths[0], texts)
+        raise_with(error, texts)
+        return texts
+    texts_of_each, error = _zorvel.report_files(paths, output, align)
+    texts = []
+    for path, found in zip(paths, texts_of_each):
+        warn(path, found)
+        texts += [f"{os.fsdecode(path)}: {text}" for text in found]
+    raise_with(error, texts)
+    return texts

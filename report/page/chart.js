@@ -33,7 +33,8 @@ function plotLine(event) {
 // The plugins that are needed. The legend's would measure texts in every drawing.
 Dygraph.PLUGINS = [Dygraph.Plugins.Axes, Dygraph.Plugins.Grid];
 
-// One chart of a stack. `points` gives what to draw of a curve; `paint` draws below the curve.
+// One chart of a stack. `points` gives what to draw of a curve, `ground` what is
+// below it; `paint` draws a chart without a curve.
 class Chart {
   constructor(holder, options) {
     this.options = options;
@@ -47,7 +48,7 @@ class Chart {
 
   // Also anew, with other colours.
   create() {
-    const { label, range, ticks, color, paint, hasTimes } = this.options;
+    const { label, range, ticks, color, paint, ground, hasTimes } = this.options;
     this.dygraph?.destroy();
     this.shown = undefined;
     this.dygraph = new Dygraph(this.box, [[shown.from, null]], {
@@ -57,7 +58,8 @@ class Chart {
       dateWindow: [shown.from, shown.to],
       interactionModel: {},
       highlightCircleSize: 0,
-      plotter: [plotBand, plotLine],
+      plotter: [({ drawingContext, plotArea, dygraph }) => ground?.(drawingContext, plotArea, dygraph),
+        plotBand, plotLine],
       pointSize: 2,
       rightGap: 8,
       xAxisHeight: timesHeight,

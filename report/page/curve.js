@@ -1,10 +1,12 @@
+const notMeasured = "not measured";
+
 // A curve: the values of a quantity over time, with their confidences, which the band shows.
 
-// `begins` is 1 where a row does not continue the one before. What is not finite is not drawn; as a
-// confidence it counts as 0.
-function makeCurve(quantity, times, begins, values, confidences) {
+// `begins` is 1 where a row does not continue the one before, `known` where the value is known. What
+// is not, or is not finite, is not drawn; as a confidence it counts as 0.
+function makeCurve(quantity, times, begins, values, confidences, known) {
   const [lowest, highest] = quantity.range;
-  const drawn = values.map((value) => (Number.isFinite(value) ? value : NaN));
+  const drawn = values.map((value, row) => (isKnown({ known }, row) && Number.isFinite(value) ? value : NaN));
   const low = Float32Array.from(drawn);
   const high = Float32Array.from(drawn);
   if (confidences) {
@@ -15,7 +17,16 @@ function makeCurve(quantity, times, begins, values, confidences) {
       high[row] = Math.min(highest, drawn[row] + half);
     }
   }
-  return { quantity, times, begins, values, confidences, drawn, low, high };
+  return { quantity, times, begins, values, confidences, known, drawn, low, high };
+}
+
+// A quantity that is always measured has no such column.
+function isKnown({ known }, row) {
+  return !known || known[row] === 1;
+}
+
+function isEverKnown({ known }) {
+  return known.includes(1);
 }
 
 // How many of the ascending `times` are before `limit`.

@@ -13,7 +13,8 @@ function recordingLink(number, text, person) {
   return element("a", { href: `#recording${number}${place}` }, text);
 }
 
-function moodCell({ positive, neutral, negative }) {
+function moodCell({ positive, neutral, negative, valence_coverage: coverage }) {
+  if (coverage === 0) return notMeasured;
   const bar = element("div", { class: "share", "aria-hidden": "true" });
   for (const [name, share] of Object.entries({ positive, neutral, negative })) {
     const part = element("div", { class: name });
@@ -29,7 +30,7 @@ function changeCell(row) {
   const lines = ["valence", "attention"].filter((name) => row[`${name}_change`] !== null)
     .map((name) => element("div", { class: "changes" },
       `${name} ${formatMove(row[`${name}_change`])} at ${formatTime(row[`${name}_change_at`], 1)}`));
-  return element("div", {}, ...lines);
+  return lines.length > 0 ? element("div", {}, ...lines) : element("small", {}, whyNoChange(row));
 }
 
 function addSummary() {
@@ -51,10 +52,11 @@ function rowsOf({ title, from, to, failure, warnings, persons }, index) {
   if (persons.length === 0) return [[name(), "–", length, "0"]];
   return persons.map((row) => {
     const means = Object.keys(quantities)
-      .map((quantity) => `${format(row[`${quantity}_mean`])} (${format(row[`${quantity}_confidence`])})`);
+      .map((quantity) => (row[`${quantity}_coverage`] === 0 ? notMeasured :
+        `${format(row[`${quantity}_mean`])} (${format(row[`${quantity}_confidence`])})`));
     return [name(), recordingLink(number, `Person ${row.person}`, row.person), length,
-      row.cycles.toLocaleString("en"), ...means, moodCell(row), formatPercent(100 * row.attentive),
-      changeCell(row)];
+      row.cycles.toLocaleString("en"), ...means, moodCell(row),
+      row.attention_coverage === 0 ? notMeasured : formatPercent(100 * row.attentive), changeCell(row)];
   });
 }
 
@@ -66,7 +68,7 @@ function addFailure({ title, failure }) {
   list.hidden = false;
 }
 
-// Seconds since each start, or since the begin of the scope in each.
+// Seconds since second 0 of each, or since the begin of the scope in each.
 function windowOfAll() {
   const from = Math.min(...recordings.map((recording) => recording.from));
   const to = Math.max(...recordings.map((recording) => recording.to));
@@ -91,19 +93,22 @@ function smallCurve(curve, color, label) {
   const shown = windowOfAll();
   const scale = svgScale({ x: 0, y: 2, w: width, h: height - 4 }, shown, curve.quantity.range);
   const middle = svgPlace(0, height / 2);
+  const unknown = unknownSpans(curve).map(({ from, to }) => svgElement("path", { class: "unknown",
+    d: `M${svgPlace(scale.toDomXCoord(from), height / 2)}H${scale.toDomXCoord(to).toFixed(2)}` }));
   return svgElement("svg", { viewBox: `0 0 ${width} ${height}`, preserveAspectRatio: "none",
     role: "img", "aria-label": label },
-  svgElement("path", { d: `M${middle}h${width}`, class: "middle" }),
+  svgElement("path", { d: `M${middle}h${width}`, class: "middle" }), ...unknown,
   svgCurve(visiblePoints(curve, shown, width), shown, scale, `var(--${color})`));
 }
 
-async function drawCurves(holder, data, start, name) {
-  const times = await decodedTimes(data.time, start);
+async function drawCurves(holder, data, zero, name) {
+  const times = await decodedTimes(data.time, zero);
   const begins = new Uint8Array(times.length);
   for (const row of await decoded(data.begins, Int32Array)) begins[row] = 1;
   for (const quantity of ["valence", "attention"]) {
     const curve = makeCurve(quantities[quantity], times, begins, await decodedFloats(data[quantity]),
-      await decodedFloats(data[`${quantity}_confidence`]));
+      await decodedFloats(data[`${quantity}_confidence`]),
+      await decoded(data.known[quantity], Int8Array));
     holder.append(smallCurve(curve, quantity, `${curve.quantity.title} of ${name}`));
   }
 }
@@ -164,7 +169,7 @@ async function main() {
   document.querySelector("h1").textContent = formatCount(recordings.length, "recording");
   document.getElementById("facts").textContent = formatCount(cycles, "cycle");
   document.getElementById("zero").textContent = "Time, as minutes and seconds, since " +
-    `${isAligned ? `the first begin of “${scope}” in` : "the start of"} each recording.`;
+    `${isAligned ? `the first begin of “${scope}” in` : "second 0 of"} each recording.`;
   addSummary();
   recordings.forEach(addFailure);
   showAddressed();

@@ -1,6 +1,7 @@
 // The page of a recording.
 
 function moodShares(person) {
+  if (!isEverKnown(person.valence)) return notMeasured;
   const shares = moods.map((kind) => {
     let count = 0;
     for (const mood of person.moods) if (mood === kind.mood) ++count;
@@ -25,6 +26,7 @@ function addSummary(persons) {
     const { times } = person;
     const means = Object.keys(quantities).map((name) => {
       const { values, confidences } = person[name];
+      if (!isEverKnown(person[name])) return notMeasured;
       return `${formatNumber(mean(values), 2)} (${formatNumber(mean(confidences), 2)})`;
     });
     const cells = times.length === 0 ? ["0", "", ...means.fill(""), ""] : [
@@ -88,6 +90,7 @@ function addMood(stack, person) {
     paint: paintSpans(moodSpans(person), 3),
     read: (seconds) => {
       const row = stack.rowAt(person, seconds);
+      if (row !== undefined && !isKnown(person.valence, row)) return notMeasured;
       return row === undefined ? "–" : moods.find(({ mood }) => mood === person.moods[row]).name;
     },
   });
@@ -110,9 +113,10 @@ function addPerson(person) {
   }
   if (times.length === 0) section.append(element("p", { class: "facts" }, "No cycles."));
   const changes = changeLinks(person);
-  if (changes.length > 0) {
+  if (times.length > 0) {
     section.append(element("div", { class: "changes" },
-      "Greatest changes within a second:", ...changes));
+      "Greatest changes within a second:",
+      ...(changes.length > 0 ? changes : [element("span", {}, whyNoChange(person))])));
   }
   if (times.length === 0 && scopes.length === 0) return;
 
@@ -163,17 +167,18 @@ function showFailure(text) {
 }
 
 function addPage() {
-  const { name, source, failure, warnings, persons, room, start, end } = recording;
-  origin = start;
-  if (end > 0) showWhole(0, end); else showWhole(-0.5, 0.5);
+  const { name, source, failure, warnings, persons, room, zero, start, end } = recording;
+  const length = end - start;
+  origin = zero;
+  if (length > 0) showWhole(start, end); else showWhole(start - 0.5, start + 0.5);
   document.title = `${name} – zorvel report`;
   document.querySelector("h1").textContent = name;
   const isEmpty = persons.length === 0 && room.values.length === 0;
   const cycles = persons.reduce((sum, { times }) => sum + times.length, 0);
   document.getElementById("facts").textContent = isEmpty ?
     "The recording has no persons, and no measurements of the room." :
-    [source && `Source: ${source}`, `begins ${formatUtc(start)}`,
-      `lasts ${formatTime(end, end > 0 ? decimalsFor(end) : 0)}`,
+    [source && `Source: ${source}`, `begins ${formatUtc(zero + start * 1e3)}`,
+      `lasts ${formatTime(length, length > 0 ? decimalsFor(length) : 0)}`,
       formatCount(persons.length, "person"), formatCount(cycles, "cycle")].filter(Boolean).join(" · ");
   if (failure) showFailure(`Not the whole recording, only what came before an error: ${failure}`);
   const warningList = document.querySelector("#warnings ul");

@@ -57,7 +57,8 @@ function writeLegend(context, entries, area) {
 
 // A chart under its heading; returns where it ends.
 function svgChart(svg, chart, top, left, width) {
-  const { title, hint, label, range, ticks, height, paint, color, points, legend } = chart.options;
+  const { title, hint, label, range, ticks, height, paint, ground, color, points,
+    legend } = chart.options;
   const group = svgElement("g", { role: "img", "aria-label": label });
   svg.append(group);
   const context = new SvgContext(group);
@@ -80,7 +81,7 @@ function svgChart(svg, chart, top, left, width) {
     if (!paint) addLine("grid", [left, y], [right, y]);
     context.write(text, left - 6, y + 4, { "text-anchor": "end" });
   }
-  paint?.(context, area, scale);
+  (paint ?? ground)?.(context, area, scale);
   if (!paint) group.append(svgCurve(visible, shown, scale, colorOf(color)));
   addLine("rule", [left, area.y], [left, bottom], [right, bottom]);
   return legend ? writeLegend(context, legend, area) : bottom;
@@ -108,7 +109,8 @@ function stackAsSvg(stack) {
   }
   const unit = shown.to < 3600 ? "m:ss" : "h:mm:ss";
   context.fillStyle = colorOf("text");
-  context.write(`Time since the recording's start (${unit})`, left + plotWidth / 2, y + 36,
+  const zero = recording.start === 0 ? "the recording's start" : "second 0";
+  context.write(`Time since ${zero} (${unit})`, left + plotWidth / 2, y + 36,
     { "text-anchor": "middle" });
   const height = Math.ceil(y + 48);
   ground.setAttribute("height", height);

@@ -7,18 +7,40 @@ const moods = [
   { mood: -1, name: "negative", sign: "−" },
 ];
 
-function moodSpans(person) {
-  const { times, begins, moods: moodOfRow } = person;
+// Where a row has the same value as the one before, without a break.
+function spansOf({ times, begins }, valueOf) {
   const spans = [];
   for (let first = 0, row = 1; row <= times.length; ++row) {
     const isBroken = row === times.length || begins[row];
-    if (!isBroken && moodOfRow[row] === moodOfRow[first]) continue;
-    const lane = moods.findIndex(({ mood }) => mood === moodOfRow[first]);
-    const to = times[isBroken ? row - 1 : row];
-    spans.push({ from: times[first], to, lane, color: moods[lane].name });
+    const value = valueOf(first);
+    if (!isBroken && valueOf(row) === value) continue;
+    spans.push({ from: times[first], to: times[isBroken ? row - 1 : row], value });
     first = row;
   }
   return spans;
+}
+
+function moodSpans(person) {
+  const laneOf = (row) => (isKnown(person.valence, row) ?
+    moods.findIndex(({ mood }) => mood === person.moods[row]) : undefined);
+  return spansOf(person, laneOf).filter(({ value }) => value !== undefined)
+    .map(({ from, to, value: lane }) => ({ from, to, lane, color: moods[lane].name }));
+}
+
+function unknownSpans(curve) {
+  return spansOf(curve, (row) => isKnown(curve, row)).filter(({ value }) => !value);
+}
+
+// Where a curve is not known, a grey area says so: a line at 0 would look like a value.
+function paintUnknown(curve) {
+  const spans = unknownSpans(curve)
+    .map(({ from, to }) => ({ from, to, lane: 0, color: "muted", text: notMeasured }));
+  const [lowest, highest] = curve.quantity.range;
+  const paint = paintSpans(spans, 1);
+  return (context, area, scale) => paint(context, area, {
+    toDomXCoord: (seconds) => scale.toDomXCoord(seconds),
+    toDomYCoord: (share) => scale.toDomYCoord(lowest + share * (highest - lowest)),
+  });
 }
 
 // Beside each other what overlaps, up to a height that leaves room for the curves.

@@ -41,10 +41,12 @@ class Stack {
       range: [lowest - room, highest + room],
       ticks: [lowest, middle, highest].map((v) => ({ v, label: formatNumber(v, 1) })),
       color: title.toLowerCase(),
+      ground: paintUnknown(curve),
       points: (pixels) => visiblePoints(curve, shown, pixels),
       read: (seconds) => {
         const row = this.rowAt(curve, seconds);
         if (row === undefined) return "–";
+        if (!isKnown(curve, row)) return notMeasured;
         const value = formatNumber(curve.values[row], 3);
         if (!curve.confidences) return value;
         return `${value}, confidence ${formatNumber(curve.confidences[row], 3)}`;

@@ -6,12 +6,14 @@
 
 namespace ZV {
 
-PersonMemory::PersonMemory() : _memory(boost::make_shared<PersonMemoryPrivate>()) {}
-
-void PersonMemory::add(const PersonObservation& observation) {
-  _memory->forEachChannel([&observation](auto& channel, auto field) {
+void PersonMemoryPrivate::add(const PersonObservation& observation) {
+  forEachChannel([&observation](auto& channel, auto field) {
     if (const auto& reading = observation.*field) channel.record(*reading);
   });
 }
+
+PersonMemory::PersonMemory() : _memory(boost::make_shared<PersonMemoryPrivate>()) {}
+
+void PersonMemory::add(const PersonObservation& observation) { _memory->add(observation); }
 
 }  // namespace ZV

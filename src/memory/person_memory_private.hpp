@@ -9,6 +9,9 @@ namespace ZV {
 
 /// The channels of one person's memory.
 struct PersonMemoryPrivate {
+  /// As PersonMemory::add says.
+  void add(const PersonObservation& observation);
+
   /// Calls `visit(channel, field)` for each channel, in the order of filing, with the field of an
   /// observation that it remembers.
   template <typename Visit>

@@ -100,10 +100,11 @@ TEST(Log, EmitsUpToItsLevelByCategory) {
                                      "3|first|pi is 3.25||other|0"}));
   }
   const char* const null = nullptr;
+  char* const changeable = nullptr;
   {
     const CapturedLog captured;
     log::log(log::Error, nullptr, null, null, null, 1);
-    log::LogStream(log::Error, null, null, 2, nullptr) << "a" << null << 'b';
+    log::LogStream(log::Error, null, null, 2, nullptr) << "a" << null << changeable << 'b';
     EXPECT_EQ(captured.lines, (Texts{"2|||||1", "2||ab|||2"}));
   }
   testing::internal::CaptureStderr();

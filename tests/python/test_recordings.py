@@ -96,16 +96,20 @@ def test_what_is_read_is_written_as_it_was(scene: pathlib.Path, tmp_path: pathli
         except zorvel.DataError:
             continue
         copies = [tmp_path / "one.jsonl", tmp_path / "two.jsonl"]
-        with zorvel.Recording(copies[0], reader.source) as copy:
+        with zorvel.Recording(copies[0], reader.source, reader.origin) as copy:
             for event in events:
                 copy.write(event)
-        with zorvel.Recording(copies[1], reader.source) as copy:
+        with zorvel.Recording(copies[1], reader.source, reader.origin) as copy:
             for event in events:
                 copy.write(rebuilt(event))
         assert copies[0].read_bytes() == copies[1].read_bytes()
-        one, two = zorvel.replay(recording).timeline, zorvel.replay(clocked(events)).timeline
+        one = zorvel.replay(recording).timeline
+        two = zorvel.replay(zorvel.read_recording(copies[0])).timeline
+        three = zorvel.replay(clocked(events)).timeline
         for column in one:
             numpy.testing.assert_array_equal(one[column], two[column])
+            if column != "seconds":  # a header tells where they count from
+                numpy.testing.assert_array_equal(one[column], three[column])
     assert copies[0].read_text().startswith('{"event":"header","version":1')
     assert (tmp_path / "one.jsonl").stat().st_mode & 0o777 == 0o666 & ~umask()
 
@@ -343,7 +347,7 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
         for name in ("valence", "attention", "ease"):
             values = timeline[name][of].astype(float)
             assert row[f"{name}_mean"] == pytest.approx(values.mean())
-            assert row[f"{name}_deviation"] == pytest.approx(values.std())
+            assert row[f"{name}_deviation"] == pytest.approx(values.std(ddof=1))
             assert row[f"{name}_confidence"] == pytest.approx(
                 timeline[f"{name}_confidence"][of].astype(float).mean())
         for label, mood in (("positive", 1), ("neutral", 0), ("negative", -1)):
@@ -357,6 +361,26 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
             assert any(change == pytest.approx(values[end] - values[begin])
                        for begin in range(end) if seconds[end] - seconds[begin] <= 1.0)
             assert abs(change) >= 0.1
+
+
+def test_what_was_not_measured_is_told(tmp_path: pathlib.Path) -> None:
+    path = tmp_path / "calm.jsonl"
+    calm = {"expressions": {"calm": {"value": 1, "confidence": 1}}}
+    path.write_text("".join(json.dumps({"time": k * 10**8, "event": "observation", "person": 1, **calm})
+                            + "\n" for k in range(20)))
+    told = subprocess.run([TOOL, "replay", path, "-o", tmp_path], check=True, capture_output=True,
+                          text=True, timeout=60).stderr.replace(": warning: ", ": ").splitlines()
+    with pytest.warns(UserWarning) as caught:
+        results, (row,) = zorvel.replay(path), zorvel.summarize(path)
+        zorvel.summary_csv(path, "a")
+        zorvel.report(path, tmp_path / "a.html")
+    assert [(str(each.message), each.filename) for each in caught] == 4 * [
+        (line, __file__) for line in told] != []
+    assert row["valence_mean"] == row["valence_deviation"] == 0.0
+    assert math.isnan(row["attention_mean"]) and math.isnan(row["attentive"])
+    for axes, known in zip(results.plot().axes, (True, False, False)):
+        assert numpy.isnan(axes.lines[0].get_ydata()).any() != known
+        assert ["not measured"] * (not known) == [text.get_text().strip() for text in axes.texts]
 
 
 def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> None:

@@ -45,7 +45,10 @@ class ImportTest(unittest.TestCase):
         result = run(kind, text, "--quiet", *options)
         self.assertEqual((result.returncode, result.stderr), (0, b""))
         header = json.loads(result.stdout.splitlines()[0])
+        origin = header.pop("origin")
         self.assertEqual(header, {"event": "header", "version": 1, "source": kind})
+        if "--start" not in "".join(options):
+            self.assertEqual(origin, START)
         return events(result)
 
     def test_openface_values(self):

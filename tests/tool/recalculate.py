@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Recalculates what `zorvel replay RECORDING` writes, sharing no code with the library.
 
-`--compare` checks timeline.csv, scopes.csv and ambiance.csv in a folder, to the last bit. In place of a
+`--compare` checks timeline.csv, scopes.csv and ambiance.csv in a folder, to the last bit, and a summary
+of the recording alone, persons.csv, if there is one. In place of a
 recording, `--evaluate` takes an expression over the functions below and prints its numbers; the tests of
 the library name such expressions.
 
@@ -16,6 +17,7 @@ import functools
 import itertools
 import json
 import math
+import statistics
 import sys
 from pathlib import Path
 
@@ -200,9 +202,12 @@ class Person:
         self.memory = {channel: [] for channel in MAX_AGE_MS}  # (time, value), youngest first
         self.last_used = dict.fromkeys(VALENCE_INPUTS + ATTENTION_INPUTS, NEVER_NS)
         self.scopes = {}
+        self.measured = set()  # what something measured moves in this cycle
 
-    def pull(self, quantity, target, strength):
+    def pull(self, quantity, target, strength, measured=True):
         """Moves a quantity, and its value of this cycle alone, a part of the way to a target."""
+        if measured:
+            self.measured.add(quantity)
         lowest = -1.0 if quantity == "valence" else 0.0
         for name in (quantity, "cycle_" + quantity):
             if name in self.state:
@@ -242,8 +247,10 @@ class Person:
         if not observation.keys() <= KEYS:
             raise ValueError(f"cannot recalculate {observation.keys() - KEYS}")
         self.remember(observation, now)
+        self.measured = set()
         postures = self.memory["headPosture"]
         if postures:
+            self.measured.add("ease")
             self.state["ease"] = single(sum(posture_ease(*p) for _, p in postures) / len(postures))
             self.state["ease_confidence"] = 0.5
         self.state["cycle_valence"] = self.state["cycle_valence_confidence"] = 0.0
@@ -332,12 +339,13 @@ class Person:
             return
         age = min(age_ms(now, self.last_used[field]) for field in inputs)
         freshness = age_weight(age, LAST_INPUT_HORIZON_SECONDS) if age > 0 else 0.0
-        self.pull(quantity, 0.0, single(single(1.0 - freshness) * VALUE_STRENGTH))
+        self.pull(quantity, 0.0, single(single(1.0 - freshness) * VALUE_STRENGTH), measured=False)
         self.pull(quantity + "_confidence", 0.0, CONFIDENCE_STRENGTH)
 
     def not_seen(self):
+        self.measured = set()
         for quantity in ("valence", "attention"):
-            self.pull(quantity, 0.0, NOT_SEEN_VALUE_STRENGTH)
+            self.pull(quantity, 0.0, NOT_SEEN_VALUE_STRENGTH, measured=False)
             self.pull(quantity + "_confidence", 0.0, CONFIDENCE_STRENGTH)
 
     def record_sample(self):
@@ -358,9 +366,11 @@ class Person:
 
 
 def scope_summary(samples):
-    """The label, the mean valence and the mean confidence."""
-    weighted_sum = confidence_sum = 0.0
+    """The label, the mean valence and the mean confidence, and the mean valence in double."""
+    weighted_sum = confidence_sum = exact_sum = exact_confidences = 0.0
     for valence, confidence in samples:
+        exact_sum += (0.0 if math.isnan(valence) else valence) * confidence
+        exact_confidences += confidence
         positivity = valence if valence > 0.0 else 0.0
         negativity = -valence if valence < 0.0 else 0.0
         product = single(single(positivity - negativity) * confidence)
@@ -375,7 +385,25 @@ def scope_summary(samples):
         label = "positive"
     elif mean_valence < single(-0.2):
         label = "negative"
-    return label, mean_valence, mean_confidence
+    exact = exact_sum / exact_confidences if exact_confidences else math.nan
+    return label, mean_valence, mean_confidence, repr(exact).removesuffix(".0")
+
+
+def persons_row(person, cycles):
+    """Of the states after each cycle, with what was measured; doubles, and "" for what there is not."""
+    states, measured = zip(*cycles)
+    row = [person]
+    for name in QUANTITIES:
+        values = [state[name] for state in states]
+        confidences = [state[f"{name}_confidence"] for state in states]
+        coverage = sum(name in names for names in measured) / len(cycles)
+        row += [statistics.fmean(values), statistics.stdev(values) if len(values) > 1 else "",
+                statistics.fmean(confidences)] if coverage else ["", "", ""]
+        row.append(coverage)
+    moods = [ternary_label(state["valence"]) for state in states]
+    row += [moods.count(mood) / len(moods) if row[4] else "" for mood in (1, 0, -1)]
+    attentive = sum(state["attention"] > 0.5 for state in states) / len(states)
+    return row + [attentive if row[8] else ""]
 
 
 class Ambiance:
@@ -411,13 +439,17 @@ def two_cycles(first, second):
     return list(person.state.values())[:6]
 
 
+QUANTITIES = ("valence", "attention", "ease")
 COLUMNS = {
     "timeline.csv": ["time", "person", "valence", "valence_confidence", "mood", "cycle_mood",
                      "cycle_mood_confidence", "attention", "attention_confidence", "ease",
                      "ease_confidence", "seconds", "event", "visit"],
     "scopes.csv": ["time", "person", "scope", "label", "samples", "begin", "end", "mean_valence",
-                   "mean_confidence"],
+                   "mean_confidence", "exact_mean_valence", "visit"],
     "ambiance.csv": ["time", "agitation", "calm"],
+    "persons.csv": ["person", *(f"{name}_{part}" for name in QUANTITIES for part in
+                                ("mean", "deviation", "confidence", "coverage")),
+                    "positive", "neutral", "negative", "attentive"],
 }
 
 
@@ -429,6 +461,7 @@ def in_seconds(nanoseconds):
 def replay(recording):
     tables = {name: [columns] for name, columns in COLUMNS.items()}
     persons, ambiance, now, start = {}, Ambiance(), -2**62, None
+    cycles = {}  # each person's states
     visits = {}  # each person's cycles since the last removal, visit by visit
     for text in recording:
         if not text.strip():
@@ -437,6 +470,7 @@ def replay(recording):
         line = json.loads(text, parse_int=str)
         event = line["event"]
         if event == "header":
+            start = int(line["origin"]) if "origin" in line else None
             continue
         now = max(now, int(line["time"]))
         start = now if start is None else start
@@ -459,7 +493,8 @@ def replay(recording):
             label, *means = scope_summary(samples)
             tables["scopes.csv"].append(
                 [now, person_id, line["scope"], label if scope else "error", len(samples),
-                 in_seconds(scope["begin"] - start) if scope else "", in_seconds(now - start), *means])
+                 in_seconds(scope["begin"] - start) if scope else "", in_seconds(now - start), *means,
+                 len(visits.get(person_id, [0]))])
         else:
             person = persons.setdefault(person_id, Person())
             if event == "start_recording":
@@ -472,9 +507,11 @@ def replay(recording):
             else:
                 person.not_seen()
             person.record_sample()
+            cycles.setdefault(person_id, []).append((dict(person.state), person.measured))
             visits.setdefault(person_id, [0])[-1] += 1
             tables["timeline.csv"].append([now, person_id, *person.timeline_row(),
                                            in_seconds(now - start), event, len(visits[person_id])])
+    tables["persons.csv"] += [persons_row(*entry) for entry in sorted(cycles.items())]
     return tables
 
 
@@ -486,14 +523,22 @@ def compare(tables, folder):
     """Whether the files agree to the last bit; rows are counted from the header, which is row 1."""
     differences = []
     for name, rows in tables.items():
+        is_summary = name == "persons.csv"
+        if is_summary and not (folder / name).exists():
+            continue
         with open(folder / name, encoding="utf-8", newline="") as file:
-            pairs = itertools.zip_longest(rows, csv.reader(file), fillvalue=())
-            for number, (expected, written) in enumerate(pairs, 1):
-                shown = [as_text(single(float(text))) if text and isinstance(cell, float) else text
-                         for cell, text in itertools.zip_longest(expected, written, fillvalue="")]
-                expected = list(map(as_text, expected))
-                if shown != expected:
-                    differences.append(f"{name}: row {number}: recalculated {expected}, written {shown}")
+            written = list(csv.reader(file))
+        if is_summary:  # of its columns some, whose sums may be rounded otherwise
+            places = [written[0].index(column) for column in rows[0]]
+            written = [[row[place] for place in places] for row in written]
+        kept = float if is_summary else single
+        pairs = itertools.zip_longest(rows, written, fillvalue=())
+        for number, (expected, found) in enumerate(pairs, 1):
+            shown = [as_text(kept(float(text))) if text and isinstance(cell, float) else text
+                     for cell, text in itertools.zip_longest(expected, found, fillvalue="")]
+            expected = list(map(as_text, expected))
+            if shown != expected:
+                differences.append(f"{name}: row {number}: recalculated {expected}, written {shown}")
     print(*differences[:20], sep="\n")
     counts = ", ".join(f"{name} {len(rows) - 1} rows" for name, rows in tables.items())
     print(f"{counts}; {len(differences)} differences")

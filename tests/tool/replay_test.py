@@ -2,6 +2,7 @@
 
 import contextlib
 import json
+import operator
 import os
 import pathlib
 import re
@@ -10,7 +11,7 @@ import signal
 import subprocess
 import time
 
-from tool import SECOND, SOURCE, START, TOOL, FolderTest, line, lines, recalculated, run
+from tool import SECOND, SOURCE, START, TOOL, FolderTest, line, lines, recalculated, rows, run
 
 
 def late(seconds, **keys):
@@ -23,7 +24,7 @@ def reading(value):
 
 def everything():
     """Two people, every event and every field: in time, late, repeated, future and expired."""
-    yield {"event": "header", "version": 1, "source": "test"}
+    yield {"event": "header", "version": 1, "source": "test", "origin": START + 5 * SECOND // 4}
     names = ["calm", "anger", "joy", "sorrow", "laughter", "excitement", "surprise"]
     for person in (1, -2):
         yield line(0, "start_recording", person=person, scope='a, "b"\nc')
@@ -78,6 +79,7 @@ def everything():
             yield line(now, "start_recording", person=-2, scope='a, "b"\nc')
         if cycle == 250:
             yield line(now, "remove", person=-2)
+            yield line(now, "stop_recording", person=-2, scope="gone")
     for person in (1, -2, 3):
         yield line(31, "stop_recording", person=person, scope='a, "b"\nc')
 
@@ -112,8 +114,38 @@ class ReplayTest(FolderTest):
         for recording in (self.recording, seeds):
             keys = set().union(*map(json.loads, recording.read_text().splitlines()))
             self.assertEqual(set(re.findall(r"field\(&O::(\w+)", table)) - keys, set(), recording)
-        self.assertRegex(recalculated(self.recording, self.output),
-                         "timeline.csv 600 rows, scopes.csv 7 rows, ambiance.csv 12")
+        run("replay", self.recording, "-q", "--summary", self.output / "persons.csv", check=True)
+        self.assertRegex(recalculated(self.recording, self.output), "timeline.csv 600 rows, "
+                         "scopes.csv 8 rows, ambiance.csv 12 rows, persons.csv 2 rows; 0")
+
+    def test_what_was_not_measured_is_not_0(self):
+        """Who moves what: 1 a calm face once, then unseen; 2 a straight head; 3 a touch that is none;
+        4 a gaze, in one cycle; 5 a head for a second, remembered for 7 s more, then nothing."""
+        straight = {"yaw": 0, "pitch": 0}
+        head = {"headPosture": {**straight, "roll": 0}}
+        calm = {"smile": reading(0), "expressions": {"calm": reading(1)}}
+        entries = [line(0, "observation", person=1, **calm),
+                   line(0, "observation", person=4, gaze=straight)]
+        for second in range(16):
+            if second in (1, 2, 3):
+                entries.append(line(second, "not_seen", person=1))
+            for person, fields in ((2, head), (3, {"touchEmotion": {"value": 0}}),
+                                   (5, head if second <= 1 else {})):
+                entries.append(line(second, "observation", person=person, **fields))
+        printed = self.replay(entries).stdout.splitlines()
+        self.assertEqual(printed[3].split(), ["3", "16", "15.000", *"-----"])
+        total = run("replay", self.recording, "--summary", self.output / "persons.csv").stdout
+        recalculated(self.recording, self.output)
+        table = rows(self.output / "persons.csv")
+        means, cycles = zip(*((float(row["attention_mean"]), int(row["cycles"])) for row in table
+                              if row["attention_mean"]))
+        self.assertIn(f" {sum(map(operator.mul, means, cycles)) / sum(cycles):.3f} (", total)
+        columns = ("valence_mean", "valence_coverage", "neutral", "attention_coverage", "attentive",
+                   "ease_deviation", "valence_change")
+        self.assertEqual([[row[name] and float(row[name]) for name in columns] for row in table], [
+            [0, 0.25, 1, 0, "", "", ""], [0, 1, 1, 1, 1, 0, ""],
+            ["", 0, "", 0, "", "", ""], ["", 0, "", 1, 1, "", ""],
+            [0, 9 / 16, 1, 9 / 16, 9 / 16, 0, ""]])
 
     def test_writes_whole_files(self):
         # By hand: joy wins as positive, 0.65, and a level ease takes 6.5 % of it. Straight angles
@@ -140,9 +172,10 @@ class ReplayTest(FolderTest):
             "1,not_seen,1\n")
         self.assertEqual(
             self.written("scopes.csv"),
-            "time,person,scope,label,samples,begin,end,mean_valence,mean_confidence\n"
-            f'{START + 2 * SECOND},7,"x,y",unknown,1,1,2,0.449735,0.0958125\n'
-            f'{START + 2 * SECOND},8,z,error,0,,2,nan,nan\n')
+            "time,person,scope,label,samples,begin,end,mean_valence,mean_confidence,"
+            "exact_mean_valence,visit\n"
+            f'{START + 2 * SECOND},7,"x,y",unknown,1,1,2,0.449735,0.0958125,0.44973498582839966,1\n'
+            f'{START + 2 * SECOND},8,z,error,0,,2,nan,nan,nan,1\n')
         self.assertEqual(self.written("ambiance.csv"),
                          f"time,agitation,calm\n{START + SECOND},0.14,0.86\n")
 
@@ -211,6 +244,9 @@ class ReplayTest(FolderTest):
                 self.assertTrue(result.stderr.startswith(f"{self.recording}:3: "), result.stderr)
                 self.assertIn(message, result.stderr)
                 self.assertEqual(len(self.written("timeline.csv").splitlines()), 2)
+        for origin in ("4611686018427387905", "1.5", "true", '"x"'):
+            result = self.replay('{"event":"header","version":1,"origin":%s}\n' % origin + good)
+            self.assertIn(":1: origin: must be", result.stderr)
 
     def test_reads_what_is_odd_but_right(self):
         cases = {

@@ -23,9 +23,20 @@ def line(*arguments, **keys):
     return tool.lines(tool.line(*arguments, **keys))
 
 
+def headed(seconds):
+    """The header of a recording that begins so late."""
+    origin = tool.START - seconds * tool.SECOND
+    return tool.lines({"event": "header", "version": 1, "origin": origin})
+
+
 def smiling(seconds, person=1):
     return line(seconds, "observation", person=person, smile={"value": 1, "confidence": 1},
                 expressions={"joy": {"value": 1, "confidence": 1}})
+
+
+def calm(seconds, person=1, **fields):
+    return line(seconds, "observation", person=person, smile={"value": 0, "confidence": 1},
+                expressions={"calm": {"value": 1, "confidence": 1}}, **fields)
 
 
 def single(text):
@@ -164,7 +175,7 @@ class ReportTest(BrowserTest):
     def test_keeps_extremes_at_every_zoom(self):
         """One smile in an hour, gone in the next cycle; later, ten seconds without a cycle."""
         at = 20_003
-        lines = [line(k / 10, "not_seen", person=1) for k in range(36_000)]
+        lines = [calm(k / 10) for k in range(36_000)]
         del lines[30_000:30_100]
         lines[at] = smiling(at / 10) + line(at / 10, "remove", person=1)
         hour = self.folder / "hour.jsonl"
@@ -181,6 +192,19 @@ class ReportTest(BrowserTest):
             self.assertIsNone(points[high[0] + 1][1])  # a removed person begins anew
             self.assertEqual(self.painted(0, [(at / 10, peak), (at / 10, -peak)]), [True, False])
         self.assertEqual([seconds for seconds, band in points if not band], [(at + 1) / 10, 3010])
+
+    def test_draws_no_line_where_nothing_was_measured(self):
+        """A head until 1 s is remembered for 7 s more, and shown for 1 s more; a calm face stays at 0.
+        Who is removed begins anew."""
+        head = {"headPosture": {"yaw": 0, "pitch": 0, "roll": 0}}
+        self.open("".join(calm(k / 10, **(head if k <= 10 else {})) for k in range(151))
+                  + line(15.05, "remove", person=1) + line(15.1, "observation", person=1))
+        for chart, last, level in ((0, 15, -0.3), (3, 9, 0.3), (5, 9, -0.3)):
+            known = [seconds for seconds, band in self.script(DRAWN)[chart] if band and band[1] is not None]
+            self.assertEqual((known[0], known[-1], len(known)), (0, last, 10 * last + 1))
+            self.assertEqual(self.painted(chart, [(5.05, level), (12.05, level)]), [False, last == 9])
+        self.script("setPointer(12); draw()")
+        self.assertIn("Attention not measured", self.script("return formatValues()"))
 
     def assert_shown(self, begin, end, places=6):
         self.settle()
@@ -389,7 +413,9 @@ class ReportTest(BrowserTest):
         self.assertEqual([row[0].split("\n")[0] for row in table],
                          [str(name) for name in recordings for _ in range(3)]
                          + ["cut.jsonl", "none.jsonl"])
-        self.assertEqual(table[6][1:4], ["Person 1", "0:03.0", "2"])
+        self.assertEqual(table[6][1:4] + table[6][5:7] + table[6][8:], [
+            "Person 1", "0:03.0", "2", *3 * ["not measured"],
+            "none: the first second is left out, and too little comes after it"])
         for path, those in zip(recordings, (table[:3], table[3:6])):
             for row, cells in zip(self.summary(path), those, strict=True):
                 self.assertEqual([cells[1], *cells[3:7]], [
@@ -427,19 +453,23 @@ class ReportTest(BrowserTest):
             self.assertTrue(text.startswith(str(recording)))
 
     def test_aligns_recordings(self):
-        """Two smiles, each as its greeting begins; the curves rise at the same place."""
+        """Two smiles, each as its greeting begins; the curves rise at the same place. So they do
+        where second 0 of the early one was 3 s before its start."""
         recordings = [self.folder / name for name in ("early.jsonl", "late.jsonl")]
         for path, at in zip(recordings, (2, 5)):
             path.write_text(
-                "".join(line(k / 10, "observation", person=1) for k in range(10 * at))
+                "".join(calm(k / 10) for k in range(10 * at))
                 + line(at, "start_recording", person=1, scope="</script>")
                 + "".join(smiling(k / 10) for k in range(10 * at, 100))
                 + line(10, "start_recording", person=1, scope="</script>"))
         for options, begins, rises in (((), (0, 0), (2, 5)),
-                                       (("--align", "</script>"), (3, 0), (5, 5))):
+                                       (("--align", "</script>"), (3, 0), (5, 5)),
+                                       ((), (3, 0), (5, 5))):
+            if begins == (3, 0) and not options:
+                recordings[0].write_text(headed(3) + recordings[0].read_text())
             self.open_several(*recordings, *options)
             # From the earliest start to the latest end.
-            whole = 10 if not options else 13
+            whole = 10 + begins[0]
             charts = self.script("""
               return [...document.querySelectorAll("svg[aria-label^='Valence']")].map((svg) =>
                 [svg.viewBox.baseVal.width, svg.lastChild.lastChild.getAttribute("d")])""")
@@ -462,9 +492,7 @@ class ReportTest(BrowserTest):
         def event(seconds):
             if 20 <= seconds < 22:
                 return line(seconds, "not_seen", person=1)
-            return smiling(seconds) if 0 < seconds < 10 or seconds >= 12 else line(
-                seconds, "observation", person=1, smile={"value": 0, "confidence": 1},
-                expressions={"calm": {"value": 1, "confidence": 1}})
+            return (smiling if 0 < seconds < 10 or seconds >= 12 else calm)(seconds)
         self.open("".join(event(k / 10) for k in range(300)))
         links = [link.text.split() for link in
                  self.browser.find_elements(By.CSS_SELECTOR, ".changes a")]
@@ -493,7 +521,7 @@ class ReportTest(BrowserTest):
         self.assertEqual(len(self.browser.find_elements(By.CSS_SELECTOR, live)), 1)
         page = self.browser.find_element(By.CSS_SELECTOR, "body")
         for key, expected in (("+", "Shown: 0:00.390 – 0:01.170 of 0:01.56"),
-                              ("v", "0:00.780. Person 1: Valence 0.000, confidence 0.000; Mood neu")):
+                              ("v", "0:00.780. Person 1: Valence not measured; Mood not measured;")):
             page.send_keys(key)
             self.settle()
             said = self.browser.find_element(By.ID, "announcement").get_property("textContent")
@@ -502,7 +530,7 @@ class ReportTest(BrowserTest):
         self.settle()
         cells = self.script("return [...document.querySelectorAll('details tbody tr')].map((row) =>"
                             " row.children[1].textContent)")
-        self.assertEqual(cells, 21 * ["0.000, confidence 0.000"])
+        self.assertEqual(cells, 21 * ["not measured"])
 
         self.open(self.scene)
         self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.clearDeviceMetricsOverride", {})
@@ -549,6 +577,10 @@ class ReportTest(BrowserTest):
             self.assertIn(message, self.browser.find_element(By.CSS_SELECTOR, "body").text)
             if charts == 6:
                 self.assertEqual(self.painted(0, [(0, self.script(DRAWN)[0][0][1][1])]), [True])
+        self.open(headed(70) + smiling(0) + smiling(1))
+        text = self.browser.find_element(By.CSS_SELECTOR, "body").text
+        self.assertIn("begins 2023-11-14 22:13:20.000 UTC · lasts 0:01.00", text)
+        self.assertIn("Shown: 1:10.00 – 1:11.00 of 1:10.00 – 1:11.00", text)
         result = self.open(smiling(0) + "no json\n" + smiling(1), status=1)
         self.assertIn("-:2: ", result.stderr)
         self.assertIn("-:2: ", self.browser.find_element(By.ID, "failure").text)

@@ -89,6 +89,16 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(([each["event"] for _, each in got], status), (["not_seen", "remove"], 0))
         with socket.create_server(("127.0.0.1", 0)) as closed:
             port = closed.getsockname()[1]
+            # Somebody who does not answer keeps nobody.
+            process = await asyncio.create_subprocess_exec(
+                TOOL, "send", "-", "--to", f"127.0.0.1:{port}", stdin=subprocess.PIPE,
+                stderr=subprocess.PIPE)
+            with (await asyncio.to_thread(closed.accept))[0] as silent:
+                silent.recv(1)
+                process.send_signal(signal.SIGINT)
+                _, error = await asyncio.wait_for(process.communicate(), WAIT)
+            self.assertEqual(process.returncode, 1)
+            self.assertIn(b"takes nothing", error)
         for address, expected, told in ((f"127.0.0.1:{port}", 1, "Connection refused"),
                                         ("127.0.0.1", 2, "not like")):
             result = tool.run("send", "-", "--to", address, input="", timeout=WAIT)

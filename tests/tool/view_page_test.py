@@ -134,6 +134,8 @@ class ViewPageTest(BrowserTest):
         self.wait("document.getElementById('connection').className === 'live' && cards.size === 0")
         self.feed(smiling(2))
         self.wait("cards.has(2)")
+        self.script("""for (const picture of ["begins", "complete"]) onLine({ picture })""")
+        self.wait("cards.size === 0")  # nobody was in it
 
     def test_saves_the_last_minute(self):
         self.open()

@@ -1,17 +1,17 @@
 """Runs the live service, as its senders and pages see it."""
 
 import asyncio
-import collections
 import contextlib
 import json
 import os
 import re
 import resource
-import select
+import shutil
 import signal
 import socket
 import subprocess
 import unittest
+import urllib.error
 import urllib.request
 
 import websockets
@@ -19,6 +19,9 @@ import websockets
 from tool import TOOL, new_folder, run, start_view
 
 WAIT = 20  # seconds that anything may take
+OWN = "Host: 127.0.0.1:PORT\n"
+UPGRADE = ("Connection: Upgrade\nUpgrade: websocket\nSec-WebSocket-Version: 13\n"
+           "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\n\n")
 
 
 def event(name, **keys):
@@ -36,6 +39,7 @@ def replay(record):
 
 class Service:
     def __init__(self, test, *options, **others):
+        self.fail = test.fail
         self.process = start_view(test, *options, **others)
         self.port = self.process.port
 
@@ -50,11 +54,24 @@ class Service:
     def health(self):
         return json.loads(self.get("health"))
 
+    def requested(self, text):
+        """A connection on which this was sent."""
+        connection = socket.create_connection(("127.0.0.1", self.port), WAIT)
+        connection.sendall(text.replace("\n", "\r\n").replace("PORT", str(self.port)).encode())
+        return connection
+
     def request(self, text):
-        """The first line of the answer to raw bytes; "" when there is none."""
-        with socket.create_connection(("127.0.0.1", self.port), WAIT) as connection:
-            connection.sendall(text.replace("\n", "\r\n").replace("PORT", str(self.port)).encode())
+        """The first line of the answer."""
+        with self.requested(text) as connection:
             return connection.makefile(encoding="latin-1").readline().strip()
+
+    def upgraded(self, path):
+        """A WebSocket whose other end does nothing by itself."""
+        connection = self.requested(f"GET /{path} HTTP/1.1\n{OWN}{UPGRADE}")
+        answer = b""
+        while not answer.endswith(b"\r\n\r\n"):
+            answer += connection.recv(1) or self.fail("closed")
+        return connection
 
     def end(self, number=signal.SIGTERM):
         """Returns the exit status and what standard error had."""
@@ -218,7 +235,8 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         people = '{"request":"people","count":3%s}'
         async with service.connect("events") as first, service.connect("events") as second:
             await first.send(observation(1) + "\n" + people % "")
-            self.assertEqual(json.loads(await heard(first)), {"people": {"first": 1000000, "count": 3}})
+            granted = json.loads(await heard(first))["people"]
+            self.assertEqual((granted["first"], granted["count"]), (1000000, 3))
             await second.send(observation(2) + "\n" + observation(1) + "\n" + observation(1000002))
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
             self.assertEqual(answers, [
@@ -239,27 +257,49 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
             self.assertEqual([answer.get("line") for answer in answers], [8, None])
             self.assertEqual(answers[1]["people"]["first"], 1000000)
+            # Whoever has the key gets them at once, with what else the other had.
+            key = answers[1]["people"]["key"]
+            async with service.connect("events") as third:
+                for guess, first_granted in (("x" * 32, 1000003), (key, 1000000)):
+                    await third.send(people % f',"first":1000000,"key":"{guess}"')
+                    self.assertEqual(json.loads(await heard(third))["people"]["first"], first_granted)
+                await third.send(observation(1) + "\nlast")
+                self.assertEqual(json.loads(await heard(third))["line"], 4)
+
+    async def test_who_gives_no_sign_of_life_keeps_nobody(self):
+        service = Service(self)
+        async with service.connect("events") as gone, service.connect("events") as back:
+            await gone.send(observation(1) + "\nlast")
+            await heard(gone)
+            gone.transport.pause_reading()  # nobody answers pings any more
+            async with asyncio.timeout(WAIT):
+                while True:
+                    await back.send(observation(1) + "\nlast")
+                    if "belongs" not in await heard(back):
+                        break
+                    await asyncio.sleep(0.2)
+            gone.transport.resume_reading()
+            await gone.send(observation(1))
+            self.assertIn("belongs to connection 2", await heard(gone))
 
     async def test_strangers_are_refused(self):
         service = Service(self, "--host", "Robot.local")
-        socket_keys = ("Connection: Upgrade\nUpgrade: websocket\nSec-WebSocket-Version: 13\n"
-                       "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\n\n")
-        own = "Host: 127.0.0.1:PORT\n"
         for text, status in (
                 ("GET / HTTP/1.1\nHost: robot.LOCAL:PORT\n\n", "200"),
                 ("GET / HTTP/1.1\nHost: [::1]:PORT\n\n", "200"),
                 ("GET / HTTP/1.1\nHost: evil.example:PORT\n\n", "421"),
                 ("GET / HTTP/1.1\nHost: 127.0.0.1\n\n", "421"),
                 ("GET / HTTP/1.1\n\n", "421"),
-                ("GET /other HTTP/1.1\n" + own + "\n", "404"),
-                ("POST / HTTP/1.1\n" + own + "Content-Length: 2\n\n{}", "405"),
-                ("GET /states HTTP/1.1\n" + own + socket_keys, "101"),
-                ("GET /states HTTP/1.1\nOrigin: http://127.0.0.1:PORT\n" + own + socket_keys, "101"),
-                ("GET /states HTTP/1.1\nOrigin: http://localhost:PORT\n" + own + socket_keys, "403"),
-                ("GET /events HTTP/1.1\nOrigin: http://evil.example\n" + own + socket_keys, "403"),
-                ("GET /events HTTP/1.1\nOrigin: null\n" + own + socket_keys, "403"),
-                ("GET /other HTTP/1.1\n" + own + socket_keys, "404"),
-                ("GET / HTTP/1.1\n" + own + "Long: " + "x" * 9000 + "\n\n", "400"),
+                ("GET /other HTTP/1.1\n" + OWN + "\n", "404"),
+                ("POST / HTTP/1.1\n" + OWN + "Content-Length: 2\n\n{}", "405"),
+                ("POST / HTTP/1.1\n" + OWN + "Content-Length: 5000000\n\n" + "x" * 5000000, "405"),
+                ("GET /states HTTP/1.1\n" + OWN + UPGRADE, "101"),
+                ("GET /states HTTP/1.1\nOrigin: http://127.0.0.1:PORT\n" + OWN + UPGRADE, "101"),
+                ("GET /states HTTP/1.1\nOrigin: http://localhost:PORT\n" + OWN + UPGRADE, "403"),
+                ("GET /events HTTP/1.1\nOrigin: http://evil.example\n" + OWN + UPGRADE, "403"),
+                ("GET /events HTTP/1.1\nOrigin: null\n" + OWN + UPGRADE, "403"),
+                ("GET /other HTTP/1.1\n" + OWN + UPGRADE, "404"),
+                ("GET / HTTP/1.1\n" + OWN + "Long: " + "x" * 9000 + "\n\n", "400"),
                 ("nonsense\n\n", "400")):
             self.assertIn(f" {status} ", service.request(text) + " ", text)
         for path in ("health", "recording", ""):
@@ -290,52 +330,92 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                 await heard(sender)
             self.assertEqual(closed.exception.rcvd.code, 1009)
         # Many unfinished messages at once: 1 MiB each, one byte short.
-        senders = [await service.connect("events") for _ in range(20)]
         unfinished = b"\x81\xff" + (1 << 20).to_bytes(8, "big") + bytes(4) + b" " * ((1 << 20) - 1)
-        for sender in senders:
-            sender.transport.write(unfinished)
-        await asyncio.wait([asyncio.create_task(sender.wait_closed()) for sender in senders],
-                           timeout=WAIT, return_when=asyncio.FIRST_COMPLETED)
-        codes = collections.Counter(sender.close_code for sender in senders if sender.closed)
-        self.assertEqual(set(codes), {1013})
-        for sender in senders:
-            sender.transport.abort()
-        # The service ends a handshake that never completes; until then it counts as a connection.
-        slow = socket.create_connection(("127.0.0.1", service.port), WAIT)
-        self.addCleanup(slow.close)
-        slow.sendall(b"GET / HTTP/1.1\r\nHo")
-        connections = [socket.create_connection(("127.0.0.1", service.port), WAIT)
-                       for _ in range(64)]
-        self.assertEqual(connections[-1].recv(1), b"")  # the slow one makes it one too many
-        self.assertEqual(select.select([slow], [], [], 0)[0], [])
-        for connection in connections:
+        async with service.connect("events") as honest, service.connect("states") as page:
+            hoarders = [service.upgraded("events") for _ in range(17)]
+            for hoarder in hoarders:
+                hoarder.sendall(unfinished)
+            await honest.send(observation(1) + "\nlast")
+            await heard(honest)
+            await told(page, lambda line: line.get("person") == 1)
+            self.assertEqual(hoarders[0].recv(4), b"\x88\x02\x03\xf5")  # 1013
+            for hoarder in hoarders:
+                hoarder.close()
+        # Whoever says nothing makes way.
+        silent = [socket.create_connection(("127.0.0.1", service.port), WAIT) for _ in range(64)]
+        self.assertEqual(service.health()["refused_connections"], 1)
+        self.assertEqual(silent[0].recv(1), b"")
+        for connection in silent:
             connection.close()
-        self.assertEqual(slow.recv(1), b"")
-        self.assertEqual(service.health()["status"], "ok")
+        others = [service.upgraded("states") for _ in range(64)]
+        self.assertIn(" 503 ", service.request("GET / HTTP/1.1\n\n"))
+        for other in others:
+            other.close()
 
-    async def test_a_page_that_does_not_keep_up_gets_the_newest(self):
+    async def test_the_last_minute_goes_to_some_at_once(self):
         service = Service(self)
-        async with service.connect("states", max_queue=1) as page, service.connect("events") as sender:
-            await page.send('{"forces":true}')
-            await told(page, lambda line: "status" in line)
-            count = 6000
-            for batch in range(count // 20):
-                people = [99, *[0, 1] * 9, 0] if batch == 100 else [0, 1] * 10
-                await sender.send("\n".join(observation(person, gaze={"yaw": 1, "pitch": 0})
-                                            for person in people))
-            await sender.send("last\n" + event("not_seen", person=1))
+        async with service.connect("events") as sender:
+            for number in range(12):  # more than sockets hold
+                await sender.send(event("start_recording", person=1, scope=f"{number:02}" * 450_000))
+            await sender.send("last")
             await heard(sender)
-            self.assertEqual(service.health()["events"], count + 1)  # whether the page reads or not
-            lines = await told(page, lambda line: "valence" in line and
-                               line["forces"][-1]["reason"] == "Not visible")
-        missed = sum(line.get("missed", 0) for line in lines)
-        got = sum("valence" in line for line in lines)
-        self.assertGreater(missed, 0)
-        others = sum(not {"valence", "missed"} & set(line) for line in lines)
-        self.assertLessEqual(count + 1, got + missed)
-        self.assertLess(got + missed - others, count + 20)
-        # Also about a person whose last line came long before.
-        self.assertIn(99, {line.get("person") for line in lines})
+        slow = [service.requested(f"GET /recording HTTP/1.1\n{OWN}\n") for _ in range(4)]
+        with self.assertRaisesRegex(urllib.error.HTTPError, "503"):
+            service.get("recording")
+        kept = slow[0].makefile("rb").read()
+        self.assertIn(b"200 OK", kept)
+        self.assertEqual(kept.count(b"start_recording"), 12)
+        self.assertEqual(service.get("recording"), kept[kept.index(b"\r\n\r\n") + 4:])
+        for connection in slow:
+            connection.close()
+
+    async def test_goes_on_when_descriptors_have_run_out(self):
+        service = Service(self, preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_NOFILE, (24, 24)))
+        waiting = [socket.create_connection(("127.0.0.1", service.port), WAIT) for _ in range(30)]
+        self.assertIn("Too many open files", service.process.stderr.readline())
+        for connection in waiting:
+            connection.close()
+        self.assertEqual(service.health()["status"], "ok")
+        self.assertEqual(service.end(), (0, ""))
+
+    async def test_a_page_shows_who_is_there(self):
+        service = Service(self)
+        everybody = list(range(1, 601))
+        scene = "\n".join(map(observation, everybody))
+        is_complete = lambda line: line.get("picture") == "complete"
+        async with service.connect("events") as sender, service.connect("events") as other:
+            await sender.send(scene + "\nlast")
+            await heard(sender)
+            async with service.connect("states", max_queue=1) as page:
+                lines = await told(page, is_complete)
+                self.assertIn("reasons", lines[0])
+                self.assertEqual([line["person"] for line in lines if "valence" in line], everybody)
+                self.assertEqual([line for line in lines if "missed" in line], [])
+                # What is said of bad lines displaces nothing.
+                await sender.send("bad\n" + event("remove", person=5) + "\n" + "bad\n" * 3000)
+                lines = await told(page, lambda line: "removed" in line)
+                self.assertEqual(lines[-1]["person"], 5)
+                while len(service.health()["connections"]) > 2:
+                    await asyncio.sleep(0.05)
+                # A page that does not read gets everybody anew; whom it is to forget is not there.
+                for _ in range(20):
+                    await other.send(scene)
+                await other.send(event("remove", person=7) + "\nlast")
+                await heard(other)
+                lines = await told(page, is_complete)
+                begin = lines.index({"picture": "begins"})
+                self.assertEqual(sum("person" in line for line in lines[:begin]) +
+                                 sum(line.get("missed", 0) for line in lines), 20 * 600 + 1)
+                self.assertTrue(any("reasons" in line for line in lines[:begin]))
+                everybody.remove(7)
+                self.assertEqual([line["person"] for line in lines[begin:] if "valence" in line],
+                                 everybody)
+                await page.send('{"forces":true}\n{"forces":1}')
+                await told(page, lambda line: "error" in line)
+                await other.send(event("not_seen", person=1))
+                line = (await told(page, lambda line: line.get("person") == 1))[-1]
+                self.assertEqual(line["forces"][-1]["reason"], "Not visible")
 
     async def test_a_stalled_output_stops_nobody(self):
         service = Service(self, stdout=subprocess.PIPE)
@@ -361,8 +441,10 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual((bad["source"], bad["line"]), ("standard input", 1))
             await sender.send("\n\n" + observation(1) + "\noops")
             self.assertEqual(json.loads(await heard(sender))["line"], 4)
-            await page.send('{"forces":1}')
-            self.assertIn("error", (await told(page, lambda line: "error" in line))[-1])
+            told_of = [(each["name"], each["lines"], each["bad_lines"], each["dropped"])
+                       for each in service.health()["connections"]]
+            self.assertEqual(told_of[:2], [("standard input", 2, 1, 0), ("connection 1", 4, 1, 0)])
+            self.assertEqual((told_of[2][0], *told_of[2][2:]), ("page 1", 0, 0))
             status, error = await asyncio.to_thread(service.end)  # with everybody still there
         self.assertEqual(status, 0)
         self.assertIn('standard input:1: event: "<b>" is not an event\nconnection 1:4: ', error)
@@ -395,3 +477,33 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(status, 1)
         self.assertEqual(error.count("File too large"), 2, error)  # when it happens, and in the end
         self.assertGreater(len(replay(full).splitlines()), 10)
+
+        away = self.folder / "away"
+        away.mkdir()
+        service = Service(self, "--record", away / "record.jsonl")
+        async with service.connect("states") as page:
+            shutil.rmtree(away)
+            failure = lambda line: line.get("status", {}).get("recording_failure")
+            self.assertIn("was deleted", failure((await told(page, failure))[-1]))
+        status, error = service.end()
+        self.assertEqual((status, error.count("was deleted")), (1, 2), error)
+
+    async def test_programs_of_this_user_come_by_a_socket(self):
+        path = self.folder / "socket"
+        for _ in range(2):  # the second time over what the first, killed, has left behind
+            service = subprocess.Popen([TOOL, "view", "--address", "none", "--socket", path],
+                                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                       stderr=subprocess.PIPE, text=True)
+            self.addCleanup(service.communicate)
+            self.addCleanup(service.kill)
+            self.assertIn(f"unix:{path}", service.stderr.readline())
+            self.assertEqual(path.stat().st_mode & 0o777, 0o600)
+            async with websockets.unix_connect(str(path), "ws://robot/states") as page:
+                sent = await asyncio.to_thread(run, "send", "-", "--to", f"unix:{path}",
+                                               input=observation(1)[:-1] + ',"time":0}')
+                self.assertEqual((sent.returncode, sent.stderr), (0, ""))
+                await told(page, lambda line: "removed" in line)
+            self.assertEqual(run("view", "--port", "0", "--socket", path, input="").returncode, 1)
+            service.send_signal(signal.SIGKILL)
+            service.wait(WAIT)
+        self.assertEqual(run("view", "--address", "none", input="").returncode, 2)

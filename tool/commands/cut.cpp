@@ -40,9 +40,10 @@ void cutRecording(const CutOptions& options) {
 void addCut(Command tool) {
   Command command = tool.addSubcommand(
       "cut", "Cut a span out of a recording, as a recording of its own",
-      R"(A TIME is in seconds since the start of the recording, or like 1:23.5; both ends belong to the
-span. The lines that are kept stay as they are, to the byte. A scope that reaches over an edge is
-opened or closed there, and at the end people are removed.
+      R"(A TIME is in seconds since second 0 of the recording, which info tells, or like 1:23.5; both ends
+belong to the span. The lines that are kept stay as they are, to the byte. A scope that reaches over an
+edge is opened or closed there, and at the end people are removed. A second of the cut is the same as
+in the whole: where second 0 is the first event and that is not kept, the header gets an origin.
 
 The cut begins with people it does not know. So in its first seconds their states are not those of the
 whole: what was perceived before, up to 7 s ago (20 s for an emotion of the situation), is missing, and
@@ -69,11 +70,14 @@ Examples:
       .showDefault("0");
   command.addOutputFile(options->output, "The recording to write");
   command.setAction([options] {
-    if (options->span.from > options->span.to) {
+    if (options->span.from && *options->span.from > options->span.to) {
       throw WrongUsage("--from", "is after --to");
     }
-    if (options->span.every == Time::duration(0)) {
+    if (options->span.every && *options->span.every <= Time::duration(0)) {
       throw WrongUsage("--every", "must be above 0");
+    }
+    if (options->span.leadIn < Time::duration(0)) {
+      throw WrongUsage("--lead-in", "must be 0 or more");
     }
     cutRecording(*options);
   });

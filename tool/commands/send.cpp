@@ -160,12 +160,12 @@ Examples:
   zorvel simulate --people 5 | zorvel send -)");
   const auto options = std::make_shared<SendOptions>();
   command.addRecording(options->recording);
-  command.add("--to", options->address, "Where zorvel view listens")
-      .type("HOST:PORT")
+  command.add("--to", options->address, "Where zorvel view listens: HOST:PORT or unix:PATH")
+      .type("ADDRESS")
       .check([](const std::string& text) {
-        const std::size_t colon = text.rfind(':');
-        const bool isAddress = colon != text.npos && colon > 0 && colon + 1 < text.size();
-        return isAddress ? std::string() : inQuotes(text) + " is not like 127.0.0.1:8642";
+        return Client::isAddress(text)
+                   ? std::string()
+                   : inQuotes(text) + " is not like 127.0.0.1:8642 or unix:PATH";
       })
       .showDefault();
   command

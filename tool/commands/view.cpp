@@ -10,6 +10,7 @@
 
 #include "recording/failure.hpp"
 #include "recording/line_reader.hpp"
+#include "recording/printable.hpp"
 #include "system/command_line.hpp"
 #include "system/interrupt.hpp"
 #include "system/warnings.hpp"
@@ -17,6 +18,8 @@
 
 namespace zorvel {
 namespace {
+
+constexpr const char* noAddress = "none";
 
 struct ViewOptions {
   ServerOptions server;
@@ -33,8 +36,14 @@ class View {
 
   void run() {
     if (!_options.record.empty()) _service.record(_options.record);
-    _errors.say(fmt::format("Open {} in a browser; Ctrl+C ends the service.", _server.url()));
-    if (reachOf(_options.server.address) != Reach::ThisMachine) {
+    if (!_server.url().empty()) {
+      _errors.say(fmt::format("Open {} in a browser; Ctrl+C ends the service.", _server.url()));
+    }
+    if (!_options.server.socket.empty()) {
+      _errors.say(fmt::format("Programs of this user: zorvel send --to unix:{}",
+                              printable(_options.server.socket)));
+    }
+    if (!_server.url().empty() && reachOf(_options.server.address) != Reach::ThisMachine) {
       _errors.say(
           fmt::format("Listening on {}: whoever reaches this machine there can watch and feed the "
                       "service.",
@@ -69,6 +78,7 @@ class View {
   /// Reads standard input to its end or the server's; returns what was wrong with it.
   std::string handleInput() {
     std::string failure;
+    _service.join(_input);
     try {
       std::string text;
       LineReader lines("-", [this](int descriptor) {
@@ -76,7 +86,9 @@ class View {
         throwIfInterrupted();
       });
       while (failure.empty() && nextLine(lines, text)) {
-        if (_service.receive(_input, text).empty()) continue;
+        const bool isGood = _service.receive(_input, text);
+        _input.answers.clear();  // nobody reads them
+        if (isGood) continue;
         ++_badInputLines;
         if (_options.strict) failure = "a bad line ended the service";
       }
@@ -97,7 +109,8 @@ class View {
         return lines.next(text);
       } catch (const BadLine& error) {
         if (_options.strict) throw;
-        ++_input.line;
+        ++_input.lines;
+        ++_input.badLines;
         ++_badInputLines;
         _errors.say(_input.name, error.what());
       }
@@ -152,9 +165,10 @@ Examples:
   const auto options = std::make_shared<ViewOptions>();
   options->server.address = "127.0.0.1";
   options->server.port = 8642;
-  command.add("--address", options->server.address, "The IP address to listen on")
+  command.add("--address", options->server.address, "The IP address to listen on, or none")
       .type("ADDRESS")
       .check([](const std::string& text) {
+        if (text == noAddress) return std::string();
         try {
           reachOf(text);
           return std::string();
@@ -172,6 +186,10 @@ Examples:
            "A name by which browsers reach this machine, besides the address and localhost")
       .type("NAME");
   command
+      .add("--socket", options->server.socket,
+           "Make a socket there, for programs of this user alone")
+      .type("PATH");
+  command
       .add("--record", options->record,
            "Record what is played, line by line; the file must not have anything in it")
       .type("FILE");
@@ -182,16 +200,19 @@ Examples:
   command.addFlag("--until-end", options->untilEnd, "End at the end of standard input");
   command.addFlag("--strict", options->strict, "End at the first bad line of standard input");
   command.setAction([options] {
-    const ServerOptions& server = options->server;
-    if (server.hosts.empty() && reachOf(server.address) == Reach::AllAddresses) {
+    ServerOptions& server = options->server;
+    if (server.address == noAddress) {
+      server.address.clear();
+      if (server.socket.empty()) throw WrongUsage("--address", "none needs --socket");
+    } else if (server.hosts.empty() && reachOf(server.address) == Reach::AllAddresses) {
       throw WrongUsage("--address",
                        server.address + " needs --host, the name that browsers call it by");
     }
-    options->server.cameraFolder = cameraFolder();
+    server.cameraFolder = cameraFolder();
     catchInterrupts();
-    options->server.stopDescriptor = interruptDescriptor();
+    server.stopDescriptor = interruptDescriptor();
     // Whoever sits at a terminal looks at the page.
-    if (isatty(STDOUT_FILENO) == 0) options->server.outputDescriptor = STDOUT_FILENO;
+    if (isatty(STDOUT_FILENO) == 0) server.outputDescriptor = STDOUT_FILENO;
     std::signal(SIGPIPE, SIG_IGN);
     View(*options).run();
   });

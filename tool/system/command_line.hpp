@@ -96,13 +96,13 @@ class Command {
                description)
         .type("N");
   }
-  /// A time since the start of a recording, or an optional one.
+  /// A time since second 0 of a recording, or an optional one.
   template <typename Duration>
   Option addTime(const std::string& name, Duration& time, const std::string& description) {
     return add(
                name,
                [name, &time](const std::string& text) {
-                 const auto read = readTimeSinceStart(text);
+                 const auto read = readSeconds(text);
                  if (!read) {
                    throw WrongUsage(name, inQuotes(text) + " is neither seconds nor like 1:23.5");
                  }

@@ -9,6 +9,7 @@ let clockOffset;  // of the service's clock from this page's, in seconds
 let theme = 0;  // another number, other colours
 let isPaused = false;
 let linesBehind = 0;
+const pictured = new Set();  // who is in the picture that is coming
 const pauseButton = document.getElementById("pause");
 
 function serviceNow() {
@@ -28,11 +29,16 @@ function onLine(line) {
     showStatus(line.status);
   } else if (line.bad_line) {
     showBadLine(line.bad_line);
+  } else if (line.picture === "begins") {
+    pictured.clear();
+  } else if (line.picture === "complete") {
+    for (const id of [...cards.keys()]) if (!pictured.has(id)) removeCard(id, { isAtOnce: true });
   } else if (line.missed) {
     missedLines += line.missed;
   } else if (line.removed) {
     removeCard(line.person);
   } else if (line.valence) {
+    pictured.add(line.person);
     (cards.get(line.person) ?? addCard(line.person)).person.add(line);
   } else if (line.agitation !== undefined) {
     showRoom(line);

@@ -24,6 +24,7 @@ function showStatus(status) {
   const facts = [formatCount(status.people, "person", "people"),
                  `${formatNumber(rate, 0)} events a second`];
   if (status.recording) facts.push(`recording to ${status.recording}`);
+  if (status.recording_failure) facts.push(`recording stopped: ${status.recording_failure}`);
   if (missedLines > 0) facts.push(`${formatCount(missedLines, "line")} missed by this page`);
   setText(document.getElementById("facts"), facts.join(" · "));
   const panel = document.getElementById("bad-lines");

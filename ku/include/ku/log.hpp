@@ -97,11 +97,13 @@ class KU_API LogStream {
     if (_text) *_text << part;
     return *this;
   }
-  /// The same for a text; a null one adds nothing.
+  /// The same for a text; a null one adds nothing, and what follows it is written.
   LogStream& operator<<(const char* part) {
     if (_text && part != nullptr) *_text << part;
     return *this;
   }
+  /// The same.
+  LogStream& operator<<(char* part) { return *this << static_cast<const char*>(part); }
 
  private:
   Level _level;
