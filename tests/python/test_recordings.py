@@ -235,6 +235,9 @@ def test_any_log_can_be_replayed(scene: pathlib.Path) -> None:
         timeline = zorvel.replay(log).timeline
         for column in whole:
             numpy.testing.assert_array_equal(timeline[column], whole[column])
+    film = ROOT / "fuzz/corpus/recording/film.jsonl"  # whose header says what second 0 is
+    assert [*zorvel.replay(film.read_text().splitlines()).timeline["seconds"]] == [
+        *zorvel.replay(film).timeline["seconds"]]
     with pytest.raises(zorvel.DataError, match="line 3: person") as raised:
         zorvel.replay([lines[1], lines[2], {**dicts[3], "person": "one"}])
     error = raised.value
@@ -304,9 +307,9 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
     assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
     phases = pandas.DataFrame([[1, "phase", 1.5, 3.0]], columns=["person", "scope", "begin", "end"])
     phases.to_csv(tmp_path / "phases.csv")
-    tool("annotate", scene, tmp_path / "phases.csv", "-o", tmp_path / "a.jsonl")
+    tool("annotate", scene, tmp_path / "phases.csv", "--offset", "1.2", "-o", tmp_path / "a.jsonl")
     for table in (tmp_path / "phases.csv", phases):
-        zorvel.annotate(scene, table, tmp_path / "b.jsonl")
+        zorvel.annotate(scene, table, tmp_path / "b.jsonl", offset=1.2)
         assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
     with pytest.raises(zorvel.DataError, match="^data frame:2: ") as raised:
         zorvel.annotate(scene, phases.assign(end=1.0), tmp_path / "b.jsonl")
