@@ -5,7 +5,6 @@ from __future__ import annotations
 import contextlib
 import json
 import os
-import tempfile
 import warnings
 from collections.abc import Iterator
 from dataclasses import dataclass
@@ -73,6 +72,8 @@ def _file_of(data: _Table) -> Iterator[str | os.PathLike[str]]:
     if isinstance(data, (str, os.PathLike)):
         yield data
         return
+    import tempfile
+
     with tempfile.NamedTemporaryFile("w", suffix=".csv", newline="", encoding="utf-8") as file:
         data.to_csv(file, index=False)
         file.flush()
