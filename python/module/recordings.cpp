@@ -6,18 +6,26 @@
 #include <mutex>
 #include <tuple>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "import/importer.hpp"
+#include "import/scope_table.hpp"
 #include "inspection/findings.hpp"
+#include "inspection/format.hpp"
+#include "inspection/info_report.hpp"
+#include "inspection/recording_facts.hpp"
 #include "module.hpp"
 #include "playback/columns.hpp"
 #include "playback/csv.hpp"
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
 #include "playback/summary_table.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
+#include "recording/recording_annotation.hpp"
+#include "recording/recording_cut.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
 #include "recording/text_output.hpp"
@@ -29,7 +37,7 @@ namespace {
 /// Lets a signal, such as that of Ctrl-C, raise its exception.
 void throwIfInterrupted() {
   callPython([] {
-    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    if (stayingAtTheEnd(PyErr_CheckSignals) != 0) throw py::error_already_set();
   });
 }
 
@@ -84,6 +92,16 @@ class Writer {
 
 // --- tables of results
 
+/// Loads NumPy, which the first array would do otherwise: with the interpreter's lock, in the
+/// initialization of a static variable. Two threads would wait for each other.
+void loadNumpy() {
+  static std::mutex mutex;
+  withoutLock([] {
+    const std::lock_guard lock(mutex);
+    callPython([] { py::dtype::of<double>(); });
+  });
+}
+
 /// Texts, of which a column has few different ones, many times.
 class TextColumn {
  public:
@@ -131,6 +149,11 @@ struct KeptIn<std::string_view> {
   using Type = TextColumn;
 };
 
+/// The number nearest to the seconds, as the files have them to the nanosecond.
+double secondsOf(Time::duration duration) {
+  return std::strtod(fmt::format("{}e-9", duration.count()).c_str(), nullptr);
+}
+
 /// An array that takes over the memory of a vector.
 template <typename Number>
 py::array asArray(std::vector<Number>&& numbers) {
@@ -168,23 +191,22 @@ class Table {
   py::dict take(Time zero) {
     py::dict arrays;
     std::vector<double> since;
-    for (const std::int64_t time : _times) {
-      since.push_back(inSeconds(between(zero, Time(Time::duration(time)))));
+    if constexpr (!std::is_same_v<Row, StateRow>) {  // of which the file has the seconds
+      for (const std::int64_t time : _times) {
+        since.push_back(secondsOf(between(zero, Time(Time::duration(time)))));
+      }
     }
-    const py::array seconds = asArray(std::move(since));
     arrays["time"] = asArray(std::move(_times));
     std::apply(
         [&](const auto&... column) {
           std::apply(
               [&](auto&... kept) {
-                ((arrays[py::str(column.name.data(), column.name.size())] =
-                      asArray(std::move(kept))),
-                 ...);
+                ((arrays[py::str(std::string(column.name))] = asArray(std::move(kept))), ...);
               },
               _kept);
         },
         _columns);
-    if (!arrays.contains("seconds")) arrays["seconds"] = seconds;
+    if (!arrays.contains("seconds")) arrays["seconds"] = asArray(std::move(since));
     return arrays;
   }
 
@@ -196,9 +218,9 @@ class Table {
     if constexpr (std::is_same_v<Value, std::size_t>) {
       return static_cast<std::int64_t>(value);
     } else if constexpr (std::is_same_v<Value, Time::duration>) {
-      return inSeconds(value);
+      return secondsOf(value);
     } else if constexpr (std::is_same_v<Value, std::optional<Time::duration>>) {
-      return value ? inSeconds(*value) : std::numeric_limits<double>::quiet_NaN();
+      return value ? secondsOf(*value) : std::numeric_limits<double>::quiet_NaN();
     } else {
       return value;
     }
@@ -215,7 +237,7 @@ class Table {
 /// Everything that a replay gives.
 class Tables {
  public:
-  explicit Tables(Forces forces) : _forces(forces) {}
+  explicit Tables(Forces forces) : _forces(forces) { loadNumpy(); }
 
   void add(Time time, const Row& row) {
     if (const auto* state = std::get_if<StateRow>(&row)) {
@@ -282,24 +304,52 @@ py::tuple replayFile(py::handle path, bool forces) {
   return py::make_tuple(tables.take(zero), warningsOf(findingsOf(facts)), asException(failure));
 }
 
-py::tuple replayEvents(const py::iterable& events, bool forces) {
+/// Replays what Python gives one by one: an event, a line, or what `lineOf` makes a line of.
+py::tuple replayEvents(const py::iterable& entries, py::handle lineOf, bool forces) {
   const Forces watched = forces ? Forces::Watched : Forces::Unwatched;
   Tables tables(watched);
-  const py::iterator iterator = py::iter(events);
-  std::optional<Time> zero;
-  const auto next = [&]() -> std::optional<Event> {
-    return callPython([&]() -> std::optional<Event> {
-      const auto object = py::reinterpret_steal<py::object>(PyIter_Next(iterator.ptr()));
-      if (object && !py::isinstance<Event>(object)) failType("recording", "must give events");
-      if (object) {
-        const auto& event = object.cast<const Event&>();
-        if (!zero && py::isinstance<Reader>(events)) zero = events.cast<const Reader&>().origin();
-        if (!zero) zero = event.time;
-        return event;
+  const py::iterator iterator = py::iter(entries);
+  using Entry = std::variant<std::monostate, Event, std::string>;
+  const auto nextEntry = [&]() -> Entry {
+    auto entry = py::reinterpret_steal<py::object>(
+        stayingAtTheEnd([&] { return PyIter_Next(iterator.ptr()); }));
+    if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+    if (!entry) return {};
+    if (py::isinstance<Event>(entry)) return entry.cast<const Event&>();
+    if (!py::isinstance<py::str>(entry) && !py::isinstance<py::bytes>(entry)) {
+      entry = callFunction(lineOf, entry);
+    }
+    auto line = entry.cast<std::string>();
+    if (!line.empty() && line.back() == '\n') line.pop_back();
+    return line;
+  };
+  const auto* const reader =
+      py::isinstance<Reader>(entries) ? entries.cast<const Reader*>() : nullptr;
+  EventReader lines(MissingTime::Error);
+  std::uint64_t number = 0;
+  const auto read = [&]() -> std::optional<Event> {
+    while (true) {
+      Entry entry = callPython(nextEntry);
+      ++number;
+      if (auto* const event = std::get_if<Event>(&entry)) return std::move(*event);
+      auto* const line = std::get_if<std::string>(&entry);
+      if (line == nullptr) return std::nullopt;
+      try {
+        if (auto event = lines.read(*line)) return event;
+      } catch (const JsonError& error) {
+        throw BadLine(fmt::format("line {}: {}", number, error.what()),
+                      {"", number, error.key(), 0});
       }
-      if (PyErr_Occurred() != nullptr) throw py::error_already_set();
-      return std::nullopt;
-    });
+    }
+  };
+  std::optional<Time> zero;
+  const auto next = [&] {
+    auto event = read();
+    if (event && !zero) {
+      const auto origin = reader != nullptr ? reader->origin() : lines.origin();
+      zero = origin.value_or(event->time);
+    }
+    return event;
   };
   try {
     const auto failure = withoutLock([&] {
@@ -406,27 +456,127 @@ py::tuple reportFile(py::handle path, py::handle output) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
   const auto result = withoutLock([&] {
+    requireDistinct({name}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput page(outputName, throwIfInterrupted);
-    auto written = writeReport(
-        recording, printable(std::filesystem::path(name).filename().string()), page, [] {});
+    auto written = writeReport(recording, reportTitle(name), page, [] {});
     page.commit();
     return written;
   });
   return py::make_tuple(warningsOf(result.findings), asException(result.failure));
 }
 
-ImportFacts importFile(Importer& importRows, std::string_view source, py::handle path,
-                       py::handle output, const ImportOptions& options) {
+std::vector<std::string> pathsFrom(const py::list& paths) {
+  std::vector<std::string> names;
+  for (const py::handle path : paths) names.push_back(pathFrom(path));
+  return names;
+}
+
+py::tuple reportFiles(const py::list& paths, py::handle output, py::handle scope) {
+  const std::vector<std::string> names = pathsFrom(paths);
+  const std::string outputName = pathFrom(output);
+  std::optional<std::string> alignedBy;
+  if (!scope.is_none()) alignedBy = textFrom(scope, "align");
+  const auto results = withoutLock([&] {
+    requireDistinct(names, {outputName});
+    TextOutput page(outputName, throwIfInterrupted);
+    auto written =
+        writeReport(names, alignedBy, page, checkSignals, [](const LineReader& /*lines*/) {});
+    page.commit();
+    return written;
+  });
+  py::list warnings;
+  for (const ReportResult& result : results) warnings.append(warningsOf(result.findings));
+  std::optional<Failure> failure;
+  if (const auto failures = failuresOf(results); !failures.empty()) failure.emplace(failures);
+  return py::make_tuple(warnings, asException(failure));
+}
+
+/// The facts as JSON.
+py::tuple infoOfFile(py::handle path) {
+  const std::string name = pathFrom(path);
+  std::optional<Failure> failure;
+  const std::string facts = withoutLock([&] {
+    RecordingReader recording(name, checkSignals);
+    RecordingFacts found;
+    try {
+      while (const auto event = recording.next()) {
+        found.add(*event, recording.lines().lineNumber());
+      }
+    } catch (const Failure& error) {
+      failure = error;
+    }
+    return formatInfoJson(
+        {printable(name), recording.source(), recording.origin(), recording.secondZero(),
+         recording.lines().lineNumber(), failure ? failure->what() : ""},
+        found);
+  });
+  return py::make_tuple(facts, asException(failure));
+}
+
+void cutFile(py::handle path, py::handle output, py::handle from, py::handle to, py::handle leadIn,
+             py::handle person, py::handle every) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
+  CutSpan span;
+  if (!from.is_none()) span.from = durationFrom(from, "begin");
+  if (!to.is_none()) span.to = durationFrom(to, "end");
+  if (span.from && *span.from > span.to) throw py::value_error("begin: is after end");
+  if (!leadIn.is_none()) span.leadIn = durationFrom(leadIn, "lead_in");
+  if (span.leadIn < Time::duration(0)) failValue("lead_in", "must be 0 or more");
+  span.person = personFrom(person);
+  if (!every.is_none()) span.every = durationFrom(every, "every");
+  if (span.every && *span.every <= Time::duration(0)) failValue("every", "must be above 0");
+  withoutLock([&] {
+    requireDistinct({name}, {outputName});
+    RecordingReader recording(name, checkSignals);
+    TextOutput cut(outputName, throwIfInterrupted);
+    RecordingCut lines(recording, span);
+    while (lines.next(cut.text())) cut.flush();
+    cut.commit();
+  });
+}
+
+/// Returns what removals did to the scopes.
+std::string annotateFile(py::handle path, py::handle scopes, py::handle output, py::handle offset) {
+  const std::string name = pathFrom(path);
+  const std::string table = pathFrom(scopes);
+  const std::string outputName = pathFrom(output);
+  const auto since = offset.is_none() ? Time::duration(0) : durationFrom(offset, "offset");
   return withoutLock([&] {
+    requireDistinct({name, table}, {outputName});
+    RecordingReader recording(name, checkSignals);
+    TextOutput annotated(outputName, throwIfInterrupted);
+    RecordingAnnotation lines(recording, table, readScopes(table, since, checkSignals));
+    while (lines.next(annotated.text())) {
+      if (annotated.isFile()) annotated.flush();  // elsewhere an error could not take it back
+    }
+    annotated.commit();
+    return formatParted(lines.parted());
+  });
+}
+
+py::dict importFile(Importer& importRows, std::string_view source, py::handle path,
+                    py::handle output, const ImportOptions& options) {
+  const std::string name = pathFrom(path);
+  const std::string outputName = pathFrom(output);
+  const ImportFacts facts = withoutLock([&] {
+    requireDistinct({name}, {outputName});
     CsvReader rows(name, checkSignals);
     TextOutput recording(outputName, throwIfInterrupted);
-    auto facts = importInto(recording, source, importRows, rows, options, [] {});
+    auto made = importInto(recording, source, importRows, rows, options, [] {});
     recording.commit();
-    return facts;
+    return made;
   });
+  py::list fields;
+  for (const ImportedField& field : facts.fields) {
+    fields.append(py::make_tuple(field.name, field.obstacle, field.observations));
+  }
+  return py::dict(py::arg("rows") = facts.rows, py::arg("frames") = facts.frames,
+                  py::arg("people") = facts.people, py::arg("observations") = facts.observations,
+                  py::arg("seconds") = inSeconds(facts.length), py::arg("fields") = fields,
+                  py::arg("cut_off_row") = facts.cutOffRow,
+                  py::arg("doubtful_times") = facts.doubtfulTimes);
 }
 
 ImportOptions importOptions(py::handle start, double gap, std::optional<double> rate,
@@ -448,9 +598,11 @@ void bindEvents(py::module_& module) {
   const auto time = py::arg("time");
   const auto person = py::arg("person");
   const auto scope = py::arg("scope");
-  py::class_<Event>(module, "Event",
-                    "One line of a recording. `time` is what a Reading's may be; what an event has "
-                    "of the members below depends on its kind, the rest is None.")
+  py::class_<Event> bound(
+      module, "Event",
+      "One line of a recording. `time` is what a Reading's may be; what an event has "
+      "of the members below depends on its kind, the rest is None.");
+  bound
       .def_static(
           "observation",
           [eventAt](py::handle at, py::handle id, const TimedObservation& observation) {
@@ -531,72 +683,62 @@ void bindEvents(py::module_& module) {
             return activity->value;
           },
           "The measurement of an activity.")
-      .def("__repr__", [](const Event& event) {
-        const auto id = personOf(event);
-        return fmt::format("<Event {} at {}{}>", eventNames.at(event.what.index()),
-                           nanoseconds(event.time), id ? fmt::format(" of person {}", *id) : "");
-      });
+      .def("__repr__",
+           [](const Event& event) {
+             const auto id = personOf(event);
+             return fmt::format("<Event {} at {}{}>", eventNames.at(event.what.index()),
+                                nanoseconds(event.time),
+                                id ? fmt::format(" of person {}", *id) : "");
+           })
+      .def(py::pickle(
+          [](const Event& event) {
+            fmt::memory_buffer line;
+            appendEvent(line, event);
+            return fmt::to_string(line);
+          },
+          [](std::string line) { return *EventReader(MissingTime::Error).read(line); }));
+  bindEquality(bound, [](const Event& of) {
+    const py::object self = py::cast(&of, py::return_value_policy::reference);
+    py::tuple members(7);
+    std::size_t next = 0;
+    for (const char* name : {"kind", "time", "person", "fields", "scope", "samples", "value"}) {
+      members[next++] = self.attr(name);
+    }
+    return members;
+  });
 }
 
 void bindImports(py::module_& module) {
-  py::class_<ImportedField>(module, "ImportedField",
-                            "What became of one of the fields that a file can give.")
-      .def_readonly("name", &ImportedField::name, "As a recording calls it.")
-      .def_readonly("obstacle", &ImportedField::obstacle,
-                    "Why it is not there, or not all of it; empty when nothing is in the way.")
-      .def_readonly("observations", &ImportedField::observations, "How many observations have it.");
-  py::class_<ImportFacts>(module, "ImportFacts", "What an import made.")
-      .def_readonly("rows", &ImportFacts::rows, "Rows of the file.")
-      .def_readonly("frames", &ImportFacts::frames, "Times in the file.")
-      .def_readonly("people", &ImportFacts::people, "How many people there are.")
-      .def_readonly("observations", &ImportFacts::observations, "Rows with a face.")
-      .def_property_readonly(
-          "seconds", [](const ImportFacts& facts) { return inSeconds(facts.length); },
-          "From the first frame to the last.")
-      .def_readonly("fields", &ImportFacts::fields, "What became of each field.")
-      .def_readonly("cut_off_row", &ImportFacts::cutOffRow,
-                    "Which last row was left out, and why; empty when none was.")
-      .def_readonly("doubtful_times", &ImportFacts::doubtfulTimes,
-                    "Which times look wrong, a sentence each.");
-
   const auto file = py::arg("file");
   const auto output = py::arg("output");
-  const auto start = py::arg("start") = py::none();
-  const auto gap = py::arg("gap") = inSeconds(ImportOptions().gap);
-  const auto mirrored = py::arg("mirrored") = false;
+  const auto start = py::arg("start");
+  const auto gap = py::arg("gap");
+  const auto rate = py::arg("fps");
+  const auto mirrored = py::arg("mirrored");
   module.def(
-      "import_openface",
+      "import_openface_file",
       [](py::handle path, py::handle to, py::handle begin, double seconds,
-         std::optional<double> rate, bool mirror, double full) {
-        ImportOptions options = importOptions(begin, seconds, rate, mirror);
+         std::optional<double> framesPerSecond, bool mirror, double full) {
+        ImportOptions options = importOptions(begin, seconds, framesPerSecond, mirror);
         if (!(full > 0.0)) failValue("full_intensity", "must be above 0");
         options.fullIntensity = full;
         return importFile(importOpenFace, "openface", path, to, options);
       },
-      file, output, py::kw_only(), start, gap, py::arg("fps") = py::none(), mirrored,
-      py::arg("full_intensity") = ImportOptions().fullIntensity,
-      "Turns what OpenFace 2.x writes into a recording.\n\n"
-      "`start` is when the file begins (2000-01-01 in UTC); a person unseen for longer than `gap` "
-      "seconds is removed; `fps` is for image sequences, in which every timestamp is 0; "
-      "`full_intensity` is the intensity of an action unit that counts as full.");
+      file, output, start, gap, rate, mirrored, py::arg("full_intensity"));
   module.def(
-      "import_pyfeat",
-      [](py::handle path, py::handle to, double rate, py::handle begin, double seconds,
+      "import_pyfeat_file",
+      [](py::handle path, py::handle to, double framesPerSecond, py::handle begin, double seconds,
          bool mirror) {
         return importFile(importPyFeat, "pyfeat", path, to,
-                          importOptions(begin, seconds, rate, mirror));
+                          importOptions(begin, seconds, framesPerSecond, mirror));
       },
-      file, output, py::kw_only(), py::arg("fps"), start, gap, mirrored,
-      "Turns what py-feat writes into a recording; `fps` is the video's frames per second. The "
-      "rest "
-      "is as for import_openface.");
+      file, output, rate, start, gap, mirrored);
 }
 
 }  // namespace
 
 void addRecordings(py::module_& module) {
   bindEvents(module);
-  bindImports(module);
 
   py::class_<Reader>(module, "RecordingReader", "The events of a recording, one after the other.")
       .def("__iter__", [](py::object self) { return self; })
@@ -641,7 +783,8 @@ void addRecordings(py::module_& module) {
 
   // Wrapped in Python.
   module.def("replay_file", &replayFile, py::arg("path"), py::arg("forces"));
-  module.def("replay_events", &replayEvents, py::arg("events"), py::arg("forces"));
+  module.def("replay_events", &replayEvents, py::arg("entries"), py::arg("line_of"),
+             py::arg("forces"));
   module.def("summarize_file", &summarizeFile, py::arg("path"), py::arg("name"));
   module.attr("SUMMARY_HEADER") = summaryHeader;
   module.def("explain_file", &explainFile, py::arg("path"), py::arg("person"), py::arg("at"),
@@ -649,6 +792,19 @@ void addRecordings(py::module_& module) {
   module.def("greatest_changes_of_file", &explainGreatestOf, py::arg("path"), py::arg("person"),
              py::arg("most"));
   module.def("report_file", &reportFile, py::arg("path"), py::arg("output"));
+  module.def("report_files", &reportFiles, py::arg("paths"), py::arg("output"), py::arg("align"));
+  module.def("info_of_file", &infoOfFile, py::arg("path"));
+  module.def("cut_file", &cutFile, py::arg("path"), py::arg("output"), py::arg("begin"),
+             py::arg("end"), py::arg("lead_in"), py::arg("person"), py::arg("every"));
+  module.def("annotate_file", &annotateFile, py::arg("path"), py::arg("scopes"), py::arg("output"),
+             py::arg("offset"));
+  module.def(
+      "require_distinct",
+      [](const py::list& inputs, py::handle output) {
+        requireDistinct(pathsFrom(inputs), {pathFrom(output)});
+      },
+      py::arg("inputs"), py::arg("output"));
+  bindImports(module);
 }
 
 }  // namespace zorvel::python

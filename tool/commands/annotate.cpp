@@ -1,20 +1,15 @@
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
-#include "import/csv_reader.hpp"
+#include "import/scope_table.hpp"
 #include "inspection/format.hpp"
-#include "recording/failure.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_annotation.hpp"
-#include "recording/recording_writer.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 
@@ -29,57 +24,13 @@ struct AnnotateOptions {
   Time::duration offset{};
 };
 
-ScopeOfTable::Moment readMoment(const CsvReader& rows, CsvReader::Column column,
-                                Time::duration offset) {
-  std::string text(rows.text(column));
-  std::replace(text.begin(), text.end(), ',', '.');
-  if (const auto since = readSeconds(text)) return *since + offset;
-  // A whole number would be a date, too, in nanoseconds.
-  if (text.find('T') != text.npos) {
-    if (const auto date = readDate(text)) return *date;
-  }
-  rows.fail(column, inQuotes(rows.text(column)) +
-                        " is neither seconds, nor like 1:23.5, nor like 2024-05-17T09:30:00Z");
-}
-
-/// Whether a recording can hold the name.
-bool isReadable(const ScopeOfTable& row) {
-  fmt::memory_buffer line;
-  appendEvent(line, {Time(), StopRecording{row.person, row.scope}});
-  std::string text = fmt::to_string(line);
-  try {
-    EventReader(MissingTime::Error).read(text);
-    return true;
-  } catch (const JsonError&) {
-    return false;
-  }
-}
-
-std::vector<ScopeOfTable> readScopes(const AnnotateOptions& options) {
-  CsvReader rows(options.scopes, waitForInput);
-  const auto person = rows.get("person");
-  const auto scope = rows.get("scope");
-  const auto begin = rows.get("begin");
-  const auto end = rows.get("end");
-  std::vector<ScopeOfTable> scopes;
-  while (rows.next()) {
-    ScopeOfTable row{rows.lines().lineNumber(), rows.requiredInteger32(person),
-                     std::string(rows.text(scope)), readMoment(rows, begin, options.offset),
-                     readMoment(rows, end, options.offset)};
-    if (row.scope.empty()) rows.fail(scope, "must have a name");
-    if (!isReadable(row)) rows.fail(scope, inQuotes(row.scope) + " is not UTF-8");
-    scopes.push_back(std::move(row));
-  }
-  if (!rows.cutOffRow().empty()) throw Failure(rows.cutOffRow());
-  return scopes;
-}
-
 void annotateRecording(const AnnotateOptions& options) {
   catchInterrupts();
   requireDistinct({options.recording, options.scopes}, {options.output});
   RecordingReader recording(options.recording, waitForInput);
   TextOutput output(options.output, throwIfInterrupted);
-  RecordingAnnotation annotation(recording, options.scopes, readScopes(options));
+  RecordingAnnotation annotation(recording, options.scopes,
+                                 readScopes(options.scopes, options.offset, waitForInput));
   Progress progress(options.output != "-");
   while (annotation.next(output.text())) {
     // Anything else would show what an error takes back.
@@ -87,13 +38,9 @@ void annotateRecording(const AnnotateOptions& options) {
     progress.update(recording.lines());
   }
   output.commit();
-  const PartedRows parted = annotation.parted();
-  if (parted.count == 0) return;
-  fmt::print(stderr,
-             "{}: warning: removals part {} into {}, one for each visit of the person; the first "
-             "is line {}\n",
-             printable(options.scopes), formatCount(parted.count, "row"),
-             formatCount(parted.scopes, "scope"), parted.firstLine);
+  const std::string parted = formatParted(annotation.parted());
+  if (parted.empty()) return;
+  fmt::print(stderr, "{}: warning: {}\n", printable(options.scopes), parted);
 }
 
 }  // namespace

@@ -3,10 +3,10 @@
 #include <memory>
 #include <string>
 
+#include "recording/distinct_files.hpp"
 #include "recording/recording_cut.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 

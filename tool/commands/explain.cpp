@@ -16,11 +16,11 @@
 #include "playback/explainer.hpp"
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 

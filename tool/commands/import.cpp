@@ -5,10 +5,10 @@
 
 #include "import/importer.hpp"
 #include "inspection/format.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/text_output.hpp"
 #include "recording/time_unit.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 

@@ -9,12 +9,12 @@
 
 #include "playback/live_playback.hpp"
 #include "playback/row_line.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/standard_error.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/warnings.hpp"
 

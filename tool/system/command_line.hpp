@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "recording/printable.hpp"
-#include "system/typed_time.hpp"
+#include "recording/typed_time.hpp"
 
 namespace CLI {
 class App;

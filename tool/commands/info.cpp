@@ -2,13 +2,13 @@
 
 #include <optional>
 
-#include "commands/info/info_report.hpp"
+#include "inspection/info_report.hpp"
 #include "inspection/recording_facts.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 

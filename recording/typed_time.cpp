@@ -1,4 +1,4 @@
-#include "system/typed_time.hpp"
+#include "recording/typed_time.hpp"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>

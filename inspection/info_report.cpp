@@ -1,4 +1,4 @@
-#include "commands/info/info_report.hpp"
+#include "inspection/info_report.hpp"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
