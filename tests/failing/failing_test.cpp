@@ -11,9 +11,11 @@
 #include <fstream>
 #include <new>
 #include <optional>
+#include <zv/ambiance_state.hpp>
 #include <zv/emotion_recorder.hpp>
 #include <zv/observation_guard.hpp>
 #include <zv/social_graph.hpp>
+#include <zv/state_board.hpp>
 
 #include "failing_allocator.hpp"
 #include "memory/person_memory_private.hpp"
@@ -104,6 +106,23 @@ TEST_F(Failing, GraphWithoutMemory) {
     graph.update(1, [this](Person& person) { person.update(everything()); });
   };
   failAllocations<Peopled>(update, usable);
+}
+
+TEST_F(Failing, BoardWithoutMemory) {
+  SocialGraph graph;
+  const AmbianceState room;
+  StateBoard board(graph, room);
+  for (const int person : {1, 2}) graph.add(person);
+  setAllocationsUntilFailure(0);
+  EXPECT_THROW(board.publish(clock.time), std::bad_alloc);
+  EXPECT_EQ(board.latest()->number, 0);
+  expectUsable(graph);
+  for (int place = 0; place < 2; ++place) board.publish(clock.time);
+  setAllocationsUntilFailure(0);
+  for (int frame = 0; frame < 5; ++frame) board.publish(clock.time);
+  EXPECT_EQ(board.latest()->states.size(), 2);
+  EXPECT_EQ(allocationsUntilFailure(), 0);
+  setAllocationsUntilFailure(-1);
 }
 
 TEST_F(Failing, MemoryWithoutMemory) {
