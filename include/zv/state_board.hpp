@@ -21,6 +21,8 @@ struct StateBoardPrivate;
 /// Thread safety: a frame on a StateBoard does not change while somebody holds it.
 struct ZV_API StateFrame {
   /// What is told of one person, as PersonState tells it.
+  ///
+  /// Thread safety: that of a plain value.
   struct State {
     std::int32_t person;               ///< the host's identifier
     ValueConfidence<float> valence;    ///< how negative or positive, in [-1, 1]
@@ -56,6 +58,8 @@ struct ZV_API StateFrame {
 class ZV_API StateBoard {
  public:
   /// Lets go of a frame.
+  ///
+  /// Thread safety: any thread may do so.
   struct ZV_API Release {
     /// The place of the frame may be used again, unless others hold it as well. Takes no lock.
     void operator()(const StateFrame* frame) const noexcept;

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "zv/ambiance_state.hpp"
+#include "zv/person_state.hpp"
 #include "zv/social_graph.hpp"
 
 namespace ZV {

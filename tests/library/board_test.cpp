@@ -89,9 +89,9 @@ TEST_F(Board, NeverMixesFrames) {
     ASSERT_EQ(frame.agitation, levelOf(frame.number));
     for (const auto& state : frame.states) ASSERT_EQ(state.valence.value, frame.agitation);
   };
-  std::vector<std::thread> readers;
-  for (int reader = 0; reader < 3; ++reader) {
-    readers.emplace_back([&, held = board.latest(), former = board.latest()]() mutable {
+  std::array<std::thread, 3> readers;
+  for (auto& reader : readers) {
+    reader = std::thread([&, held = board.latest(), former = board.latest()]() mutable {
       while (held->number < frames) {
         auto next = board.latest();
         ASSERT_GE(next->number, held->number);
