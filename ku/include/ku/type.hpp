@@ -18,7 +18,8 @@
 /// changed after their registration. Access to an object through its description takes no lock of
 /// the object.
 ///
-/// The descriptions tell types by their `typeid`: what includes them is not compiled with -fno-rtti.
+/// Types are told by their `typeid`, so files that include this one need run-time type information:
+/// no -fno-rtti.
 namespace ku {
 
 /// Describes a type. A registered description lives until the process ends.
