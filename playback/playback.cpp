@@ -151,16 +151,15 @@ StateRow stateRow(const ZV::Person& person, std::vector<ZV::Force> forces) {
           std::move(forces)};
 }
 
-void RecordingRows::place(Time time, const Event& event, Row& row) {
-  if (!_start) _start = time;
-  const Time::duration since = between(*_start, time);
+void RecordingRows::place(Time secondZero, Time::duration since, const Event& event, Row& row) {
   if (auto* state = std::get_if<StateRow>(&row)) {
     Visit& visit = _visits[state->person];
-    if (visit.isEnded) visit = {visit.number + 1, false, {}};
+    if (visit.isEnded) visit = {visit.current(), false, {}};
     for (std::size_t value = 0; value < visit.measured.size(); ++value) {
       auto& last = visit.measured.at(value);
-      if (state->isMeasured.at(value)) last = time;
-      state->isKnown.at(value) = last && between(*last, time) <= boost::chrono::seconds(1);
+      if (state->isMeasured.at(value)) last = since;
+      state->isKnown.at(value) =
+          last && between(Time(*last), Time(since)) <= boost::chrono::seconds(1);
     }
     state->since = since;
     state->isSeen = !std::holds_alternative<NotSeen>(event.what);
@@ -174,17 +173,20 @@ void RecordingRows::place(Time time, const Event& event, Row& row) {
     scopes.clear();
     for (const auto& [name, scope] : person->scopes) {
       // When it was opened is not known.
-      scopes[name] = scope.samples.empty() ? time : scope.samples.front().time;
+      scopes[name] =
+          scope.samples.empty() ? since : between(secondZero, scope.samples.front().time);
     }
   } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
-    _scopes[start->person][start->scope] = time;
+    _scopes[start->person][start->scope] = since;
   } else if (auto* scope = std::get_if<ScopeRow>(&row)) {
     auto& open = _scopes[scope->person];
     const auto begin = open.find(scope->scope);
     scope->end = since;
+    const auto visit = _visits.find(scope->person);
+    if (visit != _visits.end()) scope->visit = visit->second.current();
     if (begin == open.end()) return;
     // One that has used up its samples is not open, though it was never closed.
-    if (scope->label != "error") scope->begin = between(*_start, begin->second);
+    if (scope->label != "error") scope->begin = begin->second;
     open.erase(begin);
   }
 }
@@ -196,39 +198,41 @@ Row ClockedPlayback::play(const Event& event) {
   return _playback.play(event);
 }
 
-std::optional<Failure> playAll(const EventSource& next, Forces forces, const UseOfRow& use,
+std::optional<Failure> playAll(const EventSource& source, Forces forces, const UseOfRow& use,
                                Time::duration until) {
   ClockedPlayback playback(forces);
   RecordingRows rows;
   while (true) {
     std::optional<Event> event;
     Row row;
+    Time::duration since{};
     try {
-      event = next();
+      event = source.next();
       if (!event) return std::nullopt;
       row = playback.play(*event);
-      rows.place(playback.now(), *event, row);
+      since = between(source.secondZero(), playback.now());
+      rows.place(source.secondZero(), since, *event, row);
     } catch (const Failure& failure) {
       return failure;
     } catch (const std::exception& error) {
       return Failure(error.what());
     }
     use(playback.now(), *event, row);
-    if (between(rows.start(), playback.now()) > until) return std::nullopt;
+    if (since > until) return std::nullopt;
   }
 }
 
 std::optional<Failure> playAll(RecordingReader& recording, Forces forces, const UseOfRow& use,
                                Time::duration until) {
   bool isRead = false;  // what fails in playing does not know the line
-  auto failure = playAll(
-      [&] {
-        isRead = false;
-        auto event = recording.next();
-        isRead = true;
-        return event;
-      },
-      forces, use, until);
+  auto failure = playAll({[&] {
+                            isRead = false;
+                            auto event = recording.next();
+                            isRead = true;
+                            return event;
+                          },
+                          [&] { return recording.secondZero(); }},
+                         forces, use, until);
   if (!failure || !isRead) return failure;
   const LineReader& lines = recording.lines();
   return Failure(lines.place() + failure->what(), {lines.name(), lines.lineNumber(), "", 0});

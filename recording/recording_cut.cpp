@@ -1,19 +1,23 @@
 #include "recording/recording_cut.hpp"
 
 #include <algorithm>
-#include <boost/chrono/floor.hpp>
 #include <string>
 #include <variant>
 
 #include "recording/failure.hpp"
 #include "recording/observation_fields.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/seconds.hpp"
 
 namespace zorvel {
 
 bool RecordingCut::next(fmt::memory_buffer& text) {
   if (_recording.next(_line)) {
     text.append(_line.byteOrderMark);
+    if (!_line.event && !_clock.hasStarted()) {
+      _head += _line.bytes;
+      return true;
+    }
     if (!_line.event || follow(*_line.event, text)) {
       if (_isKept) text.append(_line.bytes);
       return true;
@@ -25,20 +29,36 @@ bool RecordingCut::next(fmt::memory_buffer& text) {
 
 /// Returns whether the event is not yet behind the span.
 bool RecordingCut::follow(const Event& event, fmt::memory_buffer& text) {
-  _clock.advance(event.time);
-  const Time::duration since = _clock.sinceStart();
-  if (since > _span.to) {
+  const bool isFirst = _clock.advance(event.time);
+  if (now() > _span.to) {
     close(text);
     return false;
   }
-  if (!_hasBegun && since >= _span.from - _span.leadIn) open(text);
+  if (!_hasBegun && (!_span.from || now() >= *_span.from - _span.leadIn)) open(text);
   if (!_hasBegun && _keeper.play) _keeper.play(event);
   _isKept = false;
-  if (!isWanted(personOf(event))) return true;
-  apply(event, _people);
-  _isKept = _hasBegun && !isOneOfMany(event);
-  _hasEvents = _hasEvents || (_isKept && since >= _span.from);
+  if (isWanted(personOf(event))) {
+    apply(event, _people);
+    _isKept = _hasBegun && !isOneOfMany(event);
+    _hasEvents = _hasEvents || (_isKept && (!_span.from || now() >= *_span.from));
+  }
+  if (isFirst) writeHead(text);
   return true;
+}
+
+/// Writes what stands before the first event. Where that is second 0 and is not kept, the header
+/// says so.
+void RecordingCut::writeHead(fmt::memory_buffer& text) {
+  if (!_isKept && !_recording.origin()) {
+    const std::size_t end = _head.rfind('}');
+    if (end == std::string::npos) {
+      appendHeader(text, std::nullopt, _recording.secondZero());
+    } else {
+      const auto origin = _recording.secondZero().time_since_epoch().count();
+      _head.insert(end, fmt::format(",\"origin\":{}", origin));
+    }
+  }
+  text.append(_head);
 }
 
 bool RecordingCut::isWanted(std::optional<std::int32_t> person) const {
@@ -51,7 +71,9 @@ bool RecordingCut::isOneOfMany(const Event& event) {
   if (!_span.every || (observation == nullptr && !std::holds_alternative<NotSeen>(event.what))) {
     return false;
   }
-  const Time::rep interval = _clock.sinceStart() / *_span.every;
+  // Rounded down also before second 0.
+  const bool isPart = now() < Time::duration(0) && now() % *_span.every != Time::duration(0);
+  const Time::rep interval = now() / *_span.every - (isPart ? 1 : 0);
   const auto [last, isNew] =
       _intervals.try_emplace({*personOf(event), observation != nullptr}, interval);
   if (std::exchange(last->second, interval) != interval || isNew) return false;
@@ -65,7 +87,8 @@ bool RecordingCut::isOneOfMany(const Event& event) {
 
 void RecordingCut::open(fmt::memory_buffer& text) {
   _hasBegun = true;
-  const Time begin = _clock.start() + (_span.from - _span.leadIn);
+  if (!_span.from) return;
+  const Time begin = after(_recording.secondZero(), *_span.from - _span.leadIn);
   if (!_keeper.save) {
     openScopes(text, begin);
   } else if (begin > _clock.start()) {
@@ -87,7 +110,7 @@ void RecordingCut::openScopes(fmt::memory_buffer& text, Time begin) {
 }
 
 void RecordingCut::close(fmt::memory_buffer& text) const {
-  const Time end = _clock.start() + _span.to;
+  const Time end = after(_recording.secondZero(), _span.to);
   for (const auto& [person, scopes] : _people) {
     for (const auto& [scope, samples] : scopes) {
       appendEvent(text, {end, StopRecording{person, scope}});
@@ -99,15 +122,14 @@ void RecordingCut::close(fmt::memory_buffer& text) const {
 void RecordingCut::failWithoutEvents() {
   while (const auto event = _recording.next()) _clock.advance(event->time);
   const std::string& name = _recording.lines().name();
-  const std::string what = _span.from > _clock.sinceStart() ? "that is after the end"
+  const std::string what = _span.from && *_span.from > now() ? "that is after the end"
                            : _span.person
                                ? fmt::format("person {} has no event there", *_span.person)
                                : "there is no event there";
+  const auto first = between(_recording.secondZero(), _clock.start());
   // Rounded down, so that a span that begins there has an event.
-  const auto length =
-      boost::chrono::floor<boost::chrono::milliseconds>(_clock.sinceStart()).count();
-  throw Failure(fmt::format("{}: {}; the recording is {}.{:03} s long", printable(name), what,
-                            length / 1000, length % 1000),
+  throw Failure(fmt::format("{}: {}; the recording {}", printable(name), what,
+                            formatLength(roundDown(first), roundDown(now()))),
                 {name, 0, "", 0});
 }
 

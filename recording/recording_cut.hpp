@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -16,9 +17,10 @@
 
 namespace zorvel {
 
-/// What to cut out of a recording; times are since its start, on the clock of a replay.
+/// What to cut out of a recording; times are since its second 0, on the clock of a replay.
 struct CutSpan {
-  Time::duration from{0};
+  /// None begins with the recording.
+  std::optional<Time::duration> from;
   /// Itself included.
   Time::duration to = Time::duration::max();
   /// How much of what comes before is kept, too.
@@ -37,7 +39,7 @@ struct StateKeeper {
 };
 
 /// Cuts a span out of a recording. What is kept stays as it is to the byte; scopes and people that
-/// reach over an edge are opened and closed there.
+/// reach over an edge are opened and closed there. A second is the same in the cut as in the whole.
 class RecordingCut {
  public:
   /// With a keeper, the cut begins with everybody's state; else with open scopes alone.
@@ -52,6 +54,8 @@ class RecordingCut {
   bool follow(const Event& event, fmt::memory_buffer& text);
   bool isWanted(std::optional<std::int32_t> person) const;
   bool isOneOfMany(const Event& event);
+  Time::duration now() const { return between(_recording.secondZero(), _clock.now()); }
+  void writeHead(fmt::memory_buffer& text);
   void open(fmt::memory_buffer& text);
   void openScopes(fmt::memory_buffer& text, Time begin);
   void close(fmt::memory_buffer& text) const;
@@ -61,6 +65,8 @@ class RecordingCut {
   CutSpan _span;
   StateKeeper _keeper;
   RecordingLine _line;
+  /// The lines before the first event: the header and blank ones.
+  std::string _head;
   ReplayClock _clock;
   /// Those of the cut, once it has begun.
   KnownPeople _people;
@@ -68,7 +74,7 @@ class RecordingCut {
   std::map<std::pair<std::int32_t, bool>, Time::rep> _intervals;
   bool _hasBegun = false;
   /// Whether the last event is kept, and with it the blank lines behind it.
-  bool _isKept = true;
+  bool _isKept = false;
   bool _hasEvents = false;
 };
 

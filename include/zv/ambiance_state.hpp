@@ -59,6 +59,7 @@ class ZV_API AmbianceState {
   float ambientActivityLevel(AmbianceDescription description) const;
 
  private:
+  friend class StateBoard;
   friend class TypeRegistration;
 
   void copyNumbers(const AmbianceState& other);

@@ -2,6 +2,7 @@
 
 import csv
 import datetime
+import decimal
 import json
 import re
 import unittest
@@ -87,7 +88,8 @@ class CutTest(unittest.TestCase):
         closing = [line(3.2, "stop_recording", 1, "open"), line(3.2, "remove", 1),
                    line(3.2, "stop_recording", 4, "spent"), line(3.2, "remove", 4),
                    line(3.2, "remove", 5)]
-        kept = MARK + HEADER + b"".join(opening + span)
+        head = MARK + HEADER.replace(b"}", b',"origin":%d}' % START)  # where the whole begins
+        kept = head + b"".join(opening + span)
         self.assertEqual(self.cut(whole, "--from", "2", "--to", "3.2"), kept + b"".join(closing))
         self.assertEqual(self.cut(whole, "--from", "3", "--to", "3", "--lead-in", "1"),
                          kept + b"".join(closing).replace(b"003200000000", b"003000000000"))
@@ -96,8 +98,18 @@ class CutTest(unittest.TestCase):
         self.assertEqual(self.cut(MARK + HEADER + b"".join(before + span + after[:1]),
                                   "--from", "2", "--to", "3"), kept + after[0])
         self.assertEqual(self.cut(whole, "--from", "2", "--to", "3.2", "--person", "5"),
-                         MARK + HEADER + span[3] + closing[4])
-        self.assertEqual(self.cut(whole, "--person", "5"), MARK + HEADER + span[3])
+                         head + span[3] + closing[4])
+        self.assertEqual(self.cut(whole, "--person", "5"), head + span[3])
+        # Without a header, one comes in. A second is the same in what is cut again.
+        bare = b"".join(before + span)
+        part = self.cut(bare, "--from", "2")
+        self.assertEqual(part, kept.replace(MARK, b""))
+        self.assertEqual(self.cut(part, "--from", "2.5"), self.cut(bare, "--from", "2.5"))
+        # A double has no nanoseconds after 100 days.
+        late = [before[6], *(line(8_640_000, "not_seen", 1).replace(b"000,", b"%03d," % last)
+                             for last in (1, 2))]
+        self.assertEqual(self.cut(b"".join(late), "--from", "2400:00:00.000000002"),
+                         head.replace(MARK, b"") + late[2])
 
     def test_people_who_come_within_the_cut_are_as_in_the_whole(self):
         self.assertEqual(self.cut(self.scene, "--from", "60", "--to", "100", "--lead-in", "20"),
@@ -109,8 +121,8 @@ class CutTest(unittest.TestCase):
         self.assertEqual(begins.keys(), {"1", "2", "3"})
         whole = {(row["time"], row["person"]): row for row in self.whole[0]}
         for row in anew:
-            self.assertEqual({**row, "visit": None, "seconds": None},
-                             {**whole[row["time"], row["person"]], "visit": None, "seconds": None})
+            self.assertEqual({**row, "visit": None},
+                             {**whole[row["time"], row["person"]], "visit": None})
         columns = ("time", "person", "scope", "label", "samples", "mean_valence", "mean_confidence")
         start = int(self.whole[0][0]["time"])
         within = [row for row in self.whole[1]
@@ -123,10 +135,8 @@ class CutTest(unittest.TestCase):
         self.assertNotIn("error", [row["label"] for row in scopes])
 
     def test_with_states_it_has_the_rows_of_the_whole(self):
-        count_from_the_start = {"seconds", "visit", "begin", "end"}
-
         def remaining(tables, time):
-            return [[{name: row[name] for name in row.keys() - count_from_the_start}
+            return [[{name: row[name] for name in row.keys() - {"visit"}}
                      for row in table if int(row["time"]) >= time] for table in tables]
 
         start = json.loads(self.scene.splitlines()[1])["time"]
@@ -134,22 +144,23 @@ class CutTest(unittest.TestCase):
             cut = self.cut(self.scene, "--from", str(seconds + 2), "--lead-in", "2", "--keep-state")
             expected = remaining(self.whole, start + round(seconds * 10**9))
             self.assertEqual(remaining(self.replayed(cut), 0), expected)
-            again = self.cut(cut, "--from", "4.4", "--keep-state")
-            self.assertEqual(remaining(self.replayed(again), 0),
-                             remaining(expected, start + round((seconds + 4.4) * 10**9)))
-            self.assertEqual(self.cut(cut, "--to", "4"),  # restored scopes are closed, too
-                             self.cut(self.scene, "--from", str(seconds), "--to", str(seconds + 4),
-                                      "--keep-state"))
-            own = self.cut(cut, "--person", "2", "--from", "0.1", "--keep-state")
+            # A cut of the cut is one of the whole, in which restored scopes are closed, too.
+            for options in (["--from", str(seconds + 4.4)],
+                            ["--from", str(seconds), "--to", str(seconds + 4)]):
+                self.assertEqual(*(self.cut(text, *options, "--keep-state")
+                                   for text in (cut, self.scene)))
+            own = self.cut(cut, "--person", "2", "--from", str(seconds + 0.1), "--keep-state")
             self.assertEqual({json.loads(text).get("person") for text in own.splitlines()[1:]}, {2})
         # So are its explanations, which count what is remembered.
-        self.assertEqual(*(re.sub("at .* s$", "", self.run_tool("explain", text, "--at", at).stdout.decode(),
-                                  flags=re.M) for text, at in ((cut, "0.5"), (self.scene, "100.5"))))
-        # The scopes of a table begin behind the states.
-        annotated = self.annotated(cut, table("1,new,0,1"))
-        self.assertIn({"scope": "new", "person": "1"},
-                      [{"scope": row["scope"], "person": row["person"]}
-                       for row in self.replayed(annotated)[1] if row["label"] != "error"])
+        self.assertEqual(*(self.run_tool("explain", text, "--at", "100.5").stdout
+                           for text in (cut, self.scene)))
+        # The scopes of a table open behind the states, also those that begin earlier.
+        told = self.replayed(self.annotated(cut, table("1,new,99,101", "2,new,100,101")))[1]
+        for person in "12":
+            times = [row["seconds"] for row in self.whole[0]
+                     if row["person"] == person and 100 <= float(row["seconds"]) <= 101]
+            self.assertIn(("new", person, times[0], str(len(times))), [
+                (row["scope"], row["person"], row["begin"], row["samples"]) for row in told])
         (self.folder / "scopes.csv").write_text(table("1,new,0,999"))
         self.assert_fails("annotate", line(0, "not_seen", 1) + cut.split(b"\n", 1)[1], ["scopes.csv"],
                           ':2: column "end": is after the restoring of person 1')
@@ -191,19 +202,19 @@ class CutTest(unittest.TestCase):
 
     def test_every_keeps_one_for_each_interval_and_the_rare_ones(self):
         expected, last = [], {}
-        first = None
-        for text in self.scene.splitlines():
+        origin = START + 12_100_000_000
+        scene = self.scene.replace(b"}", b',"origin":%d}' % origin, 1)
+        for text in scene.splitlines():
             event = json.loads(text)
-            first = first or event.get("time")
-            if event["event"] not in ("observation", "not_seen") or event["time"] < first + 10**10:
+            if event["event"] not in ("observation", "not_seen") or event["time"] < START + 10**10:
                 continue
             key = event["person"], event["event"]
-            interval = (event["time"] - first) // 300_000_000
+            interval = (event["time"] - origin) // 300_000_000
             if last.get(key) != interval or EMOTIONS & event.keys():
                 expected.append(text)
             last[key] = interval
         self.assertTrue(any(EMOTIONS & json.loads(text).keys() for text in expected))
-        self.assertEqual([text for text in self.cut(self.scene, "--from", "10", "--every",
+        self.assertEqual([text for text in self.cut(scene, "--from", "-2.1", "--every",
                                                     "0.3").splitlines()
                           if b'"observation"' in text or b'"not_seen"' in text], expected)
 
@@ -219,14 +230,18 @@ class CutTest(unittest.TestCase):
                 (good, ["--from", "2", "--to", "3"], f"-: there is no event there; {length}"),
                 (good, ["--from", "2", "--to", "3", "--lead-in", "2"], f"no event there; {length}"),
                 (good, ["--person", "2"], f"-: person 2 has no event there; {length}"),
-                (HEADER, [], "no event there; the recording is 0.000 s long")):
+                (HEADER, [], "no event there; the recording is 0.000 s long"),
+                # As far apart as times can be.
+                (HEADER.replace(b"}", b',"origin":%d}' % 2**62) +
+                 line(0, "not_seen", 1).replace(b"%d" % START, b"%d" % -2**62), ["--from", "0"],
+                 "after the end; the recording is 0.000 s long, from -9223372036.855 to")):
             self.assert_fails("cut", recording, options, message)
         self.assert_fails("cut", good, ["--from", "3", "--to", "2"], "is after --to", 2)
-        self.assert_fails("cut", good, ["--every", "0"], "must be above 0", 2)
+        self.assert_fails("cut", good, ["--every", "0"], "is not above 0", 2)
 
     def test_annotations_cover_their_ends(self):
         cycles = [line(second, "not_seen", 1) for second in (0, 1, 2)]
-        gone = line(3, "remove", 1)
+        gone = line(3, "remove", 1) + line(3, "not_seen", 1)
         late = line(1.5, "not_seen", 2).rstrip()
 
         def scope(kind, seconds, name, person=1):
@@ -244,6 +259,44 @@ class CutTest(unittest.TestCase):
             recording = MARK + HEADER + b"".join([*cycles, gone, last])
             self.assertEqual(self.annotated(recording, scopes), expected)
 
+    def test_a_second_is_the_same_everywhere(self):
+        """A film whose only face comes after 10 s, is lost for a while, and comes back."""
+        start = 4 * 10**18 + 123_456_789
+        faces = [(0, 0), (10.1, 1), ("12.000000001", 1), ("12.000000002", 1), (13, 1), (17.1, 0),
+                 (20, 1), (21, 1)]
+        frames = "frame,timestamp,confidence,success\n" + "".join(
+            f"{number},{second},1,{face}\n" for number, (second, face) in enumerate(faces))
+        film = run("import", "openface", "-", "-q", f"--start={start}", input=frames.encode(),
+                   text=False).stdout
+        (self.folder / "scopes.csv").write_text(table(
+            "0,a,-0:00.0000000004,12", "0,b,2.0000000009,10.9", "0,b,11,12"))
+        result = self.run_tool("annotate", film, "scopes.csv", "--offset", "10")
+        self.assertEqual(result.stderr.decode(), "scopes.csv: warning: removals part 2 rows into 4 "
+                         "scopes, one for each visit of the person; the first is line 2\n")
+        for options, cycles, begin in (([], 6, "10"), (["--from", "12.000000001"], 5, "12.000000001"),
+                                       (["--every", "0:03"], 4, "10")):
+            recording = self.cut(result.stdout, *options)
+            timeline, scopes, _ = self.replayed(recording)
+            with self.subTest(options=options):
+                self.assertEqual(len(timeline), cycles)
+                path = self.folder / "film.jsonl"
+                path.write_bytes(recording)
+                tool.recalculated(path, self.folder / "results")
+                for row in timeline:
+                    self.assertEqual(int(row["time"]) - start,
+                                     round(decimal.Decimal(row["seconds"]) * 10**9))
+                self.assertEqual(
+                    [" ".join((row["scope"], row["begin"], row["end"], row["visit"])) for row in scopes],
+                    [f"a {begin} 17.1 1", "b 12.000000001 17.1 1", "b 20 20.9 2", "a 20 21 2",
+                     "b 21 21 2"])
+                told = run("explain", path, "--at", "12.000000001", "--json").stdout
+                self.assertEqual(json.loads(told)["time"], start + 12_000_000_001)
+                self.assertIn(f'"zero":"{start}"', run("report", path, "-o", "-").stdout)
+                self.assertEqual(json.loads(run("info", path, "--json").stdout)["origin"], start)
+                first = float(timeline[0]["seconds"])
+                self.assertRegex(run("info", path).stdout, r"second 0 is the header's origin, .* "
+                                 rf"\({start}\)\n(.*\n)+ +person .*\n +0 .* {first:.3f} +21.000 ")
+
     def test_a_replays_own_scopes_are_a_table(self):
         bare = b"".join(text for text in self.scene.splitlines(keepends=True)
                         if b"_recording" not in text)
@@ -259,7 +312,8 @@ class CutTest(unittest.TestCase):
     def test_errors_of_a_table(self):
         recording = HEADER + b"".join([
             line(0, "not_seen", 1), line(1, "start_recording", 1, "own"), line(2, "not_seen", 2),
-            line(3, "stop_recording", 1, "own"), line(4, "remove", 2), line(5, "not_seen", 1)])
+            line(3, "stop_recording", 1, "own"), line(4, "remove", 2),
+            line(4.5, "start_recording", 2, "own"), line(5, "not_seen", 2)])
         ok = "1,a,1,2"
         for bad, message in (
                 (["1,a,2,3", "2,a,1,3", "1,b,1,3", "1,a,0,2"], ":2: overlaps line 5, which has"),
@@ -271,7 +325,10 @@ class CutTest(unittest.TestCase):
                 (["1,a,5.1,6"], ':2: column "begin": is after the end of the recording, which is '
                                 "5.000 s long"),
                 (["1,a,2023-11-14T22:13:19Z,2"], ':2: column "begin": is before the start'),
-                (["2,a,3,4.5"], ':2: column "end": is after the removal of person 2 at 4.000 s'),
+                (["2,a,4.1,4.9"], ':2: column "person": 2 is not there between begin and end'),
+                (["2,own,2,5"], ":2: overlaps a scope of the recording with the same person and "
+                                "name, at 5.000 s"),
+                (["1,a,0,9223372036"], ':2: column "end": "9223372036" is neither seconds'),
                 ([ok, "1,b,1700000000000000000,2"], ':3: column "begin": "1700000000000000000" is'),
                 ([ok, "1,b,1:60,2"], ':3: column "begin": "1:60" is neither seconds, nor like'),
                 ([ok, "x,b,1,2"], ':3: column "person": "x" is not a number'),
@@ -284,5 +341,5 @@ class CutTest(unittest.TestCase):
                 self.assertEqual(self.run_tool("annotate", recording, "bad.csv").stdout, b"")
         self.assert_fails("annotate", recording, ["-"], "can be read only once", 2)
         (self.folder / "good.csv").write_text(table(ok, "1,a,2.1,3", "1,own,3.1,9", "2,a,1,4"))
-        self.assert_fails("annotate", recording + b"oops", ["good.csv"], "-:8: not JSON")
+        self.assert_fails("annotate", recording + b"oops", ["good.csv"], "-:9: not JSON")
         self.assertEqual(self.run_tool("annotate", recording, "good.csv").returncode, 0)

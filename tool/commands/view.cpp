@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,7 +26,7 @@ struct ViewOptions {
   ServerOptions server;
   std::string record;
   std::string state;
-  double forgetSeconds = 0.0;
+  std::optional<Time::duration> forget;
   bool untilEnd = false;
   bool strict = false;
 };
@@ -71,12 +71,9 @@ class View {
 
  private:
   Service::Options serviceOptions() {
-    const auto duration = [](double seconds) {
-      return Time::duration(std::llround(seconds * 1e9));
-    };
     Service::Options options{{}, _errors, {}};
-    options.live.ahead = duration(1.0);
-    if (_options.forgetSeconds > 0.0) options.live.forget = duration(_options.forgetSeconds);
+    options.live.ahead = boost::chrono::seconds(1);
+    options.live.forget = _options.forget;
     options.live.forces = Forces::Watched;
     options.output = [this](std::string_view line) { _server.output(line); };
     return options;
@@ -204,10 +201,8 @@ Examples:
       .add("--state", options->state,
            "Go on from the states in this file, and save them there every minute and at the end")
       .type("FILE");
-  command
-      .addNumber("--forget", options->forgetSeconds, 1e-3, 1e9,
-                 "Remove people, with their open scopes, who were not observed for so long")
-      .type("SECONDS");
+  command.addDuration("--forget", options->forget, false,
+                      "Remove people, with their open scopes, who were not observed for so long");
   command.addFlag("--until-end", options->untilEnd, "End at the end of standard input");
   command.addFlag("--strict", options->strict, "End at the first bad line of standard input");
   command.setAction([options] {
