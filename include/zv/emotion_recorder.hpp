@@ -21,8 +21,8 @@ namespace ZV {
 /// live state, all samples read as that state stands when the scope is stopped. For a history, pass
 /// a new state each time.
 ///
-/// Thread safety: `startRecording` and `stopRecording` may be called from any thread. The other two
-/// require the caller to hold `mutex`, which is not recursive:
+/// Thread safety: `startRecording`, `stopRecording` and `merge` may be called from any thread. The
+/// two whose names end in `_notMutexed` require the caller to hold `mutex`, which is not recursive:
 ///
 ///     boost::unique_lock<boost::mutex> lock(recorder.mutex);
 ///     if (recorder.hasAnOpenScope_notMutexed()) recorder.update_notMutexed(state);
@@ -63,6 +63,12 @@ class ZV_API ZVEmotionRecorder {
   /// A scope that has used up its updates can still be stopped until the next update, which drops
   /// it for good, samples included.
   std::pair<std::string, Samples> stopRecording(const std::string& name);
+
+  /// Takes over the scopes of another recorder, whose person turned out to be this one's. Scopes of
+  /// one name become one: it has the samples of both in the order of time, at one time this one's
+  /// first, and takes as many more as this recorder's scope did. Throws nothing. Locks the other
+  /// recorder, then this one, never both at once.
+  void merge(ZVEmotionRecorder& other);
 
   /// The mean valence of samples, weighted by their confidences, and their mean confidence; both
   /// are NaN without samples. A valence that is NaN counts as 0. It is summed up in single

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <new>
 #include <optional>
+#include <sstream>
 #include <zv/emotion_recorder.hpp>
 #include <zv/observation_guard.hpp>
 #include <zv/social_graph.hpp>
@@ -104,6 +105,30 @@ TEST_F(Failing, GraphWithoutMemory) {
     graph.update(1, [this](Person& person) { person.update(everything()); });
   };
   failAllocations<Peopled>(update, usable);
+
+  struct Split : SocialGraph {
+    Split() {
+      ZV::PersonObservation seen = zorvel::filledObservation(
+          ku::SystemClock::now(), [](const auto& /*kind*/, auto& number) { number = 1; });
+      update(1, [&seen](Person& person) { person.update(seen); });
+      seen.smile->timestamp += boost::chrono::seconds(1);
+      add(3);
+      update(3, [&seen](Person& person) { person.update(seen); });
+      update(3, [](Person& person) { person.decreaseSinceNotSeen(); });
+    }
+  };
+  const auto textOf = [](SocialGraph& graph) {
+    std::ostringstream text;
+    for (const Person& person : graph.persons()) {
+      text << person << person.personState;
+      person.personMemory._record().forEachChannel(
+          [&text](auto& channel, auto /*field*/) { text << channel.entries().size() << ' '; });
+    }
+    return text.str();
+  };
+  Split whole;
+  failAllocations<Split>([](Split& graph) { graph.rename(3, 1); },
+                         [&](Split& graph) { EXPECT_EQ(textOf(graph), textOf(whole)); });
 }
 
 TEST_F(Failing, MemoryWithoutMemory) {

@@ -71,6 +71,112 @@ TEST(SocialGraph, CreatesOnUpdateAndNeverOnRead) {
   EXPECT_EQ(idsIn(graph), (std::vector<int>{8, 9}));
 }
 
+/// Every value of a state, and the readings it used.
+std::string allOf(const Person& person) {
+  const auto& s = person.personState._record();
+  std::string all =
+      textOf(s.valence.value, s.valence.confidence, s.unsmoothedValence.value,
+             s.unsmoothedValence.confidence, s.attention.value, s.attention.confidence,
+             s.bodyLanguageState, s.smile.smile().value, s.gaze.yaw, s.expressions.joy.value,
+             s.headHeight, s.headAngles.yaw(), s.frequencyGaze, s.frequencyFace);
+  for (const auto time : {s.headPostureTimestamp, s.smileTimestamp, s.expressionsTimestamp,
+                          s.voiceEmotionTimestamp, s.asrEmotionTimestamp, s.gazeTimestamp,
+                          s.touchEmotionTimestamp, s.contextEmotionTimestamp}) {
+    all += textOf(" ", time.time_since_epoch().count());
+  }
+  return all;
+}
+
+/// The graph has the person 1, observed once, with no value at its default.
+struct Observed {
+  Observed() {
+    graph.update(1, [](Person& person) {
+      auto all = allChannelsAt(0);
+      all.height = seen(0, 1.5f);
+      all.smile->value.setSmile({1, 1});
+      all.headPosture->value = HeadPosture(0, 9, 0);
+      person.update(all);
+      auto& state = person.personState._record();
+      state.gaze.yaw = state.expressions.joy.value = 3;
+      state.headAngles = HeadPosture(3, 0, 0);
+      state.frequencyGaze = state.frequencyFace = 4;
+    });
+  }
+  /// All that can be told of a person now and after more cycles.
+  std::string futureOf(int id) {
+    std::string all = allOf(*graph.find(id));
+    for (int time = 1'000; time < 9'000; time += 1'000) {
+      clock.set(at(time));
+      graph.update(id, [](Person& person) { person.update({}); });
+      all += '|' + allOf(*graph.find(id));
+    }
+    return all;
+  }
+  ku::SimulatedClock clock{at(0)};
+  ku::ClockScope scope{clock};
+  SocialGraph graph;
+};
+
+TEST(SocialGraph, RenamesAPersonWhoGoesOnTheSame) {
+  const std::string expected = Observed().futureOf(1);
+  Observed renamed;
+  const auto copy = renamed.graph.find(1);
+  renamed.graph.rename(7, 1);
+  renamed.graph.rename(1, 1);
+  renamed.graph.rename(1, 3);
+  EXPECT_EQ(idsIn(renamed.graph), std::vector<int>{3});
+  EXPECT_EQ(&copy->personState._record(), &renamed.graph.find(3)->personState._record());
+  EXPECT_EQ(renamed.futureOf(3), expected);
+  // Nor does it matter to be merged with somebody of whom nothing is known, either way.
+  for (const int from : {1, 3}) {
+    Observed merged;
+    merged.graph.merge(1, 3);  // does nothing: 3 is unknown
+    merged.graph.add(3);
+    merged.graph.merge(from, from);
+    from == 1 ? merged.graph.rename(1, 3) : merged.graph.merge(3, 1);
+    EXPECT_EQ(idsIn(merged.graph), std::vector<int>{4 - from});
+    EXPECT_EQ(merged.futureOf(4 - from), expected);
+  }
+}
+
+TEST(SocialGraph, MergesMemoriesAndGoesOnFromWhoWasObservedLast) {
+  for (const int late : {-1, 0, 1}) {
+    ku::SimulatedClock clock(at(100));
+    const ku::ClockScope scope(clock);
+    SocialGraph graph;
+    const auto touch = [&graph](int id, int time, int value) {
+      graph.update(id, [&](Person& person) {
+        person.update(only(&PersonObservation::touchEmotion, time, value));
+      });
+    };
+    touch(1, 10, 1);
+    touch(1, 50, 1);
+    touch(3, 10, -1);
+    touch(3, 20, -1);
+    touch(3, 50 + late, -1);
+    graph.update(1,
+                 [](Person& person) { person.update(only(&PersonObservation::gaze, 5, Gaze())); });
+    const Person from = *graph.find(3), to = *graph.find(1);
+    const std::string before = allOf(from);
+    graph.merge(3, 1);
+    EXPECT_EQ(idsIn(graph), std::vector<int>{1});
+    std::string entries;
+    for (const auto& entry : to.personMemory._record().touchEmotion.entries()) {
+      entries += textOf((entry.timestamp - at(0)).count() / 1'000'000, entry.value, "");
+    }
+    EXPECT_EQ(entries, late > 0   ? "51 -1 50 1 20 -1 10 1 "
+                       : late < 0 ? "50 1 49 -1 20 -1 10 1 "
+                                  : "50 1 20 -1 10 1 ");
+    const auto& state = to.personState._record();
+    EXPECT_EQ(state.valence.value<0, late> 0);
+    EXPECT_EQ(state.gazeTimestamp, at(5));  // which 3 never had
+    EXPECT_EQ(state.touchEmotionTimestamp, at(late > 0 ? 51 : 50));
+    // Copies of who is gone are as they were.
+    EXPECT_EQ(allOf(from), before);
+    EXPECT_EQ(from.personMemory._record().touchEmotion.size(), 3u);
+  }
+}
+
 template <typename P, typename Call>
 void expectCallsOfACopy(Call call) {
   std::vector<int> counts;
@@ -104,6 +210,8 @@ TEST(SocialGraph, LocksForEachOperation) {
   const auto start = [&](const Person&) {
     operations.push_back(begin([&] { graph.add(2); }));
     operations.push_back(begin([&] { graph.remove(3); }));
+    operations.push_back(begin([&] { graph.rename(3, 4); }));
+    operations.push_back(begin([&] { graph.merge(3, 1); }));
     operations.push_back(begin([&] { graph.find(1); }));
     operations.push_back(begin([&] { graph.persons(); }));
     operations.push_back(begin([&] { graph.update(1, {}); }));

@@ -40,6 +40,28 @@ TEST(Recorder, LocksAndCountsNoScopeWithoutLimit) {
   EXPECT_EQ(scopesOf(recorder).at("scope").remainingSamples, -1);  // for ever
 }
 
+TEST(Recorder, TakesOverTheScopesOfTheSamePerson) {
+  // The clock is set back in between.
+  ScriptedClock clock([](int reading) { return at(std::array{5, 3, 4, 1, 5}.at(reading)); });
+  ZVEmotionRecorder kept, moved;
+  kept.startRecording("both", 3);
+  moved.startRecording("both", -1);
+  moved.startRecording("moved", 7);
+  for (ZVEmotionRecorder* recorder : {&kept, &moved, &kept, &moved, &moved}) {
+    recorder->update_notMutexed(PersonState(recorder == &kept ? 1 : -1, 1, 0, 0));
+  }
+  kept.merge(moved);
+  kept.merge(kept);
+  EXPECT_FALSE(moved.hasAnOpenScope_notMutexed());
+  EXPECT_EQ(scopesOf(kept).at("both").remainingSamples, 1);
+  EXPECT_EQ(scopesOf(kept).at("moved").remainingSamples, 4);
+  std::string samples;
+  for (const auto& [time, state] : kept.stopRecording("both").second) {
+    samples += textOf((time - at(0)).count() / 1'000'000, state.personValence().value, "");
+  }
+  EXPECT_EQ(samples, "1 -1 3 -1 4 1 5 1 5 -1 ");
+}
+
 TEST(Recorder, LabelsAScopeByItsWeightedMean) {
   // The scopes of three samples have a mean of 0.2, up to a last digit that depends on their order.
   using Samples = std::vector<std::pair<float, float>>;  // valence and confidence
