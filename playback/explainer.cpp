@@ -5,6 +5,7 @@
 #include <boost/chrono/ceil.hpp>
 
 #include "recording/printable.hpp"
+#include "recording/renamed.hpp"
 
 namespace zorvel {
 namespace {
@@ -30,9 +31,12 @@ void Explainer::add(Time time, const Event& event, const Row& row) {
       person->second.isRemoved = true;
     }
   }
+  if (const auto* rename = std::get_if<Rename>(&event.what)) follow(*rename);
   const auto* const state = std::get_if<StateRow>(&row);
-  if (state == nullptr || (_explained.person && state->person != *_explained.person)) return;
+  if (state == nullptr) return;
+  // Of everybody, as another person may turn out to be the one that is explained.
   _readings[state->person].add(time, event);
+  if (_explained.person && state->person != *_explained.person) return;
   if (_explained.at) {
     _persons.erase(state->person);
   } else if (since < _explained.from || since > _explained.to) {
@@ -44,6 +48,19 @@ void Explainer::add(Time time, const Event& event, const Row& row) {
   if (explained.isRemoved) ++explained.newStarts;
   explained.isRemoved = false;
   explained.why.add(state->forces);
+}
+
+void Explainer::follow(const Rename& rename) {
+  applyRename(rename, _readings, [](Readings& kept, Readings& moved) { kept.merge(moved); });
+  if (_explained.at) {
+    // The last cycle of a person may have been under the old id.
+    applyRename(rename, _persons, [](ExplainedPerson& kept, ExplainedPerson& moved) {
+      if (moved.last > kept.last) kept = std::move(moved);
+    });
+    return;
+  }
+  const auto from = _persons.find(rename.person);
+  if (from != _persons.end() && rename.person != rename.to) from->second.isRemoved = true;
 }
 
 std::vector<FieldReadings> Explainer::behind(std::int32_t person, std::string_view reason) const {

@@ -56,6 +56,8 @@ class Explainer {
   }
 
  private:
+  void follow(const Rename& rename);
+
   ExplainedTime _explained;
   std::map<std::int32_t, ExplainedPerson> _persons;
   std::map<std::int32_t, Readings> _readings;

@@ -5,6 +5,8 @@
 #include <ku/clock.hpp>
 #include <utility>
 
+#include "recording/renamed.hpp"
+
 namespace zorvel {
 namespace {
 
@@ -41,6 +43,12 @@ Row Playback::play(const NotSeen& notSeen) {
 Row Playback::play(const Remove& remove) {
   _graph.remove(remove.person);
   _recorders.erase(remove.person);
+  return {};
+}
+
+Row Playback::play(const Rename& rename) {
+  _graph.rename(rename.person, rename.to);
+  applyRename(rename, _recorders, [](auto& kept, auto& moved) { kept.merge(moved); });
   return {};
 }
 
@@ -146,17 +154,28 @@ void RecordingRows::place(Time time, const Event& event, Row& row) {
   } else if (const auto* remove = std::get_if<Remove>(&event.what)) {
     const auto visit = _visits.find(remove->person);
     if (visit != _visits.end()) visit->second.isEnded = true;
-    _scopes.erase(remove->person);
-  } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
-    _scopes[start->person][start->scope] = time;
+  } else if (const auto* rename = std::get_if<Rename>(&event.what)) {
+    follow(*rename);
   } else if (auto* scope = std::get_if<ScopeRow>(&row)) {
-    auto& open = _scopes[scope->person];
-    const auto begin = open.find(scope->scope);
     scope->end = since;
-    if (begin == open.end()) return;
-    // One that has used up its samples is not open, though it was never closed.
-    if (scope->label != "error") scope->begin = between(*_start, begin->second);
-    open.erase(begin);
+    const auto person = _people.find(scope->person);
+    if (person != _people.end()) {
+      const auto open = person->second.find(scope->scope);
+      if (open != person->second.end()) scope->begin = between(*_start, open->second.begin);
+    }
+  }
+  apply(time, event, _people);
+}
+
+void RecordingRows::follow(const Rename& rename) {
+  const auto found = _visits.find(rename.person);
+  if (found == _visits.end() || found->second.isEnded || rename.person == rename.to) return;
+  Visit& from = found->second;
+  Visit& to = _visits[rename.to];
+  from.isEnded = true;
+  if (to.isEnded) to = {to.number + 1, false, {}};
+  for (std::size_t value = 0; value < to.measured.size(); ++value) {
+    to.measured.at(value) = std::max(to.measured.at(value), from.measured.at(value));
   }
 }
 

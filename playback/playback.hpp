@@ -15,6 +15,7 @@
 #include <zv/social_graph.hpp>
 
 #include "recording/failure.hpp"
+#include "recording/known_people.hpp"
 #include "recording/recording_reader.hpp"
 
 namespace zorvel {
@@ -40,7 +41,8 @@ struct StateRow {
   /// Since the start.
   Time::duration since{};
   bool isSeen = true;
-  /// 1 for the person's first stretch of cycles, one more after each removal that ends one.
+  /// 1 for the first stretch of cycles under that id, one more after each removal that ends one, or
+  /// renaming to another id.
   std::int32_t visit = 1;
   /// Whether something measured moved the value in this visit, no more than a second ago. Where it
   /// did not, charts say "not measured" in place of a line that falls back to 0.
@@ -96,6 +98,7 @@ class Playback {
   Row play(const Observation& observation);
   Row play(const NotSeen& notSeen);
   Row play(const Remove& remove);
+  Row play(const Rename& rename);
   Row play(const StartRecording& start);
   Row play(const StopRecording& stop);
   Row play(const Movement& movement);
@@ -130,10 +133,12 @@ class RecordingRows {
     std::array<std::optional<Time>, std::tuple_size_v<OfValues>> measured;
   };
 
+  void follow(const Rename& rename);
+
   std::optional<Time> _start;
   std::map<std::int32_t, Visit> _visits;
-  /// When the open scopes of each person began.
-  std::map<std::int32_t, std::map<std::string, Time>> _scopes;
+  /// For the begins of open scopes.
+  KnownPeople _people;
 };
 
 /// Gives the next event, or none at the end; may throw.

@@ -50,6 +50,11 @@ struct Remove {
   static constexpr std::string_view name = "remove";
   std::int32_t person;
 };
+struct Rename {
+  static constexpr std::string_view name = "rename";
+  std::int32_t person;
+  std::int32_t to;
+};
 struct StartRecording {
   static constexpr std::string_view name = "start_recording";
   /// As the number of samples: no limit.
@@ -73,13 +78,13 @@ struct Activity {
 
 /// One line of a recording other than the header.
 struct Event {
-  using What =
-      std::variant<Observation, NotSeen, Remove, StartRecording, StopRecording, Movement, Activity>;
+  using What = std::variant<Observation, NotSeen, Remove, Rename, StartRecording, StopRecording,
+                            Movement, Activity>;
   Time time;
   What what;
 };
 
-/// The person that the event is about, if it is about one.
+/// The person that the event is about, if it is about one; of a Rename, who is renamed.
 inline std::optional<std::int32_t> personOf(const Event& event) {
   return std::visit(
       [](const auto& what) -> std::optional<std::int32_t> {
@@ -95,8 +100,8 @@ inline std::optional<std::int32_t> personOf(const Event& event) {
 
 /// The names of the events, in the order of Event::What.
 constexpr std::array<std::string_view, std::variant_size_v<Event::What>> eventNames{
-    Observation::name,   NotSeen::name,  Remove::name,  StartRecording::name,
-    StopRecording::name, Movement::name, Activity::name};
+    Observation::name,    NotSeen::name,       Remove::name,   Rename::name,
+    StartRecording::name, StopRecording::name, Movement::name, Activity::name};
 
 /// Takes events in the order in which they happen.
 using EventSink = std::function<void(const Event&)>;

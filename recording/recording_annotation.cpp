@@ -35,13 +35,15 @@ void RecordingAnnotation::follow(const Event& event, fmt::memory_buffer& text) {
     }
   }
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
-    endBefore(*remove, text);
+    endBefore(remove->person, "removal", text);
+  } else if (const auto* rename = std::get_if<Rename>(&event.what)) {
+    followRename(*rename, text);
   } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
     requireClosed({start->person, start->scope});
   } else if (const auto* stop = std::get_if<StopRecording>(&event.what)) {
     requireClosed({stop->person, stop->scope});
   }
-  apply(event, _people);
+  apply(_clock.now(), event, _people);
   if (const auto person = personOf(event)) _everybody.insert(*person);
 }
 
@@ -92,14 +94,23 @@ void RecordingAnnotation::end(const ScopeOfTable& scope, Time time, fmt::memory_
   appendEvent(text, {time, StopRecording{scope.person, scope.scope}});
 }
 
-/// Ends the person's scopes that cover nothing after the removal; there must be no others.
-void RecordingAnnotation::endBefore(const Remove& remove, fmt::memory_buffer& text) {
-  for (auto next = _open.lower_bound({remove.person, ""});
-       next != _open.end() && next->first.first == remove.person;) {
+void RecordingAnnotation::followRename(const Rename& rename, fmt::memory_buffer& text) {
+  const auto person = _people.find(rename.person);
+  if (person == _people.end() || rename.person == rename.to) return;
+  for (const auto& [name, scope] : person->second) requireClosed({rename.to, name});
+  endBefore(rename.person, "renaming", text);
+  _everybody.insert(rename.to);
+}
+
+/// Ends the scopes that cover nothing after the person has gone; there must be no others.
+void RecordingAnnotation::endBefore(std::int32_t person, std::string_view how,
+                                    fmt::memory_buffer& text) {
+  for (auto next = _open.lower_bound({person, ""});
+       next != _open.end() && next->first.first == person;) {
     const ScopeOfTable& scope = *(next++)->second;
     if (timeOf(scope.end) > _clock.now()) {
       fail(scope, "end",
-           fmt::format("is after the removal of person {} at {}", remove.person, formatNow()));
+           fmt::format("is after the {} of person {} at {}", how, person, formatNow()));
     }
     end(scope, _clock.now(), text);
   }

@@ -61,7 +61,8 @@ class RecordingAnnotation {
   void requireApart() const;
   void begin(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text);
   void end(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text);
-  void endBefore(const Remove& remove, fmt::memory_buffer& text);
+  void followRename(const Rename& rename, fmt::memory_buffer& text);
+  void endBefore(std::int32_t person, std::string_view how, fmt::memory_buffer& text);
   void requireClosed(const Key& key) const;
   void finish(fmt::memory_buffer& text);
   Time timeOf(const ScopeOfTable::Moment& moment) const;

@@ -10,6 +10,15 @@
 #include "recording/recording_writer.hpp"
 
 namespace zorvel {
+namespace {
+
+/// Whom the event is about, and of a renaming also the new id.
+std::pair<std::optional<std::int32_t>, std::optional<std::int32_t>> idsOf(const Event& event) {
+  const auto* const rename = std::get_if<Rename>(&event.what);
+  return {personOf(event), rename == nullptr ? std::nullopt : std::optional(rename->to)};
+}
+
+}  // namespace
 
 bool RecordingCut::next(fmt::memory_buffer& text) {
   if (_recording.next(_line)) {
@@ -24,7 +33,7 @@ bool RecordingCut::next(fmt::memory_buffer& text) {
 }
 
 /// Returns whether the event is not yet behind the span.
-bool RecordingCut::follow(const Event& event, fmt::memory_buffer& text) {
+bool RecordingCut::follow(Event& event, fmt::memory_buffer& text) {
   _clock.advance(event.time);
   const Time::duration since = _clock.sinceStart();
   if (since > _span.to) {
@@ -33,15 +42,33 @@ bool RecordingCut::follow(const Event& event, fmt::memory_buffer& text) {
   }
   if (!_hasBegun && since >= _span.from - _span.leadIn) open(text);
   _isKept = false;
-  if (!isWanted(personOf(event))) return true;
-  apply(event, _people);
+  if (!join(event) || !isWanted(event)) return true;
+  apply(_clock.now(), event, _people);
   _isKept = _hasBegun && !isOneOfMany(event);
   _hasEvents = _hasEvents || (_isKept && since >= _span.from);
   return true;
 }
 
-bool RecordingCut::isWanted(std::optional<std::int32_t> person) const {
-  return !_span.person || person == _span.person;
+/// Gives the line its new ids. Returns whether it stays.
+bool RecordingCut::join(Event& event) {
+  const LineReader& lines = _recording.lines();
+  const auto old = idsOf(event);
+  try {
+    if (!_joined.join(event, lines.lineNumber())) return false;
+  } catch (const std::runtime_error& error) {
+    throw Failure(lines.place() + error.what(), {lines.name(), lines.lineNumber(), "person", 0});
+  }
+  if (idsOf(event) == old) return true;
+  fmt::memory_buffer line;
+  appendEvent(line, event);
+  _line.bytes = fmt::to_string(line);
+  if (!lines.isWhole()) _line.bytes.pop_back();
+  return true;
+}
+
+bool RecordingCut::isWanted(const Event& event) const {
+  const auto [person, to] = idsOf(event);
+  return !_span.person || person == _span.person || to == _span.person;
 }
 
 /// Whether the event is left out as its interval already has one of its kind.
@@ -66,8 +93,8 @@ void RecordingCut::open(fmt::memory_buffer& text) {
   _hasBegun = true;
   const Time begin = _clock.start() + (_span.from - _span.leadIn);
   for (auto person = _people.begin(); person != _people.end();) {
-    for (const auto& [scope, samples] : person->second) {
-      appendEvent(text, {begin, StartRecording{person->first, scope, samples}});
+    for (const auto& [name, scope] : person->second) {
+      appendEvent(text, {begin, StartRecording{person->first, name, scope.samples}});
     }
     // The cut does not know anybody else yet.
     person = person->second.empty() ? _people.erase(person) : std::next(person);
@@ -77,8 +104,8 @@ void RecordingCut::open(fmt::memory_buffer& text) {
 void RecordingCut::close(fmt::memory_buffer& text) const {
   const Time end = _clock.start() + _span.to;
   for (const auto& [person, scopes] : _people) {
-    for (const auto& [scope, samples] : scopes) {
-      appendEvent(text, {end, StopRecording{person, scope}});
+    for (const auto& [name, scope] : scopes) {
+      appendEvent(text, {end, StopRecording{person, name}});
     }
     appendEvent(text, {end, Remove{person}});
   }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "recording/joined_people.hpp"
 #include "recording/known_people.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/replay_clock.hpp"
@@ -26,22 +27,25 @@ struct CutSpan {
   /// Of each person, one observation and one cycle without being seen in each interval of this
   /// length, and every observation with a touch, with speech or with an emotion of the situation.
   std::optional<Time::duration> every;
+  /// Other ids for people; what is said of people above goes by these.
+  JoinedPeople::Ids ids;
 };
 
-/// Cuts a span out of a recording. What is kept stays as it is to the byte; scopes and people that
-/// reach over an edge are opened and closed there.
+/// Cuts a span out of a recording. What is kept stays as it is to the byte, but for ids; scopes and
+/// people that reach over an edge are opened and closed there.
 class RecordingCut {
  public:
   RecordingCut(RecordingReader& recording, const CutSpan& span)
-      : _recording(recording), _span(span) {}
+      : _recording(recording), _span(span), _joined(span.ids) {}
 
   /// Reads a line, and appends to the text what the cut has of it; false when the cut is whole.
   /// Throws what reading throws, and Failure when there is no event in the span.
   bool next(fmt::memory_buffer& text);
 
  private:
-  bool follow(const Event& event, fmt::memory_buffer& text);
-  bool isWanted(std::optional<std::int32_t> person) const;
+  bool follow(Event& event, fmt::memory_buffer& text);
+  bool join(Event& event);
+  bool isWanted(const Event& event) const;
   bool isOneOfMany(const Event& event);
   void open(fmt::memory_buffer& text);
   void close(fmt::memory_buffer& text) const;
@@ -50,6 +54,7 @@ class RecordingCut {
   RecordingReader& _recording;
   CutSpan _span;
   RecordingLine _line;
+  JoinedPeople _joined;
   ReplayClock _clock;
   /// Those of the cut, once it has begun.
   KnownPeople _people;

@@ -97,6 +97,7 @@ class Service {
   void remove(std::int64_t person, Time time);
   void publish(Time time, const Row& row);
   void requireOwn(const Sender& sender, const Event& event);
+  void requireOwn(const Sender& sender, std::int32_t person);
   void disown(const Sender& sender);
   void dropRanges(const Sender& sender);
   bool isFree(const Range& range) const;

@@ -108,12 +108,12 @@ TEST_F(Failing, GraphWithoutMemory) {
 
   struct Split : SocialGraph {
     Split() {
-      ZV::PersonObservation seen = zorvel::filledObservation(
-          ku::SystemClock::now(), [](const auto& /*kind*/, auto& number) { number = 1; });
-      update(1, [&seen](Person& person) { person.update(seen); });
-      seen.smile->timestamp += boost::chrono::seconds(1);
-      add(3);
-      update(3, [&seen](Person& person) { person.update(seen); });
+      for (const int person : {1, 3}) {
+        const auto seen =
+            zorvel::filledObservation(ku::SystemClock::now() + boost::chrono::seconds(person),
+                                      [](const auto& /*kind*/, auto& number) { number = 1; });
+        update(person, [&seen](Person& of) { of.update(seen); });
+      }
       update(3, [](Person& person) { person.decreaseSinceNotSeen(); });
     }
   };

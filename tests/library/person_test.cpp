@@ -174,6 +174,12 @@ TEST(SocialGraph, MergesMemoriesAndGoesOnFromWhoWasObservedLast) {
     // Copies of who is gone are as they were.
     EXPECT_EQ(allOf(from), before);
     EXPECT_EQ(from.personMemory._record().touchEmotion.size(), 3u);
+    graph.update(7, [](Person& person) {  // who has a reading that moves nothing
+      person.update(only(&PersonObservation::distance, 60, 1.0f));
+      person.personState._setValence(0.5f);
+    });
+    graph.merge(7, 1);
+    EXPECT_EQ(state.valence.value, 0.5f);
   }
 }
 

@@ -138,6 +138,44 @@ class CutTest(unittest.TestCase):
                                                     "0.3").splitlines()
                           if b'"observation"' in text or b'"not_seen"' in text], expected)
 
+    def test_one_person_under_several_ids(self):
+        # Person 1 of the scene is 9 for a while, as a tracker tells it that never lets go of an id.
+        split = []
+        for text in self.scene.splitlines(keepends=True):
+            event = json.loads(text)
+            if event.get("person") != 1 or "scope" in event:
+                split.append(text)
+                continue
+            person = 1 if event["time"] % (60 * 10**9) < 40 * 10**9 else 9
+            split.append(text.replace(b'"person":1,', b'"person":%d,' % person)
+                         .replace(b'"person":1}', b'"person":%d}' % person))
+            if event["event"] == "observation":
+                split += [line((event["time"] - START) / 1e9, name, 10 - person)
+                          for name in ("not_seen", "remove")]
+        recording = b"".join(split)
+        joined = self.cut(recording, "--rename", "9=1", "--rename", "7=8")
+        self.assertEqual(self.replayed(joined), self.whole)
+        self.assertEqual(self.cut(recording, "--rename", "9=1", "--person", "1"),
+                         self.cut(self.scene, "--person", "1"))
+
+        seen, start = b'"observation"', line(2, "start_recording", 1, "s")
+        one, three, later = (line(second, "not_seen", person).replace(b'"not_seen"', seen)
+                             for second, person in ((1, 1), (1, 3), (1.1, 3)))
+        again = one.replace(b"0001000000000", b"0001200000000")
+        gone = line(1.15, "not_seen", 1)
+        for lines, message in (([one, three], "-:2: person 3 overlaps person 1 in line 1, so they"),
+                               ([one, later, again], "-:3: person 1 overlaps person 3 in line 2"),
+                               ([start, start.replace(b"1,", b"3,")], "-:2: person 3 overlaps")):
+            self.assert_fails("cut", b"".join(lines), ["--rename", "3=1"], message)
+            self.cut(b"".join(lines), "--rename", "4=1")
+        self.cut(one + later + gone + again, "--rename", "3=1")
+        merging = line(1.1, "rename", 3).replace(b"}", b',"to":1}')
+        self.assertEqual(self.cut(one + gone + later + merging, "--rename", "3=1"),
+                         one + gone + later.replace(b"3,", b"1,").replace(b"3}", b"1}"))
+        for names, message in (("3", "is not like 3=1"), ("3=1x", "is not like"),
+                               ("1=2", "person 1 is renamed, too"), ("3=4", "for the second time")):
+            self.assert_fails("cut", one, ["--rename", "3=1", "--rename", names], message, 2)
+
     def test_errors_of_a_cut(self):
         lines = [HEADER, *(line(second, "not_seen", 1) for second in (0, 1, 4.0009)), b"oops\n"]
         whole = b"".join(lines)
@@ -191,6 +229,8 @@ class CutTest(unittest.TestCase):
         recording = HEADER + b"".join([
             line(0, "not_seen", 1), line(1, "start_recording", 1, "own"), line(2, "not_seen", 2),
             line(3, "stop_recording", 1, "own"), line(4, "remove", 2), line(5, "not_seen", 1)])
+        renaming = line(3, "rename", 2).replace(b"}", b',"to":7}')
+        renamed = HEADER + line(0, "not_seen", 2) + line(2, "start_recording", 2, "own") + renaming
         ok = "1,a,1,2"
         for bad, message in (
                 (["1,a,2,3", "2,a,1,3", "1,b,1,3", "1,a,0,2"], ":2: overlaps line 5, which has"),
@@ -213,6 +253,12 @@ class CutTest(unittest.TestCase):
                 (self.folder / "bad.csv").write_text(table(*bad), errors="surrogateescape")
                 self.assert_fails("annotate", recording, ["bad.csv"], "bad.csv" + message)
                 self.assertEqual(self.run_tool("annotate", recording, "bad.csv").stdout, b"")
+        for bad, message in (("2,a,2,3.1", 'column "end": is after the renaming of person 2 at 3.000'),
+                             ("7,own,2,3", "overlaps a scope of the recording")):
+            (self.folder / "bad.csv").write_text(table(bad))
+            self.assert_fails("annotate", renamed, ["bad.csv"], "bad.csv:2: " + message)
+        stop = line(3, "stop_recording", 2, "a")
+        self.assertIn(stop + renaming, self.annotated(renamed, table("2,a,2,3", "7,b,2,3")))
         self.assert_fails("annotate", recording, ["-"], "can be read only once", 2)
         (self.folder / "good.csv").write_text(table(ok, "1,a,2.1,3", "1,own,3.1,9", "2,a,1,4"))
         self.assert_fails("annotate", recording + b"oops", ["good.csv"], "-:8: not JSON")

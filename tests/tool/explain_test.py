@@ -148,6 +148,21 @@ class ExplainTest(unittest.TestCase):
                          "person 1 from 0.300 to 0.700 s, 5 cycles")
         self.assertEqual(explain(), "person 1 from 0.000 to 0.900 s, 10 cycles, removed and new 1 time")
 
+    def test_who_is_renamed_takes_the_readings_along(self):
+        events = [{"event": "observation", "time": 0, "person": 3, "touchEmotion": {"value": 2}},
+                  {"event": "observation", "time": 10**8, "person": 1, "touchEmotion": {"value": 1}},
+                  {"event": "rename", "time": 2 * 10**8, "person": 3, "to": 1},
+                  {"event": "rename", "time": 2 * 10**8, "person": 1, "to": 4},
+                  {"event": "observation", "time": 3 * 10**8, "person": 4}]
+
+        def explain(*options):
+            return tool.run("explain", "-", *options, input=lines(*events), check=True).stdout
+
+        self.assertIn("\n      touchEmotion 1, the newest of 2\n", explain("--at", "0.3", "--person", "4"))
+        # The last cycle was under the old id.
+        self.assertTrue(explain("--at", "0.2").startswith("person 4 at 0.100 s\n"))
+        self.assertEqual(explain().count("1 cycle\n"), 3)
+
     def test_tells_it_in_words(self):
         angry = {"event": "observation", "time": 0, "person": 1,
                  "smile": {"value": 0, "confidence": 1},

@@ -63,7 +63,7 @@ class InfoTest(FolderTest):
         self.assertEqual((told["lines"], told["seconds"], told["lines_back_in_time"],
                           told["farthest_back_seconds"]), (15, 8.5, 1, 0.75))
         self.assertEqual(told["events"], {
-            "observation": 6, "not_seen": 1, "remove": 1, "start_recording": 4,
+            "observation": 6, "not_seen": 1, "remove": 1, "rename": 0, "start_recording": 4,
             "stop_recording": 1, "movement": 1, "activity": 0})
         self.assertEqual((other["person"], other["observations"], other["fields"]), (-2, 0, {}))
         # Intervals 0.5, 0.5, 3, 0.5 and, after the removal, 0.5: a gap is longer than 1.5 s.
@@ -94,6 +94,20 @@ class InfoTest(FolderTest):
                          [("time_backwards", 7), ("repeated_time", 8), ("future", 6),
                           ("expired", 9), ("scopes", 10), ("scopes", 15), ("scopes", 5),
                           ("scopes", 11), ("open_scopes", 15)])
+
+    def test_who_is_renamed_goes_on(self):
+        told = described([
+            line(0, "start_recording", person=3, scope="s"),
+            line(0, "observation", person=3, gaze=at(0, yaw=1, pitch=2)),
+            line(1, "rename", person=3, to=1), line(1, "rename", person=3, to=1),
+            line(2, "observation", person=1, gaze=at(0, yaw=2, pitch=2)),
+            line(2, "stop_recording", person=1, scope="s"),
+            line(3, "not_seen", person=1)])
+        self.assertEqual((told["scopes"]["closed_without_being_open"], told["scopes"]["left_open"]),
+                         (0, []))
+        person = told["persons"][0]
+        self.assertEqual(person["fields"]["gaze"]["repeated_with_other_numbers"], 1)
+        self.assertEqual(person["rate_hz"], 1)  # by the smaller of the intervals 2 s and 1 s
 
     def test_medians_are_within_their_precision(self):
         draw = random.Random(3)

@@ -83,6 +83,20 @@ def everything():
         yield line(31, "stop_recording", person=person, scope='a, "b"\nc')
 
 
+def renamed():
+    """The same, in which people are renamed: to a new id, to a known one, to one that was removed."""
+    renames = {60: (1, -2), 100: (-2, 1), 148: (-2, 1), 200: (1, 9), 252: (9, -2), 288: (1, 1)}
+    for entry in everything():
+        yield entry
+        if entry["event"] == "movement":
+            now = (entry["time"] - START) / SECOND
+            cycle = round(now * 10)
+            person, to = renames.get(cycle, (5, 1))  # nobody is 5
+            yield line(now, "rename", person=person, to=to)
+            if 200 < cycle < 252:
+                yield line(now, "not_seen", person=9)
+
+
 class ReplayTest(FolderTest):
     def setUp(self):
         super().setUp()
@@ -116,6 +130,9 @@ class ReplayTest(FolderTest):
         run("replay", self.recording, "-q", "--summary", self.output / "persons.csv", check=True)
         self.assertRegex(recalculated(self.recording, self.output), "timeline.csv 600 rows, "
                          "scopes.csv 7 rows, ambiance.csv 12 rows, persons.csv 2 rows; 0")
+        self.replay(renamed(), check=True)
+        run("replay", self.recording, "-q", "--summary", self.output / "persons.csv", check=True)
+        self.assertIn("persons.csv 3 rows; 0", recalculated(self.recording, self.output))
 
     def test_what_was_not_measured_is_not_0(self):
         """Who moves what: 1 a calm face once, then unseen; 2 a straight head; 3 a touch that is none;
