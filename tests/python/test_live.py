@@ -155,6 +155,22 @@ def test_steps_in_a_callback_are_those_of_the_graph() -> None:
         kept[0].state
 
 
+def test_one_person_under_two_numbers() -> None:
+    graph, recorder, other = zorvel.SocialGraph(), zorvel.Recorder(), zorvel.Recorder()
+    with zorvel.SimulatedClock(NANOSECONDS):
+        other.start("scope")
+        other.update(graph.update(3, smiling()))
+        graph.merge(3, 1)
+        assert list(graph.persons()) == [3]
+        graph.rename(3, 1)
+        graph.not_seen(4)
+        graph.merge(1, 4)
+        recorder.merge(other)
+    (merged,) = graph.persons().values()
+    assert merged.person == 4 and merged.valence.value > 0.5
+    assert recorder.stop("scope")[0] == "unknown" and other.stop("scope") == ("error", [])
+
+
 def test_what_a_callback_raises_comes_out_as_it_is() -> None:
     class Mine(Exception):
         pass
@@ -193,6 +209,7 @@ def test_a_callback_that_would_wait_for_itself_is_told_so() -> None:
         person.update(smiling())
 
     for use in (lambda _: graph.read(1), lambda _: graph.persons(), lambda _: graph.remove(1),
+                lambda _: graph.rename(1, 2), lambda _: graph.merge(2, 1),
                 lambda _: graph.update(1, smiling())):
         with pytest.raises(RuntimeError, match="must not use the graph"):
             graph.update(1, use)

@@ -7,7 +7,7 @@ from typing import Any
 import pytest
 
 from zorvel import rep155
-from zorvel.rep155 import Engagement, EngagementLevel, Gender
+from zorvel.rep155 import Engagement, EngagementLevel, Gender, PersonNumbers
 
 NAN = math.nan
 # Intensities as OpenFace writes them, from 0 to 5.
@@ -101,6 +101,17 @@ def test_soft_biometrics() -> None:
         assert rep155.gender(value, confidence, true_for=Gender.FEMALE) is None
 
 
+def test_an_alias_goes_on_under_the_older_number() -> None:
+    numbers = PersonNumbers()
+    assert [numbers.number(person) for person in ("a", "b", "c", "b")] == [1, 2, 3, 2]
+    assert numbers.alias("b", "c") == (3, 2)
+    assert numbers.alias("c", "a") == (2, 1)  # and with it b
+    assert numbers.alias("a", "b") is numbers.alias("a", "") is None
+    assert numbers.alias("d", "a") == (4, 1)
+    numbers.forget("c")
+    assert [numbers.number(person) for person in ("a", "d")] == [5, 6]
+
+
 def test_engagement_does_not_flicker() -> None:
     engagement = Engagement()
     for attention, confidence, level in (
@@ -117,4 +128,4 @@ def test_engagement_does_not_flicker() -> None:
 
 
 def test_examples_of_the_documentation() -> None:
-    assert doctest.testmod(rep155) == (0, 1)
+    assert doctest.testmod(rep155) == (0, 5)
