@@ -81,8 +81,8 @@ class Host {
 
  private:
   void act() {
-    const std::int32_t id = anybody();
-    switch (_input.ConsumeIntegralInRange(0, 15)) {
+    const std::int32_t id = _input.PickValueInArray({1, 2, 3, INT32_MIN, INT32_MAX});
+    switch (_input.ConsumeIntegralInRange(0, 14)) {
       case 0:
         return moveClock();
       case 1:
@@ -108,19 +108,15 @@ class Host {
         _clock.readingsUntilFault = _input.ConsumeIntegralInRange(0, 300);
         return update(id);
       case 11:
-        return _graph.rename(id, anybody());
-      case 12:
-        return merge(id, anybody());
+        return rename(id, _input.PickValueInArray({1, 2, 3, INT32_MIN, INT32_MAX}));
       default:
         _clock.advance(33'333'333);
         return update(id);
     }
   }
 
-  std::int32_t anybody() { return _input.PickValueInArray({1, 2, 3, INT32_MIN, INT32_MAX}); }
-
-  void merge(std::int32_t from, std::int32_t to) {
-    _graph.merge(from, to);
+  void rename(std::int32_t from, std::int32_t to) {
+    _graph.rename(from, to);
     _recorders[to].merge(_recorders[from]);
   }
 

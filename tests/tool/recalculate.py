@@ -353,20 +353,18 @@ class Person:
             self.pull(quantity + "_confidence", 0.0, CONFIDENCE_STRENGTH)
 
     def take_in(self, other):
-        """Goes on with what is known of both; the scopes that both have are this one's."""
+        """Goes on with what is known of both; where both have a scope or a reading, with its own."""
         if other.newest > self.newest:
             self.state, self.newest = other.state, other.newest
         for field, time in other.last_used.items():
             self.last_used[field] = max(self.last_used[field], time)
         for channel, samples in other.memory.items():
-            both = dict(samples) | dict(self.memory[channel])
-            self.memory[channel] = sorted(both.items(), reverse=True)
+            self.memory[channel] = sorted({**dict(samples), **dict(self.memory[channel])}.items(),
+                                          reverse=True)
         for name, scope in other.scopes.items():
-            own = self.scopes.setdefault(name, scope)
-            if own is not scope:
-                own["begin"] = min(own["begin"], scope["begin"])
-                own["samples"] = sorted(own["samples"] + scope["samples"],
-                                        key=lambda sample: sample[0])
+            own = self.scopes.setdefault(name, {**scope, "samples": []})
+            own["begin"] = min(own["begin"], scope["begin"])
+            own["samples"] = sorted(own["samples"] + scope["samples"], key=lambda sample: sample[0])
 
     def record_sample(self, now):
         for name, scope in list(self.scopes.items()):
