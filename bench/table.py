@@ -1,5 +1,6 @@
 """table.py BENCHMARKS.json: prints the figures that matter, each the median of its repetitions."""
 
+import itertools
 import json
 import re
 import sys
@@ -9,8 +10,9 @@ CLOCKS = {"0": "simulated", "1": "system + offset"}
 
 def main(path):
     with open(path, encoding="utf-8") as file:
-        medians = {run["run_name"]: run for run in json.load(file)["benchmarks"]
-                   if run.get("aggregate_name") == "median"}
+        runs = json.load(file)["benchmarks"]
+    medians = {run["run_name"]: run for run in runs if run.get("aggregate_name") == "median"}
+    waits = {run["run_name"].split("/iterations")[0]: run for run in runs if "worst_seconds" in run}
 
     def microseconds(name, clock="cpu_time"):
         scale = {"ns": 1e-3, "us": 1, "ms": 1e3}[medians[name]["time_unit"]]
@@ -34,6 +36,21 @@ def main(path):
     for name, people in cases(r"people/people:(\d+)"):
         print(f"{people:>6} {medians[name]['seconds_an_update'] * 1e6:>8.1f} us "
               f"{medians[name]['bytes_a_person']:>16,.0f}")
+
+    print("\nreading everybody       99th percentile, worst in the graph   on the board")
+    for people, others in itertools.product((1, 10, 60, 100), (0, 7)):
+        row = f"{people:>6} people, {others} more readers:"
+        for board in (0, 1):
+            wait = waits[f"reading/people:{people}/others:{others}/board:{board}"]
+            row += f"{wait['p99_seconds'] * 1e6:>12,.0f} us, {wait['worst_seconds'] * 1e6:>9,.0f} us"
+        print(row)
+    for name, people in cases(r"publish/people:(\d+)"):
+        print(f"publishing {people}: {microseconds(name):.2f} us")
+
+    print("\nof 5,000 people who come and go   before      all     half   nobody")
+    for case, what in (("comeAndGoCopied", "copied"), ("comeAndGo", "moved")):
+        costs = (microseconds(f"{case}/before:{before}") for before in (100, 50, 0))
+        print(f"{what:<38}", *(f"{cost:>5.1f} us" for cost in costs))
 
     print("\nsamples remembered   an update")
     for name, samples in cases(r"window/(\d+)"):

@@ -6,6 +6,7 @@
 #include <zv/social_graph.hpp>
 
 #include "allocations.hpp"
+#include "crowd.hpp"
 #include "floor.hpp"
 #include "scene.hpp"
 
@@ -76,33 +77,6 @@ BENCHMARK(floorOfUpdate)
     ->ArgsProduct({{Simulated, SystemWithOffset}, {10, 30, 60}})
     ->ArgNames({"clock", "rate"})
     ->Unit(benchmark::kMicrosecond);
-
-/// A graph of people with full windows. Filling it takes longer than measuring it.
-class Crowd {
- public:
-  explicit Crowd(int people) : _people(people) {
-    const long bytesBefore = allocatedBytes();
-    for (int warmUp = 0; warmUp < 21 * rate; ++warmUp) cycle();
-    _bytesOfOne = static_cast<double>(allocatedBytes() - bytesBefore) / people;
-  }
-
-  /// Updates everybody, one after the other, as a camera frame does.
-  void cycle() {
-    const ku::ClockScope scope(_clock);
-    _clock.advance(period(rate));
-    for (int person = 0; person < _people; ++person) update(_graph, person, observeAll());
-  }
-
-  double bytesOfOne() const { return _bytesOfOne; }
-
- private:
-  static constexpr int rate = 30;
-
-  int _people;
-  double _bytesOfOne = 0.0;
-  ku::SimulatedClock _clock{Time(Duration(1'700'000'000'000'000'000))};
-  ZV::SocialGraph _graph;
-};
 
 void people(benchmark::State& state) {
   const auto count = static_cast<int>(state.range(0));

@@ -25,10 +25,7 @@ std::string_view unitOfStep(double step) {
 }  // namespace
 
 FaceFrames::FaceFrames(const CsvReader& rows, const ImportOptions& options, const EventSink& use)
-    : _rows(rows),
-      _start(options.start),
-      _gap(std::llround(options.gapSeconds * nanosecondsPerSecond)),
-      _use(use) {}
+    : _rows(rows), _start(options.start), _gap(options.gap), _use(use) {}
 
 void FaceFrames::setTime(double seconds, CsvReader::Column column) {
   const double nanoseconds = seconds * nanosecondsPerSecond;

@@ -7,7 +7,7 @@ namespace zorvel {
 ImportFacts importInto(TextOutput& recording, std::string_view source, Importer& importRows,
                        CsvReader& rows, const ImportOptions& options,
                        const std::function<void()>& onProgress) {
-  appendHeader(recording.text(), source);
+  appendHeader(recording.text(), source, options.start);
   bool isRecognised = false;
   ImportFacts facts;
   try {

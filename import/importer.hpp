@@ -18,7 +18,7 @@ struct ImportOptions {
   /// The time at which the file begins; 2000-01-01T00:00:00Z by default.
   Time start{boost::chrono::seconds(946'684'800)};
   /// A person unseen for longer is removed.
-  double gapSeconds = 3.0;
+  Time::duration gap = boost::chrono::seconds(3);
   std::optional<double> framesPerSecond;
   bool mirrored = false;
   /// The intensity of an action unit that counts as full.

@@ -47,4 +47,12 @@ std::string formatShare(std::uint64_t part, std::uint64_t whole) {
   return fmt::format("{:.1f} %", percent);
 }
 
+std::string formatParted(const PartedRows& parted) {
+  if (parted.count == 0) return {};
+  return fmt::format(
+      "removals or renamings part {} into {}, one for each visit of the person; the first is line "
+      "{}",
+      formatCount(parted.count, "row"), formatCount(parted.scopes, "scope"), parted.firstLine);
+}
+
 }  // namespace zorvel

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "recording/recording_annotation.hpp"
+
 namespace zorvel {
 
 /// A count with its noun, such as "1 line" or "12 lines".
@@ -15,6 +17,10 @@ std::string formatNumber(double number);
 std::string formatDuration(std::int64_t nanoseconds);
 /// A share such as "98.7 %".
 std::string formatShare(std::uint64_t part, std::uint64_t whole);
+
+/// What removals and renamings did to rows of a table of scopes, for people; empty when they did
+/// nothing.
+std::string formatParted(const PartedRows& parted);
 
 }  // namespace zorvel
 

@@ -44,15 +44,15 @@ struct TableColumn {
 template <typename Value>
 TableColumn(std::string_view, Value) -> TableColumn<Value>;
 
-/// A part of a state. Its meaning is what Python's help says of it.
+/// A part of a state or of a force. Its meaning is what Python's help says of it.
 template <typename Value>
-struct StatePart {
+struct Part {
   const char* name;
   const char* meaning;
   Value value;
 };
 template <typename Value>
-StatePart(const char*, const char*, Value) -> StatePart<Value>;
+Part(const char*, const char*, Value) -> Part<Value>;
 
 /// A part of a state that comes with its confidence, which has a column of its own in tables.
 template <typename Value>
@@ -69,12 +69,12 @@ ConfidentPart(const char*, const char*, const char*, Value) -> ConfidentPart<Val
 // here, for files, live lines and programs alike; what is added comes last.
 
 inline constexpr std::tuple stateParts{
-    StatePart{"person", "The host's number of the person.",
-              [](const StateRow& row) { return row.person; }},
+    Part{"person", "The host's number of the person.",
+         [](const StateRow& row) { return row.person; }},
     ConfidentPart{"valence", "valence_confidence", "How negative or positive, in [-1, 1].",
                   [](const StateRow& row) { return row.valence; }},
-    StatePart{"mood", "The label of the valence: 1 positive, 0 neutral, -1 negative.",
-              [](const StateRow& row) { return row.mood; }},
+    Part{"mood", "The label of the valence: 1 positive, 0 neutral, -1 negative.",
+         [](const StateRow& row) { return row.mood; }},
     ConfidentPart{"cycle_mood", "cycle_mood_confidence",
                   "The label that the cycle alone would have given a neutral person.",
                   [](const StateRow& row) { return row.cycleMood; }},
@@ -99,7 +99,8 @@ inline constexpr std::tuple scopesColumns{
     TableColumn{"end", [](const ScopeRow& row) { return row.end; }},
     TableColumn{"mean_valence", [](const ScopeRow& row) { return row.meanValence; }},
     TableColumn{"mean_confidence", [](const ScopeRow& row) { return row.meanConfidence; }},
-    TableColumn{"exact_mean_valence", [](const ScopeRow& row) { return row.exactMeanValence; }}};
+    TableColumn{"exact_mean_valence", [](const ScopeRow& row) { return row.exactMeanValence; }},
+    TableColumn{"visit", [](const ScopeRow& row) { return row.visit; }}};
 
 inline constexpr std::tuple ambianceColumns{
     Column{"agitation", [](const AmbianceRow& row) { return row.agitation; }},
@@ -107,12 +108,13 @@ inline constexpr std::tuple ambianceColumns{
 
 inline constexpr std::tuple forcesColumns{
     TableColumn{"person", [](const ForceRow& row) { return row.person; }},
-    Column{"quantity", [](const ForceRow& row) { return nameOf(row.force.quantity); }},
-    Column{"reason", [](const ForceRow& row) { return row.force.reason; }},
-    Column{"target", [](const ForceRow& row) { return row.force.target; }},
-    Column{"strength", [](const ForceRow& row) { return row.force.strength; }},
-    Column{"before", [](const ForceRow& row) { return row.force.before; }},
-    Column{"after", [](const ForceRow& row) { return row.force.after; }}};
+    Part{"quantity", "What was moved, as a column of the timeline is called.",
+         [](const ForceRow& row) { return nameOf(row.force.quantity); }},
+    Part{"reason", "What caused it.", [](const ForceRow& row) { return row.force.reason; }},
+    Part{"target", "Where to.", [](const ForceRow& row) { return row.force.target; }},
+    Part{"strength", "The fraction.", [](const ForceRow& row) { return row.force.strength; }},
+    Part{"before", "The quantity before.", [](const ForceRow& row) { return row.force.before; }},
+    Part{"after", "The quantity after.", [](const ForceRow& row) { return row.force.after; }}};
 
 /// Whether each value is known, for what draws them.
 inline constexpr std::tuple knownColumns{
@@ -126,7 +128,7 @@ constexpr auto columnsOf(const TableColumn<Value>& column) {
   return std::tuple{Column{column.name, column.value}};
 }
 template <typename Value>
-constexpr auto columnsOf(const StatePart<Value>& part) {
+constexpr auto columnsOf(const Part<Value>& part) {
   return std::tuple{Column{part.name, part.value}};
 }
 template <typename Value>

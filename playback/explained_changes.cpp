@@ -94,12 +94,10 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
                                 const std::function<void()>& onProgress) {
   GreatestChanges greatest;
   std::map<std::int32_t, Person> persons;
-  std::optional<Time> start;
   std::uint64_t events = 0;
   RecordingReader& first = open();
   greatest.failure =
       playAll(first, Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
-        if (!start) start = time;
         ++events;
         if (const auto* remove = std::get_if<Remove>(&event.what)) {
           const auto found = persons.find(remove->person);
@@ -118,7 +116,7 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
         }
         onProgress();
       });
-  greatest.start = start.value_or(Time());
+  greatest.secondZero = first.secondZero();
   const std::string& name = first.lines().name();
   if (persons.empty() && !greatest.failure) {
     const std::string whoHas = person ? fmt::format("person {} has no", *person) : "nobody has a";

@@ -31,10 +31,10 @@ struct ExplainedChange {
   std::vector<ExplainedReason> reasons;
 };
 
-/// The greatest changes of a recording, and when it starts.
+/// The greatest changes of a recording, and when its second 0 is.
 struct GreatestChanges {
   std::vector<ExplainedChange> changes;
-  Time start;
+  Time secondZero;
   /// What ended the recording early, if anything did.
   std::optional<Failure> failure;
 };

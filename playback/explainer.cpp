@@ -2,24 +2,17 @@
 
 #include <fmt/format.h>
 
-#include <boost/chrono/ceil.hpp>
-
 #include "recording/printable.hpp"
 #include "recording/renamed.hpp"
+#include "recording/replay_clock.hpp"
+#include "recording/seconds.hpp"
 
 namespace zorvel {
-namespace {
 
-boost::chrono::milliseconds roundUp(Time::duration duration) {
-  return boost::chrono::ceil<boost::chrono::milliseconds>(duration);
-}
-
-}  // namespace
-
-void Explainer::add(Time time, const Event& event, const Row& row) {
-  if (!_start) _start = time;
+void Explainer::add(Time secondZero, Time time, const Event& event, const Row& row) {
+  _secondZero = secondZero;
   _end = time;
-  const Time::duration since = between(*_start, time);
+  const Time::duration since = between(secondZero, time);
   if (_explained.at && since > *_explained.at) return;
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
     _readings.erase(remove->person);
@@ -67,38 +60,52 @@ std::vector<FieldReadings> Explainer::behind(std::int32_t person, std::string_vi
   return _readings.at(person).behind(reason, _persons.at(person).last);
 }
 
-std::string formatSeconds(Time from, Time to) {
-  const std::int64_t milliseconds = roundUp(between(from, to)).count();
-  return fmt::format("{}.{:03}", milliseconds / 1000, milliseconds % 1000);
-}
+std::string formatSeconds(Time from, Time to) { return formatSeconds(roundUp(between(from, to))); }
 
 std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
                                const std::function<void()>& onProgress) {
   const ExplainedTime& explained = explainer.explained();
+  ReplayClock events;
+  ReplayClock cycles;  // of those whom it is about
+  const auto follow = [&](const Event& event) {
+    events.advance(event.time);
+    if (isCycle(event) && (!explained.person || personOf(event) == explained.person)) {
+      cycles.advance(events.now());
+    }
+    onProgress();
+  };
   auto failure = playAll(
       recording, Forces::Watched,
       [&](Time time, const Event& event, const Row& row) {
-        explainer.add(time, event, row);
-        onProgress();
+        explainer.add(recording.secondZero(), time, event, row);
+        follow(event);
       },
       explained.at.value_or(Time::duration::max()));
   if (explainer.hasReachedMoment()) failure.reset();
   if (failure) return failure;
-  const std::string& name = recording.lines().name();
-  const std::string length = formatSeconds(explainer.start(), explainer.end());
-  if (explained.at &&
-      roundUp(between(explainer.start(), explainer.end())) < roundUp(*explained.at)) {
-    throw Failure(fmt::format("{}: that is after the end; the recording is {} s long",
-                              printable(name), length),
+  const auto secondsOf = [&](Time time) { return roundUp(between(recording.secondZero(), time)); };
+  const auto fail = [&](const std::string& what) {
+    const std::string& name = recording.lines().name();
+    throw Failure(fmt::format("{}: {}; the recording {}", printable(name), what,
+                              formatLength(secondsOf(events.start()), secondsOf(events.now()))),
                   {name, 0, "", 0});
+  };
+  if (explained.at && secondsOf(events.now()) < roundUp(*explained.at)) {
+    fail("that is after the end");
   }
-  if (explainer.persons().empty()) {
-    const std::string whoHas =
-        explained.person ? fmt::format("person {} has no", *explained.person) : "nobody has a";
-    throw Failure(fmt::format("{}: {} cycle there; the recording is {} s long", printable(name),
-                              whoHas, length),
-                  {name, 0, "", 0});
+  if (!explainer.persons().empty()) return std::nullopt;
+  try {
+    while (const auto event = recording.next()) follow(*event);
+  } catch (const BadLine&) {  // what comes after it cannot be told
   }
+  const std::string who =
+      explained.person ? fmt::format("person {} has no", *explained.person) : "nobody has a";
+  const std::string when = cycles.hasStarted()
+                               ? fmt::format("; the first is at {} s, the last at {} s",
+                                             formatSeconds(secondsOf(cycles.start())),
+                                             formatSeconds(secondsOf(cycles.now())))
+                               : "";
+  fail(fmt::format("{} cycle there{}", who, when));
   return std::nullopt;
 }
 

@@ -13,13 +13,13 @@
 
 namespace zorvel {
 
-/// Which part of a recording to explain; times are since its start.
+/// Which part of a recording to explain; times are since its second 0.
 struct ExplainedTime {
   /// Only this person.
   std::optional<std::int32_t> person;
   /// A moment, instead of the span.
   std::optional<Time::duration> at;
-  Time::duration from{0};
+  Time::duration from = -Time::duration::max();
   Time::duration to = Time::duration::max();
 };
 
@@ -41,18 +41,16 @@ class Explainer {
   explicit Explainer(const ExplainedTime& explained) : _explained(explained) {}
 
   /// Adds an event that was played at `time`, and what it gave.
-  void add(Time time, const Event& event, const Row& row);
+  void add(Time secondZero, Time time, const Event& event, const Row& row);
 
   const std::map<std::int32_t, ExplainedPerson>& persons() const { return _persons; }
   /// What a force of that reason came from, in the last cycle of a person.
   std::vector<FieldReadings> behind(std::int32_t person, std::string_view reason) const;
-  /// When the recording starts, and the last event so far.
-  Time start() const { return _start.value_or(Time()); }
-  Time end() const { return _end; }
+  Time secondZero() const { return _secondZero; }
   const ExplainedTime& explained() const { return _explained; }
   /// Whether the recording reaches the moment that is explained.
   bool hasReachedMoment() const {
-    return _start && _explained.at && between(*_start, _end) >= *_explained.at;
+    return _end && _explained.at && between(_secondZero, *_end) >= *_explained.at;
   }
 
  private:
@@ -61,8 +59,9 @@ class Explainer {
   ExplainedTime _explained;
   std::map<std::int32_t, ExplainedPerson> _persons;
   std::map<std::int32_t, Readings> _readings;
-  std::optional<Time> _start;
-  Time _end;
+  Time _secondZero;
+  /// The last event so far.
+  std::optional<Time> _end;
 };
 
 /// The time from one to the other, in seconds. It is rounded up, so that a moment that is asked for

@@ -65,13 +65,14 @@ void appendExplanationLine(fmt::memory_buffer& text, std::int32_t person,
   json.finish();
 }
 
-void appendExplanationLine(fmt::memory_buffer& text, const ExplainedChange& change, Time start) {
+void appendExplanationLine(fmt::memory_buffer& text, const ExplainedChange& change,
+                           Time secondZero) {
   JsonLineWriter json(text);
   json.member("person", change.person);
   json.member("quantity", nameOf(change.quantity));
   json.member("from", change.first);
   json.member("to", change.last);
-  json.member("seconds", inSeconds(between(start, change.last)));
+  json.member("seconds", inSeconds(between(secondZero, change.last)));
   json.member("before", change.before);
   json.member("after", change.after);
   json.list("reasons", change.reasons, [&](const ExplainedReason& reason) {

@@ -16,7 +16,8 @@ void appendExplanationLine(fmt::memory_buffer& text, std::int32_t person,
                            const Explainer& explainer);
 
 /// The same of one of the greatest changes.
-void appendExplanationLine(fmt::memory_buffer& text, const ExplainedChange& change, Time start);
+void appendExplanationLine(fmt::memory_buffer& text, const ExplainedChange& change,
+                           Time secondZero);
 
 }  // namespace zorvel
 

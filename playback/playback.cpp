@@ -137,12 +137,11 @@ StateRow stateRow(const ZV::Person& person, std::vector<ZV::Force> forces) {
           std::move(forces)};
 }
 
-void RecordingRows::place(Time time, const Event& event, Row& row) {
-  if (!_start) _start = time;
-  const Time::duration since = between(*_start, time);
+void RecordingRows::place(Time secondZero, Time time, const Event& event, Row& row) {
+  const Time::duration since = between(secondZero, time);
   if (auto* state = std::get_if<StateRow>(&row)) {
     Visit& visit = _visits[state->person];
-    if (visit.isEnded) visit = {visit.number + 1, false, {}};
+    if (visit.isEnded) visit = {visit.current(), false, {}};
     for (std::size_t value = 0; value < visit.measured.size(); ++value) {
       auto& last = visit.measured.at(value);
       if (state->isMeasured.at(value)) last = time;
@@ -158,10 +157,12 @@ void RecordingRows::place(Time time, const Event& event, Row& row) {
     follow(*rename);
   } else if (auto* scope = std::get_if<ScopeRow>(&row)) {
     scope->end = since;
+    const auto visit = _visits.find(scope->person);
+    if (visit != _visits.end()) scope->visit = visit->second.current();
     const auto person = _people.find(scope->person);
     if (person != _people.end()) {
       const auto open = person->second.find(scope->scope);
-      if (open != person->second.end()) scope->begin = between(*_start, open->second.begin);
+      if (open != person->second.end()) scope->begin = between(secondZero, open->second.begin);
     }
   }
   apply(time, event, _people);
@@ -173,13 +174,13 @@ void RecordingRows::follow(const Rename& rename) {
   Visit& from = found->second;
   Visit& to = _visits[rename.to];
   from.isEnded = true;
-  if (to.isEnded) to = {to.number + 1, false, {}};
+  if (to.isEnded) to = {to.current(), false, {}};
   for (std::size_t value = 0; value < to.measured.size(); ++value) {
     to.measured.at(value) = std::max(to.measured.at(value), from.measured.at(value));
   }
 }
 
-std::optional<Failure> playAll(const EventSource& next, Forces forces, const UseOfRow& use,
+std::optional<Failure> playAll(const EventSource& source, Forces forces, const UseOfRow& use,
                                Time::duration until) {
   ku::SimulatedClock clock(Time::min());
   Playback playback(forces);
@@ -187,35 +188,38 @@ std::optional<Failure> playAll(const EventSource& next, Forces forces, const Use
   while (true) {
     std::optional<Event> event;
     Row row;
+    Time::duration since{};
     try {
-      event = next();
+      event = source.next();
       if (!event) return std::nullopt;
       // Not for longer: where events come from may have a clock of its own.
       const ku::ClockScope scope(clock);
       clock.set(std::max(clock.now(), event->time));
       row = playback.play(*event);
-      rows.place(clock.now(), *event, row);
+      const Time secondZero = source.secondZero();
+      since = between(secondZero, clock.now());
+      rows.place(secondZero, clock.now(), *event, row);
     } catch (const Failure& failure) {
       return failure;
     } catch (const std::exception& error) {
       return Failure(error.what());
     }
     use(clock.now(), *event, row);
-    if (between(rows.start(), clock.now()) > until) return std::nullopt;
+    if (since > until) return std::nullopt;
   }
 }
 
 std::optional<Failure> playAll(RecordingReader& recording, Forces forces, const UseOfRow& use,
                                Time::duration until) {
   bool isRead = false;  // what fails in playing does not know the line
-  auto failure = playAll(
-      [&] {
-        isRead = false;
-        auto event = recording.next();
-        isRead = true;
-        return event;
-      },
-      forces, use, until);
+  auto failure = playAll({[&] {
+                            isRead = false;
+                            auto event = recording.next();
+                            isRead = true;
+                            return event;
+                          },
+                          [&] { return recording.secondZero(); }},
+                         forces, use, until);
   if (!failure || !isRead) return failure;
   const LineReader& lines = recording.lines();
   return Failure(lines.place() + failure->what(), {lines.name(), lines.lineNumber(), "", 0});

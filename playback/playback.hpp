@@ -38,7 +38,7 @@ struct StateRow {
 
   // Of a row of a recording.
 
-  /// Since the start.
+  /// Since second 0.
   Time::duration since{};
   bool isSeen = true;
   /// 1 for the first stretch of cycles under that id, one more after each removal that ends one, or
@@ -67,11 +67,13 @@ struct ScopeRow {
   /// The mean valence in double precision.
   double exactMeanValence;
 
-  // Of a row of a recording, since its start.
+  // Of a row of a recording.
 
-  /// None for a scope that was not open.
+  /// Since second 0; none for a scope that was not open.
   std::optional<Time::duration> begin{};
   Time::duration end{};
+  /// The person's stretch of cycles in which it was closed, or else the next, as in a StateRow.
+  std::int32_t visit = 1;
 };
 
 /// The room after an activity measurement.
@@ -120,37 +122,42 @@ class Playback {
 /// Tells rows where they stand in their recording.
 class RecordingRows {
  public:
-  /// To be called for each event, with what it gave at `time`.
-  void place(Time time, const Event& event, Row& row);
-  /// When the first event was played.
-  Time start() const { return _start.value_or(Time()); }
+  /// To be called for each event, with the time at which it was played and what it gave.
+  void place(Time secondZero, Time time, const Event& event, Row& row);
 
  private:
   struct Visit {
     std::int32_t number = 1;
     bool isEnded = false;
     /// When something measured last moved each value.
-    std::array<std::optional<Time>, std::tuple_size_v<OfValues>> measured;
+    std::array<std::optional<Time>, std::tuple_size_v<OfValues>> measured{};
+
+    /// The number of the stretch that a cycle now belongs to.
+    std::int32_t current() const { return isEnded ? number + 1 : number; }
   };
 
   void follow(const Rename& rename);
 
-  std::optional<Time> _start;
   std::map<std::int32_t, Visit> _visits;
   /// For the begins of open scopes.
   KnownPeople _people;
 };
 
-/// Gives the next event, or none at the end; may throw.
-using EventSource = std::function<std::optional<Event>()>;
+/// Where the events of a recording come from.
+struct EventSource {
+  /// Gives the next event, or none at the end; may throw.
+  std::function<std::optional<Event>()> next;
+  /// Gives the moment of second 0; called when there has been an event.
+  std::function<Time()> secondZero;
+};
 using UseOfRow = std::function<void(Time, const Event&, const Row&)>;
 
 /// Plays events on a clock that its events set and that never runs backwards. After each
 /// event it calls `use` with the clock's time and what came of the event. Returns what ended it
 /// early, if anything did; everything up to there has been passed to `use`. Stops after the first
-/// event that is later than `until` after the start. Throws what `use` throws, and what `next`
-/// throws that is no std::exception.
-std::optional<Failure> playAll(const EventSource& next, Forces forces, const UseOfRow& use,
+/// event that is later than `until` after second 0. Throws what `use` throws, and what the
+/// source throws that is no std::exception.
+std::optional<Failure> playAll(const EventSource& source, Forces forces, const UseOfRow& use,
                                Time::duration until = Time::duration::max());
 
 /// Plays a whole recording. What ended it early has the place of the line.

@@ -26,7 +26,7 @@ struct Spread {
 };
 
 /// The greatest rise or fall of a quantity within a second, if there is any, and when it ends, in
-/// seconds since the recording's start.
+/// seconds since second 0.
 struct GreatestChange {
   std::optional<double> change;
   std::optional<double> at;
@@ -35,7 +35,7 @@ struct GreatestChange {
 /// What a recording adds up to for one person.
 struct SummaryRow {
   std::int32_t person;
-  /// The first and the last cycle, in seconds since the recording's start.
+  /// The first and the last cycle, in seconds since second 0.
   double first;
   double last;
   std::uint64_t cycles;
@@ -121,7 +121,7 @@ class SummaryTable {
   };
   struct Person {
     PersonCycles cycles;
-    /// When each cycle was, since the recording's start.
+    /// When each cycle was, since second 0.
     std::vector<Time::duration> since;
     std::uint64_t unseen = 0;
     std::int32_t visits = 0;

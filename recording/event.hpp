@@ -31,6 +31,15 @@ inline Time::duration between(Time from, Time to) {
   return std::max(Time::duration(difference), -Time::duration::max());
 }
 
+/// The moment that much later, clamped to what 64 bits hold.
+inline Time after(Time from, Time::duration duration) {
+  Time::rep moment = 0;
+  if (__builtin_add_overflow(from.time_since_epoch().count(), duration.count(), &moment)) {
+    return duration.count() > 0 ? Time::max() : Time::min();
+  }
+  return Time(Time::duration(moment));
+}
+
 inline double inSeconds(Time::duration duration) {
   return static_cast<double>(duration.count()) / 1e9;
 }
@@ -96,6 +105,12 @@ inline std::optional<std::int32_t> personOf(const Event& event) {
         }
       },
       event.what);
+}
+
+/// Whether it is one of a person's cycles.
+inline bool isCycle(const Event& event) {
+  return std::holds_alternative<Observation>(event.what) ||
+         std::holds_alternative<NotSeen>(event.what);
 }
 
 /// The names of the events, in the order of Event::What.

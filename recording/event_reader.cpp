@@ -112,6 +112,7 @@ Event event(JsonObject& line, JsonValue kind, Time time) {
 void EventReader::readHeader(JsonObject& line) {
   line.get("version").integer(1, 1);
   if (const auto source = line.find("source")) _source = source->text();
+  if (const auto origin = line.find("origin")) _origin = timeOf(*origin);
 }
 
 std::optional<Event> EventReader::read(std::string& text) {

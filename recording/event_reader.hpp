@@ -28,12 +28,16 @@ class EventReader {
   /// The header's `source`, once it has been read; empty if there is none.
   const std::string& source() const { return _source; }
 
+  /// The header's `origin`, once it has been read, if there is one.
+  std::optional<Time> origin() const { return _origin; }
+
  private:
   void readHeader(JsonObject& line);
 
   MissingTime _missingTime;
   JsonLine _json;
   std::string _source;
+  std::optional<Time> _origin;
   bool _started = false;
 };
 

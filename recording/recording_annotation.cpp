@@ -1,10 +1,12 @@
 #include "recording/recording_annotation.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <tuple>
 
 #include "recording/failure.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/seconds.hpp"
 
 namespace zorvel {
 
@@ -35,9 +37,11 @@ void RecordingAnnotation::follow(const Event& event, fmt::memory_buffer& text) {
     }
   }
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
-    endBefore(remove->person, "removal", text);
+    endVisit(remove->person, text);
   } else if (const auto* rename = std::get_if<Rename>(&event.what)) {
     followRename(*rename, text);
+  } else if (isCycle(event)) {
+    visit(*personOf(event), text);
   } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
     requireClosed({start->person, start->scope});
   } else if (const auto* stop = std::get_if<StopRecording>(&event.what)) {
@@ -52,7 +56,9 @@ void RecordingAnnotation::placeScopes() {
   for (const ScopeOfTable& scope : _scopes) {
     const Time begin = timeOf(scope.begin);
     const Time end = timeOf(scope.end);
-    if (begin < _clock.start()) fail(scope, "begin", "is before the start of the recording");
+    if (begin < std::min(_recording.secondZero(), _clock.start())) {
+      fail(scope, "begin", "is before the start of the recording");
+    }
     if (end < begin) fail(scope, "end", "is before the begin");
     _edges.push_back({begin, false, &scope});
     _edges.push_back({end, true, &scope});
@@ -81,48 +87,87 @@ void RecordingAnnotation::requireApart() const {
 }
 
 void RecordingAnnotation::begin(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text) {
-  const auto person = _people.find(scope.person);
-  if (person != _people.end() && person->second.count(scope.scope) > 0) {
+  if (isOpenInRecording(keyOf(scope))) {
     fail(scope, "begin", "the recording has a scope of that name open then");
   }
-  _open.emplace(keyOf(scope), &scope);
-  appendEvent(text, {time, StartRecording{scope.person, scope.scope, StartRecording::unlimited}});
+  _outcomes[&scope].isFilled = _visitors.count(scope.person) > 0;
+  open(_current.emplace(keyOf(scope), Current{&scope, false}).first->second, time, text);
 }
 
 void RecordingAnnotation::end(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text) {
-  if (_open.erase(keyOf(scope)) == 0) return;
-  appendEvent(text, {time, StopRecording{scope.person, scope.scope}});
+  const auto current = _current.find(keyOf(scope));
+  if (current == _current.end()) return;
+  close(current->second, time, text);
+  _current.erase(current);
 }
 
+void RecordingAnnotation::open(Current& current, Time time, fmt::memory_buffer& text) {
+  const ScopeOfTable& scope = *current.scope;
+  current.isOpen = true;
+  ++_outcomes[&scope].scopes;
+  appendEvent(text, {time, StartRecording{scope.person, scope.scope, StartRecording::unlimited}});
+}
+
+void RecordingAnnotation::close(Current& current, Time time, fmt::memory_buffer& text) {
+  if (!std::exchange(current.isOpen, false)) return;
+  appendEvent(text, {time, StopRecording{current.scope->person, current.scope->scope}});
+}
+
+/// To be called for each cycle of the person.
+void RecordingAnnotation::visit(std::int32_t person, fmt::memory_buffer& text) {
+  _visitors.insert(person);
+  for (auto next = _current.lower_bound({person, ""});
+       next != _current.end() && next->first.first == person; ++next) {
+    auto& [key, current] = *next;
+    _outcomes[current.scope].isFilled = true;
+    if (current.isOpen) continue;
+    if (isOpenInRecording(key)) failOverlapping(*current.scope);
+    open(current, _clock.now(), text);
+  }
+}
+
+/// The visit goes on under the new id, whose scopes go on, too.
 void RecordingAnnotation::followRename(const Rename& rename, fmt::memory_buffer& text) {
-  const auto person = _people.find(rename.person);
-  if (person == _people.end() || rename.person == rename.to) return;
-  for (const auto& [name, scope] : person->second) requireClosed({rename.to, name});
-  endBefore(rename.person, "renaming", text);
-  _everybody.insert(rename.to);
+  if (rename.person == rename.to) return;
+  const auto known = _people.find(rename.person);
+  if (known != _people.end()) {
+    _everybody.insert(rename.to);
+    for (const auto& [name, scope] : known->second) requireClosed({rename.to, name});
+  }
+  const bool isVisit = _visitors.count(rename.person) > 0;
+  endVisit(rename.person, text);
+  if (!isVisit) return;
+  _visitors.insert(rename.to);
+  for (const auto& [key, current] : _current) {
+    if (key.first == rename.to) _outcomes[current.scope].isFilled = true;
+  }
 }
 
-/// Ends the scopes that cover nothing after the person has gone; there must be no others.
-void RecordingAnnotation::endBefore(std::int32_t person, std::string_view how,
-                                    fmt::memory_buffer& text) {
-  for (auto next = _open.lower_bound({person, ""});
-       next != _open.end() && next->first.first == person;) {
-    const ScopeOfTable& scope = *(next++)->second;
-    if (timeOf(scope.end) > _clock.now()) {
-      fail(scope, "end",
-           fmt::format("is after the {} of person {} at {}", how, person, formatNow()));
+/// Ends the person's scopes. Those that cover something later begin anew with the next visit.
+void RecordingAnnotation::endVisit(std::int32_t person, fmt::memory_buffer& text) {
+  _visitors.erase(person);
+  for (auto next = _current.lower_bound({person, ""});
+       next != _current.end() && next->first.first == person;) {
+    Current& current = next->second;
+    close(current, _clock.now(), text);
+    if (timeOf(current.scope->end) > _clock.now()) {
+      _outcomes[current.scope].isParted = true;
+      ++next;
+    } else {
+      next = _current.erase(next);
     }
-    end(scope, _clock.now(), text);
   }
 }
 
 /// No scope of the table must be open whose name the recording itself opens or closes.
 void RecordingAnnotation::requireClosed(const Key& key) const {
-  const auto open = _open.find(key);
-  if (open == _open.end()) return;
-  fail(*open->second, "",
-       fmt::format("overlaps a scope of the recording with the same person and name, at {}",
-                   formatNow()));
+  const auto current = _current.find(key);
+  if (current != _current.end() && current->second.isOpen) failOverlapping(*current->second.scope);
+}
+
+bool RecordingAnnotation::isOpenInRecording(const Key& key) const {
+  const auto person = _people.find(key.first);
+  return person != _people.end() && person->second.count(key.second) > 0;
 }
 
 void RecordingAnnotation::finish(fmt::memory_buffer& text) {
@@ -132,20 +177,45 @@ void RecordingAnnotation::finish(fmt::memory_buffer& text) {
     }
     if (timeOf(scope.begin) > _clock.now()) {
       fail(scope, "begin",
-           fmt::format("is after the end of the recording, which is {} long", formatNow()));
+           fmt::format("is after the end of the recording, which {}",
+                       formatLength(secondsOf(_clock.start()), secondsOf(_clock.now()))));
+    }
+    if (!_outcomes[&scope].isFilled) {
+      fail(scope, "person", fmt::format("{} is not there between begin and end", scope.person));
     }
   }
-  if (!_open.empty() && !_recording.lines().isWhole()) text.push_back('\n');
-  while (!_open.empty()) end(*_open.begin()->second, _clock.now(), text);
+  bool lacksLineEnd = !_recording.lines().isWhole();
+  for (auto& [key, current] : _current) {
+    if (current.isOpen && std::exchange(lacksLineEnd, false)) text.push_back('\n');
+    close(current, _clock.now(), text);
+  }
+}
+
+PartedRows RecordingAnnotation::parted() const {
+  PartedRows parted;
+  for (const ScopeOfTable& scope : _scopes) {
+    const auto outcome = _outcomes.find(&scope);
+    if (outcome == _outcomes.end() || !outcome->second.isParted) continue;
+    if (parted.count++ == 0) parted.firstLine = scope.line;
+    parted.scopes += outcome->second.scopes;
+  }
+  return parted;
 }
 
 Time RecordingAnnotation::timeOf(const ScopeOfTable::Moment& moment) const {
   const auto* const since = std::get_if<Time::duration>(&moment);
-  return since != nullptr ? _clock.start() + *since : std::get<Time>(moment);
+  return since != nullptr ? after(_recording.secondZero(), *since) : std::get<Time>(moment);
 }
 
-std::string RecordingAnnotation::formatNow() const {
-  return fmt::format("{:.3f} s", inSeconds(_clock.sinceStart()));
+boost::chrono::milliseconds RecordingAnnotation::secondsOf(Time time) const {
+  const double seconds = inSeconds(between(_recording.secondZero(), time));
+  return boost::chrono::milliseconds(std::llround(seconds * 1e3));
+}
+
+void RecordingAnnotation::failOverlapping(const ScopeOfTable& scope) const {
+  fail(scope, "",
+       fmt::format("overlaps a scope of the recording with the same person and name, at {} s",
+                   formatSeconds(secondsOf(_clock.now()))));
 }
 
 void RecordingAnnotation::fail(const ScopeOfTable& scope, std::string_view column,

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <boost/chrono/duration.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -21,7 +22,7 @@ namespace zorvel {
 
 /// A row of a table of scopes.
 struct ScopeOfTable {
-  /// Since the start of the recording, or a date.
+  /// Since second 0 of the recording, or a date.
   using Moment = std::variant<Time::duration, Time>;
 
   std::uint64_t line;
@@ -32,7 +33,17 @@ struct ScopeOfTable {
   Moment end;
 };
 
-/// Puts the scopes of a table into a recording, whose other bytes stay as they are.
+/// Rows of a table within which their person is removed, or renamed to another id.
+struct PartedRows {
+  std::uint64_t count = 0;
+  /// What they became: one for each visit of the person.
+  std::uint64_t scopes = 0;
+  std::uint64_t firstLine = 0;
+};
+
+/// Puts the scopes of a table into a recording, whose other bytes stay as they are. A removal ends
+/// a scope, and so does a renaming to another id; where its person comes back within the row,
+/// another of that name begins.
 class RecordingAnnotation {
  public:
   /// `table` is the table's name, for messages.
@@ -45,6 +56,9 @@ class RecordingAnnotation {
   /// recording. Only at the end is it certain that all do.
   bool next(fmt::memory_buffer& text);
 
+  /// Known at the end.
+  PartedRows parted() const;
+
  private:
   /// Where a scope begins or ends.
   struct Edge {
@@ -55,18 +69,37 @@ class RecordingAnnotation {
 
   using Key = std::pair<std::int32_t, std::string>;
 
+  /// What has become of a row so far.
+  struct Outcome {
+    std::uint64_t scopes = 0;
+    bool isParted = false;
+    /// Whether a visit of the person has been within it.
+    bool isFilled = false;
+  };
+
+  /// A row between its begin and its end; no scope is open while the person is removed.
+  struct Current {
+    const ScopeOfTable* scope;
+    bool isOpen;
+  };
+
   static Key keyOf(const ScopeOfTable& scope);
   void follow(const Event& event, fmt::memory_buffer& text);
   void placeScopes();
   void requireApart() const;
   void begin(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text);
   void end(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text);
+  void open(Current& current, Time time, fmt::memory_buffer& text);
+  void close(Current& current, Time time, fmt::memory_buffer& text);
+  void visit(std::int32_t person, fmt::memory_buffer& text);
+  void endVisit(std::int32_t person, fmt::memory_buffer& text);
   void followRename(const Rename& rename, fmt::memory_buffer& text);
-  void endBefore(std::int32_t person, std::string_view how, fmt::memory_buffer& text);
   void requireClosed(const Key& key) const;
+  bool isOpenInRecording(const Key& key) const;
   void finish(fmt::memory_buffer& text);
   Time timeOf(const ScopeOfTable::Moment& moment) const;
-  std::string formatNow() const;
+  boost::chrono::milliseconds secondsOf(Time time) const;
+  [[noreturn]] void failOverlapping(const ScopeOfTable& scope) const;
   [[noreturn]] void fail(const ScopeOfTable& scope, std::string_view column,
                          const std::string& message) const;
 
@@ -82,8 +115,10 @@ class RecordingAnnotation {
   KnownPeople _people;
   /// Everybody in the recording.
   std::set<std::int32_t> _everybody;
-  /// The table's scopes that are open.
-  std::map<Key, const ScopeOfTable*> _open;
+  /// Those in a visit, with a cycle of it, be it under an id that was renamed to this one.
+  std::set<std::int32_t> _visitors;
+  std::map<Key, Current> _current;
+  std::map<const ScopeOfTable*, Outcome> _outcomes;
 };
 
 }  // namespace zorvel

@@ -1,13 +1,13 @@
 #include "recording/recording_cut.hpp"
 
 #include <algorithm>
-#include <boost/chrono/floor.hpp>
 #include <string>
 #include <variant>
 
 #include "recording/failure.hpp"
 #include "recording/observation_fields.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/seconds.hpp"
 
 namespace zorvel {
 namespace {
@@ -23,6 +23,10 @@ std::pair<std::optional<std::int32_t>, std::optional<std::int32_t>> idsOf(const 
 bool RecordingCut::next(fmt::memory_buffer& text) {
   if (_recording.next(_line)) {
     text.append(_line.byteOrderMark);
+    if (!_line.event && !_clock.hasStarted()) {
+      _head += _line.bytes;
+      return true;
+    }
     if (!_line.event || follow(*_line.event, text)) {
       if (_isKept) text.append(_line.bytes);
       return true;
@@ -34,18 +38,19 @@ bool RecordingCut::next(fmt::memory_buffer& text) {
 
 /// Returns whether the event is not yet behind the span.
 bool RecordingCut::follow(Event& event, fmt::memory_buffer& text) {
-  _clock.advance(event.time);
-  const Time::duration since = _clock.sinceStart();
-  if (since > _span.to) {
+  const bool isFirst = _clock.advance(event.time);
+  if (now() > _span.to) {
     close(text);
     return false;
   }
-  if (!_hasBegun && since >= _span.from - _span.leadIn) open(text);
+  if (!_hasBegun && (!_span.from || now() >= *_span.from - _span.leadIn)) open(text);
   _isKept = false;
-  if (!join(event) || !isWanted(event)) return true;
-  apply(_clock.now(), event, _people);
-  _isKept = _hasBegun && !isOneOfMany(event);
-  _hasEvents = _hasEvents || (_isKept && since >= _span.from);
+  if (join(event) && isWanted(event)) {
+    apply(_clock.now(), event, _people);
+    _isKept = _hasBegun && !isOneOfMany(event);
+    _hasEvents = _hasEvents || (_isKept && (!_span.from || now() >= *_span.from));
+  }
+  if (isFirst) writeHead(text);
   return true;
 }
 
@@ -66,6 +71,21 @@ bool RecordingCut::join(Event& event) {
   return true;
 }
 
+/// Writes what stands before the first event. Where that is second 0 and is not kept, the header
+/// says so.
+void RecordingCut::writeHead(fmt::memory_buffer& text) {
+  if (!_isKept && !_recording.origin()) {
+    const std::size_t end = _head.rfind('}');
+    if (end == std::string::npos) {
+      appendHeader(text, std::nullopt, _recording.secondZero());
+    } else {
+      const auto origin = _recording.secondZero().time_since_epoch().count();
+      _head.insert(end, fmt::format(",\"origin\":{}", origin));
+    }
+  }
+  text.append(_head);
+}
+
 bool RecordingCut::isWanted(const Event& event) const {
   const auto [person, to] = idsOf(event);
   return !_span.person || person == _span.person || to == _span.person;
@@ -77,7 +97,9 @@ bool RecordingCut::isOneOfMany(const Event& event) {
   if (!_span.every || (observation == nullptr && !std::holds_alternative<NotSeen>(event.what))) {
     return false;
   }
-  const Time::rep interval = _clock.sinceStart() / *_span.every;
+  // Rounded down also before second 0.
+  const bool isPart = now() < Time::duration(0) && now() % *_span.every != Time::duration(0);
+  const Time::rep interval = now() / *_span.every - (isPart ? 1 : 0);
   const auto [last, isNew] =
       _intervals.try_emplace({*personOf(event), observation != nullptr}, interval);
   if (std::exchange(last->second, interval) != interval || isNew) return false;
@@ -91,7 +113,8 @@ bool RecordingCut::isOneOfMany(const Event& event) {
 
 void RecordingCut::open(fmt::memory_buffer& text) {
   _hasBegun = true;
-  const Time begin = _clock.start() + (_span.from - _span.leadIn);
+  if (!_span.from) return;
+  const Time begin = after(_recording.secondZero(), *_span.from - _span.leadIn);
   for (auto person = _people.begin(); person != _people.end();) {
     for (const auto& [name, scope] : person->second) {
       appendEvent(text, {begin, StartRecording{person->first, name, scope.samples}});
@@ -102,7 +125,7 @@ void RecordingCut::open(fmt::memory_buffer& text) {
 }
 
 void RecordingCut::close(fmt::memory_buffer& text) const {
-  const Time end = _clock.start() + _span.to;
+  const Time end = after(_recording.secondZero(), _span.to);
   for (const auto& [person, scopes] : _people) {
     for (const auto& [name, scope] : scopes) {
       appendEvent(text, {end, StopRecording{person, name}});
@@ -114,15 +137,14 @@ void RecordingCut::close(fmt::memory_buffer& text) const {
 void RecordingCut::failWithoutEvents() {
   while (const auto event = _recording.next()) _clock.advance(event->time);
   const std::string& name = _recording.lines().name();
-  const std::string what = _span.from > _clock.sinceStart() ? "that is after the end"
+  const std::string what = _span.from && *_span.from > now() ? "that is after the end"
                            : _span.person
                                ? fmt::format("person {} has no event there", *_span.person)
                                : "there is no event there";
+  const auto first = between(_recording.secondZero(), _clock.start());
   // Rounded down, so that a span that begins there has an event.
-  const auto length =
-      boost::chrono::floor<boost::chrono::milliseconds>(_clock.sinceStart()).count();
-  throw Failure(fmt::format("{}: {}; the recording is {}.{:03} s long", printable(name), what,
-                            length / 1000, length % 1000),
+  throw Failure(fmt::format("{}: {}; the recording {}", printable(name), what,
+                            formatLength(roundDown(first), roundDown(now()))),
                 {name, 0, "", 0});
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "recording/joined_people.hpp"
@@ -15,9 +16,10 @@
 
 namespace zorvel {
 
-/// What to cut out of a recording; times are since its start, on the clock of a replay.
+/// What to cut out of a recording; times are since its second 0, on the clock of a replay.
 struct CutSpan {
-  Time::duration from{0};
+  /// None begins with the recording.
+  std::optional<Time::duration> from;
   /// Itself included.
   Time::duration to = Time::duration::max();
   /// How much of what comes before is kept, too.
@@ -32,7 +34,8 @@ struct CutSpan {
 };
 
 /// Cuts a span out of a recording. What is kept stays as it is to the byte, but for ids; scopes and
-/// people that reach over an edge are opened and closed there.
+/// people that reach over an edge are opened and closed there. A second is the same in the cut as
+/// in the whole.
 class RecordingCut {
  public:
   RecordingCut(RecordingReader& recording, const CutSpan& span)
@@ -47,6 +50,8 @@ class RecordingCut {
   bool join(Event& event);
   bool isWanted(const Event& event) const;
   bool isOneOfMany(const Event& event);
+  Time::duration now() const { return between(_recording.secondZero(), _clock.now()); }
+  void writeHead(fmt::memory_buffer& text);
   void open(fmt::memory_buffer& text);
   void close(fmt::memory_buffer& text) const;
   [[noreturn]] void failWithoutEvents();
@@ -55,6 +60,8 @@ class RecordingCut {
   CutSpan _span;
   RecordingLine _line;
   JoinedPeople _joined;
+  /// The lines before the first event: the header and blank ones.
+  std::string _head;
   ReplayClock _clock;
   /// Those of the cut, once it has begun.
   KnownPeople _people;
@@ -62,7 +69,7 @@ class RecordingCut {
   std::map<std::pair<std::int32_t, bool>, Time::rep> _intervals;
   bool _hasBegun = false;
   /// Whether the last event is kept, and with it the blank lines behind it.
-  bool _isKept = true;
+  bool _isKept = false;
   bool _hasEvents = false;
 };
 

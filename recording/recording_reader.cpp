@@ -22,7 +22,9 @@ bool RecordingReader::next(RecordingLine& line) {
 
 std::optional<Event> RecordingReader::readEvent() {
   try {
-    return _events.read(_text);
+    auto event = _events.read(_text);
+    if (event && !_secondZero) _secondZero = origin().value_or(event->time);
+    return event;
   } catch (const JsonError& error) {
     throw BadLine(_lines.place() + error.what(),
                   {_lines.name(), _lines.lineNumber(), error.key(), 0});

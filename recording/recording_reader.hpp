@@ -37,6 +37,11 @@ class RecordingReader {
 
   const LineReader& lines() const { return _lines; }
   const std::string& source() const { return _events.source(); }
+  std::optional<Time> origin() const { return _events.origin(); }
+
+  /// The moment from which all seconds of the recording count: its origin, or else its first event.
+  /// Known once that has been read.
+  Time secondZero() const { return _secondZero.value_or(Time()); }
 
  private:
   std::optional<Event> readEvent();
@@ -44,6 +49,7 @@ class RecordingReader {
   LineReader _lines;
   EventReader _events;
   std::string _text;
+  std::optional<Time> _secondZero;
 };
 
 }  // namespace zorvel

@@ -127,11 +127,13 @@ void write(JsonLineWriter& line, Time /*time*/, const Activity& activity) {
 
 }  // namespace
 
-void appendHeader(fmt::memory_buffer& text, std::string_view source) {
+void appendHeader(fmt::memory_buffer& text, std::optional<std::string_view> source,
+                  std::optional<Time> origin) {
   JsonLineWriter line(text);
   line.member("event", "header");
   line.member("version", 1);
-  line.member("source", source);
+  if (source) line.member("source", *source);
+  if (origin) line.member("origin", *origin);
   line.finish();
 }
 

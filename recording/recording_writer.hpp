@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <optional>
 #include <string_view>
 
 #include "recording/event.hpp"
@@ -12,8 +13,10 @@ namespace zorvel {
 // Each appends one line of a recording, with its line end. Provided that texts are UTF-8 and
 // numbers finite, a RecordingReader reads back exactly what was written.
 
-/// The header, which must be the first line.
-void appendHeader(fmt::memory_buffer& text, std::string_view source);
+/// The header, which must be the first line. `origin` is the moment of second 0, where that is not
+/// the first event.
+void appendHeader(fmt::memory_buffer& text, std::optional<std::string_view> source,
+                  std::optional<Time> origin = std::nullopt);
 
 /// An event. A field's time is written only where it differs from the event's.
 void appendEvent(fmt::memory_buffer& text, const Event& event);

@@ -19,9 +19,9 @@ class ReplayClock {
     return isFirst;
   }
 
+  bool hasStarted() const { return _hasStarted; }
   Time start() const { return _start; }
   Time now() const { return _now; }
-  Time::duration sinceStart() const { return between(_start, _now); }
 
  private:
   bool _hasStarted = false;

@@ -84,6 +84,7 @@ struct Overview {
   std::string source;
   SummaryTable summary;
   ReportResult result;
+  Time secondZero{};
   std::optional<Time> start;
   Time end{};
   /// Where the curves of all recordings meet.
@@ -105,10 +106,12 @@ void Overview::read(const std::string& recording, const std::optional<std::strin
       if (!start) start = time;
       end = time;
       const auto* const scope = std::get_if<StartRecording>(&event.what);
-      if (!zero && (!alignedBy || (scope != nullptr && scope->scope == *alignedBy))) zero = time;
+      if (!zero && alignedBy && scope != nullptr && scope->scope == *alignedBy) zero = time;
       onProgress(reader.lines());
     });
     source = reader.source();
+    secondZero = reader.secondZero();
+    if (!alignedBy && start) zero = secondZero;
   } catch (const Failure& failure) {
     result.failure = failure;
   }
@@ -148,7 +151,8 @@ ReportResult writeReport(RecordingReader& recording, const std::string& title, T
   ReportResult result = play(recording, data, [&](const auto&...) { onProgress(); });
   if (result.failure && recording.lines().lineNumber() == 0) throw Failure(*result.failure);
   writeAround(reportPage(), reportPageHole, page, [&] {
-    page.append(data.json(title, recording.source(), textOf(result.failure), warningsOf(result)));
+    page.append(data.json(recording.secondZero(), title, recording.source(), textOf(result.failure),
+                          warningsOf(result)));
   });
   return result;
 }
@@ -172,8 +176,8 @@ std::vector<ReportResult> writeReport(const std::vector<std::string>& recordings
       overview.read(recordings[index], alignedBy, waitForInput, onProgress);
       const ReportResult& result = overview.result;
       writeElement(page, fmt::format("data{}", index + 1),
-                   overview.data.json(titles[index], overview.source, textOf(result.failure),
-                                      warningsOf(result)));
+                   overview.data.json(overview.secondZero, titles[index], overview.source,
+                                      textOf(result.failure), warningsOf(result)));
       json.begin();
       overview.write(json, titles[index]);
       json.end();

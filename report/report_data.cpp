@@ -235,7 +235,7 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
   }
 }
 
-std::string ReportData::json(std::string_view recording, std::string_view source,
+std::string ReportData::json(Time zero, std::string_view recording, std::string_view source,
                              std::string_view failure,
                              const std::vector<std::string>& warnings) const {
   fmt::memory_buffer text;
@@ -248,6 +248,7 @@ std::string ReportData::json(std::string_view recording, std::string_view source
   for (const std::string& warning : warnings) json.value(warning);
   json.endList();
   writeReasons(json);
+  writeTime(json, "zero", zero);
   writeTime(json, "start", _begin);
   writeTime(json, "end", _end);
   json.list("persons", _persons, [&](const auto& entry) {

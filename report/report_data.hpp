@@ -27,10 +27,11 @@ class ReportData {
   /// Adds an event that was played at `time`, and what it gave.
   void add(Time time, const Event& event, const Row& row);
 
-  /// One line of JSON for the page's script, as insideElement() gives it. `failure` is what ended
+  /// One line of JSON for the page's script, as insideElement() gives it. `zero` is the moment from
+  /// which the page counts its seconds. `failure` is what ended
   /// the recording early; empty if nothing did. `warnings` tell what looks wrong in the recording.
-  std::string json(std::string_view recording, std::string_view source, std::string_view failure,
-                   const std::vector<std::string>& warnings) const;
+  std::string json(Time zero, std::string_view recording, std::string_view source,
+                   std::string_view failure, const std::vector<std::string>& warnings) const;
 
  private:
   struct Scope {

@@ -47,7 +47,7 @@ def found():
                 modules[module].add("library")
                 continue
             folders = ["include", "src"] if is_library else [".", "tool"]
-            included = [ROOT / folder / name for folder in folders if (ROOT / folder / name).exists()]
+            included = [ROOT / folder / name for folder in folders if (ROOT / folder / name).is_file()]
             modules[module].update(map(module_of, included))
         modules[module].discard(module)
     return {module: sorted(included) for module, included in modules.items()}

@@ -132,6 +132,10 @@ def main() -> int:
                         help="how many to start on this machine")
     options = parser.parse_args()
 
+    if any(os.path.exists(name) and os.path.exists(options.output) and
+           os.path.samefile(name, options.output) for name in options.recordings):
+        print(f"{options.output}: would be written over what is read from it", file=sys.stderr)
+        return 1
     recordings = {identify(name): name for name in options.recordings}
     done = Done(options.output + ".part")
     where = ({"address": options.scheduler} if options.scheduler else
@@ -143,7 +147,8 @@ def main() -> int:
         print(f"interrupted: {len(done.lines)} of {len(recordings)} are done; the same command goes "
               "on from there", file=sys.stderr)
         return 130
-    write_table(options.output, recordings, done)
+    if any(identity in done.lines for identity in recordings):  # else there is nothing to tell
+        write_table(options.output, recordings, done)
     if failed:
         print(f"{len(failed)} of {len(recordings)} recordings failed; the same command tries them "
               "again", file=sys.stderr)

@@ -43,6 +43,7 @@ class ZV_API AmbianceState {
   float ambientActivityLevel(AmbianceDescription description) const;
 
  private:
+  friend class StateBoard;
   friend class TypeRegistration;
 
   void copyNumbers(const AmbianceState& other);
@@ -50,7 +51,7 @@ class ZV_API AmbianceState {
   float agitationLevel = 0.0f;
   float calmLevel = 0.0f;
   float movementCount = 0.0f;
-  boost::mutex mutex;
+  mutable boost::mutex mutex;
 };
 
 /// Writes a title line, the agitation and the calm, a line each, without a line end after the last.

@@ -14,6 +14,7 @@ namespace ZV {
 /// One tracked person: the host's identifier, the emotional state and the short-term memory.
 ///
 /// Copies and assignments share state and memory: an update through one copy is seen through all.
+/// Assignment from one that may be moved exchanges the records. None is ever empty.
 ///
 /// Thread safety: none of its own. As copies share records, all work on one person is serialised by
 /// its owner; the SocialGraph does that.

@@ -32,6 +32,11 @@ class ZV_API PersonMemory {
   PersonMemory(const PersonMemory&) = default;
   /// The same for assignment.
   PersonMemory& operator=(const PersonMemory&) = default;
+  /// Exchanges the records, so that nobody is counted in or out when persons move in a list.
+  PersonMemory& operator=(PersonMemory&& other) noexcept {
+    _memory.swap(other._memory);
+    return *this;
+  }
 
   /// Files every set field of the observation with the field's own timestamp, and forgets what has
   /// grown too old. A field whose timestamp is already there is dropped: the first arrival wins.

@@ -51,6 +51,11 @@ class ZV_API PersonState {
   PersonState(const PersonState&) = default;
   /// The same for assignment.
   PersonState& operator=(const PersonState&) = default;
+  /// Exchanges the records, so that nobody is counted in or out when persons move in a list.
+  PersonState& operator=(PersonState&& other) noexcept {
+    _state.swap(other._state);
+    return *this;
+  }
 
   /// The smoothed valence.
   ValueConfidence<float> personValence() const;

@@ -16,6 +16,7 @@
 namespace ZV {
 
 /// The persons that the robot tracks, by the host's identifier. It never forgets one by itself.
+/// Where a reader must not wait for a burst of updates, a StateBoard shows everybody.
 ///
 /// Thread safety: every operation may be called from any thread and holds the graph's one lock for
 /// its whole duration, callbacks included. So inside a callback a person may be read and updated
@@ -68,6 +69,8 @@ class ZV_API SocialGraph {
   void read(std::int32_t id, boost::function<void(const Person&)> callback) const;
 
  private:
+  friend class StateBoard;
+
   boost::container::flat_map<std::int32_t, Person> _persons;
   mutable boost::mutex _mutex;
 };

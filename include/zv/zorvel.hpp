@@ -24,6 +24,7 @@
 #include "zv/sentiment_info.hpp"
 #include "zv/smile.hpp"
 #include "zv/social_graph.hpp"
+#include "zv/state_board.hpp"
 #include "zv/timestamped.hpp"
 #include "zv/value_confidence.hpp"
 #include "zv/version.hpp"

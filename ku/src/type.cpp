@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <typeindex>
 #include <unordered_map>
 
@@ -108,6 +109,10 @@ void logStorageError(const std::type_info& type) {
   log::LogStream(log::Error, "", "initializeStorage", 0, category)
       << "initializeStorage error on " << type.name();
 }
+
+void throwBadCast() { throw std::bad_cast(); }
+
+void throwInvalidArgument(const std::string& message) { throw std::invalid_argument(message); }
 
 }  // namespace detail
 }  // namespace ku

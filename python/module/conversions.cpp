@@ -20,9 +20,8 @@ bool isBool(py::handle object) {
   return PyBool_Check(object.ptr()) || isNumpy(object, "numpy.bool_");
 }
 
-bool isFloat(py::handle object) {
-  return PyFloat_Check(object.ptr()) || typeName(object).rfind("numpy.float", 0) == 0;
-}
+/// One in double precision: others are too coarse for a time.
+bool isFloat(py::handle object) { return PyFloat_Check(object.ptr()) != 0; }
 
 bool isInteger(py::handle object) {
   // An array has an index, too, when it has one number.
@@ -86,7 +85,8 @@ std::int64_t integerFrom(py::handle object, const std::string& place) {
   if (!isInteger(object)) {
     failType(place, "must be an integer, not " + typeName(object));
   }
-  const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(object.ptr()));
+  const auto number = py::reinterpret_steal<py::object>(
+      stayingAtTheEnd([&] { return PyNumber_Index(object.ptr()); }));
   if (!number) {
     PyErr_Clear();
     failType(place, "must be an integer, not " + typeName(object));
@@ -103,7 +103,7 @@ float floatFrom(py::handle object, const std::string& place) {
     value = PyFloat_AS_DOUBLE(object.ptr());
   } else {
     const bool isNumber = !isBool(object) && PyNumber_Check(object.ptr()) != 0;
-    if (isNumber) value = PyFloat_AsDouble(object.ptr());
+    if (isNumber) value = stayingAtTheEnd([&] { return PyFloat_AsDouble(object.ptr()); });
     const bool isTooLarge = PyErr_ExceptionMatches(PyExc_OverflowError) != 0;
     if (!isNumber || (PyErr_Occurred() != nullptr && !isTooLarge)) {
       PyErr_Clear();
@@ -200,10 +200,20 @@ Time::duration durationFrom(py::handle object, const std::string& place) {
 }
 
 std::string pathFrom(py::handle path) {
-  const auto name = py::module_::import("os").attr("fsencode")(path).cast<std::string>();
-  if (name.find('\0') != std::string::npos) failValue("path", "has a NUL character");
+  PyObject* bytes = nullptr;
+  if (stayingAtTheEnd([&] { return PyUnicode_FSConverter(path.ptr(), &bytes); }) == 0) {
+    throw py::error_already_set();
+  }
+  const std::string name = py::reinterpret_steal<py::bytes>(bytes);
   // That name stands for standard input or output elsewhere.
   return name == "-" ? "./-" : name;
+}
+
+py::object callFunction(py::handle function, py::handle argument) {
+  PyObject* const result = stayingAtTheEnd(
+      [&] { return PyObject_CallFunctionObjArgs(function.ptr(), argument.ptr(), nullptr); });
+  if (result == nullptr) throw py::error_already_set();
+  return py::reinterpret_steal<py::object>(result);
 }
 
 py::str fileName(const std::string& path) {

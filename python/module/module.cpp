@@ -27,6 +27,17 @@ void translate(std::exception_ptr exception) {
   }
 }
 
+/// Refuses objects of the class that `__new__` alone has made. When such a one is first used,
+/// memory for its value would be asked for, and nobody would write it.
+void refuseWithoutValue(py::handle type) {
+  auto* const bound =
+      py::detail::get_type_info(reinterpret_cast<PyTypeObject*>(type.ptr()));  // NOLINT
+  if (bound == nullptr) return;
+  bound->operator_new = [](std::size_t) -> void* {
+    throw py::type_error("the object has no value: __init__ was not called");
+  };
+}
+
 }  // namespace
 
 py::object exceptionOf(const Failure& failure) {
@@ -35,14 +46,10 @@ py::object exceptionOf(const Failure& failure) {
     return py::reinterpret_borrow<py::object>(PyExc_OSError)(
         place.error, std::generic_category().message(place.error), fileName(place.file));
   }
-  const auto orNone = [](bool isKnown, py::object object) {
-    return isKnown ? std::move(object) : py::none();
-  };
   py::object exception = py::reinterpret_borrow<py::object>(dataError)(fileName(failure.what()));
-  exception.attr("file") = orNone(!place.file.empty(), fileName(place.file));
-  exception.attr("line") = orNone(place.line != 0, py::int_(place.line));
-  exception.attr("key") = orNone(!place.key.empty(), py::str(place.key));
-  exception.attr("results") = py::none();
+  if (!place.file.empty()) exception.attr("file") = fileName(place.file);
+  if (place.line != 0) exception.attr("line") = place.line;
+  if (!place.key.empty()) exception.attr("key") = place.key;
   return exception;
 }
 
@@ -57,13 +64,15 @@ PYBIND11_MODULE(_zorvel, module) {
       "Something is wrong with the data. The text names the place; so do `file`, `line` (from 1) "
       "and `key`, the path to a value or the name of a column, each None where it is not known. "
       "`results` is what came of everything before it, where there is such.";
+  for (const char* part : {"file", "line", "key", "results"}) error.attr(part) = py::none();
   py::register_exception_translator(&translate);
   module.attr("__version__") = ZV_VERSION;
   addObservation(module);
   addLive(module);
   addRecordings(module);
-  // Where they are to be imported from.
   for (const auto& [name, member] : module.attr("__dict__").cast<py::dict>()) {
-    if (py::isinstance<py::type>(member)) member.attr("__module__") = "zorvel";
+    if (!py::isinstance<py::type>(member)) continue;
+    member.attr("__module__") = "zorvel";  // where it is to be imported from
+    refuseWithoutValue(member);
   }
 }

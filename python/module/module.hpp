@@ -32,41 +32,63 @@ struct Raised {
   std::exception_ptr exception;
 };
 
-/// Gives up the interpreter's lock while it lives. A thread that wants it back while the
-/// interpreter ends would be ended in the middle of what it does; it waits here for the end of the
-/// process.
+// A thread that waits for the interpreter's lock while the interpreter ends is ended there, by an
+// unwinding of its stack. That must not reach an object of Python, which could no longer be
+// released, nor the library in the middle of what it does: the thread stays where it is, for the
+// end of the process.
+
+/// Calls what waits for the lock or may run code in Python, which gives up the lock now and then.
+/// Nothing in the call itself may have a destructor.
+template <typename Call>
+auto stayingAtTheEnd(Call call) {
+  try {
+    return call();
+  } catch (...) {  // no exception, but the end of the thread
+    while (true) pause();
+  }
+}
+
+/// Gives up the interpreter's lock while it lives.
 class Unlocked {
  public:
   Unlocked() : _thread(PyEval_SaveThread()) {}
   Unlocked(const Unlocked&) = delete;
   Unlocked& operator=(const Unlocked&) = delete;
   ~Unlocked() {
-    try {
-      if (_Py_IsFinalizing()) waitForEnd();
-      PyEval_RestoreThread(_thread);
-    } catch (...) {  // no exception, but the end of the thread
-      waitForEnd();
-    }
+    stayingAtTheEnd([this] { PyEval_RestoreThread(_thread); });
   }
 
  private:
-  [[noreturn]] static void waitForEnd() {
-    while (true) pause();
-  }
-
   PyThreadState* _thread;
 };
+
+/// Has the interpreter's lock while it lives.
+class Locked {
+ public:
+  Locked() {
+    // What is known of the thread goes with the interpreter.
+    while (Py_IsInitialized() == 0 || _Py_IsFinalizing() != 0) pause();
+    _state = stayingAtTheEnd(PyGILState_Ensure);
+  }
+  Locked(const Locked&) = delete;
+  Locked& operator=(const Locked&) = delete;
+  ~Locked() { PyGILState_Release(_state); }
+
+ private:
+  PyGILState_STATE _state;
+};
+
+/// Calls a function of Python.
+py::object callFunction(py::handle function, py::handle argument);
 
 /// Runs `call`, with the interpreter's lock; what it raises comes as Raised.
 template <typename Call>
 auto callPython(Call call) {
-  const py::gil_scoped_acquire lock;
+  const Locked lock;
   try {
     return call();
   } catch (...) {
-    const auto exception = std::current_exception();
-    if (!exception) throw;  // the end of the thread
-    throw Raised{exception};
+    throw Raised{std::current_exception()};
   }
 }
 
@@ -101,6 +123,23 @@ Time timeFrom(py::handle object, const std::string& place);
 Time::duration durationFrom(py::handle object, const std::string& place);
 
 inline std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
+
+/// Makes the objects of a class comparable: `plain` gives all that one says.
+template <typename Class, typename Plain>
+void bindEquality(Class& bound, Plain plain) {
+  using Value = typename Class::type;
+  bound.def(
+      "__eq__",
+      [plain](const Value& left, const Value& right) { return plain(left).equal(plain(right)); },
+      py::is_operator());
+}
+
+/// Lets them be copied and pickled, too: of what `plain` gives, a tuple, `made` makes one anew.
+template <typename Class, typename Plain, typename Made>
+void bindValue(Class& bound, Plain plain, Made made) {
+  bindEquality(bound, plain);
+  bound.def(py::pickle(plain, made));
+}
 
 /// A path, as the system writes it, and the other way round.
 std::string pathFrom(py::handle path);

@@ -57,7 +57,8 @@ class Elements {
                         PyByteArray_Check(pointer) || PyMemoryView_Check(pointer);
     // A copy: what reads the elements may run code that changes the sequence.
     if (!isText && PySequence_Check(pointer) != 0) {
-      _items = py::reinterpret_steal<py::object>(PySequence_Tuple(pointer));
+      _items = py::reinterpret_steal<py::object>(
+          stayingAtTheEnd([&] { return PySequence_Tuple(pointer); }));
       PyErr_Clear();
     }
     if (!_items || PyTuple_GET_SIZE(_items.ptr()) != static_cast<Py_ssize_t>(count)) {
@@ -121,7 +122,8 @@ class PartsReader {
   PartsReader(py::handle object, const std::string& place) : _object(object), _place(place) {
     if (py::isinstance<py::dict>(object) || py::hasattr(object, "keys")) {
       _parts = py::reinterpret_steal<py::dict>(PyDict_New());
-      if (PyDict_Update(_parts->ptr(), object.ptr()) != 0) throw py::error_already_set();
+      const auto update = [&] { return PyDict_Update(_parts->ptr(), object.ptr()); };
+      if (stayingAtTheEnd(update) != 0) throw py::error_already_set();
     }
   }
 
@@ -293,22 +295,48 @@ void bindField(py::class_<TimedObservation>& observation, const ObservationField
           .c_str());
 }
 
-std::string describeReadings(py::handle observation) {
+Time timeOf(py::handle nanoseconds) { return Time(Time::duration(nanoseconds.cast<Time::rep>())); }
+
+TimedObservation observationOf(boost::optional<Time> time, const py::dict& fields) {
+  TimedObservation made{{}, time};
+  if (fields.empty()) return made;
+  static const std::vector<std::string> names = fieldNames();
+  const py::object self = py::cast(&made, py::return_value_policy::reference);
+  for (const auto& [name, value] : fields) {
+    if (std::find(names.begin(), names.end(), std::string(py::str(name))) == names.end()) {
+      throw py::type_error(fmt::format("an observation has no {}", std::string(py::str(name))));
+    }
+    py::setattr(self, name, value);
+  }
+  return made;
+}
+
+/// The readings that there are, by field.
+py::dict readingsOf(const TimedObservation& observation) {
+  py::dict readings;
+  const py::object self = py::cast(&observation, py::return_value_policy::reference);
+  for (const std::string& name : fieldNames()) {
+    const py::object reading = self.attr(name.c_str());
+    if (!reading.is_none()) readings[name.c_str()] = reading;
+  }
+  return readings;
+}
+
+std::string describeReadings(const py::dict& readings) {
   std::string text = "Observation(";
-  forEachField([&](std::size_t /*index*/, const auto& field) {
-    const std::string name = snakeCase(field.name);
-    const py::object reading = observation.attr(name.c_str());
-    if (reading.is_none()) return;
-    text += fmt::format("{}{}={}", text.back() == '(' ? "" : ", ", name,
+  for (const auto& [name, reading] : readings) {
+    text += fmt::format("{}{}={}", text.back() == '(' ? "" : ", ", std::string(py::str(name)),
                         std::string(py::repr(reading)));
-  });
+  }
   return text + ")";
 }
 
 }  // namespace
 
 void addObservation(py::module_& module) {
-  py::class_<Reading>(module, "Reading", "A value of an observation with the time of its reading.")
+  py::class_<Reading> bound(module, "Reading",
+                            "A value of an observation with the time of its reading.");
+  bound
       .def(py::init([](py::object value, py::handle time) {
              return Reading{std::move(value), timeFrom(time, "time")};
            }),
@@ -319,15 +347,14 @@ void addObservation(py::module_& module) {
       .def_property_readonly(
           "time", [](const Reading& reading) { return nanoseconds(reading.time); },
           "The time, in nanoseconds since 1970.")
-      .def(
-          "__eq__",
-          [](const Reading& left, const Reading& right) {
-            return left.time == right.time && left.value.equal(right.value);
-          },
-          py::is_operator())
       .def("__repr__", [](const Reading& reading) {
         return fmt::format("Reading({}, {})", std::string(py::repr(reading.value)),
                            nanoseconds(reading.time));
+      });
+  bindValue(
+      bound, [](const Reading& of) { return py::make_tuple(of.value, nanoseconds(of.time)); },
+      [](const py::tuple& plain) {
+        return Reading{plain[0], timeOf(plain[1])};
       });
 
   py::class_<TimedObservation> observation(
@@ -339,20 +366,9 @@ void addObservation(py::module_& module) {
       "[0, 1]. TypeError and ValueError name the field.");
   observation
       .def(py::init([](py::handle time, const py::kwargs& fields) {
-             TimedObservation made;
-             if (!time.is_none()) made.time = timeFrom(time, "time");
-             if (fields.empty()) return made;
-             static const std::vector<std::string> names = fieldNames();
-             const py::object self = py::cast(&made, py::return_value_policy::reference);
-             for (const auto& [name, value] : fields) {
-               if (std::find(names.begin(), names.end(), std::string(py::str(name))) ==
-                   names.end()) {
-                 throw py::type_error(
-                     fmt::format("an observation has no {}", std::string(py::str(name))));
-               }
-               py::setattr(self, name, value);
-             }
-             return made;
+             boost::optional<Time> of;
+             if (!time.is_none()) of = timeFrom(time, "time");
+             return observationOf(of, fields);
            }),
            py::kw_only(), py::arg("time") = py::none())
       .def_property(
@@ -366,7 +382,19 @@ void addObservation(py::module_& module) {
           },
           "When readings were made that are set without a time, in nanoseconds since 1970; None "
           "for the moment in which they are set.")
-      .def("__repr__", [](py::handle self) { return describeReadings(self); });
+      .def("__repr__", [](const TimedObservation& of) { return describeReadings(readingsOf(of)); });
+  bindValue(
+      observation,
+      [](const TimedObservation& of) {
+        std::optional<std::int64_t> time;
+        if (of.time) time = nanoseconds(*of.time);
+        return py::make_tuple(time, readingsOf(of));
+      },
+      [](const py::tuple& plain) {
+        boost::optional<Time> time;
+        if (!plain[0].is_none()) time = timeOf(plain[0]);
+        return observationOf(time, plain[1]);
+      });
   forEachField([&](std::size_t /*index*/, const auto& field) { bindField(observation, field); });
 }
 

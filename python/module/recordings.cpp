@@ -1,22 +1,31 @@
 #include <pybind11/numpy.h>
 
+#include <cmath>
 #include <limits>
 #include <map>
 #include <mutex>
 #include <tuple>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "import/importer.hpp"
+#include "import/scope_table.hpp"
 #include "inspection/findings.hpp"
+#include "inspection/format.hpp"
+#include "inspection/info_report.hpp"
+#include "inspection/recording_facts.hpp"
 #include "module.hpp"
 #include "playback/columns.hpp"
 #include "playback/csv.hpp"
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
 #include "playback/summary_table.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
+#include "recording/recording_annotation.hpp"
+#include "recording/recording_cut.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
 #include "recording/text_output.hpp"
@@ -28,7 +37,7 @@ namespace {
 /// Lets a signal, such as that of Ctrl-C, raise its exception.
 void throwIfInterrupted() {
   callPython([] {
-    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    if (stayingAtTheEnd(PyErr_CheckSignals) != 0) throw py::error_already_set();
   });
 }
 
@@ -48,6 +57,7 @@ class Reader {
     return std::move(*event);
   }
   const std::string& source() const { return _recording.source(); }
+  std::optional<Time> origin() const { return _recording.origin(); }
 
  private:
   std::mutex _mutex;
@@ -57,9 +67,9 @@ class Reader {
 /// A recording that is written; unless it is closed, it leaves no trace.
 class Writer {
  public:
-  Writer(const std::string& name, const std::string& source) {
+  Writer(const std::string& name, const std::string& source, std::optional<Time> origin) {
     withoutLock([&] { _output.emplace(name, throwIfInterrupted); });
-    appendHeader(_output->text(), source);
+    appendHeader(_output->text(), source, origin);
   }
   void write(const Event& event) {
     if (!_output) throw py::value_error("the recording is closed");
@@ -81,6 +91,16 @@ class Writer {
 };
 
 // --- tables of results
+
+/// Loads NumPy, which the first array would do otherwise: with the interpreter's lock, in the
+/// initialization of a static variable. Two threads would wait for each other.
+void loadNumpy() {
+  static std::mutex mutex;
+  withoutLock([] {
+    const std::lock_guard lock(mutex);
+    callPython([] { py::dtype::of<double>(); });
+  });
+}
 
 /// Texts, of which a column has few different ones, many times.
 class TextColumn {
@@ -129,6 +149,11 @@ struct KeptIn<std::string_view> {
   using Type = TextColumn;
 };
 
+/// The number nearest to the seconds, as the files have them to the nanosecond.
+double secondsOf(Time::duration duration) {
+  return std::strtod(fmt::format("{}e-9", duration.count()).c_str(), nullptr);
+}
+
 /// An array that takes over the memory of a vector.
 template <typename Number>
 py::array asArray(std::vector<Number>&& numbers) {
@@ -162,27 +187,26 @@ class Table {
         _columns);
   }
 
-  /// A dict from the name of each column to its array; `start` is where the recording begins.
-  py::dict take(Time start) {
+  /// A dict from the name of each column to its array; seconds count from `zero`.
+  py::dict take(Time zero) {
     py::dict arrays;
     std::vector<double> since;
-    for (const std::int64_t time : _times) {
-      since.push_back(inSeconds(between(start, Time(Time::duration(time)))));
+    if constexpr (!std::is_same_v<Row, StateRow>) {  // of which the file has the seconds
+      for (const std::int64_t time : _times) {
+        since.push_back(secondsOf(between(zero, Time(Time::duration(time)))));
+      }
     }
-    const py::array seconds = asArray(std::move(since));
     arrays["time"] = asArray(std::move(_times));
     std::apply(
         [&](const auto&... column) {
           std::apply(
               [&](auto&... kept) {
-                ((arrays[py::str(column.name.data(), column.name.size())] =
-                      asArray(std::move(kept))),
-                 ...);
+                ((arrays[py::str(std::string(column.name))] = asArray(std::move(kept))), ...);
               },
               _kept);
         },
         _columns);
-    if (!arrays.contains("seconds")) arrays["seconds"] = seconds;
+    if (!arrays.contains("seconds")) arrays["seconds"] = asArray(std::move(since));
     return arrays;
   }
 
@@ -194,9 +218,9 @@ class Table {
     if constexpr (std::is_same_v<Value, std::size_t>) {
       return static_cast<std::int64_t>(value);
     } else if constexpr (std::is_same_v<Value, Time::duration>) {
-      return inSeconds(value);
+      return secondsOf(value);
     } else if constexpr (std::is_same_v<Value, std::optional<Time::duration>>) {
-      return value ? inSeconds(*value) : std::numeric_limits<double>::quiet_NaN();
+      return value ? secondsOf(*value) : std::numeric_limits<double>::quiet_NaN();
     } else {
       return value;
     }
@@ -213,10 +237,9 @@ class Table {
 /// Everything that a replay gives.
 class Tables {
  public:
-  explicit Tables(Forces forces) : _forces(forces) {}
+  explicit Tables(Forces forces) : _forces(forces) { loadNumpy(); }
 
   void add(Time time, const Row& row) {
-    if (!_start) _start = time;
     if (const auto* state = std::get_if<StateRow>(&row)) {
       _timeline.add(time, *state);
       _known.add(time, *state);
@@ -228,20 +251,19 @@ class Tables {
     if (const auto* ambiance = std::get_if<AmbianceRow>(&row)) _ambiance.add(time, *ambiance);
   }
 
-  py::dict take() {
-    const Time start = _start.value_or(Time());
+  /// Seconds count from `zero`.
+  py::dict take(Time zero) {
     py::dict tables;
-    tables["timeline"] = _timeline.take(start);
-    tables["known"] = _known.take(start);
-    tables["scopes"] = _scopes.take(start);
-    tables["ambiance"] = _ambiance.take(start);
-    if (_forces == Forces::Watched) tables["forces"] = _movements.take(start);
+    tables["timeline"] = _timeline.take(zero);
+    tables["known"] = _known.take(zero);
+    tables["scopes"] = _scopes.take(zero);
+    tables["ambiance"] = _ambiance.take(zero);
+    if (_forces == Forces::Watched) tables["forces"] = _movements.take(zero);
     return tables;
   }
 
  private:
   Forces _forces;
-  std::optional<Time> _start;
   Table<StateRow, decltype(timelineColumns)> _timeline{timelineColumns};
   Table<StateRow, decltype(knownColumns)> _known{knownColumns};
   Table<ScopeRow, decltype(scopesColumns)> _scopes{scopesColumns};
@@ -269,40 +291,77 @@ py::tuple replayFile(py::handle path, bool forces) {
   const Forces watched = forces ? Forces::Watched : Forces::Unwatched;
   Tables tables(watched);
   RecordingFacts facts;
+  Time zero;
   const auto failure = withoutLock([&] {
     RecordingReader recording(name, checkSignals);
-    return playAll(recording, watched, [&](Time time, const Event& event, const Row& row) {
+    auto ended = playAll(recording, watched, [&](Time time, const Event& event, const Row& row) {
       tables.add(time, row);
       facts.add(event, recording.lines().lineNumber());
     });
+    zero = recording.secondZero();
+    return ended;
   });
-  return py::make_tuple(tables.take(), warningsOf(findingsOf(facts)), asException(failure));
+  return py::make_tuple(tables.take(zero), warningsOf(findingsOf(facts)), asException(failure));
 }
 
-py::tuple replayEvents(const py::iterable& events, bool forces) {
+/// Replays what Python gives one by one: an event, a line, or what `lineOf` makes a line of.
+py::tuple replayEvents(const py::iterable& entries, py::handle lineOf, bool forces) {
   const Forces watched = forces ? Forces::Watched : Forces::Unwatched;
   Tables tables(watched);
-  const py::iterator iterator = py::iter(events);
-  const auto next = [&]() -> std::optional<Event> {
-    return callPython([&]() -> std::optional<Event> {
-      const auto object = py::reinterpret_steal<py::object>(PyIter_Next(iterator.ptr()));
-      if (object && !py::isinstance<Event>(object)) failType("recording", "must give events");
-      if (object) return object.cast<const Event&>();
-      if (PyErr_Occurred() != nullptr) throw py::error_already_set();
-      return std::nullopt;
-    });
+  const py::iterator iterator = py::iter(entries);
+  using Entry = std::variant<std::monostate, Event, std::string>;
+  const auto nextEntry = [&]() -> Entry {
+    auto entry = py::reinterpret_steal<py::object>(
+        stayingAtTheEnd([&] { return PyIter_Next(iterator.ptr()); }));
+    if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+    if (!entry) return {};
+    if (py::isinstance<Event>(entry)) return entry.cast<const Event&>();
+    if (!py::isinstance<py::str>(entry) && !py::isinstance<py::bytes>(entry)) {
+      entry = callFunction(lineOf, entry);
+    }
+    auto line = entry.cast<std::string>();
+    if (!line.empty() && line.back() == '\n') line.pop_back();
+    return line;
+  };
+  const auto* const reader =
+      py::isinstance<Reader>(entries) ? entries.cast<const Reader*>() : nullptr;
+  EventReader lines(MissingTime::Error);
+  std::uint64_t number = 0;
+  const auto read = [&]() -> std::optional<Event> {
+    while (true) {
+      Entry entry = callPython(nextEntry);
+      ++number;
+      if (auto* const event = std::get_if<Event>(&entry)) return std::move(*event);
+      auto* const line = std::get_if<std::string>(&entry);
+      if (line == nullptr) return std::nullopt;
+      try {
+        if (auto event = lines.read(*line)) return event;
+      } catch (const JsonError& error) {
+        throw BadLine(fmt::format("line {}: {}", number, error.what()),
+                      {"", number, error.key(), 0});
+      }
+    }
+  };
+  std::optional<Time> zero;
+  const auto next = [&] {
+    auto event = read();
+    if (event && !zero) {
+      const auto origin = reader != nullptr ? reader->origin() : lines.origin();
+      zero = origin.value_or(event->time);
+    }
+    return event;
   };
   try {
     const auto failure = withoutLock([&] {
-      return playAll(next, watched, [&](Time time, const Event& /*event*/, const Row& row) {
-        tables.add(time, row);
-      });
+      return playAll(
+          {next, [&] { return *zero; }}, watched,
+          [&](Time time, const Event& /*event*/, const Row& row) { tables.add(time, row); });
     });
-    return py::make_tuple(tables.take(), asException(failure));
+    return py::make_tuple(tables.take(zero.value_or(Time())), asException(failure));
   } catch (const py::error_already_set& error) {
     // The events may themselves be those of a recording with a bad line.
     if (!error.matches(py::module_::import("zorvel").attr("DataError"))) throw;
-    return py::make_tuple(tables.take(), error.value());
+    return py::make_tuple(tables.take(zero.value_or(Time())), error.value());
   }
 }
 
@@ -388,7 +447,7 @@ py::tuple explainGreatestOf(py::handle path, py::handle person, py::handle numbe
   });
   fmt::memory_buffer lines;
   for (const ExplainedChange& change : greatest.changes) {
-    appendExplanationLine(lines, change, greatest.start);
+    appendExplanationLine(lines, change, greatest.secondZero);
   }
   return py::make_tuple(py::str(lines.data(), lines.size()), asException(greatest.failure));
 }
@@ -397,36 +456,136 @@ py::tuple reportFile(py::handle path, py::handle output) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
   const auto result = withoutLock([&] {
+    requireDistinct({name}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput page(outputName, throwIfInterrupted);
-    auto written = writeReport(
-        recording, printable(std::filesystem::path(name).filename().string()), page, [] {});
+    auto written = writeReport(recording, reportTitle(name), page, [] {});
     page.commit();
     return written;
   });
   return py::make_tuple(warningsOf(result.findings), asException(result.failure));
 }
 
-ImportFacts importFile(Importer& importRows, std::string_view source, py::handle path,
-                       py::handle output, const ImportOptions& options) {
+std::vector<std::string> pathsFrom(const py::list& paths) {
+  std::vector<std::string> names;
+  for (const py::handle path : paths) names.push_back(pathFrom(path));
+  return names;
+}
+
+py::tuple reportFiles(const py::list& paths, py::handle output, py::handle scope) {
+  const std::vector<std::string> names = pathsFrom(paths);
+  const std::string outputName = pathFrom(output);
+  std::optional<std::string> alignedBy;
+  if (!scope.is_none()) alignedBy = textFrom(scope, "align");
+  const auto results = withoutLock([&] {
+    requireDistinct(names, {outputName});
+    TextOutput page(outputName, throwIfInterrupted);
+    auto written =
+        writeReport(names, alignedBy, page, checkSignals, [](const LineReader& /*lines*/) {});
+    page.commit();
+    return written;
+  });
+  py::list warnings;
+  for (const ReportResult& result : results) warnings.append(warningsOf(result.findings));
+  std::optional<Failure> failure;
+  if (const auto failures = failuresOf(results); !failures.empty()) failure.emplace(failures);
+  return py::make_tuple(warnings, asException(failure));
+}
+
+/// The facts as JSON.
+py::tuple infoOfFile(py::handle path) {
+  const std::string name = pathFrom(path);
+  std::optional<Failure> failure;
+  const std::string facts = withoutLock([&] {
+    RecordingReader recording(name, checkSignals);
+    RecordingFacts found;
+    try {
+      while (const auto event = recording.next()) {
+        found.add(*event, recording.lines().lineNumber());
+      }
+    } catch (const Failure& error) {
+      failure = error;
+    }
+    return formatInfoJson(
+        {printable(name), recording.source(), recording.origin(), recording.secondZero(),
+         recording.lines().lineNumber(), failure ? failure->what() : ""},
+        found);
+  });
+  return py::make_tuple(facts, asException(failure));
+}
+
+void cutFile(py::handle path, py::handle output, py::handle from, py::handle to, py::handle leadIn,
+             py::handle person, py::handle every) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
+  CutSpan span;
+  if (!from.is_none()) span.from = durationFrom(from, "begin");
+  if (!to.is_none()) span.to = durationFrom(to, "end");
+  if (span.from && *span.from > span.to) throw py::value_error("begin: is after end");
+  if (!leadIn.is_none()) span.leadIn = durationFrom(leadIn, "lead_in");
+  if (span.leadIn < Time::duration(0)) failValue("lead_in", "must be 0 or more");
+  span.person = personFrom(person);
+  if (!every.is_none()) span.every = durationFrom(every, "every");
+  if (span.every && *span.every <= Time::duration(0)) failValue("every", "must be above 0");
+  withoutLock([&] {
+    requireDistinct({name}, {outputName});
+    RecordingReader recording(name, checkSignals);
+    TextOutput cut(outputName, throwIfInterrupted);
+    RecordingCut lines(recording, span);
+    while (lines.next(cut.text())) cut.flush();
+    cut.commit();
+  });
+}
+
+/// Returns what removals did to the scopes.
+std::string annotateFile(py::handle path, py::handle scopes, py::handle output, py::handle offset) {
+  const std::string name = pathFrom(path);
+  const std::string table = pathFrom(scopes);
+  const std::string outputName = pathFrom(output);
+  const auto since = offset.is_none() ? Time::duration(0) : durationFrom(offset, "offset");
   return withoutLock([&] {
+    requireDistinct({name, table}, {outputName});
+    RecordingReader recording(name, checkSignals);
+    TextOutput annotated(outputName, throwIfInterrupted);
+    RecordingAnnotation lines(recording, table, readScopes(table, since, checkSignals));
+    while (lines.next(annotated.text())) {
+      if (annotated.isFile()) annotated.flush();  // elsewhere an error could not take it back
+    }
+    annotated.commit();
+    return formatParted(lines.parted());
+  });
+}
+
+py::dict importFile(Importer& importRows, std::string_view source, py::handle path,
+                    py::handle output, const ImportOptions& options) {
+  const std::string name = pathFrom(path);
+  const std::string outputName = pathFrom(output);
+  const ImportFacts facts = withoutLock([&] {
+    requireDistinct({name}, {outputName});
     CsvReader rows(name, checkSignals);
     TextOutput recording(outputName, throwIfInterrupted);
-    auto facts = importInto(recording, source, importRows, rows, options, [] {});
+    auto made = importInto(recording, source, importRows, rows, options, [] {});
     recording.commit();
-    return facts;
+    return made;
   });
+  py::list fields;
+  for (const ImportedField& field : facts.fields) {
+    fields.append(py::make_tuple(field.name, field.obstacle, field.observations));
+  }
+  return py::dict(py::arg("rows") = facts.rows, py::arg("frames") = facts.frames,
+                  py::arg("people") = facts.people, py::arg("observations") = facts.observations,
+                  py::arg("seconds") = inSeconds(facts.length), py::arg("fields") = fields,
+                  py::arg("cut_off_row") = facts.cutOffRow,
+                  py::arg("doubtful_times") = facts.doubtfulTimes);
 }
 
 ImportOptions importOptions(py::handle start, double gap, std::optional<double> rate,
                             bool mirrored) {
   ImportOptions options;
   if (!start.is_none()) options.start = timeFrom(start, "start");
-  if (!(gap >= 0.0)) failValue("gap", "must be 0 or more");
+  if (!(gap >= 0.0 && gap <= 1e9)) failValue("gap", "must be from 0 to 1e9");
   if (rate && !(*rate > 0.0)) failValue("fps", "must be above 0");
-  options.gapSeconds = gap;
+  options.gap = Time::duration(std::llround(gap * 1e9));
   options.framesPerSecond = rate;
   options.mirrored = mirrored;
   return options;
@@ -439,9 +598,11 @@ void bindEvents(py::module_& module) {
   const auto time = py::arg("time");
   const auto person = py::arg("person");
   const auto scope = py::arg("scope");
-  py::class_<Event>(module, "Event",
-                    "One line of a recording. `time` is what a Reading's may be; what an event has "
-                    "of the members below depends on its kind, the rest is None.")
+  py::class_<Event> bound(
+      module, "Event",
+      "One line of a recording. `time` is what a Reading's may be; what an event has "
+      "of the members below depends on its kind, the rest is None.");
+  bound
       .def_static(
           "observation",
           [eventAt](py::handle at, py::handle id, const TimedObservation& observation) {
@@ -536,79 +697,78 @@ void bindEvents(py::module_& module) {
             return activity->value;
           },
           "The measurement of an activity.")
-      .def("__repr__", [](const Event& event) {
-        const auto id = personOf(event);
-        return fmt::format("<Event {} at {}{}>", eventNames.at(event.what.index()),
-                           nanoseconds(event.time), id ? fmt::format(" of person {}", *id) : "");
-      });
+      .def("__repr__",
+           [](const Event& event) {
+             const auto id = personOf(event);
+             return fmt::format("<Event {} at {}{}>", eventNames.at(event.what.index()),
+                                nanoseconds(event.time),
+                                id ? fmt::format(" of person {}", *id) : "");
+           })
+      .def(py::pickle(
+          [](const Event& event) {
+            fmt::memory_buffer line;
+            appendEvent(line, event);
+            return fmt::to_string(line);
+          },
+          [](std::string line) { return *EventReader(MissingTime::Error).read(line); }));
+  bindEquality(bound, [](const Event& of) {
+    const py::object self = py::cast(&of, py::return_value_policy::reference);
+    py::tuple members(7);
+    std::size_t next = 0;
+    for (const char* name : {"kind", "time", "person", "fields", "scope", "samples", "value"}) {
+      members[next++] = self.attr(name);
+    }
+    return members;
+  });
 }
 
 void bindImports(py::module_& module) {
-  py::class_<ImportedField>(module, "ImportedField",
-                            "What became of one of the fields that a file can give.")
-      .def_readonly("name", &ImportedField::name, "As a recording calls it.")
-      .def_readonly("obstacle", &ImportedField::obstacle,
-                    "Why it is not there, or not all of it; empty when nothing is in the way.")
-      .def_readonly("observations", &ImportedField::observations, "How many observations have it.");
-  py::class_<ImportFacts>(module, "ImportFacts", "What an import made.")
-      .def_readonly("rows", &ImportFacts::rows, "Rows of the file.")
-      .def_readonly("frames", &ImportFacts::frames, "Times in the file.")
-      .def_readonly("people", &ImportFacts::people, "How many people there are.")
-      .def_readonly("observations", &ImportFacts::observations, "Rows with a face.")
-      .def_property_readonly(
-          "seconds", [](const ImportFacts& facts) { return inSeconds(facts.length); },
-          "From the first frame to the last.")
-      .def_readonly("fields", &ImportFacts::fields, "What became of each field.")
-      .def_readonly("cut_off_row", &ImportFacts::cutOffRow,
-                    "Which last row was left out, and why; empty when none was.")
-      .def_readonly("doubtful_times", &ImportFacts::doubtfulTimes,
-                    "Which times look wrong, a sentence each.");
-
   const auto file = py::arg("file");
   const auto output = py::arg("output");
-  const auto start = py::arg("start") = py::none();
-  const auto gap = py::arg("gap") = ImportOptions().gapSeconds;
-  const auto mirrored = py::arg("mirrored") = false;
+  const auto start = py::arg("start");
+  const auto gap = py::arg("gap");
+  const auto rate = py::arg("fps");
+  const auto mirrored = py::arg("mirrored");
   module.def(
-      "import_openface",
+      "import_openface_file",
       [](py::handle path, py::handle to, py::handle begin, double seconds,
-         std::optional<double> rate, bool mirror, double full) {
-        ImportOptions options = importOptions(begin, seconds, rate, mirror);
+         std::optional<double> framesPerSecond, bool mirror, double full) {
+        ImportOptions options = importOptions(begin, seconds, framesPerSecond, mirror);
         if (!(full > 0.0)) failValue("full_intensity", "must be above 0");
         options.fullIntensity = full;
         return importFile(importOpenFace, "openface", path, to, options);
       },
-      file, output, py::kw_only(), start, gap, py::arg("fps") = py::none(), mirrored,
-      py::arg("full_intensity") = ImportOptions().fullIntensity,
-      "Turns what OpenFace 2.x writes into a recording.\n\n"
-      "`start` is when the file begins (2000-01-01 in UTC); a person unseen for longer than `gap` "
-      "seconds is removed; `fps` is for image sequences, in which every timestamp is 0; "
-      "`full_intensity` is the intensity of an action unit that counts as full.");
+      file, output, start, gap, rate, mirrored, py::arg("full_intensity"));
   module.def(
-      "import_pyfeat",
-      [](py::handle path, py::handle to, double rate, py::handle begin, double seconds,
+      "import_pyfeat_file",
+      [](py::handle path, py::handle to, double framesPerSecond, py::handle begin, double seconds,
          bool mirror) {
         return importFile(importPyFeat, "pyfeat", path, to,
-                          importOptions(begin, seconds, rate, mirror));
+                          importOptions(begin, seconds, framesPerSecond, mirror));
       },
-      file, output, py::kw_only(), py::arg("fps"), start, gap, mirrored,
-      "Turns what py-feat writes into a recording; `fps` is the video's frames per second. The "
-      "rest "
-      "is as for import_openface.");
+      file, output, rate, start, gap, mirrored);
 }
 
 }  // namespace
 
 void addRecordings(py::module_& module) {
   bindEvents(module);
-  bindImports(module);
 
   py::class_<Reader>(module, "RecordingReader", "The events of a recording, one after the other.")
       .def("__iter__", [](py::object self) { return self; })
       .def("__next__", &Reader::next)
+      .def_property_readonly("source", &Reader::source,
+                             "What made the recording, by its header; known after the first event.")
       .def_property_readonly(
-          "source", &Reader::source,
-          "What made the recording, by its header; known after the first event.");
+          "origin",
+          [](const Reader& reader) -> std::optional<std::int64_t> {
+            const auto origin = reader.origin();
+            if (!origin) return std::nullopt;
+            return nanoseconds(*origin);
+          },
+          "The moment of second 0, by its header, in nanoseconds since 1970; None where that is "
+          "the "
+          "first event, and before that is read.");
   module.def(
       "read_recording",
       [](py::handle path) {
@@ -620,11 +780,15 @@ void addRecordings(py::module_& module) {
   py::class_<Writer>(
       module, "Recording",
       "A recording to write. It takes its name when it is closed, as the end of a `with` block "
-      "does; one that is not, or whose block ends by an exception, leaves no trace.")
-      .def(py::init([](py::handle path, py::handle source) {
-             return std::make_unique<Writer>(pathFrom(path), textFrom(source, "source"));
+      "does; one that is not, or whose block ends by an exception, leaves no trace. `origin` is "
+      "the "
+      "moment of second 0, where that is not the first event.")
+      .def(py::init([](py::handle path, py::handle source, py::handle origin) {
+             std::optional<Time> zero;
+             if (!origin.is_none()) zero = timeFrom(origin, "origin");
+             return std::make_unique<Writer>(pathFrom(path), textFrom(source, "source"), zero);
            }),
-           py::arg("path"), py::arg("source") = "")
+           py::arg("path"), py::arg("source") = "", py::arg("origin") = py::none())
       .def("write", &Writer::write, py::arg("event"), "Appends an event.")
       .def("close", &Writer::close, "Writes everything out, down to the disk.")
       .def("__enter__", [](py::object self) { return self; })
@@ -633,7 +797,8 @@ void addRecordings(py::module_& module) {
 
   // Wrapped in Python.
   module.def("replay_file", &replayFile, py::arg("path"), py::arg("forces"));
-  module.def("replay_events", &replayEvents, py::arg("events"), py::arg("forces"));
+  module.def("replay_events", &replayEvents, py::arg("entries"), py::arg("line_of"),
+             py::arg("forces"));
   module.def("summarize_file", &summarizeFile, py::arg("path"), py::arg("name"));
   module.attr("SUMMARY_HEADER") = summaryHeader;
   module.def("explain_file", &explainFile, py::arg("path"), py::arg("person"), py::arg("at"),
@@ -641,6 +806,19 @@ void addRecordings(py::module_& module) {
   module.def("greatest_changes_of_file", &explainGreatestOf, py::arg("path"), py::arg("person"),
              py::arg("most"));
   module.def("report_file", &reportFile, py::arg("path"), py::arg("output"));
+  module.def("report_files", &reportFiles, py::arg("paths"), py::arg("output"), py::arg("align"));
+  module.def("info_of_file", &infoOfFile, py::arg("path"));
+  module.def("cut_file", &cutFile, py::arg("path"), py::arg("output"), py::arg("begin"),
+             py::arg("end"), py::arg("lead_in"), py::arg("person"), py::arg("every"));
+  module.def("annotate_file", &annotateFile, py::arg("path"), py::arg("scopes"), py::arg("output"),
+             py::arg("offset"));
+  module.def(
+      "require_distinct",
+      [](const py::list& inputs, py::handle output) {
+        requireDistinct(pathsFrom(inputs), {pathFrom(output)});
+      },
+      py::arg("inputs"), py::arg("output"));
+  bindImports(module);
 }
 
 }  // namespace zorvel::python

@@ -3,32 +3,30 @@
 from __future__ import annotations
 
 import argparse
-import math
 import os
 import sys
 import tempfile
 import warnings
+from decimal import Decimal
 
-from typing import TYPE_CHECKING
+import matplotlib
+import matplotlib.figure
 
-from . import DataError, replay
+from . import DataError, Results, _zorvel, replay
 from .figure import QUANTITIES, draw
 
-if TYPE_CHECKING:
-    import matplotlib.figure
 
-
-def _since_start(text: str) -> float:
+def _seconds(text: str) -> float:
     """Seconds, or minutes and seconds, or hours, minutes and seconds."""
-    seconds = 0.0
+    seconds = Decimal(0)  # a sum of floats would miss the cycle at that very time
     try:
         for part in text.split(":"):
-            seconds = 60.0 * seconds + float(part)
-        if not math.isfinite(seconds):
+            seconds = 60 * seconds + Decimal(part)
+        if not seconds.is_finite():
             raise ValueError
-    except ValueError:
+    except (ValueError, ArithmeticError):
         raise argparse.ArgumentTypeError(f"{text!r} is neither seconds nor like 1:23.5") from None
-    return seconds
+    return float(seconds)
 
 
 def _save(figure: matplotlib.figure.Figure, output: str) -> None:
@@ -47,16 +45,16 @@ def main() -> int:
         prog="python3 -m zorvel", description="Figures of recordings, drawn by matplotlib.")
     commands = parser.add_subparsers(dest="command", required=True)
     plot = commands.add_parser(
-        "plot", help="draw a recording", epilog="example: python3 -m zorvel plot meeting.jsonl "
+        "plot", help="draw recordings, over each other", epilog="example: python3 -m zorvel plot meeting.jsonl "
         "--from 1:00 --to 2:00 --quantity valence --width 86 --grey -o meeting.pdf")
-    plot.add_argument("recording", metavar="RECORDING")
+    plot.add_argument("recordings", nargs="+", metavar="RECORDING")
     plot.add_argument("-o", "--output", required=True, metavar="FILE",
                       help="the figure; its ending tells the kind: .svg, .pdf or .png")
     plot.add_argument("--person", type=int, action="append", metavar="N",
                       help="this person alone, or several; all without it")
-    plot.add_argument("--from", type=_since_start, dest="begin", metavar="TIME",
-                      help="since the start: seconds, or like 1:23.5")
-    plot.add_argument("--to", type=_since_start, dest="end", metavar="TIME")
+    plot.add_argument("--from", type=_seconds, dest="begin", metavar="TIME",
+                      help="since second 0: seconds, or like 1:23.5")
+    plot.add_argument("--to", type=_seconds, dest="end", metavar="TIME")
     plot.add_argument("--quantity", action="append", choices=list(QUANTITIES),
                       help="this alone, or several; all without it")
     plot.add_argument("--width", type=float, default=178.0, metavar="MM",
@@ -65,30 +63,35 @@ def main() -> int:
     options = parser.parse_args()
 
     warnings.showwarning = lambda message, *_: print(message, file=sys.stderr)
-    failure = None
     try:
-        results = replay(options.recording)
+        _zorvel.require_distinct(options.recordings, options.output)
     except DataError as error:
-        failure, results = error, error.results
-    except OSError as error:
-        print(f"{error.filename}: {error.strerror}", file=sys.stderr)
+        print(error, file=sys.stderr)
         return 1
-    if failure is None or results.timeline.rows > 0:
-        import matplotlib
-
-        matplotlib.use("agg")
-        matplotlib.rcParams["pdf.fonttype"] = 42  # whole fonts, which publishers ask for
+    status = 0
+    recordings: dict[str, Results] = {}
+    for path in options.recordings:
         try:
-            figure = draw(results, persons=options.person, begin=options.begin, end=options.end,
-                          quantities=options.quantity, width=options.width, grey=options.grey)
-            _save(figure, options.output)
-        except (OSError, ValueError) as error:
+            recordings[path] = replay(path)
+        except DataError as error:
             print(error, file=sys.stderr)
-            return 1
-    if failure is not None:
-        print(failure, file=sys.stderr)
+            status = 1
+            if error.results.timeline.rows > 0:
+                recordings[path] = error.results
+        except OSError as error:
+            print(f"{error.filename}: {error.strerror}", file=sys.stderr)
+            status = 1
+    if not recordings:
         return 1
-    return 0
+    matplotlib.rcParams["pdf.fonttype"] = 42  # whole fonts, which publishers ask for
+    try:
+        figure = draw(recordings, persons=options.person, begin=options.begin, end=options.end,
+                      quantities=options.quantity, width=options.width, grey=options.grey)
+        _save(figure, options.output)
+    except (OSError, ValueError) as error:
+        print(error, file=sys.stderr)
+        return 1
+    return status
 
 
 if __name__ == "__main__":

@@ -4,51 +4,48 @@ from __future__ import annotations
 
 import json
 import os
-import warnings
-from collections.abc import Iterable, Iterator, Mapping, Sequence
+from collections.abc import Iterable, Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
 from . import _zorvel
+from .html import table
+from .recordings import raise_with, warn
 
 if TYPE_CHECKING:
+    import matplotlib.axes
     import matplotlib.figure
     import numpy
     import pandas
 
 
-class Table(Mapping[str, "numpy.ndarray[Any, Any]"]):
-    """A table of results: a mapping from the name of each column to a NumPy array.
+class Table(dict[str, "numpy.ndarray[Any, Any]"]):
+    """A table of results: from the name of each column to a NumPy array.
 
     The columns are those of the CSV file, in its order. Where that has none of the name, `seconds`,
-    the time since the recording's start, follows.
+    the time since second 0, follows. `pandas.DataFrame` takes it as it is.
     """
-
-    def __init__(self, columns: dict[str, numpy.ndarray[Any, Any]]) -> None:
-        self._columns = columns
-
-    def __getitem__(self, name: str) -> numpy.ndarray[Any, Any]:
-        return self._columns[name]
-
-    def __iter__(self) -> Iterator[str]:
-        return iter(self._columns)
-
-    def __len__(self) -> int:
-        """How many columns there are."""
-        return len(self._columns)
 
     @property
     def rows(self) -> int:
         """How many rows there are."""
-        return len(self._columns["time"])
+        return len(self["time"])
 
     def __repr__(self) -> str:
         return f"<Table of {self.rows} rows: {', '.join(self)}>"
+
+    def _repr_html_(self) -> str:
+        most = 10
+        rows: list[Iterable[object]] = [
+            *zip(*(column[:most].tolist() for column in self.values()))]
+        if self.rows > most:
+            rows.append([f"… {self.rows - most} more rows"])
+        return table(self, rows)
 
     def to_pandas(self) -> pandas.DataFrame:
         """The table as a pandas data frame; ImportError without pandas."""
         import pandas
 
-        return pandas.DataFrame(self._columns)
+        return pandas.DataFrame(self)
 
 
 class Results:
@@ -66,44 +63,73 @@ class Results:
         #: Whether each value of the timeline's rows is known, or not measured.
         self._known = tables["known"]
 
+    def _repr_html_(self) -> str:
+        return "".join(f"<h4>{name}</h4>{part._repr_html_()}" for name, part in vars(self).items()
+                       if isinstance(part, Table))
+
     def plot(self, persons: Iterable[int] | int | None = None, *, begin: float | None = None,
              end: float | None = None, quantities: Sequence[str] | str | None = None,
-             width: float = 178.0, grey: bool = False) -> matplotlib.figure.Figure:
+             width: float = 178.0, grey: bool = False,
+             axes: matplotlib.axes.Axes | Sequence[matplotlib.axes.Axes] | None = None
+             ) -> matplotlib.figure.Figure:
         """Draws the timeline with matplotlib, one axis for each quantity; returns the figure.
 
         A band shows how much confidence is missing: half as tall as the axis at confidence 0, none at
         1; it is not a range in which the value lies. Where a person had no cycles, the curve has a
         gap. Where nothing measured moved the value for more than a second, hatching says "not
-        measured" instead of a curve. Scopes are bars below. By default everybody and everything is drawn; `begin` and `end`
-        are in seconds since the start, `width` is in millimetres, and `grey` is for print.
+        measured" instead of a curve. Scopes are bars below. By default everybody is drawn, with
+        valence, attention and ease; "mood" is a quantity, too. `begin` and `end` are in seconds since
+        second 0, `width` is in millimetres, and `grey` is for print. Into `axes` of one's own, one for
+        each quantity goes, and the scopes into one more.
         """
-        from .figure import draw
-
-        if isinstance(quantities, str):
-            quantities = [quantities]
-        if persons is not None:
-            persons = [int(person) for person in
-                       (persons if isinstance(persons, Iterable) else [persons])]
-        return draw(self, persons, begin, end, quantities, width, grey)
+        return plot({"": self}, persons, begin=begin, end=end, quantities=quantities, width=width,
+                    grey=grey, axes=axes)
 
 
-def _raise(error: BaseException | None, results: object) -> None:
-    if error is None:
-        return
-    if isinstance(error, _zorvel.DataError):
-        error.results = results
-    raise error
+def plot(recordings: Mapping[str, Results] | Iterable[str | os.PathLike[str]],
+         persons: Iterable[int] | int | None = None, *, begin: float | None = None,
+         end: float | None = None, quantities: Sequence[str] | str | None = None,
+         width: float = 178.0, grey: bool = False,
+         axes: matplotlib.axes.Axes | Sequence[matplotlib.axes.Axes] | None = None
+         ) -> matplotlib.figure.Figure:
+    """Draws several recordings over each other, as Results.plot draws one.
+
+    They are given as paths, or as replays by the name that the figure calls them.
+    """
+    from .figure import draw
+
+    replays: Mapping[str, Results] = (
+        recordings if isinstance(recordings, Mapping) else
+        {os.fsdecode(path): replay(path) for path in recordings})
+    if persons is not None:
+        persons = [int(person) for person in
+                   (persons if isinstance(persons, Iterable) else [persons])]
+    if axes is not None:
+        axes = list(axes) if isinstance(axes, Iterable) else [axes]
+    return draw(replays, persons, begin, end,
+                [quantities] if isinstance(quantities, str) else quantities, width, grey, axes)
 
 
-def _warn(recording: str | os.PathLike[str], texts: list[str]) -> None:
-    """What the tool says on standard error."""
-    for text in texts:
-        warnings.warn(f"{os.fsdecode(recording)}: {text}", stacklevel=3)
+def _plain(value: Any) -> object:
+    """A number of NumPy as Python's."""
+    if not hasattr(value, "tolist"):
+        raise TypeError(f"{value!r} is nothing that a recording holds")
+    return value.tolist()
 
 
-def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
-           forces: bool = False) -> Results:
-    """Replays a recording, a path or events, on a clock that its events set.
+def _line_of(entry: object) -> str:
+    if not isinstance(entry, Mapping):
+        raise TypeError(f"recording: must give events, dicts or lines, not {type(entry).__name__}")
+    return json.dumps(dict(entry), default=_plain)
+
+
+def replay(
+        recording: str | os.PathLike[str] | Iterable[_zorvel.Event | Mapping[str, Any] | str | bytes],
+        forces: bool = False) -> Results:
+    """Replays a recording, a path or what gives its events, on a clock that its events set.
+
+    An event may be an Event, a line of a recording, or such a line as a dict. Seconds count from the
+    recording's origin, as `zorvel info` tells; without a header that has one, from the first event.
 
     The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
     of what moved the states. A DataError has what came before the fault as its `results`. What looks
@@ -111,25 +137,42 @@ def replay(recording: str | os.PathLike[str] | Iterable[_zorvel.Event],
     """
     if isinstance(recording, (str, bytes, os.PathLike)):
         tables, texts, error = _zorvel.replay_file(recording, forces)
-        _warn(recording, texts)
+        warn(recording, texts)
     else:
-        tables, error = _zorvel.replay_events(recording, forces)
+        tables, error = _zorvel.replay_events(recording, _line_of, forces)
     results = Results(tables)
-    _raise(error, results)
+    raise_with(error, results)
     return results
 
 
-def summarize(recording: str | os.PathLike[str]) -> list[dict[str, Any]]:
+def summarize(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str]]
+              ) -> list[dict[str, Any]]:
     """What a recording adds up to: a dict for each person, by the columns of a summary table.
 
-    Times are in seconds since the recording's start, shares in [0, 1]. NaN is what there is not: of a
+    Times are in seconds since second 0, shares in [0, 1]. NaN is what there is not: of a
     quantity that was never measured, a greatest change, the deviation of one cycle. What looks wrong
-    in the file is told by warnings.
+    in a file is told by warnings. Of several recordings, each dict names its `recording` first; when
+    some fail, the DataError is raised after the others are done, which are its `results`.
     """
-    rows, _, texts, error = _zorvel.summarize_file(recording, "")
-    _warn(recording, texts)
-    _raise(error, rows)
-    return rows
+    if isinstance(recording, (str, bytes, os.PathLike)):
+        rows, _, texts, error = _zorvel.summarize_file(recording, "")
+        warn(recording, texts)
+        raise_with(error, rows)
+        return rows
+    every: list[dict[str, Any]] = []
+    failures: list[str] = []
+    for path in recording:
+        try:
+            rows, _, texts, error = _zorvel.summarize_file(path, "")
+            warn(path, texts)
+            raise_with(error, rows)
+            every += [{"recording": os.fsdecode(path), **row} for row in rows]
+        except _zorvel.DataError as failure:
+            failures.append(str(failure))
+        except OSError as failure:
+            failures.append(f"{failure.filename}: {failure.strerror}")
+    raise_with(_zorvel.DataError("\n".join(failures)) if failures else None, every)
+    return every
 
 
 def summary_csv(recording: str | os.PathLike[str], name: str) -> str:
@@ -138,8 +181,8 @@ def summary_csv(recording: str | os.PathLike[str], name: str) -> str:
     A recording in which nobody has a cycle has one line, with empty cells.
     """
     _, lines, texts, error = _zorvel.summarize_file(recording, name)
-    _warn(recording, texts)
-    _raise(error, lines)
+    warn(recording, texts)
+    raise_with(error, lines)
     return lines
 
 
@@ -148,14 +191,14 @@ def explain(recording: str | os.PathLike[str], *, person: int | None = None,
             end: _zorvel.Duration | None = None) -> dict[int, dict[str, Any]]:
     """Why each person's state is what it is, by person: what `zorvel explain --json` writes.
 
-    `at` is a moment since the recording's start, whose last cycle is explained; else it is the span
+    `at` is a moment since second 0, whose last cycle is explained; else it is the span
     from `begin` to `end`, by default the whole recording. All three are a float of seconds, an int of
     nanoseconds or a timedelta. A DataError when nobody has a cycle there.
     """
     lines, error = _zorvel.explain_file(recording, person, at, begin, end)
     explained = [json.loads(line) for line in lines.splitlines()]
     results = {reasons.pop("person"): reasons for reasons in explained}
-    _raise(error, results)
+    raise_with(error, results)
     return results
 
 
@@ -167,18 +210,30 @@ def greatest_changes(recording: str | os.PathLike[str], most: int = 3, *,
     """
     lines, error = _zorvel.greatest_changes_of_file(recording, person, most)
     changes = [json.loads(line) for line in lines.splitlines()]
-    _raise(error, changes)
+    raise_with(error, changes)
     return changes
 
 
-def report(recording: str | os.PathLike[str],
-           output: str | os.PathLike[str] = "report.html") -> list[str]:
-    """Shows a recording, replayed, on one page for a browser, as `zorvel report` does.
+def report(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str]],
+           output: str | os.PathLike[str] = "report.html", *, align: str | None = None) -> list[str]:
+    """Shows a recording, or several, replayed, on one page for a browser, as `zorvel report` does.
 
-    Returns what looks wrong in the recording, a sentence each, which warnings tell, too. When a line
-    is bad, the page shows everything up to it, and the DataError is raised after it is written.
+    With `align`, the curves of several meet where in each the first scope of that name begins. Returns
+    what looks wrong, a sentence each, which warnings tell, too. When a line is bad, the page shows
+    everything up to it, and the DataError is raised after it is written.
     """
-    texts, error = _zorvel.report_file(recording, output)
-    _warn(recording, texts)
-    _raise(error, texts)
+    if isinstance(recording, (str, bytes, os.PathLike)):
+        recording = [recording]
+    paths = list(recording)
+    if len(paths) == 1 and align is None:
+        texts, error = _zorvel.report_file(paths[0], output)
+        warn(paths[0], texts)
+        raise_with(error, texts)
+        return texts
+    texts_of_each, error = _zorvel.report_files(paths, output, align)
+    texts = []
+    for path, found in zip(paths, texts_of_each):
+        warn(path, found)
+        texts += [f"{os.fsdecode(path)}: {text}" for text in found]
+    raise_with(error, texts)
     return texts

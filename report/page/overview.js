@@ -68,7 +68,7 @@ function addFailure({ title, failure }) {
   list.hidden = false;
 }
 
-// Seconds since each start, or since the begin of the scope in each.
+// Seconds since second 0 of each, or since the begin of the scope in each.
 function windowOfAll() {
   const from = Math.min(...recordings.map((recording) => recording.from));
   const to = Math.max(...recordings.map((recording) => recording.to));
@@ -101,8 +101,8 @@ function smallCurve(curve, color, label) {
   svgCurve(visiblePoints(curve, shown, width), shown, scale, `var(--${color})`));
 }
 
-async function drawCurves(holder, data, start, name) {
-  const times = await decodedTimes(data.time, start);
+async function drawCurves(holder, data, zero, name) {
+  const times = await decodedTimes(data.time, zero);
   const begins = new Uint8Array(times.length);
   for (const row of await decoded(data.begins, Int32Array)) begins[row] = 1;
   for (const quantity of ["valence", "attention"]) {
@@ -169,7 +169,7 @@ async function main() {
   document.querySelector("h1").textContent = formatCount(recordings.length, "recording");
   document.getElementById("facts").textContent = formatCount(cycles, "cycle");
   document.getElementById("zero").textContent = "Time, as minutes and seconds, since " +
-    `${isAligned ? `the first begin of “${scope}” in` : "the start of"} each recording.`;
+    `${isAligned ? `the first begin of “${scope}” in` : "second 0 of"} each recording.`;
   addSummary();
   recordings.forEach(addFailure);
   showAddressed();

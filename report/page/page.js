@@ -167,17 +167,18 @@ function showFailure(text) {
 }
 
 function addPage() {
-  const { name, source, failure, warnings, persons, room, start, end } = recording;
-  origin = start;
-  if (end > 0) showWhole(0, end); else showWhole(-0.5, 0.5);
+  const { name, source, failure, warnings, persons, room, zero, start, end } = recording;
+  const length = end - start;
+  origin = zero;
+  if (length > 0) showWhole(start, end); else showWhole(start - 0.5, start + 0.5);
   document.title = `${name} – zorvel report`;
   document.querySelector("h1").textContent = name;
   const isEmpty = persons.length === 0 && room.values.length === 0;
   const cycles = persons.reduce((sum, { times }) => sum + times.length, 0);
   document.getElementById("facts").textContent = isEmpty ?
     "The recording has no persons, and no measurements of the room." :
-    [source && `Source: ${source}`, `begins ${formatUtc(start)}`,
-      `lasts ${formatTime(end, end > 0 ? decimalsFor(end) : 0)}`,
+    [source && `Source: ${source}`, `begins ${formatUtc(zero + start * 1e3)}`,
+      `lasts ${formatTime(length, length > 0 ? decimalsFor(length) : 0)}`,
       formatCount(persons.length, "person"), formatCount(cycles, "cycle")].filter(Boolean).join(" · ");
   if (failure) showFailure(`Not the whole recording, only what came before an error: ${failure}`);
   const warningList = document.querySelector("#warnings ul");

@@ -109,7 +109,8 @@ function stackAsSvg(stack) {
   }
   const unit = shown.to < 3600 ? "m:ss" : "h:mm:ss";
   context.fillStyle = colorOf("text");
-  context.write(`Time since the recording's start (${unit})`, left + plotWidth / 2, y + 36,
+  const zero = recording.start === 0 ? "the recording's start" : "second 0";
+  context.write(`Time since ${zero} (${unit})`, left + plotWidth / 2, y + 36,
     { "text-anchor": "middle" });
   const height = Math.ceil(y + 48);
   ground.setAttribute("height", height);

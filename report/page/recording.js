@@ -29,13 +29,13 @@ async function decodedFloats(text) {
   return new Float32Array((await decoded(text, Int32Array)).buffer);
 }
 
-// Times become seconds since the start.
-async function decodedTimes(text, start) {
-  return Float64Array.from(await decoded(text, BigInt64Array), (time) => secondsAfter(start, time));
+// Times become seconds since that of second 0.
+async function decodedTimes(text, zero) {
+  return Float64Array.from(await decoded(text, BigInt64Array), (time) => secondsAfter(zero, time));
 }
 
-function secondsAfter(start, time) {
-  return Number(time - start) / 1e9;
+function secondsAfter(zero, time) {
+  return Number(time - zero) / 1e9;
 }
 
 // What a reason means, and its colour.
@@ -50,8 +50,8 @@ function whyNoChange({ tooShort }) {
     "none of 5 % of a range or more";
 }
 
-async function readPerson(data, start, reasons) {
-  const times = await decodedTimes(data.time, start);
+async function readPerson(data, zero, reasons) {
+  const times = await decodedTimes(data.time, zero);
   const begins = new Uint8Array(times.length);
   for (const row of await decoded(data.begins, Int32Array)) begins[row] = 1;
   const person = { id: data.person, times, begins, moods: await decoded(data.mood, Int8Array) };
@@ -67,25 +67,26 @@ async function readPerson(data, start, reasons) {
   person.tooShort = data.tooShort;
   person.scopes = data.scopes.map((scope) => ({
     ...scope,
-    from: secondsAfter(start, BigInt(scope.from)),
-    to: secondsAfter(start, BigInt(scope.to)),
+    from: secondsAfter(zero, BigInt(scope.from)),
+    to: secondsAfter(zero, BigInt(scope.to)),
   }));
   return person;
 }
 
 async function readRecording() {
   const data = JSON.parse(document.getElementById("recording").textContent);
-  const start = BigInt(data.start);
-  const times = await decodedTimes(data.room.time, start);
+  const zero = BigInt(data.zero);
+  const times = await decodedTimes(data.room.time, zero);
   return {
     name: data.recording,
     source: data.source,
     failure: data.failure,
     warnings: data.warnings,
     reasons: data.reasons,
-    start: Number(start) / 1e6,
-    end: secondsAfter(start, BigInt(data.end)),
-    persons: await Promise.all(data.persons.map((person) => readPerson(person, start, data.reasons))),
+    zero: Number(zero) / 1e6,
+    start: secondsAfter(zero, BigInt(data.start)),
+    end: secondsAfter(zero, BigInt(data.end)),
+    persons: await Promise.all(data.persons.map((person) => readPerson(person, zero, data.reasons))),
     room: makeCurve(agitation, times, new Uint8Array(times.length),
       await decodedFloats(data.room.agitation)),
   };

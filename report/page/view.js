@@ -1,7 +1,7 @@
 // What is shown of the time, and where the pointer is: all charts of the page go by it. Times are in
 // seconds.
 
-let origin = 0;  // of all times, in milliseconds since the epoch
+let origin = 0;  // when second 0 is, in milliseconds since the epoch
 let whole = { from: 0, to: 1 };
 let shown = whole;
 let pointer;  // undefined when it points nowhere
@@ -65,9 +65,10 @@ function resize() {
 }
 
 function formatShown() {
-  const decimals = decimalsFor(shown.to - shown.from);
-  return `Shown: ${formatTime(shown.from, decimals)} – ${formatTime(shown.to, decimals)} of ` +
-    formatTime(whole.to, decimalsFor(whole.to - whole.from));
+  const format = ({ from, to }) =>
+    [from, to].map((time) => formatTime(time, decimalsFor(to - from))).join(" – ");
+  const all = format(whole);
+  return `Shown: ${format(shown)} of ${whole.from === 0 ? all.replace(/.* – /, "") : all}`;
 }
 
 function formatPointer() {

@@ -11,9 +11,11 @@
 #include <fstream>
 #include <new>
 #include <optional>
+#include <zv/ambiance_state.hpp>
 #include <zv/emotion_recorder.hpp>
 #include <zv/observation_guard.hpp>
 #include <zv/social_graph.hpp>
+#include <zv/state_board.hpp>
 
 #include "failing_allocator.hpp"
 #include "memory/person_memory_private.hpp"
@@ -122,6 +124,23 @@ TEST_F(Failing, GraphWithoutMemory) {
     EXPECT_TRUE(memory.smile.entries().size() == 1 && memory.gaze.entries().size() == 1);
   };
   failAllocations<Split>([](Split& graph) { graph.rename(3, 1); }, asBefore);
+}
+
+TEST_F(Failing, BoardWithoutMemory) {
+  SocialGraph graph;
+  const AmbianceState room;
+  StateBoard board(graph, room);
+  graph.add(1);
+  for (int frame = 0; frame < 5; ++frame) {
+    setAllocationsUntilFailure(frame < 2 ? -1 : 0);  // by then, both places have held a person
+    board.publish(clock.time);
+  }
+  setAllocationsUntilFailure(-1);
+  graph.add(2);
+  setAllocationsUntilFailure(0);
+  EXPECT_THROW(board.publish(clock.time), std::bad_alloc);
+  EXPECT_EQ(board.latest()->states.size(), 1);
+  expectUsable(graph);
 }
 
 TEST_F(Failing, MemoryWithoutMemory) {

@@ -47,13 +47,6 @@ TEST(Ambiance, FollowsMovementsAndActivityWithinItsRange) {
       "Unknown emotional expression descriptor 2");
 }
 
-template <boost::mutex AmbianceState::*mutex>
-struct Holding {
-  friend boost::mutex& mutexOf(AmbianceState& state) { return state.*mutex; }
-};
-template struct Holding<&AmbianceState::mutex>;  // may name a private member
-boost::mutex& mutexOf(AmbianceState& state);
-
 TEST(Ambiance, LocksWhatItChanges) {
   AmbianceState state, other;
   boost::unique_lock<boost::mutex> lock(mutexOf(state));

@@ -37,6 +37,11 @@ TEST(Person, IsNeverEmptyWhenItIsMovedFrom) {
   EXPECT_EQ(&subject.state(), &moved.personState._record());
   EXPECT_EQ(moved.personMemory._record().touchEmotion.size(), 1u);
   EXPECT_EQ(&body._record(), &movedBody._record());
+  Person assigned(2);
+  const auto former = recordOf(assigned.personState);
+  assigned = std::move(subject.person);
+  EXPECT_EQ(&assigned.personMemory._record(), &moved.personMemory._record());
+  EXPECT_EQ(&subject.state(), former.lock().get());
   // NOLINTEND(bugprone-use-after-move, performance-move-const-arg)
 }
 

@@ -97,6 +97,13 @@ struct Watching {
 template struct Watching<&PersonState::_state>;  // may name a private member
 boost::weak_ptr<PersonStatePrivate> recordOf(const PersonState& state);
 
+template <boost::mutex AmbianceState::*mutex>
+struct Holding {
+  friend boost::mutex& mutexOf(AmbianceState& state) { return state.*mutex; }
+};
+template struct Holding<&AmbianceState::mutex>;  // may name a private member
+boost::mutex& mutexOf(AmbianceState& state);
+
 /// A person on a clock that the test sets.
 struct SimulatedPerson {
   explicit SimulatedPerson(const PersonState& start = PersonState()) { person.personState = start; }

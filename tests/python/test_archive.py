@@ -101,3 +101,11 @@ def test_every_recording_is_in_the_table_once(tmp_path: pathlib.Path, recordings
     assert [row for row in rows(tmp_path / "persons.csv") if row["recording"] != "bad.jsonl"] == table
     assert rows(tmp_path / "persons.csv")[-1]["person"] == "1"
     assert not (tmp_path / "persons.csv.part").exists()
+
+    # Nothing but failures leave the table alone.
+    before = (tmp_path / "persons.csv").read_bytes()
+    (tmp_path / "bad.jsonl").write_text("{")
+    assert replay(tmp_path, "bad.jsonl", "--workers", "1").returncode == 1
+    assert (tmp_path / "persons.csv").read_bytes() == before
+    assert "bad.jsonl: would be written over" in replay(
+        tmp_path, "bad.jsonl", "--output", "bad.jsonl").stderr

@@ -8,6 +8,7 @@ import subprocess
 import sys
 import threading
 import weakref
+from collections.abc import Callable
 from time import sleep, time_ns
 from typing import Any
 
@@ -102,6 +103,7 @@ def test_every_field_keeps_its_value() -> None:
     ("time", 1_704_067_200_000, ValueError, "is a date in milliseconds"),
     ("time", numpy.datetime64("NaT"), ValueError, "time: is not a time"),
     ("time", numpy.datetime64("2300-01-01"), ValueError, "time: is out of range"),
+    ("time", numpy.float32(1.5), TypeError, "time: must be a datetime"),
     ("time", float("inf"), ValueError, "time: is out of range"),
     ("time", "2024", TypeError, "time: must be a datetime"),
 ])
@@ -228,16 +230,48 @@ def test_a_callback_that_would_wait_for_itself_is_told_so() -> None:
 
 def test_threads_may_go_on_until_the_end() -> None:
     code = """if True:
-        import threading, time, zorvel
-        graph = zorvel.SocialGraph()
+        import atexit, sys, threading, time, zorvel
+        atexit.register(print, "of the user")
+        graph, inside = zorvel.SocialGraph(), threading.Event()
+        def rest(_=None):
+            inside.set()
+            time.sleep(0.001)
+        def events():
+            while True:
+                rest()
+                yield zorvel.Event.not_seen(0, 1)
         def work(seen=zorvel.Observation(height=1.0)):
             while True:
-                graph.update(1, seen)
+                %s
         for _ in range(2):
             threading.Thread(target=work, daemon=True).start()
-        time.sleep(0.2)"""
-    for _ in range(3):
-        assert subprocess.run([sys.executable, "-c", code], timeout=60).returncode == 0
+        inside.wait()
+        print("of the program", end=", ")"""
+    for work in ("inside.set(); graph.update(1, seen)", "graph.update(1, rest)",
+                 "graph.update(1, seen, observer=rest)", "zorvel.replay(events())",
+                 "zorvel.replay([]); inside.set()"):
+        for _ in range(2):
+            ended = subprocess.run([sys.executable, "-c", code % work], timeout=60, text=True,
+                                   capture_output=True)
+            assert (ended.returncode, ended.stdout, ended.stderr) == (
+                0, "of the program, of the user\n", ""), work
+
+
+def test_an_object_that_was_not_initialized_is_of_no_use() -> None:
+    class Mine(zorvel.SocialGraph):
+        def __init__(self) -> None:
+            self.persons()
+
+    clock = zorvel.SimulatedClock
+    uses: list[Callable[[], object]] = [
+        Mine, lambda: zorvel.Observation.__new__(zorvel.Observation).smile,
+        lambda: zorvel.PersonState.__new__(zorvel.PersonState).valence,
+        lambda: zorvel.replay([zorvel.Event.__new__(zorvel.Event)]),
+        lambda: zorvel.Recorder.__new__(zorvel.Recorder).stop("game"),
+        lambda: clock.__new__(clock).__enter__()]
+    for use in uses:
+        with pytest.raises(TypeError, match="__init__ was not called"):
+            use()
 
 
 def test_a_value_that_changes_its_container_is_harmless() -> None:

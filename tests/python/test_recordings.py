@@ -2,21 +2,29 @@
 
 from __future__ import annotations
 
+import concurrent.futures
+import copy
 import csv
+import functools
 import io
 import json
 import math
+import multiprocessing
 import os
 import pathlib
+import pickle
+import re
 import signal
 import subprocess
 import sys
 import threading
-from collections.abc import Callable, Iterator
+from collections.abc import Callable, Iterable, Iterator
 from typing import Any
 
 import matplotlib
+import matplotlib.figure
 import numpy
+import pandas
 import pytest
 
 import zorvel
@@ -53,7 +61,10 @@ def same(text: str, value: object) -> bool:
 
 
 def test_a_replay_has_the_numbers_of_the_tool(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
-    for recording in [scene, *RECORDINGS]:
+    far = tmp_path / "far.jsonl"  # its seconds in nanoseconds take more than the 53 bits of a double
+    far.write_text("\n".join(json.dumps({"time": time, "event": "not_seen", "person": 1})
+                             for time in (-2**62, *range(17 * 10**17, 18 * 10**17, 10**15 + 7))))
+    for recording in [scene, far, *RECORDINGS]:
         folder = tmp_path / recording.stem
         tool("replay", recording, "--forces", "--quiet", "-o", folder, check=False)
         try:
@@ -85,16 +96,20 @@ def test_what_is_read_is_written_as_it_was(scene: pathlib.Path, tmp_path: pathli
         except zorvel.DataError:
             continue
         copies = [tmp_path / "one.jsonl", tmp_path / "two.jsonl"]
-        with zorvel.Recording(copies[0], reader.source) as copy:
+        with zorvel.Recording(copies[0], reader.source, reader.origin) as copy:
             for event in events:
                 copy.write(event)
-        with zorvel.Recording(copies[1], reader.source) as copy:
+        with zorvel.Recording(copies[1], reader.source, reader.origin) as copy:
             for event in events:
                 copy.write(rebuilt(event))
         assert copies[0].read_bytes() == copies[1].read_bytes()
-        one, two = zorvel.replay(recording).timeline, zorvel.replay(clocked(events)).timeline
+        one = zorvel.replay(recording).timeline
+        two = zorvel.replay(zorvel.read_recording(copies[0])).timeline
+        three = zorvel.replay(clocked(events)).timeline
         for column in one:
             numpy.testing.assert_array_equal(one[column], two[column])
+            if column != "seconds":  # a header tells where they count from
+                numpy.testing.assert_array_equal(one[column], three[column])
     assert copies[0].read_text().startswith('{"event":"header","version":1')
     assert (tmp_path / "one.jsonl").stat().st_mode & 0o777 == 0o666 & ~umask()
 
@@ -181,6 +196,16 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
         zorvel.import_openface(table, path)
     assert (raised.value.line, raised.value.key) == (2, "AU12_r")
     assert path.read_text().endswith("{")
+    link = tmp_path / "link"
+    link.symlink_to(path)
+    writers: list[Callable[[pathlib.Path, pathlib.Path], object]] = [
+        zorvel.import_openface, zorvel.report, zorvel.cut, functools.partial(zorvel.annotate, FAILING),
+        lambda read, written: zorvel.annotate(read, tmp_path / "none.csv", written)]
+    for write in writers:
+        for output in (path, link):
+            with pytest.raises(zorvel.DataError, match="would be written over what is read from"):
+                write(path, output)
+    assert path.read_text().endswith("{")
 
     def events() -> Iterator[zorvel.Event]:
         yield zorvel.Event.not_seen(0, 1)
@@ -188,7 +213,7 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
 
     with pytest.raises(KeyError, match="of the caller"):
         zorvel.replay(events())
-    with pytest.raises(TypeError, match="must give events"):
+    with pytest.raises(TypeError, match="must give events, dicts or lines, not int"):
         zorvel.replay([1])  # type: ignore[list-item]
     path.write_text(good + "{")
     with pytest.raises(zorvel.DataError) as raised:
@@ -199,6 +224,54 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
     with pytest.raises(zorvel.DataError) as raised:
         zorvel.summarize(odd)
     assert raised.value.file == odd and len(raised.value.results) == 1
+
+
+def test_any_log_can_be_replayed(scene: pathlib.Path) -> None:
+    lines = scene.read_text().splitlines(keepends=True)
+    whole = zorvel.replay(scene).timeline
+    dicts = [json.loads(line) for line in lines]
+    dicts[1]["time"] = numpy.int64(dicts[1]["time"])
+    logs: list[Iterable[zorvel.Event | dict[str, Any] | str | bytes]] = [
+        lines, (line.encode() for line in lines), dicts, ["\n", *zorvel.read_recording(scene)]]
+    for log in logs:
+        timeline = zorvel.replay(log).timeline
+        for column in whole:
+            numpy.testing.assert_array_equal(timeline[column], whole[column])
+    film = ROOT / "fuzz/corpus/recording/film.jsonl"  # whose header says what second 0 is
+    assert [*zorvel.replay(film.read_text().splitlines()).timeline["seconds"]] == [
+        *zorvel.replay(film).timeline["seconds"]]
+    with pytest.raises(zorvel.DataError, match="line 3: person") as raised:
+        zorvel.replay([lines[1], lines[2], {**dicts[3], "person": "one"}])
+    error = raised.value
+    assert (error.file, error.line, error.key, error.results.ambiance.rows) == (None, 3, "person", 2)
+    with pytest.raises(TypeError, match="nothing that a recording holds"):
+        zorvel.replay([{"time": object()}])
+
+
+def test_what_is_read_goes_to_other_processes(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    for recording in (scene, ROOT / "fuzz/corpus/recording/every_event_and_field.jsonl"):
+        events = list(zorvel.read_recording(recording))
+        assert pickle.loads(pickle.dumps(events)) == copy.deepcopy(events) == events
+        assert all(one != other for one, other in zip(events, events[1:]))
+    observation = zorvel.Observation(time=5, gaze=zorvel.Reading((-0.0, 1.0), 1.7))
+    clone = copy.copy(observation)
+    assert pickle.loads(pickle.dumps(observation)) == clone == observation
+    clone.gaze = None
+    assert observation.gaze is not None and clone != observation
+    state = zorvel.SocialGraph().update(1, observation, forces=True)
+    assert state.forces is not None
+    for value in (state, state.forces, state.valence, state.cycle_mood):
+        assert pickle.loads(pickle.dumps(value)) == copy.deepcopy(value) == value
+    assert state != zorvel.SocialGraph().update(1, observation)
+    tables = [tmp_path / f"{name}.csv" for name in "ab"]
+    for table in tables:
+        table.write_text(OPENFACE)
+    with concurrent.futures.ProcessPoolExecutor(
+            2, multiprocessing.get_context("spawn")) as pool:
+        one, other = pool.map(zorvel.import_openface, tables, [tmp_path / "a", tmp_path / "b"])
+        assert one == other and one.observations == 2
+        failed = pool.submit(zorvel.replay, FAILING).exception(60)
+    assert isinstance(failed, zorvel.DataError) and failed.line == 1 and failed.results.forces is None
 
 
 def test_explanations_reports_and_imports_are_those_of_the_tool(
@@ -222,6 +295,27 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
     tool("report", scene, "-o", tmp_path / "a.html")
     assert zorvel.report(scene, tmp_path / "b.html") == []
     assert (tmp_path / "a.html").read_bytes() == (tmp_path / "b.html").read_bytes()
+    tool("report", scene, scene, "--align", "visit", "-o", tmp_path / "a.html")
+    assert zorvel.report([scene, scene], tmp_path / "b.html", align="visit") == []
+    assert (tmp_path / "a.html").read_bytes() == (tmp_path / "b.html").read_bytes()
+
+    told = json.loads(tool("info", FAILING, "--json", check=False))
+    with pytest.raises(zorvel.DataError) as raised:
+        zorvel.info(FAILING)
+    assert raised.value.results == told and zorvel.info(scene)["error"] is None
+    tool("cut", scene, "--from", "3", "--to", "8.5", "--lead-in", "1", "--person", "1", "--every", "0.2",
+         "-o", tmp_path / "a.jsonl")
+    zorvel.cut(scene, tmp_path / "b.jsonl", begin=3.0, end=8.5, lead_in=1.0, person=1, every=0.2)
+    assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
+    phases = pandas.DataFrame([[1, "phase", 1.5, 3.0]], columns=["person", "scope", "begin", "end"])
+    phases.to_csv(tmp_path / "phases.csv")
+    tool("annotate", scene, tmp_path / "phases.csv", "--offset", "1.2", "-o", tmp_path / "a.jsonl")
+    for table in (tmp_path / "phases.csv", phases):
+        zorvel.annotate(scene, table, tmp_path / "b.jsonl", offset=1.2)
+        assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
+    with pytest.raises(zorvel.DataError, match="^data frame:2: ") as raised:
+        zorvel.annotate(scene, phases.assign(end=1.0), tmp_path / "b.jsonl")
+    assert (raised.value.file, raised.value.line, raised.value.key) == (None, 2, "end")
 
     faces = tmp_path / "faces.csv"
     faces.write_text(OPENFACE)
@@ -234,14 +328,20 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
     assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
     faces.write_text(PYFEAT)
     tool("import", "pyfeat", faces, "--fps", "25", "-o", tmp_path / "a.jsonl")
-    zorvel.import_pyfeat(faces, tmp_path / "b.jsonl", fps=25)
-    assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
+    for table in (faces, pandas.read_csv(faces)):
+        zorvel.import_pyfeat(table, tmp_path / "b.jsonl", fps=25)
+        assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
 
 
 def test_a_summary_adds_up(scene: pathlib.Path) -> None:
     results = zorvel.replay(scene)
     timeline, scopes = results.timeline, results.scopes
     rows = zorvel.summarize(scene)
+    named = [{"recording": str(scene), **row} for row in rows]
+    assert zorvel.summarize([scene, scene]) == named + named
+    with pytest.raises(zorvel.DataError, match=r"cut_off_utf8.jsonl:\d+: .*\n/none: No such") as raised:
+        zorvel.summarize([FAILING, "/none", scene])
+    assert raised.value.results == named
     assert [row["person"] for row in rows] == sorted(set(timeline["person"]))
     unseen = [event.person for event in zorvel.read_recording(scene) if event.kind == "not_seen"]
     for row in rows:
@@ -285,7 +385,7 @@ def test_what_was_not_measured_is_told(tmp_path: pathlib.Path) -> None:
     assert math.isnan(row["attention_mean"]) and math.isnan(row["attentive"])
     for axes, known in zip(results.plot().axes, (True, False, False)):
         assert numpy.isnan(axes.lines[0].get_ydata()).any() != known
-        assert ["not measured"] * (not known) == [text.get_text() for text in axes.texts]
+        assert ["not measured"] * (not known) == [text.get_text().strip() for text in axes.texts]
 
 
 def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> None:
@@ -317,6 +417,54 @@ def test_a_figure_shows_every_person_with_gaps_as_gaps(scene: pathlib.Path) -> N
     assert band.height == pytest.approx(1 - pause.timeline["valence_confidence"][0])
 
 
+def test_a_figure_can_be_of_several_recordings_and_in_axes_of_ones_own(scene: pathlib.Path) -> None:
+    results = zorvel.replay(scene)
+    one, other = matplotlib.figure.Figure().subplots(2)
+    figure = results.plot(1, quantities="mood", axes=[one, other])
+    assert figure is one.figure and other.get_ylabel() == "scopes"
+    assert one.lines[0].get_drawstyle() == "steps-post" and not one.collections
+    both = zorvel.plot({"before": results, "after": results}, [2], quantities="valence")
+    assert [line.get_label() for line in both.axes[0].lines] == [
+        "before, person 2", "after, person 2"]
+    assert both.canvas.manager is None and both._repr_png_().startswith(b"\x89PNG")
+    wrong: list[tuple[dict[str, Any], str]] = [
+        ({"persons": []}, "persons: must be at least one"), ({"axes": one}, "axes: must be 3"),
+        ({"quantities": []}, "quantities: must be at least one")]
+    for chosen, words in wrong:
+        with pytest.raises(ValueError, match=words):
+            results.plot(**chosen)
+
+    def scope(begin: int, end: int, name: str) -> list[zorvel.Event]:
+        return [zorvel.Event.start_recording(float(begin), 1, name),
+                zorvel.Event.not_seen(float(end), 1), zorvel.Event.stop_recording(float(end), 1, name)]
+
+    touching = zorvel.replay([*scope(0, 1, "short"), *scope(1, 30, "Ж")])
+    *_, lane = parts = matplotlib.figure.Figure().subplots(4)
+    with matplotlib.rc_context({"font.family": ["cmr10"]}):  # which knows no Cyrillic
+        figure = touching.plot(axes=parts)
+    assert [bar.get_linewidth() > 0 and bar.get_edgecolor()[3] for bar in lane.patches] == [1.0, 1.0]
+    drawn = io.StringIO()
+    with matplotlib.rc_context({"svg.fonttype": "none"}):
+        figure.savefig(drawn, format="svg")
+    assert "Ж: " in drawn.getvalue() and "short: " not in drawn.getvalue()
+    assert "DejaVu" in re.findall("[^>]*>[^<>]*Ж: ", drawn.getvalue())[0]
+
+
+def test_notebooks_and_pandas_show_what_there_is(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    results = zorvel.replay(scene)
+    frame = pandas.DataFrame(results.timeline)
+    assert frame.equals(results.timeline.to_pandas()) and len(frame) == results.timeline.rows
+    page = results._repr_html_()
+    assert page.count("<table>") == 3 and f"… {len(frame) - 10} more rows" in page
+    (tmp_path / "faces.csv").write_text(OPENFACE)
+    facts = zorvel.import_openface(tmp_path / "faces.csv", tmp_path / "faces.jsonl")
+    assert "<td>observations</td><td>2</td>" in facts._repr_html_()
+    state = zorvel.SocialGraph().not_seen(7)
+    assert "<td>person</td><td>7</td>" in state._repr_html_()
+    odd = zorvel.replay([zorvel.Event.stop_recording(0, 1, "<b>")])
+    assert "<td>&lt;b&gt;</td>" in odd.scopes._repr_html_()
+
+
 def test_a_figure_is_made_from_the_shell(scene: pathlib.Path, tmp_path: pathlib.Path) -> None:
     def plot(*arguments: str | pathlib.Path) -> subprocess.CompletedProcess[str]:
         return subprocess.run([sys.executable, "-m", "zorvel", "plot", *arguments], text=True,
@@ -326,11 +474,16 @@ def test_a_figure_is_made_from_the_shell(scene: pathlib.Path, tmp_path: pathlib.
     assert (made.returncode, made.stderr) == (0, "")
     text = (tmp_path / "a.svg").read_text()
     assert "valence [−1, 1]" in text and "DejaVuSans-76" in text  # the shape of a "v"
+    own = tmp_path / "own.svg"
+    own.write_bytes(scene.read_bytes())
+    assert "would be written over what is read from it" in plot(own, "-o", own).stderr
+    assert own.read_bytes() == scene.read_bytes()
     assert plot(scene, "--grey", "-o", tmp_path / "a.pdf").returncode == 0
     assert b"/FontFile2" in (tmp_path / "a.pdf").read_bytes()
     cases: list[tuple[list[str | pathlib.Path], str]] = [
         ([tmp_path / "none"], "No such file"), ([scene, "--person", "9"], "person 9"),
-        ([FAILING], "cut_off_utf8.jsonl:")]
+        ([FAILING], "cut_off_utf8.jsonl:"),
+        ([scene, tmp_path / "none"], "No such file")]
     for arguments, words in cases:
         failed = plot(*arguments, "-o", tmp_path / "b.png")
         assert failed.returncode == 1 and words in failed.stderr and "Traceback" not in failed.stderr

@@ -228,7 +228,7 @@ class CameraTest(BrowserTest):
         saved = self.folder / "two people.jsonl"
         self.until(lambda: saved.exists() and saved.stat().st_size)
         header, *events = [json.loads(line) for line in saved.read_text().splitlines()]
-        self.assertEqual(header["event"], "header")
+        self.assertEqual((header["event"], header["origin"]), ("header", 946684800 * 10 ** 9))
         times = sorted({event["time"] for event in events})
         self.assertGreater(len(times), 4)
         self.assertEqual(times, [946684800 * 10 ** 9 + 200_000_000 * number

@@ -80,6 +80,12 @@ class DocumentsTest(unittest.TestCase):
                     (folder / "document.py").write_text(programs[name])
                     self.run_in(folder, "MPLBACKEND=agg python3 -W error document.py")
 
+    def test_every_program_has_the_right_types(self):
+        folder = new_folder(self.addCleanup)
+        for document in (SOURCE / "README.md", *SOURCE.glob("docs/*.md")):
+            (folder / f"{document.stem.replace('-', '_')}.py").write_text(program(document))
+        self.run_in(folder, f"MYPYPATH={SOURCE}/python mypy --config-file {SOURCE}/python/mypy.ini *.py")
+
     def test_lists_what_there_is(self):
         header = (SOURCE / "include/zv/force.hpp").read_text()
         reasons = dict(re.findall(r'ForceReason (\w+)\{\s*"([^"]+)"', header))

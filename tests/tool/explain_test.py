@@ -143,7 +143,8 @@ class ExplainTest(unittest.TestCase):
         # The bad line comes after each moment within the recording; at 0.76 s nobody is there.
         self.assertEqual(result("--at", "0.9").stderr, "")
         self.assertEqual(result("--at", "0.901").stderr, "-:12: not JSON: Invalid value. (column 1)\n")
-        self.assertIn("nobody has a cycle there", result("--at", "0.76").stderr)
+        self.assertEqual(result("--at", "0.76").stderr, "-: nobody has a cycle there; the first is at "
+                         "0.000 s, the last at 0.900 s; the recording is 0.900 s long\n")
         self.assertEqual(explain("--from", "0.3", "--to", "0.7"),
                          "person 1 from 0.300 to 0.700 s, 5 cycles")
         self.assertEqual(explain(), "person 1 from 0.000 to 0.900 s, 10 cycles, removed and new 1 time")

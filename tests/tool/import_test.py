@@ -45,7 +45,10 @@ class ImportTest(unittest.TestCase):
         result = run(kind, text, "--quiet", *options)
         self.assertEqual((result.returncode, result.stderr), (0, b""))
         header = json.loads(result.stdout.splitlines()[0])
+        origin = header.pop("origin")
         self.assertEqual(header, {"event": "header", "version": 1, "source": kind})
+        if "--start" not in "".join(options):
+            self.assertEqual(origin, START)
         return events(result)
 
     def test_openface_values(self):
@@ -180,7 +183,7 @@ class ImportTest(unittest.TestCase):
             (pyfeat, FIRST + "\n1,1,1,2,,99999999999", 1, '-:2: column "Identity": 999', 1),
             (("pyfeat",), FIRST, 2, "--fps is required", 0),
             (("pyfeat", "--fps", "nan"), FIRST, 2, '--fps: "nan" is not', 0),
-            (("openface", "--gap", "-1"), OPENFACE, 2, '--gap: "-1" is not', 0),
+            (("openface", "--gap", "-1"), OPENFACE, 2, '--gap: "-1" is no', 0),
             (("openface", "--start", "2023-02-29T00:00:00Z"), OPENFACE, 2, "--start: 2023", 0),
             # In nanoseconds modulo 2^64, it would be in 2026.
             (("openface", "--start", "2610-07-21T00:00:00Z"), OPENFACE, 2, "--start: 2610", 0),

@@ -464,7 +464,7 @@ COLUMNS = {
                      "cycle_mood_confidence", "attention", "attention_confidence", "ease",
                      "ease_confidence", "seconds", "event", "visit"],
     "scopes.csv": ["time", "person", "scope", "label", "samples", "begin", "end", "mean_valence",
-                   "mean_confidence", "exact_mean_valence"],
+                   "mean_confidence", "exact_mean_valence", "visit"],
     "ambiance.csv": ["time", "agitation", "calm"],
     "persons.csv": ["person", *(f"{name}_{part}" for name in QUANTITIES for part in
                                 ("mean", "deviation", "confidence", "coverage")),
@@ -489,6 +489,7 @@ def replay(recording):
         line = json.loads(text, parse_int=str)
         event = line["event"]
         if event == "header":
+            start = int(line["origin"]) if "origin" in line else None
             continue
         now = max(now, int(line["time"]))
         start = now if start is None else start
@@ -524,7 +525,8 @@ def replay(recording):
             label, *means = scope_summary(samples)
             tables["scopes.csv"].append(
                 [now, person_id, line["scope"], label if scope else "error", len(samples),
-                 in_seconds(scope["begin"] - start) if scope else "", in_seconds(now - start), *means])
+                 in_seconds(scope["begin"] - start) if scope else "", in_seconds(now - start), *means,
+                 len(visits.get(person_id, [0]))])
         else:
             person = persons.setdefault(person_id, Person())
             if event == "start_recording":

@@ -26,7 +26,7 @@ def everything():
     """Two people, every event and every field: in time, late, repeated, future and expired."""
     # To a known id, to a new one, to one that is gone, and of nobody.
     renames = {60: (1, -2), 100: (-2, 1), 200: (1, 9), 252: (9, -2), 270: (1, 9), 288: (5, 1)}
-    yield {"event": "header", "version": 1, "source": "test"}
+    yield {"event": "header", "version": 1, "source": "test", "origin": START + 5 * SECOND // 4}
     names = ["calm", "anger", "joy", "sorrow", "laughter", "excitement", "surprise"]
     for person in (1, -2):
         yield line(0, "start_recording", person=person, scope='a, "b"\nc')
@@ -85,6 +85,7 @@ def everything():
             yield line(now, "start_recording", person=-2, scope='a, "b"\nc')
         if cycle == 250:
             yield line(now, "remove", person=-2)
+            yield line(now, "stop_recording", person=-2, scope="gone")
     for person in (1, -2, 3):
         yield line(31, "stop_recording", person=person, scope='a, "b"\nc')
 
@@ -121,7 +122,7 @@ class ReplayTest(FolderTest):
             self.assertEqual(set(re.findall(r"field\(&O::(\w+)", table)) - keys, set(), recording)
         run("replay", self.recording, "-q", "--summary", self.output / "persons.csv", check=True)
         self.assertRegex(recalculated(self.recording, self.output), "timeline.csv 681 rows, "
-                         "scopes.csv 7 rows, ambiance.csv 12 rows, persons.csv 3 rows; 0")
+                         "scopes.csv 8 rows, ambiance.csv 12 rows, persons.csv 3 rows; 0")
 
     def test_what_was_not_measured_is_not_0(self):
         """Who moves what: 1 a calm face once, then unseen; 2 a straight head; 3 a touch that is none;
@@ -178,9 +179,9 @@ class ReplayTest(FolderTest):
         self.assertEqual(
             self.written("scopes.csv"),
             "time,person,scope,label,samples,begin,end,mean_valence,mean_confidence,"
-            "exact_mean_valence\n"
-            f'{START + 2 * SECOND},7,"x,y",unknown,1,1,2,0.449735,0.0958125,0.44973498582839966\n'
-            f'{START + 2 * SECOND},8,z,error,0,,2,nan,nan,nan\n')
+            "exact_mean_valence,visit\n"
+            f'{START + 2 * SECOND},7,"x,y",unknown,1,1,2,0.449735,0.0958125,0.44973498582839966,1\n'
+            f'{START + 2 * SECOND},8,z,error,0,,2,nan,nan,nan,1\n')
         self.assertEqual(self.written("ambiance.csv"),
                          f"time,agitation,calm\n{START + SECOND},0.14,0.86\n")
 
@@ -249,6 +250,9 @@ class ReplayTest(FolderTest):
                 self.assertTrue(result.stderr.startswith(f"{self.recording}:3: "), result.stderr)
                 self.assertIn(message, result.stderr)
                 self.assertEqual(len(self.written("timeline.csv").splitlines()), 2)
+        for origin in ("4611686018427387905", "1.5", "true", '"x"'):
+            result = self.replay('{"event":"header","version":1,"origin":%s}\n' % origin + good)
+            self.assertIn(":1: origin: must be", result.stderr)
 
     def test_reads_what_is_odd_but_right(self):
         cases = {

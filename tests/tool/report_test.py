@@ -23,6 +23,12 @@ def line(*arguments, **keys):
     return tool.lines(tool.line(*arguments, **keys))
 
 
+def headed(seconds):
+    """The header of a recording that begins so late."""
+    origin = tool.START - seconds * tool.SECOND
+    return tool.lines({"event": "header", "version": 1, "origin": origin})
+
+
 def smiling(seconds, person=1):
     return line(seconds, "observation", person=person, smile={"value": 1, "confidence": 1},
                 expressions={"joy": {"value": 1, "confidence": 1}})
@@ -447,7 +453,8 @@ class ReportTest(BrowserTest):
             self.assertTrue(text.startswith(str(recording)))
 
     def test_aligns_recordings(self):
-        """Two smiles, each as its greeting begins; the curves rise at the same place."""
+        """Two smiles, each as its greeting begins; the curves rise at the same place. So they do
+        where second 0 of the early one was 3 s before its start."""
         recordings = [self.folder / name for name in ("early.jsonl", "late.jsonl")]
         for path, at in zip(recordings, (2, 5)):
             path.write_text(
@@ -456,10 +463,13 @@ class ReportTest(BrowserTest):
                 + "".join(smiling(k / 10) for k in range(10 * at, 100))
                 + line(10, "start_recording", person=1, scope="</script>"))
         for options, begins, rises in (((), (0, 0), (2, 5)),
-                                       (("--align", "</script>"), (3, 0), (5, 5))):
+                                       (("--align", "</script>"), (3, 0), (5, 5)),
+                                       ((), (3, 0), (5, 5))):
+            if begins == (3, 0) and not options:
+                recordings[0].write_text(headed(3) + recordings[0].read_text())
             self.open_several(*recordings, *options)
             # From the earliest start to the latest end.
-            whole = 10 if not options else 13
+            whole = 10 + begins[0]
             charts = self.script("""
               return [...document.querySelectorAll("svg[aria-label^='Valence']")].map((svg) =>
                 [svg.viewBox.baseVal.width, svg.lastChild.lastChild.getAttribute("d")])""")
@@ -567,6 +577,10 @@ class ReportTest(BrowserTest):
             self.assertIn(message, self.browser.find_element(By.CSS_SELECTOR, "body").text)
             if charts == 6:
                 self.assertEqual(self.painted(0, [(0, self.script(DRAWN)[0][0][1][1])]), [True])
+        self.open(headed(70) + smiling(0) + smiling(1))
+        text = self.browser.find_element(By.CSS_SELECTOR, "body").text
+        self.assertIn("begins 2023-11-14 22:13:20.000 UTC · lasts 0:01.00", text)
+        self.assertIn("Shown: 1:10.00 – 1:11.00 of 1:10.00 – 1:11.00", text)
         result = self.open(smiling(0) + "no json\n" + smiling(1), status=1)
         self.assertIn("-:2: ", result.stderr)
         self.assertIn("-:2: ", self.browser.find_element(By.ID, "failure").text)

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "recording/distinct_files.hpp"
 #include "recording/recording_cut.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 
@@ -74,9 +74,11 @@ void cutRecording(const CutOptions& options) {
 void addCut(Command tool) {
   Command command = tool.addSubcommand(
       "cut", "Cut a span out of a recording, as a recording of its own",
-      R"(A TIME is in seconds since the start of the recording, or like 1:23.5; both ends belong to the
-span. The lines that are kept stay as they are, to the byte, unless --rename changes them. A scope that reaches over an edge is
-opened or closed there, and at the end people are removed.
+      R"(A TIME is in seconds since second 0 of the recording, which info tells, or like 1:23.5; both ends
+belong to the span. The lines that are kept stay as they are, to the byte, unless --rename changes them.
+A scope that reaches over an edge is opened or closed there, and at the end people are removed. A second
+of the cut is the same as in the whole: where second 0 is the first event and that is not kept, the
+header gets an origin.
 
 The cut begins with people it does not know. So in its first seconds their states are not those of the
 whole: what was perceived before, up to 7 s ago (20 s for an emotion of the situation), is missing, and
@@ -100,23 +102,18 @@ Examples:
   command.addTime("--from", span.from, "Where the span begins; with the recording if absent");
   command.addTime("--to", span.to, "Where it ends; with the recording if absent");
   command.addPerson(span.person, "Only the lines about this person");
-  command
-      .addTime("--every", span.every,
-               "Of each person and interval of this length, one observation and one not_seen")
-      .type("SECONDS");
-  command.addTime("--lead-in", span.leadIn, "How much of what comes before is kept, too")
-      .type("SECONDS")
+  command.addDuration(
+      "--every", span.every, false,
+      "Of each person and interval of this length, one observation and one not_seen");
+  command.addDuration("--lead-in", span.leadIn, true, "How much of what comes before is kept, too")
       .showDefault("0");
   command.add(renameOption, options->renames, "The person OLD is NEW; may be given several times")
       .type("OLD=NEW")
       .repeatable();
   command.addOutputFile(options->output, "The recording to write");
   command.setAction([options] {
-    if (options->span.from > options->span.to) {
+    if (options->span.from && *options->span.from > options->span.to) {
       throw WrongUsage("--from", "is after --to");
-    }
-    if (options->span.every == Time::duration(0)) {
-      throw WrongUsage("--every", "must be above 0");
     }
     options->span.ids = readRenames(options->renames);
     cutRecording(*options);

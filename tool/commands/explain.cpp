@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <boost/chrono/ceil.hpp>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
@@ -17,11 +16,11 @@
 #include "playback/explainer.hpp"
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 
@@ -65,7 +64,7 @@ void printReadings(const std::vector<FieldReadings>& readings) {
 
 void printMoment(std::int32_t person, const Explainer& explainer) {
   const ExplainedPerson& moment = explainer.persons().at(person);
-  fmt::print("person {} at {} s\n", person, formatSeconds(explainer.start(), moment.last));
+  fmt::print("person {} at {} s\n", person, formatSeconds(explainer.secondZero(), moment.last));
   for (std::size_t index = 0; index < moment.why.quantities().size(); ++index) {
     const QuantityMoves& moves = moment.why.quantities().at(index);
     if (moves.reasons.empty()) continue;
@@ -92,9 +91,9 @@ void printMoment(std::int32_t person, const Explainer& explainer) {
   }
 }
 
-void printSpan(std::int32_t person, const ExplainedPerson& span, Time start) {
-  fmt::print("person {} from {} to {} s, {}", person, formatSeconds(start, span.first),
-             formatSeconds(start, span.last), formatCount(span.cycles, "cycle"));
+void printSpan(std::int32_t person, const ExplainedPerson& span, Time secondZero) {
+  fmt::print("person {} from {} to {} s, {}", person, formatSeconds(secondZero, span.first),
+             formatSeconds(secondZero, span.last), formatCount(span.cycles, "cycle"));
   if (span.newStarts > 0) {
     fmt::print(", removed and new {}", formatCount(span.newStarts, "time"));
   }
@@ -126,8 +125,8 @@ void printGreatest(const GreatestChanges& greatest) {
                change.after < change.before ? "fell" : "rose",
                formatNumber(static_cast<double>(change.before)),
                formatNumber(static_cast<double>(change.after)),
-               formatSeconds(greatest.start, change.first),
-               formatSeconds(greatest.start, change.last));
+               formatSeconds(greatest.secondZero, change.first),
+               formatSeconds(greatest.secondZero, change.last));
     for (std::size_t rank = 0; rank < std::min(mostReasons, change.reasons.size()); ++rank) {
       const ExplainedReason& reason = change.reasons.at(rank);
       fmt::print("    {}\n", formatReason(reason.moves));
@@ -149,7 +148,7 @@ void explainGreatestChanges(const ExplainOptions& options) {
   }
   fmt::memory_buffer json;
   for (const ExplainedChange& change : greatest.changes) {
-    appendExplanationLine(json, change, greatest.start);
+    appendExplanationLine(json, change, greatest.secondZero);
   }
   if (options.json) {
     fmt::print("{}", fmt::to_string(json));
@@ -176,7 +175,7 @@ void explainRecording(const ExplainOptions& options) {
     } else if (options.time.at) {
       printMoment(person, explainer);
     } else {
-      printSpan(person, explained, explainer.start());
+      printSpan(person, explained, explainer.secondZero());
     }
   }
   fmt::print("{}", fmt::to_string(json));
@@ -188,7 +187,7 @@ void explainRecording(const ExplainOptions& options) {
 void addExplain(Command tool) {
   Command command = tool.addSubcommand(
       "explain", "Tell why the state of a person is what it is: the reasons of its movements",
-      R"(A TIME is in seconds since the start of the recording, or like 1:23.5. For a moment (--at) it tells
+      R"(A TIME is in seconds since second 0 of the recording, which info tells, or like 1:23.5. For a moment (--at) it tells
 what moved each person in the last cycle until then, the strongest reasons first; for a span, or
 without one for the whole recording, each reason's share of all movement up and down. With --greatest
 it tells where most happened, what moved it there, and the readings behind that, as --at does. With

@@ -5,10 +5,10 @@
 
 #include "import/importer.hpp"
 #include "inspection/format.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/text_output.hpp"
 #include "recording/time_unit.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 
@@ -89,10 +89,9 @@ std::shared_ptr<FileOptions> addOptions(Command command) {
       .type("TIME")
       .showDefault(defaultStart);
   command
-      .addNumber("--gap", options->faces.gapSeconds, 0.0, 1e9,
-                 "A person unseen for longer is removed, and a new one on return")
-      .type("SECONDS")
-      .showDefault();
+      .addDuration("--gap", options->faces.gap, true,
+                   "A person unseen for longer is removed, and a new one on return")
+      .showDefault("3");
   command.addFlag("--mirrored", options->faces.mirrored,
                   "The video shows a mirror image: yaw and roll change their signs");
   command.addFlag("-q,--quiet", options->quiet,

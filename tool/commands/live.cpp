@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <csignal>
 #include <ku/clock.hpp>
 #include <memory>
@@ -10,12 +9,12 @@
 
 #include "playback/live_playback.hpp"
 #include "playback/row_line.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/standard_error.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/warnings.hpp"
 
@@ -27,17 +26,16 @@ constexpr const char* recordingClock = "recording";
 
 struct CommandOptions {
   std::string clock = systemClock;
-  double aheadSeconds = 1.0;
+  Time::duration ahead = boost::chrono::seconds(1);
   bool strict = false;
   bool explain = false;
-  double forgetSeconds = 0.0;
+  std::optional<Time::duration> forget;
 };
 
 LiveOptions playbackOptions(const CommandOptions& options) {
-  const auto duration = [](double seconds) { return Time::duration(std::llround(seconds * 1e9)); };
   LiveOptions result;
-  if (options.clock == systemClock) result.ahead = duration(options.aheadSeconds);
-  if (options.forgetSeconds > 0.0) result.forget = duration(options.forgetSeconds);
+  if (options.clock == systemClock) result.ahead = options.ahead;
+  result.forget = options.forget;
   if (options.explain) result.forces = Forces::Watched;
   return result;
 }
@@ -150,16 +148,13 @@ Example:
       .showDefault();
   const Option ahead =
       command
-          .addNumber("--ahead", options->aheadSeconds, 0.0, 1e9,
-                     "Leave out readings that are further ahead of the system's clock")
-          .type("SECONDS")
-          .showDefault();
+          .addDuration("--ahead", options->ahead, true,
+                       "Leave out readings that are further ahead of the system's clock")
+          .showDefault("1");
   command.addFlag("--explain", options->explain, "Add the forces of the cycle to each state");
   command.addFlag("--strict", options->strict, "Stop at the first bad line");
-  command
-      .addNumber("--forget", options->forgetSeconds, 1e-3, 1e9,
-                 "Remove people, with their open scopes, who were not observed for so long")
-      .type("SECONDS");
+  command.addDuration("--forget", options->forget, false,
+                      "Remove people, with their open scopes, who were not observed for so long");
   command.setAction([options, ahead] {
     if (ahead.isGiven() && options->clock == recordingClock) {
       throw WrongUsage("--ahead", "is for the system's clock");

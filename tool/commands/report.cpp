@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/text_output.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 #include "system/warnings.hpp"

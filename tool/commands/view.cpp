@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,7 +24,7 @@ constexpr const char* noAddress = "none";
 struct ViewOptions {
   ServerOptions server;
   std::string record;
-  double forgetSeconds = 0.0;
+  std::optional<Time::duration> forget;
   bool untilEnd = false;
   bool strict = false;
 };
@@ -64,12 +64,9 @@ class View {
 
  private:
   Service::Options serviceOptions() {
-    const auto duration = [](double seconds) {
-      return Time::duration(std::llround(seconds * 1e9));
-    };
     Service::Options options{{}, _errors, {}};
-    options.live.ahead = duration(1.0);
-    if (_options.forgetSeconds > 0.0) options.live.forget = duration(_options.forgetSeconds);
+    options.live.ahead = boost::chrono::seconds(1);
+    options.live.forget = _options.forget;
     options.live.forces = Forces::Watched;
     options.output = [this](std::string_view line) { _server.output(line); };
     return options;
@@ -193,10 +190,8 @@ Examples:
       .add("--record", options->record,
            "Record what is played, line by line; the file must not have anything in it")
       .type("FILE");
-  command
-      .addNumber("--forget", options->forgetSeconds, 1e-3, 1e9,
-                 "Remove people, with their open scopes, who were not observed for so long")
-      .type("SECONDS");
+  command.addDuration("--forget", options->forget, false,
+                      "Remove people, with their open scopes, who were not observed for so long");
   command.addFlag("--until-end", options->untilEnd, "End at the end of standard input");
   command.addFlag("--strict", options->strict, "End at the first bad line of standard input");
   command.setAction([options] {

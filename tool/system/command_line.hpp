@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "recording/printable.hpp"
-#include "system/typed_time.hpp"
+#include "recording/typed_time.hpp"
 
 namespace CLI {
 class App;
@@ -98,13 +98,13 @@ class Command {
                description)
         .type("N");
   }
-  /// A time since the start of a recording, or an optional one.
+  /// A time since second 0 of a recording, or an optional one.
   template <typename Duration>
   Option addTime(const std::string& name, Duration& time, const std::string& description) {
     return add(
                name,
                [name, &time](const std::string& text) {
-                 const auto read = readTimeSinceStart(text);
+                 const auto read = readSeconds(text);
                  if (!read) {
                    throw WrongUsage(name, inQuotes(text) + " is neither seconds nor like 1:23.5");
                  }
@@ -112,6 +112,25 @@ class Command {
                },
                description)
         .type("TIME");
+  }
+
+  /// A length of time, or an optional one: above 0, or 0 too.
+  template <typename Duration>
+  Option addDuration(const std::string& name, Duration& time, bool canBeZero,
+                     const std::string& description) {
+    return add(
+               name,
+               [name, &time, canBeZero](const std::string& text) {
+                 const auto read = readSeconds(text);
+                 const Time::duration least(canBeZero ? 0 : 1);
+                 if (!read || *read < least) {
+                   throw WrongUsage(name, inQuotes(text) + (canBeZero ? " is no number of seconds"
+                                                                      : " is not above 0 seconds"));
+                 }
+                 time = *read;
+               },
+               description)
+        .type("SECONDS");
   }
 
   /// --person, which takes any number that a person can have.

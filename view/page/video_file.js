@@ -56,7 +56,8 @@ class VideoFile {
 
   // The lines of a recording. The time of a picture is that in the video, whatever its analysis took.
   async record(name, rate) {
-    const lines = [JSON.stringify({ event: "header", version: 1, source: "zorvel camera" })];
+    const lines = [
+      `{"event":"header","version":1,"source":"zorvel camera","origin":${recordingStart}}`];
     const people = new People({ first: 1 });
     const count = Math.ceil(stageVideo.duration * rate);
     const begun = performance.now();

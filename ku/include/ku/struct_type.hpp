@@ -74,8 +74,8 @@ class StructDescription : public StructTypeInterface {
     const auto& member = _members[index];
     const TypeInterface* type = member.type();
     if (!value || value.type == nullptr || value.type->typeInfo() != type->typeInfo()) {
-      throw std::invalid_argument("member \"" + member.name + "\" of " + _className + " takes a " +
-                                  type->name());
+      throwInvalidArgument("member \"" + member.name + "\" of " + _className + " takes a " +
+                           type->name());
     }
     member.assign(record(object), value.object);
   }

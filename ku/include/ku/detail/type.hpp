@@ -10,6 +10,10 @@ namespace detail {
 KU_API std::string readableName(const std::type_info& type);
 KU_API void logStorageError(const std::type_info& type);
 
+// Thrown in the library, so that a program without exceptions may include the templates.
+[[noreturn]] KU_API void throwBadCast();
+[[noreturn]] KU_API void throwInvalidArgument(const std::string& message);
+
 template <typename T>
 class ByPointerType : public TypeInterface {
  public:
@@ -61,7 +65,7 @@ const TypeInterface* typeOf() {
 template <typename T>
 T Reference::as() const {
   static_assert(std::is_arithmetic_v<T>, "only built-in types are read as a value");
-  if (type == nullptr || type->typeInfo() != typeid(T)) throw std::bad_cast();
+  if (type == nullptr || type->typeInfo() != typeid(T)) detail::throwBadCast();
   return detail::load(*static_cast<const T*>(object));
 }
 

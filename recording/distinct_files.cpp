@@ -1,4 +1,4 @@
-#include "system/distinct_files.hpp"
+#include "recording/distinct_files.hpp"
 
 #include <sys/stat.h>
 #include <unistd.h>

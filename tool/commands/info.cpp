@@ -2,13 +2,13 @@
 
 #include <optional>
 
-#include "commands/info/info_report.hpp"
+#include "inspection/info_report.hpp"
 #include "inspection/recording_facts.hpp"
+#include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "system/command_line.hpp"
-#include "system/distinct_files.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 
@@ -33,7 +33,11 @@ void info(const std::string& name, bool asJson) {
     }
   }
   // The lines before a bad one often tell why it is bad.
-  const InfoSource source{printable(name), recording.source(), recording.lines().lineNumber(),
+  const InfoSource source{printable(name),
+                          recording.source(),
+                          recording.origin(),
+                          recording.secondZero(),
+                          recording.lines().lineNumber(),
                           failure ? failure->what() : ""};
   fmt::print("{}", asJson ? formatInfoJson(source, facts) : formatInfo(source, facts));
   if (failure) throw Failure(*failure);
@@ -48,7 +52,7 @@ void addInfo(Command tool) {
   faces     cycles with a face: faceDetected is not false, and there is a head posture, a smile,
             expressions or facial points
   unseen    cycles that are not_seen
-  from, to  seconds since the earliest line, by the replay's clock, which never runs backwards
+  from, to  seconds since second 0, by the replay's clock, which never runs backwards
   Hz        cycles a second, by the median time from one to the next
   gaps      longer times from one cycle to the next than 3 of the median and than 1 s, unless the
             person was removed between them; the longest, and when it began

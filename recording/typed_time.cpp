@@ -1,10 +1,10 @@
-#include "system/typed_time.hpp"
+#include "recording/typed_time.hpp"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstring>
 #include <ctime>
 #include <string_view>
@@ -12,36 +12,47 @@
 namespace zorvel {
 namespace {
 
+/// The decimals of a second, to the nearest nanosecond.
+std::optional<Time::duration> readDecimals(std::string_view digits) {
+  if (digits.find_first_not_of("0123456789") != digits.npos) return std::nullopt;
+  const bool isRoundedUp = digits.size() > 9 && digits[9] >= '5';
+  return Time::duration(std::stoll(fmt::format("{:0<9.9}", digits)) + (isRoundedUp ? 1 : 0));
+}
+
 /// The fraction of a second, and "Z", that follow a date with time; in nanoseconds.
 std::optional<Time::duration> readFraction(std::string_view text) {
   if (text == "Z") return Time::duration(0);
   if (text.size() < 3 || text.size() > 11 || text.front() != '.' || text.back() != 'Z') {
     return std::nullopt;
   }
-  const std::string digits(text.substr(1, text.size() - 2));
-  if (digits.find_first_not_of("0123456789") != digits.npos) return std::nullopt;
-  return Time::duration(std::stoll(fmt::format("{:0<9}", digits)));
+  return readDecimals(text.substr(1, text.size() - 2));
 }
 
 }  // namespace
 
-std::optional<Time::duration> readTimeSinceStart(const std::string& text) {
-  double seconds = 0.0;
-  const char* position = text.data();
-  const char* const end = position + text.size();
+std::optional<Time::duration> readSeconds(std::string_view text) {
+  constexpr std::int64_t second = 1'000'000'000;
+  constexpr std::uint64_t limit = latestTime.count() / second;
+  const bool isNegative = text.substr(0, 1) == "-";
+  if (isNegative) text.remove_prefix(1);
+  const std::size_t point = std::min(text.find('.'), text.size());
+  const auto decimals = readDecimals(text.substr(std::min(point + 1, text.size())));
+  std::string_view whole = text.substr(0, point);
+  if (whole.empty() && point + 1 < text.size()) whole = "0";
+  std::uint64_t seconds = 0;
   for (int part = 0; part < 3; ++part) {
-    double number = 0.0;
-    const auto read = std::from_chars(position, end, number, std::chars_format::fixed);
-    if (read.ec != std::errc() || !std::isfinite(number) || number < 0.0) return std::nullopt;
-    if (part > 0 && number >= 60.0) return std::nullopt;
-    if (read.ptr != end && number != std::floor(number)) return std::nullopt;
-    seconds = seconds * 60.0 + number;
-    if (read.ptr == end) {
-      if (seconds > 1e9) return std::nullopt;
-      return Time::duration(std::llround(seconds * 1e9));
+    std::uint64_t number = 0;
+    const auto read = std::from_chars(whole.data(), whole.data() + whole.size(), number);
+    if (read.ec != std::errc() || (part > 0 && number >= 60)) return std::nullopt;
+    seconds = seconds * 60 + number;
+    if (!decimals || seconds >= limit) return std::nullopt;
+    whole.remove_prefix(static_cast<std::size_t>(read.ptr - whole.data()));
+    if (whole.empty()) {
+      const auto time = Time::duration(static_cast<std::int64_t>(seconds) * second) + *decimals;
+      return isNegative ? -time : time;
     }
-    if (*read.ptr != ':') return std::nullopt;
-    position = read.ptr + 1;
+    if (whole.front() != ':') return std::nullopt;
+    whole.remove_prefix(1);
   }
   return std::nullopt;
 }

@@ -1,7 +1,8 @@
-#ifndef ZORVEL_TOOL_COMMANDS_INFO_INFO_REPORT_HPP
-#define ZORVEL_TOOL_COMMANDS_INFO_INFO_REPORT_HPP
+#ifndef ZORVEL_INSPECTION_INFO_REPORT_HPP
+#define ZORVEL_INSPECTION_INFO_REPORT_HPP
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "inspection/recording_facts.hpp"
@@ -13,6 +14,9 @@ struct InfoSource {
   std::string recording;
   /// What its header says of where it comes from.
   std::string header;
+  /// Its origin, and the moment from which seconds count, which without one is the first event.
+  std::optional<Time> origin;
+  Time secondZero;
   /// All lines read, blank ones and the header included.
   std::uint64_t lines = 0;
   /// Why reading ended before the end; empty when it did not.

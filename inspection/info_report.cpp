@@ -1,4 +1,4 @@
-#include "commands/info/info_report.hpp"
+#include "inspection/info_report.hpp"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -67,7 +67,7 @@ void appendItem(std::string& text, std::string_view sentence) {
   text += line + '\n';
 }
 
-void appendPersons(std::string& text, const RecordingFacts& facts) {
+void appendPersons(std::string& text, const RecordingFacts& facts, Time secondZero) {
   const auto out = std::back_inserter(text);
   fmt::format_to(out, "\n{:>11} {:>8} {:>7} {:>7} {:>7} {:>9} {:>9} {:>7} {:>4}  {}\n", "person",
                  "cycles", "faces", "unseen", "removed", "from s", "to s", "Hz", "gaps", "longest");
@@ -78,14 +78,14 @@ void appendPersons(std::string& text, const RecordingFacts& facts) {
                    formatShare(person.faces, person.cycles()),
                    formatShare(person.notSeen, person.cycles()), person.removals);
     if (person.cycles() > 0) {
-      fmt::format_to(out, " {:>9.3f} {:>9.3f}", inSeconds(between(facts.lowestTime, person.first)),
-                     inSeconds(between(facts.lowestTime, person.last)));
+      fmt::format_to(out, " {:>9.3f} {:>9.3f}", inSeconds(between(secondZero, person.first)),
+                     inSeconds(between(secondZero, person.last)));
     }
     if (rate(person) > 0.0)
       fmt::format_to(out, " {:>7.2f} {:>4}", rate(person), person.intervals.gaps());
     if (person.intervals.gaps() > 0) {
       fmt::format_to(out, "  {} at {:.1f} s", formatDuration(person.intervals.highest()),
-                     inSeconds(between(facts.lowestTime, person.longestIntervalBegin)));
+                     inSeconds(between(secondZero, person.longestIntervalBegin)));
     }
     text += '\n';
   }
@@ -217,6 +217,12 @@ std::string formatInfo(const InfoSource& source, const RecordingFacts& facts) {
   } else {
     text += ", without an event\n";
   }
+  if (source.origin) {
+    fmt::format_to(out, "  second 0 is the header's origin, {} ({})\n", formatDate(*source.origin),
+                   source.origin->time_since_epoch().count());
+  } else if (facts.events() > 0) {
+    text += "  second 0 is the first event\n";
+  }
   if (!source.header.empty()) fmt::format_to(out, "  source {}\n", inQuotes(source.header));
   if (facts.events() > 0) text += '\n';
   for (std::size_t event = 0; event < eventNames.size(); ++event) {
@@ -227,7 +233,7 @@ std::string formatInfo(const InfoSource& source, const RecordingFacts& facts) {
     fmt::format_to(out, "scopes: {} opened, {} closed, {} left open\n", facts.scopes.opened,
                    facts.scopes.closed, openScopes(facts));
   }
-  if (!facts.persons.empty()) appendPersons(text, facts);
+  if (!facts.persons.empty()) appendPersons(text, facts, source.secondZero);
   const auto detailed = busiest(facts, personsWithFields);
   for (const auto& [id, person] : facts.persons) {
     if (detailed.count(id) == 1 && !person.fields.empty()) appendFields(text, id, person);
@@ -254,6 +260,12 @@ std::string formatInfoJson(const InfoSource& source, const RecordingFacts& facts
     json.member("error", source.error);
   }
   json.member("source", source.header);
+  if (source.origin) {
+    json.member("origin", *source.origin);
+  } else {
+    json.key("origin");
+    json.null();
+  }
   json.member("lines", source.lines);
   json.object("events", [&] {
     for (std::size_t event = 0; event < eventNames.size(); ++event) {
