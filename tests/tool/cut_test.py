@@ -173,9 +173,9 @@ class CutTest(unittest.TestCase):
                          one + three.replace(b"3}", b"1}"))
         # The header waits for the first line, which may be another then, or none.
         self.assertEqual(self.cut(HEADER + one.replace(b"1}", b"3}"), "--rename", "3=1"), HEADER + one)
-        self.assertEqual(self.cut(HEADER + told + line(4, "not_seen", 3), "--rename", "3=1"),
+        self.assertEqual(self.cut(HEADER + told + line(4, "observation", 3), "--rename", "3=1"),
                          HEADER.replace(b"}", b',"origin":%d}' % (START + 3 * 10**9))
-                         + line(4, "not_seen", 1))
+                         + line(4, "observation", 1))
         for lines, message in ((one + one.replace(b"1}", b"3}"), "-:2: person 3 overlaps person 1 in"),
                                (one + three + again, "-:3: person 1 overlaps person 3 in line 2"),
                                (scope + scope.replace(b"1,", b"3,"), "-:2: person 3 overlaps")):
