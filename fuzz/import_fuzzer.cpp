@@ -37,7 +37,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const MemoryFile file(data + 1, size - 1);
   zorvel::ImportOptions options;
   options.mirrored = (choices & 2U) != 0;
-  if ((choices & 4U) != 0) options.gap = Time::duration(0);
+  if ((choices & 4U) != 0) options.gap = zorvel::Time::duration(0);
   if (!isOpenFace || (choices & 8U) != 0) options.framesPerSecond = 25.0;
   std::optional<zorvel::ImportFacts> facts;
   fmt::memory_buffer text;

@@ -80,7 +80,7 @@ class Page : public Peer {
   void appendPicture(std::string& text, const Newest& newest);
 
   /// Several frames of a hundred people with their forces.
-  LineQueue _lines{std::size_t{512} << 10};
+  LineQueue _lines{std::size_t{1} << 20};
   LineQueue _errors{std::size_t{16} << 10};
   bool _needsPicture = true;
   /// The first topic that the picture has not brought yet; none when there is no picture.
