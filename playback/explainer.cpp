@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <iterator>
+
 #include "recording/printable.hpp"
 #include "recording/renamed.hpp"
 #include "recording/replay_clock.hpp"
@@ -29,10 +31,9 @@ void Explainer::add(Time secondZero, Time time, const Event& event, const Row& r
   if (state == nullptr) return;
   // Of everybody, as another person may turn out to be the one that is explained.
   _readings[state->person].add(time, event);
-  if (_explained.person && state->person != *_explained.person) return;
   if (_explained.at) {
     _persons.erase(state->person);
-  } else if (since < _explained.from || since > _explained.to) {
+  } else if (!isAbout(state->person) || since < _explained.from || since > _explained.to) {
     return;
   }
   ExplainedPerson& explained = _persons[state->person];
@@ -56,6 +57,12 @@ void Explainer::follow(const Rename& rename) {
   if (from != _persons.end() && rename.person != rename.to) from->second.isRemoved = true;
 }
 
+void Explainer::dropOthers() {
+  for (auto person = _persons.begin(); person != _persons.end();) {
+    person = isAbout(person->first) ? std::next(person) : _persons.erase(person);
+  }
+}
+
 std::vector<FieldReadings> Explainer::behind(std::int32_t person, std::string_view reason) const {
   return _readings.at(person).behind(reason, _persons.at(person).last);
 }
@@ -69,7 +76,7 @@ std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
   ReplayClock cycles;  // of those whom it is about
   const auto follow = [&](const Event& event) {
     events.advance(event.time);
-    if (isCycle(event) && (!explained.person || personOf(event) == explained.person)) {
+    if (isCycle(event) && explainer.isAbout(*personOf(event))) {
       cycles.advance(events.now());
     }
     onProgress();
@@ -81,6 +88,7 @@ std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
         follow(event);
       },
       explained.at.value_or(Time::duration::max()));
+  explainer.dropOthers();
   if (explainer.hasReachedMoment()) failure.reset();
   if (failure) return failure;
   const auto secondsOf = [&](Time time) { return roundUp(between(recording.secondZero(), time)); };

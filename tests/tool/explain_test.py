@@ -157,7 +157,8 @@ class ExplainTest(unittest.TestCase):
                   {"event": "observation", "time": 3 * 10**8, "person": 4}]
         # At 0.2 s, the last cycle was under the old id.
         for at, told in (("0.3", "touchEmotion 1, the newest of 2\n"), ("0.2", "person 4 at 0.100 s\n")):
-            self.assertIn(told, tool.run("explain", "-", "--at", at, input=lines(*events)).stdout)
+            self.assertIn(told, tool.run("explain", "-", "--at", at, "--person", "4",
+                                         input=lines(*events)).stdout)
 
     def test_tells_it_in_words(self):
         angry = {"event": "observation", "time": 0, "person": 1,
