@@ -98,7 +98,7 @@ class Host {
 
   void act() {
     const std::int32_t id = _input.PickValueInArray({1, 2, 3, INT32_MIN, INT32_MAX});
-    switch (_input.ConsumeIntegralInRange(0, 13)) {
+    switch (_input.ConsumeIntegralInRange(0, 14)) {
       case 0:
         return moveClock();
       case 1:
@@ -123,10 +123,17 @@ class Host {
       case 10:
         _clock.readingsUntilFault = _input.ConsumeIntegralInRange(0, 300);
         return update(id);
+      case 11:
+        return rename(id, _input.PickValueInArray({1, 2, 3, INT32_MIN, INT32_MAX}));
       default:
         _clock.advance(33'333'333);
         return update(id);
     }
+  }
+
+  void rename(std::int32_t from, std::int32_t to) {
+    _graph.rename(from, to);
+    _recorders[to].merge(_recorders[from]);
   }
 
   void moveClock() {

@@ -6,6 +6,7 @@
 #include <ku/clock.hpp>
 
 #include "recording/observation_fields.hpp"
+#include "recording/renamed.hpp"
 #include "recording/saved_state.hpp"
 
 namespace zorvel {
@@ -46,6 +47,10 @@ void FarReadings::warnOfFuture(const Observation& observation) {
 void FarReadings::warnOfLeftOut(const ZV::ObservationGuard::RemovedField& field,
                                 std::int32_t person) {
   warnOfFuture(person, field.name, inSeconds(field.ahead), isLeftOut);
+}
+
+void FarReadings::rename(const Rename& rename) {
+  applyRename(rename, _warned, [](auto& kept, auto& moved) { kept.merge(moved); });
 }
 
 void FarReadings::warnOfFuture(std::int32_t person, std::string_view field, double seconds,
@@ -145,6 +150,9 @@ void LivePlayback::noteSeen(const Event& event) {
     _lastSeen[observation->person] = now;
   } else if (const auto* const remove = std::get_if<Remove>(&event.what)) {
     _lastSeen.erase(remove->person);
+  } else if (const auto* const rename = std::get_if<Rename>(&event.what)) {
+    applyRename(*rename, _lastSeen, [](Time& kept, Time moved) { kept = std::max(kept, moved); });
+    _farReadings.rename(*rename);
   } else if (!std::holds_alternative<StopRecording>(event.what)) {
     if (const auto person = personOf(event)) _lastSeen.emplace(*person, now);
   }
@@ -163,6 +171,9 @@ void LivePlayback::forget(std::int32_t person) {
 void LivePlayback::inspect(const Event& event, std::uint64_t line) {
   _facts.add(event, line);
   if (const auto* const remove = std::get_if<Remove>(&event.what)) _facts.forget(remove->person);
+  if (const auto* const rename = std::get_if<Rename>(&event.what)) {
+    if (rename->person != rename->to) _facts.forget(rename->person);
+  }
   if (!_facts.goesWrongIn(line)) return;
   for (const Finding& finding : findingsOf(_facts)) {
     if (finding.firstLine == line && isToldByLine(finding)) _warn(finding.text);

@@ -34,6 +34,7 @@ class FarReadings {
   void warnOfLeftOut(const ZV::ObservationGuard::RemovedField& field, std::int32_t person);
 
   void forget(std::int32_t person) { _warned.erase(person); }
+  void rename(const Rename& rename);
   void forgetEverybody() { _warned.clear(); }
 
  private:

@@ -97,6 +97,18 @@ void Readings::add(Time now, const Event& cycle) {
   }
 }
 
+void Readings::merge(Readings& other) {
+  for (std::size_t index = 0; index < fieldCount; ++index) {
+    Field& field = _fields.at(index);
+    Field& from = other._fields.at(index);
+    field.times.merge(from.times);
+    if (from.newest.count > 0 &&
+        (field.newest.count == 0 || from.newest.time > field.newest.time)) {
+      field.newest = std::move(from.newest);
+    }
+  }
+}
+
 std::vector<FieldReadings> Readings::behind(std::string_view reason, Time now) const {
   const auto* const origin = std::find_if(
       origins.begin(), origins.end(), [reason](const Origin& of) { return of.reason == reason; });

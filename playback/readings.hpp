@@ -34,6 +34,8 @@ class Readings {
 
   /// Adds a cycle of the person, which is played at `now`.
   void add(Time now, const Event& cycle);
+  /// Takes over what is remembered of the same person under another id.
+  void merge(Readings& other);
   /// What forces of that reason came from, at `now`; empty for one that comes from no reading.
   std::vector<FieldReadings> behind(std::string_view reason, Time now) const;
 

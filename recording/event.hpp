@@ -62,6 +62,11 @@ struct Remove {
   static constexpr std::string_view name = "remove";
   std::int32_t person;
 };
+struct Rename {
+  static constexpr std::string_view name = "rename";
+  std::int32_t person;
+  std::int32_t to;
+};
 /// A person as they were saved.
 struct SavedPerson {
   std::int32_t id;
@@ -96,8 +101,8 @@ struct Activity {
 
 /// One line of a recording other than the header.
 struct Event {
-  using What = std::variant<Observation, NotSeen, Remove, Restore, StartRecording, StopRecording,
-                            Movement, Activity>;
+  using What = std::variant<Observation, NotSeen, Remove, Rename, Restore, StartRecording,
+                            StopRecording, Movement, Activity>;
   Time time;
   What what;
 };
@@ -108,7 +113,7 @@ inline const SavedPerson* restoredPerson(const Event& event) {
   return restore == nullptr ? nullptr : std::get_if<SavedPerson>(&restore->state);
 }
 
-/// The person that the event is about, if it is about one.
+/// The person that the event is about, if it is about one; of a Rename, who is renamed.
 inline std::optional<std::int32_t> personOf(const Event& event) {
   return std::visit(
       [](const auto& what) -> std::optional<std::int32_t> {
@@ -133,7 +138,7 @@ inline bool isCycle(const Event& event) {
 
 /// The names of the events, in the order of Event::What.
 constexpr std::array<std::string_view, std::variant_size_v<Event::What>> eventNames{
-    Observation::name,    NotSeen::name,       Remove::name,   Restore::name,
+    Observation::name,    NotSeen::name,       Remove::name,   Rename::name, Restore::name,
     StartRecording::name, StopRecording::name, Movement::name, Activity::name};
 
 /// Takes events in the order in which they happen.

@@ -21,6 +21,7 @@ Event event(JsonObject& line, JsonValue kind, Time time) {
   if (name == Observation::name) return {time, observation(line, time)};
   if (name == NotSeen::name) return {time, NotSeen{person()}};
   if (name == Remove::name) return {time, Remove{person()}};
+  if (name == Rename::name) return {time, Rename{person(), line.get("to").integer32()}};
   if (name == StartRecording::name) {
     const auto samples = line.find("samples");
     return {time, StartRecording{person(), scope(),

@@ -43,6 +43,8 @@ void RecordingAnnotation::follow(const Event& event, fmt::memory_buffer& text) {
     endVisit(remove->person, false, text);
   } else if (const auto* const restored = restoredPerson(event)) {
     endVisit(restored->id, true, text);
+  } else if (const auto* rename = std::get_if<Rename>(&event.what)) {
+    followRename(*rename, text);
   } else if (isCycle(event)) {
     visit(*personOf(event), text);
   } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
@@ -50,7 +52,7 @@ void RecordingAnnotation::follow(const Event& event, fmt::memory_buffer& text) {
   } else if (const auto* stop = std::get_if<StopRecording>(&event.what)) {
     requireClosed({stop->person, stop->scope});
   }
-  apply(event, _people);
+  apply(_clock.now(), event, _people);
   if (const auto person = personOf(event)) _everybody.insert(*person);
 }
 
@@ -133,8 +135,25 @@ void RecordingAnnotation::visit(std::int32_t person, fmt::memory_buffer& text) {
   }
 }
 
-/// Ends the person's scopes. Those that cover something after the removal begin anew with the next
-/// visit; when the person is restored instead, there must be none that are open.
+/// The visit goes on under the new id, whose scopes go on, too.
+void RecordingAnnotation::followRename(const Rename& rename, fmt::memory_buffer& text) {
+  if (rename.person == rename.to) return;
+  const auto known = _people.find(rename.person);
+  if (known != _people.end()) {
+    _everybody.insert(rename.to);
+    for (const auto& [name, scope] : known->second) requireClosed({rename.to, name});
+  }
+  const bool isVisit = _visitors.count(rename.person) > 0;
+  endVisit(rename.person, false, text);
+  if (!isVisit) return;
+  _visitors.insert(rename.to);
+  for (const auto& [key, current] : _current) {
+    if (key.first == rename.to) _outcomes[current.scope].isFilled = true;
+  }
+}
+
+/// Ends the person's scopes. Those that cover something later begin anew with the next visit; when
+/// the person is restored, there must be none that are open.
 void RecordingAnnotation::endVisit(std::int32_t person, bool isRestored, fmt::memory_buffer& text) {
   _visitors.erase(person);
   for (auto next = _current.lower_bound({person, ""});

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "recording/joined_people.hpp"
 #include "recording/known_people.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/replay_clock.hpp"
@@ -30,6 +31,8 @@ struct CutSpan {
   /// Of each person, one observation and one cycle without being seen in each interval of this
   /// length, and every observation with a touch, with speech or with an emotion of the situation.
   std::optional<Time::duration> every;
+  /// Other ids for people; what is said of people above goes by these.
+  JoinedPeople::Ids ids;
 };
 
 /// Follows a recording up to the begin of a cut, and tells the states of that moment.
@@ -38,21 +41,23 @@ struct StateKeeper {
   std::function<std::vector<Restore>()> save;
 };
 
-/// Cuts a span out of a recording. What is kept stays as it is to the byte; scopes and people that
-/// reach over an edge are opened and closed there. A second is the same in the cut as in the whole.
+/// Cuts a span out of a recording. What is kept stays as it is to the byte, but for ids; scopes and
+/// people that reach over an edge are opened and closed there. A second is the same in the cut as
+/// in the whole.
 class RecordingCut {
  public:
   /// With a keeper, the cut begins with everybody's state; else with open scopes alone.
   RecordingCut(RecordingReader& recording, const CutSpan& span, StateKeeper keeper = {})
-      : _recording(recording), _span(span), _keeper(std::move(keeper)) {}
+      : _recording(recording), _span(span), _keeper(std::move(keeper)), _joined(span.ids) {}
 
   /// Reads a line, and appends to the text what the cut has of it; false when the cut is whole.
   /// Throws what reading throws, and Failure when there is no event in the span.
   bool next(fmt::memory_buffer& text);
 
  private:
-  bool follow(const Event& event, fmt::memory_buffer& text);
-  bool isWanted(std::optional<std::int32_t> person) const;
+  bool follow(Event& event, fmt::memory_buffer& text);
+  bool join(Event& event);
+  bool isWanted(const Event& event) const;
   bool isOneOfMany(const Event& event);
   Time::duration now() const { return between(_recording.secondZero(), _clock.now()); }
   void writeHead(fmt::memory_buffer& text);
@@ -65,6 +70,7 @@ class RecordingCut {
   CutSpan _span;
   StateKeeper _keeper;
   RecordingLine _line;
+  JoinedPeople _joined;
   /// The lines before the first event: the header and blank ones.
   std::string _head;
   ReplayClock _clock;

@@ -29,6 +29,11 @@ void write(JsonLineWriter& line, Time /*time*/, const Remove& remove) {
   begin(line, Remove::name, remove.person);
 }
 
+void write(JsonLineWriter& line, Time /*time*/, const Rename& rename) {
+  begin(line, Rename::name, rename.person);
+  line.member("to", rename.to);
+}
+
 void write(JsonLineWriter& line, Time /*time*/, const StartRecording& start) {
   begin(line, StartRecording::name, start.person);
   line.member("scope", start.scope);

@@ -70,6 +70,9 @@ class ReportData {
     void open(Time time, const std::string& scope);
     void close(Time time, const ScopeRow& row);
     void remove(Time time);
+    bool isPresent() const { return cycles.isPresent() || !openScopes.empty(); }
+    /// Scopes that are open move on, too.
+    void goOnAs(Person& to);
     void writeChanges(JsonLineWriter& json) const;
     void write(JsonLineWriter& json, Time end) const;
   };

@@ -229,7 +229,11 @@ void Service::played(const Event& event) {
   if (const auto* const restore = std::get_if<Restore>(&event.what)) show(event.time, *restore);
   const auto person = personOf(event);
   if (!person) return;
-  if (std::holds_alternative<Remove>(event.what)) {
+  if (const auto* const rename = std::get_if<Rename>(&event.what)) {
+    if (rename->person == rename->to) return;
+    if (_newest.people.count(*person) > 0) _newest.people.try_emplace(rename->to);
+    remove(*person, event.time);
+  } else if (std::holds_alternative<Remove>(event.what)) {
     remove(*person, event.time);
   } else if (!std::holds_alternative<StopRecording>(event.what)) {
     _newest.people.try_emplace(*person);
@@ -296,18 +300,20 @@ void Service::show(Time time, const Restore& restore) {
   }
   show(time, row, rowLine(time, row, Forces::Unwatched));
 }
+void Service::requireOwn(const Sender& sender, const Event& event) {
+  if (const auto person = personOf(event)) requireOwn(sender, *person);
+  if (const auto* rename = std::get_if<Rename>(&event.what)) requireOwn(sender, rename->to);
+}
 
 /// Whoever uses an id first owns it until they leave.
-void Service::requireOwn(const Sender& sender, const Event& event) {
-  const auto person = personOf(event);
-  if (!person) return;
+void Service::requireOwn(const Sender& sender, std::int32_t person) {
   const auto range = std::find_if(_ranges.begin(), _ranges.end(), [&](const Range& each) {
-    return *person >= each.first && *person - each.first < each.count;
+    return person >= each.first && person - each.first < each.count;
   });
   const Sender* const owner =
-      range != _ranges.end() ? range->owner : _owners.try_emplace(*person, &sender).first->second;
+      range != _ranges.end() ? range->owner : _owners.try_emplace(person, &sender).first->second;
   if (owner != &sender) {
-    throw Failure(fmt::format("person {} belongs to {}", *person, owner->name));
+    throw Failure(fmt::format("person {} belongs to {}", person, owner->name));
   }
 }
 

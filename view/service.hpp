@@ -114,6 +114,7 @@ class Service {
   void show(Time time, const Restore& restore);
   void dropFromLastMinute();
   void requireOwn(const Sender& sender, const Event& event);
+  void requireOwn(const Sender& sender, std::int32_t person);
   void disown(const Sender& sender);
   void dropRanges(const Sender& sender);
   bool isFree(const Range& range) const;

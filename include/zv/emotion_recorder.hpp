@@ -22,8 +22,9 @@ namespace ZV {
 /// live state, all samples read as that state stands when the scope is stopped. For a history, pass
 /// a new state each time.
 ///
-/// Thread safety: `startRecording`, `stopRecording`, `save` and `restore` may be called from any
-/// thread. The other two require the caller to hold `mutex`, which is not recursive:
+/// Thread safety: `startRecording`, `stopRecording`, `save`, `restore` and `merge` may be called from
+/// any thread. The two whose names end in `_notMutexed` require the caller to hold `mutex`, which is
+/// not recursive:
 ///
 ///     boost::unique_lock<boost::mutex> lock(recorder.mutex);
 ///     if (recorder.hasAnOpenScope_notMutexed()) recorder.update_notMutexed(state);
@@ -89,6 +90,11 @@ class ZV_API ZVEmotionRecorder {
   /// other members are as in a new one. Throws std::invalid_argument when one of the numbers is
   /// beyond its range, and what making a state throws; then nothing has changed.
   void restore(const SavedScopes& scopes);
+  /// Takes over the scopes of another recorder, whose person turned out to be this one's. Scopes of
+  /// one name become one: it has the samples of both in the order of time, at one time this one's
+  /// first, and takes as many more as this recorder's scope did. Throws nothing. Locks the other
+  /// recorder, then this one, never both at once.
+  void merge(ZVEmotionRecorder& other);
 
   /// The mean valence of samples, weighted by their confidences, and their mean confidence; both
   /// are NaN without samples. A valence that is NaN counts as 0. It is summed up in single

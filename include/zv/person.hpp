@@ -45,7 +45,8 @@ class ZV_API Person {
   /// One cycle in which the person was not perceived.
   void decreaseSinceNotSeen();
 
-  /// Changes the identifier. A SocialGraph goes on keeping the person under the old one.
+  /// Changes the identifier. A SocialGraph goes on keeping the person under the old one; see
+  /// SocialGraph::rename.
   void setUserSessionID(std::int32_t id) { userSessionID = id; }
   /// PersonState::setFrequencyGaze of this person's state.
   void setFrequencyGaze(float frequency) { personState.setFrequencyGaze(frequency); }

@@ -420,6 +420,30 @@ void bindGraph(py::module_& module) {
             withoutLock([&] { graph.remove(id); });
           },
           person, "Forgets a person; an unknown one is no error.")
+      .def(
+          "rename",
+          [](ZV::SocialGraph& graph, py::handle of, py::handle other) {
+            const std::int32_t id = integer32From(of, "person");
+            const std::int32_t to = integer32From(other, "to");
+            const InUse use(graph);
+            withoutLock([&] { graph.rename(id, to); });
+          },
+          person, py::arg("to"),
+          "The person goes on as `to`, with state and memory. Where `to` is known, the two become "
+          "one, as `merge` says; an unknown person is no error.")
+      .def(
+          "merge",
+          [](ZV::SocialGraph& graph, py::handle of, py::handle other) {
+            const std::int32_t id = integer32From(of, "person");
+            const std::int32_t to = integer32From(other, "to");
+            const InUse use(graph);
+            withoutLock([&] { graph.merge(id, to); });
+          },
+          person, py::arg("to"),
+          "Two persons were one: `to` goes on with the memory of both and the state of the one "
+          "observed last, its own if both were at once; the other is forgotten. Does nothing "
+          "unless "
+          "both are known.")
       .def("read", &readPerson, person,
            "The state of a person at this moment; None for an unknown one.")
       .def("persons", &readAll, "The states of all persons at this moment, by number.")
@@ -473,6 +497,9 @@ void bindRecorder(py::module_& module) {
                                 state.attention.value, state.attention.confidence));
           },
           py::arg("state"), py::call_guard<Unlocked>(), "Adds a sample to every open scope.")
+      .def("merge", &Recorder::merge, py::arg("other"), py::call_guard<Unlocked>(),
+           "Takes over the scopes of another recorder, whose person turned out to be this one's. "
+           "Scopes of one name become one, with the samples of both and the limit of this one's.")
       .def(
           "stop",
           [](Recorder& recorder, py::handle of) {

@@ -638,6 +638,12 @@ void bindEvents(py::module_& module) {
           time, py::arg("state"), py::arg("person") = py::none(),
           "The person, or without one the room, goes on from a saved state.")
       .def_static(
+          "rename",
+          [eventAt](py::handle at, py::handle id, py::handle other) {
+            return eventAt(at, Rename{integer32From(id, "person"), integer32From(other, "to")});
+          },
+          time, person, py::arg("to"), "The person goes on as another number.")
+      .def_static(
           "start_recording",
           [eventAt](py::handle at, py::handle id, py::handle name, py::handle samples) {
             return eventAt(at, StartRecording{integer32From(id, "person"), textFrom(name, "scope"),
@@ -667,6 +673,14 @@ void bindEvents(py::module_& module) {
           "time", [](const Event& event) { return nanoseconds(event.time); },
           "In nanoseconds since 1970.")
       .def_property_readonly("person", &personOf, "Whom it is about.")
+      .def_property_readonly(
+          "to",
+          [](const Event& event) -> std::optional<std::int32_t> {
+            const auto* rename = std::get_if<Rename>(&event.what);
+            if (rename == nullptr) return std::nullopt;
+            return rename->to;
+          },
+          "The number that a renamed person goes on as.")
       .def_property_readonly(
           "fields",
           [](const Event& event) -> std::optional<TimedObservation> {

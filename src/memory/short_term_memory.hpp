@@ -31,13 +31,21 @@ class ShortTermMemory {
   /// first arrival wins.
   void record(const Entry& observation) {
     const boost::unique_lock<boost::mutex> lock(_mutex);
-    const auto place = std::lower_bound(
-        _entries.begin(), _entries.end(), observation,
-        [](const Entry& entry, const Entry& recorded) { return entry > recorded; });
-    if (place == _entries.end() || place->timestamp != observation.timestamp) {
-      _entries.insert(place, observation);
-    }
+    insert(observation);
     _forgetOld();
+  }
+
+  /// Makes room for the entries of another memory: taking them in allocates nothing then.
+  void reserveFor(const ShortTermMemory& other) {
+    const boost::unique_lock<boost::mutex> lock(_mutex);
+    _entries.reserve(_entries.size() + other._entries.size());
+  }
+
+  /// Adds the entries of another memory, each at its place in time; of two with one timestamp, the
+  /// own one stays. Nothing is forgotten. The owner of the other memory serialises access to it.
+  void takeIn(const ShortTermMemory& other) {
+    const boost::unique_lock<boost::mutex> lock(_mutex);
+    for (const Entry& entry : other._entries) insert(entry);
   }
 
   std::uint64_t size() {
@@ -92,6 +100,15 @@ class ShortTermMemory {
   bool _isTooOld(const Entry& entry) const { return maxAge < ageOf(entry.timestamp); }
 
  private:
+  void insert(const Entry& observation) {
+    const auto place = std::lower_bound(
+        _entries.begin(), _entries.end(), observation,
+        [](const Entry& entry, const Entry& recorded) { return entry > recorded; });
+    if (place == _entries.end() || place->timestamp != observation.timestamp) {
+      _entries.insert(place, observation);
+    }
+  }
+
   boost::chrono::milliseconds maxAge;
   std::vector<Entry> _entries;
   boost::mutex _mutex;

@@ -78,6 +78,22 @@ void ZVEmotionRecorder::restore(const SavedScopes& scopes) {
   _scopes.swap(restored);
 }
 
+void ZVEmotionRecorder::merge(ZVEmotionRecorder& other) {
+  std::map<std::string, EmoRecordInfo> scopes;
+  {
+    const Lock lock(other.mutex);
+    scopes.swap(other._scopes);
+  }
+  const Lock lock(mutex);
+  _scopes.merge(scopes);
+  for (auto& [name, left] : scopes) {
+    Samples& samples = _scopes.find(name)->second.samples;
+    samples.splice(samples.end(), left.samples);
+    // Not a merge of two sorted lists: a clock may have run backwards.
+    samples.sort([](const Sample& one, const Sample& next) { return one.first < next.first; });
+  }
+}
+
 ValueConfidence<float> ZVEmotionRecorder::meanValence(const Samples& samples) {
   float weightedSum = 0.0f;
   float confidenceSum = 0.0f;

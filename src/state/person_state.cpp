@@ -1,13 +1,21 @@
 #include "zv/person_state.hpp"
 
 #include <algorithm>
+#include <array>
 #include <boost/make_shared.hpp>
 #include <stdexcept>
 
+#include "bodylanguage/body_language_state_private.hpp"
 #include "state/person_state_private.hpp"
 
 namespace ZV {
 namespace {
+
+constexpr std::array usedTimes{
+    &PersonStatePrivate::headPostureTimestamp,  &PersonStatePrivate::smileTimestamp,
+    &PersonStatePrivate::expressionsTimestamp,  &PersonStatePrivate::voiceEmotionTimestamp,
+    &PersonStatePrivate::asrEmotionTimestamp,   &PersonStatePrivate::gazeTimestamp,
+    &PersonStatePrivate::touchEmotionTimestamp, &PersonStatePrivate::contextEmotionTimestamp};
 
 int labelOf(float valence) {
   const auto number = static_cast<double>(valence);
@@ -49,6 +57,30 @@ void PersonStatePrivate::_setUnsmoothedValence(float value) {
 
 void PersonStatePrivate::_setUnsmoothedValenceConfidence(float value) {
   unsmoothedValence.confidence = std::clamp(value, 0.0f, 1.0f);
+}
+
+ku::SystemClock::time_point PersonStatePrivate::_newestReading() const {
+  ku::SystemClock::time_point newest = never;
+  for (const auto time : usedTimes) newest = std::max(newest, this->*time);
+  return newest;
+}
+
+void PersonStatePrivate::_goOnFrom(const PersonStatePrivate& other) {
+  bodyLanguageState._record() = other.bodyLanguageState._record();
+  valence = other.valence;
+  unsmoothedValence = other.unsmoothedValence;
+  attention = other.attention;
+  smile = other.smile;
+  gaze = other.gaze;
+  expressions = other.expressions;
+  headHeight = other.headHeight;
+  headAngles = other.headAngles;
+  frequencyGaze = other.frequencyGaze;
+  frequencyFace = other.frequencyFace;
+}
+
+void PersonStatePrivate::_useLaterReadings(const PersonStatePrivate& other) {
+  for (const auto time : usedTimes) this->*time = std::max(this->*time, other.*time);
 }
 
 PersonState::PersonState() : _state(boost::make_shared<PersonStatePrivate>()) {}

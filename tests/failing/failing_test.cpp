@@ -119,6 +119,24 @@ TEST_F(Failing, GraphWithoutMemory) {
     failAllocations<Peopled>([&](Peopled& graph) { graph.restore(id, saved); }, isAsBefore);
   }
   failAllocations<Peopled>([&](Peopled& /*graph*/) { graphOfOne.find(1)->save(); }, isAsBefore);
+
+  struct Split : SocialGraph {
+    Split() {
+      for (const int person : {1, 3}) {
+        PersonObservation seen;
+        const auto now = ku::SystemClock::now() + boost::chrono::seconds(person);
+        seen.smile.emplace(now, Smile());
+        seen.gaze.emplace(now, Gaze());
+        update(person, [&seen](Person& of) { of.update(seen); });
+      }
+    }
+  };
+  const auto asBefore = [](Split& graph) {
+    ASSERT_EQ(graph.persons().size(), 2U);
+    auto& memory = graph.find(1)->personMemory._record();
+    EXPECT_TRUE(memory.smile.entries().size() == 1 && memory.gaze.entries().size() == 1);
+  };
+  failAllocations<Split>([](Split& graph) { graph.rename(3, 1); }, asBefore);
 }
 
 TEST_F(Failing, BoardWithoutMemory) {

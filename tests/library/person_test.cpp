@@ -154,6 +154,83 @@ TEST(SocialGraph, CreatesOnUpdateAndNeverOnRead) {
   EXPECT_EQ(idsIn(graph), (std::vector<int>{8, 9}));
 }
 
+/// Every value of a state.
+std::string allOf(const Person& person) {
+  const auto& s = person.personState._record();
+  std::string all =
+      textOf(s.valence.value, s.valence.confidence, s.unsmoothedValence.value,
+             s.unsmoothedValence.confidence, s.attention.value, s.attention.confidence,
+             s.bodyLanguageState, s.smile.smile().value, s.gaze.yaw, s.expressions.joy.value,
+             s.headHeight, s.headAngles.yaw(), s.frequencyGaze, s.frequencyFace);
+  for (const auto time : {s.headPostureTimestamp, s.smileTimestamp, s.expressionsTimestamp,
+                          s.voiceEmotionTimestamp, s.asrEmotionTimestamp, s.gazeTimestamp,
+                          s.touchEmotionTimestamp, s.contextEmotionTimestamp}) {
+    all += textOf(" ", time.time_since_epoch().count());
+  }
+  return all;
+}
+
+TEST(SocialGraph, RenamesAPersonWhoGoesOnTheSame) {
+  std::vector<std::string> futures;
+  for (const int to : {1, 3, 4}) {  // 4 is there already, and nothing is known of them
+    ku::SimulatedClock clock(at(0));
+    const ku::ClockScope scope(clock);
+    SocialGraph graph;
+    auto all = allChannelsAt(0);
+    all.height = seen(0, 1.5f);
+    all.smile->value.setSmile({1, 1});
+    all.headPosture->value = HeadPosture(0, 9, 0);
+    graph.update(1, [&all](Person& person) {
+      person.update(all);
+      auto& state = person.personState._record();
+      state.gaze.yaw = state.expressions.joy.value = state.frequencyGaze = state.frequencyFace = 3;
+      state.headAngles = HeadPosture(3, 0, 0);
+    });
+    const auto copy = graph.find(1);
+    if (to == 4) graph.add(to);
+    graph.merge(1, 7);  // nobody is 7
+    graph.rename(7, 1);
+    graph.rename(1, to);
+    EXPECT_EQ(idsIn(graph), std::vector<int>{to});
+    EXPECT_EQ(&copy->personState._record() == &graph.find(to)->personState._record(), to != 4);
+    futures.push_back(allOf(*graph.find(to)));
+    for (int time = 1'000; time < 9'000; time += 1'000) {
+      clock.set(at(time));
+      graph.update(to, [](Person& person) { person.update({}); });
+      futures.back() += allOf(*graph.find(to));
+    }
+    EXPECT_EQ(futures.back(), futures.front());
+  }
+}
+
+TEST(SocialGraph, MergesMemoriesAndGoesOnFromWhoWasObservedLast) {
+  for (const int last : {49, 50, 51}) {
+    ku::SimulatedClock clock(at(100));
+    const ku::ClockScope scope(clock);
+    SocialGraph graph;
+    const auto touch = &PersonObservation::touchEmotion;
+    for (const auto& [id, seen] : {std::pair(1, only(touch, 10, 1)),
+                                   {1, only(touch, 50, 1)},
+                                   {3, only(touch, 10, -1)},
+                                   {3, only(touch, 20, -1)},
+                                   {3, only(&PersonObservation::distance, last, 1.0f)}}) {
+      graph.update(id, [&seen = seen](Person& person) { person.update(seen); });
+    }
+    const Person from = *graph.find(3), to = *graph.find(1);
+    const std::string before = allOf(from);
+    graph.merge(3, 1);
+    EXPECT_EQ(allOf(from), before);
+    std::string touches;
+    for (const auto& entry : to.personMemory._record().touchEmotion.entries()) {
+      touches += textOf((entry.timestamp - at(0)).count() / 1'000'000, entry.value, "");
+    }
+    EXPECT_EQ(touches, "50 1 20 -1 10 1 ");
+    const auto& state = to.personState._record();
+    EXPECT_EQ(std::signbit(state.valence.value), last > 50);
+    EXPECT_EQ(state.touchEmotionTimestamp, at(50));
+  }
+}
+
 template <typename P, typename Call>
 void expectCallsOfACopy(Call call) {
   std::vector<int> counts;
@@ -187,6 +264,8 @@ TEST(SocialGraph, LocksForEachOperation) {
   const auto start = [&](const Person&) {
     operations.push_back(begin([&] { graph.add(2); }));
     operations.push_back(begin([&] { graph.remove(3); }));
+    operations.push_back(begin([&] { graph.rename(3, 4); }));
+    operations.push_back(begin([&] { graph.merge(3, 1); }));
     operations.push_back(begin([&] { graph.find(1); }));
     operations.push_back(begin([&] { graph.persons(); }));
     operations.push_back(begin([&] { graph.update(1, {}); }));

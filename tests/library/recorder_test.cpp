@@ -74,6 +74,22 @@ TEST(Recorder, TakesSavedScopesWholeOrNotAtAll) {
   }
 }
 
+TEST(Recorder, TakesOverTheScopesOfTheSamePerson) {
+  // The clock is set back in between.
+  ScriptedClock clock([](int reading) { return at(reading == 0 ? 5 : reading + 2); });
+  ZVEmotionRecorder kept, moved;
+  kept.startRecording("both", 3);
+  for (const char* const name : {"both", "moved"}) moved.startRecording(name, 7);
+  for (auto* recorder : {&kept, &moved, &kept, &moved}) recorder->update_notMutexed(PersonState());
+  kept.merge(moved);
+  kept.merge(kept);
+  EXPECT_TRUE(scopesOf(moved).empty() && scopesOf(kept).count("moved") == 1);
+  EXPECT_EQ(scopesOf(kept).at("both").remainingSamples, 1);
+  std::vector<Time> times;
+  for (const auto& sample : kept.stopRecording("both").second) times.push_back(sample.first);
+  EXPECT_EQ(times, (std::vector<Time>{at(3), at(4), at(5), at(5)}));
+}
+
 TEST(Recorder, LabelsAScopeByItsWeightedMean) {
   // The scopes of three samples have a mean of 0.2, up to a last digit that depends on their order.
   using Samples = std::vector<std::pair<float, float>>;  // valence and confidence

@@ -183,6 +183,17 @@ def test_steps_in_a_callback_are_those_of_the_graph() -> None:
         kept[0].state
 
 
+def test_one_person_under_two_numbers() -> None:
+    graph, recorder, other = zorvel.SocialGraph(), zorvel.Recorder(), zorvel.Recorder()
+    other.start("scope")
+    graph.update(3, smiling())
+    graph.rename(3, 1)
+    other.update(graph.not_seen(4))
+    graph.merge(1, 4)
+    recorder.merge(other)
+    assert graph.persons()[4].valence.value > 0.5 and len(recorder.stop("scope")[1]) == 1
+
+
 def test_what_a_callback_raises_comes_out_as_it_is() -> None:
     class Mine(Exception):
         pass
@@ -221,6 +232,7 @@ def test_a_callback_that_would_wait_for_itself_is_told_so() -> None:
         person.update(smiling())
 
     for use in (lambda _: graph.read(1), lambda _: graph.persons(), lambda _: graph.remove(1),
+                lambda _: graph.rename(1, 2), lambda _: graph.merge(2, 1),
                 lambda _: graph.update(1, smiling())):
         with pytest.raises(RuntimeError, match="must not use the graph"):
             graph.update(1, use)

@@ -138,6 +138,8 @@ def rebuilt(event: zorvel.Event) -> zorvel.Event:
         fields = {name: getattr(event.fields, name) for name in dir(event.fields)
                   if not name.startswith("_")}
         return zorvel.Event.observation(time, person, zorvel.Observation(**fields))
+    if event.to is not None:
+        return zorvel.Event.rename(time, person, event.to)
     if event.scope is None:
         return {"not_seen": zorvel.Event.not_seen,
                 "remove": zorvel.Event.remove}[event.kind](time, person)

@@ -218,6 +218,39 @@ class CutTest(unittest.TestCase):
                                                     "0.3").splitlines()
                           if b'"observation"' in text or b'"not_seen"' in text], expected)
 
+    def test_one_person_under_several_ids(self):
+        # Person 1 of the scene is 9 for a while, as a tracker tells it that never lets go of an id.
+        split = []
+        for text in self.scene.splitlines(keepends=True):
+            event = json.loads(text)
+            if event.get("person") != 1 or "scope" in event:
+                split.append(text)
+                continue
+            person = 1 if event["time"] % (60 * 10**9) < 40 * 10**9 else 9
+            split.append(text.replace(b'"person":1,', b'"person":%d,' % person)
+                         .replace(b'"person":1}', b'"person":%d}' % person))
+            if event["event"] == "observation":
+                split += [line((event["time"] - START) / 1e9, name, 10 - person)
+                          for name in ("not_seen", "remove")]
+        joined = self.cut(b"".join(split), "--rename", "9=1", "--rename", "7=8")
+        self.assertEqual(self.replayed(joined), self.whole)
+        one, three, again = (line(second, "observation", second % 2 * -2 + 3) for second in (1, 2, 3))
+        scope = line(2, "start_recording", 1, "s")
+        told = line(3, "rename", 3).replace(b"}", b',"to":1}')
+        self.assertEqual(self.cut(one + three + told, "--rename", "3=1"),
+                         one + three.replace(b"3}", b"1}"))
+        # The header waits for the first line, which may be another then, or none.
+        self.assertEqual(self.cut(HEADER + one.replace(b"1}", b"3}"), "--rename", "3=1"), HEADER + one)
+        self.assertEqual(self.cut(HEADER + told + line(4, "observation", 3), "--rename", "3=1"),
+                         HEADER.replace(b"}", b',"origin":%d}' % (START + 3 * 10**9))
+                         + line(4, "observation", 1))
+        for lines, message in ((one + one.replace(b"1}", b"3}"), "-:2: person 3 overlaps person 1 in"),
+                               (one + three + again, "-:3: person 1 overlaps person 3 in line 2"),
+                               (scope + scope.replace(b"1,", b"3,"), "-:2: person 3 overlaps")):
+            self.assert_fails("cut", lines, ["--rename", "3=1"], message)
+        for names, message in (("3=1x", "is not like 3=1"), ("1=2", "person 1 is renamed, too")):
+            self.assert_fails("cut", one, ["--rename", "3=1", "--rename", names], message, 2)
+
     def test_errors_of_a_cut(self):
         lines = [HEADER, *(line(second, "not_seen", 1) for second in (0, 1, 4.0009)), b"oops\n"]
         whole = b"".join(lines)
@@ -259,6 +292,27 @@ class CutTest(unittest.TestCase):
             recording = MARK + HEADER + b"".join([*cycles, gone, last])
             self.assertEqual(self.annotated(recording, scopes), expected)
 
+    def test_a_row_is_of_one_id(self):
+        before = line(0, "start_recording", 2, "own") + line(1, "not_seen", 2)
+        renaming = line(3, "rename", 2).replace(b"}", b',"to":7}')
+        recording = before + renaming + line(4, "not_seen", 2) + line(5, "not_seen", 7)
+        (self.folder / "scopes.csv").write_text(table("2,a,2,4.5", "7,b,2,3.5", "7,c,3.5,4"))
+        result = self.run_tool("annotate", recording, "scopes.csv")
+        self.assertIn(b"renamings part 1 row into 2 scopes", result.stderr)
+        self.assertEqual(result.stdout, b"".join([
+            before, line(2, "start_recording", 2, "a"), line(2, "start_recording", 7, "b"),
+            line(3, "stop_recording", 2, "a"), renaming, line(3.5, "start_recording", 7, "c"),
+            line(3.5, "stop_recording", 7, "b"), line(4, "start_recording", 2, "a"),
+            line(4, "not_seen", 2), line(4, "stop_recording", 7, "c"),
+            line(4.5, "stop_recording", 2, "a"), line(5, "not_seen", 7)]))
+        stop = line(6, "stop_recording", 7, "own")
+        self.assertEqual([(row["scope"], row["begin"], row["samples"], row["visit"])
+                          for row in self.replayed(result.stdout + stop)[1]],
+                         [("a", "2", "0", "1"), ("b", "2", "0", "1"), ("c", "3.5", "0", "1"),
+                          ("a", "4", "1", "2"), ("own", "0", "2", "1")])
+        (self.folder / "scopes.csv").write_text(table("7,own,2,3"))
+        self.assert_fails("annotate", recording, ["scopes.csv"], ":2: overlaps a scope of the recording")
+
     def test_a_second_is_the_same_everywhere(self):
         """A film whose only face comes after 10 s, is lost for a while, and comes back."""
         start = 4 * 10**18 + 123_456_789
@@ -271,8 +325,8 @@ class CutTest(unittest.TestCase):
         (self.folder / "scopes.csv").write_text(table(
             "0,a,-0:00.0000000004,12", "0,b,2.0000000009,10.9", "0,b,11,12"))
         result = self.run_tool("annotate", film, "scopes.csv", "--offset", "10")
-        self.assertEqual(result.stderr.decode(), "scopes.csv: warning: removals part 2 rows into 4 "
-                         "scopes, one for each visit of the person; the first is line 2\n")
+        self.assertEqual(result.stderr.decode(), "scopes.csv: warning: removals or renamings part 2 "
+                         "rows into 4 scopes, one for each visit of the person; the first is line 2\n")
         for options, cycles, begin in (([], 6, "10"), (["--from", "12.000000001"], 5, "12.000000001"),
                                        (["--every", "0:03"], 4, "10")):
             recording = self.cut(result.stdout, *options)

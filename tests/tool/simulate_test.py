@@ -27,7 +27,7 @@ class SimulateTest(FolderTest):
                 told = json.loads(run("info", "-", "--json", input=scene).stdout)
                 self.assertEqual((told["source"], told["findings"]), ("simulate", []))
                 self.assertEqual([name for name, count in told["events"].items() if count == 0],
-                                 ["restore"])
+                                 ["rename", "restore"])
                 self.assertAlmostEqual(told["seconds"], 60, delta=0.01)
                 self.assertEqual([person["person"] for person in told["persons"]],
                                  list(range(1, people + 1)))

@@ -127,6 +127,8 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                                                         f"127.0.0.1:{service.port}")
             for number in range(20):
                 service.process.stdin.write(observation(7, gaze={"yaw": number, "pitch": 0}) + "\n")
+                if number in (10, 15):  # to a new id, then to one that is known
+                    service.process.stdin.write(event("rename", person=7, to=8) + "\n")
                 service.process.stdin.flush()
                 await asyncio.sleep(0.01)
             self.assertEqual(await asyncio.wait_for(send.wait(), WAIT), 0)
@@ -138,8 +140,9 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         sent = [json.loads(line) for line in states.read_text().splitlines()]
         self.assertGreater(len(sent), 1000)
         self.assertEqual([line for line in lines if "removed" not in line and "time" in line], sent)
-        # Person 7 was forgotten, and those of the scene left.
-        self.assertEqual({line["person"] for line in lines if "removed" in line}, {1, 2, 7})
+        # Person 7 was renamed twice and forgotten once, 8 forgotten, and those of the scene left.
+        self.assertEqual(sorted(line["person"] for line in lines if "removed" in line),
+                         [1, 2, 7, 7, 7, 8])
         self.assertIn('"source":"zorvel view"', self.record.read_text().splitlines()[0])
         self.assertNotEqual(run("view", "--port", "0", "--record", self.record, input="").returncode, 0)
 
@@ -302,11 +305,13 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             await first.send(observation(1) + "\n" + people % "")
             granted = json.loads(await heard(first))["people"]
             self.assertEqual((granted["first"], granted["count"]), (1000000, 3))
-            await second.send(observation(2) + "\n" + observation(1) + "\n" + observation(1000002))
+            await second.send(observation(2) + "\n" + observation(1) + "\n" + observation(1000002)
+                              + "\n" + event("rename", person=2, to=1))
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
             self.assertEqual(answers, [
                 {"error": "person 1 belongs to connection 1", "line": 2},
-                {"error": "person 1000002 belongs to connection 1", "line": 3}])
+                {"error": "person 1000002 belongs to connection 1", "line": 3},
+                {"error": "person 1 belongs to connection 1", "line": 4}])
             await second.send(people % ',"first":1000001')
             self.assertEqual(json.loads(await heard(second))["people"]["first"], 1000003)
             await first.send(event("remove", person=1) + "\nlast")
@@ -320,7 +325,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             # What has become free can be had again, as after a reload.
             await second.send(observation(1) + "\n[]\n" + people % ',"first":1000000')
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
-            self.assertEqual([answer.get("line") for answer in answers], [8, None])
+            self.assertEqual([answer.get("line") for answer in answers], [9, None])
             self.assertEqual(answers[1]["people"]["first"], 1000000)
             # Whoever has the key gets them at once, with what else the other had.
             key = answers[1]["people"]["key"]

@@ -132,7 +132,9 @@ void send(const SendOptions& options) {
                                     std::chrono::duration<double>(std::min(seconds, 1e9))));
       move(*event, ku::SystemClock::now());
       write(*event);
-      if (const auto person = personOf(*event)) {
+      if (const auto* const rename = std::get_if<Rename>(&event->what)) {
+        if (people.erase(rename->person) > 0) people.insert(rename->to);
+      } else if (const auto person = personOf(*event)) {
         if (std::holds_alternative<Remove>(event->what)) {
           people.erase(*person);
         } else {
