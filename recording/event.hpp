@@ -138,7 +138,7 @@ inline bool isCycle(const Event& event) {
 
 /// The names of the events, in the order of Event::What.
 constexpr std::array<std::string_view, std::variant_size_v<Event::What>> eventNames{
-    Observation::name,    NotSeen::name,       Remove::name,   Rename::name, Restore::name,
+    Observation::name,    NotSeen::name,       Remove::name,   Rename::name,  Restore::name,
     StartRecording::name, StopRecording::name, Movement::name, Activity::name};
 
 /// Takes events in the order in which they happen.

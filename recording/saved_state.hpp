@@ -26,14 +26,15 @@ Restore readState(JsonValue value, std::optional<std::int32_t> person);
 
 /// The fields of which it is saved when the last used reading was taken.
 inline constexpr std::array<
-    std::pair<std::string_view, ZV::SavedPerson::OptionalTime ZV::SavedPerson::LastUsed::*>, 7>
+    std::pair<std::string_view, ZV::SavedPerson::OptionalTime ZV::SavedPerson::LastUsed::*>, 8>
     usedFields{{{"headPosture", &ZV::SavedPerson::LastUsed::headPosture},
                 {"gaze", &ZV::SavedPerson::LastUsed::gaze},
                 {"smile", &ZV::SavedPerson::LastUsed::smile},
                 {"expressions", &ZV::SavedPerson::LastUsed::expressions},
                 {"voiceEmotion", &ZV::SavedPerson::LastUsed::voiceEmotion},
                 {"asrEmotion", &ZV::SavedPerson::LastUsed::asrEmotion},
-                {"touchEmotion", &ZV::SavedPerson::LastUsed::touchEmotion}}};
+                {"touchEmotion", &ZV::SavedPerson::LastUsed::touchEmotion},
+                {"contextEmotion", &ZV::SavedPerson::LastUsed::contextEmotion}}};
 
 /// Calls `visit(time)` for each time in what is known of a saved person, by reference.
 template <typename Person, typename Visit>

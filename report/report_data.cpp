@@ -123,8 +123,7 @@ void ReportData::Person::close(Time time, const ScopeRow& row) {
   openScopes.erase(place);
 }
 
-void ReportData::Person::remove(Time time) {
-  cycles.remove();
+void ReportData::Person::endScopes(Time time) {
   for (const auto& [name, index] : openScopes) scopes[index].end = time;
   openScopes.clear();
 }
@@ -217,7 +216,18 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
   }
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
     const auto person = _persons.find(remove->person);
-    if (person != _persons.end()) person->second.remove(time);
+    if (person != _persons.end()) {
+      person->second.cycles.remove();
+      person->second.endScopes(time);
+    }
+  }
+  if (const auto* const restored = restoredPerson(event)) {
+    Person& person = _persons[restored->id];
+    person.endScopes(time);
+    for (const auto& [name, scope] : restored->scopes) {
+      // When it was opened is not known.
+      person.open(scope.samples.empty() ? time : scope.samples.front().time, name);
+    }
   }
   if (const auto* rename = std::get_if<Rename>(&event.what)) {
     const auto person = _persons.find(rename->person);

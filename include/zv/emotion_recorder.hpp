@@ -22,9 +22,8 @@ namespace ZV {
 /// live state, all samples read as that state stands when the scope is stopped. For a history, pass
 /// a new state each time.
 ///
-/// Thread safety: `startRecording`, `stopRecording`, `save`, `restore` and `merge` may be called from
-/// any thread. The two whose names end in `_notMutexed` require the caller to hold `mutex`, which is
-/// not recursive:
+/// Thread safety: the two whose names end in `_notMutexed` require the caller to hold `mutex`,
+/// which is not recursive; the others may be called from any thread:
 ///
 ///     boost::unique_lock<boost::mutex> lock(recorder.mutex);
 ///     if (recorder.hasAnOpenScope_notMutexed()) recorder.update_notMutexed(state);

@@ -37,6 +37,8 @@ struct SavedPerson {
     OptionalTime voiceEmotion;  ///< the last new one
     OptionalTime asrEmotion;    ///< the youngest of those remembered
     OptionalTime touchEmotion;  ///< the youngest of those remembered
+    /// the youngest of those remembered; only SocialGraph::merge reads it
+    OptionalTime contextEmotion;
   };
 
   ValueConfidence<float> valence{0.0f, 0.0f};  ///< the smoothed valence; in [-1, 1] or NaN

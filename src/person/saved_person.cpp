@@ -12,23 +12,21 @@
 namespace ZV {
 namespace {
 
-using Time = ku::SystemClock::time_point;
+using LastUsed = SavedPerson::LastUsed;
 
-struct UsedTime {
-  Time PersonStatePrivate::*kept;
-  SavedPerson::OptionalTime SavedPerson::LastUsed::*saved;
-};
+/// Those of PersonStatePrivate::usedTimes, in its order.
+constexpr std::array savedTimes{&LastUsed::headPosture,  &LastUsed::gaze,
+                                &LastUsed::smile,        &LastUsed::expressions,
+                                &LastUsed::voiceEmotion, &LastUsed::asrEmotion,
+                                &LastUsed::touchEmotion, &LastUsed::contextEmotion};
 
-// Without the time of context emotions, which no update reads.
-constexpr std::array usedTimes{
-    UsedTime{&PersonStatePrivate::headPostureTimestamp, &SavedPerson::LastUsed::headPosture},
-    UsedTime{&PersonStatePrivate::gazeTimestamp, &SavedPerson::LastUsed::gaze},
-    UsedTime{&PersonStatePrivate::smileTimestamp, &SavedPerson::LastUsed::smile},
-    UsedTime{&PersonStatePrivate::expressionsTimestamp, &SavedPerson::LastUsed::expressions},
-    UsedTime{&PersonStatePrivate::voiceEmotionTimestamp, &SavedPerson::LastUsed::voiceEmotion},
-    UsedTime{&PersonStatePrivate::asrEmotionTimestamp, &SavedPerson::LastUsed::asrEmotion},
-    UsedTime{&PersonStatePrivate::touchEmotionTimestamp, &SavedPerson::LastUsed::touchEmotion},
-};
+/// Calls `visit(used, saved)` for the time of each field, with the members of both.
+template <typename Visit>
+void forEachUsedTime(Visit visit) {
+  constexpr auto used = PersonStatePrivate::usedTimes();
+  static_assert(savedTimes.size() == used.size());
+  for (std::size_t index = 0; index < used.size(); ++index) visit(used[index], savedTimes[index]);
+}
 
 std::vector<PersonObservation> saveMemory(PersonMemoryPrivate& memory) {
   std::vector<PersonObservation> saved;
@@ -80,10 +78,9 @@ SavedPerson Person::save() const {
 
   saved.expressions = state.expressions;
   saved.headHeight = state.headHeight;
-  for (const UsedTime& time : usedTimes) {
-    if (state.*time.kept != PersonStatePrivate::never)
-      saved.lastUsed.*time.saved = state.*time.kept;
-  }
+  forEachUsedTime([&](auto used, auto kept) {
+    if (state.*used != PersonStatePrivate::never) saved.lastUsed.*kept = state.*used;
+  });
   saved.memory = saveMemory(personMemory._record());
   return saved;
 }
@@ -100,9 +97,9 @@ Person::Person(std::int32_t id, const SavedPerson& saved) : Person(id) {
   state.smile = saved.smile;
   state.expressions = saved.expressions;
   state.headHeight = saved.headHeight;
-  for (const UsedTime& time : usedTimes) {
-    state.*time.kept = (saved.lastUsed.*time.saved).value_or(PersonStatePrivate::never);
-  }
+  forEachUsedTime([&](auto used, auto kept) {
+    state.*used = (saved.lastUsed.*kept).value_or(PersonStatePrivate::never);
+  });
   restoreMemory(saved.memory, personMemory._record());
 }
 

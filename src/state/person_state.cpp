@@ -1,7 +1,6 @@
 #include "zv/person_state.hpp"
 
 #include <algorithm>
-#include <array>
 #include <boost/make_shared.hpp>
 #include <stdexcept>
 
@@ -10,12 +9,6 @@
 
 namespace ZV {
 namespace {
-
-constexpr std::array usedTimes{
-    &PersonStatePrivate::headPostureTimestamp,  &PersonStatePrivate::smileTimestamp,
-    &PersonStatePrivate::expressionsTimestamp,  &PersonStatePrivate::voiceEmotionTimestamp,
-    &PersonStatePrivate::asrEmotionTimestamp,   &PersonStatePrivate::gazeTimestamp,
-    &PersonStatePrivate::touchEmotionTimestamp, &PersonStatePrivate::contextEmotionTimestamp};
 
 int labelOf(float valence) {
   const auto number = static_cast<double>(valence);
@@ -61,7 +54,7 @@ void PersonStatePrivate::_setUnsmoothedValenceConfidence(float value) {
 
 ku::SystemClock::time_point PersonStatePrivate::_newestReading() const {
   ku::SystemClock::time_point newest = never;
-  for (const auto time : usedTimes) newest = std::max(newest, this->*time);
+  for (const auto time : usedTimes()) newest = std::max(newest, this->*time);
   return newest;
 }
 
@@ -80,7 +73,7 @@ void PersonStatePrivate::_goOnFrom(const PersonStatePrivate& other) {
 }
 
 void PersonStatePrivate::_useLaterReadings(const PersonStatePrivate& other) {
-  for (const auto time : usedTimes) this->*time = std::max(this->*time, other.*time);
+  for (const auto time : usedTimes()) this->*time = std::max(this->*time, other.*time);
 }
 
 PersonState::PersonState() : _state(boost::make_shared<PersonStatePrivate>()) {}

@@ -113,6 +113,14 @@ struct PersonStatePrivate {
   ku::SystemClock::time_point touchEmotionTimestamp = never;
   ku::SystemClock::time_point contextEmotionTimestamp = never;
 
+  static constexpr auto usedTimes() {
+    return std::array{
+        &PersonStatePrivate::headPostureTimestamp,  &PersonStatePrivate::gazeTimestamp,
+        &PersonStatePrivate::smileTimestamp,        &PersonStatePrivate::expressionsTimestamp,
+        &PersonStatePrivate::voiceEmotionTimestamp, &PersonStatePrivate::asrEmotionTimestamp,
+        &PersonStatePrivate::touchEmotionTimestamp, &PersonStatePrivate::contextEmotionTimestamp};
+  }
+
   /// A copied state gets locks of its own.
   struct Locks {
     Locks() = default;

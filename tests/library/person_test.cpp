@@ -47,17 +47,22 @@ TEST(Person, IsNeverEmptyWhenItIsMovedFrom) {
   // NOLINTEND(bugprone-use-after-move, performance-move-const-arg)
 }
 
-/// What can be seen of a person, and how much is remembered.
-std::string lookOf(const Person& person) {
-  const PersonState& state = person.personState;
-  std::string look = textOf(
-      state.personValence().value, state.personValence().confidence, state.personAttention().value,
-      state.personAttention().confidence, state.personUnsmoothedValenceBinary().value,
-      state.personUnsmoothedValenceBinary().confidence, state.smile().smile().value,
-      state.expressions().surprise.value, state.headHeight(), state.bodyLanguageState());
+/// Every value of a state, and how much is remembered.
+std::string allOf(const Person& person) {
+  const auto& s = person.personState._record();
+  std::string all = textOf(s.valence.value, s.valence.confidence, s.unsmoothedValence.value,
+                           s.unsmoothedValence.confidence, s.attention.value,
+                           s.attention.confidence, s.bodyLanguageState, s.smile.smile().value,
+                           s.gaze.yaw, s.expressions.joy.value, s.expressions.surprise.value,
+                           s.headHeight, s.headAngles.yaw(), s.frequencyGaze, s.frequencyFace);
+  for (const auto time : {s.headPostureTimestamp, s.smileTimestamp, s.expressionsTimestamp,
+                          s.voiceEmotionTimestamp, s.asrEmotionTimestamp, s.gazeTimestamp,
+                          s.touchEmotionTimestamp, s.contextEmotionTimestamp}) {
+    all += textOf(" ", time.time_since_epoch().count());
+  }
   person.personMemory._record().forEachChannel(
-      [&look](auto& channel, auto /*field*/) { look += textOf("", channel.size()); });
-  return look;
+      [&all](auto& channel, auto /*field*/) { all += textOf(" ", channel.size()); });
+  return all;
 }
 
 TEST(Person, GoesOnToTheBitWhenItIsSavedAndRestoredBeforeEveryCycle) {
@@ -67,7 +72,7 @@ TEST(Person, GoesOnToTheBitWhenItIsSavedAndRestoredBeforeEveryCycle) {
   int time = 0;
   for (int cycle = 0; cycle < 3000; ++cycle) {
     restored = Person(1, restored.save());
-    ASSERT_EQ(lookOf(restored), lookOf(subject.person)) << cycle;
+    ASSERT_EQ(allOf(restored), allOf(subject.person)) << cycle;
     time += random() % 100 == 0 ? 9000 : 40;  // with and without a gap
     // Ahead for a cycle, in which all is forgotten, and back again.
     subject.clock.set(at(time + (random() % 20 == 0 ? 3'600'000 : 0)));
@@ -103,7 +108,7 @@ TEST(SocialGraph, TakesASavedPersonWholeOrNotAtAll) {
     change(saved);
     for (const int id : {1, 2}) EXPECT_THROW(graph.restore(id, saved), std::invalid_argument);
     EXPECT_EQ(idsIn(graph), std::vector<int>{2});
-    EXPECT_EQ(lookOf(*graph.find(2)), lookOf(subject.person));
+    EXPECT_EQ(allOf(*graph.find(2)), allOf(subject.person));
   };
   for (const auto pair :
        {&SavedPerson::valence, &SavedPerson::unsmoothedValence, &SavedPerson::attention}) {
@@ -152,22 +157,6 @@ TEST(SocialGraph, CreatesOnUpdateAndNeverOnRead) {
   EXPECT_THROW(graph.update(7, [](Person& person) { throw person.userSessionID++; }), int);
   EXPECT_THROW(graph.read(7, [](const Person&) { throw 1; }), int);  // the lock is free
   EXPECT_EQ(idsIn(graph), (std::vector<int>{8, 9}));
-}
-
-/// Every value of a state.
-std::string allOf(const Person& person) {
-  const auto& s = person.personState._record();
-  std::string all =
-      textOf(s.valence.value, s.valence.confidence, s.unsmoothedValence.value,
-             s.unsmoothedValence.confidence, s.attention.value, s.attention.confidence,
-             s.bodyLanguageState, s.smile.smile().value, s.gaze.yaw, s.expressions.joy.value,
-             s.headHeight, s.headAngles.yaw(), s.frequencyGaze, s.frequencyFace);
-  for (const auto time : {s.headPostureTimestamp, s.smileTimestamp, s.expressionsTimestamp,
-                          s.voiceEmotionTimestamp, s.asrEmotionTimestamp, s.gazeTimestamp,
-                          s.touchEmotionTimestamp, s.contextEmotionTimestamp}) {
-    all += textOf(" ", time.time_since_epoch().count());
-  }
-  return all;
 }
 
 TEST(SocialGraph, RenamesAPersonWhoGoesOnTheSame) {
