@@ -44,7 +44,9 @@ int main(void) {
       zv_observation seen = perceive(cycle, zv_now());
       zv_guard_report report = {.size = sizeof report};
       check(zv_guard_clean(guard, &seen, &report) == ZV_OK);
-      if (report.not_finite & ZV_DISTANCE) printf("cycle %d: no distance\n", cycle);
+      for (uint32_t field = 1; field <= report.not_finite; field *= 2) {
+        if (report.not_finite & field) printf("%s is not a number\n", zv_field_name(field));
+      }
       if (report.clock_set_back) check(zv_graph_remove(graph, PERSON) == ZV_OK);
       const zv_code code = zv_graph_update(graph, PERSON, &seen, NULL);
       if (code == ZV_FAILED) fprintf(stderr, "%s\n", zv_error_text());  // carry on

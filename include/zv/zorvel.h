@@ -90,6 +90,9 @@ typedef enum zv_field {
   ZV_CONTEXT_EMOTION = 1 << 14  ///< what the situation suggests that the person feels
 } zv_field;
 
+/// The name of one field, as recordings have it, such as "headPosture"; null for what is no field.
+ZV_API const char* zv_field_name(zv_field field);
+
 /// A number, with the time when it was read.
 typedef struct zv_number_reading {
   int64_t time;  ///< when it was read

@@ -59,12 +59,12 @@ void checkSizeIfAny(const Sized* object, const char* name) {
   if (object != nullptr) checkSize(object, name);
 }
 
-/// Fills an object of the caller's, which may be larger than those that are known here.
+/// Fills an object of the caller's, which may be larger than what is known here.
 template <typename Sized>
 void fill(Sized* object, std::size_t size, Sized values) {
   values.size = size;
-  *object = values;
-  std::memset(reinterpret_cast<char*>(object) + sizeof(Sized), 0, size - sizeof(Sized));
+  std::memset(object, 0, size);
+  std::memcpy(object, &values, sizeof values);
 }
 
 zv_state toC(const StateFrame::State& state) {
@@ -185,6 +185,13 @@ std::int64_t zv_now() {
   std::int64_t now = std::numeric_limits<std::int64_t>::min();
   resultOf([&] { now = nanoseconds(ku::SystemClock::now()); });
   return now;
+}
+
+const char* zv_field_name(zv_field field) {
+  for (const auto& name : fieldNames) {
+    if (bitOf(name) == field) return name.data();
+  }
+  return nullptr;
 }
 
 zv_guard* zv_guard_create(std::int64_t limit) {

@@ -15,6 +15,8 @@ VALUES = {name: int(value) << int(shift or 0)
           for name, value, shift in re.findall(r"(ZV_\w+) = (\d+)(?: << (\d+))?", HEADER)}
 TYPES = {name: getattr(ctypes, re.sub(r"(\d)_t", r"\1", f"c_{name}"))
          for name in ("int32_t", "int64_t", "uint32_t", "uint64_t", "size_t", "float")}
+TYPES.update({"zv_code": ctypes.c_int, "zv_field": ctypes.c_int, "const char*": ctypes.c_char_p,
+              "void": None})
 for struct, text in re.findall(r"typedef struct (\w+) {(.*?)}", HEADER, re.S):
     members = re.findall(r"(\w+) (\w+)(?:\[(\d+)\])?;", text)
     TYPES[struct] = type(struct, (ctypes.Structure,), {"_fields_": [
@@ -27,8 +29,7 @@ for result, name, text in re.findall(r"^ZV_API (.*?) ?(zv_\w+)\((.*?)\);", HEADE
     function = getattr(library, name)
     function.argtypes = [ctypes.c_void_p if "*" in argument else TYPES[argument.split()[0]]
                          for argument in text.split(",") if argument != "void"]
-    function.restype = {"int64_t": ctypes.c_int64, "zv_code": ctypes.c_int, "void": None,
-                        "const char*": ctypes.c_char_p}.get(result, ctypes.c_void_p)
+    function.restype = TYPES.get(result, ctypes.c_void_p)
 
 
 def new(struct, **members):
@@ -49,7 +50,8 @@ def observation(time, **readings):
     seen = new(Observation)
     for key in readings.keys() - {"event", "person"}:
         name = re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), key)
-        seen.fields |= VALUES["ZV_" + name.upper()]
+        seen.fields |= (field := VALUES["ZV_" + name.upper()])
+        assert library.zv_field_name(field).decode() == key
         fill(getattr(seen, name), {"time": time, **readings[key]})
     return seen
 
