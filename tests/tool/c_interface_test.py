@@ -110,7 +110,6 @@ class CInterfaceTest(FolderTest):
     def test_what_is_refused_changes_nothing(self):
         before, state = new(State), new(State)
         self.check("graph_update", self.graph, 1, observation(0, smile={"value": 0.8}), before)
-        nan = {"points": [{"point": 11, "x": 0, "y": math.nan, "confidence": 1}]}
         small, odd, later = (new(Observation) for _ in range(3))
         small.size -= 8
         odd.size += 1
@@ -123,8 +122,8 @@ class CInterfaceTest(FolderTest):
                 ("The observation has a field that this version does not know.", self.graph, later,
                  None),
                 ("The state has a wrong size.", self.graph, new(Observation), State()),
-                ("facialPoints has a number that is not finite.", self.graph,
-                 observation(0, facialPoints=nan), None)):
+                ("smile has a number that is not finite.", self.graph,
+                 observation(0, smile={"value": math.nan}), None)):
             self.check("graph_update", graph, 1, seen, after, code="ZV_INVALID_ARGUMENT")
             self.assertEqual(library.zv_error_text().decode(), text)
             self.check("graph_read", self.graph, 1, state)
@@ -132,15 +131,21 @@ class CInterfaceTest(FolderTest):
         self.check("graph_read", self.graph, 2, state, code="ZV_UNKNOWN_PERSON")
         self.assertIsNone(library.zv_board_create(self.graph, None))
 
-    def test_a_guard_takes_out_what_would_do_harm(self):
-        guard, report = self.create("guard", SECOND), new(Report)
-        seen = observation(SECOND, distance={"value": math.nan}, age={"time": SECOND + 1}, smile={})
-        for now, removed in ((0, ("ZV_SMILE", "ZV_DISTANCE", "ZV_AGE", 0)),
-                             (-2 * SECOND, (0, 0, "ZV_SMILE", 2 * SECOND))):
-            self.check("clock_set", self.clock, now)
-            self.check("guard_clean", guard, seen, report)
-            self.assertEqual((seen.fields, report.not_finite, report.ahead, report.clock_set_back),
-                             tuple(VALUES.get(each, each) for each in removed))
+    def test_a_guard_looks_at_every_number_and_time(self):
+        guard, report, counts = self.create("guard", SECOND), new(Report), []
+        for name, kind in Observation._fields_[2:]:
+            field, count = VALUES["ZV_" + name.upper()], 0
+            for offset in range(4, ctypes.sizeof(kind), 4):  # the upper half of a time: centuries ahead
+                seen = new(Observation, fields=field)
+                ctypes.c_float.from_buffer(getattr(seen, name), offset).value = math.nan
+                self.check("guard_clean", guard, seen, report)
+                found = (field, 0) if offset == 4 else (0, field)
+                count += (report.ahead, report.not_finite, seen.fields) == (*found, 0)
+            counts.append(count)
+        self.assertEqual(counts, [1, 2, 2, 3, 3, 15, 4, 2, 2, 1, 37, 13, 2, 1, 2])
+        self.check("clock_set", self.clock, -2 * SECOND)
+        self.check("guard_clean", guard, new(Observation), report)
+        self.assertEqual(report.clock_set_back, 2 * SECOND)
 
     def test_frames_are_whole_beside_a_thread_that_publishes(self):
         """The reader's states are of a later version, and it has room for two of three people."""
