@@ -46,9 +46,13 @@ std::int64_t nanoseconds(ku::SystemClock::time_point time) {
   return time.time_since_epoch().count();
 }
 
+/// No version will need more; a size that was never set often is.
+constexpr std::size_t largestSize = 65'536;
+
 template <typename Sized>
 void checkSize(const Sized* object, const char* name) {
-  if (notNull(object, name).size < sizeof(Sized) || object->size % alignof(Sized) != 0) {
+  const std::size_t size = notNull(object, name).size;
+  if (size < sizeof(Sized) || size > largestSize || size % alignof(Sized) != 0) {
     throw std::invalid_argument(std::string("The ") + name + " has a wrong size.");
   }
 }

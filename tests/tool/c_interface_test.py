@@ -21,8 +21,8 @@ for struct, text in re.findall(r"typedef struct (\w+) {(.*?)}", HEADER, re.S):
     members = re.findall(r"(\w+) (\w+)(?:\[(\d+)\])?;", text)
     TYPES[struct] = type(struct, (ctypes.Structure,), {"_fields_": [
         (name, TYPES[kind] * int(count) if count else TYPES[kind]) for kind, name, count in members]})
-Observation, State, Frame, Report = (
-    TYPES["zv_" + name] for name in ("observation", "state", "frame", "guard_report"))
+Emotion, Frame, Observation, Point, Report, State = (TYPES["zv_" + name] for name in (
+    "emotion", "frame", "observation", "point", "guard_report", "state"))
 
 library = ctypes.CDLL(os.environ["LIBRARY"])
 for result, name, text in re.findall(r"^ZV_API (.*?) ?(zv_\w+)\((.*?)\);", HEADER, re.M | re.S):
@@ -36,23 +36,19 @@ def new(struct, **members):
     return struct(size=ctypes.sizeof(struct), **members)
 
 
-def fill(struct, values):
-    for point in values.pop("points", ()):
-        fill(struct.points[point.pop("point")], point)
-    for key, value in values.items():
-        if isinstance(value, dict):
-            fill(getattr(struct, key), value)
-        else:
-            setattr(struct, key, value)
-
-
 def observation(time, **readings):
     seen = new(Observation)
     for key in readings.keys() - {"event", "person"}:
         name = re.sub("[A-Z]", lambda letter: "_" + letter[0].lower(), key)
         seen.fields |= (field := VALUES["ZV_" + name.upper()])
         assert library.zv_field_name(field).decode() == key
-        fill(getattr(seen, name), {"time": time, **readings[key]})
+        reading = getattr(seen, name)
+        for part, value in {"time": time, **readings[key]}.items():
+            if part == "points":
+                for point in value:
+                    reading.points[point.pop("point")] = Point(**point)
+            else:
+                setattr(reading, part, Emotion(**value) if isinstance(value, dict) else value)
     return seen
 
 
@@ -72,9 +68,9 @@ class CInterfaceTest(FolderTest):
         return handle
 
     def check(self, function, *arguments, code="ZV_OK"):
-        result = getattr(library, "zv_" + function)(*(
-            ctypes.byref(each) if isinstance(each, ctypes.Structure) else each
-            for each in arguments))
+        pointers = (ctypes.byref(each) if isinstance(each, ctypes.Structure) else each
+                    for each in arguments)
+        result = getattr(library, "zv_" + function)(*pointers)
         self.assertEqual(result, VALUES[code], library.zv_error_text())
 
     def test_a_recording_gives_the_numbers_of_a_replay(self):
@@ -92,8 +88,7 @@ class CInterfaceTest(FolderTest):
                     self.check("graph_update", self.graph, person, observation(**entry), state)
                 else:
                     self.check("graph_not_seen", self.graph, person, state)
-                expected = new(State, **{name: json.loads(row[name])
-                                         for name, _ in State._fields_[1:]})
+                expected = new(State, **{name: json.loads(row[name]) for name, _ in State._fields_[1:]})
                 self.assertEqual(bytes(state), bytes(expected), row)
             elif event == "remove":
                 self.check("graph_remove", self.graph, person)
@@ -110,17 +105,14 @@ class CInterfaceTest(FolderTest):
     def test_what_is_refused_changes_nothing(self):
         before, state = new(State), new(State)
         self.check("graph_update", self.graph, 1, observation(0, smile={"value": 0.8}), before)
-        small, odd, later = (new(Observation) for _ in range(3))
-        small.size -= 8
-        odd.size += 1
-        later.fields = 1 << 15
+        sizes = (ctypes.sizeof(Observation) + more for more in (-8, 1, 2**20))
         for text, graph, seen, after in (
                 ("The graph is null.", None, new(Observation), None),
                 ("The observation is null.", self.graph, None, None),
-                ("The observation has a wrong size.", self.graph, small, None),
-                ("The observation has a wrong size.", self.graph, odd, None),
-                ("The observation has a field that this version does not know.", self.graph, later,
-                 None),
+                *(("The observation has a wrong size.", self.graph, Observation(size), None)
+                  for size in sizes),
+                ("The observation has a field that this version does not know.", self.graph,
+                 new(Observation, fields=1 << 15), None),
                 ("The state has a wrong size.", self.graph, new(Observation), State()),
                 ("smile has a number that is not finite.", self.graph,
                  observation(0, smile={"value": math.nan}), None)):
@@ -163,8 +155,7 @@ class CInterfaceTest(FolderTest):
                     self.check("graph_update", self.graph, person, seen, None)
                 self.check("board_publish", board, number)
 
-        publisher = threading.Thread(target=publish)
-        publisher.start()
+        (publisher := threading.Thread(target=publish)).start()
         alive = True
         while alive:
             alive = publisher.is_alive()
