@@ -21,12 +21,12 @@
 ///
 /// **Sizes**: whoever declares a structure with a `size` sets it to the `sizeof` of the structure.
 /// A later version of the library may add members at the end; it goes on taking the smaller
-/// structure, and fills what it does not know of a larger one with 0. A size smaller than that of
-/// version 1.0 is an error.
+/// structure, and fills what it does not know of a larger one with 0. A size that is smaller than
+/// in version 1.0, or was never set, is an error.
 ///
-/// **Threads**: every function may be called from any thread unless its text says otherwise, but
-/// not from a signal handler. What is destroyed may be in use in no thread, and no thread may be
-/// cancelled (pthread_cancel) in a call.
+/// **Threads**: "any thread" means at any time, also several at once for one handle. Nothing may be
+/// called from a signal handler, and no thread may be cancelled (pthread_cancel) in a call. The
+/// structures are plain values.
 
 #include <stddef.h>
 #include <stdint.h>
@@ -47,28 +47,31 @@ typedef enum zv_code {
 } zv_code;
 
 /// What went wrong in the calling thread's last call that failed; empty before the first. It stays
-/// valid until the thread ends, and unchanged until its next call that fails.
+/// valid until the thread ends, and unchanged until its next call that fails. Any
+/// thread; each has a text of its own.
 ZV_API const char* zv_error_text(void);
 
-/// The version of the library that was loaded, such as "1.0.0".
+/// The version of the library that was loaded, such as "1.0.0". Any thread.
 ZV_API const char* zv_version(void);
 
 /// The time of the calling thread's clock: the system's, unless zv_clock_use() put another in its
-/// place. Only a clock that C++ code put there can fail; then it is INT64_MIN.
+/// place. Only a clock that C++ code put there can fail; then it is INT64_MIN. Any
+/// thread.
 ZV_API int64_t zv_now(void);
 
 /// A clock that stands still where it was set, for tests and replays.
 typedef struct zv_clock zv_clock;
 
 /// A clock that stands at `time`. There are clocks where the library was built with the bundled ku;
-/// with a robot's own, the four functions for them are missing.
+/// with a robot's own, the four functions for them are missing. Any thread.
 ZV_API zv_clock* zv_clock_create(int64_t time);
-/// Takes null, too. The clock may be in place in no thread.
+/// Takes null, too. Any thread, when the clock is in place in none.
 ZV_API void zv_clock_destroy(zv_clock* clock);
-/// Moves the clock to `time`, in all threads that use it.
+/// Moves the clock to `time`, in all threads that use it. Any thread.
 ZV_API zv_code zv_clock_set(zv_clock* clock, int64_t time);
 /// Puts the clock in place of the system's for the calling thread, until the next call or the end
-/// of the thread; null brings back what was there before. Several threads may use one clock.
+/// of the thread; null brings back what was there before. Any thread; several may use one
+/// clock.
 ZV_API zv_code zv_clock_use(zv_clock* clock);
 
 /// The fields of an observation, as they are set in `zv_observation.fields`.
@@ -91,6 +94,7 @@ typedef enum zv_field {
 } zv_field;
 
 /// The name of one field, as recordings have it, such as "headPosture"; null for what is no field.
+/// Any thread.
 ZV_API const char* zv_field_name(zv_field field);
 
 /// A number, with the time when it was read.
@@ -218,15 +222,15 @@ typedef struct zv_guard zv_guard;
 /// What a guard found.
 typedef struct zv_guard_report {
   size_t size;             ///< sizeof(zv_guard_report)
-  uint32_t not_finite;     ///< a sum of zv_field: taken out for a number that is no finite one
+  uint32_t not_finite;     ///< a sum of zv_field: taken out for a NaN or an infinity
   uint32_t ahead;          ///< a sum of zv_field: taken out for a time too far ahead of the clock
   int64_t clock_set_back;  ///< by how many nanoseconds, if by more than the limit; else 0
 } zv_guard_report;
 
 /// `limit` is how far a reading may be ahead of the clock, and how far the clock may go back, in
-/// nanoseconds, from 0 on; a second is usual.
+/// nanoseconds, from 0 on; a second is usual. Any thread.
 ZV_API zv_guard* zv_guard_create(int64_t limit);
-/// Takes null, too.
+/// Takes null, too. Any thread, when no other uses the guard any more.
 ZV_API void zv_guard_destroy(zv_guard* guard);
 /// Clears in `observation->fields` each field that has a NaN or an infinity, or a time that is too
 /// far ahead, and tells of it in `report`, which may be null. When the clock was set back,
@@ -239,38 +243,39 @@ ZV_API zv_code zv_guard_clean(zv_guard* guard, zv_observation* observation,
 /// holds while it works. It never forgets one by itself.
 typedef struct zv_graph zv_graph;
 
-/// A graph without persons.
+/// A graph without persons. Any thread.
 ZV_API zv_graph* zv_graph_create(void);
-/// Takes null, too.
+/// Takes null, too. Any thread, when no other uses the graph any more.
 ZV_API void zv_graph_destroy(zv_graph* graph);
 /// One perception cycle of a person, who is inserted if unknown; `state`, which may be null,
 /// becomes the state after it. An observation with a NaN or an infinity is an error, and nothing
 /// has changed then; a guard takes such a reading out. ZV_FAILED tells, once in a long while, that
-/// a reading grew too old in the middle of the cycle: go on with the next one.
+/// a reading grew too old in the middle of the cycle: go on with the next one. Any
+/// thread.
 ZV_API zv_code zv_graph_update(zv_graph* graph, int32_t person, const zv_observation* observation,
                                zv_state* state);
 /// One cycle in which a person was not perceived, who is inserted if unknown; `state`, which may be
-/// null, becomes the state after it.
+/// null, becomes the state after it. Any thread.
 ZV_API zv_code zv_graph_not_seen(zv_graph* graph, int32_t person, zv_state* state);
-/// Forgets a person; an unknown one is no error.
+/// Forgets a person; an unknown one is no error. Any thread.
 ZV_API zv_code zv_graph_remove(zv_graph* graph, int32_t person);
-/// The state of a person, unless that one is unknown.
+/// The state of a person; ZV_UNKNOWN_PERSON when the graph does not have that one. Any thread.
 ZV_API zv_code zv_graph_read(const zv_graph* graph, int32_t person, zv_state* state);
 
 /// How agitated the robot's surroundings are.
 typedef struct zv_ambiance zv_ambiance;
 
-/// A room with both levels 0, until the first update.
+/// A room with both levels 0, until the first update. Any thread.
 ZV_API zv_ambiance* zv_ambiance_create(void);
-/// Takes null, too.
+/// Takes null, too. Any thread, when no other uses the room any more.
 ZV_API void zv_ambiance_destroy(zv_ambiance* ambiance);
 /// Blends a measurement, times ten, and the movements since the last call into the agitation. NaN
-/// gives 0.
+/// gives 0. Any thread.
 ZV_API zv_code zv_ambiance_update(zv_ambiance* ambiance, float activity);
-/// Counts one movement in the room.
+/// Counts one movement in the room. Any thread.
 ZV_API zv_code zv_ambiance_movement(zv_ambiance* ambiance);
 /// Both levels, in [0, 1]. While another thread updates, they may come from different updates;
-/// those in a frame of a board belong together.
+/// those in a frame of a board belong together. Any thread.
 ZV_API zv_code zv_ambiance_read(const zv_ambiance* ambiance, float* agitation, float* calm);
 
 /// Shows the last whole frame of a graph and a room to any number of readers, who wait neither for
@@ -289,16 +294,16 @@ typedef struct zv_frame {
 } zv_frame;
 
 /// A board with an empty frame. The graph and the room must be there until the last
-/// zv_board_publish().
+/// zv_board_publish(). Any thread.
 ZV_API zv_board* zv_board_create(const zv_graph* graph, const zv_ambiance* ambiance);
-/// Takes null, too.
+/// Takes null, too. Any thread, when no other uses the board any more.
 ZV_API void zv_board_destroy(zv_board* board);
 /// Makes what the graph and the room hold now the last frame. `time` is for the readers: usually
-/// when the camera's frame was taken. Waits for the graph's lock.
+/// when the camera's frame was taken. Waits for the graph's lock. Any thread.
 ZV_API zv_code zv_board_publish(zv_board* board, int64_t time);
 /// Copies the last published frame: `frame`, and up to `capacity` states, by ascending identifier,
 /// to the array `states`, whose first element has the `size` of each. `states` may be null where
-/// `capacity` is 0. Takes no lock and no memory.
+/// `capacity` is 0. Takes no lock and no memory. Any thread.
 ZV_API zv_code zv_board_latest(const zv_board* board, zv_frame* frame, zv_state* states,
                                size_t capacity);
 
