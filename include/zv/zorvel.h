@@ -259,6 +259,9 @@ ZV_API zv_code zv_graph_update(zv_graph* graph, int32_t person, const zv_observa
 ZV_API zv_code zv_graph_not_seen(zv_graph* graph, int32_t person, zv_state* state);
 /// Forgets a person; an unknown one is no error. Any thread.
 ZV_API zv_code zv_graph_remove(zv_graph* graph, int32_t person);
+/// The person `from` goes on as `to`; where `to` is known, the two become one, with the readings of
+/// both and the state of whoever was observed last. An unknown `from` is no error. Any thread.
+ZV_API zv_code zv_graph_rename(zv_graph* graph, int32_t from, int32_t to);
 /// The state of a person; ZV_UNKNOWN_PERSON when the graph does not have that one. Any thread.
 ZV_API zv_code zv_graph_read(const zv_graph* graph, int32_t person, zv_state* state);
 

@@ -249,6 +249,10 @@ zv_code zv_graph_remove(zv_graph* graph, std::int32_t person) {
   return resultOf([&] { notNull(graph, "graph").remove(person); });
 }
 
+zv_code zv_graph_rename(zv_graph* graph, std::int32_t from, std::int32_t to) {
+  return resultOf([&] { notNull(graph, "graph").rename(from, to); });
+}
+
 zv_code zv_graph_read(const zv_graph* graph, std::int32_t person, zv_state* state) {
   bool isKnown = false;
   const zv_code code = resultOf([&] {

@@ -92,6 +92,8 @@ class CInterfaceTest(FolderTest):
                 self.assertEqual(bytes(state), bytes(expected), row)
             elif event == "remove":
                 self.check("graph_remove", self.graph, person)
+            elif event == "rename":
+                self.check("graph_rename", self.graph, person, entry["to"])
             elif event == "movement":
                 self.check("ambiance_movement", self.room)
             elif event == "activity":
