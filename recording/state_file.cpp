@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "recording/failure.hpp"
+#include "recording/json_line.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
 #include "recording/text_output.hpp"
@@ -22,22 +23,32 @@ void writeStateFile(const std::string& file, std::string_view source, Time time,
   output.commit();
 }
 
+void StatesReader::add(Event event) {
+  auto* const restore = std::get_if<Restore>(&event.what);
+  if (restore == nullptr || hasRoom()) throw JsonError("is not a state");
+  _states.push_back(std::move(*restore));
+}
+
+std::vector<Restore> StatesReader::finish() {
+  if (!hasRoom()) throw JsonError("is not whole");
+  return std::move(_states);
+}
+
+bool StatesReader::hasRoom() const {
+  return !_states.empty() && std::holds_alternative<ZV::AmbianceState::Saved>(_states.back().state);
+}
+
 std::optional<std::vector<Restore>> readStateFile(const std::string& file) {
   if (!std::filesystem::exists(file)) return std::nullopt;
   RecordingReader recording(file);
-  std::vector<Restore> states;
-  const auto hasRoom = [&states] {
-    return !states.empty() && std::holds_alternative<ZV::AmbianceState::Saved>(states.back().state);
-  };
-  while (auto event = recording.next()) {
-    auto* const restore = std::get_if<Restore>(&event->what);
-    if (restore == nullptr || hasRoom()) {
-      throw Failure(recording.lines().place() + "is not a state");
-    }
-    states.push_back(std::move(*restore));
+  StatesReader states;
+  try {
+    while (auto event = recording.next()) states.add(std::move(*event));
+    return states.finish();
+  } catch (const JsonError& error) {
+    throw Failure(recording.lines().place() + error.what(),
+                  {file, recording.lines().lineNumber(), "", 0});
   }
-  if (!hasRoom()) throw Failure(printable(file) + ": is not whole");
-  return states;
 }
 
 }  // namespace zorvel

@@ -17,6 +17,20 @@ namespace zorvel {
 void writeStateFile(const std::string& file, std::string_view source, Time time,
                     std::vector<Restore> states);
 
+/// Takes the events of such a file.
+class StatesReader {
+ public:
+  /// Throws JsonError when it is no state, or comes after the room's.
+  void add(Event event);
+  /// All of them. Throws JsonError when the room's is missing.
+  std::vector<Restore> finish();
+
+ private:
+  bool hasRoom() const;
+
+  std::vector<Restore> _states;
+};
+
 /// The states in the file; none when there is no file. Throws Failure when one of the lines is no
 /// state or the file is not whole.
 std::optional<std::vector<Restore>> readStateFile(const std::string& file);
