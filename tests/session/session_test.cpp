@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 #include <zorvel/session.hpp>
 #include <zv/social_graph.hpp>
 
@@ -40,8 +43,7 @@ struct Host {
   SessionState save() { return {{{3, {graph.find(3)->save(), recorder.save()}}}, room.save()}; }
 };
 
-class Session : public testing::Test {
- protected:
+struct Session : testing::Test {
   std::string folder = testing::TempDir() + "session" + std::to_string(getpid());
   std::string stateFile = folder + ".state", recordFile = folder + ".jsonl";
   void TearDown() override {
