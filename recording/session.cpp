@@ -70,11 +70,7 @@ struct SessionRecording::Private {
     text.clear();
     file.append(lines);
   }
-  template <typename What>
-  void append(Time time, What what) {
-    Event event;
-    event.time = time;
-    event.what.emplace<What>(std::move(what));
+  void append(const Event& event) {
     add(event);
     write();
   }
@@ -89,32 +85,31 @@ SessionRecording::~SessionRecording() = default;
 
 void SessionRecording::observation(Time time, std::int32_t person,
                                    const ZV::PersonObservation& observation) {
-  _private->append(time, Observation{person, observation});
+  _private->append({time, Observation{person, observation}});
 }
 void SessionRecording::notSeen(Time time, std::int32_t person) {
-  _private->append(time, NotSeen{person});
+  _private->append({time, NotSeen{person}});
 }
 void SessionRecording::remove(Time time, std::int32_t person) {
-  _private->append(time, Remove{person});
+  _private->append({time, Remove{person}});
 }
 void SessionRecording::rename(Time time, std::int32_t from, std::int32_t to) {
-  _private->append(time, Rename{from, to});
+  _private->append({time, Rename{from, to}});
 }
 void SessionRecording::startRecording(Time time, std::int32_t person, const std::string& scope,
                                       std::int32_t samples) {
-  _private->append(time, StartRecording{person, scope, samples});
+  _private->append({time, StartRecording{person, scope, samples}});
 }
 void SessionRecording::stopRecording(Time time, std::int32_t person, const std::string& scope) {
-  _private->append(time, StopRecording{person, scope});
+  _private->append({time, StopRecording{person, scope}});
 }
-void SessionRecording::movement(Time time) { _private->append(time, Movement{}); }
-void SessionRecording::activity(Time time, float value) { _private->append(time, Activity{value}); }
+void SessionRecording::movement(Time time) { _private->append({time, Movement{}}); }
+void SessionRecording::activity(Time time, float value) {
+  _private->append({time, Activity{value}});
+}
 void SessionRecording::restore(Time time, const SessionState& state) {
   for (Restore& restore : restoresOf(state)) {
-    Event event;
-    event.time = time;
-    event.what = std::move(restore);
-    _private->add(event);
+    _private->add({time, std::move(restore)});
   }
   _private->write();
 }
