@@ -42,6 +42,9 @@ test("keys zoom and move within the whole, about the pointer", () => {
     press(key, true);
     assert.equal(view.pointer, pointer);
   }
+  view.pointer = 99.5;
+  press("ArrowRight", true);
+  assert.equal(view.pointer, 100);
   view.pointer = 40;
   press("+");
   assert.deepEqual(view.shown, { from: 20, to: 70 });
@@ -59,11 +62,11 @@ function curveOf(values, { confidences, known, breaks = [] } = {}) {
 }
 
 test("a band is as wide as confidence is missing", () => {
-  const { drawn, low, high } = curveOf([0, 0.75, NaN, 0.5, 0],
-    { confidences: [0.5, 0, 1, NaN, 1], known: [1, 1, 1, 1, 0] });
-  assert.deepEqual([...drawn], [0, 0.75, NaN, 0.5, NaN]);
-  assert.deepEqual([...low], [-0.25, 0.25, NaN, 0, NaN]);
-  assert.deepEqual([...high], [0.25, 1, NaN, 1, NaN]);
+  const { drawn, low, high } = curveOf([0, 0.75, -0.75, NaN, 0.5, 0],
+    { confidences: [0.5, 0, 0, 1, NaN, 1], known: [1, 1, 1, 1, 1, 0] });
+  assert.deepEqual([...drawn], [0, 0.75, -0.75, NaN, 0.5, NaN]);
+  assert.deepEqual([...low], [-0.25, 0.25, -1, NaN, 0, NaN]);
+  assert.deepEqual([...high], [0.25, 1, -0.25, NaN, 1, NaN]);
 });
 
 test("no extreme is lost at any zoom, and a break parts the curve", () => {
@@ -87,12 +90,15 @@ test("a row is found near a time, but not in a gap", () => {
 });
 
 test("of the cycles under a pixel, the one with most movement shows", () => {
-  const { times, begins } = curveOf([0, 0, 0, 0]);
-  const rows = Int16Array.from([10, -400, 20, 30]);
-  const moves = new Moves({ times, begins, moves: [{ reason: "", meaning: "", color: "", rows }] });
-  moves.pick(1);  // the page shows 0 to 1 s
-  assert.deepEqual([moves.bars, moves.most], [[{ from: 0, to: 1, row: 0 }, { from: 1, to: 2, row: 1 }], 400]);
-  assert.deepEqual(moves.ticks.map(({ label }) => label), ["−0.040", "−0.010", "0.000", "+0.010", "+0.040"]);
+  // The page shows 0 to 1 s. The first cycle still lasts as that begins.
+  const times = Float64Array.of(-0.25, 0.1, 0.3, 0.6);
+  const rows = Int16Array.of(10, 20, -400, 30);
+  const moves = new Moves({ times, begins: new Uint8Array(4), moves: [{ reason: "pull", rows }] });
+  moves.pick(2);
+  assert.deepEqual(moves.bars, [{ from: -0.25, to: 0.1, row: 0 }, { from: 0.1, to: 0.6, row: 2 },
+    { from: 0.6, to: 0.6, row: 3 }]);
+  assert.deepEqual(moves.ticks.map(({ label }) => label),
+    ["−0.040", "−0.010", "0.000", "+0.010", "+0.040"]);
 });
 
 test("spans end with their value or at a break; scopes that overlap lie beside each other", () => {
