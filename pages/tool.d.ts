@@ -116,7 +116,8 @@ export type RecordingData = {
 };
 
 /** A row of `replay --summary`. */
-export type SummaryRow = Record<`${QuantityName}_${"mean" | "deviation" | "confidence"}`, number | null> &
+export type SummaryRow =
+  Record<`${QuantityName}_${"mean" | "deviation" | "confidence"}`, number | null> &
   Record<`${QuantityName}_coverage`, number> &
   Record<`${MovedName}_change` | `${MovedName}_change_at`, number | null> &
   Record<"positive" | "neutral" | "negative" | "attentive", number | null> &

@@ -105,7 +105,8 @@ export class Camera {
     }
     this.onText("Waiting for the camera …");
     this.stream = await navigator.mediaDevices.getUserMedia({ video: {
-      deviceId: device ? { exact: device } : undefined, width: { ideal: width }, height: { ideal: height },
+      deviceId: device ? { exact: device } : undefined,
+      width: { ideal: width }, height: { ideal: height },
       frameRate: { ideal: cameraRate, max: cameraRate } } });
     if (this.isStopped) return;
     this.onAllowed();

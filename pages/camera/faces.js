@@ -56,10 +56,11 @@ function eyesTurned(mesh) {
  */
 export function observationOf(person, { score, mesh, angle, emotion, distance }, isMirrored) {
   const confidence = Math.max(0, Math.min(1, score));
-  const scoreOf = (/** @type {string} */ name) => emotion?.find((each) => each.emotion === name)?.score ?? 0;
+  const scoreOf = (/** @type {string} */ name) =>
+    emotion?.find((each) => each.emotion === name)?.score ?? 0;
   /** @type {Event} */
   const seen = { event: "observation", person, faceDetected: { value: true } };
-  if (distance !== undefined && Number.isFinite(distance) && distance > 0) seen.distance = { value: distance };
+  if (distance !== undefined && distance > 0 && distance < Infinity) seen.distance = { value: distance };
   if (angle) {
     const side = isMirrored ? -1 : 1;
     const yaw = inDegrees(angle.yaw);

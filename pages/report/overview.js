@@ -42,7 +42,8 @@ function recordingLink(number, text, person) {
 
 /** @param {SummaryRow} row */
 function moodCell({ positive, neutral, negative, valence_coverage: coverage }) {
-  return coverage === 0 ? notMeasured : moodBar([positive, neutral, negative].map((share) => 100 * Number(share)));
+  if (coverage === 0) return notMeasured;
+  return moodBar([positive, neutral, negative].map((share) => 100 * Number(share)));
 }
 
 /** @param {SummaryRow} row */
@@ -71,7 +72,8 @@ function rowsOf({ title, from, to, failure, warnings, persons }, index) {
   const name = () => element("div", {}, recordingLink(number, title),
     element("small", {}, notes.filter(Boolean).join(", ")));
   const length = formatTime(to - from, 1);
-  const format = (/** @type {number | null} */ value) => (value === null ? "–" : formatNumber(value, 2));
+  const format = (/** @type {number | null} */ value) =>
+    (value === null ? "–" : formatNumber(value, 2));
   if (persons.length === 0) return [[name(), "–", length, "0"]];
   return persons.map((row) => {
     const means = quantityNames
@@ -165,7 +167,8 @@ function showAddressed() {
   one.hidden = !data;
   byId("all").inert = Boolean(data);
   document.documentElement.style.overflow = data ? "hidden" : "";
-  const title = data ? recordings[Number(number) - 1].title : formatCount(recordings.length, "recording");
+  const title = data ? recordings[Number(number) - 1].title :
+    formatCount(recordings.length, "recording");
   document.title = `${title} – zorvel report`;
   if (!data) return;
   find("b", HTMLElement, one).textContent = title;

@@ -97,8 +97,8 @@ function writeLegend(context, entries, area) {
  * @param {number} left
  * @param {number} width
  */
-function svgChart(svg, { title, hint, label, range, ticks, height, paint, ground, color, points, legend },
-                  top, left, width) {
+function svgChart(svg, options, top, left, width) {
+  const { title, hint, label, range, ticks, height, paint, ground, color, points, legend } = options;
   const group = svgElement("g", { role: "img", "aria-label": label });
   svg.append(group);
   const context = new SvgContext(group);

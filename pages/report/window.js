@@ -1,4 +1,4 @@
-// A window in time, a part of the whole, and the pointer in it, in seconds. Nothing here knows the page.
+// A window in time, a part of the whole, and the pointer in it, in seconds. It knows nothing of the page.
 
 /** @typedef {import("./drawing").Span} Span */
 /** @typedef {import("./keyboard.js").ActionName} ActionName */

@@ -127,7 +127,8 @@ function drawPlot(context, { name, top, height }, bins, left, right, xOf) {
   const stretches = stretchesOf(bins, name);
   context.fillStyle = context.strokeStyle = colorOf(name);
   context.globalAlpha = 0.2;
-  const half = (/** @type {{ confidence: number }} */ { confidence }) => (highest - lowest) / 4 * (1 - confidence);
+  const half = (/** @type {{ confidence: number }} */ { confidence }) =>
+    (highest - lowest) / 4 * (1 - confidence);
   for (const stretch of stretches) {
     context.beginPath();
     for (const { time, [name]: range } of stretch) {

@@ -14,7 +14,8 @@ let person;
 
 /** @param {number} [touch] */
 function observation(touch) {
-  const read = (/** @type {string} */ name) => find(`[name=${name}]`, HTMLInputElement, form).valueAsNumber;
+  const read = (/** @type {string} */ name) =>
+    find(`[name=${name}]`, HTMLInputElement, form).valueAsNumber;
   const sure = (/** @type {number} */ value) => ({ value, confidence: 0.9 });
   const face = read("face");
   const yaw = read("yaw");

@@ -32,8 +32,8 @@ test("what pulled most in the last second comes first", () => {
   const person = personOf([[0, 0, [force("old", "valence", 0, 1)]],
     [5, 0, [force("a", "valence", 0, 0.25), force("b", "attention", 1, 0), force("a", "ease", 0, 1)]],
     [6, 0, [force("a", "valence", 0.25, 0.75), force("c", "valence", 0, 0.001)]]]);
-  assert.deepEqual(person.strongestReasons(3), [
-    { quantity: "attention", reason: "b", move: -1 }, { quantity: "valence", reason: "a", move: 0.75 }]);
+  assert.deepEqual(person.strongestReasons(3), [{ quantity: "attention", reason: "b", move: -1 },
+    { quantity: "valence", reason: "a", move: 0.75 }]);
   assert.equal(person.strongestReasons(1).length, 1);
 });
 
