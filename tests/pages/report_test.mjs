@@ -3,10 +3,10 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 
-import { makeCurve, rowAt, visiblePoints } from "../../pages/report/curve.js";
+import { makeCurve, visiblePoints } from "../../pages/report/curve.js";
 import { actionOf } from "../../pages/report/keyboard.js";
 import { Moves } from "../../pages/report/moves.js";
-import { scopeSpans, spansOf } from "../../pages/report/spans.js";
+import { scopeSpans } from "../../pages/report/spans.js";
 import { timeTicks } from "../../pages/report/ticks.js";
 import { after } from "../../pages/report/window.js";
 import { decimalsFor, formatMove, formatNumber, formatPercent, formatTime } from
@@ -54,7 +54,7 @@ test("keys zoom and move within the whole, about the pointer", () => {
 });
 
 // A curve of a row a second, with breaks before the rows `breaks`.
-function curveOf(values, { confidences, known, breaks = [] } = {}) {
+function curveOf(values, { confidences, known, breaks = [] }) {
   const times = Float64Array.from(values, (_, row) => row);
   return makeCurve(quantities.valence, times, Uint8Array.from(times, (row) => breaks.includes(row)),
     Float32Array.from(values), confidences && Float32Array.from(confidences),
@@ -83,12 +83,6 @@ test("no extreme is lost at any zoom, and a break parts the curve", () => {
   }
 });
 
-test("a row is found near a time, but not in a gap", () => {
-  const curve = curveOf([0, 0, 0, 0], { breaks: [2] });
-  assert.deepEqual([-0.2, 0.4, 0.6, 1.1, 1.5, 1.9, 4].map((time) => rowAt(curve, time, 0.2)),
-    [0, 0, 1, 1, undefined, 2, undefined]);
-});
-
 test("of the cycles under a pixel, the one with most movement shows", () => {
   // The page shows 0 to 1 s. The first cycle still lasts as that begins.
   const times = Float64Array.of(-0.25, 0.1, 0.3, 0.6);
@@ -101,10 +95,7 @@ test("of the cycles under a pixel, the one with most movement shows", () => {
     ["−0.040", "−0.010", "0.000", "+0.010", "+0.040"]);
 });
 
-test("spans end with their value or at a break; scopes that overlap lie beside each other", () => {
-  const curve = curveOf([5, 5, 6, 6, 6], { breaks: [3] });
-  assert.deepEqual(spansOf(curve, (row) => curve.values[row]), [
-    { from: 0, to: 2, value: 5 }, { from: 2, to: 2, value: 6 }, { from: 3, to: 4, value: 6 }]);
+test("scopes that overlap lie beside each other", () => {
   const scope = (from, to, label) => ({ scope: "s", from, to, label, samples: 0 });
   assert.deepEqual(scopeSpans([scope(0, 5, "positive"), scope(1, 2, ""), scope(2, 4, "error")])
     .map(({ lane, color, text }) => [lane, color, text]),
