@@ -1,11 +1,13 @@
-// Any bytes as a recording. Every line is read or refused; what was read can be written and read
-// again without a change; the whole can be played.
+// Any bytes as a recording, as they are and with fitting checksums. Every line is read or refused;
+// what was read can be written and read again without a change; the whole can be played.
 
 #include <fmt/format.h>
 
+#include <boost/crc.hpp>
 #include <cmath>
 #include <ku/log.hpp>
 #include <string>
+#include <string_view>
 
 #include "fuzzing.hpp"
 #include "playback/csv.hpp"
@@ -44,6 +46,21 @@ void readAndWriteAll(const MemoryFile& file) {
   }
 }
 
+/// With checksums that fit the states, which no change of a byte would pass otherwise.
+std::string withFittingChecksums(std::string text) {
+  constexpr std::string_view key = R"(,"checksum":")";
+  constexpr std::string_view stateKey = R"("state":)";
+  for (auto end = text.find(key); end != text.npos; end = text.find(key, end + 1)) {
+    const auto state = text.rfind(stateKey, end);
+    if (state == text.npos || end + key.size() + 8 > text.size()) continue;
+    const auto begin = state + stateKey.size();
+    boost::crc_32_type checksum;
+    checksum.process_bytes(text.data() + begin, end - begin);
+    text.replace(end + key.size(), 8, fmt::format("{:08x}", checksum.checksum()));
+  }
+  return text;
+}
+
 bool isWithin(float number, float lowest, float highest) {
   // Sums of floats near the end of their range overflow, and the difference of two such sums is
   // NaN.
@@ -72,8 +89,13 @@ int LLVMFuzzerInitialize(int* /*argumentCount*/, char*** /*arguments*/) {
 }
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const MemoryFile file(data, size);
-  zorvel::readAndWriteAll(file);
-  zorvel::playIt(file);
+  const std::string input(reinterpret_cast<const char*>(data), size);
+  const std::string fitting = zorvel::withFittingChecksums(input);
+  for (const auto* const text : {&input, &fitting}) {
+    if (text == &fitting && fitting == input) continue;
+    const MemoryFile file(reinterpret_cast<const std::uint8_t*>(text->data()), text->size());
+    zorvel::readAndWriteAll(file);
+    zorvel::playIt(file);
+  }
   return 0;
 }

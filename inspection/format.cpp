@@ -50,7 +50,8 @@ std::string formatShare(std::uint64_t part, std::uint64_t whole) {
 std::string formatParted(const PartedRows& parted) {
   if (parted.count == 0) return {};
   return fmt::format(
-      "removals part {} into {}, one for each visit of the person; the first is line {}",
+      "removals or renamings part {} into {}, one for each visit of the person; the first is line "
+      "{}",
       formatCount(parted.count, "row"), formatCount(parted.scopes, "scope"), parted.firstLine);
 }
 

@@ -18,7 +18,8 @@ std::string formatDuration(std::int64_t nanoseconds);
 /// A share such as "98.7 %".
 std::string formatShare(std::uint64_t part, std::uint64_t whole);
 
-/// What removals did to rows of a table of scopes, for people; empty when they did nothing.
+/// What removals and renamings did to rows of a table of scopes, for people; empty when they did
+/// nothing.
 std::string formatParted(const PartedRows& parted);
 
 }  // namespace zorvel

@@ -193,6 +193,33 @@ void RecordingFacts::add(const Remove& remove, Line line) {
   person.openScopes.clear();
 }
 
+void RecordingFacts::add(const Restore& restore, Line line) {
+  const auto* const saved = std::get_if<SavedPerson>(&restore.state);
+  if (saved == nullptr) return;
+  auto& open = persons[saved->id].openScopes;
+  open.clear();
+  for (const auto& [name, scope] : saved->scopes) {
+    open.emplace(name, OpenScope{scope.remainingSamples, line.number});
+  }
+}
+
+void RecordingFacts::add(const Rename& rename, Line /*line*/) {
+  const auto found = persons.find(rename.person);
+  if (found == persons.end() || rename.person == rename.to) return;
+  PersonFacts& from = found->second;
+  if (!from.present && from.openScopes.empty()) return;
+  PersonFacts& to = persons[rename.to];
+  to.openScopes.merge(from.openScopes);
+  from.openScopes.clear();
+  for (auto& [field, facts] : from.fields) {
+    to.fields[field].remembered.merge(facts.remembered);
+    facts.remembered.clear();
+  }
+  if (from.present) to.last = to.present ? std::max(to.last, from.last) : from.last;
+  to.present = to.present || from.present;
+  from.present = false;
+}
+
 void RecordingFacts::add(const StartRecording& start, Line line) {
   ++scopes.opened;
   const OpenScope scope{start.samples, line.number};

@@ -138,6 +138,8 @@ struct RecordingFacts {
   void add(const Observation& observation, Line line);
   void add(const NotSeen& notSeen, Line line);
   void add(const Remove& remove, Line line);
+  void add(const Restore& restore, Line line);
+  void add(const Rename& rename, Line line);
   void add(const StartRecording& start, Line line);
   void add(const StopRecording& stop, Line line);
   void add(const Movement& /*movement*/, Line /*line*/) {}

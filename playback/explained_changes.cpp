@@ -9,6 +9,7 @@
 
 #include "playback/person_cycles.hpp"
 #include "recording/printable.hpp"
+#include "recording/renamed.hpp"
 
 namespace zorvel {
 namespace {
@@ -102,6 +103,10 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
           const auto found = persons.find(remove->person);
           if (found != persons.end()) found->second.cycles.remove();
         }
+        if (const auto* rename = std::get_if<Rename>(&event.what)) {
+          const auto from = persons.find(rename->person);
+          if (from != persons.end()) from->second.cycles.goOnIn(persons[rename->to].cycles);
+        }
         const auto* state = std::get_if<StateRow>(&row);
         if (state != nullptr && (!person || *person == state->person)) {
           Person& of = persons[state->person];
@@ -125,6 +130,12 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
   playAll(open(), Forces::Watched, [&](Time time, const Event& event, const Row& row) {
     --events;
     if (const auto* remove = std::get_if<Remove>(&event.what)) readings.erase(remove->person);
+    if (const auto* const restored = restoredPerson(event)) {
+      readings[restored->id] = Readings(time, restored->known);
+    }
+    if (const auto* rename = std::get_if<Rename>(&event.what)) {
+      applyRename(*rename, readings, [](Readings& kept, Readings& moved) { kept.merge(moved); });
+    }
     const auto* state = std::get_if<StateRow>(&row);
     if (state != nullptr) {
       Readings& of = readings[state->person];

@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <iterator>
+
 #include "recording/printable.hpp"
+#include "recording/renamed.hpp"
 #include "recording/replay_clock.hpp"
 #include "recording/seconds.hpp"
 
@@ -23,12 +26,17 @@ void Explainer::add(Time secondZero, Time time, const Event& event, const Row& r
       person->second.isRemoved = true;
     }
   }
+  if (const auto* const person = restoredPerson(event)) {
+    _readings[person->id] = Readings(time, person->known);
+  }
+  if (const auto* rename = std::get_if<Rename>(&event.what)) follow(*rename);
   const auto* const state = std::get_if<StateRow>(&row);
-  if (state == nullptr || (_explained.person && state->person != *_explained.person)) return;
+  if (state == nullptr) return;
+  // Of everybody, as another person may turn out to be the one that is explained.
   _readings[state->person].add(time, event);
   if (_explained.at) {
     _persons.erase(state->person);
-  } else if (since < _explained.from || since > _explained.to) {
+  } else if (!isAbout(state->person) || since < _explained.from || since > _explained.to) {
     return;
   }
   ExplainedPerson& explained = _persons[state->person];
@@ -37,6 +45,25 @@ void Explainer::add(Time secondZero, Time time, const Event& event, const Row& r
   if (explained.isRemoved) ++explained.newStarts;
   explained.isRemoved = false;
   explained.why.add(state->forces);
+}
+
+void Explainer::follow(const Rename& rename) {
+  applyRename(rename, _readings, [](Readings& kept, Readings& moved) { kept.merge(moved); });
+  if (_explained.at) {
+    // The last cycle of a person may have been under the old id.
+    applyRename(rename, _persons, [](ExplainedPerson& kept, ExplainedPerson& moved) {
+      if (moved.last > kept.last) kept = std::move(moved);
+    });
+    return;
+  }
+  const auto from = _persons.find(rename.person);
+  if (from != _persons.end() && rename.person != rename.to) from->second.isRemoved = true;
+}
+
+void Explainer::dropOthers() {
+  for (auto person = _persons.begin(); person != _persons.end();) {
+    person = isAbout(person->first) ? std::next(person) : _persons.erase(person);
+  }
 }
 
 std::vector<FieldReadings> Explainer::behind(std::int32_t person, std::string_view reason) const {
@@ -52,7 +79,7 @@ std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
   ReplayClock cycles;  // of those whom it is about
   const auto follow = [&](const Event& event) {
     events.advance(event.time);
-    if (isCycle(event) && (!explained.person || personOf(event) == explained.person)) {
+    if (isCycle(event) && explainer.isAbout(*personOf(event))) {
       cycles.advance(events.now());
     }
     onProgress();
@@ -64,6 +91,7 @@ std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
         follow(event);
       },
       explained.at.value_or(Time::duration::max()));
+  explainer.dropOthers();
   if (explainer.hasReachedMoment()) failure.reset();
   if (failure) return failure;
   const auto secondsOf = [&](Time time) { return roundUp(between(recording.secondZero(), time)); };

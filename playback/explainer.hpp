@@ -42,6 +42,12 @@ class Explainer {
 
   /// Adds an event that was played at `time`, and what it gave.
   void add(Time secondZero, Time time, const Event& event, const Row& row);
+  /// To be called after the last event.
+  void dropOthers();
+
+  bool isAbout(std::int32_t person) const {
+    return !_explained.person || *_explained.person == person;
+  }
 
   const std::map<std::int32_t, ExplainedPerson>& persons() const { return _persons; }
   /// What a force of that reason came from, in the last cycle of a person.
@@ -54,6 +60,8 @@ class Explainer {
   }
 
  private:
+  void follow(const Rename& rename);
+
   ExplainedTime _explained;
   std::map<std::int32_t, ExplainedPerson> _persons;
   std::map<std::int32_t, Readings> _readings;

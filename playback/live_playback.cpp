@@ -6,6 +6,8 @@
 #include <ku/clock.hpp>
 
 #include "recording/observation_fields.hpp"
+#include "recording/renamed.hpp"
+#include "recording/saved_state.hpp"
 
 namespace zorvel {
 namespace {
@@ -47,6 +49,10 @@ void FarReadings::warnOfLeftOut(const ZV::ObservationGuard::RemovedField& field,
   warnOfFuture(person, field.name, inSeconds(field.ahead), isLeftOut);
 }
 
+void FarReadings::rename(const Rename& rename) {
+  applyRename(rename, _warned, [](auto& kept, auto& moved) { kept.merge(moved); });
+}
+
 void FarReadings::warnOfFuture(std::int32_t person, std::string_view field, double seconds,
                                std::string_view consequence) {
   warnOnce(person, field, fmt::format("{:.3f} s in the future", seconds), consequence);
@@ -69,6 +75,7 @@ LivePlayback::LivePlayback(const LiveOptions& options, const FarReadings::Warn& 
 }
 
 Row LivePlayback::play(Event event, std::uint64_t line) {
+  refuseFuture(event);
   if (_guard) keepFutureOut(event);
   forgetUnseen();
   noteSeen(event);
@@ -91,6 +98,19 @@ std::vector<Finding> LivePlayback::findings() const {
   };
   findings.erase(std::remove_if(findings.begin(), findings.end(), isTold), findings.end());
   return findings;
+}
+
+/// Throws Failure for a state from the future, whose readings would stay until their time has come.
+void LivePlayback::refuseFuture(const Event& event) const {
+  const auto* const person = restoredPerson(event);
+  if (person == nullptr || !_options.ahead) return;
+  const Time now = ku::SystemClock::now();
+  forEachTime(*person, [&](Time time) {
+    const Time::duration ahead = between(now, time);
+    if (ahead <= *_options.ahead) return;
+    throw Failure(fmt::format("the state of person {} has a time that is {:.3f} s in the future",
+                              person->id, inSeconds(ahead)));
+  });
 }
 
 /// Leaves out the readings that lie in the future. When the clock was set back, all that is
@@ -128,12 +148,13 @@ void LivePlayback::noteSeen(const Event& event) {
   const Time now = ku::SystemClock::now();
   if (const auto* const observation = std::get_if<Observation>(&event.what)) {
     _lastSeen[observation->person] = now;
-  } else if (const auto* const notSeen = std::get_if<NotSeen>(&event.what)) {
-    _lastSeen.emplace(notSeen->person, now);
-  } else if (const auto* const start = std::get_if<StartRecording>(&event.what)) {
-    _lastSeen.emplace(start->person, now);
   } else if (const auto* const remove = std::get_if<Remove>(&event.what)) {
     _lastSeen.erase(remove->person);
+  } else if (const auto* const rename = std::get_if<Rename>(&event.what)) {
+    applyRename(*rename, _lastSeen, [](Time& kept, Time moved) { kept = std::max(kept, moved); });
+    _farReadings.rename(*rename);
+  } else if (!std::holds_alternative<StopRecording>(event.what)) {
+    if (const auto person = personOf(event)) _lastSeen.emplace(*person, now);
   }
 }
 
@@ -150,6 +171,9 @@ void LivePlayback::forget(std::int32_t person) {
 void LivePlayback::inspect(const Event& event, std::uint64_t line) {
   _facts.add(event, line);
   if (const auto* const remove = std::get_if<Remove>(&event.what)) _facts.forget(remove->person);
+  if (const auto* const rename = std::get_if<Rename>(&event.what)) {
+    if (rename->person != rename->to) _facts.forget(rename->person);
+  }
   if (!_facts.goesWrongIn(line)) return;
   for (const Finding& finding : findingsOf(_facts)) {
     if (finding.firstLine == line && isToldByLine(finding)) _warn(finding.text);

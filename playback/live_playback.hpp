@@ -34,6 +34,7 @@ class FarReadings {
   void warnOfLeftOut(const ZV::ObservationGuard::RemovedField& field, std::int32_t person);
 
   void forget(std::int32_t person) { _warned.erase(person); }
+  void rename(const Rename& rename);
   void forgetEverybody() { _warned.clear(); }
 
  private:
@@ -70,12 +71,16 @@ class LivePlayback {
   /// Removes who was not observed for too long. Every event does so, too.
   void forgetUnseen();
 
+  /// As Playback::save.
+  std::vector<Restore> save() const { return _playback.save(); }
+
   /// How many readings the guard left out.
   std::uint64_t leftOut() const { return _leftOut; }
   /// What goes wrong in no single line, in the end.
   std::vector<Finding> findings() const;
 
  private:
+  void refuseFuture(const Event& event) const;
   void keepFutureOut(Event& event);
   void noteSeen(const Event& event);
   void forget(std::int32_t person);

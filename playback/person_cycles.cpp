@@ -12,6 +12,12 @@ void PersonCycles::add(Time time, bool isSeen) {
   _isSeen = isSeen;
 }
 
+void PersonCycles::goOnIn(PersonCycles& to) {
+  if (&to == this || !isPresent()) return;
+  remove();
+  to.remove();
+}
+
 Time::duration PersonCycles::step(std::size_t from, std::size_t to) const {
   const auto time = [this](std::size_t row) { return Time(Time::duration(_times[row])); };
   return between(time(from), time(to));

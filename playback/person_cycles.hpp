@@ -15,6 +15,11 @@ class PersonCycles {
  public:
   void add(Time time, bool isSeen);
   void remove() { _isRemoved = true; }
+  /// Whether there was a cycle since the last removal.
+  bool isPresent() const { return !_times.empty() && !_isRemoved; }
+  /// The person goes on in the cycles of another id. What comes there begins a stretch, as the
+  /// state may be another than the one before.
+  void goOnIn(PersonCycles& to);
 
   /// In nanoseconds.
   const std::vector<std::int64_t>& times() const { return _times; }

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <boost/thread/lock_types.hpp>
-#include <ku/clock.hpp>
 #include <utility>
+
+#include "recording/renamed.hpp"
 
 namespace zorvel {
 namespace {
@@ -41,6 +42,35 @@ Row Playback::play(const NotSeen& notSeen) {
 Row Playback::play(const Remove& remove) {
   _graph.remove(remove.person);
   _recorders.erase(remove.person);
+  return {};
+}
+
+Row Playback::play(const Restore& restore) {
+  if (const auto* const person = std::get_if<SavedPerson>(&restore.state)) {
+    ZV::ZVEmotionRecorder& recorder = _recorders[person->id];
+    _graph.restore(person->id, person->known);
+    recorder.restore(person->scopes);
+  } else {
+    _room.restore(std::get<ZV::AmbianceState::Saved>(restore.state));
+  }
+  return {};
+}
+
+std::vector<Restore> Playback::save() const {
+  std::vector<Restore> saved;
+  for (const ZV::Person& person : _graph.persons()) {
+    const auto recorder = _recorders.find(person.userSessionID);
+    saved.push_back({SavedPerson{person.userSessionID, person.save(),
+                                 recorder == _recorders.end() ? ZV::ZVEmotionRecorder::SavedScopes()
+                                                              : recorder->second.save()}});
+  }
+  saved.emplace_back().state = _room.save();
+  return saved;
+}
+
+Row Playback::play(const Rename& rename) {
+  _graph.rename(rename.person, rename.to);
+  applyRename(rename, _recorders, [](auto& kept, auto& moved) { kept.merge(moved); });
   return {};
 }
 
@@ -129,15 +159,15 @@ StateRow stateRow(const ZV::Person& person, std::vector<ZV::Force> forces) {
           std::move(forces)};
 }
 
-void RecordingRows::place(Time::duration since, const Event& event, Row& row) {
+void RecordingRows::place(Time secondZero, Time time, const Event& event, Row& row) {
+  const Time::duration since = between(secondZero, time);
   if (auto* state = std::get_if<StateRow>(&row)) {
     Visit& visit = _visits[state->person];
     if (visit.isEnded) visit = {visit.current(), false, {}};
     for (std::size_t value = 0; value < visit.measured.size(); ++value) {
       auto& last = visit.measured.at(value);
-      if (state->isMeasured.at(value)) last = since;
-      state->isKnown.at(value) =
-          last && between(Time(*last), Time(since)) <= boost::chrono::seconds(1);
+      if (state->isMeasured.at(value)) last = time;
+      state->isKnown.at(value) = last && between(*last, time) <= boost::chrono::seconds(1);
     }
     state->since = since;
     state->isSeen = !std::holds_alternative<NotSeen>(event.what);
@@ -145,26 +175,43 @@ void RecordingRows::place(Time::duration since, const Event& event, Row& row) {
   } else if (const auto* remove = std::get_if<Remove>(&event.what)) {
     const auto visit = _visits.find(remove->person);
     if (visit != _visits.end()) visit->second.isEnded = true;
-    _scopes.erase(remove->person);
-  } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
-    _scopes[start->person][start->scope] = since;
+  } else if (const auto* rename = std::get_if<Rename>(&event.what)) {
+    follow(*rename);
   } else if (auto* scope = std::get_if<ScopeRow>(&row)) {
-    auto& open = _scopes[scope->person];
-    const auto begin = open.find(scope->scope);
     scope->end = since;
     const auto visit = _visits.find(scope->person);
     if (visit != _visits.end()) scope->visit = visit->second.current();
-    if (begin == open.end()) return;
-    // One that has used up its samples is not open, though it was never closed.
-    if (scope->label != "error") scope->begin = begin->second;
-    open.erase(begin);
+    const auto person = _people.find(scope->person);
+    if (person != _people.end()) {
+      const auto open = person->second.find(scope->scope);
+      if (open != person->second.end()) scope->begin = between(secondZero, open->second.begin);
+    }
   }
+  apply(time, event, _people);
+}
+
+void RecordingRows::follow(const Rename& rename) {
+  const auto found = _visits.find(rename.person);
+  if (found == _visits.end() || found->second.isEnded || rename.person == rename.to) return;
+  Visit& from = found->second;
+  Visit& to = _visits[rename.to];
+  from.isEnded = true;
+  if (to.isEnded) to = {to.current(), false, {}};
+  for (std::size_t value = 0; value < to.measured.size(); ++value) {
+    to.measured.at(value) = std::max(to.measured.at(value), from.measured.at(value));
+  }
+}
+
+Row ClockedPlayback::play(const Event& event) {
+  // Not for longer: where events come from may have a clock of its own.
+  const ku::ClockScope scope(_clock);
+  _clock.set(std::max(_clock.now(), event.time));
+  return _playback.play(event);
 }
 
 std::optional<Failure> playAll(const EventSource& source, Forces forces, const UseOfRow& use,
                                Time::duration until) {
-  ku::SimulatedClock clock(Time::min());
-  Playback playback(forces);
+  ClockedPlayback playback(forces);
   RecordingRows rows;
   while (true) {
     std::optional<Event> event;
@@ -173,18 +220,16 @@ std::optional<Failure> playAll(const EventSource& source, Forces forces, const U
     try {
       event = source.next();
       if (!event) return std::nullopt;
-      // Not for longer: where events come from may have a clock of its own.
-      const ku::ClockScope scope(clock);
-      clock.set(std::max(clock.now(), event->time));
       row = playback.play(*event);
-      since = between(source.secondZero(), clock.now());
-      rows.place(since, *event, row);
+      const Time secondZero = source.secondZero();
+      since = between(secondZero, playback.now());
+      rows.place(secondZero, playback.now(), *event, row);
     } catch (const Failure& failure) {
       return failure;
     } catch (const std::exception& error) {
       return Failure(error.what());
     }
-    use(clock.now(), *event, row);
+    use(playback.now(), *event, row);
     if (since > until) return std::nullopt;
   }
 }

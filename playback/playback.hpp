@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <ku/clock.hpp>
 #include <map>
 #include <optional>
 #include <string>
@@ -15,6 +16,7 @@
 #include <zv/social_graph.hpp>
 
 #include "recording/failure.hpp"
+#include "recording/known_people.hpp"
 #include "recording/recording_reader.hpp"
 
 namespace zorvel {
@@ -40,7 +42,8 @@ struct StateRow {
   /// Since second 0.
   Time::duration since{};
   bool isSeen = true;
-  /// 1 for the person's first stretch of cycles, one more after each removal that ends one.
+  /// 1 for the first stretch of cycles under that id, one more after each removal that ends one, or
+  /// renaming to another id.
   std::int32_t visit = 1;
   /// Whether something measured moved the value in this visit, no more than a second ago. Where it
   /// did not, charts say "not measured" in place of a line that falls back to 0.
@@ -93,11 +96,15 @@ class Playback {
 
   /// Throws what the library throws; what the event did before stays done.
   Row play(const Event& event);
+  /// Everybody as they stand, and last the room.
+  std::vector<Restore> save() const;
 
  private:
   Row play(const Observation& observation);
   Row play(const NotSeen& notSeen);
   Row play(const Remove& remove);
+  Row play(const Restore& restore);
+  Row play(const Rename& rename);
   Row play(const StartRecording& start);
   Row play(const StopRecording& stop);
   Row play(const Movement& movement);
@@ -119,23 +126,40 @@ class Playback {
 /// Tells rows where they stand in their recording.
 class RecordingRows {
  public:
-  /// To be called for each event, with what it gave that long after second 0.
-  void place(Time::duration since, const Event& event, Row& row);
+  /// To be called for each event, with the time at which it was played and what it gave.
+  void place(Time secondZero, Time time, const Event& event, Row& row);
 
  private:
   struct Visit {
     std::int32_t number = 1;
     bool isEnded = false;
-    /// When something measured last moved each value, since second 0.
-    std::array<std::optional<Time::duration>, std::tuple_size_v<OfValues>> measured{};
+    /// When something measured last moved each value.
+    std::array<std::optional<Time>, std::tuple_size_v<OfValues>> measured{};
 
     /// The number of the stretch that a cycle now belongs to.
     std::int32_t current() const { return isEnded ? number + 1 : number; }
   };
 
+  void follow(const Rename& rename);
+
   std::map<std::int32_t, Visit> _visits;
-  /// When the open scopes of each person began.
-  std::map<std::int32_t, std::map<std::string, Time::duration>> _scopes;
+  /// For the begins of open scopes.
+  KnownPeople _people;
+};
+
+/// A playback on a clock of its own, which the events set and which never runs backwards.
+class ClockedPlayback {
+ public:
+  explicit ClockedPlayback(Forces forces) : _playback(forces) {}
+
+  /// As Playback::play.
+  Row play(const Event& event);
+  std::vector<Restore> save() const { return _playback.save(); }
+  Time now() { return _clock.now(); }
+
+ private:
+  ku::SimulatedClock _clock{Time::min()};
+  Playback _playback;
 };
 
 /// Where the events of a recording come from.

@@ -65,6 +65,13 @@ std::string_view unitOf(std::string_view field, std::string_view number) {
 
 }  // namespace
 
+Readings::Readings(Time now, const ZV::SavedPerson& saved) {
+  for (auto remembered = saved.memory.rbegin(); remembered != saved.memory.rend(); ++remembered) {
+    add(now, {now, Observation{0, *remembered}});
+  }
+  _observed.fill(false);
+}
+
 void Readings::add(Time now, const Event& cycle) {
   _observed.fill(false);
   const auto* const observation = std::get_if<Observation>(&cycle.what);
@@ -86,6 +93,18 @@ void Readings::add(Time now, const Event& cycle) {
     const auto& memory = fieldKinds.at(index).memory;
     while (memory && !times.empty() && between(*times.begin(), now) > *memory) {
       times.erase(times.begin());
+    }
+  }
+}
+
+void Readings::merge(Readings& other) {
+  for (std::size_t index = 0; index < fieldCount; ++index) {
+    Field& field = _fields.at(index);
+    Field& from = other._fields.at(index);
+    field.times.merge(from.times);
+    if (from.newest.count > 0 &&
+        (field.newest.count == 0 || from.newest.time > field.newest.time)) {
+      field.newest = std::move(from.newest);
     }
   }
 }

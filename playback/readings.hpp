@@ -28,8 +28,14 @@ struct FieldReadings {
 /// The readings of a person, as far as forces of a moment come from them.
 class Readings {
  public:
+  Readings() = default;
+  /// Those of a person who was restored at `now`.
+  Readings(Time now, const ZV::SavedPerson& saved);
+
   /// Adds a cycle of the person, which is played at `now`.
   void add(Time now, const Event& cycle);
+  /// Takes over what is remembered of the same person under another id.
+  void merge(Readings& other);
   /// What forces of that reason came from, at `now`; empty for one that comes from no reading.
   std::vector<FieldReadings> behind(std::string_view reason, Time now) const;
 

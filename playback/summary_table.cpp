@@ -45,6 +45,10 @@ void SummaryTable::add(Time time, const Event& event, const Row& row) {
     const auto found = _persons.find(remove->person);
     if (found != _persons.end()) found->second.cycles.remove();
   }
+  if (const auto* rename = std::get_if<Rename>(&event.what)) {
+    const auto from = _persons.find(rename->person);
+    if (from != _persons.end()) from->second.cycles.goOnIn(_persons[rename->to].cycles);
+  }
   if (const auto* scope = std::get_if<ScopeRow>(&row)) {
     const auto* const label = std::find(scopeLabels.begin(), scopeLabels.end(), scope->label);
     ++_persons[scope->person].scopes.at(static_cast<std::size_t>(label - scopeLabels.begin()));

@@ -11,7 +11,10 @@
 #include <string_view>
 #include <type_traits>
 #include <variant>
+#include <zv/ambiance_state.hpp>
+#include <zv/emotion_recorder.hpp>
 #include <zv/person_observation.hpp>
+#include <zv/saved_person.hpp>
 
 namespace zorvel {
 
@@ -59,6 +62,22 @@ struct Remove {
   static constexpr std::string_view name = "remove";
   std::int32_t person;
 };
+struct Rename {
+  static constexpr std::string_view name = "rename";
+  std::int32_t person;
+  std::int32_t to;
+};
+/// A person as they were saved.
+struct SavedPerson {
+  std::int32_t id;
+  ZV::SavedPerson known;
+  ZV::ZVEmotionRecorder::SavedScopes scopes;
+};
+/// A person or the room goes on from a saved state.
+struct Restore {
+  static constexpr std::string_view name = "restore";
+  std::variant<ZV::AmbianceState::Saved, SavedPerson> state;
+};
 struct StartRecording {
   static constexpr std::string_view name = "start_recording";
   /// As the number of samples: no limit.
@@ -82,19 +101,28 @@ struct Activity {
 
 /// One line of a recording other than the header.
 struct Event {
-  using What =
-      std::variant<Observation, NotSeen, Remove, StartRecording, StopRecording, Movement, Activity>;
+  using What = std::variant<Observation, NotSeen, Remove, Rename, Restore, StartRecording,
+                            StopRecording, Movement, Activity>;
   Time time;
   What what;
 };
 
-/// The person that the event is about, if it is about one.
+/// The person whom the event restores; null when it restores nobody.
+inline const SavedPerson* restoredPerson(const Event& event) {
+  const auto* const restore = std::get_if<Restore>(&event.what);
+  return restore == nullptr ? nullptr : std::get_if<SavedPerson>(&restore->state);
+}
+
+/// The person that the event is about, if it is about one; of a Rename, who is renamed.
 inline std::optional<std::int32_t> personOf(const Event& event) {
   return std::visit(
       [](const auto& what) -> std::optional<std::int32_t> {
         using What = std::decay_t<decltype(what)>;
         if constexpr (std::is_same_v<What, Movement> || std::is_same_v<What, Activity>) {
           return std::nullopt;
+        } else if constexpr (std::is_same_v<What, Restore>) {
+          const auto* const person = std::get_if<SavedPerson>(&what.state);
+          return person == nullptr ? std::nullopt : std::optional(person->id);
         } else {
           return what.person;
         }
@@ -110,8 +138,8 @@ inline bool isCycle(const Event& event) {
 
 /// The names of the events, in the order of Event::What.
 constexpr std::array<std::string_view, std::variant_size_v<Event::What>> eventNames{
-    Observation::name,   NotSeen::name,  Remove::name,  StartRecording::name,
-    StopRecording::name, Movement::name, Activity::name};
+    Observation::name,    NotSeen::name,       Remove::name,   Rename::name,  Restore::name,
+    StartRecording::name, StopRecording::name, Movement::name, Activity::name};
 
 /// Takes events in the order in which they happen.
 using EventSink = std::function<void(const Event&)>;

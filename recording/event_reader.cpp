@@ -2,90 +2,16 @@
 
 #include <fmt/format.h>
 
-#include "recording/observation_fields.hpp"
+#include "recording/field_reader.hpp"
 #include "recording/printable.hpp"
+#include "recording/saved_state.hpp"
 
 namespace zorvel {
 namespace {
 
-Time timeOf(JsonValue value) {
-  return Time(ku::SystemClock::duration(value.integer(-latestTime.count(), latestTime.count())));
-}
-
-void read(JsonValue value, bool& number) { number = value.boolean(); }
-void read(JsonValue value, float& number) { number = value.number(); }
-void read(JsonValue value, std::int32_t& number) { number = value.integer32(); }
-void read(JsonValue value, std::uint32_t& number) { number = value.unsigned32(); }
-
-/// Reads the members of a field's object.
-class MemberReader {
- public:
-  explicit MemberReader(JsonObject& object) : _object(object) {}
-
-  template <typename Number>
-  void operator()(const NumberKind& kind, Number& number) {
-    read(_object.get(kind.name), number);
-  }
-
-  /// An emotion that is left out is (0, 0).
-  void emotion(std::string_view name, const NumberKinds& kinds,
-               ZV::ValueConfidence<float>& emotion) {
-    const auto found = _object.find(name);
-    emotion = {0.0f, 0.0f};
-    if (found) readWhole(*found, kinds, emotion);
-  }
-
-  void points(const NumberKinds& kinds, ZV::FacialPoints& points) {
-    unsigned int seen = 0;
-    for (const JsonValue element : _object.get("points").elements()) {
-      JsonObject landmark(element);
-      const auto number = landmark.get("point").integer(0, 11);
-      const unsigned int bit = 1U << number;
-      if ((seen & bit) != 0) element.fail(fmt::format("the point {} is given twice", number));
-      seen |= bit;
-      MemberReader members(landmark);
-      ZV::FacialPoints::Point point;
-      members(kinds[0], point.value.first);
-      members(kinds[1], point.value.second);
-      members(kinds[2], point.confidence);
-      points.setFacialPoint(static_cast<ZV::PointDescription>(number), point);
-      landmark.finish();
-    }
-  }
-
- private:
-  template <typename Value>
-  static void readWhole(JsonValue found, const NumberKinds& kinds, Value& value) {
-    JsonObject object(found);
-    MemberReader members(object);
-    visitMembers(members, kinds, value);
-    object.finish();
-  }
-
-  JsonObject& _object;
-};
-
-/// Reads one field of an observation, if the line has it. A reading without a time of its own has
-/// the line's.
-template <typename Value>
-void readField(JsonObject& line, Time lineTime, const ObservationField<Value>& field,
-               ZV::PersonObservation& fields) {
-  const auto found = line.find(field.name);
-  if (!found) return;
-  JsonObject object(*found);
-  const auto time = object.find("time");
-  auto value = blankValue<Value>();
-  MemberReader members(object);
-  visitMembers(members, field.numbers, value);
-  (fields.*field.member).emplace(time ? timeOf(*time) : lineTime, value);
-  object.finish();
-}
-
 Observation observation(JsonObject& line, Time time) {
-  Observation read{line.get("person").integer32(), {}};
-  forEachField(
-      [&](std::size_t /*index*/, const auto& field) { readField(line, time, field, read.fields); });
-  return read;
+  const std::int32_t person = line.get("person").integer32();
+  return {person, readFields(line, time, Floats::Finite)};
 }
 
 Event event(JsonObject& line, JsonValue kind, Time time) {
@@ -95,12 +21,18 @@ Event event(JsonObject& line, JsonValue kind, Time time) {
   if (name == Observation::name) return {time, observation(line, time)};
   if (name == NotSeen::name) return {time, NotSeen{person()}};
   if (name == Remove::name) return {time, Remove{person()}};
+  if (name == Rename::name) return {time, Rename{person(), line.get("to").integer32()}};
   if (name == StartRecording::name) {
     const auto samples = line.find("samples");
     return {time, StartRecording{person(), scope(),
                                  samples ? samples->integer32() : StartRecording::unlimited}};
   }
   if (name == StopRecording::name) return {time, StopRecording{person(), scope()}};
+  if (name == Restore::name) {
+    const auto found = line.find("person");
+    return {time,
+            readState(line.get("state"), found ? std::optional(found->integer32()) : std::nullopt)};
+  }
   if (name == Movement::name) return {time, Movement{}};
   if (name == Activity::name) return {time, Activity{line.get("value").number()}};
   kind.fail(fmt::format("{} is not an event", inQuotes(name)));

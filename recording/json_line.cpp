@@ -188,8 +188,10 @@ float JsonValue::number() const {
   return narrowed;
 }
 
+bool JsonValue::isText() const { return node().kind == JsonNode::Kind::String; }
+
 std::string_view JsonValue::text() const {
-  if (node().kind != JsonNode::Kind::String) fail("must be a text");
+  if (!isText()) fail("must be a text");
   return node().text;
 }
 

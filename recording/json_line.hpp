@@ -54,6 +54,7 @@ class JsonValue {
   std::uint32_t unsigned32() const;
   /// The double nearest to the number, narrowed to single precision.
   float number() const;
+  bool isText() const;
   std::string_view text() const;
   std::vector<JsonValue> elements() const;
 

@@ -70,6 +70,11 @@ class BasicJsonWriter {
     key(name);
     this->value(value);
   }
+  /// A member that is JSON already.
+  void json(std::string_view name, std::string_view text) {
+    key(name);
+    _json.RawValue(text.data(), text.size(), rapidjson::kObjectType);
+  }
   /// An object as a member; `write()` adds what is in it.
   template <typename Write>
   void object(std::string_view name, Write write) {

@@ -9,12 +9,18 @@
 
 namespace zorvel {
 
-/// The people whom a replay knows at a moment, each with their open scopes: by name, how many more
-/// samples a scope takes.
-using KnownPeople = std::map<std::int32_t, std::map<std::string, std::int32_t>>;
+/// A scope that is open.
+struct KnownScope {
+  /// How many more it takes.
+  std::int32_t samples;
+  Time begin;
+};
 
-/// Does to the people what a replay of the event does.
-void apply(const Event& event, KnownPeople& people);
+/// The people whom a replay knows at a moment, each with their open scopes.
+using KnownPeople = std::map<std::int32_t, std::map<std::string, KnownScope>>;
+
+/// Does to the people what a replay of the event does at `now`.
+void apply(Time now, const Event& event, KnownPeople& people);
 
 }  // namespace zorvel
 

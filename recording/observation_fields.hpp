@@ -17,6 +17,17 @@
 
 namespace zorvel {
 
+/// Which floats a text may have.
+enum class Floats {
+  Finite,
+  Any,  ///< those that are not finite stand there as texts
+};
+
+inline constexpr std::array<std::pair<std::string_view, float>, 3> nonFiniteFloats{
+    {{"nan", std::numeric_limits<float>::quiet_NaN()},
+     {"inf", std::numeric_limits<float>::infinity()},
+     {"-inf", -std::numeric_limits<float>::infinity()}}};
+
 /// One of the numbers in a reading: its key in a recording, and the range in which it makes sense.
 struct NumberKind {
   std::string_view name;

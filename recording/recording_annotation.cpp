@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <tuple>
 
 #include "recording/failure.hpp"
@@ -27,17 +28,23 @@ bool RecordingAnnotation::next(fmt::memory_buffer& text) {
 
 void RecordingAnnotation::follow(const Event& event, fmt::memory_buffer& text) {
   if (_clock.advance(event.time)) placeScopes();
+  // A restored person has the restored scopes alone, so others open after it.
+  const bool canOpen = !std::holds_alternative<Restore>(event.what);
   for (; _nextEdge < _edges.size(); ++_nextEdge) {
     const auto& [time, isEnd, scope] = _edges[_nextEdge];
     if (time > _clock.now() || (isEnd && time == _clock.now())) break;
     if (isEnd) {
       end(*scope, time, text);
     } else {
-      begin(*scope, time, text);
+      begin(*scope, time, canOpen, text);
     }
   }
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
-    endVisit(remove->person, text);
+    endVisit(remove->person, false, text);
+  } else if (const auto* const restored = restoredPerson(event)) {
+    endVisit(restored->id, true, text);
+  } else if (const auto* rename = std::get_if<Rename>(&event.what)) {
+    followRename(*rename, text);
   } else if (isCycle(event)) {
     visit(*personOf(event), text);
   } else if (const auto* start = std::get_if<StartRecording>(&event.what)) {
@@ -45,7 +52,7 @@ void RecordingAnnotation::follow(const Event& event, fmt::memory_buffer& text) {
   } else if (const auto* stop = std::get_if<StopRecording>(&event.what)) {
     requireClosed({stop->person, stop->scope});
   }
-  apply(event, _people);
+  apply(_clock.now(), event, _people);
   if (const auto person = personOf(event)) _everybody.insert(*person);
 }
 
@@ -84,12 +91,16 @@ void RecordingAnnotation::requireApart() const {
   }
 }
 
-void RecordingAnnotation::begin(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text) {
+/// Its scope opens at once or, when it cannot, with the next cycle of the person.
+void RecordingAnnotation::begin(const ScopeOfTable& scope, Time time, bool canOpen,
+                                fmt::memory_buffer& text) {
   if (isOpenInRecording(keyOf(scope))) {
     fail(scope, "begin", "the recording has a scope of that name open then");
   }
+  Current& current = _current.emplace(keyOf(scope), Current{&scope, false}).first->second;
+  if (!canOpen) return;
   _outcomes[&scope].isFilled = _visitors.count(scope.person) > 0;
-  open(_current.emplace(keyOf(scope), Current{&scope, false}).first->second, time, text);
+  open(current, time, text);
 }
 
 void RecordingAnnotation::end(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text) {
@@ -124,20 +135,40 @@ void RecordingAnnotation::visit(std::int32_t person, fmt::memory_buffer& text) {
   }
 }
 
-/// Ends the person's scopes. Those that cover something after the removal begin anew with the next
-/// visit.
-void RecordingAnnotation::endVisit(std::int32_t person, fmt::memory_buffer& text) {
+/// The visit goes on under the new id, whose scopes go on, too.
+void RecordingAnnotation::followRename(const Rename& rename, fmt::memory_buffer& text) {
+  if (rename.person == rename.to) return;
+  const auto known = _people.find(rename.person);
+  if (known != _people.end()) {
+    _everybody.insert(rename.to);
+    for (const auto& [name, scope] : known->second) requireClosed({rename.to, name});
+  }
+  const bool isVisit = _visitors.count(rename.person) > 0;
+  endVisit(rename.person, false, text);
+  if (!isVisit) return;
+  _visitors.insert(rename.to);
+  for (const auto& [key, current] : _current) {
+    if (key.first == rename.to) _outcomes[current.scope].isFilled = true;
+  }
+}
+
+/// Ends the person's scopes. Those that cover something later begin anew with the next visit; when
+/// the person is restored, there must be none that are open.
+void RecordingAnnotation::endVisit(std::int32_t person, bool isRestored, fmt::memory_buffer& text) {
   _visitors.erase(person);
   for (auto next = _current.lower_bound({person, ""});
        next != _current.end() && next->first.first == person;) {
     Current& current = next->second;
-    close(current, _clock.now(), text);
-    if (timeOf(current.scope->end) > _clock.now()) {
-      _outcomes[current.scope].isParted = true;
-      ++next;
-    } else {
-      next = _current.erase(next);
+    const ScopeOfTable& scope = *current.scope;
+    const bool isCut = current.isOpen && timeOf(scope.end) > _clock.now();
+    if (isCut && isRestored) {
+      fail(scope, "end",
+           fmt::format("is after the restoring of person {} at {} s", person,
+                       formatSeconds(secondsOf(_clock.now()))));
     }
+    if (isCut) _outcomes[&scope].isParted = true;
+    close(current, _clock.now(), text);
+    next = timeOf(scope.end) > _clock.now() ? std::next(next) : _current.erase(next);
   }
 }
 

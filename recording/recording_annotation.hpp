@@ -33,7 +33,7 @@ struct ScopeOfTable {
   Moment end;
 };
 
-/// Rows of a table within which their person is removed.
+/// Rows of a table within which their person is removed, or renamed to another id.
 struct PartedRows {
   std::uint64_t count = 0;
   /// What they became: one for each visit of the person.
@@ -42,7 +42,8 @@ struct PartedRows {
 };
 
 /// Puts the scopes of a table into a recording, whose other bytes stay as they are. A removal ends
-/// a scope; where its person comes back within the row, another of that name begins.
+/// a scope, and so does a renaming to another id; where its person comes back within the row,
+/// another of that name begins.
 class RecordingAnnotation {
  public:
   /// `table` is the table's name, for messages.
@@ -76,7 +77,8 @@ class RecordingAnnotation {
     bool isFilled = false;
   };
 
-  /// A row between its begin and its end; no scope is open while the person is removed.
+  /// A row between its begin and its end; no scope is open while the person is removed or is
+  /// being restored.
   struct Current {
     const ScopeOfTable* scope;
     bool isOpen;
@@ -86,12 +88,13 @@ class RecordingAnnotation {
   void follow(const Event& event, fmt::memory_buffer& text);
   void placeScopes();
   void requireApart() const;
-  void begin(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text);
+  void begin(const ScopeOfTable& scope, Time time, bool canOpen, fmt::memory_buffer& text);
   void end(const ScopeOfTable& scope, Time time, fmt::memory_buffer& text);
   void open(Current& current, Time time, fmt::memory_buffer& text);
   void close(Current& current, Time time, fmt::memory_buffer& text);
   void visit(std::int32_t person, fmt::memory_buffer& text);
-  void endVisit(std::int32_t person, fmt::memory_buffer& text);
+  void endVisit(std::int32_t person, bool isRestored, fmt::memory_buffer& text);
+  void followRename(const Rename& rename, fmt::memory_buffer& text);
   void requireClosed(const Key& key) const;
   bool isOpenInRecording(const Key& key) const;
   void finish(fmt::memory_buffer& text);
@@ -113,7 +116,7 @@ class RecordingAnnotation {
   KnownPeople _people;
   /// Everybody in the recording.
   std::set<std::int32_t> _everybody;
-  /// Those with a cycle since their last removal.
+  /// Those in a visit, with a cycle of it, be it under an id that was renamed to this one.
   std::set<std::int32_t> _visitors;
   std::map<Key, Current> _current;
   std::map<const ScopeOfTable*, Outcome> _outcomes;

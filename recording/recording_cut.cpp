@@ -10,6 +10,15 @@
 #include "recording/seconds.hpp"
 
 namespace zorvel {
+namespace {
+
+/// Whom the event is about, and of a renaming also the new id.
+std::pair<std::optional<std::int32_t>, std::optional<std::int32_t>> idsOf(const Event& event) {
+  const auto* const rename = std::get_if<Rename>(&event.what);
+  return {personOf(event), rename == nullptr ? std::nullopt : std::optional(rename->to)};
+}
+
+}  // namespace
 
 bool RecordingCut::next(fmt::memory_buffer& text) {
   if (_recording.next(_line)) {
@@ -28,7 +37,7 @@ bool RecordingCut::next(fmt::memory_buffer& text) {
 }
 
 /// Returns whether the event is not yet behind the span.
-bool RecordingCut::follow(const Event& event, fmt::memory_buffer& text) {
+bool RecordingCut::follow(Event& event, fmt::memory_buffer& text) {
   const bool isFirst = _clock.advance(event.time);
   if (now() > _span.to) {
     close(text);
@@ -36,12 +45,31 @@ bool RecordingCut::follow(const Event& event, fmt::memory_buffer& text) {
   }
   if (!_hasBegun && (!_span.from || now() >= *_span.from - _span.leadIn)) open(text);
   _isKept = false;
-  if (isWanted(personOf(event))) {
-    apply(event, _people);
+  const bool stays = join(event);
+  if (stays && !_hasBegun && _keeper.play) _keeper.play(event);
+  if (stays && isWanted(event)) {
+    apply(_clock.now(), event, _people);
     _isKept = _hasBegun && !isOneOfMany(event);
     _hasEvents = _hasEvents || (_isKept && (!_span.from || now() >= *_span.from));
   }
   if (isFirst) writeHead(text);
+  return true;
+}
+
+/// Gives the line its new ids. Returns whether it stays.
+bool RecordingCut::join(Event& event) {
+  const LineReader& lines = _recording.lines();
+  const auto old = idsOf(event);
+  try {
+    if (!_joined.join(event, lines.lineNumber())) return false;
+  } catch (const std::runtime_error& error) {
+    throw Failure(lines.place() + error.what(), {lines.name(), lines.lineNumber(), "person", 0});
+  }
+  if (idsOf(event) == old) return true;
+  fmt::memory_buffer line;
+  appendEvent(line, event);
+  _line.bytes = fmt::to_string(line);
+  if (!lines.isWhole()) _line.bytes.pop_back();
   return true;
 }
 
@@ -60,8 +88,9 @@ void RecordingCut::writeHead(fmt::memory_buffer& text) {
   text.append(_head);
 }
 
-bool RecordingCut::isWanted(std::optional<std::int32_t> person) const {
-  return !_span.person || person == _span.person;
+bool RecordingCut::isWanted(const Event& event) const {
+  const auto [person, to] = idsOf(event);
+  return !_span.person || person == _span.person || to == _span.person;
 }
 
 /// Whether the event is left out as its interval already has one of its kind.
@@ -88,9 +117,20 @@ void RecordingCut::open(fmt::memory_buffer& text) {
   _hasBegun = true;
   if (!_span.from) return;
   const Time begin = after(_recording.secondZero(), *_span.from - _span.leadIn);
+  if (!_keeper.save) {
+    openScopes(text, begin);
+  } else if (begin > _clock.start()) {
+    for (Restore& restore : _keeper.save()) {
+      const Event event{begin, std::move(restore)};
+      if (isWanted(event)) appendEvent(text, event);
+    }
+  }
+}
+
+void RecordingCut::openScopes(fmt::memory_buffer& text, Time begin) {
   for (auto person = _people.begin(); person != _people.end();) {
-    for (const auto& [scope, samples] : person->second) {
-      appendEvent(text, {begin, StartRecording{person->first, scope, samples}});
+    for (const auto& [name, scope] : person->second) {
+      appendEvent(text, {begin, StartRecording{person->first, name, scope.samples}});
     }
     // The cut does not know anybody else yet.
     person = person->second.empty() ? _people.erase(person) : std::next(person);
@@ -100,8 +140,8 @@ void RecordingCut::open(fmt::memory_buffer& text) {
 void RecordingCut::close(fmt::memory_buffer& text) const {
   const Time end = after(_recording.secondZero(), _span.to);
   for (const auto& [person, scopes] : _people) {
-    for (const auto& [scope, samples] : scopes) {
-      appendEvent(text, {end, StopRecording{person, scope}});
+    for (const auto& [name, scope] : scopes) {
+      appendEvent(text, {end, StopRecording{person, name}});
     }
     appendEvent(text, {end, Remove{person}});
   }

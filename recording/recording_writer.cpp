@@ -1,86 +1,15 @@
 #include "recording/recording_writer.hpp"
 
-#include <array>
-#include <cmath>
-#include <utility>
+#include <string>
 
+#include "recording/failure.hpp"
+#include "recording/field_writer.hpp"
 #include "recording/json_writer.hpp"
-#include "recording/observation_fields.hpp"
+#include "recording/line_reader.hpp"
+#include "recording/saved_state.hpp"
 
 namespace zorvel {
 namespace {
-
-/// Whether a reader would fill this number in if it were left out.
-bool isPlainZero(float value) { return value == 0.0f && !std::signbit(value); }
-
-/// Writes the members of a field's object.
-class MemberWriter {
- public:
-  explicit MemberWriter(JsonLineWriter& line) : _line(line) {}
-
-  template <typename Number>
-  void operator()(const NumberKind& kind, Number number) {
-    _line.member(kind.name, number);
-  }
-
-  void emotion(std::string_view name, const NumberKinds& kinds,
-               ZV::ValueConfidence<float> emotion) {
-    if (isPlainZero(emotion.value) && isPlainZero(emotion.confidence)) return;
-    _line.object(name, [&] { visitMembers(*this, kinds, emotion); });
-  }
-
-  void points(const NumberKinds& kinds, const ZV::FacialPoints& points) {
-    _line.key("points");
-    _line.beginList();
-    for (int number = 0; number <= 11; ++number) {
-      const auto point = points.facialPoint(static_cast<ZV::PointDescription>(number));
-      const auto [x, y] = point.value;
-      if (isPlainZero(x) && isPlainZero(y) && isPlainZero(point.confidence)) continue;
-      _line.begin();
-      _line.member("point", number);
-      (*this)(kinds[0], x);
-      (*this)(kinds[1], y);
-      (*this)(kinds[2], point.confidence);
-      _line.end();
-    }
-    _line.endList();
-  }
-
- private:
-  JsonLineWriter& _line;
-};
-
-template <typename Value>
-void writeField(JsonLineWriter& line, Time lineTime, const ObservationField<Value>& field,
-                const ZV::PersonObservation& fields) {
-  const auto& reading = fields.*field.member;
-  if (!reading) return;
-  line.object(field.name, [&] {
-    MemberWriter members(line);
-    Value value = reading->value;
-    visitMembers(members, field.numbers, value);
-    if (reading->timestamp != lineTime) line.member("time", reading->timestamp);
-  });
-}
-
-/// The index of the field at each position of a written line.
-constexpr std::array<std::size_t, fieldCount> writtenOrder = [] {
-  std::array<std::size_t, fieldCount> order{};
-  std::array<bool, fieldCount> isTaken{};
-  for (std::size_t index = 0; index < fieldCount; ++index) {
-    const std::size_t place = fieldKinds.at(index).writtenPlace;
-    if (isTaken.at(place)) throw "two fields share a position";  // fails to compile
-    isTaken.at(place) = true;
-    order.at(place) = index;
-  }
-  return order;
-}();
-
-template <std::size_t... places>
-void writeFields(JsonLineWriter& line, Time time, const ZV::PersonObservation& fields,
-                 std::index_sequence<places...> /*all*/) {
-  (writeField(line, time, std::get<writtenOrder.at(places)>(observationFields), fields), ...);
-}
 
 void begin(JsonLineWriter& line, std::string_view event, std::int32_t person) {
   line.member("event", event);
@@ -89,7 +18,7 @@ void begin(JsonLineWriter& line, std::string_view event, std::int32_t person) {
 
 void write(JsonLineWriter& line, Time time, const Observation& observation) {
   begin(line, Observation::name, observation.person);
-  writeFields(line, time, observation.fields, std::make_index_sequence<fieldCount>());
+  writeFields(line, time, observation.fields, Floats::Finite);
 }
 
 void write(JsonLineWriter& line, Time /*time*/, const NotSeen& notSeen) {
@@ -98,6 +27,11 @@ void write(JsonLineWriter& line, Time /*time*/, const NotSeen& notSeen) {
 
 void write(JsonLineWriter& line, Time /*time*/, const Remove& remove) {
   begin(line, Remove::name, remove.person);
+}
+
+void write(JsonLineWriter& line, Time /*time*/, const Rename& rename) {
+  begin(line, Rename::name, rename.person);
+  line.member("to", rename.to);
 }
 
 void write(JsonLineWriter& line, Time /*time*/, const StartRecording& start) {
@@ -109,6 +43,19 @@ void write(JsonLineWriter& line, Time /*time*/, const StartRecording& start) {
 void write(JsonLineWriter& line, Time /*time*/, const StopRecording& stop) {
   begin(line, StopRecording::name, stop.person);
   line.member("scope", stop.scope);
+}
+
+void write(JsonLineWriter& line, Time /*time*/, const Restore& restore) {
+  line.member("event", Restore::name);
+  const auto* const person = std::get_if<SavedPerson>(&restore.state);
+  if (person != nullptr) line.member("person", person->id);
+  const std::string state = stateText(restore);
+  if (state.size() > LineReader::longestLine / 100 * 99) {
+    throw Failure(
+        fmt::format("person {}: the state is longer than a line may be, because of open scopes",
+                    person == nullptr ? 0 : person->id));
+  }
+  line.json("state", state);
 }
 
 void write(JsonLineWriter& line, Time /*time*/, const Movement& /*movement*/) {

@@ -123,9 +123,24 @@ void ReportData::Person::close(Time time, const ScopeRow& row) {
   openScopes.erase(place);
 }
 
-void ReportData::Person::remove(Time time) {
-  cycles.remove();
+void ReportData::Person::endScopes(Time time) {
   for (const auto& [name, index] : openScopes) scopes[index].end = time;
+  openScopes.clear();
+}
+
+void ReportData::Person::goOnAs(Person& to) {
+  cycles.goOnIn(to.cycles);
+  for (const auto& [name, index] : openScopes) {
+    const auto [place, isNew] = to.openScopes.try_emplace(name, to.scopes.size());
+    if (isNew) {
+      to.scopes.push_back(scopes[index]);
+    } else {
+      Time& begin = to.scopes[place->second].begin;
+      begin = std::min(begin, scopes[index].begin);
+    }
+  }
+  const auto isOpen = [](const Scope& scope) { return !scope.end; };
+  scopes.erase(std::remove_if(scopes.begin(), scopes.end(), isOpen), scopes.end());
   openScopes.clear();
 }
 
@@ -201,7 +216,24 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
   }
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
     const auto person = _persons.find(remove->person);
-    if (person != _persons.end()) person->second.remove(time);
+    if (person != _persons.end()) {
+      person->second.cycles.remove();
+      person->second.endScopes(time);
+    }
+  }
+  if (const auto* const restored = restoredPerson(event)) {
+    Person& person = _persons[restored->id];
+    person.endScopes(time);
+    for (const auto& [name, scope] : restored->scopes) {
+      // When it was opened is not known.
+      person.open(scope.samples.empty() ? time : scope.samples.front().time, name);
+    }
+  }
+  if (const auto* rename = std::get_if<Rename>(&event.what)) {
+    const auto person = _persons.find(rename->person);
+    if (person != _persons.end() && rename->person != rename->to && person->second.isPresent()) {
+      person->second.goOnAs(_persons[rename->to]);
+    }
   }
   if (const auto* state = std::get_if<StateRow>(&row)) {
     _persons[state->person].add(time, *state, !std::holds_alternative<NotSeen>(event.what));

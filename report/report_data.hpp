@@ -69,7 +69,10 @@ class ReportData {
     void addMoves(const std::vector<ZV::Force>& forces);
     void open(Time time, const std::string& scope);
     void close(Time time, const ScopeRow& row);
-    void remove(Time time);
+    void endScopes(Time time);
+    bool isPresent() const { return cycles.isPresent() || !openScopes.empty(); }
+    /// Scopes that are open move on, too.
+    void goOnAs(Person& to);
     void writeChanges(JsonLineWriter& json) const;
     void write(JsonLineWriter& json, Time end) const;
   };

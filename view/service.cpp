@@ -12,7 +12,9 @@
 #include "playback/row_line.hpp"
 #include "recording/failure.hpp"
 #include "recording/json_writer.hpp"
+#include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/text_output.hpp"
 
 namespace zorvel {
 namespace {
@@ -20,6 +22,7 @@ namespace {
 constexpr std::string_view source = "zorvel view";
 
 constexpr Time::duration keptTime = boost::chrono::seconds(60);
+constexpr std::chrono::seconds stateInterval{60};
 constexpr std::size_t keptBytes = std::size_t{64} << 20;
 
 // Where pages get their people from, beyond the ids that a perception is likely to use.
@@ -40,6 +43,12 @@ std::string header() {
   return fmt::to_string(text);
 }
 
+std::string eventLine(const Event& event) {
+  fmt::memory_buffer text;
+  appendEvent(text, event);
+  return fmt::to_string(text);
+}
+
 /// Nobody can guess it.
 std::string newKey() {
   std::random_device random;
@@ -56,6 +65,25 @@ std::string numbered(const std::string& file, int number) {
 
 }  // namespace
 
+std::vector<Restore> readStates(const std::string& file) {
+  std::vector<Restore> states;
+  if (!std::filesystem::exists(file)) return states;
+  RecordingReader recording(file);
+  const auto isRoom = [](const Restore& restore) {
+    return std::holds_alternative<ZV::AmbianceState::Saved>(restore.state);
+  };
+  while (const auto event = recording.next()) {
+    const auto* const restore = std::get_if<Restore>(&event->what);
+    if (restore == nullptr || (!states.empty() && isRoom(states.back()))) {
+      throw Failure(recording.lines().place() + "is not a state");
+    }
+    states.push_back(*restore);
+  }
+  // The room comes last, so that a file that was cut off is noticed.
+  if (states.empty() || !isRoom(states.back())) throw Failure(printable(file) + ": is not whole");
+  return states;
+}
+
 Service::Service(Options options) : _options(std::move(options)) { beginAnew(); }
 
 /// Everybody's state begins anew, and so does the record.
@@ -65,6 +93,7 @@ void Service::beginAnew() {
   _recordLines = 0;
   _lastMinute.clear();
   _lastMinuteBytes = 0;
+  _beforeLastMinute.reset();
   _playback.emplace(
       _options.live, [this](const std::string& text) { say("warning: " + text); },
       [this](const Event& event) { played(event); });
@@ -77,6 +106,40 @@ void Service::record(const std::string& file) {
 }
 
 void Service::beginRecord() { _record.emplace(numbered(_recordName, ++_records), header()); }
+
+void Service::keepState(const std::string& file, const std::vector<Restore>& states) {
+  _stateName = file;
+  _stateSaved = std::chrono::steady_clock::now();
+  setClock();
+  const ku::ClockScope scope(_clock);
+  for (const Restore& restore : states) {
+    try {
+      _playback->play({_clock.now(), restore}, _recordLines + 1);
+    } catch (const Failure& failure) {
+      say(fmt::format("warning: {}: {}; whose it is begins anew", printable(file), failure.what()));
+    }
+  }
+}
+
+void Service::saveState() {
+  if (_stateName.empty()) return;
+  _stateSaved = std::chrono::steady_clock::now();
+  std::string failure;
+  try {
+    TextOutput output(_stateName);
+    output.append(header());
+    for (Restore& restore : _playback->save()) {
+      appendEvent(output.text(), {_clock.now(), std::move(restore)});
+      output.flush();
+    }
+    output.finish();
+    output.commit();
+  } catch (const Failure& error) {
+    failure = error.what();
+  }
+  if (!failure.empty() && failure != _stateFailure) _options.errors.say(failure);
+  _stateFailure = failure;
+}
 
 void Service::setClock() {
   const Time now = ku::SystemClock::wallClock();
@@ -148,9 +211,7 @@ bool Service::receive(Sender& sender, std::string line) {
 
 /// Keeps what was played, and tells of who is removed.
 void Service::played(const Event& event) {
-  fmt::memory_buffer text;
-  appendEvent(text, event);
-  auto line = std::make_shared<const std::string>(fmt::to_string(text));
+  auto line = std::make_shared<const std::string>(eventLine(event));
   ++_recordLines;
   if (_record) {
     try {
@@ -163,15 +224,30 @@ void Service::played(const Event& event) {
   _lastMinute.emplace_back(event.time, std::move(line));
   while (between(_lastMinute.front().first, event.time) > keptTime ||
          _lastMinuteBytes > keptBytes) {
-    _lastMinuteBytes -= _lastMinute.front().second->size();
-    _lastMinute.pop_front();
+    dropFromLastMinute();
   }
+  if (const auto* const restore = std::get_if<Restore>(&event.what)) show(event.time, *restore);
   const auto person = personOf(event);
   if (!person) return;
-  if (std::holds_alternative<Remove>(event.what)) {
+  if (const auto* const rename = std::get_if<Rename>(&event.what)) {
+    if (rename->person == rename->to) return;
+    if (_newest.people.count(*person) > 0) _newest.people.try_emplace(rename->to);
+    remove(*person, event.time);
+  } else if (std::holds_alternative<Remove>(event.what)) {
     remove(*person, event.time);
   } else if (!std::holds_alternative<StopRecording>(event.what)) {
     _newest.people.try_emplace(*person);
+  }
+}
+
+/// The oldest line moves on to what was before.
+void Service::dropFromLastMinute() {
+  std::string line = *_lastMinute.front().second;
+  _lastMinuteBytes -= line.size();
+  _lastMinute.pop_front();
+  if (!_beforeLastMinute) _beforeLastMinute.emplace(Forces::Unwatched);
+  if (const auto event = EventReader(MissingTime::Error).read(line)) {
+    _beforeLastMinute->play(*event);
   }
 }
 
@@ -190,6 +266,11 @@ void Service::publish(Time time, const Row& row) {
   if (std::holds_alternative<std::monostate>(row)) return;
   const std::string line = rowLine(time, row, Forces::Unwatched);
   _options.output(line);
+  show(time, row, line);
+}
+
+/// To pages, and those that will come. The line is the row's.
+void Service::show(Time time, const Row& row, const std::string& line) {
   Topic topic;
   if (const auto* const state = std::get_if<StateRow>(&row)) {
     topic = state->person;
@@ -207,17 +288,32 @@ void Service::publish(Time time, const Row& row) {
   }
 }
 
-/// Whoever uses an id first owns it until they leave.
+/// What the state says, so that nobody sees a jump.
+void Service::show(Time time, const Restore& restore) {
+  Row row;
+  if (const auto* const person = std::get_if<SavedPerson>(&restore.state)) {
+    row = stateRow(ZV::Person(person->id, person->known));
+  } else {
+    const auto& room = std::get<ZV::AmbianceState::Saved>(restore.state);
+    if (room.agitation == 0.0f && room.calm == 0.0f) return;  // never measured
+    row = AmbianceRow{room.agitation, room.calm};
+  }
+  show(time, row, rowLine(time, row, Forces::Unwatched));
+}
 void Service::requireOwn(const Sender& sender, const Event& event) {
-  const auto person = personOf(event);
-  if (!person) return;
+  if (const auto person = personOf(event)) requireOwn(sender, *person);
+  if (const auto* rename = std::get_if<Rename>(&event.what)) requireOwn(sender, rename->to);
+}
+
+/// Whoever uses an id first owns it until they leave.
+void Service::requireOwn(const Sender& sender, std::int32_t person) {
   const auto range = std::find_if(_ranges.begin(), _ranges.end(), [&](const Range& each) {
-    return *person >= each.first && *person - each.first < each.count;
+    return person >= each.first && person - each.first < each.count;
   });
   const Sender* const owner =
-      range != _ranges.end() ? range->owner : _owners.try_emplace(*person, &sender).first->second;
+      range != _ranges.end() ? range->owner : _owners.try_emplace(person, &sender).first->second;
   if (owner != &sender) {
-    throw Failure(fmt::format("person {} belongs to {}", *person, owner->name));
+    throw Failure(fmt::format("person {} belongs to {}", person, owner->name));
   }
 }
 
@@ -351,6 +447,7 @@ void Service::tick() {
     }
   }
   const auto now = std::chrono::steady_clock::now();
+  if (now - _stateSaved >= stateInterval) saveState();
   for (const Sender* const sender : _senders) {
     if (now - longestSilence > sender->lastSign) disown(*sender);
   }
@@ -415,6 +512,16 @@ std::vector<std::shared_ptr<const std::string>> Service::lastMinute() const {
   std::vector<std::shared_ptr<const std::string>> lines;
   lines.reserve(_lastMinute.size() + 1);
   lines.push_back(std::make_shared<const std::string>(header()));
+  if (_beforeLastMinute) {
+    for (Restore& restore : _beforeLastMinute->save()) {
+      try {
+        const Event event{_lastMinute.front().first, std::move(restore)};
+        lines.push_back(std::make_shared<const std::string>(eventLine(event)));
+      } catch (const Failure& failure) {
+        _options.errors.say(failure.what());  // who has that state begins at nothing
+      }
+    }
+  }
   for (const auto& [time, line] : _lastMinute) lines.push_back(line);
   return lines;
 }

@@ -24,6 +24,10 @@ namespace zorvel {
 
 class JsonLineWriter;
 
+/// The states in a file that a service wrote; none when there is no such file. Throws Failure when
+/// it is not whole.
+std::vector<Restore> readStates(const std::string& file);
+
 /// The estimator as a service, whatever the ways in and out are: plays the events of all senders,
 /// in the order of their arrival, records them, and tells pages and standard output what came of
 /// them. Its clock stands still at the arrival of an event until that is handled, so a replay of
@@ -44,6 +48,13 @@ class Service {
   /// begin with other states. Throws Failure when the file cannot be written, or is there and not
   /// empty.
   void record(const std::string& file);
+
+  /// Goes on from these states, as readStates gives them, and keeps them in the file from now on:
+  /// every minute, and when `saveState` is called. To be called before the first event. Who cannot
+  /// be restored begins anew.
+  void keepState(const std::string& file, const std::vector<Restore>& states);
+  /// Writes everybody's state to the file, if there is one.
+  void saveState();
 
   void join(Sender& sender) { _senders.push_back(&sender); }
   /// Handles a line from the sender, and answers it where there is something to say. Returns
@@ -69,13 +80,16 @@ class Service {
   /// How the service and everybody at its other ends is, as a JSON object on a line; `refused` is
   /// how many connections found no room.
   std::string health(std::uint64_t refused) const;
-  /// The last minute of what was played, as the lines of a recording.
+  /// The last minute of what was played, as the lines of a recording that begins with the states of
+  /// its first moment.
   std::vector<std::shared_ptr<const std::string>> lastMinute() const;
 
   StandardError& errors() const { return _options.errors; }
 
   /// What ended the recording, empty if nothing did.
   const std::string& recordFailure() const { return _recordFailure; }
+  /// Why the states could not be saved the last time, empty if they could.
+  const std::string& stateFailure() const { return _stateFailure; }
   /// What ended standard output, empty if nothing did.
   const std::string& outputFailure() const { return _outputFailure; }
   const LivePlayback& playback() const { return *_playback; }
@@ -96,7 +110,11 @@ class Service {
   void played(const Event& event);
   void remove(std::int64_t person, Time time);
   void publish(Time time, const Row& row);
+  void show(Time time, const Row& row, const std::string& line);
+  void show(Time time, const Restore& restore);
+  void dropFromLastMinute();
   void requireOwn(const Sender& sender, const Event& event);
+  void requireOwn(const Sender& sender, std::int32_t person);
   void disown(const Sender& sender);
   void dropRanges(const Sender& sender);
   bool isFree(const Range& range) const;
@@ -124,6 +142,12 @@ class Service {
   /// Whoever is given them may take long.
   std::deque<std::pair<Time, std::shared_ptr<const std::string>>> _lastMinute;
   std::size_t _lastMinuteBytes = 0;
+  /// What was before; none while the last minute is everything.
+  std::optional<ClockedPlayback> _beforeLastMinute;
+
+  std::string _stateName;  // empty for no file
+  std::string _stateFailure;
+  std::chrono::steady_clock::time_point _stateSaved;
 
   std::map<std::int32_t, const Sender*> _owners;
   std::vector<Range> _ranges;

@@ -16,11 +16,21 @@ enum class AmbianceDescription {
 
 /// How agitated, and so how calm, the robot's surroundings are.
 ///
-/// Thread safety: `updateAmbiance`, `incrementMovementDetected` and, for its left side, assignment
-/// lock; they may be called from different threads. Everything else reads or writes without the
-/// lock, one number at a time, so that a reader may see the two levels from different updates.
+/// Thread safety: `updateAmbiance`, `incrementMovementDetected`, `save`, `restore` and, for its
+/// left side, assignment lock; they may be called from different threads. Everything else reads or
+/// writes without the lock, one number at a time, so that a reader may see the two levels from
+/// different updates.
 class ZV_API AmbianceState {
  public:
+  /// Everything that is known of the room, as plain values, to be kept over a restart.
+  ///
+  /// Thread safety: that of a plain value.
+  struct Saved {
+    float agitation = 0.0f;  ///< in [0, 1]
+    float calm = 0.0f;       ///< in [0, 1]
+    float movements = 0.0f;  ///< how many were counted since the last measurement
+  };
+
   /// Both levels 0. They become each other's complement with the first update. Like the copy
   /// constructor, it throws boost::thread_resource_error when the system has no lock left.
   AmbianceState() = default;
@@ -38,6 +48,12 @@ class ZV_API AmbianceState {
   /// Sets the agitation, held to [0, 1] (NaN gives 0), and the calm as its complement. Takes no
   /// lock.
   void _setAmbientActivityLevel(float level);
+
+  /// All numbers as they stand.
+  Saved save() const;
+  /// Takes saved numbers in place of its own. Throws std::invalid_argument when one of them is
+  /// beyond its range or NaN; then nothing has changed.
+  void restore(const Saved& saved);
 
   /// One of the two levels, in [0, 1]. Throws std::invalid_argument for an unknown description.
   float ambientActivityLevel(AmbianceDescription description) const;

@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "zv/export.hpp"
 #include "zv/person_state.hpp"
@@ -21,8 +22,8 @@ namespace ZV {
 /// live state, all samples read as that state stands when the scope is stopped. For a history, pass
 /// a new state each time.
 ///
-/// Thread safety: `startRecording` and `stopRecording` may be called from any thread. The other two
-/// require the caller to hold `mutex`, which is not recursive:
+/// Thread safety: the two whose names end in `_notMutexed` require the caller to hold `mutex`,
+/// which is not recursive; the others may be called from any thread:
 ///
 ///     boost::unique_lock<boost::mutex> lock(recorder.mutex);
 ///     if (recorder.hasAnOpenScope_notMutexed()) recorder.update_notMutexed(state);
@@ -44,6 +45,24 @@ class ZV_API ZVEmotionRecorder {
     Samples samples;
   };
 
+  /// The numbers of one sample.
+  ///
+  /// Thread safety: that of a plain value.
+  struct SavedSample {
+    ku::SystemClock::time_point time;              ///< the time of the update
+    ValueConfidence<float> valence{0.0f, 0.0f};    ///< in [-1, 1] or NaN
+    ValueConfidence<float> attention{0.0f, 0.0f};  ///< in [0, 1] or NaN
+  };
+  /// An open scope as plain values.
+  ///
+  /// Thread safety: that of a plain value.
+  struct SavedScope {
+    std::int32_t remainingSamples = -1;  ///< as in EmoRecordInfo
+    std::vector<SavedSample> samples;    ///< oldest first
+  };
+  /// The open scopes by name: what is kept of a recorder over a restart.
+  using SavedScopes = std::map<std::string, SavedScope>;
+
   /// No scopes. Like the copy constructor, it throws boost::thread_resource_error when the system
   /// has no lock left.
   ZVEmotionRecorder() = default;
@@ -64,6 +83,18 @@ class ZV_API ZVEmotionRecorder {
   /// it for good, samples included.
   std::pair<std::string, Samples> stopRecording(const std::string& name);
 
+  /// All open scopes, each sample with the numbers that its state has now. Throws std::bad_alloc.
+  SavedScopes save() const;
+  /// Takes saved scopes in place of its own; each sample gets a state with the saved numbers, whose
+  /// other members are as in a new one. Throws std::invalid_argument when one of the numbers is
+  /// beyond its range, and what making a state throws; then nothing has changed.
+  void restore(const SavedScopes& scopes);
+  /// Takes over the scopes of another recorder, whose person turned out to be this one's. Scopes of
+  /// one name become one: it has the samples of both in the order of time, at one time this one's
+  /// first, and takes as many more as this recorder's scope did. Throws nothing. Locks the other
+  /// recorder, then this one, never both at once.
+  void merge(ZVEmotionRecorder& other);
+
   /// The mean valence of samples, weighted by their confidences, and their mean confidence; both
   /// are NaN without samples. A valence that is NaN counts as 0. It is summed up in single
   /// precision, in the order of the samples, and reads each state as it stands now. Uses no
@@ -78,7 +109,8 @@ class ZV_API ZVEmotionRecorder {
   bool hasAnOpenScope_notMutexed() const;
 
   /// Guards the scopes; see above.
-  boost::mutex mutex;  // NOLINT(misc-non-private-member-variables-in-classes): callers hold it
+  mutable boost::mutex
+      mutex;  // NOLINT(misc-non-private-member-variables-in-classes): callers hold it
 
  private:
   std::map<std::string, EmoRecordInfo> _scopes;

@@ -8,6 +8,7 @@
 #include "zv/person_memory.hpp"
 #include "zv/person_observation.hpp"
 #include "zv/person_state.hpp"
+#include "zv/saved_person.hpp"
 
 namespace ZV {
 
@@ -25,6 +26,15 @@ class ZV_API Person {
   Person() = default;
   /// This identifier, a new state and a new memory.
   explicit Person(std::int32_t id) : userSessionID(id) {}
+  /// This identifier, and a new state and memory that go on where the saved ones were. Throws
+  /// std::invalid_argument when a number is beyond its range, the readings of a field are not from
+  /// the youngest to the oldest, or one is not remembered. Reads no clock: what has grown too old
+  /// is forgotten with the next update.
+  Person(std::int32_t id, const SavedPerson& saved);
+
+  /// Everything that is known of the person but the identifier, as it stands. Forgets nothing and
+  /// reads no clock. Throws std::bad_alloc.
+  SavedPerson save() const;
 
   /// One perception cycle: files the observation into the memory, updates the body language, then
   /// the emotional state. Throws what these throw (see PersonState::_update); the steps before an
@@ -35,7 +45,8 @@ class ZV_API Person {
   /// One cycle in which the person was not perceived.
   void decreaseSinceNotSeen();
 
-  /// Changes the identifier. A SocialGraph goes on keeping the person under the old one.
+  /// Changes the identifier. A SocialGraph goes on keeping the person under the old one; see
+  /// SocialGraph::rename.
   void setUserSessionID(std::int32_t id) { userSessionID = id; }
   /// PersonState::setFrequencyGaze of this person's state.
   void setFrequencyGaze(float frequency) { personState.setFrequencyGaze(frequency); }

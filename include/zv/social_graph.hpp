@@ -25,7 +25,7 @@ namespace ZV {
 ///
 ///     graph.read(1, [&](const ZV::Person&) { graph.remove(1); });  // never returns
 ///
-/// The operations that insert or copy throw std::bad_alloc. Those that insert also throw
+/// The operations that insert, copy or merge throw std::bad_alloc. Those that insert also throw
 /// boost::thread_resource_error when the system has no lock left. What a callback throws is passed
 /// on; the lock is released, and what the callback changed stays changed.
 class ZV_API SocialGraph {
@@ -34,6 +34,30 @@ class ZV_API SocialGraph {
   void add(std::int32_t id);
   /// Erases a person; an unknown one is no error.
   void remove(std::int32_t id);
+  /// Puts a saved person there, in place of whoever has the identifier. Copies of the latter keep
+  /// what they share. Throws what Person's constructor from a saved one throws; then nothing has
+  /// changed.
+  void restore(std::int32_t id, const SavedPerson& saved);
+  /// The person `from` goes on as `to`, with the same state and memory, which copies of the person
+  /// go on sharing. Where `to` is known, too, the two become one, as `merge` says. Does nothing
+  /// when `from` is unknown.
+  void rename(std::int32_t from, std::int32_t to);
+  /// Two persons were one: `to` goes on with what is known of both, and `from` is erased. Does
+  /// nothing unless both are known and differ.
+  ///
+  /// The memory of `to` gains that of `from`, in the order of time. Of two readings of one field
+  /// and moment, that of `to` counts: it arrived first.
+  ///
+  /// The state of whoever was observed last goes on as it stands; of two who were last observed at
+  /// one moment, that of `to`. The later of the two is who has the newest reading in the memory or
+  /// used by the state, whenever it was filed; cycles without being seen leave no reading. For each
+  /// field, the time of the reading that was used last is the later one of both. Merging moves no
+  /// value and reads no clock: from the next update on, the state is what the estimator makes of
+  /// this state with this memory.
+  ///
+  /// Copies of `to` share in all this, and its force observer stays. Copies of `from` keep state
+  /// and memory as they were. When std::bad_alloc is thrown, both persons are as before.
+  void merge(std::int32_t from, std::int32_t to);
   /// A copy of the person, which shares state and memory with the graph's; empty for an unknown
   /// one. The graph's lock does not protect uses of the copy.
   boost::optional<Person> find(std::int32_t id) const;

@@ -21,6 +21,7 @@
 #include "zv/person_memory.hpp"
 #include "zv/person_observation.hpp"
 #include "zv/person_state.hpp"
+#include "zv/saved_person.hpp"
 #include "zv/sentiment_info.hpp"
 #include "zv/smile.hpp"
 #include "zv/social_graph.hpp"

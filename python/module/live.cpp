@@ -4,7 +4,9 @@
 #include <boost/thread/lock_types.hpp>
 #include <ku/clock.hpp>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -15,6 +17,8 @@
 #include "module.hpp"
 #include "playback/columns.hpp"
 #include "playback/playback.hpp"
+#include "recording/event_reader.hpp"
+#include "recording/recording_writer.hpp"
 
 namespace zorvel::python {
 namespace {
@@ -172,6 +176,45 @@ std::map<std::int32_t, State> readAll(const ZV::SocialGraph& graph) {
       });
     }
     return states;
+  });
+}
+
+/// A line of a recording for each person.
+std::string saveAll(const ZV::SocialGraph& graph) {
+  const InUse use(graph);
+  return withoutLock([&] {
+    fmt::memory_buffer text;
+    for (const ZV::Person& person : graph.persons()) {
+      graph.read(person.userSessionID, [&text](const ZV::Person& present) {
+        appendEvent(text, {ku::SystemClock::now(),
+                           Restore{SavedPerson{present.userSessionID, present.save(), {}}}});
+      });
+    }
+    return fmt::to_string(text);
+  });
+}
+
+void restoreAll(ZV::SocialGraph& graph, const std::string& text) {
+  const InUse use(graph);
+  withoutLock([&] {
+    std::vector<SavedPerson> people;
+    EventReader reader(MissingTime::Error);
+    std::istringstream lines(text);
+    int number = 0;
+    for (std::string line; std::getline(lines, line);) {
+      ++number;
+      try {
+        const auto event = reader.read(line);
+        if (!event) continue;
+        const auto* const restore = std::get_if<Restore>(&event->what);
+        if (restore == nullptr) throw JsonError("is not a state");
+        const auto* const person = std::get_if<SavedPerson>(&restore->state);
+        if (person != nullptr) people.push_back(*person);
+      } catch (const JsonError& error) {
+        throw py::value_error(fmt::format("state: line {}: {}", number, error.what()));
+      }
+    }
+    for (const SavedPerson& person : people) graph.restore(person.id, person.known);
   });
 }
 
@@ -377,9 +420,46 @@ void bindGraph(py::module_& module) {
             withoutLock([&] { graph.remove(id); });
           },
           person, "Forgets a person; an unknown one is no error.")
+      .def(
+          "rename",
+          [](ZV::SocialGraph& graph, py::handle of, py::handle other) {
+            const std::int32_t id = integer32From(of, "person");
+            const std::int32_t to = integer32From(other, "to");
+            const InUse use(graph);
+            withoutLock([&] { graph.rename(id, to); });
+          },
+          person, py::arg("to"),
+          "The person goes on as `to`, with state and memory. Where `to` is known, the two become "
+          "one, as `merge` says; an unknown person is no error.")
+      .def(
+          "merge",
+          [](ZV::SocialGraph& graph, py::handle of, py::handle other) {
+            const std::int32_t id = integer32From(of, "person");
+            const std::int32_t to = integer32From(other, "to");
+            const InUse use(graph);
+            withoutLock([&] { graph.merge(id, to); });
+          },
+          person, py::arg("to"),
+          "Two persons were one: `to` goes on with the memory of both and the state of the one "
+          "observed last, its own if both were at once; the other is forgotten. Does nothing "
+          "unless "
+          "both are known.")
       .def("read", &readPerson, person,
            "The state of a person at this moment; None for an unknown one.")
-      .def("persons", &readAll, "The states of all persons at this moment, by number.");
+      .def("persons", &readAll, "The states of all persons at this moment, by number.")
+      .def(
+          "save", &saveAll,
+          "Everything that is known of all persons, as lines of a recording. A graph that restores "
+          "it goes on with the same numbers. Graphs can also be pickled.")
+      .def("restore", &restoreAll, py::arg("state"),
+           "Puts saved persons there, in place of those with their numbers. Takes what save gives "
+           "and the files of `zorvel view --state`. Raises ValueError when something is wrong with "
+           "it; then nothing has changed.")
+      .def(py::pickle(&saveAll, [](const std::string& state) {
+        auto graph = std::make_unique<ZV::SocialGraph>();
+        restoreAll(*graph, state);
+        return graph;
+      }));
 }
 
 // --- ambiance, recorder, clock
@@ -417,6 +497,9 @@ void bindRecorder(py::module_& module) {
                                 state.attention.value, state.attention.confidence));
           },
           py::arg("state"), py::call_guard<Unlocked>(), "Adds a sample to every open scope.")
+      .def("merge", &Recorder::merge, py::arg("other"), py::call_guard<Unlocked>(),
+           "Takes over the scopes of another recorder, whose person turned out to be this one's. "
+           "Scopes of one name become one, with the samples of both and the limit of this one's.")
       .def(
           "stop",
           [](Recorder& recorder, py::handle of) {

@@ -23,11 +23,13 @@
 #include "playback/summary_table.hpp"
 #include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
+#include "recording/json_line.hpp"
 #include "recording/printable.hpp"
 #include "recording/recording_annotation.hpp"
 #include "recording/recording_cut.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/saved_state.hpp"
 #include "recording/text_output.hpp"
 #include "report/report.hpp"
 
@@ -622,6 +624,26 @@ void bindEvents(py::module_& module) {
           },
           time, person, "The person is forgotten.")
       .def_static(
+          "restore",
+          [eventAt](py::handle at, std::string state, py::handle id) {
+            std::optional<std::int32_t> of;
+            if (!id.is_none()) of = integer32From(id, "person");
+            try {
+              JsonLine json;
+              return eventAt(at, readState(json.parse(state), of));
+            } catch (const JsonError& error) {
+              throw py::value_error(fmt::format("state: {}", error.what()));
+            }
+          },
+          time, py::arg("state"), py::arg("person") = py::none(),
+          "The person, or without one the room, goes on from a saved state.")
+      .def_static(
+          "rename",
+          [eventAt](py::handle at, py::handle id, py::handle other) {
+            return eventAt(at, Rename{integer32From(id, "person"), integer32From(other, "to")});
+          },
+          time, person, py::arg("to"), "The person goes on as another number.")
+      .def_static(
           "start_recording",
           [eventAt](py::handle at, py::handle id, py::handle name, py::handle samples) {
             return eventAt(at, StartRecording{integer32From(id, "person"), textFrom(name, "scope"),
@@ -652,6 +674,14 @@ void bindEvents(py::module_& module) {
           "In nanoseconds since 1970.")
       .def_property_readonly("person", &personOf, "Whom it is about.")
       .def_property_readonly(
+          "to",
+          [](const Event& event) -> std::optional<std::int32_t> {
+            const auto* rename = std::get_if<Rename>(&event.what);
+            if (rename == nullptr) return std::nullopt;
+            return rename->to;
+          },
+          "The number that a renamed person goes on as.")
+      .def_property_readonly(
           "fields",
           [](const Event& event) -> std::optional<TimedObservation> {
             const auto* observation = std::get_if<Observation>(&event.what);
@@ -667,6 +697,14 @@ void bindEvents(py::module_& module) {
             return std::nullopt;
           },
           "The scope that opens or closes.")
+      .def_property_readonly(
+          "state",
+          [](const Event& event) -> std::optional<std::string> {
+            const auto* restore = std::get_if<Restore>(&event.what);
+            if (restore == nullptr) return std::nullopt;
+            return stateText(*restore);
+          },
+          "The state that is restored, as JSON.")
       .def_property_readonly(
           "samples",
           [](const Event& event) -> std::optional<std::int32_t> {
@@ -699,9 +737,10 @@ void bindEvents(py::module_& module) {
           [](std::string line) { return *EventReader(MissingTime::Error).read(line); }));
   bindEquality(bound, [](const Event& of) {
     const py::object self = py::cast(&of, py::return_value_policy::reference);
-    py::tuple members(7);
+    py::tuple members(8);
     std::size_t next = 0;
-    for (const char* name : {"kind", "time", "person", "fields", "scope", "samples", "value"}) {
+    for (const char* name :
+         {"kind", "time", "person", "fields", "state", "scope", "samples", "value"}) {
       members[next++] = self.attr(name);
     }
     return members;

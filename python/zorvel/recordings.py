@@ -140,7 +140,8 @@ def annotate(recording: str | os.PathLike[str], scopes: _Table, output: str | os
     """Puts the scopes of a table, a file or a data frame, into a recording, as `zorvel annotate` does.
 
     The table has the columns person, scope, begin and end; its seconds count from `offset` after
-    second 0. When a scope does not fit, nothing is written. Warnings tell what removals part.
+    second 0. When a scope does not fit, nothing is written. Warnings tell what removals and renamings
+    part.
     """
     with _file_of(scopes) as path:
         parted = _zorvel.annotate_file(recording, path, output, offset)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/thread/lock_types.hpp>
+#include <cmath>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -62,6 +63,23 @@ void AmbianceState::_setAmbientActivityLevel(float level) {
   const float held = std::min(1.0f, std::max(0.0f, level));
   store(agitationLevel, held);
   store(calmLevel, 1.0f - held);
+}
+
+AmbianceState::Saved AmbianceState::save() const {
+  const Lock lock(mutex);
+  return {load(agitationLevel), load(calmLevel), load(movementCount)};
+}
+
+void AmbianceState::restore(const Saved& saved) {
+  const auto isLevel = [](float number) { return number >= 0.0f && number <= 1.0f; };
+  if (!isLevel(saved.agitation) || !isLevel(saved.calm) || !(saved.movements >= 0.0f) ||
+      std::isinf(saved.movements)) {
+    throw std::invalid_argument("A number of the room is beyond its range.");
+  }
+  const Lock lock(mutex);
+  store(agitationLevel, saved.agitation);
+  store(calmLevel, saved.calm);
+  store(movementCount, saved.movements);
 }
 
 float AmbianceState::ambientActivityLevel(AmbianceDescription description) const {

@@ -19,7 +19,7 @@ namespace ZV {
 /// The recent observations of one channel: whatever is older than the age limit is forgotten each
 /// time the memory is touched.
 ///
-/// Thread safety: every public operation but `entries` takes the memory's lock.
+/// Thread safety: every public operation but `entries` and `restore` takes the memory's lock.
 template <typename T>
 class ShortTermMemory {
  public:
@@ -31,13 +31,21 @@ class ShortTermMemory {
   /// first arrival wins.
   void record(const Entry& observation) {
     const boost::unique_lock<boost::mutex> lock(_mutex);
-    const auto place = std::lower_bound(
-        _entries.begin(), _entries.end(), observation,
-        [](const Entry& entry, const Entry& recorded) { return entry > recorded; });
-    if (place == _entries.end() || place->timestamp != observation.timestamp) {
-      _entries.insert(place, observation);
-    }
+    insert(observation);
     _forgetOld();
+  }
+
+  /// Makes room for the entries of another memory: taking them in allocates nothing then.
+  void reserveFor(const ShortTermMemory& other) {
+    const boost::unique_lock<boost::mutex> lock(_mutex);
+    _entries.reserve(_entries.size() + other._entries.size());
+  }
+
+  /// Adds the entries of another memory, each at its place in time; of two with one timestamp, the
+  /// own one stays. Nothing is forgotten. The owner of the other memory serialises access to it.
+  void takeIn(const ShortTermMemory& other) {
+    const boost::unique_lock<boost::mutex> lock(_mutex);
+    for (const Entry& entry : other._entries) insert(entry);
   }
 
   std::uint64_t size() {
@@ -53,6 +61,16 @@ class ShortTermMemory {
     _forgetOld();
     if (_entries.empty()) throw std::range_error("The ShortTermMemory is empty.");
     return _entries.front();
+  }
+
+  /// Adds an entry of a memory that was saved, which must be older than those that are here.
+  /// Nothing is forgotten and no lock is taken: nobody else knows this memory yet. Throws
+  /// std::invalid_argument.
+  void restore(const Entry& entry) {
+    if (!_entries.empty() && !(entry < _entries.back())) {
+      throw std::invalid_argument("The readings of a memory are out of order.");
+    }
+    _entries.push_back(entry);
   }
 
   /// The entries as they stand, youngest first. Nothing is forgotten and no lock is taken: the
@@ -82,6 +100,15 @@ class ShortTermMemory {
   bool _isTooOld(const Entry& entry) const { return maxAge < ageOf(entry.timestamp); }
 
  private:
+  void insert(const Entry& observation) {
+    const auto place = std::lower_bound(
+        _entries.begin(), _entries.end(), observation,
+        [](const Entry& entry, const Entry& recorded) { return entry > recorded; });
+    if (place == _entries.end() || place->timestamp != observation.timestamp) {
+      _entries.insert(place, observation);
+    }
+  }
+
   boost::chrono::milliseconds maxAge;
   std::vector<Entry> _entries;
   boost::mutex _mutex;

@@ -1,6 +1,7 @@
 #include "zv/emotion_recorder.hpp"
 
 #include <boost/thread/lock_types.hpp>
+#include <stdexcept>
 
 #include "state/person_state_private.hpp"
 
@@ -17,6 +18,11 @@ std::string labelOf(const ZVEmotionRecorder::Samples& samples) {
   if (mean.value > PersonStatePrivate::binaryBoundaryPositive) return "positive";
   if (PersonStatePrivate::binaryBoundaryNegative > mean.value) return "negative";
   return "neutral";
+}
+
+bool isWithin(const ValueConfidence<float>& pair, float lowest) {
+  const auto isBeyond = [](float number, float least) { return number < least || number > 1.0f; };
+  return !isBeyond(pair.value, lowest) && !isBeyond(pair.confidence, 0.0f);  // NaN is within
 }
 
 }  // namespace
@@ -39,6 +45,53 @@ std::pair<std::string, ZVEmotionRecorder::Samples> ZVEmotionRecorder::stopRecord
                                          std::move(found->second.samples)};
   _scopes.erase(found);
   return result;
+}
+
+ZVEmotionRecorder::SavedScopes ZVEmotionRecorder::save() const {
+  const Lock lock(mutex);
+  SavedScopes saved;
+  for (const auto& [name, scope] : _scopes) {
+    SavedScope& kept = saved[name];
+    kept.remainingSamples = scope.remainingSamples;
+    kept.samples.reserve(scope.samples.size());
+    for (const auto& [time, state] : scope.samples) {
+      kept.samples.push_back({time, state.personValence(), state.personAttention()});
+    }
+  }
+  return saved;
+}
+
+void ZVEmotionRecorder::restore(const SavedScopes& scopes) {
+  std::map<std::string, EmoRecordInfo> restored;
+  for (const auto& [name, saved] : scopes) {
+    EmoRecordInfo& scope = restored[name];
+    scope.remainingSamples = saved.remainingSamples;
+    for (const auto& [time, valence, attention] : saved.samples) {
+      if (!isWithin(valence, -1.0f) || !isWithin(attention, 0.0f)) {
+        throw std::invalid_argument("A sample of a scope is beyond its range.");
+      }
+      scope.samples.emplace_back(time, PersonState(valence.value, valence.confidence,
+                                                   attention.value, attention.confidence));
+    }
+  }
+  const Lock lock(mutex);
+  _scopes.swap(restored);
+}
+
+void ZVEmotionRecorder::merge(ZVEmotionRecorder& other) {
+  std::map<std::string, EmoRecordInfo> scopes;
+  {
+    const Lock lock(other.mutex);
+    scopes.swap(other._scopes);
+  }
+  const Lock lock(mutex);
+  _scopes.merge(scopes);
+  for (auto& [name, left] : scopes) {
+    Samples& samples = _scopes.find(name)->second.samples;
+    samples.splice(samples.end(), left.samples);
+    // Not a merge of two sorted lists: a clock may have run backwards.
+    samples.sort([](const Sample& one, const Sample& next) { return one.first < next.first; });
+  }
 }
 
 ValueConfidence<float> ZVEmotionRecorder::meanValence(const Samples& samples) {

@@ -4,6 +4,7 @@
 #include <boost/make_shared.hpp>
 #include <stdexcept>
 
+#include "bodylanguage/body_language_state_private.hpp"
 #include "state/person_state_private.hpp"
 
 namespace ZV {
@@ -49,6 +50,30 @@ void PersonStatePrivate::_setUnsmoothedValence(float value) {
 
 void PersonStatePrivate::_setUnsmoothedValenceConfidence(float value) {
   unsmoothedValence.confidence = std::clamp(value, 0.0f, 1.0f);
+}
+
+ku::SystemClock::time_point PersonStatePrivate::_newestReading() const {
+  ku::SystemClock::time_point newest = never;
+  for (const auto time : usedTimes()) newest = std::max(newest, this->*time);
+  return newest;
+}
+
+void PersonStatePrivate::_goOnFrom(const PersonStatePrivate& other) {
+  bodyLanguageState._record() = other.bodyLanguageState._record();
+  valence = other.valence;
+  unsmoothedValence = other.unsmoothedValence;
+  attention = other.attention;
+  smile = other.smile;
+  gaze = other.gaze;
+  expressions = other.expressions;
+  headHeight = other.headHeight;
+  headAngles = other.headAngles;
+  frequencyGaze = other.frequencyGaze;
+  frequencyFace = other.frequencyFace;
+}
+
+void PersonStatePrivate::_useLaterReadings(const PersonStatePrivate& other) {
+  for (const auto time : usedTimes()) this->*time = std::max(this->*time, other.*time);
 }
 
 PersonState::PersonState() : _state(boost::make_shared<PersonStatePrivate>()) {}

@@ -53,6 +53,14 @@ struct PersonStatePrivate {
   /// One cycle in which the person was not perceived.
   void _decreaseSinceNotSeen();
 
+  /// When the newest reading that moved the state was taken.
+  ku::SystemClock::time_point _newestReading() const;
+  /// Stands as the other one does, but for the readings that were used last, the locks and the
+  /// observer. Handles on the own body-language state see it change.
+  void _goOnFrom(const PersonStatePrivate& other);
+  /// Counts a reading as used last that one of the two used, for each channel the later one.
+  void _useLaterReadings(const PersonStatePrivate& other);
+
   void _applyForceValence(float target, float strength, std::string_view reason);
   void _applyForceAttention(float target, float strength, std::string_view reason);
   void _applyForceValenceConfidence(float target, float strength, std::string_view reason);
@@ -104,6 +112,14 @@ struct PersonStatePrivate {
   ku::SystemClock::time_point gazeTimestamp = never;
   ku::SystemClock::time_point touchEmotionTimestamp = never;
   ku::SystemClock::time_point contextEmotionTimestamp = never;
+
+  static constexpr auto usedTimes() {
+    return std::array{
+        &PersonStatePrivate::headPostureTimestamp,  &PersonStatePrivate::gazeTimestamp,
+        &PersonStatePrivate::smileTimestamp,        &PersonStatePrivate::expressionsTimestamp,
+        &PersonStatePrivate::voiceEmotionTimestamp, &PersonStatePrivate::asrEmotionTimestamp,
+        &PersonStatePrivate::touchEmotionTimestamp, &PersonStatePrivate::contextEmotionTimestamp};
+  }
 
   /// A copied state gets locks of its own.
   struct Locks {

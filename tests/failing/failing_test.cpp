@@ -106,6 +106,37 @@ TEST_F(Failing, GraphWithoutMemory) {
     graph.update(1, [this](Person& person) { person.update(everything()); });
   };
   failAllocations<Peopled>(update, usable);
+
+  SocialGraph graphOfOne;
+  graphOfOne.update(1, [this](Person& person) { person.update(everything()); });
+  const SavedPerson saved = graphOfOne.find(1)->save();
+  const auto isAsBefore = [&](Peopled& graph) {
+    EXPECT_EQ(graph.find(1)->personState.personAttention().confidence, 0);
+    EXPECT_FALSE(graph.find(4));
+    expectUsable(graph);
+  };
+  for (const int id : {1, 4}) {
+    failAllocations<Peopled>([&](Peopled& graph) { graph.restore(id, saved); }, isAsBefore);
+  }
+  failAllocations<Peopled>([&](Peopled& /*graph*/) { graphOfOne.find(1)->save(); }, isAsBefore);
+
+  struct Split : SocialGraph {
+    Split() {
+      for (const int person : {1, 3}) {
+        PersonObservation seen;
+        const auto now = ku::SystemClock::now() + boost::chrono::seconds(person);
+        seen.smile.emplace(now, Smile());
+        seen.gaze.emplace(now, Gaze());
+        update(person, [&seen](Person& of) { of.update(seen); });
+      }
+    }
+  };
+  const auto asBefore = [](Split& graph) {
+    ASSERT_EQ(graph.persons().size(), 2U);
+    auto& memory = graph.find(1)->personMemory._record();
+    EXPECT_TRUE(memory.smile.entries().size() == 1 && memory.gaze.entries().size() == 1);
+  };
+  failAllocations<Split>([](Split& graph) { graph.rename(3, 1); }, asBefore);
 }
 
 TEST_F(Failing, BoardWithoutMemory) {
@@ -181,6 +212,8 @@ TEST_F(Failing, RecorderWithoutMemory) {
                              usable);
   failAllocations<Recording>(
       [](Recording& recorder) { ZVEmotionRecorder(recorder).stopRecording("first"); }, usable);
+  failAllocations<Recording>([](Recording& recorder) { recorder.restore(recorder.save()); },
+                             usable);
 }
 
 TEST_F(Failing, ReadersWithoutMemory) {

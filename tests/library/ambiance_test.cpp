@@ -35,9 +35,15 @@ TEST(Ambiance, FollowsMovementsAndActivityWithinItsRange) {
     EXPECT_EQ(levelsOf(state), levels);
   }
   EXPECT_EQ(textOf(state), "Ambiance:\n\t - Activity : \t0.25\n\t - Calm : \t0.75");
-  AmbianceState copy(state), assigned;
+  AmbianceState copy(state), assigned, restored;
   assigned = state;
-  for (AmbianceState* each : {&state, &copy, &assigned}) {
+  restored.restore(state.save());
+  using Saved = AmbianceState::Saved;
+  for (const Saved& bad : {Saved{above(1), 0, 0}, Saved{0, below(0), 0}, Saved{0, 0, below(0)},
+                           Saved{0, 0, INFINITY}, Saved{0, NAN, 0}, Saved{0, 0, NAN}}) {
+    EXPECT_THROW(restored.restore(bad), std::invalid_argument);
+  }
+  for (AmbianceState* each : {&state, &copy, &assigned, &restored}) {
     EXPECT_EQ(levelsOf(*each), "0.25 0.75");
     each->updateAmbiance(0.025f);
     EXPECT_EQ(levelsOf(*each), "0.289999992 0.710000038");  // the movement is copied
@@ -54,7 +60,9 @@ TEST(Ambiance, LocksWhatItChanges) {
   const auto assigning = begin([&] { state = other; });
   const auto counting = begin([&] { state.incrementMovementDetected(); });
   const auto updating = begin([&] { state.updateAmbiance(0); });
-  EXPECT_TRUE(isWaiting(assigning) && isWaiting(counting) && isWaiting(updating));
+  const auto restoring = begin([&] { state.restore(state.save()); });
+  EXPECT_TRUE(isWaiting(assigning) && isWaiting(counting) && isWaiting(updating) &&
+              isWaiting(restoring));
   lock.unlock();
   EXPECT_EQ(flushesOf(other), 2);
 }

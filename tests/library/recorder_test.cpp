@@ -40,6 +40,56 @@ TEST(Recorder, LocksAndCountsNoScopeWithoutLimit) {
   EXPECT_EQ(scopesOf(recorder).at("scope").remainingSamples, -1);  // for ever
 }
 
+TEST(Recorder, TakesSavedScopesWholeOrNotAtAll) {
+  ku::SimulatedClock clock(at(0));
+  const ku::ClockScope scope(clock);
+  ZVEmotionRecorder recorder, restored;
+  recorder.startRecording("", -1);
+  for (const float valence : {0.5f, NAN, -1.0f}) {
+    recorder.startRecording("limited", 2);
+    recorder.update_notMutexed(PersonState(valence, 0.25f, 0.75f, 1));
+    clock.set(at(-1));  // it was set back
+  }
+  restored.startRecording("gone", -1);
+  restored.restore(recorder.save());
+  const auto refuse = [&](ValueConfidence<float> valence, ValueConfidence<float> attention) {
+    EXPECT_THROW(restored.restore({{"other", {-1, {{at(0), valence, attention}}}}}),
+                 std::invalid_argument);
+  };
+  refuse({above(1), 0}, {0, 0});
+  refuse({0, below(0)}, {0, 0});
+  refuse({0, 0}, {below(0), 0});
+  refuse({0, 0}, {0, above(1)});
+  EXPECT_EQ(restored.stopRecording("gone").first, "error");
+  for (ZVEmotionRecorder* const each : {&recorder, &restored}) {
+    each->update_notMutexed(PersonState(1, 1, 1, 1));
+    each->update_notMutexed(PersonState(1, 1, 1, 1));  // drops the limited one
+    EXPECT_EQ(each->stopRecording("limited").first, "error");
+  }
+  const auto whole = recorder.stopRecording("").second, taken = restored.stopRecording("").second;
+  ASSERT_EQ(taken.size(), 5);
+  for (auto left = whole.begin(), right = taken.begin(); left != whole.end(); ++left, ++right) {
+    EXPECT_EQ(left->first, right->first);
+    EXPECT_EQ(textOf(left->second), textOf(right->second));
+  }
+}
+
+TEST(Recorder, TakesOverTheScopesOfTheSamePerson) {
+  // The clock is set back in between.
+  ScriptedClock clock([](int reading) { return at(reading == 0 ? 5 : reading + 2); });
+  ZVEmotionRecorder kept, moved;
+  kept.startRecording("both", 3);
+  for (const char* const name : {"both", "moved"}) moved.startRecording(name, 7);
+  for (auto* recorder : {&kept, &moved, &kept, &moved}) recorder->update_notMutexed(PersonState());
+  kept.merge(moved);
+  kept.merge(kept);
+  EXPECT_TRUE(scopesOf(moved).empty() && scopesOf(kept).count("moved") == 1);
+  EXPECT_EQ(scopesOf(kept).at("both").remainingSamples, 1);
+  std::vector<Time> times;
+  for (const auto& sample : kept.stopRecording("both").second) times.push_back(sample.first);
+  EXPECT_EQ(times, (std::vector<Time>{at(3), at(4), at(5), at(5)}));
+}
+
 TEST(Recorder, LabelsAScopeByItsWeightedMean) {
   // The scopes of three samples have a mean of 0.2, up to a last digit that depends on their order.
   using Samples = std::vector<std::pair<float, float>>;  // valence and confidence

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import datetime
 import gc
+import pickle
 import subprocess
 import sys
 import threading
@@ -28,6 +29,31 @@ def smiling() -> zorvel.Observation:
 
 def numbers(state: zorvel.PersonState) -> tuple[Any, ...]:
     return (*state.valence, state.mood, *state.cycle_mood, *state.attention, *state.ease)
+
+
+def test_a_restored_graph_goes_on_with_the_same_numbers() -> None:
+    with zorvel.SimulatedClock(NANOSECONDS) as clock:
+        graph, other = zorvel.SocialGraph(), zorvel.SocialGraph()
+        for person in (1, 2, 1):
+            graph.update(person, smiling())
+            clock.advance(0.5)
+        text = graph.save()
+        other.update(1, zorvel.Observation(touch_emotion=-1))
+        before = numbers(other.persons()[1])
+        for bad in (text.replace('"headHeight":', '"headHeight":1', 2), text[:-9], "x",
+                    text + '{"time":1,"event":"movement"}'):
+            with pytest.raises(ValueError, match="state: line [123]: "):
+                other.restore(bad)
+        assert numbers(other.persons()[1]) == before and list(other.persons()) == [1]
+        other.restore(text)
+        copied = pickle.loads(pickle.dumps(graph))
+        clock.advance(0.5)
+        for person in (1, 2):
+            states = [numbers(each.update(person, zorvel.Observation(gaze=(30, 0))))
+                      for each in (graph, other, copied)]
+            assert states[0] == states[1] == states[2]
+        with pytest.raises(RuntimeError, match="must not use the graph"):
+            graph.update(1, lambda _: graph.save())
 
 
 @pytest.mark.parametrize("time", [
@@ -157,6 +183,17 @@ def test_steps_in_a_callback_are_those_of_the_graph() -> None:
         kept[0].state
 
 
+def test_one_person_under_two_numbers() -> None:
+    graph, recorder, other = zorvel.SocialGraph(), zorvel.Recorder(), zorvel.Recorder()
+    other.start("scope")
+    graph.update(3, smiling())
+    graph.rename(3, 1)
+    other.update(graph.not_seen(4))
+    graph.merge(1, 4)
+    recorder.merge(other)
+    assert graph.persons()[4].valence.value > 0.5 and len(recorder.stop("scope")[1]) == 1
+
+
 def test_what_a_callback_raises_comes_out_as_it_is() -> None:
     class Mine(Exception):
         pass
@@ -195,6 +232,7 @@ def test_a_callback_that_would_wait_for_itself_is_told_so() -> None:
         person.update(smiling())
 
     for use in (lambda _: graph.read(1), lambda _: graph.persons(), lambda _: graph.remove(1),
+                lambda _: graph.rename(1, 2), lambda _: graph.merge(2, 1),
                 lambda _: graph.update(1, smiling())):
         with pytest.raises(RuntimeError, match="must not use the graph"):
             graph.update(1, use)

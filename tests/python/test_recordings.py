@@ -129,6 +129,8 @@ def umask() -> int:
 def rebuilt(event: zorvel.Event) -> zorvel.Event:
     """The event, made anew of its members."""
     time, person = event.time, event.person
+    if event.state is not None:
+        return zorvel.Event.restore(time, event.state, person)
     if person is None:
         return (zorvel.Event.movement(time) if event.value is None
                 else zorvel.Event.activity(time, event.value))
@@ -136,6 +138,8 @@ def rebuilt(event: zorvel.Event) -> zorvel.Event:
         fields = {name: getattr(event.fields, name) for name in dir(event.fields)
                   if not name.startswith("_")}
         return zorvel.Event.observation(time, person, zorvel.Observation(**fields))
+    if event.to is not None:
+        return zorvel.Event.rename(time, person, event.to)
     if event.scope is None:
         return {"not_seen": zorvel.Event.not_seen,
                 "remove": zorvel.Event.remove}[event.kind](time, person)
@@ -261,6 +265,13 @@ def test_what_is_read_goes_to_other_processes(scene: pathlib.Path, tmp_path: pat
     for value in (state, state.forces, state.valence, state.cycle_mood):
         assert pickle.loads(pickle.dumps(value)) == copy.deepcopy(value) == value
     assert state != zorvel.SocialGraph().update(1, observation)
+    graph = zorvel.SocialGraph()
+    restores = []
+    for _ in range(2):
+        graph.update(1, zorvel.Observation(touch_emotion=1))
+        saved = graph.save().partition('"state":')[2].rstrip()[:-1]
+        restores.append(zorvel.Event.restore(5, saved, 1))
+    assert restores[0] == pickle.loads(pickle.dumps(restores[0])) != restores[1]
     tables = [tmp_path / f"{name}.csv" for name in "ab"]
     for table in tables:
         table.write_text(OPENFACE)

@@ -7,7 +7,7 @@ from typing import Any
 import pytest
 
 from zorvel import rep155
-from zorvel.rep155 import Engagement, EngagementLevel, Gender
+from zorvel.rep155 import Engagement, EngagementLevel, Gender, PersonNumbers
 
 NAN = math.nan
 # Intensities as OpenFace writes them, from 0 to 5.
@@ -101,6 +101,15 @@ def test_soft_biometrics() -> None:
         assert rep155.gender(value, confidence, true_for=Gender.FEMALE) is None
 
 
+def test_an_alias_goes_on_under_the_older_number() -> None:
+    numbers = PersonNumbers()
+    assert [numbers.number(person) for person in "abcb"] == [1, 2, 3, 2]
+    assert [numbers.alias(*ids) for ids in ("bc", "ca", "ab", ("a", ""), "da")] == [
+        (3, 2), (2, 1), None, None, (4, 1)]
+    numbers.forget("c")
+    assert [numbers.number(person) for person in "ad"] == [5, 6]
+
+
 def test_engagement_does_not_flicker() -> None:
     engagement = Engagement()
     for attention, confidence, level in (
@@ -117,4 +126,4 @@ def test_engagement_does_not_flicker() -> None:
 
 
 def test_examples_of_the_documentation() -> None:
-    assert doctest.testmod(rep155) == (0, 1)
+    assert doctest.testmod(rep155) == (0, 5)

@@ -4,7 +4,9 @@ import csv
 import datetime
 import decimal
 import json
+import re
 import unittest
+import zlib
 
 import tool
 from tool import START, new_folder, rows, run
@@ -34,10 +36,10 @@ class CutTest(unittest.TestCase):
 
     @classmethod
     def replayed(cls, recording):
-        """The rows of timeline.csv and scopes.csv."""
+        """The rows of timeline.csv, scopes.csv and ambiance.csv."""
         results = cls.folder / "results"
         run("replay", "-", "-q", "-o", results, input=recording, text=False, check=True)
-        return [rows(results / f"{name}.csv") for name in ("timeline", "scopes")]
+        return [rows(results / f"{name}.csv") for name in ("timeline", "scopes", "ambiance")]
 
     def run_tool(self, command, recording, *arguments):
         return run(command, "-", *arguments, input=recording, cwd=self.folder, text=False)
@@ -112,7 +114,7 @@ class CutTest(unittest.TestCase):
     def test_people_who_come_within_the_cut_are_as_in_the_whole(self):
         self.assertEqual(self.cut(self.scene, "--from", "60", "--to", "100", "--lead-in", "20"),
                          self.cut(self.scene, "--from", "40", "--to", "100"))
-        timeline, scopes = self.replayed(self.cut(self.scene, "--from", "40", "--to", "100"))
+        timeline, scopes, _ = self.replayed(self.cut(self.scene, "--from", "40", "--to", "100"))
         # Who was removed within the cut has nothing left from before it.
         anew = [row for row in timeline if row.pop("visit") != "1"]
         begins = {row["person"]: int(row["time"]) for row in reversed(anew)}
@@ -132,6 +134,72 @@ class CutTest(unittest.TestCase):
             self.assertIn([row[column] for column in columns], told)
         self.assertNotIn("error", [row["label"] for row in scopes])
 
+    def test_with_states_it_has_the_rows_of_the_whole(self):
+        def remaining(tables, time):
+            return [[{name: row[name] for name in row.keys() - {"visit"}}
+                     for row in table if int(row["time"]) >= time] for table in tables]
+
+        start = json.loads(self.scene.splitlines()[1])["time"]
+        for seconds in (0, 0.05, 3.7, 20, 61.9, 100):
+            cut = self.cut(self.scene, "--from", str(seconds + 2), "--lead-in", "2", "--keep-state")
+            expected = remaining(self.whole, start + round(seconds * 10**9))
+            self.assertEqual(remaining(self.replayed(cut), 0), expected)
+            # A cut of the cut is one of the whole, in which restored scopes are closed, too.
+            for options in (["--from", str(seconds + 4.4)],
+                            ["--from", str(seconds), "--to", str(seconds + 4)]):
+                self.assertEqual(*(self.cut(text, *options, "--keep-state")
+                                   for text in (cut, self.scene)))
+            own = self.cut(cut, "--person", "2", "--from", str(seconds + 0.1), "--keep-state")
+            self.assertEqual({json.loads(text).get("person") for text in own.splitlines()[1:]}, {2})
+        # So are its explanations, which count what is remembered.
+        self.assertEqual(*(self.run_tool("explain", text, "--at", "100.5").stdout
+                           for text in (cut, self.scene)))
+        # The scopes of a table open behind the states, also those that begin earlier.
+        told = self.replayed(self.annotated(cut, table("1,new,99,101", "2,new,100,101")))[1]
+        for person in "12":
+            times = [row["seconds"] for row in self.whole[0]
+                     if row["person"] == person and 100 <= float(row["seconds"]) <= 101]
+            self.assertIn(("new", person, times[0], str(len(times))), [
+                (row["scope"], row["person"], row["begin"], row["samples"]) for row in told])
+        (self.folder / "scopes.csv").write_text(table("1,new,0,999"))
+        self.assert_fails("annotate", line(0, "not_seen", 1) + cut.split(b"\n", 1)[1], ["scopes.csv"],
+                          ':2: column "end": is after the restoring of person 1')
+
+    def test_a_state_is_taken_as_it_was_saved_or_not_at_all(self):
+        lines = self.cut(self.scene, "--from", "20", "--keep-state").splitlines(keepends=True)
+        good = next(text for text in lines if b'"restore","person":1,' in text)
+        begin = good.index(b'{"version"')
+
+        def changed(old, new):
+            """With a checksum that fits."""
+            state = re.sub(old, new, good[begin:good.index(b',"checksum"')], count=1)
+            return good[:begin] + state + b',"checksum":"%08x"}}\n' % zlib.crc32(state)
+
+        self.assertEqual(changed(b"x", b"x"), good)
+        for bad, message in (
+                (good.replace(b'"version":1', b'"version":2'), "state.version: must be 1"),
+                (good.replace(b'"headHeight":', b'"headHeight":1'), "checksum: does not fit"),
+                (re.sub(b',"checksum":"[^"]*"', b"", good), 'state: lacks the key "checksum"'),
+                (good.replace(b'"restore","person":1', b'"restore"'), 'lacks the key "agitation"'),
+                (changed(b'"valence":{"value":[^,]*', b'"valence":{"value":1.5'),
+                 "state: valence.value is 1.5"),
+                (changed(b'"memory":\\[({.*?}),{"time"', b'"memory":[\\1,\\1,{"time"'), "out of order"),
+                (changed(b'"recorded":\\[\\[[0-9]*,', b"\\g<0>0,"), "must have a time and four numbers"),
+                (changed(b'"scopes":\\[({.*})', b'"scopes":[\\1,\\1'), "is given twice")):
+            result = self.run_tool("replay", bad, "-q", "-o", self.folder / "results")
+            self.assertIn(message, result.stderr.decode())
+            self.assertEqual(result.returncode, 1)
+        # Whatever byte is another: refused, or the number is the same all the same.
+        text = bytearray()
+        for place in range(begin, len(good) - 2, len(good) // 500):
+            other = bytes([good[place] ^ 1])
+            text += good + good[:place] + other + good[place + 1:] + line(20, "observation", 1)
+        result = run("live", "--clock", "recording", input=bytes(text), text=False)
+        states = result.stdout.splitlines()
+        self.assertGreater(int(re.search(b"bad lines skipped: (\\d+)", result.stderr)[1]), 490)
+        self.assertGreater(len(states), 490)
+        self.assertEqual(len(set(states)), 1)
+
     def test_every_keeps_one_for_each_interval_and_the_rare_ones(self):
         expected, last = [], {}
         origin = START + 12_100_000_000
@@ -149,6 +217,39 @@ class CutTest(unittest.TestCase):
         self.assertEqual([text for text in self.cut(scene, "--from", "-2.1", "--every",
                                                     "0.3").splitlines()
                           if b'"observation"' in text or b'"not_seen"' in text], expected)
+
+    def test_one_person_under_several_ids(self):
+        # Person 1 of the scene is 9 for a while, as a tracker tells it that never lets go of an id.
+        split = []
+        for text in self.scene.splitlines(keepends=True):
+            event = json.loads(text)
+            if event.get("person") != 1 or "scope" in event:
+                split.append(text)
+                continue
+            person = 1 if event["time"] % (60 * 10**9) < 40 * 10**9 else 9
+            split.append(text.replace(b'"person":1,', b'"person":%d,' % person)
+                         .replace(b'"person":1}', b'"person":%d}' % person))
+            if event["event"] == "observation":
+                split += [line((event["time"] - START) / 1e9, name, 10 - person)
+                          for name in ("not_seen", "remove")]
+        joined = self.cut(b"".join(split), "--rename", "9=1", "--rename", "7=8")
+        self.assertEqual(self.replayed(joined), self.whole)
+        one, three, again = (line(second, "observation", second % 2 * -2 + 3) for second in (1, 2, 3))
+        scope = line(2, "start_recording", 1, "s")
+        told = line(3, "rename", 3).replace(b"}", b',"to":1}')
+        self.assertEqual(self.cut(one + three + told, "--rename", "3=1"),
+                         one + three.replace(b"3}", b"1}"))
+        # The header waits for the first line, which may be another then, or none.
+        self.assertEqual(self.cut(HEADER + one.replace(b"1}", b"3}"), "--rename", "3=1"), HEADER + one)
+        self.assertEqual(self.cut(HEADER + told + line(4, "observation", 3), "--rename", "3=1"),
+                         HEADER.replace(b"}", b',"origin":%d}' % (START + 3 * 10**9))
+                         + line(4, "observation", 1))
+        for lines, message in ((one + one.replace(b"1}", b"3}"), "-:2: person 3 overlaps person 1 in"),
+                               (one + three + again, "-:3: person 1 overlaps person 3 in line 2"),
+                               (scope + scope.replace(b"1,", b"3,"), "-:2: person 3 overlaps")):
+            self.assert_fails("cut", lines, ["--rename", "3=1"], message)
+        for names, message in (("3=1x", "is not like 3=1"), ("1=2", "person 1 is renamed, too")):
+            self.assert_fails("cut", one, ["--rename", "3=1", "--rename", names], message, 2)
 
     def test_errors_of_a_cut(self):
         lines = [HEADER, *(line(second, "not_seen", 1) for second in (0, 1, 4.0009)), b"oops\n"]
@@ -191,6 +292,27 @@ class CutTest(unittest.TestCase):
             recording = MARK + HEADER + b"".join([*cycles, gone, last])
             self.assertEqual(self.annotated(recording, scopes), expected)
 
+    def test_a_row_is_of_one_id(self):
+        before = line(0, "start_recording", 2, "own") + line(1, "not_seen", 2)
+        renaming = line(3, "rename", 2).replace(b"}", b',"to":7}')
+        recording = before + renaming + line(4, "not_seen", 2) + line(5, "not_seen", 7)
+        (self.folder / "scopes.csv").write_text(table("2,a,2,4.5", "7,b,2,3.5", "7,c,3.5,4"))
+        result = self.run_tool("annotate", recording, "scopes.csv")
+        self.assertIn(b"renamings part 1 row into 2 scopes", result.stderr)
+        self.assertEqual(result.stdout, b"".join([
+            before, line(2, "start_recording", 2, "a"), line(2, "start_recording", 7, "b"),
+            line(3, "stop_recording", 2, "a"), renaming, line(3.5, "start_recording", 7, "c"),
+            line(3.5, "stop_recording", 7, "b"), line(4, "start_recording", 2, "a"),
+            line(4, "not_seen", 2), line(4, "stop_recording", 7, "c"),
+            line(4.5, "stop_recording", 2, "a"), line(5, "not_seen", 7)]))
+        stop = line(6, "stop_recording", 7, "own")
+        self.assertEqual([(row["scope"], row["begin"], row["samples"], row["visit"])
+                          for row in self.replayed(result.stdout + stop)[1]],
+                         [("a", "2", "0", "1"), ("b", "2", "0", "1"), ("c", "3.5", "0", "1"),
+                          ("a", "4", "1", "2"), ("own", "0", "2", "1")])
+        (self.folder / "scopes.csv").write_text(table("7,own,2,3"))
+        self.assert_fails("annotate", recording, ["scopes.csv"], ":2: overlaps a scope of the recording")
+
     def test_a_second_is_the_same_everywhere(self):
         """A film whose only face comes after 10 s, is lost for a while, and comes back."""
         start = 4 * 10**18 + 123_456_789
@@ -203,12 +325,12 @@ class CutTest(unittest.TestCase):
         (self.folder / "scopes.csv").write_text(table(
             "0,a,-0:00.0000000004,12", "0,b,2.0000000009,10.9", "0,b,11,12"))
         result = self.run_tool("annotate", film, "scopes.csv", "--offset", "10")
-        self.assertEqual(result.stderr.decode(), "scopes.csv: warning: removals part 2 rows into 4 "
-                         "scopes, one for each visit of the person; the first is line 2\n")
+        self.assertEqual(result.stderr.decode(), "scopes.csv: warning: removals or renamings part 2 "
+                         "rows into 4 scopes, one for each visit of the person; the first is line 2\n")
         for options, cycles, begin in (([], 6, "10"), (["--from", "12.000000001"], 5, "12.000000001"),
                                        (["--every", "0:03"], 4, "10")):
             recording = self.cut(result.stdout, *options)
-            timeline, scopes = self.replayed(recording)
+            timeline, scopes, _ = self.replayed(recording)
             with self.subTest(options=options):
                 self.assertEqual(len(timeline), cycles)
                 path = self.folder / "film.jsonl"

@@ -149,6 +149,17 @@ class ExplainTest(unittest.TestCase):
                          "person 1 from 0.300 to 0.700 s, 5 cycles")
         self.assertEqual(explain(), "person 1 from 0.000 to 0.900 s, 10 cycles, removed and new 1 time")
 
+    def test_who_is_renamed_takes_the_readings_along(self):
+        events = [{"event": "observation", "time": 0, "person": 3, "touchEmotion": {"value": 2}},
+                  {"event": "observation", "time": 10**8, "person": 1, "touchEmotion": {"value": 1}},
+                  {"event": "rename", "time": 2 * 10**8, "person": 3, "to": 1},
+                  {"event": "rename", "time": 2 * 10**8, "person": 1, "to": 4},
+                  {"event": "observation", "time": 3 * 10**8, "person": 4}]
+        # At 0.2 s, the last cycle was under the old id.
+        for at, told in (("0.3", "touchEmotion 1, the newest of 2\n"), ("0.2", "person 4 at 0.100 s\n")):
+            self.assertIn(told, tool.run("explain", "-", "--at", at, "--person", "4",
+                                         input=lines(*events)).stdout)
+
     def test_tells_it_in_words(self):
         angry = {"event": "observation", "time": 0, "person": 1,
                  "smile": {"value": 0, "confidence": 1},

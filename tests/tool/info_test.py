@@ -57,14 +57,15 @@ class InfoTest(FolderTest):
             line(8.5, "not_seen", person=1),
             line(8.5, "start_recording", person=-2, scope="left"),
             line(8.5, "start_recording", person=-2, scope="left"),
+            line(8.5, "rename", person=-2, to=5), line(8.5, "rename", person=-2, to=6),
         ])
         person, other = told["persons"][1], told["persons"][0]
         self.assertEqual(told["source"], "hand")
         self.assertEqual((told["lines"], told["seconds"], told["lines_back_in_time"],
-                          told["farthest_back_seconds"]), (15, 8.5, 1, 0.75))
+                          told["farthest_back_seconds"]), (17, 8.5, 1, 0.75))
         self.assertEqual(told["events"], {
-            "observation": 6, "not_seen": 1, "remove": 1, "start_recording": 4,
-            "stop_recording": 1, "movement": 1, "activity": 0})
+            "observation": 6, "not_seen": 1, "remove": 1, "rename": 2, "restore": 0,
+            "start_recording": 4, "stop_recording": 1, "movement": 1, "activity": 0})
         self.assertEqual((other["person"], other["observations"], other["fields"]), (-2, 0, {}))
         # Intervals 0.5, 0.5, 3, 0.5 and, after the removal, 0.5: a gap is longer than 1.5 s.
         self.assertEqual(
@@ -89,7 +90,7 @@ class InfoTest(FolderTest):
         self.assertEqual(told["scopes"], {
             "opened": 4, "closed": 1, "closed_without_being_open": 1, "opened_while_open": 1,
             "dropped_after_last_sample": 1, "dropped_with_person": 1,
-            "left_open": [{"person": -2, "scope": "left", "line": 15}]})
+            "left_open": [{"person": 5, "scope": "left", "line": 15}]})
         self.assertEqual([(found["kind"], found["first_line"]) for found in told["findings"]],
                          [("time_backwards", 7), ("repeated_time", 8), ("future", 6),
                           ("expired", 9), ("scopes", 10), ("scopes", 15), ("scopes", 5),

@@ -59,7 +59,8 @@ LIMITATIONS = (("distance", single(1.4)), ("height", single(1.5)))  # metres
 LIMITATION_WIDTH_METRES = single(0.2)
 
 FIELDS_THAT_MOVE_NOTHING = ("lookingAtRobot", "faceDetected", "gender", "age")
-KEYS = {"event", "time", "person", *MAX_AGE_MS, *VALENCE_INPUTS, *dict(LIMITATIONS),
+NO_READINGS = {"event", "time", "person", "height"}  # of which a height is not remembered
+KEYS = {*NO_READINGS, *MAX_AGE_MS, *VALENCE_INPUTS, *dict(LIMITATIONS),
         *FIELDS_THAT_MOVE_NOTHING}
 
 # Valence of the mood, weights of smile, calm, joy, anger and sorrow, intercept.
@@ -202,6 +203,7 @@ class Person:
         self.memory = {channel: [] for channel in MAX_AGE_MS}  # (time, value), youngest first
         self.last_used = dict.fromkeys(VALENCE_INPUTS + ATTENTION_INPUTS, NEVER_NS)
         self.scopes = {}
+        self.newest = NEVER_NS  # of all its readings
         self.measured = set()  # what something measured moves in this cycle
 
     def pull(self, quantity, target, strength, measured=True):
@@ -246,6 +248,8 @@ class Person:
     def observe(self, observation, now):
         if not observation.keys() <= KEYS:
             raise ValueError(f"cannot recalculate {observation.keys() - KEYS}")
+        self.newest = max([self.newest, *(reading_time(observation, field)
+                                          for field in observation.keys() - NO_READINGS)])
         self.remember(observation, now)
         self.measured = set()
         postures = self.memory["headPosture"]
@@ -348,14 +352,29 @@ class Person:
             self.pull(quantity, 0.0, NOT_SEEN_VALUE_STRENGTH, measured=False)
             self.pull(quantity + "_confidence", 0.0, CONFIDENCE_STRENGTH)
 
-    def record_sample(self):
+    def take_in(self, other):
+        """Goes on with what is known of both; where both have a scope or a reading, with its own."""
+        if other.newest > self.newest:
+            self.state, self.newest = other.state, other.newest
+        for field, time in other.last_used.items():
+            self.last_used[field] = max(self.last_used[field], time)
+        for channel, samples in other.memory.items():
+            self.memory[channel] = sorted({**dict(samples), **dict(self.memory[channel])}.items(),
+                                          reverse=True)
+        for name, scope in other.scopes.items():
+            own = self.scopes.setdefault(name, {**scope, "samples": []})
+            own["begin"] = min(own["begin"], scope["begin"])
+            own["samples"] = sorted(own["samples"] + scope["samples"], key=lambda sample: sample[0])
+
+    def record_sample(self, now):
         for name, scope in list(self.scopes.items()):
             if scope["remaining"] == 0:
                 del self.scopes[name]
                 continue
             if scope["remaining"] > 0:
                 scope["remaining"] -= 1
-            scope["samples"].append((self.state["valence"], self.state["valence_confidence"]))
+            state = self.state["valence"], self.state["valence_confidence"]
+            scope["samples"].append((now, *state))
 
     def timeline_row(self):
         state = self.state
@@ -368,7 +387,7 @@ class Person:
 def scope_summary(samples):
     """The label, the mean valence and the mean confidence, and the mean valence in double."""
     weighted_sum = confidence_sum = exact_sum = exact_confidences = 0.0
-    for valence, confidence in samples:
+    for _, valence, confidence in samples:
         exact_sum += (0.0 if math.isnan(valence) else valence) * confidence
         exact_confidences += confidence
         positivity = valence if valence > 0.0 else 0.0
@@ -474,6 +493,8 @@ def replay(recording):
             continue
         now = max(now, int(line["time"]))
         start = now if start is None else start
+        if event == "restore":
+            raise ValueError("cannot recalculate what comes after a restore")
         if event == "movement":
             ambiance.movement()
             continue
@@ -486,6 +507,19 @@ def replay(recording):
             persons.pop(person_id, None)
             if visits.get(person_id, [0])[-1]:
                 visits[person_id].append(0)
+        elif event == "rename":
+            to = int(line["to"])
+            if person_id not in persons or to == person_id:
+                continue
+            person = persons.pop(person_id)
+            if to in persons:
+                persons[to].take_in(person)
+            else:
+                persons[to] = person
+            if count := visits.get(person_id, [0])[-1]:
+                visits[person_id].append(0)
+                # The visit goes on, though no cycle of it may stand under the new id yet.
+                visits.setdefault(to, [0])[-1] += count
         elif event == "stop_recording":
             scopes = persons[person_id].scopes if person_id in persons else {}
             scope = scopes.pop(line["scope"], None)
@@ -506,7 +540,7 @@ def replay(recording):
                 person.observe(line, now)
             else:
                 person.not_seen()
-            person.record_sample()
+            person.record_sample(now)
             cycles.setdefault(person_id, []).append((dict(person.state), person.measured))
             visits.setdefault(person_id, [0])[-1] += 1
             tables["timeline.csv"].append([now, person_id, *person.timeline_row(),

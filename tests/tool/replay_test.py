@@ -24,6 +24,8 @@ def reading(value):
 
 def everything():
     """Two people, every event and every field: in time, late, repeated, future and expired."""
+    # To a known id, to a new one, to one that is gone, and of nobody.
+    renames = {60: (1, -2), 100: (-2, 1), 200: (1, 9), 252: (9, -2), 270: (1, 9), 288: (5, 1)}
     yield {"event": "header", "version": 1, "source": "test", "origin": START + 5 * SECOND // 4}
     names = ["calm", "anger", "joy", "sorrow", "laughter", "excitement", "surprise"]
     for person in (1, -2):
@@ -67,6 +69,10 @@ def everything():
                 yield line(now, "observation", person=person, **fields)
             else:
                 yield line(now - 5, "observation", person=person)
+        if cycle in renames:
+            yield line(now, "rename", person=renames[cycle][0], to=renames[cycle][1])
+        if 200 <= cycle < 252 or cycle > 270:
+            yield line(now, "not_seen", person=9)
         if cycle % 4 == 0:
             yield line(now, "movement")
         if cycle % 25 == 0:
@@ -115,8 +121,8 @@ class ReplayTest(FolderTest):
             keys = set().union(*map(json.loads, recording.read_text().splitlines()))
             self.assertEqual(set(re.findall(r"field\(&O::(\w+)", table)) - keys, set(), recording)
         run("replay", self.recording, "-q", "--summary", self.output / "persons.csv", check=True)
-        self.assertRegex(recalculated(self.recording, self.output), "timeline.csv 600 rows, "
-                         "scopes.csv 8 rows, ambiance.csv 12 rows, persons.csv 2 rows; 0")
+        self.assertRegex(recalculated(self.recording, self.output), "timeline.csv 681 rows, "
+                         "scopes.csv 8 rows, ambiance.csv 12 rows, persons.csv 3 rows; 0")
 
     def test_what_was_not_measured_is_not_0(self):
         """Who moves what: 1 a calm face once, then unseen; 2 a straight head; 3 a touch that is none;
@@ -275,7 +281,7 @@ class ReplayTest(FolderTest):
         self.assertEqual([text for text in several.stderr.splitlines() if "warning" not in text],
                          [f'{bad}:2: lacks the key "event"',
                           "/nowhere.jsonl: No such file or directory"])
-        self.assertRegex(several.stdout, r"(?m)^total +5 +1201 ")
+        self.assertRegex(several.stdout, r"(?m)^total +7 +1363 ")
         self.assertEqual(sorted(file.name for file in self.output.iterdir() if file.is_dir()),
                          ["bad", "recording", "recording-2"])
         for folder in ("recording", "recording-2"):

@@ -127,6 +127,8 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                                                         f"127.0.0.1:{service.port}")
             for number in range(20):
                 service.process.stdin.write(observation(7, gaze={"yaw": number, "pitch": 0}) + "\n")
+                if number in (10, 15):  # to a new id, then to one that is known
+                    service.process.stdin.write(event("rename", person=7, to=8) + "\n")
                 service.process.stdin.flush()
                 await asyncio.sleep(0.01)
             self.assertEqual(await asyncio.wait_for(send.wait(), WAIT), 0)
@@ -138,8 +140,9 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         sent = [json.loads(line) for line in states.read_text().splitlines()]
         self.assertGreater(len(sent), 1000)
         self.assertEqual([line for line in lines if "removed" not in line and "time" in line], sent)
-        # Person 7 was forgotten, and those of the scene left.
-        self.assertEqual({line["person"] for line in lines if "removed" in line}, {1, 2, 7})
+        # Person 7 was renamed twice and forgotten once, 8 forgotten, and those of the scene left.
+        self.assertEqual(sorted(line["person"] for line in lines if "removed" in line),
+                         [1, 2, 7, 7, 7, 8])
         self.assertIn('"source":"zorvel view"', self.record.read_text().splitlines()[0])
         self.assertNotEqual(run("view", "--port", "0", "--record", self.record, input="").returncode, 0)
 
@@ -216,20 +219,84 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                          states.read_text())
 
     async def test_who_comes_late_learns_how_things_are(self):
-        service, move_clock = self.service_with_clock()
+        service, move_clock = self.service_with_clock("--record", self.record)
         async with service.connect("events") as sender:
             for person, seconds in ((1, 0), (2, 59), (3, 61)):
                 move_clock(seconds)
                 await sender.send(observation(person) + "\nlast")
                 await heard(sender)
-            # What happened within the last minute, below the header.
-            minute = [json.loads(line).get("person") for line in service.get("recording").splitlines()]
-            self.assertEqual(minute, [None, 2, 3])
+            # What happened within the last minute, below the header and the states before it.
+            minute = service.get("recording").decode()
+            self.assertEqual([(line["event"], line.get("person"))
+                              for line in map(json.loads, minute.splitlines())],
+                             [("header", None), ("restore", 1), ("restore", None),
+                              ("observation", 2), ("observation", 3)])
+            await sender.send(event("not_seen", person=1) + "\nlast")
+            await heard(sender)
+            whole = self.record.read_text().splitlines()
+            # With them it replays to the states of the whole.
+            self.assertEqual(run("live", "--clock", "recording", check=True,
+                                 input=minute + whole[-1]).stdout.splitlines(),
+                             replay(self.record).splitlines()[1:])
             await sender.send(event("activity", value=0.2) + "\nlast")
             await heard(sender)
         async with service.connect("states") as late:
             lines = await told(late, lambda line: "agitation" in line)
         self.assertEqual([line["person"] for line in lines if "valence" in line], [1, 2, 3])
+
+    async def test_a_restart_changes_nothing(self):
+        state, first, second = (self.folder / name for name in ("state", "1.jsonl", "2.jsonl"))
+        scene = run("simulate", "--seconds", "8", "--people", "3", check=True).stdout.splitlines()
+        lines = [re.sub('"time":[0-9]*,|,"time":[0-9]*', "", line) for line in scene[1:]]
+        lines = [line for line in lines if '"remove"' not in line and "stop_rec" not in line]
+        part = len(lines) * 2 // 3
+        outputs = []
+        for record, sent in ((first, lines[:part]), (second, lines[part:])):
+            with open(self.folder / "states.jsonl", "w") as output:
+                service = Service(self, "--state", state, "--record", record, stdout=output)
+            async with service.connect("states") as page, service.connect("events") as sender:
+                before = await told(page, lambda line: line.get("picture") == "complete")
+                for line in sent:
+                    await sender.send(line)
+                await sender.send("last")
+                await heard(sender)
+            self.assertEqual(service.end()[0], 0)
+            outputs.append((self.folder / "states.jsonl").read_text())
+            if record == first:
+                saved = state.read_text()
+        # A page sees who is there, as they were.
+        last = {line["person"]: line for line in map(json.loads, outputs[0].splitlines())
+                if "valence" in line}
+        shown = {line["person"]: line for line in before if "valence" in line}
+        self.assertEqual({person: {**line, "time": None} for person, line in shown.items()},
+                         {person: {**line, "time": None} for person, line in last.items()})
+        self.assertGreater(len(shown), 1)
+        # The record begins with what was restored, and replays to what was sent, as if nothing was.
+        restored = [line for line in second.read_text().splitlines() if '"restore"' in line]
+        self.assertEqual([json.loads(line)["state"] for line in restored],
+                         [json.loads(line)["state"] for line in saved.splitlines()[1:]])
+        self.assertEqual(replay(second), outputs[1])
+        both = self.folder / "both.jsonl"
+        both.write_text(first.read_text() + "".join(
+            line for line in second.read_text().splitlines(keepends=True)[1:] if line.strip() not in restored))
+        self.assertEqual(replay(both), "".join(outputs))
+        # What is not whole is an error, which leaves the file alone.
+        for bad, message in ((saved[:saved.rindex("{", 0, -400)], "not JSON"), ("", "is not whole"),
+                             ("\n".join(saved.splitlines()[:-1]), "is not whole"),
+                             (saved.replace('"headHeight":', '"headHeight":1'), "checksum"),
+                             (saved + saved.splitlines()[1], "is not a state"),
+                             (saved + event("movement", time=1), "is not a state")):
+            state.write_text(bad)
+            result = run("view", "--port", "0", "--state", state, "--record", self.record, input="")
+            self.assertIn(message, result.stderr)
+            self.assertEqual((result.returncode, state.read_text()), (1, bad))
+        self.assertFalse(self.record.exists())
+        # Who would come from the future begins anew.
+        state.write_text(saved)
+        (self.folder / "offset").write_text("-3600")
+        service, _ = self.service_with_clock("--state", state)
+        self.assertEqual(service.health()["people"], 0)
+        self.assertEqual(service.end()[1].count("in the future; whose it is begins anew"), len(shown))
 
     async def test_ids_belong_to_who_uses_them_first(self):
         service = Service(self)
@@ -238,11 +305,13 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             await first.send(observation(1) + "\n" + people % "")
             granted = json.loads(await heard(first))["people"]
             self.assertEqual((granted["first"], granted["count"]), (1000000, 3))
-            await second.send(observation(2) + "\n" + observation(1) + "\n" + observation(1000002))
+            await second.send(observation(2) + "\n" + observation(1) + "\n" + observation(1000002)
+                              + "\n" + event("rename", person=2, to=1))
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
             self.assertEqual(answers, [
                 {"error": "person 1 belongs to connection 1", "line": 2},
-                {"error": "person 1000002 belongs to connection 1", "line": 3}])
+                {"error": "person 1000002 belongs to connection 1", "line": 3},
+                {"error": "person 1 belongs to connection 1", "line": 4}])
             await second.send(people % ',"first":1000001')
             self.assertEqual(json.loads(await heard(second))["people"]["first"], 1000003)
             await first.send(event("remove", person=1) + "\nlast")
@@ -256,7 +325,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             # What has become free can be had again, as after a reload.
             await second.send(observation(1) + "\n[]\n" + people % ',"first":1000000')
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
-            self.assertEqual([answer.get("line") for answer in answers], [8, None])
+            self.assertEqual([answer.get("line") for answer in answers], [9, None])
             self.assertEqual(answers[1]["people"]["first"], 1000000)
             # Whoever has the key gets them at once, with what else the other had.
             key = answers[1]["people"]["key"]

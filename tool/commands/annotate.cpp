@@ -51,8 +51,9 @@ void addAnnotate(Command tool) {
       R"(The table is a CSV file with the columns person, scope, begin and end; further ones are ignored. A
 begin or an end is in seconds since second 0 of the recording, or like 1:23.5, or a time like
 2024-05-17T09:30:00Z; both belong to the scope. Every
-byte of the recording stays; lines that open and close the scopes come in. Where the person is removed
-within a row, each visit gets a scope of that name. If a scope does not fit, nothing is written.
+byte of the recording stays; lines that open and close the scopes come in. Where the person is removed,
+or renamed to another id, within a row, each visit gets a scope of that name. If a scope does not fit,
+nothing is written.
 
 Examples:
   zorvel annotate meeting.jsonl phases.csv | zorvel replay - --output results

@@ -1,8 +1,12 @@
+#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "playback/playback.hpp"
 #include "recording/distinct_files.hpp"
 #include "recording/recording_cut.hpp"
 #include "recording/text_output.hpp"
@@ -17,14 +21,52 @@ struct CutOptions {
   std::string recording;
   std::string output = "-";
   CutSpan span;
+  bool keepsState = false;
+  std::vector<std::string> renames;
 };
+
+constexpr const char* renameOption = "--rename";
+
+/// Reads OLD=NEW.
+std::pair<std::int32_t, std::int32_t> readRename(const std::string& text) {
+  const char* const end = text.data() + text.size();
+  std::int32_t old = 0;
+  std::int32_t renamed = 0;
+  const auto middle = std::from_chars(text.data(), end, old);
+  if (middle.ec == std::errc() && middle.ptr != end && *middle.ptr == '=') {
+    const auto last = std::from_chars(middle.ptr + 1, end, renamed);
+    if (last.ec == std::errc() && last.ptr == end) return {old, renamed};
+  }
+  throw WrongUsage(renameOption, inQuotes(text) + " is not like 3=1");
+}
+
+JoinedPeople::Ids readRenames(const std::vector<std::string>& texts) {
+  JoinedPeople::Ids ids;
+  for (const std::string& text : texts) {
+    if (!ids.insert(readRename(text)).second) {
+      throw WrongUsage(renameOption, inQuotes(text) + " renames a person for the second time");
+    }
+  }
+  for (const auto& [old, renamed] : ids) {
+    if (ids.count(renamed) > 0) {
+      throw WrongUsage(renameOption, fmt::format("person {} is renamed, too", renamed));
+    }
+  }
+  return ids;
+}
 
 void cutRecording(const CutOptions& options) {
   catchInterrupts();
   requireDistinct({options.recording}, {options.output});
   RecordingReader recording(options.recording, waitForInput);
   TextOutput output(options.output, throwIfInterrupted);
-  RecordingCut cut(recording, options.span);
+  ClockedPlayback playback(Forces::Unwatched);
+  StateKeeper keeper;
+  if (options.keepsState) {
+    keeper = {[&playback](const Event& event) { playback.play(event); },
+              [&playback] { return playback.save(); }};
+  }
+  RecordingCut cut(recording, options.span, keeper);
   Progress progress(options.output != "-");
   bool isWhole = false;
   while (!isWhole) {
@@ -41,19 +83,28 @@ void addCut(Command tool) {
   Command command = tool.addSubcommand(
       "cut", "Cut a span out of a recording, as a recording of its own",
       R"(A TIME is in seconds since second 0 of the recording, which info tells, or like 1:23.5; both ends
-belong to the span. The lines that are kept stay as they are, to the byte. A scope that reaches over an
-edge is opened or closed there, and at the end people are removed. A second of the cut is the same as
-in the whole: where second 0 is the first event and that is not kept, the header gets an origin.
+belong to the span. The lines that are kept stay as they are, to the byte, unless --rename changes them.
+A scope that reaches over an edge is opened or closed there, and at the end people are removed. A second
+of the cut is the same as in the whole: where second 0 is the first event and that is not kept, the
+header gets an origin.
 
 The cut begins with people it does not know. So in its first seconds their states are not those of the
 whole: what was perceived before, up to 7 s ago (20 s for an emotion of the situation), is missing, and
-states begin at nothing and move smoothly. --lead-in keeps some of what comes before.
+states begin at nothing and move smoothly. --lead-in keeps some of what comes before. --keep-state
+begins the cut with everybody's state instead, as lines of its own, so that its states are those of the
+whole.
+
+--rename is for a tracker that gave one person two ids: every line about OLD is written anew as one
+about NEW, and --person goes by NEW. A not_seen or a remove under one id is left out while the person
+is observed under the other. If both are observed at the same time, they are not one person, which is
+an error.
 
 --every keeps each observation with a touch, with speech or with an emotion of the situation, too. A
 state moves with each cycle, so with fewer of them it is another.
 
 Examples:
   zorvel cut meeting.jsonl --from 1:00 --to 1:30 --lead-in 20 --output argument.jsonl
+  zorvel cut meeting.jsonl --rename 3=1 --rename 7=1 --output joined.jsonl
   zorvel cut meeting.jsonl --person 2 --every 0.2 | zorvel report - --output small.html)");
   const auto options = std::make_shared<CutOptions>();
   CutSpan& span = options->span;
@@ -66,11 +117,17 @@ Examples:
       "Of each person and interval of this length, one observation and one not_seen");
   command.addDuration("--lead-in", span.leadIn, true, "How much of what comes before is kept, too")
       .showDefault("0");
+  command.addFlag("--keep-state", options->keepsState,
+                  "Begin with the states that everybody and the room have then");
+  command.add(renameOption, options->renames, "The person OLD is NEW; may be given several times")
+      .type("OLD=NEW")
+      .repeatable();
   command.addOutputFile(options->output, "The recording to write");
   command.setAction([options] {
     if (options->span.from && *options->span.from > options->span.to) {
       throw WrongUsage("--from", "is after --to");
     }
+    options->span.ids = readRenames(options->renames);
     cutRecording(*options);
   });
 }

@@ -18,6 +18,7 @@
 #include "recording/printable.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/saved_state.hpp"
 #include "system/command_line.hpp"
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
@@ -90,12 +91,17 @@ class LineSender {
 
 /// Moves the event to `now`, and its readings with it.
 void move(Event& event, Time now) {
+  const auto moveTime = [&](Time& time) {
+    const auto age = std::clamp(between(time, event.time), -latestTime, latestTime);
+    time = Time(std::clamp(now.time_since_epoch() - age, -latestTime, latestTime));
+  };
   if (auto* const observation = std::get_if<Observation>(&event.what)) {
-    forEachReading(observation->fields, [&](std::size_t /*field*/, auto& reading) {
-      const auto age = std::clamp(between(reading.timestamp, event.time), -latestTime, latestTime);
-      const auto moved = std::clamp(now.time_since_epoch() - age, -latestTime, latestTime);
-      reading.timestamp = Time(moved);
-    });
+    forEachReading(observation->fields,
+                   [&](std::size_t /*field*/, auto& reading) { moveTime(reading.timestamp); });
+  } else if (auto* const restore = std::get_if<Restore>(&event.what)) {
+    if (auto* const person = std::get_if<SavedPerson>(&restore->state)) {
+      forEachTime(*person, moveTime);
+    }
   }
   event.time = now;
 }
@@ -126,7 +132,9 @@ void send(const SendOptions& options) {
                                     std::chrono::duration<double>(std::min(seconds, 1e9))));
       move(*event, ku::SystemClock::now());
       write(*event);
-      if (const auto person = personOf(*event)) {
+      if (const auto* const rename = std::get_if<Rename>(&event->what)) {
+        if (people.erase(rename->person) > 0) people.insert(rename->to);
+      } else if (const auto person = personOf(*event)) {
         if (std::holds_alternative<Remove>(event->what)) {
           people.erase(*person);
         } else {

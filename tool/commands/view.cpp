@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "recording/failure.hpp"
@@ -24,6 +25,7 @@ constexpr const char* noAddress = "none";
 struct ViewOptions {
   ServerOptions server;
   std::string record;
+  std::string state;
   std::optional<Time::duration> forget;
   bool untilEnd = false;
   bool strict = false;
@@ -35,6 +37,8 @@ class View {
       : _options(options), _service(serviceOptions()), _server(_service, options.server) {}
 
   void run() {
+    std::vector<Restore> states;
+    if (!_options.state.empty()) states = readStates(_options.state);
     if (!_options.record.empty()) _service.record(_options.record);
     if (!_server.url().empty()) {
       _errors.say(fmt::format("Open {} in a browser; Ctrl+C ends the service.", _server.url()));
@@ -49,13 +53,16 @@ class View {
                       "service.",
                       _options.server.address));
     }
+    if (!_options.state.empty()) _service.keepState(_options.state, states);
     std::string failure;
     if (isatty(STDIN_FILENO) == 0) failure = handleInput();
     while (failure.empty() && !_server.isStopped() && !_isEnded) _server.waitForInput(-1);
     _server.close();
+    _service.saveState();
     sumUp();
     if (!_service.outputFailure().empty()) failure = _service.outputFailure();
     if (!_service.recordFailure().empty()) failure = _service.recordFailure();
+    if (!_service.stateFailure().empty()) failure = _service.stateFailure();
     if (failure.empty() && _isEnded && _badInputLines > 0) {
       failure = fmt::format("bad lines skipped: {}", _badInputLines);
     }
@@ -189,6 +196,10 @@ Examples:
   command
       .add("--record", options->record,
            "Record what is played, line by line; the file must not have anything in it")
+      .type("FILE");
+  command
+      .add("--state", options->state,
+           "Go on from the states in this file, and save them there every minute and at the end")
       .type("FILE");
   command.addDuration("--forget", options->forget, false,
                       "Remove people, with their open scopes, who were not observed for so long");

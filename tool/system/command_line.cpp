@@ -51,6 +51,11 @@ Option& Option::oneOf(const std::vector<std::string>& values) {
   return *this;
 }
 
+Option& Option::repeatable() {
+  _option->allow_extra_args(false);
+  return *this;
+}
+
 Option& Option::check(const std::function<std::string(const std::string&)>& problem) {
   _option->check(problem);
   return *this;

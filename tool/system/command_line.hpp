@@ -45,6 +45,8 @@ class Option {
   Option& excludes(const std::string& name);
   /// Takes one of these.
   Option& oneOf(const std::vector<std::string>& values);
+  /// Of texts: takes one each time that it is given.
+  Option& repeatable();
   /// `problem` says what is wrong with a value, or nothing.
   Option& check(const std::function<std::string(const std::string&)>& problem);
 
