@@ -101,7 +101,8 @@ def _find_robot_frame(path: str | os.PathLike[str]) -> str:
     has_looked = False
     for time, topic, message in Bag(path).messages(
             lambda topic, kind: topic in ("/tf", "/tf_static") and rep155.People.takes(topic, kind)):
-        frames.add(time, topic, message)
+        with contextlib.suppress(AttributeError, TypeError):  # its layout may be anything
+            frames.add(time, topic, message)
         if not has_looked and frames.first_face is not None and time > frames.first_face + _SEARCHED:
             has_looked = True
             if usual := frames.usual():

@@ -135,9 +135,9 @@ def _several(order: str, read_one: _Read, least: int, count: int | None) -> _Rea
 
 def _message(kind: str, parts: list[tuple[bool, _Read]], names: list[str]) -> _Read:
     """Reads fields one after the other; a part that is a run gives several of them."""
-    members = {name: property(itemgetter(index)) for index, name in enumerate(names)}
-    # A tuple whose members have names, which need not be valid in Python.
-    make = type(kind, (tuple,), {"__slots__": (), **members})
+    # A tuple whose members have names, which may be keywords of Python.
+    members: dict[str, Any] = {name: property(itemgetter(index)) for index, name in enumerate(names)}
+    make: Any = type(kind, (tuple,), {"__slots__": (), **members})
 
     def read(data: bytes, at: int) -> tuple[Any, int]:
         values: list[Any] = []

@@ -268,8 +268,8 @@ class PersonNumbers:
 
         Both ids have the older of the two numbers from then on. Returns the number that is given up
         and the one that stays, for `SocialGraph.rename`, or `Event.rename` behind the time; None
-        where the two ids have one number already, as when a latched message comes again. The empty
-        alias of somebody who has none gives None, too.
+        where nothing is given up: one of them had no number yet, or both the same, as when a latched
+        message comes again. The empty alias of somebody who has none gives None, too.
 
         >>> numbers = PersonNumbers()
         >>> numbers.number("anonymous_7"), numbers.number("ada")
@@ -280,6 +280,10 @@ class PersonNumbers:
         1
         """
         if not alias:
+            return None
+        known = [name for name in (person, alias) if name in self._numbers]
+        if len(known) < 2:
+            self._numbers[person] = self._numbers[alias] = self.number(known[0] if known else person)
             return None
         older, newer = sorted((self.number(person), self.number(alias)))
         if older == newer:
@@ -537,7 +541,7 @@ class People:
             return events
         try:
             handler(message, topic[len("/humans/"):].split("/")[1] if "<id>" in pattern else "", self._now)
-        except (AttributeError, IndexError, TypeError, ValueError):
+        except (ArithmeticError, AttributeError, TypeError, ValueError):
             self.left_out[f"not what belongs there: {pattern}"] += 1
         return events
 
@@ -615,8 +619,8 @@ class People:
 
     def _receive_faces(self, message: Any, _: str, received: int) -> None:
         self._faces_are_listed = True
-        ids = set(message.ids)
-        for face_id in message.ids:
+        ids = [str(face_id) for face_id in message.ids]
+        for face_id in ids:
             self._face(face_id, received, is_tracked=True)
         for face_id, face in self._faces.items():
             if face_id not in ids:
@@ -624,7 +628,7 @@ class People:
 
     def _receive_heard(self, kind: str, message: Any, received: int) -> None:
         self._heard = {member: time for member, time in self._heard.items() if member[0] != kind}
-        self._heard.update({(kind, member): received for member in message.ids})
+        self._heard.update({(kind, str(member)): received for member in message.ids})
 
     def _receive_expression(self, message: Any, face_id: str, received: int) -> None:
         shown = expressions_from_name(message.expression, message.confidence)
@@ -653,7 +657,7 @@ class People:
                   age=age(message.age, message.age_confidence))
 
     def _receive_gaze(self, message: Any, _: str, received: int) -> None:
-        sender = self._owners.get(("face", message.sender), message.sender)
+        sender = self._owners.get(("face", str(message.sender)), str(message.sender))
         number = self._numbers.known(sender) or self._numbers.known(_alone(sender))
         if number is None:
             self.left_out["gazes of nobody who is known"] += 1
@@ -662,20 +666,20 @@ class People:
 
     def _own(self, kind: str, message: Any, person: str) -> None:
         """A person is the one with this face; that it has none any more does not give the face away."""
-        member = (kind, message.data)
+        member = (kind, str(message.data))
         if not message.data or self._owners.get(member) == person:
             return
         self._owners.pop(member, None)
         self._owners[member] = person
         if len(self._owners) > _MOST_IDS:
             del self._owners[next(iter(self._owners))]
-        alone = _alone(message.data)
+        alone = _alone(member[1])
         if kind == "face" and self._numbers.known(alone):
             self._rename(self._numbers.alias(alone, person))
             self._numbers.drop(alone)
 
     def _receive_alias(self, message: Any, person: str, _: int) -> None:
-        self._rename(self._numbers.alias(person, message.data))
+        self._rename(self._numbers.alias(person, str(message.data)))
 
     def _rename(self, numbers: tuple[int, int] | None) -> None:
         if numbers is not None:

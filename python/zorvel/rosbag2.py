@@ -42,6 +42,9 @@ _TYPES = {kind.rpartition("/")[2] for kind in LAYOUTS}
 _MAGIC = b"\x89MCAP0\r\n"
 _FOOTER, _SCHEMA, _CHANNEL, _MESSAGE, _CHUNK, _CHUNK_INDEX, _DATA_END = 2, 3, 4, 5, 6, 8, 15
 
+# What SQLite says may quote a name that is no UTF-8.
+_SQLITE_ERRORS = (sqlite3.Error, UnicodeDecodeError)
+
 
 class _Raw(NamedTuple):
     time: int
@@ -90,13 +93,13 @@ class Bag:
             with open(file, "rb") as stream:
                 magic = stream.read(16)
                 if magic.startswith(_MAGIC):
-                    raw = _in_order(self._of_mcap(file, stream, takes))
+                    raw = self._of_mcap(file, stream, takes)
                 elif magic == b"SQLite format 3\0":
                     raw = self._of_sqlite(file, takes)
                 else:
                     self._fault(f"{file}: offset 0: neither SQLite nor MCAP begins like this")
                     continue
-                for message in raw:
+                for message in _in_order(raw):
                     if (decoded := self._decode(message)) is not None:
                         self.read[message.topic] += 1
                         yield message.time, message.topic, decoded
@@ -154,62 +157,70 @@ class Bag:
             database.set_progress_handler(lambda: next(steps) > most_steps, _STEPS)
             try:
                 database.execute("PRAGMA trusted_schema = OFF")
+                database.execute("PRAGMA writable_schema = ON")  # or a file that is cut off is refused
                 tables = {name for name, in database.execute(
                     "SELECT name FROM sqlite_master WHERE type = 'table' AND sql NOT LIKE '%VIRTUAL%'")}
                 if not {"topics", "messages"} <= tables:
                     raise sqlite3.DatabaseError("there are no tables of topics and messages")
-                if "message_definitions" in tables:
+                topics = {number: (str(name), str(kind)) for number, name, kind in database.execute(
+                    "SELECT id, name, type FROM topics")}
+            except _SQLITE_ERRORS as error:
+                self._fault(f"{file}: {error}")
+                return
+            self.topics |= dict(topics.values())
+            if "message_definitions" in tables:
+                with contextlib.suppress(*_SQLITE_ERRORS):
                     for kind, text in database.execute(
                             "SELECT topic_type, encoded_message_definition FROM message_definitions "
                             "WHERE encoding = 'ros2msg' "
                             f"AND length(encoded_message_definition) < {_LONGEST_DEFINITION}"):
                         self._define(str(kind), str(text))
-                topics = {number: (str(name), str(kind)) for number, name, kind in database.execute(
-                    "SELECT id, name, type FROM topics")}
-                self.topics |= dict(topics.values())
-                first, = database.execute("SELECT MIN(timestamp) FROM messages").fetchone()
-            except sqlite3.Error as error:
-                self._fault(f"{file}: {error}")
-                return
-            if self.start is None and isinstance(first, int) and abs(first) <= _LATEST:
-                self.start = first
+            if self.start is None:
+                with contextlib.suppress(*_SQLITE_ERRORS):
+                    first, = database.execute("SELECT MIN(timestamp) FROM messages").fetchone()
+                    if isinstance(first, int) and abs(first) <= _LATEST:
+                        self.start = first
             wanted = [number for number, topic in topics.items()
                       if isinstance(number, int) and takes(*topic)]
-            yield from self._rows(file, database, topics, wanted)
+            for row in self._rows(file, database, wanted):
+                yield from self._row(file, topics, row)
 
     def _rows(self, file: pathlib.Path, database: sqlite3.Connection,
-              topics: dict[Any, tuple[str, str]], wanted: list[int]) -> Iterator[_Raw]:
+              wanted: list[int]) -> Iterator[tuple[Any, ...]]:
         columns = (f"SELECT timestamp, id, topic_id, CASE WHEN length(data) <= {_LARGEST} THEN data "
-                   f"ELSE zeroblob({_LARGEST + 1}) END FROM messages ")
-        numbers = ",".join(str(number) for number in wanted)
-        last = None
+                   f"ELSE zeroblob({_LARGEST + 1}) END FROM messages "
+                   f"WHERE topic_id IN ({','.join(str(number) for number in wanted)})")
+        behind = "(timestamp, id) > (?, ?)"
+        last: tuple[Any, ...] = (-(1 << 63), -(1 << 63))
         try:
-            for row in database.execute(
-                    f"{columns} WHERE topic_id IN ({numbers}) ORDER BY timestamp, id"):
-                last = row[0], row[1]
-                yield from self._row(file, topics, row)
-        except sqlite3.Error as error:
-            self._fault(f"{file}: {f'behind message {last[1]}' if last else 'messages'}: {error}")
-        else:
+            for row in database.execute(f"{columns} ORDER BY timestamp, id"):
+                last = row[:2]
+                yield row
             return
-        # The index still tells of messages behind the damage.
-        with contextlib.suppress(sqlite3.Error):
-            for _, number in database.execute(
-                    "SELECT timestamp, id FROM messages WHERE (timestamp, id) > (?, ?) "
-                    "ORDER BY timestamp, id", last or (-(1 << 63), -(1 << 63))):
-                with contextlib.suppress(sqlite3.Error):
-                    for row in database.execute(f"{columns} WHERE id = ? AND topic_id IN ({numbers})",
-                                                (number,)):
-                        yield from self._row(file, topics, row)
+        except _SQLITE_ERRORS as error:
+            place = "messages" if last[1] < 0 else f"behind message {last[1]}"
+            self._fault(f"{file}: {place}: {error}")
+        # Where the table is damaged, the index still tells of what is behind; where the index is, the
+        # table itself has what is in front of the damage.
+        try:
+            for last in database.execute(
+                    f"SELECT timestamp, id FROM messages WHERE {behind} ORDER BY timestamp, id", last):
+                with contextlib.suppress(*_SQLITE_ERRORS):
+                    yield from database.execute(f"{columns} AND id = ?", last[1:])
+            return
+        except _SQLITE_ERRORS:
+            pass
+        with contextlib.suppress(*_SQLITE_ERRORS):
+            yield from database.execute(f"{columns} AND {behind} ORDER BY id", last)
 
     def _row(self, file: pathlib.Path, topics: dict[Any, tuple[str, str]],
              row: tuple[Any, ...]) -> Iterator[_Raw]:
         time, number, topic, data = row
         place = f"{file}: message {number}"
-        if not isinstance(data, bytes):
-            self._fault(f"{place}: it has no bytes")
+        if not isinstance(number, int) or not isinstance(data, bytes):
+            self._fault(f"{place}: it has no number or no bytes")
         elif self._is_usable(time, place):
-            yield _Raw(time, 0, *topics[topic], data, place)
+            yield _Raw(time, number, *topics[topic], data, place)
 
     # MCAP.
 

@@ -1,4 +1,4 @@
-"""Makes a bag of ROS 2 as a robot would record it: bench/bag.py hour.db3 --seconds 3600 --people 6
+"""Makes a bag of ROS 2 as a robot would record it: bench/make_bag.py hour.db3 --seconds 3600 --people 6
 
 Without ROS, and without a line of what reads bags.
 """
@@ -189,10 +189,13 @@ def write_mcap(path: pathlib.Path, messages: Iterable[Message],
                 records += _record(5, struct.pack("<HIQQ", channels[message.topic], 0, message.time,
                                                   message.time) + message.data)
             packed = _pack(compression, records)
-            index += _record(8, struct.pack("<QQQ", chunk[0].time, chunk[-1].time, file.tell()))
-            file.write(_record(6, struct.pack("<QQQI", chunk[0].time, chunk[-1].time, len(records),
+            times = [message.time for message in chunk]
+            begin = file.tell()
+            file.write(_record(6, struct.pack("<QQQI", min(times), max(times), len(records),
                                               zlib.crc32(records) if checksums else 0)
                                + _text(compression) + struct.pack("<Q", len(packed)) + packed))
+            index += _record(8, struct.pack("<QQQQIQ", min(times), max(times), begin, file.tell() - begin, 0, 0)
+                             + _text(compression) + struct.pack("<QQ", len(packed), len(records)))
 
         chunk: list[Message] = []
         for message in messages:

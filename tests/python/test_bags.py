@@ -1,0 +1,163 @@
+"""Bags of ROS 2, whole and damaged. bench/make_bag.py makes them, and shares no code with what reads them."""
+
+from __future__ import annotations
+
+import json
+import pathlib
+import random
+import struct
+import subprocess
+import sys
+import tracemalloc
+from typing import Any
+
+import pytest
+
+import zorvel
+
+ROOT = pathlib.Path(__file__).parents[2]
+sys.path[:0] = [str(ROOT / "bench"), str(ROOT / "fuzz")]
+import make_bag as maker  # noqa: E402
+import bag_fuzzer  # noqa: E402
+
+SECOND = 10**9
+OPTICAL = (-0.5, 0.5, -0.5, 0.5)
+
+
+def lines(path: pathlib.Path) -> list[dict[str, Any]]:
+    return [json.loads(line) for line in path.read_text().splitlines()]
+
+
+def command(*arguments: str | pathlib.Path) -> subprocess.CompletedProcess[str]:
+    return subprocess.run([sys.executable, "-m", "zorvel", "import-bag", *arguments],
+                          capture_output=True, text=True, timeout=60)
+
+
+def test_every_way_of_writing_a_bag_gives_the_same(tmp_path: pathlib.Path) -> None:
+    scene = list(maker.scene(3.0, 2))
+    folder = tmp_path / "session"
+    folder.mkdir()
+    maker.write_sqlite(folder / "session_2.db3", scene[:100])
+    maker.write_sqlite(folder / "session_10.db3", scene[100:])
+    late = [*scene[3:200], *scene[:3], *scene[200:]]  # out of order, as far as a cache does that
+    maker.write_sqlite(tmp_path / "one.db3", late, maker.DEFINITIONS)
+    for compression in ("", "zstd", "lz4"):
+        maker.write_mcap(tmp_path / f"{compression or 'plain'}.mcap", late, maker.DEFINITIONS, compression)
+    maker.write_mcap(tmp_path / "undefined.mcap", scene, per_chunk=7)
+    recordings = set()
+    for bag in sorted(tmp_path.iterdir()):
+        output = tmp_path / "out.jsonl"
+        facts = zorvel.import_bag(bag, output)
+        assert (facts.people, facts.observations, facts.robot_frame) == (2, 62, "camera_link"), bag
+        assert {topic.name: topic.messages for topic in facts.topics} == {
+            "/humans/faces/tracked": 90, "/humans/persons/<id>/face_id": 2, "/tf": 360, "/tf_static": 1}
+        recordings.add(output.read_text())
+        output.unlink()
+    recording, = recordings
+    header, first, *_ = map(json.loads, recording.splitlines())
+    assert header["origin"] == maker.START
+    # The last of three pictures before 0.1 s, 66.7 ms after the start. The person is 0.4 m to the left.
+    assert first["time"] == maker.START + SECOND // 10
+    assert first["distance"] == {"value": pytest.approx((0.4**2 + 0.1**2 + 1.2**2) ** 0.5),
+                                 "time": maker.START + 66_666_667}
+    assert "gaze" not in recording
+
+
+def test_the_robots_frame(tmp_path: pathlib.Path) -> None:
+    bag, output = tmp_path / "bag.db3", tmp_path / "out.jsonl"
+    # Straight ahead of a camera whose z is forward, a head that looks back at it.
+    maker.write_sqlite(bag, [maker.transforms(
+        maker.START + step * SECOND // 10,
+        ("cam", "face_a", (0.0, 0.0, 2.0, 0.5, 0.5, -0.5, 0.5)), ("map", "cam", (0.0,) * 6 + (1.0,)),
+        order=">") for step in range(10)])
+    refused: list[tuple[list[str], str]] = [
+            ([], "cam (1 faces, 10 poses), map (0 faces)"),
+            (["--robot-frame", "base"], "10 in cam"),
+            (["--robot-frame", "cam"], "--optical-frame"),
+            (["--robot-frame", "cam", "--optical-frame", "map"], "one frame")]
+    for options, told in refused:
+        assert told in command(bag, "-o", output, *options).stderr
+    assert command(bag, "-o", output, "--optical-frame", "cam").stderr.splitlines() == [
+        "0.900 s, 1 person, 10 observations, 10 with a posture in cam",
+        "/tf: 10 messages, 11.1 a second"]
+    posture = lines(output)[1]["headPosture"]
+    assert [posture[angle] for angle in ("yaw", "pitch", "roll")] == pytest.approx([0, 0, 0])
+
+
+def test_what_is_left_of_a_damaged_bag_is_read(tmp_path: pathlib.Path) -> None:
+    scene, bag, output = list(maker.scene(20.0, 1)), tmp_path / "bag", tmp_path / "out.jsonl"
+    for is_mcap in (True, False):
+        bag.unlink(missing_ok=True)
+        if is_mcap:
+            maker.write_mcap(bag, scene, per_chunk=500)
+        else:
+            maker.write_sqlite(bag, scene)
+        whole = bag.read_bytes()
+        at = len(whole) // 8192 * 4096  # a page of SQLite
+        if is_mcap:
+            at = 8
+            for _ in range(2):  # the second chunk, behind the header and the first
+                at += 9 + int.from_bytes(whole[at + 1:at + 9], "little")
+        for damaged, is_cut in ((whole[:at + 200], True),
+                                (whole[:at + 1] + b"\xff" * 5 + whole[at + 6:], False),  # its length
+                                (whole[:at + 200] + b"\xff" * 5 + whole[at + 205:], False))[:2 + is_mcap]:
+            bag.write_bytes(damaged)
+            result = command(bag, "--robot-frame", "camera_link", "-o", output)
+            assert result.returncode == 1 and str(bag) in result.stderr.splitlines()[0], result.stderr
+            seconds = [(line["time"] - maker.START) / SECOND for line in lines(output)[1:]
+                       if line["event"] == "observation"]
+            assert 50 < len(seconds) and (seconds[-1] < 15.0) == is_cut, result.stderr
+
+
+def chunk(claimed: int, compression: bytes, data: bytes, checksum: int = 0) -> bytes:
+    content = (struct.pack("<QQQI", 1, 1, claimed, checksum) + struct.pack("<I", len(compression)) + compression
+               + struct.pack("<Q", len(data)) + data)
+    return b"\x89MCAP0\r\n" + struct.pack("<BQ", 6, len(content)) + content
+
+
+def with_definition(text: str) -> Any:
+    return lambda path: maker.write_sqlite(path, maker.scene(1.0, 1), {
+        **maker.DEFINITIONS, "hri_msgs/msg/IdsList": text})
+
+
+def with_message(data: bytes, **changed: Any) -> Any:
+    message = maker.Message(maker.START, "/humans/faces/tracked", "hri_msgs/msg/IdsList", data)
+    return lambda path: maker.write_sqlite(path, [*maker.scene(1.0, 1), message._replace(**changed)])
+
+
+@pytest.mark.parametrize("make, told", [
+    (lambda path: path.write_bytes(b"SQLite format 3\0" + bytes(9000)), "not a database"),
+    (lambda path: path.write_text("rosbag"), "offset 0: neither SQLite nor MCAP"),
+    (lambda path: path.write_bytes(b"\x89MCAP0\r\n"), "offset 8: it is cut off"),
+    # A gigabyte of zeros in 32 KiB; the size is a lie; it unpacks to more than it says.
+    (lambda path: path.write_bytes(chunk(1 << 30, b"zstd", maker._pack("zstd", bytes(1 << 26)))), "no record"),
+    (lambda path: path.write_bytes(chunk(1 << 26, b"zstd", maker._pack("zstd", bytes(1 << 26)), 7)), "checksum"),
+    (lambda path: path.write_bytes(chunk(1 << 62, b"zstd", b"")), "it would take 4611686018427387904 bytes"),
+    (lambda path: path.write_bytes(chunk(99, b"lz4", b"nothing")), "chunk at offset 8"),
+    (lambda path: path.write_bytes(chunk(99, b"rar", b"")), "packed by 'rar'"),
+    (with_definition("string[] ids\nIdsList inside"), None),  # without end: the layout known here counts
+    (with_definition("string[] ids\nfloat64[4000000000] many"), None),
+    (with_definition("float64[4000] many"), "it ends at"),
+    (with_message(maker.Cdr().header(1).put("I", (1 << 32) - 1).data), "17179869200 bytes belong"),
+    (with_message(maker.Cdr().header(1).put("II", 1, 1 << 31).data), "bytes belong"),
+    (with_message(b"\0\7\0\0"), "not in plain CDR"),
+    (with_message(maker.ids(1, "", "a").data + bytes(9)), "9 bytes more than its layout"),
+    (with_message(maker.ids(1, "", "a").data, time=(1 << 63) - 1), "its time is out of"),
+    (with_message(bytes(1 << 20)), None),
+])
+def test_hostile_bags(make: Any, told: str | None, tmp_path: pathlib.Path) -> None:
+    make(tmp_path / "bag")
+    tracemalloc.start()
+    try:
+        facts = zorvel.import_bag(tmp_path / "bag", tmp_path / "out.jsonl", robot_frame="camera_link")
+        assert told is None and facts.observations == 11
+    except zorvel.DataError as error:
+        assert told is not None and told in str(error)
+    assert tracemalloc.get_traced_memory()[1] < 8 << 20
+    tracemalloc.stop()
+
+
+def test_damage_of_every_kind(tmp_path: pathlib.Path) -> None:
+    chance = random.Random(1)
+    for _ in range(60):
+        bag_fuzzer.fuzz(chance, tmp_path)
