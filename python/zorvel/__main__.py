@@ -86,7 +86,9 @@ def _told(facts: BagFacts) -> str:
     return "\n".join((
         f"{facts.seconds:.3f} s, {people}, {facts.observations} observations, {with_posture} with a posture "
         f"in {facts.robot_frame or 'no frame'}",
-        *(f"{topic.name}: {topic.messages} messages, {topic.rate:.3g} a second" for topic in facts.topics),
+        *(f"person {number}: {', '.join(ids)}" for number, ids in facts.ids.items()),
+        *(f"{topic.name}: {topic.messages} {'message' if topic.messages == 1 else 'messages'}, "
+          f"{topic.rate:.3g} a second" for topic in facts.topics),
         *(["not read: " + ", ".join(facts.unread_topics)] if facts.unread_topics else []),
         *(f"left out: {count} {reason}" for reason, count in facts.left_out.items()),
         *facts.doubts))

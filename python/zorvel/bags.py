@@ -6,11 +6,13 @@ import contextlib
 import os
 from collections import Counter, defaultdict
 from dataclasses import dataclass
-from typing import Any, Literal
+from typing import TYPE_CHECKING, Any, Literal
 
-from . import _zorvel, rep155
+from . import _zorvel
 from .recordings import raise_with
-from .rosbag2 import Bag
+
+if TYPE_CHECKING:
+    from . import rep155
 
 ROBOT_FRAMES = ("sellion_link", "eyes_link", "head_front_camera_link", "head_camera_link",
                 "CameraTop_frame", "camera_link")
@@ -46,6 +48,8 @@ class BagFacts:
     topics: list[BagTopic]
     #: How many people there are.
     people: int
+    #: By the number of each, who it is in the bag: ids of persons, or one like "face a1b2c".
+    ids: dict[int, list[str]]
     #: How many observations.
     observations: int
     #: How many of these have each field, spelt in Python's way.
@@ -97,10 +101,12 @@ class _Frames:
 
 def _find_robot_frame(path: str | os.PathLike[str]) -> str:
     """A frame of a usual name; "" where no face has a pose, which takes none."""
+    from .rosbag2 import Bag
+
     frames = _Frames()
     has_looked = False
     for time, topic, message in Bag(path).messages(
-            lambda topic, kind: topic in ("/tf", "/tf_static") and rep155.People.takes(topic, kind)):
+            lambda topic, kind: topic in ("/tf", "/tf_static") and kind.endswith("/TFMessage")):
         with contextlib.suppress(AttributeError, TypeError):  # its layout may be anything
             frames.add(time, topic, message)
         if not has_looked and frames.first_face is not None and time > frames.first_face + _SEARCHED:
@@ -120,7 +126,7 @@ def _find_robot_frame(path: str | os.PathLike[str]) -> str:
 def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
                robot_frame: str | None = None, optical_frame: str | None = None, cycle: float = 0.1,
                hold: float = 1.0, removal: float = 3.0,
-               full_intensity: float = rep155.FULL_INTENSITY,
+               full_intensity: float | None = None,
                gaze: Literal["auto", "always", "never"] = "auto",
                gender_true: rep155.Gender | None = None) -> BagFacts:
     """Turns what REP-155 tells of people in a bag of ROS 2, a folder or a file, into a recording.
@@ -132,11 +138,15 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
     """
     if robot_frame is not None and optical_frame not in (None, robot_frame):
         raise ValueError("the robot has one frame: robot_frame or optical_frame")
+    from . import rep155
+    from .rosbag2 import Bag
+
+    source = Bag(bag)
+    _zorvel.require_distinct([os.fspath(file) for file in source.files], output)
     frame = optical_frame or robot_frame or _find_robot_frame(bag)
     people = rep155.People(frame, optical=optical_frame is not None, cycle=cycle, hold=hold,
-                           removal=removal, full_intensity=full_intensity, gaze=gaze,
-                           gender_true=gender_true)
-    source = Bag(bag)
+                           removal=removal, full_intensity=full_intensity or rep155.FULL_INTENSITY,
+                           gaze=gaze, gender_true=gender_true)
     persons: set[int] = set()
     observations = latest = 0
     recording: _zorvel.Recording | None = None
@@ -145,7 +155,8 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
         def write(events: list[_zorvel.Event]) -> None:
             nonlocal observations, recording
             if events and recording is None:
-                recording = stack.enter_context(_zorvel.Recording(output, "bag", source.start))
+                recording = stack.enter_context(_zorvel.Recording(
+                    output, "bag", None if source.start is None else rep155.moment(source.start)))
             for event in events:
                 assert recording is not None and event.person is not None
                 recording.write(event)
@@ -174,7 +185,8 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
     facts = BagFacts(
         seconds, frame, [BagTopic(name, count, count / seconds if seconds > 0.0 else 0.0)
                          for name, count in sorted(by_pattern.items())],
-        len(persons), observations, dict(people.fields),
+        len(persons), {number: ids for number, ids in people.ids().items() if number in persons},
+        observations, dict(people.fields),
         dict(source.left_out + people.left_out), sorted(unread), _doubts(people, frame), source.faults)
     if facts.faults:
         raise_with(_zorvel.DataError("\n".join(facts.faults)), facts)

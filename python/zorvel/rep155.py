@@ -18,10 +18,13 @@ from collections import Counter
 from collections.abc import Callable, Iterable, Mapping, Sequence
 from dataclasses import dataclass, field
 from enum import IntEnum
-from typing import Any, Literal, NamedTuple, TypeAlias
+from typing import TYPE_CHECKING, Any, Literal, NamedTuple, TypeAlias
 
 from ._zorvel import Event, Observation, Reading
 from .transforms import Quaternion, Transforms, Vector, inverse, product, rotated, unit
+
+if TYPE_CHECKING:
+    import numpy
 
 Estimate: TypeAlias = tuple[float, float]
 """A value and its confidence, each in 0 to 1."""
@@ -300,6 +303,13 @@ class PersonNumbers:
         """The number of a person, if the id has one."""
         return self._numbers.get(person)
 
+    def ids(self) -> dict[int, list[str]]:
+        """The ids of each number."""
+        found: dict[int, list[str]] = {}
+        for person, number in self._numbers.items():
+            found.setdefault(number, []).append(person)
+        return found
+
     def forget(self, person: str) -> None:
         """The person is given up: the ids with its number have none any more."""
         gone = self._numbers.get(person)
@@ -446,6 +456,7 @@ _MOST_IDS = 10_000
 """So many people and faces who are gone keep their numbers."""
 _COPIES = 3
 _FARTHEST = 1e9  # metres
+_LATEST_DOUBTFUL = 4_000_000 * _SECOND  # in 1970
 _SAME_DIRECTION = math.cos(math.radians(1.0))
 # x forward in a frame that has z forward.
 _FORWARD_OF_OPTICAL: Quaternion = (0.5, -0.5, 0.5, 0.5)
@@ -547,10 +558,11 @@ class People:
 
     def advance(self, time: int) -> list[Event]:
         """The events of the cycles up to `time`. Time does not run backwards: the latest one counts."""
-        now = self._now = time if self._now is None else max(self._now, time)
         events: list[Event] = []
-        if self._next == 0:
-            self._next = (now // self._cycle_length + 1) * self._cycle_length
+        if self._now is None:
+            self._now = time
+            self._next = (time // self._cycle_length + 1) * self._cycle_length
+        now = self._now = max(self._now, time)
         while self._next <= now:
             if not (self._known or self._faces or self._heard):
                 self._next = (now // self._cycle_length + 1) * self._cycle_length
@@ -558,6 +570,11 @@ class People:
             events += self._cycle(self._next)
             self._next += self._cycle_length
         return events
+
+    def ids(self) -> dict[int, list[str]]:
+        """Who has which number: ids of persons or, of whom only a face is known, one like "face a1b2c"."""
+        return {number: [re.sub("^/", "face ", name) for name in names]
+                for number, names in self._numbers.ids().items()}
 
     def _time_of(self, message: Any, received: int) -> int:
         """When something was measured: the stamp of its header, where that can be."""
@@ -714,7 +731,7 @@ class People:
         events: list[Event] = []
         for number, to in self._renamed:
             if number in self._known:
-                events.append(Event.rename(time, number, to))
+                events.append(Event.rename(moment(time), number, to))
                 self._known[to] = max(self._known.pop(number), self._known.get(to, (0, "")))
         self._renamed.clear()
         for number in sorted({*self._known, *seen}):
@@ -722,12 +739,12 @@ class People:
                 self._known[number] = (time, ids[number])
                 self._gone.pop(number, None)
                 events.append(Event.observation(
-                    time, number, self._observation(time, number, seen[number], bodies.get(number))))
+                    moment(time), number, self._observation(time, number, seen[number], bodies.get(number))))
             elif time - self._known[number][0] <= self._removal:
-                events.append(Event.not_seen(time, number))
+                events.append(Event.not_seen(moment(time), number))
             else:
                 self._gone[number] = self._known.pop(number)[1]
-                events.append(Event.remove(time, number))
+                events.append(Event.remove(moment(time), number))
                 if len(self._gone) > _MOST_IDS:
                     self._numbers.forget(self._gone.pop(next(iter(self._gone))))
         return events
@@ -748,18 +765,18 @@ class People:
                 values["distance"] = _Value(distance, head.time, head.received)
         if number in self._looks:
             values["looking_at_robot"] = self._looks[number]
-        held = {name: Reading(value.value, value.time) for name, value in values.items()
+        held = {name: Reading(value.value, moment(value.time)) for name, value in values.items()
                 if time - value.received <= self._hold}
         if "named_expressions" in held:
             held["expressions"] = held.pop("named_expressions")
         if "expressions" not in held and held.pop("smile", None) is not None:
             self.left_out["smiles without expressions, which would count as negative"] += 1
         if faces:
-            held["face_detected"] = Reading(True, time)
+            held["face_detected"] = Reading(True, moment(time))
         if "head_posture" in held:
             self.upside_down += abs(values["head_posture"].value[2]) > 90.0
         self.fields.update(held.keys())
-        return Observation(time=time, **held)
+        return Observation(time=moment(time), **held)
 
     def _look_up(self, face: _Face, time: int) -> None:
         """Finds where the head and the gaze of a face point, as seen from the robot."""
@@ -793,6 +810,16 @@ class People:
 def _alone(face_id: str) -> str:
     """The id of a person of whom a face is all that is known; no id of ROS has a slash."""
     return "/" + face_id
+
+
+def moment(nanoseconds: int) -> int | numpy.datetime64:
+    """A time since 1970 for what takes one. That refuses whole numbers which may be meant as seconds;
+    here they are nanoseconds, since the clock of a simulation begins at 0."""
+    if _LATEST_DOUBTFUL > nanoseconds >= _SECOND:
+        import numpy
+
+        return numpy.datetime64(nanoseconds, "ns")
+    return nanoseconds
 
 
 def _nanoseconds(stamp: Any) -> int:

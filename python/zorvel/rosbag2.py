@@ -13,8 +13,10 @@ import itertools
 import os
 import pathlib
 import re
+import shutil
 import sqlite3
 import struct
+import tempfile
 import zlib
 from collections import Counter
 from collections.abc import Callable, Iterable, Iterator
@@ -64,14 +66,14 @@ class Bag:
 
     def __init__(self, path: str | os.PathLike[str]) -> None:
         given = pathlib.Path(os.fsdecode(path))
-        self._files = [given]
+        self.files = [given]
         if given.is_dir():
-            self._files = sorted((file for file in given.iterdir() if file.suffix in (".db3", ".mcap")),
-                                 key=lambda file: [int(part) if part.isdigit() else part
-                                                   for part in re.split(r"(\d+)", file.name)])
+            self.files = sorted((file for file in given.iterdir() if file.suffix in (".db3", ".mcap")),
+                                key=lambda file: [int(part) if part.isdecimal() else part
+                                                  for part in re.split(r"(\d+)", file.name)])
         elif not given.exists():
             raise FileNotFoundError(2, "No such file or directory", os.fspath(given))
-        if not self._files:
+        if not self.files:
             raise ValueError(f"{given}: there is no file .db3 or .mcap in it")
         self.start: int | None = None
         """When the bag begins, once anything was read."""
@@ -89,7 +91,7 @@ class Bag:
 
     def messages(self, takes: Callable[[str, str], bool]) -> Iterator[tuple[int, str, Any]]:
         """Time of receipt, topic and message, of the topics whose name and type `takes` is true for."""
-        for file in self._files:
+        for file in self.files:
             with open(file, "rb") as stream:
                 magic = stream.read(16)
                 if magic.startswith(_MAGIC):
@@ -102,6 +104,7 @@ class Bag:
                 for message in _in_order(raw):
                     if (decoded := self._decode(message)) is not None:
                         self.read[message.topic] += 1
+                        self.start = message.time if self.start is None else self.start
                         yield message.time, message.topic, decoded
 
     def _fault(self, text: str) -> None:
@@ -144,9 +147,14 @@ class Bag:
     # SQLite.
 
     def _of_sqlite(self, file: pathlib.Path, takes: Callable[[str, str], bool]) -> Iterator[_Raw]:
+        with _whole_pages(file) as whole:
+            yield from self._of_database(file, whole, takes)
+
+    def _of_database(self, file: pathlib.Path, whole: pathlib.Path,
+                     takes: Callable[[str, str], bool]) -> Iterator[_Raw]:
         # Without its log, a database can be read where nothing can be written.
         alone = "" if pathlib.Path(f"{file}-wal").exists() else "&immutable=1"
-        with contextlib.closing(sqlite3.connect(f"{file.absolute().as_uri()}?mode=ro{alone}",
+        with contextlib.closing(sqlite3.connect(f"{whole.absolute().as_uri()}?mode=ro{alone}",
                                                 uri=True)) as database:
             database.text_factory = lambda text: text.decode("utf-8", "backslashreplace")
             size = file.stat().st_size
@@ -310,6 +318,23 @@ class _Channels:
     def add(self, number: int, topic: str, kind: str, encoding: str) -> None:
         is_taken = encoding == "cdr" and self._takes(topic, kind)
         self.taken[number] = (topic, kind) if is_taken else None
+
+
+@contextlib.contextmanager
+def _whole_pages(file: pathlib.Path) -> Iterator[pathlib.Path]:
+    """A database, without the last page where that is cut off: SQLite would take the rest of it for 0."""
+    with open(file, "rb") as stream:
+        page = int.from_bytes(stream.read(18)[16:], "big")
+        size = file.stat().st_size
+        cut = size % (page if page > 1 else 1 << 16)
+        if cut == 0:
+            yield file
+            return
+        with tempfile.TemporaryDirectory() as folder:
+            whole = pathlib.Path(folder) / "whole.db3"
+            shutil.copyfile(file, whole)
+            os.truncate(whole, size - cut)
+            yield whole
 
 
 def _in_order(messages: Iterable[_Raw]) -> Iterator[_Raw]:

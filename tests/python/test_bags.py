@@ -79,6 +79,7 @@ def test_the_robots_frame(tmp_path: pathlib.Path) -> None:
         assert told in command(bag, "-o", output, *options).stderr
     assert command(bag, "-o", output, "--optical-frame", "cam").stderr.splitlines() == [
         "0.900 s, 1 person, 10 observations, 10 with a posture in cam",
+        "person 1: face a",
         "/tf: 10 messages, 11.1 a second"]
     posture = lines(output)[1]["headPosture"]
     assert [posture[angle] for angle in ("yaw", "pitch", "roll")] == pytest.approx([0, 0, 0])
@@ -126,7 +127,7 @@ def with_message(data: bytes, **changed: Any) -> Any:
 
 
 @pytest.mark.parametrize("make, told", [
-    (lambda path: path.write_bytes(b"SQLite format 3\0" + bytes(9000)), "not a database"),
+    (lambda path: path.write_bytes(b"SQLite format 3\0" + bytes(1 << 17)), "not a database"),
     (lambda path: path.write_text("rosbag"), "offset 0: neither SQLite nor MCAP"),
     (lambda path: path.write_bytes(b"\x89MCAP0\r\n"), "offset 8: it is cut off"),
     # A gigabyte of zeros in 32 KiB; the size is a lie; it unpacks to more than it says.

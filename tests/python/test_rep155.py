@@ -342,5 +342,14 @@ def test_what_is_not_used_is_counted() -> None:
         People("eyes", cycle=0.0)
 
 
+@pytest.mark.parametrize("start", [0, 10**9, 10**12, 10**15, START, -10**17])
+def test_the_clock_of_a_simulation_may_begin_at_0(start: int) -> None:
+    people = People("eyes")
+    people.receive("/tf", face(start + 150 * MS), start + 150 * MS)
+    event, = people.advance(start + 200 * MS)
+    assert event.fields is not None and event.fields.distance is not None
+    assert (event.time, event.fields.distance.time) == (start + 200 * MS, start + 150 * MS)
+
+
 def test_examples_of_the_documentation() -> None:
     assert doctest.testmod(rep155) == (0, 4)
