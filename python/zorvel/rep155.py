@@ -455,9 +455,13 @@ _MEMORY = 7 * _SECOND
 _MOST_IDS = 10_000
 """So many people and faces who are gone keep their numbers."""
 _COPIES = 3
+_NEW_BY_TIME = ("expressions", "named_expressions", "smile")
+"""What the estimator takes for new, and believes, only if its time is another than before. Given again,
+its time is later by as many nanoseconds as cycles, which no age shows."""
 _FARTHEST = 1e9  # metres
 _LATEST_DOUBTFUL = 4_000_000 * _SECOND  # in 1970
 _SAME_DIRECTION = math.cos(math.radians(1.0))
+_AXES = ((0.0, 0.0, 1.0), (1.0, 0.0, 0.0))
 # x forward in a frame that has z forward.
 _FORWARD_OF_OPTICAL: Quaternion = (0.5, -0.5, 0.5, 0.5)
 
@@ -765,8 +769,13 @@ class People:
                 values["distance"] = _Value(distance, head.time, head.received)
         if number in self._looks:
             values["looking_at_robot"] = self._looks[number]
-        held = {name: Reading(value.value, moment(value.time)) for name, value in values.items()
-                if time - value.received <= self._hold}
+        held = {}
+        for name, value in values.items():
+            if time - value.received <= self._hold:
+                measured = value.time
+                if name in _NEW_BY_TIME:
+                    measured += (time - value.received - 1) // self._cycle_length
+                held[name] = Reading(value.value, moment(measured))
         if "named_expressions" in held:
             held["expressions"] = held.pop("named_expressions")
         if "expressions" not in held and held.pop("smile", None) is not None:
@@ -798,7 +807,8 @@ class People:
         stamp = face.gaze_frame.stamp
         if self._gaze == "auto":
             turned = self._transforms.find(eyes, head, stamp)
-            if turned is None or rotated(turned.orientation, (0.0, 0.0, 1.0))[0] < _SAME_DIRECTION:
+            # A copy as it stands has x forward, in place of z.
+            if turned is None or max(rotated(turned.orientation, axis)[0] for axis in _AXES) < _SAME_DIRECTION:
                 face.copies = 0
             elif face.copies < _COPIES:
                 face.copies += 1

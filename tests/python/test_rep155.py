@@ -221,7 +221,7 @@ def test_messages_of_each_version_become_fields(version: str) -> None:
     assert seen is not None and seen.looking_at_robot is not None and seen.looking_at_robot.value
     for reading, value, time in (
             (seen.head_posture, (0, 0, 0), measured), (seen.distance, 2, measured),
-            (seen.gaze, (-20, 0), measured), (seen.smile, (0.5, 0.5), measured),
+            (seen.gaze, (-20, 0), measured), (seen.smile, (0.5, 0.5), measured + 1),  # again
             (seen.age, (34, 0.5), known), (seen.gender, (True, 0.25), known)):
         assert reading is not None and reading.time == time
         assert reading.value == pytest.approx(value, abs=1e-5)
@@ -248,6 +248,15 @@ def test_the_last_of_a_slow_topic_is_given_until_it_is_too_old() -> None:
     given = [event.fields.expressions for event in events if event.fields is not None]
     assert [reading and (reading.time - START) // MS for reading in given] == (
         [1] * 5 + [501] * 5 + [None] * 19)
+
+
+def test_expressions_at_2_hz_keep_their_confidence() -> None:
+    people, events = People("eyes"), []
+    for step in range(60):
+        now = START + 500 * MS * step
+        events += people.receive("/humans/faces/a/expression", Message(
+            header=stamped(now), expression="happy", confidence=1.0), now)
+    assert zorvel.replay(events).timeline["valence_confidence"][10:].min() > 0.98  # 0.09 given once each
 
 
 def test_people_come_go_and_turn_out_to_be_one() -> None:
@@ -285,12 +294,12 @@ def test_a_gaze_that_copies_the_head_is_none() -> None:
     copied = {"auto": [], "always": list(range(8)), "never": []}
     for use, degrees, given in (
             ("auto", [0.5] * 8, copied["auto"]), ("always", [0.5] * 8, copied["always"]),
-            ("never", [20.0] * 8, copied["never"]),
+            ("never", [20.0] * 8, copied["never"]), ("auto", [0.0] * 8, []),
             # A gaze that meets the head's direction now and then is one; after three cycles it is not.
             ("auto", [0.5, 20.0, 0.5, 0.5, 1.5, 0.5, 0.5, 0.5], [1, 2, 3, 4, 5, 6])):
         people, seen = People("eyes", gaze=use), []  # type: ignore[arg-type]
         for step, aside in enumerate([*degrees, 0.0]):
-            turned = product(quaternion(aside, 0, 0), OPTICAL)
+            turned = product(quaternion(aside, 0, 0), OPTICAL if degrees[0] else AHEAD)
             stamp = START + 100 * MS * step + MS
             seen += people.receive("/tf", Message(transforms=[
                 *face(stamp).transforms,
