@@ -62,12 +62,25 @@ def ids(time: int, topic: str, *listed: str, order: str = "<") -> Message:
     return Message(time, topic, "hri_msgs/msg/IdsList", cdr.data)
 
 
+def shown(time: int, face: str, joy: float) -> Iterator[Message]:
+    """What recognisers tell of a face that smiles so much."""
+    told = {"expression": ("Expression", Cdr().header(time).text("happy").put("fff", 0.5, 0.0, joy)),
+            "facs": ("FacialActionUnits", Cdr().header(time).put(
+                "f" * 198, *(0.6 * joy if unit in (6, 12) else 0.1 for unit in range(99)), *[0.9] * 99)),
+            "landmarks": ("FacialLandmarks", Cdr().header(time).put(
+                "f" * 210, *(number for point in range(70) for number in (point / 70, 0.5, 0.9))).put("II", 480, 640)),
+            "softbiometrics": ("SoftBiometrics", Cdr().header(time).put("BfBf", 34, 0.5, 1, 0.5))}
+    for topic, (kind, cdr) in told.items():
+        yield Message(time, f"/humans/faces/{face}/{topic}", f"hri_msgs/msg/{kind}", cdr.data)
+
+
 def text(time: int, topic: str, value: str) -> Message:
     return Message(time, topic, "std_msgs/msg/String", Cdr().text(value).data)
 
 
-def scene(seconds: float, people: int, rate: float = 30.0) -> Iterator[Message]:
-    """People who look about in front of a camera; each frame has all of them, with their gazes."""
+def scene(seconds: float, people: int, rate: float = 30.0, every: int = 0) -> Iterator[Message]:
+    """People who look about in front of a camera; each frame has all of them, with their gazes. What their
+    faces show is told in every so many frames."""
     optical = (-0.5, 0.5, -0.5, 0.5)
     yield transforms(START, ("camera_link", "optical", (0.0, 0.0, 0.0, *optical)), topic="/tf_static")
     names = [f"f{person:04}" for person in range(people)]
@@ -82,6 +95,8 @@ def scene(seconds: float, people: int, rate: float = 30.0) -> Iterator[Message]:
             place = (0.4 * (person - people / 2.0), -0.1, 1.2)
             yield transforms(time, ("optical", f"face_{name}", (*place, c + s, c - s, s - c, c + s)))
             yield transforms(time, (f"face_{name}", f"gaze_{name}", (0.0, 0.0, 0.0, *optical)))
+            if every and frame % every == 0:
+                yield from shown(time, name, frame % 100 / 100)
         yield ids(time, "/humans/faces/tracked", *names)
 
 
@@ -109,11 +124,23 @@ float64 x 0
 float64 y 0
 float64 z 0
 float64 w 1
+MSG: hri_msgs/NormalizedPointOfInterest2D
+float32 x
+float32 y
+float32 c
 """
 DEFINITIONS = {kind: text + _HELD.replace("MSG", "=" * 80 + "\nMSG") for kind, text in {
     "hri_msgs/msg/IdsList": "int8 UNUSED=3\nstd_msgs/Header header\nstring[] ids",
     "std_msgs/msg/String": "string data",
     "tf2_msgs/msg/TFMessage": "geometry_msgs/TransformStamped[] transforms",
+    "hri_msgs/msg/Expression": "std_msgs/Header header\nstring NEUTRAL=\"neutral\"\nstring expression\n"
+                               "float32 valence\nfloat32 arousal\nfloat32 confidence",
+    "hri_msgs/msg/FacialActionUnits":
+        "std_msgs/Header header\nfloat32[99] intensity\nfloat32[99] confidence",
+    "hri_msgs/msg/FacialLandmarks": "std_msgs/Header header\nNormalizedPointOfInterest2D[70] landmarks\n"
+                                    "uint32 height\nuint32 width",
+    "hri_msgs/msg/SoftBiometrics": "std_msgs/Header header\nuint8 age\nfloat32 age_confidence\n"
+                                   "uint8 gender # see there\nfloat32 gender_confidence",
 }.items()}
 """Layouts as bags carry them."""
 
@@ -215,9 +242,10 @@ def main() -> None:
     parser.add_argument("bag", type=pathlib.Path, help="a file .db3 or .mcap")
     parser.add_argument("--seconds", type=float, default=60.0)
     parser.add_argument("--people", type=int, default=6)
+    parser.add_argument("--faces", type=int, default=0, help="every so many frames, what faces show")
     parser.add_argument("--compression", choices=("", "zstd", "lz4"), default="")
     options = parser.parse_args()
-    messages = scene(options.seconds, options.people)
+    messages = scene(options.seconds, options.people, every=options.faces)
     if options.bag.suffix == ".mcap":
         write_mcap(options.bag, messages, compression=options.compression)
     else:
