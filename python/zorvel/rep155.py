@@ -434,6 +434,7 @@ class _Frame(NamedTuple):
 @dataclass
 class _Face:
     name: str
+    appeared: int
     received: int
     """When anything was last heard of it."""
     is_seen: bool = True
@@ -454,6 +455,7 @@ _MEMORY = 7 * _SECOND
 """What the estimator remembers. A stamp farther from the receipt is of another clock."""
 _MOST_IDS = 10_000
 """So many people and faces who are gone keep their numbers."""
+_MOST_TRACKED = 1000
 _COPIES = 3
 _NEW_BY_TIME = ("expressions", "named_expressions", "smile")
 """What the estimator takes for new, and believes, only if its time is another than before. Given again,
@@ -508,6 +510,7 @@ class People:
         self._heard: dict[_Member, int] = {}  # bodies and voices, with when they were tracked last
         self._heads: dict[str, _Frame] = {}  # of bodies
         self._owners: dict[_Member, str] = {}  # the persons of faces, bodies and voices
+        self._faces_have_owners = False
         self._looks: dict[int, _Value] = {}
         self._numbers = PersonNumbers()
         self._known: dict[int, tuple[int, str]] = {}  # when last seen, and an id
@@ -596,7 +599,7 @@ class People:
     def _face(self, face_id: str, received: int, *, is_tracked: bool) -> _Face:
         face = self._faces.get(face_id)
         if face is None:
-            face = self._faces[face_id] = _Face(face_id, received)
+            face = self._faces[face_id] = _Face(face_id, received, received)
         face.received, face.is_seen = received, True
         face.is_tracked |= is_tracked
         return face
@@ -640,7 +643,7 @@ class People:
 
     def _receive_faces(self, message: Any, _: str, received: int) -> None:
         self._faces_are_listed = True
-        ids = [str(face_id) for face_id in message.ids]
+        ids = dict.fromkeys(_listed(message))
         for face_id in ids:
             self._face(face_id, received, is_tracked=True)
         for face_id, face in self._faces.items():
@@ -649,7 +652,7 @@ class People:
 
     def _receive_heard(self, kind: str, message: Any, received: int) -> None:
         self._heard = {member: time for member, time in self._heard.items() if member[0] != kind}
-        self._heard.update({(kind, str(member)): received for member in message.ids})
+        self._heard.update({(kind, member): received for member in _listed(message)})
 
     def _receive_expression(self, message: Any, face_id: str, received: int) -> None:
         shown = expressions_from_name(message.expression, message.confidence)
@@ -690,6 +693,7 @@ class People:
         member = (kind, str(message.data))
         if not message.data or self._owners.get(member) == person:
             return
+        self._faces_have_owners |= kind == "face"
         self._owners.pop(member, None)
         self._owners[member] = person
         if len(self._owners) > _MOST_IDS:
@@ -717,6 +721,9 @@ class People:
             elif (face.is_seen and since <= self._hold
                   and (face.is_tracked or not self._faces_are_listed)):
                 person = self._owners.get(("face", face_id), _alone(face_id))
+                if (self._faces_have_owners and self._numbers.known(person) is None
+                        and person[0] == "/" and time - face.appeared <= self._hold):
+                    continue  # its person may be told of soon
                 number = self._numbers.number(person)
                 ids[number] = person
                 seen.setdefault(number, []).append(face)
@@ -734,6 +741,7 @@ class People:
 
         events: list[Event] = []
         for number, to in self._renamed:
+            self._gone.pop(number, None)
             if number in self._known:
                 events.append(Event.rename(moment(time), number, to))
                 self._known[to] = max(self._known.pop(number), self._known.get(to, (0, "")))
@@ -748,6 +756,7 @@ class People:
                 events.append(Event.not_seen(moment(time), number))
             else:
                 self._gone[number] = self._known.pop(number)[1]
+                self._looks.pop(number, None)
                 events.append(Event.remove(moment(time), number))
                 if len(self._gone) > _MOST_IDS:
                     self._numbers.forget(self._gone.pop(next(iter(self._gone))))
@@ -765,7 +774,7 @@ class People:
         if body is not None and body in self._heads and "distance" not in values:
             head = self._heads[body]
             pose = self._transforms.find(f"head_{body}", self._robot_frame, head.stamp)
-            if pose is not None and 0.0 < (distance := math.hypot(*pose.position)) < math.inf:
+            if pose is not None and 0.0 < (distance := math.hypot(*pose.position)) < _FARTHEST:
                 values["distance"] = _Value(distance, head.time, head.received)
         if number in self._looks:
             values["looking_at_robot"] = self._looks[number]
@@ -830,6 +839,13 @@ def moment(nanoseconds: int) -> int | numpy.datetime64:
 
         return numpy.datetime64(nanoseconds, "ns")
     return nanoseconds
+
+
+def _listed(message: Any) -> list[str]:
+    """The ids of an IdsList; ValueError for a crowd that no robot sees."""
+    if len(message.ids) > _MOST_TRACKED:
+        raise ValueError
+    return [str(listed) for listed in message.ids]
 
 
 def _nanoseconds(stamp: Any) -> int:

@@ -33,7 +33,7 @@ _MOST_DEFINITIONS = 100
 _MOST_TOPICS = 10_000
 _PIECE = 1 << 16
 _MOST_FAULTS = 20
-_LATEST = 1 << 62  # of the times in a recording
+_LATEST = (1 << 62) - (1 << 40)  # of the times in a recording, with room for a cycle behind
 _REORDERED = 256  # messages, within which those of MCAP are put in order
 
 _STEPS_PER_BYTE = 10  # of SQLite's own machine; a row of 50 bytes takes less than 100
