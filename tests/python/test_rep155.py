@@ -195,7 +195,7 @@ def test_messages_of_each_version_become_fields(version: str) -> None:
     first, = people.advance(START + 100 * MS)
     # A name takes the place of the units; an empty id is the robot's.
     for topic, received in ((of_face + "expression", named), (
-            "/anywhere", message(version, "Gaze", measured, sender="ada", receiver=""))):
+            "/anywhere", message(version, "Gaze", measured, sender="ada", receiver="bob" if version == "0.9.0" else ""))):
         people.receive(topic, received, START + 100 * MS)
     second, = people.advance(START + 200 * MS)
     assert not people.left_out and first.fields is not None and second.fields is not None
@@ -211,7 +211,8 @@ def test_messages_of_each_version_become_fields(version: str) -> None:
     points, shown = first.fields.facial_points, [first.fields.expressions, second.fields.expressions]
     assert points is not None and points.value[11] == (320, 120, 0.75)
     assert [faces and faces.value["joy"] for faces in shown] == [(0.75, 0.5), (1, 0.5)]
-    assert second.fields.looking_at_robot is not None and second.fields.looking_at_robot.value
+    assert second.fields.looking_at_robot is not None
+    assert second.fields.looking_at_robot.value == (version != "0.9.0")
 
 
 def test_the_last_of_a_slow_topic_is_given_until_it_is_too_old() -> None:
@@ -275,11 +276,15 @@ def test_a_pose_is_composed_for_the_time_of_its_picture() -> None:
     people, taken = People("eyes"), START + 50 * MS
     # A neck 1 m ahead turns to the left, 40 degrees in 0.1 s: 20 when the picture is taken. Somebody 1 m
     # ahead of it is seen from the eyes in half that direction, and looks to the neck.
-    for milliseconds, turn in ((0, 0), (100, 40), (900, 0)):
+    for milliseconds, turn in ((900, 0), (0, 0), (100, 40)):
         people.receive("/tf", frames(START + milliseconds * MS, (
             "eyes", "neck", (1.0, 0.0, 0.0), quaternion(turn, 0, 0))), taken)
-    people.receive("/tf", frames(taken, ("neck", "face_a", (1.0, 0.0, 0.0), BACK)), taken)
-    event, = people.advance(START + 100 * MS)
+    for topic, received in (
+            ("/humans/bodies/tracked", Message(ids=["k"])), ("/humans/persons/bob/body_id", Message(data="k")),
+            ("/tf", frames(taken, ("neck", "face_a", (1.0, 0.0, 0.0), BACK), ("eyes", "head_k", (0, 3, 4), AHEAD)))):
+        people.receive(topic, received, taken)
+    event, body = people.advance(START + 100 * MS)
+    assert body.fields is not None and body.fields.distance is not None and body.fields.distance.value == 5
     assert event.fields is not None and event.fields.head_posture is not None
     assert event.fields.head_posture.value == pytest.approx((-10, 0, 0), abs=1e-4)
     assert event.fields.distance is not None
@@ -295,19 +300,22 @@ def test_a_pose_is_composed_for_the_time_of_its_picture() -> None:
 def test_what_is_not_used_is_counted(start: int) -> None:
     people, now = People("eyes"), start + 50 * MS
     for topic, received in (
-            # A clock of its own: counts from its receipt.
+            # A clock that is ahead or of its own: both count from their receipt.
+            ("/tf", frames(now + 100 * MS, ("eyes", "face_y", (2.0, 0.0, 0.0), BACK))),
             ("/tf", frames(now + 8000 * MS, ("eyes", "face_z", (2.0, 0.0, 0.0), BACK))),
             ("/tf", frames(now, ("eyes", "face_b", (1, 0, 0), (0, 0, 0, 0)))),
-            ("/tf", frames(now, ("eyes", "face_c", (0.0, 0.0, 0.0), BACK))),
+            ("/tf_static", frames(now, ("eyes", "face_link", (1.0, 0.0, 0.0), BACK))),
+            ("/tf", frames(now, ("face_link", "face_c", (0.0, 0.0, 0.0), BACK))),
             ("/tf", frames(now, ("eyes", "face_d", (NAN, 0, 0), BACK))),
-            ("/tf_static", frames(now, ("base", "face_link", (1.0, 0.0, 0.0), BACK))),
             ("/humans/faces/z/facs", Message(intensity=by_code(ROW), confidence=by_code({12: 1.0}))),
-            ("/humans/faces/z/expression", Message(expression="bored", confidence=1.0)),
+            *[("/humans/faces/z/expression", Message(expression=shown, confidence=1.0))
+              for shown in ("happy", "bored")],
             ("/humans/faces/z/landmarks", Message(landmarks=[], width=1, height=1)),
             ("/humans/faces/z/roi", Message()), ("/gaze", Message(sender="", receiver="ada"))):
         people.receive(topic, received, now)
-    readings = [event.fields.head_posture for event in people.advance(now + 50 * MS) if event.fields]
-    assert [reading and reading.time for reading in readings] == [now, None, None, None]
+    seen = [event.fields for event in people.advance(now + 50 * MS) if event.fields]
+    assert [fields.head_posture and fields.head_posture.time for fields in seen] == [now] * 2 + [None] * 3
+    assert not any(fields.expressions for fields in seen)
     assert sum(people.left_out.values()) == 10, people.left_out
     with pytest.raises(ValueError):
         People("eyes", cycle=0.0)
