@@ -276,7 +276,7 @@ def test_a_pose_is_composed_for_the_time_of_its_picture() -> None:
     people, taken = People("eyes"), START + 50 * MS
     # A neck 1 m ahead turns to the left, 40 degrees in 0.1 s: 20 when the picture is taken. Somebody 1 m
     # ahead of it is seen from the eyes in half that direction, and looks to the neck.
-    for milliseconds, turn in ((900, 0), (0, 0), (100, 40)):
+    for milliseconds, turn in ((100, 40), (900, 0), (0, 0)):
         people.receive("/tf", frames(START + milliseconds * MS, (
             "eyes", "neck", (1.0, 0.0, 0.0), quaternion(turn, 0, 0))), taken)
     for topic, received in (
