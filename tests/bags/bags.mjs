@@ -1,5 +1,5 @@
 // Reads a bag of MCAP and writes another of its messages, with libraries that share no code with ours, and
-// says what it read, a JSON object a line: node bags.mjs FROM TO
+// says the values that it read, a JSON array a line: node bags.mjs FROM TO
 import { readFileSync, writeFileSync } from "node:fs";
 import rosmsg from "@foxglove/rosmsg";
 import serialization from "@foxglove/rosmsg2-serialization";
@@ -19,8 +19,9 @@ for (let record; (record = reader.nextRecord());) {
   } else if (record.type === "Message") {
     const { topic, layout, number } = channels.get(record.channelId);
     const message = new serialization.MessageReader(layout).readMessage(record.data);
-    const plain = (_, value) => ArrayBuffer.isView(value) ? Array.from(value) : value;
-    console.log(JSON.stringify({ topic, time: String(record.logTime), message }, plain));
+    const values = (_, value) => ArrayBuffer.isView(value) ? Array.from(value)
+      : typeof value === "object" ? Object.values(value) : value;
+    console.log(JSON.stringify([topic, String(record.logTime), message], values));
     const data = new serialization.MessageWriter(layout).writeMessage(message);
     await writer.addMessage({ ...record, channelId: number, data });
   }

@@ -13,22 +13,11 @@ import make_bag  # noqa: E402
 FOLDER = pathlib.Path(sys.argv[1])  # where the libraries are
 
 
-def plain(message):
-    """A decoded message as JSON has it."""
-    if not isinstance(message, (list, tuple)):
-        return message
-    names = [name for name in vars(type(message)) if not name.startswith("_")]
-    if type(message) in (list, tuple):
-        return [plain(one) for one in message]
-    return {name: plain(getattr(message, name)) for name in names}
-
-
 def read(file):
     bag = Bag(file)
-    messages = [{"topic": topic, "time": str(time), "message": plain(message)}
-                for time, topic, message in bag.messages(lambda *_: True)]
+    messages = [(topic, str(time), message) for time, topic, message in bag.messages(lambda *_: True)]
     assert not bag.faults and not bag.left_out, (bag.faults, bag.left_out)
-    return messages
+    return json.loads(json.dumps(messages))
 
 
 ours, theirs = FOLDER / "ours.mcap", FOLDER / "theirs.mcap"
