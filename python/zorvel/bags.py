@@ -118,8 +118,8 @@ def _find_robot_frame(path: str | os.PathLike[str]) -> str:
     if usual := frames.usual():
         return usual
     raise _zorvel.DataError(
-        f"{os.fsdecode(path)}: which is the robot's frame? Faces are connected with none of the usual names "
-        f"({', '.join(ROBOT_FRAMES)}). Name one at its eyes: --robot-frame where x is forward, "
+        f"{os.fsdecode(path)}: which is the robot's frame? Faces are connected with none of the usual "
+        f"names ({', '.join(ROBOT_FRAMES)}). Name one at its eyes: --robot-frame where x is forward, "
         f"--optical-frame where z is. There are: {frames}")
 
 
@@ -196,7 +196,9 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
 def _doubts(people: rep155.People, frame: str) -> list[str]:
     doubts = []
     postures = people.fields["head_posture"]
-    if people.face_frames and not postures:
+    if not people.face_frames:
+        doubts.append("no posture: no transform in /tf is of a frame face_<id>")
+    elif not postures:
         told = ", ".join(f"{count} in {parent}" for parent, count in people.face_frames.most_common(5))
         doubts.append(f"no posture: is {frame} the robot's frame? Poses of faces were given {told}")
     if 2 * people.upside_down > postures:
