@@ -209,6 +209,11 @@ Row ClockedPlayback::play(const Event& event) {
   return _playback.play(event);
 }
 
+StateKeeper keeperOf(ClockedPlayback& playback) {
+  return {[&playback](const Event& event) { playback.play(event); },
+          [&playback] { return playback.save(); }};
+}
+
 std::optional<Failure> playAll(const EventSource& source, Forces forces, const UseOfRow& use,
                                Time::duration until) {
   ClockedPlayback playback(forces);

@@ -17,6 +17,7 @@
 
 #include "recording/failure.hpp"
 #include "recording/known_people.hpp"
+#include "recording/recording_cut.hpp"
 #include "recording/recording_reader.hpp"
 
 namespace zorvel {
@@ -161,6 +162,9 @@ class ClockedPlayback {
   ku::SimulatedClock _clock{Time::min()};
   Playback _playback;
 };
+
+/// For a cut that begins with everybody's state; the playback must outlive it.
+StateKeeper keeperOf(ClockedPlayback& playback);
 
 /// Where the events of a recording come from.
 struct EventSource {

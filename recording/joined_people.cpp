@@ -16,7 +16,12 @@ namespace {
 }  // namespace
 
 JoinedPeople::JoinedPeople(Ids ids) : _ids(std::move(ids)) {
-  for (const auto& [from, to] : _ids) _people[to];
+  for (const auto& [from, to] : _ids) {
+    if (_ids.count(to) > 0) {
+      throw std::invalid_argument(fmt::format("person {} is renamed, too", to));
+    }
+    _people[to];
+  }
 }
 
 std::int32_t JoinedPeople::newId(std::int32_t id) const {

@@ -15,10 +15,11 @@ namespace zorvel {
 /// says nothing.
 class JoinedPeople {
  public:
-  /// The new ids by the old ones; no new id is an old one, too.
+  /// The new ids by the old ones.
   using Ids = std::map<std::int32_t, std::int32_t>;
 
-  explicit JoinedPeople(Ids ids);
+  /// Throws std::invalid_argument when a new id is an old one, too.
+  explicit JoinedPeople(Ids ids = {});
 
   bool isEmpty() const { return _ids.empty(); }
   /// Renames whom the event is about. Returns whether the event stays: a not_seen or a removal does

@@ -32,7 +32,7 @@ struct CutSpan {
   /// length, and every observation with a touch, with speech or with an emotion of the situation.
   std::optional<Time::duration> every;
   /// Other ids for people; what is said of people above goes by these.
-  JoinedPeople::Ids ids;
+  JoinedPeople people;
 };
 
 /// Follows a recording up to the begin of a cut, and tells the states of that moment.
@@ -48,7 +48,7 @@ class RecordingCut {
  public:
   /// With a keeper, the cut begins with everybody's state; else with open scopes alone.
   RecordingCut(RecordingReader& recording, const CutSpan& span, StateKeeper keeper = {})
-      : _recording(recording), _span(span), _keeper(std::move(keeper)), _joined(span.ids) {}
+      : _recording(recording), _span(span), _keeper(std::move(keeper)), _joined(span.people) {}
 
   /// Reads a line, and appends to the text what the cut has of it; false when the cut is whole.
   /// Throws what reading throws, and Failure when there is no event in the span.

@@ -12,9 +12,8 @@
 #include "playback/row_line.hpp"
 #include "recording/failure.hpp"
 #include "recording/json_writer.hpp"
-#include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
-#include "recording/text_output.hpp"
+#include "recording/state_file.hpp"
 
 namespace zorvel {
 namespace {
@@ -65,25 +64,6 @@ std::string numbered(const std::string& file, int number) {
 
 }  // namespace
 
-std::vector<Restore> readStates(const std::string& file) {
-  std::vector<Restore> states;
-  if (!std::filesystem::exists(file)) return states;
-  RecordingReader recording(file);
-  const auto isRoom = [](const Restore& restore) {
-    return std::holds_alternative<ZV::AmbianceState::Saved>(restore.state);
-  };
-  while (const auto event = recording.next()) {
-    const auto* const restore = std::get_if<Restore>(&event->what);
-    if (restore == nullptr || (!states.empty() && isRoom(states.back()))) {
-      throw Failure(recording.lines().place() + "is not a state");
-    }
-    states.push_back(*restore);
-  }
-  // The room comes last, so that a file that was cut off is noticed.
-  if (states.empty() || !isRoom(states.back())) throw Failure(printable(file) + ": is not whole");
-  return states;
-}
-
 Service::Service(Options options) : _options(std::move(options)) { beginAnew(); }
 
 /// Everybody's state begins anew, and so does the record.
@@ -126,14 +106,7 @@ void Service::saveState() {
   _stateSaved = std::chrono::steady_clock::now();
   std::string failure;
   try {
-    TextOutput output(_stateName);
-    output.append(header());
-    for (Restore& restore : _playback->save()) {
-      appendEvent(output.text(), {_clock.now(), std::move(restore)});
-      output.flush();
-    }
-    output.finish();
-    output.commit();
+    writeStateFile(_stateName, source, _clock.now(), _playback->save());
   } catch (const Failure& error) {
     failure = error.what();
   }

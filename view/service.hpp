@@ -16,17 +16,13 @@
 
 #include "playback/live_playback.hpp"
 #include "recording/failure.hpp"
+#include "recording/record_file.hpp"
 #include "recording/standard_error.hpp"
 #include "view/peers.hpp"
-#include "view/record_file.hpp"
 
 namespace zorvel {
 
 class JsonLineWriter;
-
-/// The states in a file that a service wrote; none when there is no such file. Throws Failure when
-/// it is not whole.
-std::vector<Restore> readStates(const std::string& file);
 
 /// The estimator as a service, whatever the ways in and out are: plays the events of all senders,
 /// in the order of their arrival, records them, and tells pages and standard output what came of
@@ -49,9 +45,9 @@ class Service {
   /// empty.
   void record(const std::string& file);
 
-  /// Goes on from these states, as readStates gives them, and keeps them in the file from now on:
-  /// every minute, and when `saveState` is called. To be called before the first event. Who cannot
-  /// be restored begins anew.
+  /// Goes on from these states, as readStateFile gives them, and keeps them in the file from now
+  /// on: every minute, and when `saveState` is called. To be called before the first event. Who
+  /// cannot be restored begins anew.
   void keepState(const std::string& file, const std::vector<Restore>& states);
   /// Writes everybody's state to the file, if there is one.
   void saveState();

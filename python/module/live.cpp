@@ -19,6 +19,7 @@
 #include "playback/playback.hpp"
 #include "recording/event_reader.hpp"
 #include "recording/recording_writer.hpp"
+#include "recording/state_file.hpp"
 
 namespace zorvel::python {
 namespace {
@@ -179,7 +180,7 @@ std::map<std::int32_t, State> readAll(const ZV::SocialGraph& graph) {
   });
 }
 
-/// A line of a recording for each person.
+/// What a state file holds.
 std::string saveAll(const ZV::SocialGraph& graph) {
   const InUse use(graph);
   return withoutLock([&] {
@@ -190,6 +191,8 @@ std::string saveAll(const ZV::SocialGraph& graph) {
                            Restore{SavedPerson{present.userSessionID, present.save(), {}}}});
       });
     }
+    // The graph has no room; its line ends the text, so that one that was cut off is noticed.
+    appendEvent(text, {ku::SystemClock::now(), Restore{}});
     return fmt::to_string(text);
   });
 }
@@ -197,24 +200,24 @@ std::string saveAll(const ZV::SocialGraph& graph) {
 void restoreAll(ZV::SocialGraph& graph, const std::string& text) {
   const InUse use(graph);
   withoutLock([&] {
-    std::vector<SavedPerson> people;
+    StatesReader states;
     EventReader reader(MissingTime::Error);
     std::istringstream lines(text);
+    std::vector<Restore> restores;
     int number = 0;
-    for (std::string line; std::getline(lines, line);) {
-      ++number;
-      try {
-        const auto event = reader.read(line);
-        if (!event) continue;
-        const auto* const restore = std::get_if<Restore>(&event->what);
-        if (restore == nullptr) throw JsonError("is not a state");
-        const auto* const person = std::get_if<SavedPerson>(&restore->state);
-        if (person != nullptr) people.push_back(*person);
-      } catch (const JsonError& error) {
-        throw py::value_error(fmt::format("state: line {}: {}", number, error.what()));
+    try {
+      for (std::string line; std::getline(lines, line);) {
+        ++number;
+        if (auto event = reader.read(line)) states.add(std::move(*event));
       }
+      restores = states.finish();
+    } catch (const JsonError& error) {
+      throw py::value_error(fmt::format("state: line {}: {}", number, error.what()));
     }
-    for (const SavedPerson& person : people) graph.restore(person.id, person.known);
+    for (const Restore& restore : restores) {
+      const auto* const person = std::get_if<SavedPerson>(&restore.state);
+      if (person != nullptr) graph.restore(person->id, person->known);
+    }
   });
 }
 

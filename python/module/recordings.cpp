@@ -517,7 +517,7 @@ py::tuple infoOfFile(py::handle path) {
 }
 
 void cutFile(py::handle path, py::handle output, py::handle from, py::handle to, py::handle leadIn,
-             py::handle person, py::handle every) {
+             py::handle person, py::handle every, const py::dict& rename, bool keepsState) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
   CutSpan span;
@@ -529,11 +529,21 @@ void cutFile(py::handle path, py::handle output, py::handle from, py::handle to,
   span.person = personFrom(person);
   if (!every.is_none()) span.every = durationFrom(every, "every");
   if (span.every && *span.every <= Time::duration(0)) failValue("every", "must be above 0");
+  JoinedPeople::Ids ids;
+  for (const auto& [old, renamed] : rename) {
+    ids[integer32From(old, "rename")] = integer32From(renamed, "rename");
+  }
+  try {
+    span.people = JoinedPeople(ids);
+  } catch (const std::invalid_argument& error) {
+    failValue("rename", error.what());
+  }
   withoutLock([&] {
     requireDistinct({name}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput cut(outputName, throwIfInterrupted);
-    RecordingCut lines(recording, span);
+    ClockedPlayback playback(Forces::Unwatched);
+    RecordingCut lines(recording, span, keepsState ? keeperOf(playback) : StateKeeper());
     while (lines.next(cut.text())) cut.flush();
     cut.commit();
   });
@@ -834,7 +844,8 @@ void addRecordings(py::module_& module) {
   module.def("report_files", &reportFiles, py::arg("paths"), py::arg("output"), py::arg("align"));
   module.def("info_of_file", &infoOfFile, py::arg("path"));
   module.def("cut_file", &cutFile, py::arg("path"), py::arg("output"), py::arg("begin"),
-             py::arg("end"), py::arg("lead_in"), py::arg("person"), py::arg("every"));
+             py::arg("end"), py::arg("lead_in"), py::arg("person"), py::arg("every"),
+             py::arg("rename"), py::arg("keep_state"));
   module.def("annotate_file", &annotateFile, py::arg("path"), py::arg("scopes"), py::arg("output"),
              py::arg("offset"));
   module.def(

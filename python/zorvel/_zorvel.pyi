@@ -319,6 +319,7 @@ def info_of_file(path: _Path) -> tuple[str, BaseException | None]: ...
 def cut_file(
     path: _Path, output: _Path, begin: Duration | None, end: Duration | None,
     lead_in: Duration | None, person: int | None, every: Duration | None,
+    rename: dict[int, int], keep_state: bool,
 ) -> None: ...
 def annotate_file(
     path: _Path, scopes: _Path, output: _Path, offset: Duration | None

@@ -126,13 +126,16 @@ def info(recording: str | os.PathLike[str]) -> dict[str, Any]:
 def cut(recording: str | os.PathLike[str], output: str | os.PathLike[str], *,
         begin: _zorvel.Duration | None = None, end: _zorvel.Duration | None = None,
         lead_in: _zorvel.Duration | None = None, person: int | None = None,
-        every: _zorvel.Duration | None = None) -> None:
+        every: _zorvel.Duration | None = None, rename: dict[int, int] | None = None,
+        keep_state: bool = False) -> None:
     """Cuts the span from `begin` to `end`, since second 0, out of a recording, as `zorvel cut` does.
 
     `lead_in` is how much of what comes before is kept, too; `person` keeps the lines about this person
     alone; `every` keeps, of each person and interval of this length, one observation and one not_seen.
+    `rename` gives people other numbers, where a tracker gave one person several: `{3: 1}`.
+    `keep_state` begins the cut with everybody's state, so that its states are those of the whole.
     """
-    _zorvel.cut_file(recording, output, begin, end, lead_in, person, every)
+    _zorvel.cut_file(recording, output, begin, end, lead_in, person, every, rename or {}, keep_state)
 
 
 def annotate(recording: str | os.PathLike[str], scopes: _Table, output: str | os.PathLike[str], *,

@@ -6,6 +6,7 @@
 #include <boost/thread/lock_types.hpp>
 #include <stdexcept>
 
+#include "board/state_of.hpp"
 #include "zv/ambiance_state.hpp"
 #include "zv/person_state.hpp"
 #include "zv/social_graph.hpp"
@@ -15,6 +16,8 @@ namespace {
 
 using Lock = boost::unique_lock<boost::mutex>;
 
+}  // namespace
+
 StateFrame::State stateOf(std::int32_t id, const PersonState& person) {
   return {id,
           person.personValence(),
@@ -23,8 +26,6 @@ StateFrame::State stateOf(std::int32_t id, const PersonState& person) {
           person.personAttention(),
           person.bodyLanguageState().bodyLanguageState(BodyLanguageDescription::Ease)};
 }
-
-}  // namespace
 
 /// Keeps the frames. Everything but `latest` and letting go of a place needs the graph's lock,
 /// under which one publisher follows the other.

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <zv/zorvel.h>
 
 #include <algorithm>
 #include <cmath>
@@ -154,6 +155,21 @@ TEST_F(Failing, BoardWithoutMemory) {
   EXPECT_THROW(board.publish(clock.time), std::bad_alloc);
   EXPECT_EQ(board.latest()->states.size(), 1);
   expectUsable(graph);
+}
+
+TEST_F(Failing, CInterface) {
+  zv_observation seen{};
+  seen.size = sizeof seen;
+  zv_graph* const graph = zv_graph_create();
+  const auto update = [&] { return zv_graph_update(graph, 1, &seen, nullptr); };
+  setAllocationsUntilFailure(0);
+  EXPECT_EQ(update(), ZV_OUT_OF_MEMORY);
+  EXPECT_STREQ(zv_error_text(), "No memory is left.");
+  clock.readingsUntilFailure = 0;
+  EXPECT_EQ(update(), ZV_FAILED);
+  EXPECT_STREQ(zv_error_text(), "no time");
+  EXPECT_EQ(update(), ZV_OK);
+  zv_graph_destroy(graph);
 }
 
 TEST_F(Failing, MemoryWithoutMemory) {

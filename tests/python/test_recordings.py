@@ -269,7 +269,7 @@ def test_what_is_read_goes_to_other_processes(scene: pathlib.Path, tmp_path: pat
     restores = []
     for _ in range(2):
         graph.update(1, zorvel.Observation(touch_emotion=1))
-        saved = graph.save().partition('"state":')[2].rstrip()[:-1]
+        saved = graph.save().splitlines()[0].partition('"state":')[2][:-1]
         restores.append(zorvel.Event.restore(5, saved, 1))
     assert restores[0] == pickle.loads(pickle.dumps(restores[0])) != restores[1]
     tables = [tmp_path / f"{name}.csv" for name in "ab"]
@@ -312,9 +312,10 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
     with pytest.raises(zorvel.DataError) as raised:
         zorvel.info(FAILING)
     assert raised.value.results == told and zorvel.info(scene)["error"] is None
-    tool("cut", scene, "--from", "3", "--to", "8.5", "--lead-in", "1", "--person", "1", "--every", "0.2",
-         "-o", tmp_path / "a.jsonl")
-    zorvel.cut(scene, tmp_path / "b.jsonl", begin=3.0, end=8.5, lead_in=1.0, person=1, every=0.2)
+    tool("cut", scene, "--from", "3", "--to", "8.5", "--lead-in", "1", "--person", "7", "--every", "0.2",
+         "--rename", "1=7", "--keep-state", "-o", tmp_path / "a.jsonl")
+    zorvel.cut(scene, tmp_path / "b.jsonl", begin=3.0, end=8.5, lead_in=1.0, person=7, every=0.2,
+               rename={1: 7}, keep_state=True)
     assert (tmp_path / "a.jsonl").read_bytes() == (tmp_path / "b.jsonl").read_bytes()
     phases = pandas.DataFrame([[1, "phase", 1.5, 3.0]], columns=["person", "scope", "begin", "end"])
     phases.to_csv(tmp_path / "phases.csv")

@@ -67,5 +67,8 @@ def start_view(test, *options, port=0, stdin=subprocess.DEVNULL, stdout=subproce
                                stdout=stdout, stderr=subprocess.PIPE, text=True, **others)
     test.addCleanup(service.communicate)
     test.addCleanup(service.kill)
-    service.port = int(re.search(r"http://\S+:(\d+)/", service.stderr.readline())[1])
+    line = b""  # no further, as `communicate` does not see what has been read
+    while not line.endswith(b"\n"):
+        line += os.read(service.stderr.fileno(), 1) or test.fail("view has ended")
+    service.port = int(re.search(rb"http://\S+:(\d+)/", line)[1])
     return service

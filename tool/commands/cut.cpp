@@ -40,19 +40,18 @@ std::pair<std::int32_t, std::int32_t> readRename(const std::string& text) {
   throw WrongUsage(renameOption, inQuotes(text) + " is not like 3=1");
 }
 
-JoinedPeople::Ids readRenames(const std::vector<std::string>& texts) {
+JoinedPeople readRenames(const std::vector<std::string>& texts) {
   JoinedPeople::Ids ids;
   for (const std::string& text : texts) {
     if (!ids.insert(readRename(text)).second) {
       throw WrongUsage(renameOption, inQuotes(text) + " renames a person for the second time");
     }
   }
-  for (const auto& [old, renamed] : ids) {
-    if (ids.count(renamed) > 0) {
-      throw WrongUsage(renameOption, fmt::format("person {} is renamed, too", renamed));
-    }
+  try {
+    return JoinedPeople(ids);
+  } catch (const std::invalid_argument& error) {
+    throw WrongUsage(renameOption, error.what());
   }
-  return ids;
 }
 
 void cutRecording(const CutOptions& options) {
@@ -61,12 +60,8 @@ void cutRecording(const CutOptions& options) {
   RecordingReader recording(options.recording, waitForInput);
   TextOutput output(options.output, throwIfInterrupted);
   ClockedPlayback playback(Forces::Unwatched);
-  StateKeeper keeper;
-  if (options.keepsState) {
-    keeper = {[&playback](const Event& event) { playback.play(event); },
-              [&playback] { return playback.save(); }};
-  }
-  RecordingCut cut(recording, options.span, keeper);
+  RecordingCut cut(recording, options.span,
+                   options.keepsState ? keeperOf(playback) : StateKeeper());
   Progress progress(options.output != "-");
   bool isWhole = false;
   while (!isWhole) {
@@ -127,7 +122,7 @@ Examples:
     if (options->span.from && *options->span.from > options->span.to) {
       throw WrongUsage("--from", "is after --to");
     }
-    options->span.ids = readRenames(options->renames);
+    options->span.people = readRenames(options->renames);
     cutRecording(*options);
   });
 }

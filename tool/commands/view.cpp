@@ -12,6 +12,7 @@
 #include "recording/failure.hpp"
 #include "recording/line_reader.hpp"
 #include "recording/printable.hpp"
+#include "recording/state_file.hpp"
 #include "system/command_line.hpp"
 #include "system/interrupt.hpp"
 #include "system/warnings.hpp"
@@ -38,7 +39,7 @@ class View {
 
   void run() {
     std::vector<Restore> states;
-    if (!_options.state.empty()) states = readStates(_options.state);
+    if (!_options.state.empty()) states = readStateFile(_options.state).value_or(states);
     if (!_options.record.empty()) _service.record(_options.record);
     if (!_server.url().empty()) {
       _errors.say(fmt::format("Open {} in a browser; Ctrl+C ends the service.", _server.url()));

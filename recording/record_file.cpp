@@ -1,4 +1,4 @@
-#include "view/record_file.hpp"
+#include "recording/record_file.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
