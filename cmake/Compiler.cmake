@@ -65,23 +65,3 @@ function(add_front_end_library name)
   set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
 endfunction()
-
-# add_page(NAME HEADER header FUNCTION function PAGE page FILES files...): a web page that
-# embed_page.py puts together, as bytes. It is a library of its own so that clang-tidy can leave it
-# alone.
-function(add_page name)
-  cmake_parse_arguments(PARSE_ARGV 1 page "" "HEADER;FUNCTION;PAGE" "FILES")
-  find_package(Python3 REQUIRED COMPONENTS Interpreter)
-  set(script "${PROJECT_SOURCE_DIR}/cmake/embed_page.py")
-  set(reasons "${PROJECT_SOURCE_DIR}/include/zv/force.hpp")
-  set(files ${page_PAGE} ${page_FILES})
-  list(TRANSFORM files PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" REGEX "^[^/]")
-  add_custom_command(
-    OUTPUT ${name}.cpp
-    COMMAND Python3::Interpreter "${script}" ${name}.cpp ${page_HEADER} ${page_FUNCTION}
-            "${reasons}" ${files}
-    DEPENDS ${files} "${script}" "${reasons}"
-    VERBATIM)
-  add_front_end_library(${name} ${name}.cpp)
-  set_target_properties(${name} PROPERTIES CXX_CLANG_TIDY "")
-endfunction()

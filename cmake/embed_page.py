@@ -1,9 +1,11 @@
-"""embed_page.py OUTPUT HEADER FUNCTION REASONS PAGE FILE...: a page, put together, as a C++ source.
+"""embed_page.py OUTPUT HEADER FUNCTION REASONS PAGE FOLDER BUNDLE...: a page, put together, as a C++
+source.
 
-In PAGE, {{NAME}} stands for the file of that name; {{scripts}} and {{styles}} stand for all *.js and
-all *.css that it does not name, in the order given. HEADER declares FUNCTION, which returns the page,
-and FUNCTIONPolicy, which returns its Content-Security-Policy: the page may run its own scripts and
-styles, known by their hashes, and connect to where it came from.
+In PAGE, {{NAME}} stands for the file of that name, seen from PAGE, or else in FOLDER. BUNDLE is the
+command that puts a module of the page and all that it imports into one script; its warnings are errors.
+HEADER declares FUNCTION, which returns the page, and FUNCTIONPolicy, which returns its
+Content-Security-Policy: the page may run its own scripts and styles, known by their hashes, and connect
+to where it came from.
 
 REASONS is the C++ header with the list of all reasons of forces. The page has a colour for each of
 them, named after it, on light and on dark, and no others.
@@ -12,9 +14,12 @@ them, named after it, on light and on dark, and no others.
 import base64
 import collections
 import hashlib
+import json
 import pathlib
 import re
+import subprocess
 import sys
+import tempfile
 
 
 def array(name, text):
@@ -34,17 +39,34 @@ def check_colors(reasons, page):
                  f"them: {', '.join(sorted(dict(wrong)))}")
 
 
-def main(output, header, function, reasons, page, *files):
-    page = pathlib.Path(page).read_text()
-    files = [pathlib.Path(file) for file in files]
-    # No source map is served with the page, so browsers should not look for one.
-    texts = {file.name: re.sub(r"(//|/\*)# sourceMappingURL=[^\n]*", "", file.read_text())
-             for file in files}
-    for name, ending in ("scripts", ".js"), ("styles", ".css"):
-        texts[name] = "\n".join(texts[file.name] for file in files
-                                if file.suffix == ending and f"{{{{{file.name}}}}}" not in page)
-    for name, text in texts.items():
-        page = page.replace(f"{{{{{name}}}}}", text)
+def bundled(command, module):
+    """The script, and the files that it is made of."""
+    with tempfile.TemporaryDirectory() as folder:
+        script, facts = pathlib.Path(folder, "script.js"), pathlib.Path(folder, "facts.json")
+        result = subprocess.run([*command, module.name, f"--outfile={script}", f"--metafile={facts}"],
+                                cwd=module.parent, stderr=subprocess.PIPE, text=True)
+        if result.returncode != 0 or result.stderr:
+            sys.exit(result.stderr)
+        files = json.loads(facts.read_text())["inputs"]
+        return script.read_text(), [module.parent / file for file in files]
+
+
+def main(output, header, function, reasons, page, folder, *bundle):
+    place = pathlib.Path(page)
+    used = [place]
+
+    def text_of(name):
+        file = place.parent / name[1]
+        if file.suffix == ".js" and file.exists():
+            script, files = bundled(bundle, file)
+            used.extend(files)
+            return script
+        used.append(file if file.exists() else pathlib.Path(folder, name[1]))
+        # No source map is served with the page, so browsers should not look for one.
+        return re.sub(r"(//|/\*)# sourceMappingURL=[^\n]*", "", used[-1].read_text())
+    page = re.sub(r"\{\{(.+\.(?:css|js))\}\}", text_of, place.read_text())
+    pathlib.Path(f"{output}.d").write_text(f"{output}: " + " ".join(
+        str(file.resolve()).replace(" ", "\\ ") for file in used))
     check_colors(reasons, page)
 
     sources = {}

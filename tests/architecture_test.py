@@ -1,6 +1,7 @@
-"""Holds the table of modules in ARCHITECTURE.md against what the sources include."""
+"""Holds the table of modules in ARCHITECTURE.md against what the sources include and import."""
 
 import collections
+import graphlib
 import pathlib
 import re
 import unittest
@@ -29,12 +30,22 @@ def module_of(path):
         return module_of(source) if source else "observation"
     if folders[0] == "src":
         return folders[1] if len(folders) > 1 else path.stem
-    return "/".join(folders[:2]) if folders[0] in ("python", "tool") else folders[0]
+    return "/".join(folders[:2]) if folders[0] in ("pages", "python", "tool") else folders[0]
+
+
+def imported():
+    """For each module of the pages, the modules that it imports, be it types alone."""
+    return {path: {(path.parent / name).resolve() for name in
+                   re.findall(r'(?:from|import)\s*\(?"(\.[^"]+\.js)"', path.read_text())}
+            for path in (ROOT / "pages").glob("*/*.js")}
 
 
 def found():
     """For each module, the modules that it includes from."""
     modules = collections.defaultdict(set)
+    for path, others in imported().items():
+        modules[module_of(path)].update(map(module_of, others))
+        modules[module_of(path)].discard(module_of(path))
     for path in sources("src", "include", *FRONT_ENDS):
         module = module_of(path)
         if path == UMBRELLA or path.name in OPEN_TO_ALL:
@@ -63,6 +74,10 @@ class ArchitectureTest(unittest.TestCase):
         public = {str(path.relative_to(ROOT / "include")) for path in sources("include")}
         included = set(re.findall(r'#include "(.+)"', UMBRELLA.read_text()))
         self.assertEqual(included, public - {"zv/zorvel.hpp"} | {"zv/version.hpp"})
+
+    def test_pages_import_without_circles(self):
+        order = list(graphlib.TopologicalSorter(imported()).static_order())
+        self.assertEqual([path for path in order if not path.is_file()], [])
 
     def test_a_command_leans_on_no_other(self):
         commands = ROOT / "tool/commands"

@@ -121,7 +121,7 @@ def main(tool):
             subprocess.run([tool, "report", file, "-o", page], check=True)
             chromium.get(page.as_uri())
             WebDriverWait(chromium, 60).until(lambda _: chromium.execute_script(
-                "return document.readyState === 'complete' && !!recording"))
+                "return document.readyState === 'complete' && !!page.recording"))
             chromium.execute_async_script(
                 "requestAnimationFrame(() => requestAnimationFrame(arguments[0]))")
 

@@ -29,13 +29,14 @@ def main(video, rate="15"):
     browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
     try:
         browser.get(re.search(r"http://\S+", service.stderr.readline())[0])
-        browser.execute_script("cameraForm.elements.rate.value = arguments[0]", rate)
+        browser.execute_script("document.querySelector('[name=rate]').value = arguments[0]", rate)
         browser.find_element(By.NAME, "video").send_keys(str(pathlib.Path(video).resolve()))
         is_running, said = True, ""
         while is_running:
             time.sleep(0.2)
-            is_running, text = browser.execute_script(
-                "return [running !== undefined, cameraText.textContent]")
+            is_running, text = browser.execute_script("""
+                const [stage, text] = document.querySelectorAll("#camera > .stage, #camera > .text");
+                return [!stage.hidden, text.textContent]""")
             if text != said:
                 print(text, file=sys.stderr)
             said = text

@@ -23,6 +23,7 @@ from ._zorvel import (
     now,
     read_recording,
 )
+from .bags import BagFacts, BagTopic, import_bag
 from .recorder import Recorder, Scope
 from .recordings import (
     ImportedField,
@@ -52,6 +53,8 @@ if _TYPE_CHECKING:
 __all__ = [
     "SUMMARY_HEADER",
     "Ambiance",
+    "BagFacts",
+    "BagTopic",
     "DataError",
     "Event",
     "Force",
@@ -76,6 +79,7 @@ __all__ = [
     "cut",
     "explain",
     "greatest_changes",
+    "import_bag",
     "import_openface",
     "import_pyfeat",
     "info",

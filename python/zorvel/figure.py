@@ -16,12 +16,11 @@ import matplotlib.ft2font
 import matplotlib.text
 import numpy
 
+from .results import QUANTITIES
+
 if TYPE_CHECKING:
     from .results import Results
 
-#: What can be drawn, with its range; the first three are drawn unless others are asked for.
-QUANTITIES = {"valence": (-1.0, 1.0), "attention": (0.0, 1.0), "ease": (-0.5, 0.5),
-              "mood": (-1.0, 1.0)}
 _USUAL = list(QUANTITIES)[:3]
 #: Told apart by those who are colour-blind (Okabe and Ito), and with lines of their own in greys.
 _COLOURS = ("#0072b2", "#d55e00", "#009e73", "#cc79a7", "#e69f00", "#56b4e9")

@@ -17,6 +17,10 @@ if TYPE_CHECKING:
     import numpy
     import pandas
 
+#: What can be drawn, with its range; the first three are drawn unless others are asked for.
+QUANTITIES = {"valence": (-1.0, 1.0), "attention": (0.0, 1.0), "ease": (-0.5, 0.5),
+              "mood": (-1.0, 1.0)}
+
 
 class Table(dict[str, "numpy.ndarray[Any, Any]"]):
     """A table of results: from the name of each column to a NumPy array.

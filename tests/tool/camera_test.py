@@ -104,7 +104,7 @@ class CameraTest(BrowserTest):
         self.browser.get(f"http://{host}:{service.port}/#camera")
 
     def wait_for_text(self, text):
-        self.wait(f"cameraText.textContent.includes({json.dumps(text)})")
+        self.wait(f"document.querySelector('#camera .text').textContent.includes({json.dumps(text)})")
 
     def events_until(self, record, condition):
         """The events of the record, when these satisfy the condition."""
@@ -118,10 +118,12 @@ class CameraTest(BrowserTest):
         record = self.folder / "record.jsonl"
         begun = time.time_ns()
         self.open(start_view(self, "--record", record))
-        self.wait("cards.size === 2")
-        self.script("cameraForm.elements.numbers.click(); cameraForm.elements.landmarks.click()")
-        self.wait("cameraNumbers.textContent.includes('\"headPosture\":{\"yaw\"')")
-        self.assertRegex(self.script("return cameraFacts.textContent"),
+        self.wait("page.cards.size === 2")
+        for name in ("numbers", "landmarks"):
+            self.browser.find_element(By.NAME, name).click()
+        self.wait("document.querySelector('#camera pre').textContent.includes('headPosture\":{\"yaw\"')")
+        self.wait("document.querySelector('#camera .facts').textContent")
+        self.assertRegex(self.browser.find_element(By.CSS_SELECTOR, "#camera .facts").text,
                          r"\d\.\d frames a second · \d+ ms a frame · .* dropped · "
                          r"clock of the service known to ±\d+\.\d ms")
         self.wait_for_text("No face in the picture.")
@@ -171,8 +173,8 @@ class CameraTest(BrowserTest):
             self.assertEqual(kinds[kinds.index("remove") - 1], "not_seen")
 
         # Who is still there leaves with the camera.
-        self.script("startButton.click()")
-        self.wait("running === undefined && cards.size === 0")
+        self.browser.find_element(By.ID, "start-camera").click()
+        self.wait("page.running === undefined && page.cards.size === 0")
 
     def test_a_tab_behind_others_sees_nobody(self):
         record = self.folder / "behind.jsonl"
@@ -187,15 +189,16 @@ class CameraTest(BrowserTest):
         self.assertIn("not_seen", kinds)
         self.browser.close()
         self.browser.switch_to.window(page)
-        self.wait("cards.size > 0 && !cameraText.textContent.includes('behind')")
+        self.wait("page.cards.size > 0 && "
+                  "!document.querySelector('#camera .text').textContent.includes('behind')")
 
     def test_a_camera_that_is_not_there(self):
         service = start_view(self, "--host", "robot.local")
         self.open(service, permission="denied")
         self.wait_for_text("The camera was refused.")
         self.open(service)
-        self.wait("running?.analysed > 0")
-        self.script("stageVideo.srcObject.getVideoTracks()[0].dispatchEvent(new Event('ended'))")
+        self.wait("page.running?.analysed > 0")
+        self.script("page.running.stream.getVideoTracks()[0].dispatchEvent(new Event('ended'))")
         self.wait_for_text("The camera was taken away.")
         self.open(service, host="robot.local")
         self.wait_for_text("only to pages of this machine or of https")
@@ -203,12 +206,12 @@ class CameraTest(BrowserTest):
     def test_a_service_that_goes_and_comes(self):
         service = start_view(self)
         self.open(service)
-        self.wait("running?.people?.known.size > 0")
+        self.wait("page.running?.people?.known.size > 0")
         service.kill()
         service.wait(WAIT)
-        self.wait("running && running.people === undefined")
+        self.wait("page.running && page.running.people === undefined")
         start_view(self, port=service.port)
-        self.wait("running?.people?.known.size > 0 && cards.size > 0")
+        self.wait("page.running?.people?.known.size > 0 && page.cards.size > 0")
 
     def test_a_video_becomes_a_recording(self):
         service = start_view(self)
@@ -221,7 +224,7 @@ class CameraTest(BrowserTest):
         self.open(service)
         self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
             "behavior": "allow", "downloadPath": str(self.folder)})
-        self.script("cameraForm.elements.rate.value = 5")
+        self.script("document.querySelector('[name=rate]').value = 5")
         self.browser.find_element(By.NAME, "video").send_keys(str(video))
         self.wait_for_text("The recording is made.")
         self.browser.find_element(By.ID, "save-video").click()
@@ -273,90 +276,3 @@ class CameraTest(BrowserTest):
             with self.assertRaises(urllib.error.HTTPError) as unchanged:
                 get("camera/" + name, **{"If-None-Match": answer.headers["ETag"]})
             self.assertEqual(unchanged.exception.code, 304)
-
-
-class FacesTest(BrowserTest):
-    """From faces to events, by numbers worked out by hand. It needs no camera."""
-
-    def setUp(self):
-        self.browser.get(f"http://127.0.0.1:{start_view(self).port}/")
-
-    def follow(self, *frames, first=7, most=1000, mirrored=False):
-        """The events of frames, each a time and faces."""
-        return self.browser.execute_script(
-            """const [frames, options, mirrored] = arguments;
-               const people = new People(options);
-               return frames.map(([seconds, faces]) => people.follow(faces, seconds, mirrored));""",
-            frames, {"first": first, "most": most}, mirrored)
-
-    def face(self, **others):
-        mesh = [0] * 956
-        # Eyes 100 pixels wide. The left iris is 20 to the right of the middle, the right one 60 to the
-        # left, more than an eye can turn.
-        for index, (x, y) in {33: (100, 50), 133: (200, 50), 473: (170, 90), 362: (300, 50),
-                              263: (400, 50), 468: (290, 50), 1: (250, 120)}.items():
-            mesh[2 * index:2 * index + 2] = x, y
-        return {"box": [0.1, 0.1, 0.2, 0.2], "score": 1.25, "mesh": mesh, "distance": 0.6,
-                "angle": {"yaw": 0.5235987755982988, "pitch": 0.17453292519943295,
-                          "roll": -0.08726646259971647},
-                "emotion": [{"emotion": "happy", "score": 0.5}, {"emotion": "fear", "score": 0.25}],
-                **others}
-
-    def test_numbers(self):
-        [[seen]] = self.follow([0, [self.face()]])
-        self.assertEqual((seen["event"], seen["person"], seen["faceDetected"]),
-                         ("observation", 7, {"value": True}))
-        self.assertEqual(seen["distance"], {"value": 0.6})
-        self.assertEqual(seen["smile"], {"value": 0.5, "confidence": 1})
-        self.assertEqual({name: each["value"] for name, each in seen["expressions"].items()},
-                         {"calm": 0, "anger": 0, "joy": 0.5, "sorrow": 0, "surprise": 0})
-        for key, value in (("yaw", 30), ("pitch", -10), ("roll", -5)):
-            self.assertAlmostEqual(seen["headPosture"][key], value)
-        # asin(0.2 x 30 / 12) is 30 degrees, the other eye -90: the mean is -30.
-        self.assertAlmostEqual(seen["gaze"]["yaw"], 60)
-        self.assertAlmostEqual(seen["gaze"]["pitch"], -10)
-        points = seen["facialPoints"]["points"]
-        self.assertEqual([point["point"] for point in points], list(range(12)))
-        self.assertEqual([(points[index]["x"], points[index]["y"]) for index in (0, 3, 8)],
-                         [(100, 50), (400, 50), (250, 120)])
-        [[mirrored]] = self.follow([0, [self.face()]], mirrored=True)
-        self.assertAlmostEqual(mirrored["headPosture"]["yaw"], -30)
-        self.assertAlmostEqual(mirrored["headPosture"]["roll"], 5)
-        self.assertAlmostEqual(mirrored["gaze"]["yaw"], -60)
-        self.assertEqual(mirrored["gaze"]["pitch"], seen["gaze"]["pitch"])
-
-    def test_what_is_not_known_is_left_out(self):
-        [[seen]] = self.follow([0, [self.face(distance=0, angle=None, mesh=[], emotion=None,
-                                              score=-1)]])
-        self.assertEqual(set(seen), {"event", "person", "faceDetected", "smile", "expressions"})
-        self.assertEqual(seen["smile"], {"value": 0, "confidence": 0})
-        [[seen]] = self.follow([0, [self.face(mesh=[1] * 936)]])
-        self.assertNotIn("gaze", seen)
-
-    def test_whose_face_it_is(self):
-        def at(x, width=0.2):
-            return self.face(box=[x, 0.1, width, 0.2])
-        def short(frames):
-            return [[f"{event['event'][0]}{event['person']}" for event in events]
-                    for events in frames]
-        # Two people cross over: the best pairs win. A third one comes; what overlaps by less than
-        # 0.3 is somebody else.
-        self.assertEqual(short(self.follow(
-            [0, [at(0.1), at(0.5)]],
-            [0.1, [at(0.45), at(0.15)]],
-            [0.2, [at(0.15), at(0.45), at(0.56)]],
-            [0.3, [at(0.26)]])),
-            [["o7", "o8"], ["o7", "o8"], ["o7", "o8", "o9"], ["n7", "n8", "n9", "o10"]])
-        # 3 s unseen is not too long; ids come round, but not those in use.
-        self.assertEqual(short(self.follow(
-            [0, [at(0.1)]], [1, [at(0.1), at(0.5)]], [4, [at(0.1)]], [4.1, [at(0.1)]],
-            [4.2, [at(0.1), at(0.7)]], first=1, most=2)),
-            [["o1"], ["o1", "o2"], ["o1", "n2"], ["o1", "r2"], ["o1", "o2"]])
-        boxes = [[0, 0, 2, 2], [1, 1, 2, 2]]
-        self.assertAlmostEqual(self.browser.execute_script(
-            "return overlapOf(...arguments)", *boxes), 1 / 7)
-
-    def test_times_are_exact(self):
-        self.assertEqual(self.browser.execute_script(
-            "return eventLine({ event: 'not_seen', person: 1 }, recordingStart + inNanoseconds(1 / 15))"),
-            '{"time":946684800066666667,"event":"not_seen","person":1}')

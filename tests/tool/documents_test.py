@@ -5,9 +5,13 @@ import os
 import pathlib
 import re
 import subprocess
+import sys
 import unittest
 
 from tool import SOURCE, TOOL, new_folder
+
+sys.path.append(str(SOURCE / "bench"))
+import make_bag  # noqa: E402
 
 # The input that the documents speak of. Their sh blocks are run; a command that should fail or has no
 # end stands in a text block.
@@ -65,8 +69,9 @@ class DocumentsTest(unittest.TestCase):
             self.assertTrue(shown[name], name)
         for name in (name for name in shown if shown[name] or programs[name]):
             folder = new_folder(self.addCleanup)
-            for inner in ("games", "notes", "raw", "recordings"):
+            for inner in ("games", "notes", "raw", "recordings", "session"):
                 (folder / inner).mkdir()
+            make_bag.write_sqlite(folder / "session/session_0.db3", make_bag.scene(5.0, 2))
             for file, text in FILES.items():
                 (folder / file).write_text(text)
             for file in SIMULATED:

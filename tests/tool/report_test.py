@@ -14,9 +14,9 @@ import tool
 from browser import BrowserTest
 from tool import run
 
-DRAWN = """return charts.map(({dygraph}) => Array.from({length: dygraph.numRows()},
+DRAWN = """return page.charts.map(({dygraph}) => Array.from({length: dygraph.numRows()},
   (_, row) => [dygraph.getValue(row, 0), dygraph.getValue(row, 1)]))"""
-WINDOWS = "return charts.map(({dygraph}) => dygraph.xAxisRange())"
+WINDOWS = "return page.charts.map(({dygraph}) => dygraph.xAxisRange())"
 
 
 def line(*arguments, **keys):
@@ -72,7 +72,7 @@ class ReportTest(BrowserTest):
                      input=recording if is_text else None)
         self.assertEqual(result.returncode, status, result.stderr)
         self.browser.get(page.as_uri())
-        self.wait("document.readyState === 'complete' && recording")
+        self.wait("document.readyState === 'complete' && page.recording")
         self.settle()
         return result
 
@@ -108,27 +108,22 @@ class ReportTest(BrowserTest):
             "Ease", "Scopes")] + ["Agitation of the room"])
         self.assertEqual(*self.script("""
           const {persons: [one]} = JSON.parse(document.getElementById("recording").textContent);
-          return [Object.keys(quantities),
+          return [Object.keys(page.quantities),
                   Object.keys(one).filter((name) => `${name}_confidence` in one)]"""))
         rows = self.timeline(self.scene)
-        self.script("setShown(37, 49)")  # everybody leaves and comes again
+        self.script("page.setShown(37, 49)")  # everybody leaves and comes again
         self.settle()
         drawn = dict(zip(labels, self.script(DRAWN)))
         gaps = 0
         for person in ("1", "2", "3"):
             own = [row for row in rows if row["person"] == person]
             shown = [index for index, row in enumerate(own) if 37 <= row["seconds"] <= 49]
-            for name, quarter in (("valence", 0.5), ("attention", 0.25), ("ease", 0.25)):
+            for name in ("valence", "attention", "ease"):
                 points = drawn[f"{name.capitalize()} of person {person}"]
                 gaps += sum(band is None for _, band in points)
                 points = [point for point in points if point[1] and 37 <= point[0] <= 49]
                 self.assertEqual([(seconds, band[1]) for seconds, band in points],
                                  [(own[k]["seconds"], single(own[k][name])) for k in shown])
-                for k, (_, (low, value, high)) in zip(shown, points):
-                    half = quarter * (1 - float(own[k][f"{name}_confidence"]))
-                    floor = {"valence": -1, "attention": 0, "ease": -0.5}[name]
-                    self.assertAlmostEqual(low, max(value - half, floor), 6)
-                    self.assertAlmostEqual(high, min(value + half, floor + 4 * quarter), 6)
         self.assertEqual(gaps, 9)
         self.check_mood_strip([row for row in rows if row["person"] == "1"])
 
@@ -138,7 +133,7 @@ class ReportTest(BrowserTest):
         inner = [k for k in range(1, len(rows) - 1) if len(set(moods[k - 1:k + 2])) == 1
                  and seconds[k + 1] - seconds[k - 1] < 0.1 and 20.1 < seconds[k] < 31.9]
         self.assertEqual({moods[k] for k in inner}, {1, 0, -1})
-        self.script("setShown(20, 32); draw()")
+        self.script("page.setShown(20, 32); page.draw()")
         lanes = [(seconds[k], lane) for k in inner for lane in (2.5, 1.5, 0.5)]
         painted = iter(self.painted(2, lanes))
         for k in inner:
@@ -148,7 +143,7 @@ class ReportTest(BrowserTest):
     def painted(self, chart, places):
         """Whether there is anything on a chart, for each time and value."""
         return self.script("""
-          const {dygraph, box} = charts[arguments[0]], canvas = box.querySelector("canvas");
+          const {dygraph, box} = page.charts[arguments[0]], canvas = box.querySelector("canvas");
           const {width, height} = canvas, copy = new OffscreenCanvas(width, height).getContext("2d");
           copy.drawImage(canvas, 0, 0);
           const {data} = copy.getImageData(0, 0, width, height);
@@ -166,32 +161,11 @@ class ReportTest(BrowserTest):
                 self.assertIn(expected, text)
         closed = [(row["person"], row["scope"], row["label"], row["samples"])
                   for row in tool.rows(self.folder / "scene/scopes.csv")]
-        listed = self.script("""return recording.persons.flatMap(({id}) =>
+        listed = self.script("""return page.recording.persons.flatMap(({id}) =>
           [...document.querySelectorAll(`#person${id} details tbody tr`)].map((row) =>
             [String(id), ...[4, 2, 3].map((column) => row.children[column].textContent)]))""")
         listed = [(person, scope, label[2:], samples) for person, scope, label, samples in listed]
         self.assertCountEqual([row for row in listed if row[2] != "not closed"], closed)
-
-    def test_keeps_extremes_at_every_zoom(self):
-        """One smile in an hour, gone in the next cycle; later, ten seconds without a cycle."""
-        at = 20_003
-        lines = [calm(k / 10) for k in range(36_000)]
-        del lines[30_000:30_100]
-        lines[at] = smiling(at / 10) + line(at / 10, "remove", person=1)
-        hour = self.folder / "hour.jsonl"
-        hour.write_text("".join(lines))
-        self.open(hour)
-        peak = max(single(row["valence"]) for row in self.timeline(hour))
-        self.assertGreater(peak, 0.5)
-        for width in (60, 1000, 3600):
-            self.script(f"setShown(2000 - {width / 2}, 2000 + {width / 2}); draw()")
-            points = self.script(DRAWN)[0]
-            self.assertLess(len(points), 3000)
-            high = [k for k, (_, band) in enumerate(points) if band and band[1] > 0.1]
-            self.assertEqual([(points[k][0], points[k][1][1]) for k in high], [(at / 10, peak)])
-            self.assertIsNone(points[high[0] + 1][1])  # a removed person begins anew
-            self.assertEqual(self.painted(0, [(at / 10, peak), (at / 10, -peak)]), [True, False])
-        self.assertEqual([seconds for seconds, band in points if not band], [(at + 1) / 10, 3010])
 
     def test_draws_no_line_where_nothing_was_measured(self):
         """A head until 1 s is remembered for 7 s more, and shown for 1 s more; a calm face stays at 0.
@@ -203,8 +177,8 @@ class ReportTest(BrowserTest):
             known = [seconds for seconds, band in self.script(DRAWN)[chart] if band and band[1] is not None]
             self.assertEqual((known[0], known[-1], len(known)), (0, last, 10 * last + 1))
             self.assertEqual(self.painted(chart, [(5.05, level), (12.05, level)]), [False, last == 9])
-        self.script("setPointer(12); draw()")
-        self.assertIn("Attention not measured", self.script("return formatValues()"))
+        self.script("page.setPointer(12); page.draw()")
+        self.assertIn("Attention not measured", self.script("return page.formatValues()"))
 
     def assert_shown(self, begin, end, places=6):
         self.settle()
@@ -218,19 +192,14 @@ class ReportTest(BrowserTest):
                   + "".join(smiling(k / 10, k % 3) for k in range(500, 1001)))
         page = self.browser.find_element(By.CSS_SELECTOR, "body")
         stack = self.browser.find_elements(By.CSS_SELECTOR, ".stack")[1]
-        left, right = Keys.ARROW_LEFT, Keys.ARROW_RIGHT
-        steps = (("+", "in", 25, 75), ("=", "in", 37.5, 62.5), (left, "left", 31.25, 56.25),
-                 ("-", "out", 18.75, 68.75), (right, "right", 31.25, 81.25),
-                 (right, "right", 43.75, 93.75), (right, "right", 50, 100),
-                 ("-", "out", 0, 100), ("+", "in", 25, 75), ("0", "whole", 0, 100))
-        for key, _, begin, end in steps:
-            page.send_keys(key)
-            self.assert_shown(begin, end)
-        for _, button, begin, end in steps:
+        page.send_keys("+")
+        self.assert_shown(25, 75)
+        for button, begin, end in (("left", 12.5, 62.5), ("right", 25, 75), ("in", 37.5, 62.5),
+                                   ("out", 25, 75), ("whole", 0, 100)):
             self.browser.find_element(By.CSS_SELECTOR, f"[data-action={button}]").click()
             self.assert_shown(begin, end)
 
-        edge, width = self.script("const {x, w} = stacks[1].area(); return [x, w]")
+        edge, width = self.script("const {x, w} = page.stacks[1].area(); return [x, w]")
         edge -= stack.size["width"] / 2
         mouse = ActionChains(self.browser, duration=0)
         mouse.move_to_element_with_offset(stack, round(edge + 0.6 * width), 0).click_and_hold()
@@ -253,7 +222,7 @@ class ReportTest(BrowserTest):
         for offset in (-240, 0, 301, 450):
             ActionChains(self.browser).move_to_element_with_offset(stack, offset, 0).perform()
             self.settle()
-            pointer = self.script("return pointer")
+            pointer = self.script("return page.pointer")
             row = min(own, key=lambda candidate: abs(candidate["seconds"] - pointer))
             if abs(row["seconds"] - pointer) > 1:
                 expected = 4 * ["–"]  # gone
@@ -275,7 +244,7 @@ class ReportTest(BrowserTest):
             key = (force["person"], force["quantity"], force["reason"], force["time"])
             moves[key] = moves.get(key, 0.0) + float(force["after"]) - float(force["before"])
         told = self.script("""return ["valence", "attention"].flatMap((name) =>
-          recording.persons[0][name].moves.map(({reason, rows}) => [name, reason, [...rows]]))""")
+          page.recording.persons[0][name].moves.map(({reason, rows}) => [name, reason, [...rows]]))""")
         self.assertEqual(sorted((name, reason) for name, reason, _ in told),
                          sorted({(name, reason) for person, name, reason, _ in moves
                                  if person == "1" and name in ("valence", "attention")}))
@@ -285,27 +254,22 @@ class ReportTest(BrowserTest):
                 expected = moves.get(("1", name, reason, row["time"]), 0.0)
                 self.assertAlmostEqual(move / 10_000, expected, delta=6e-5)
         self.assertEqual(self.script("""
+          const {colorOf, quantities, reasonColor, recording} = page;
           const names = recording.reasons.map(({name}) => reasonColor(name));
           return [...Object.keys(quantities), ...names].filter(
             (name) => colorOf(name) === colorOf("other-reason"))"""), [])
-        # The cycle with the most movement shows at every zoom, as high as the chart.
-        sizes = [sum(abs(rows[k]) for name, _, rows in told if name == "valence")
-                 for k in range(len(own))]
-        most = max(range(len(own)), key=lambda k: sizes[k])
-        for width in (0.5, 10, 60):
-            at = own[most]["seconds"]
-            self.script(f"setShown({at - width / 2}, {at + width / 2}); setPointer({at}); draw()")
-            up = sum(max(rows[most], 0) for name, _, rows in told if name == "valence")
-            down = sum(max(-rows[most], 0) for name, _, rows in told if name == "valence")
-            self.assertEqual(self.painted(1, [(at + 1e-6, 0.97 * (1 if up > down else -1))]), [True])
-            legend = self.browser.find_element(By.CSS_SELECTOR, "#person1 .reasons")
-            items = [item.get_property("textContent").rsplit(" ", 1)
-                     for item in legend.find_elements(By.CSS_SELECTOR, "li")]
-            self.assertEqual(len(items), sum(name == "valence" for name, _, _ in told))
-            for (reason, text), (_, name, rows) in zip(items, told):
-                self.assertEqual(reason, name)
-                self.assertAlmostEqual(float(text.replace("−", "-")), rows[most] / 10_000,
-                                       delta=6e-4)
+        # The cycle with the most movement is as high as the chart.
+        moved = [(reason, rows) for name, reason, rows in told if name == "valence"]
+        most = max(range(len(own)), key=lambda k: sum(abs(rows[k]) for _, rows in moved))
+        at = own[most]["seconds"]
+        self.script(f"page.setPointer({at}); page.draw()")
+        is_up = sum(rows[most] for _, rows in moved) > 0
+        self.assertEqual(self.painted(1, [(at + 1e-6, 0.97 if is_up else -0.97)]), [True])
+        items = [item.get_property("textContent").rsplit(" ", 1) for item in
+                 self.browser.find_elements(By.CSS_SELECTOR, "#person1 .reasons:first-of-type li")]
+        for (reason, text), (name, rows) in zip(items, moved, strict=True):
+            self.assertEqual(reason, name)
+            self.assertAlmostEqual(float(text.replace("−", "-")), rows[most] / 10_000, delta=6e-4)
 
     def save_as_svg(self, person):
         """The picture that the button beside a person's charts saves."""
@@ -321,8 +285,8 @@ class ReportTest(BrowserTest):
 
     def test_saves_what_is_shown_as_a_picture_for_light_paper(self):
         self.open(self.scene)
-        colours = """return [getComputedStyle(document.body).backgroundColor, colorOf("text"),
-                             charts[0].dygraph.getColors()[0]]"""
+        colours = """return [getComputedStyle(document.body).backgroundColor, page.colorOf("text"),
+                             page.charts[0].dygraph.getColors()[0]]"""
         light = self.script(colours)
         self.addCleanup(self.browser.execute_cdp_cmd, "Emulation.setEmulatedMedia", {"features": []})
         self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia", {
@@ -330,7 +294,7 @@ class ReportTest(BrowserTest):
         self.settle()
         dark = self.script(colours)
         self.assertTrue(all(one != other for one, other in zip(light, dark)), dark)
-        self.script("setShown(36, 48)")  # everybody leaves and comes again
+        self.script("page.setShown(36, 48)")  # everybody leaves and comes again
         self.settle()
         picture = self.save_as_svg(1)
         self.assertEqual(self.script(colours), dark)

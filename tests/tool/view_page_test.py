@@ -35,7 +35,7 @@ class ViewPageTest(BrowserTest):
             "features": [{"name": name.replace("_", "-"), "value": value}
                          for name, value in features.items()]})
         self.browser.get(f"http://127.0.0.1:{self.port}/")
-        self.wait("lastStatus !== undefined")
+        self.wait("page.lastStatus !== undefined")
 
     def feed(self, text):
         self.service.stdin.write(text)
@@ -53,7 +53,7 @@ class ViewPageTest(BrowserTest):
         self.assertIn("Nobody is here", self.texts("#nobody")[0])
         self.feed("".join(smiling(person) for person in range(1, 13)) + line("movement") +
                   line("activity", value=0.05))
-        self.wait("cards.size === 12 && document.querySelectorAll('.why li').length >= 36")
+        self.wait("page.cards.size === 12 && document.querySelectorAll('.why li').length >= 36")
         first = self.texts(".card")[0].splitlines()
         self.assertEqual(first[0], "Person 1")
         self.assertRegex(first[1], r"▲ positive \d+ %")
@@ -61,18 +61,16 @@ class ViewPageTest(BrowserTest):
                                           r"Ease 0\.0 50 % sure")
         self.assertIn("Face characteristics pulls valence up", first)
         self.assertIn("agitation 0.14, calm 0.86", self.texts("#room")[0])
-        self.script("announce()")
+        self.script("page.announce()")
         self.assertIn("12 people. Person 1: positive",
                       self.script("return document.getElementById('announcement').textContent"))
-        # A person who goes leaves a place, which the next one takes; nobody else moves.
-        places = "return [...cards].map(([id, {box}]) => [id, box.offsetLeft, box.offsetTop])"
-        before = self.script(places)
         self.feed(line("remove", person=2))
-        self.wait("!cards.has(2) && document.querySelector('.slot')")
+        self.wait("!page.cards.has(2) && document.querySelector('.slot')")
         self.feed(smiling(13))
-        self.wait("cards.has(13)")
-        after = self.script(places)
-        self.assertEqual(after, before[:1] + before[2:] + [[13, *before[1][1:]]])
+        self.wait("page.cards.has(13)")
+        self.assertEqual(self.script("return [...document.querySelectorAll('.card h2')].map("
+                                     "(each) => Number(each.textContent.slice(7)))"),
+                         [1, 13, *range(3, 13)])
         self.script("document.querySelector('#choice').open = true")
         self.browser.find_elements(By.CSS_SELECTOR, "#choice input")[0].click()
         self.assertEqual(sum(each.is_displayed() for each in
@@ -84,11 +82,13 @@ class ViewPageTest(BrowserTest):
                                 (400, {"prefers_reduced_motion": "reduce"}), (768, {}), (1400, {})):
             self.open(width, **features)
             self.feed(smiling(1) + smiling(-2147483648) + "oops " + "x" * 500 + "\n")
-            self.wait("cards.size === 2 && document.querySelector('.why li')")
+            # The forces of lines that come while the page gets its picture are not in it.
+            self.until(lambda: self.feed(smiling(1)) or self.script(
+                "return page.cards.size === 2 && document.querySelector('.why li')"))
             self.script("document.querySelectorAll('details').forEach((d) => { d.open = true; });"
-                        "showHand(true)")
+                        "document.getElementById('hand').hidden = false")
             self.assertLessEqual(self.script("return document.documentElement.scrollWidth"), width)
-            motion = self.script("return getComputedStyle(cards.get(1).box).transitionDuration")
+            motion = self.script("return getComputedStyle(page.cards.get(1).box).transitionDuration")
             self.assertEqual(motion == "0s", "prefers_reduced_motion" in features)
 
     def test_pause_holds_what_is_drawn(self):
@@ -99,48 +99,36 @@ class ViewPageTest(BrowserTest):
         self.addCleanup(send.wait, WAIT)
         self.addCleanup(send.terminate)
         self.addCleanup(scene.communicate)
-        self.wait("cards.size > 0")
+        self.wait("page.cards.size > 0")
         self.browser.find_element(By.TAG_NAME, "body").send_keys("p")
-        shown = "return [...cards.values()].map(({curves, box}) => curves.canvas.toDataURL())"
+        shown = "return [...page.cards.values()].map(({curves, box}) => curves.canvas.toDataURL())"
         before = self.script(shown)
-        self.wait("/[1-9]\\d* lines? behind/.test(pauseButton.textContent)")
+        self.wait("/[1-9]\\d* lines? behind/.test(document.getElementById('pause').textContent)")
         self.assertTrue(self.script(shown)[:len(before)] == before, "it goes on")
         self.browser.find_element(By.TAG_NAME, "body").send_keys("p")
         self.until(lambda: self.script(shown)[0] != before[0])
         self.assertEqual(self.texts("#pause"), ["P\nPause"])
         self.assert_no_complaints()
 
-    def test_curves_stop_where_nothing_came_for_a_second(self):
-        self.open()
-        lengths = self.script("""
-          const person = new Person(1);
-          for (const [seconds, value] of arguments[0]) {
-            const reading = { value, confidence: 1 };
-            person.add({ time: seconds * 1e9, valence: reading, attention: reading });
-          }
-          return stretchesOf(person.bins, "valence").map((stretch) => stretch.length)""",
-            [(0, 0), (0.95, 0), (2.05, 0), (2.55, None), (2.95, 0), (3.05, 0), (3.15, 0)])
-        self.assertEqual(lengths, [2, 1, 3])
-
     def test_comes_back_after_the_service(self):
         self.open()
         self.feed(smiling(1))
-        self.wait("cards.size === 1")
+        self.wait("page.cards.size === 1")
         self.service.kill()
         self.service.wait(WAIT)
         self.wait("document.getElementById('connection').className !== 'live'")
         self.assertRegex(self.texts("#connection")[0], "the last line came at .*:")
         self.service = start_view(self, port=self.port, stdin=subprocess.PIPE)
-        self.wait("document.getElementById('connection').className === 'live' && cards.size === 0")
+        self.wait("document.getElementById('connection').className === 'live' && page.cards.size === 0")
         self.feed(smiling(2))
-        self.wait("cards.has(2)")
-        self.script("""for (const picture of ["begins", "complete"]) onLine({ picture })""")
-        self.wait("cards.size === 0")  # nobody was in it
+        self.wait("page.cards.has(2)")
+        self.script("""for (const picture of ["begins", "complete"]) page.onLine({ picture })""")
+        self.wait("page.cards.size === 0")  # nobody was in it
 
     def test_saves_the_last_minute(self):
         self.open()
         self.feed(smiling(1) * 3)
-        self.wait("cards.size === 1")
+        self.wait("page.cards.size === 1")
         self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
             "behavior": "allow", "downloadPath": str(self.folder)})
         self.browser.find_element(By.ID, "save").click()
@@ -154,7 +142,7 @@ class ViewPageTest(BrowserTest):
         self.open()
         self.feed(smiling(1) + line("start_recording", person=1, scope=markup) +
                   line("stop_recording", person=1, scope=markup) + line(markup) + markup + "\n")
-        self.wait("lastStatus.bad_lines === 2")
+        self.wait("page.lastStatus.bad_lines === 2")
         self.script("document.querySelector('#bad-lines').open = true")
         self.assertIn("standard input, line 4: event: \"<img src=x", self.texts("#bad-lines li")[1])
         self.assertEqual(self.texts("#bad-lines summary"), ["2 bad lines"])
@@ -164,16 +152,16 @@ class ViewPageTest(BrowserTest):
     def test_a_person_by_hand(self):
         self.open()
         self.browser.find_element(By.ID, "by-hand").click()
-        self.wait("cards.has(1000000)")
-        self.script("handForm.elements.face.value = 1")
-        self.wait("cards.get(1000000).person.state.valence.value > 0.9")
-        self.script("handForm.elements.face.value = 0")
+        self.wait("page.cards.has(1000000)")
+        self.script("document.querySelector('[name=face]').value = 1")
+        self.wait("page.cards.get(1000000).person.state.valence.value > 0.9")
+        self.script("document.querySelector('[name=face]').value = 0")
         self.browser.find_elements(By.CSS_SELECTOR, "[data-touch]")[1].click()
-        self.wait("cards.get(1000000).person.state.valence.value < 0")
+        self.wait("page.cards.get(1000000).person.state.valence.value < 0")
         self.browser.refresh()
-        self.wait("cards.has(1000000) && serviceStarted")
+        self.wait("page.cards.has(1000000) && page.lastStatus")
         self.browser.find_element(By.ID, "by-hand").click()
-        self.wait("handPerson === 1000000 && cards.get(1000000).person.state.forces?.length > 0")
+        self.wait("page.cards.size === 1 && page.cards.get(1000000)?.person.pulls.length > 0")
         self.browser.find_element(By.ID, "by-hand").click()
-        self.wait("!cards.has(1000000) && handForm.hidden")
+        self.wait("!page.cards.has(1000000) && document.getElementById('hand').hidden")
         self.assert_no_complaints()

@@ -1,0 +1,166 @@
+// From the faces in a picture to what is observed of people. docs/camera.md tells where each number
+// comes from.
+
+/**
+ * A face as the worker finds it. Its box is x, y, width and height as fractions of the picture, its
+ * mesh x, y, x, y, … in pixels, its angles are in radians.
+ * @typedef {{
+ *   box: [number, number, number, number], score: number, mesh: ArrayLike<number>,
+ *   angle?: { yaw: number, pitch: number, roll: number } | null,
+ *   emotion?: { emotion: string, score: number }[] | null, distance?: number, person?: number,
+ * }} Face
+ */
+/** @typedef {{ event: string, person: number, [field: string]: unknown }} Event */
+
+const leastOverlap = 0.3;
+const goneSeconds = 3;
+const meshPoints = 478;
+// Left and right in the picture, as is every pair below.
+const eyes = [{ corners: [33, 133], iris: 473 }, { corners: [362, 263], iris: 468 }];
+const eyeOpening = 30;  // millimetres
+const eyeballRadius = 12;
+// In the order of the library's points: corners of the eyes, ends of the brows, nose, mouth.
+const facialPoints = [33, 133, 362, 263, 70, 107, 336, 300, 1, 2, 61, 291];
+const expressionNames = [["calm", "neutral"], ["anger", "angry"], ["joy", "happy"],
+                         ["sorrow", "sad"], ["surprise", "surprise"]];
+
+/** @param {number} radians */
+function inDegrees(radians) {
+  return radians * 180 / Math.PI;
+}
+
+/**
+ * How far the eyes are turned to the right of the picture within the head, in degrees. The vertical
+ * offset would be that of the lids.
+ * @param {ArrayLike<number>} mesh
+ */
+function eyesTurned(mesh) {
+  const point = (/** @type {number} */ index) => ({ x: mesh[2 * index], y: mesh[2 * index + 1] });
+  const angles = eyes.map(({ corners, iris }) => {
+    const [left, right] = corners.map(point);
+    const { x, y } = point(iris);
+    const across = { x: right.x - left.x, y: right.y - left.y };
+    const offset = ((x - (left.x + right.x) / 2) * across.x +
+                    (y - (left.y + right.y) / 2) * across.y) / (across.x ** 2 + across.y ** 2);
+    return inDegrees(Math.asin(Math.max(-1, Math.min(1, offset * eyeOpening / eyeballRadius))));
+  });
+  return (angles[0] + angles[1]) / 2;
+}
+
+/**
+ * `isMirrored`: the camera or the video shows left and right exchanged.
+ * @param {number} person
+ * @param {Face} face
+ * @param {boolean} isMirrored
+ * @returns {Event}
+ */
+export function observationOf(person, { score, mesh, angle, emotion, distance }, isMirrored) {
+  const confidence = Math.max(0, Math.min(1, score));
+  const scoreOf = (/** @type {string} */ name) =>
+    emotion?.find((each) => each.emotion === name)?.score ?? 0;
+  /** @type {Event} */
+  const seen = { event: "observation", person, faceDetected: { value: true } };
+  if (distance !== undefined && distance > 0 && distance < Infinity) seen.distance = { value: distance };
+  if (angle) {
+    const side = isMirrored ? -1 : 1;
+    const yaw = inDegrees(angle.yaw);
+    const pitch = -inDegrees(angle.pitch);
+    seen.headPosture = { yaw: side * yaw, pitch, roll: side * inDegrees(angle.roll) };
+    if (mesh.length >= 2 * meshPoints) {
+      seen.gaze = { yaw: side * (yaw - eyesTurned(mesh)), pitch };
+    }
+  }
+  seen.smile = { value: scoreOf("happy"), confidence };
+  seen.expressions = Object.fromEntries(expressionNames.map(([ours, theirs]) => (
+    [ours, { value: scoreOf(theirs), confidence }])));
+  if (mesh.length > 0) {
+    seen.facialPoints = { points: facialPoints.map((index, point) => (
+      { point, x: mesh[2 * index], y: mesh[2 * index + 1], confidence })) };
+  }
+  return seen;
+}
+
+/**
+ * Intersection over union.
+ * @param {Face["box"]} box
+ * @param {Face["box"]} other
+ */
+export function overlapOf([x, y, width, height], [otherX, otherY, otherWidth, otherHeight]) {
+  const sharedWidth = Math.min(x + width, otherX + otherWidth) - Math.max(x, otherX);
+  const sharedHeight = Math.min(y + height, otherY + otherHeight) - Math.max(y, otherY);
+  if (sharedWidth <= 0 || sharedHeight <= 0) return 0;
+  const shared = sharedWidth * sharedHeight;
+  return shared / (width * height + otherWidth * otherHeight - shared);
+}
+
+// Tells whose face is whose from one picture to the next. People get numbers from `first` on, at most
+// `most` different ones, more than there can be within 3 s; then those of the gone are given anew.
+export class People {
+  /** @param {{ first: number, most?: number }} numbers */
+  constructor({ first, most = Infinity }) {
+    this.first = first;
+    this.most = most;
+    this.next = 0;
+    /** @type {Map<number, { box: Face["box"], seconds: number }>} */
+    this.known = new Map();  // by number: the last box, and when it was seen
+  }
+
+  /**
+   * The events of a picture, in the order of the people. `seconds` is its time. Notes in each face
+   * whose it is.
+   * @param {Face[]} faces
+   * @param {number} seconds
+   */
+  follow(faces, seconds, isMirrored = false) {
+    const pairs = [];
+    for (const face of faces) {
+      face.person = undefined;
+      for (const [person, { box }] of this.known) {
+        const overlap = overlapOf(face.box, box);
+        if (overlap >= leastOverlap) pairs.push({ face, person, overlap });
+      }
+    }
+    pairs.sort((one, other) => other.overlap - one.overlap);
+    /** @type {Map<number, Face>} */
+    const seen = new Map();
+    for (const { face, person } of pairs) {
+      if (face.person !== undefined || seen.has(person)) continue;
+      face.person = person;
+      seen.set(person, face);
+    }
+    for (const face of faces) {
+      if (face.person === undefined) seen.set(face.person = this.nextNumber(seen), face);
+    }
+    for (const [person, { box }] of seen) this.known.set(person, { box, seconds });
+
+    return [...this.known].sort(([one], [other]) => one - other).map(([person, last]) => {
+      const face = seen.get(person);
+      if (face) return observationOf(person, face, isMirrored);
+      if (seconds - last.seconds <= goneSeconds) return { event: "not_seen", person };
+      this.known.delete(person);
+      return { event: "remove", person };
+    });
+  }
+
+  /** @param {Map<number, Face>} seen */
+  nextNumber(seen) {
+    while (true) {
+      const person = this.first + this.next++ % this.most;
+      if (!this.known.has(person) && !seen.has(person)) return person;
+    }
+  }
+}
+
+/** @param {number} seconds */
+export function inNanoseconds(seconds) {
+  return BigInt(Math.round(seconds * 1e9));
+}
+
+/**
+ * As a line of a recording. A time is a BigInt: a script's numbers are too short for nanoseconds.
+ * @param {Event} event
+ * @param {bigint} time
+ */
+export function eventLine(event, time) {
+  return `{"time":${time},${JSON.stringify(event).slice(1)}`;
+}

@@ -1,0 +1,19 @@
+// What the worker uses of the package that analyses pictures, a script of its own.
+
+declare namespace Human {
+  type Face = {
+    boxRaw: [number, number, number, number];
+    faceScore: number;
+    mesh: [number, number, number][];
+    rotation?: { angle: { yaw: number; pitch: number; roll: number } };
+    emotion?: { emotion: string; score: number }[];
+    distance?: number;
+  };
+  class Human {
+    constructor(settings: object);
+    load(): Promise<void>;
+    detect(picture: ImageBitmap): Promise<{ face: Face[]; error?: string | null }>;
+  }
+}
+
+declare function importScripts(...addresses: string[]): void;

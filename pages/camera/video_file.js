@@ -1,0 +1,133 @@
+// A video file: steps through it and makes a recording. Nothing goes to the service.
+
+import { formatTime } from "../shared/format.js";
+import { Analysis } from "./analysis.js";
+import { eventLine, inNanoseconds, People } from "./faces.js";
+import { landmarks, mirrored } from "./settings.js";
+import { drawFaces, stageVideo } from "./stage.js";
+
+/**
+ * @typedef {{ onText: (text: string) => void, onEnd: (failure?: string, recording?: Blob) => void }}
+ *   VideoListener
+ */
+
+// As an import begins where it is not told otherwise: 2000-01-01T00:00:00Z.
+const recordingStart = 946684800_000_000_000n;  // nanoseconds
+
+const sameMilliseconds = 500;
+
+export class VideoFile {
+  /** @param {VideoListener} listener */
+  constructor({ onText, onEnd }) {
+    this.onText = onText;
+    this.onEnd = onEnd;
+    this.isStopped = false;
+    /** @type {string | undefined} */
+    this.failure = undefined;
+    /** @type {Blob | undefined} */
+    this.recording = undefined;
+    /** @type {Analysis | undefined} */
+    this.analysis = undefined;
+    /** @type {(reason: Error) => void} */
+    this.wake = () => {};
+    /** @type {Map<number, string>} */
+    this.numbers = new Map();
+  }
+
+  /** @param {{ file: File, rate: number }} input */
+  async run({ file, rate }) {
+    const address = URL.createObjectURL(file);
+    try {
+      this.onText("Starting the analysis …");
+      this.analysis = await Analysis.start();
+      await this.open(address);
+      const lines = await this.record(this.analysis, file.name, rate);
+      this.recording = new Blob(lines, { type: "application/jsonl" });
+    } catch (error) {
+      const { message } = /** @type {Error} */ (error);
+      if (!this.isStopped) this.failure = message || `This browser does not play ${file.name}.`;
+    }
+    this.stop();
+    this.analysis?.close();  // also one that came after a stop
+    URL.revokeObjectURL(address);
+  }
+
+  /**
+   * Waits for an event of the video's.
+   * @param {string} name
+   */
+  async until(name) {
+    const listening = new AbortController();
+    const { signal } = listening;
+    await new Promise((resolve, reject) => {
+      stageVideo.addEventListener(name, resolve, { signal });
+      stageVideo.addEventListener("error", () => reject(new Error("")), { signal });
+      this.wake = reject;
+    });
+    listening.abort();
+  }
+
+  /**
+   * The picture comes after the seek. The same picture as before does not come again.
+   * @param {number} seconds
+   */
+  async seek(seconds) {
+    const shown = new Promise((resolve) => { stageVideo.requestVideoFrameCallback(resolve); });
+    stageVideo.currentTime = seconds;
+    await this.until("seeked");
+    await Promise.race([shown, new Promise((resolve) => { setTimeout(resolve, sameMilliseconds); })]);
+  }
+
+  /** @param {string} address */
+  async open(address) {
+    stageVideo.src = address;
+    await this.until("loadeddata");
+    // One that was recorded by a browser does not tell its length before its end was looked for.
+    if (stageVideo.duration === Infinity) await this.seek(1e9);
+    if (!(stageVideo.duration > 0 && stageVideo.duration < Infinity)) throw new Error("");
+  }
+
+  /**
+   * The lines of a recording. The time of a picture is that in the video, whatever its analysis took.
+   * @param {Analysis} analysis
+   * @param {string} name
+   * @param {number} rate
+   */
+  async record(analysis, name, rate) {
+    const lines = [
+      `{"event":"header","version":1,"source":"zorvel camera","origin":${recordingStart}}`];
+    const people = new People({ first: 1 });
+    const count = Math.ceil(stageVideo.duration * rate);
+    const begun = performance.now();
+    for (let number = 0; number < count; ++number) {
+      const seconds = number / rate;
+      await this.seek(seconds);
+      const faces = await analysis.analyse(await createImageBitmap(stageVideo));
+      for (const event of people.follow(faces, seconds, mirrored.checked)) {
+        const line = eventLine(event, recordingStart + inNanoseconds(seconds));
+        if (event.event === "remove") this.numbers.delete(event.person);
+        else this.numbers.set(event.person, line);
+        lines.push(line);
+      }
+      drawFaces(faces, { isMirror: false, hasLandmarks: landmarks.checked });
+      const left = (performance.now() - begun) / 1e3 * (count - number - 1) / (number + 1);
+      this.onText(`${name}: picture ${number + 1} of ${count}, ${formatTime(left)} left`);
+    }
+    if (lines.length === 1) throw new Error(`No face was found in ${name}.`);
+    return [lines.join("\n"), "\n"];
+  }
+
+  describe() {
+    return "";
+  }
+
+  stop() {
+    if (this.isStopped) return;
+    this.isStopped = true;
+    this.wake(new Error("stopped"));
+    this.analysis?.close();
+    stageVideo.removeAttribute("src");
+    stageVideo.load();
+    this.onEnd(this.failure, this.recording);
+  }
+}

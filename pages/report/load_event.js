@@ -1,0 +1,13 @@
+import { element } from "../shared/elements.js";
+
+// A browser without a window prints a page at its load event. An open document in a frame puts the
+// event off; the function that this returns closes it.
+export function delayLoadEvent() {
+  const frame = element("iframe", { hidden: "" });
+  document.body.append(frame);
+  frame.contentDocument?.open();
+  return () => {
+    frame.contentDocument?.close();
+    frame.remove();
+  };
+}

@@ -1,0 +1,89 @@
+// The card of a person.
+
+import { colorOf, reasonColor } from "../shared/colors.js";
+import { element, setText } from "../shared/elements.js";
+import { formatNumber, formatPercent } from "../shared/format.js";
+import { quantities, quantityNames } from "../shared/quantities.js";
+import { Curves } from "./curve.js";
+
+/** @typedef {import("./person.js").Person} Person */
+
+const moods = { 1: ["positive", "▲"], 0: ["neutral", "●"], [-1]: ["negative", "▼"] };
+const staleSeconds = 3;
+const shownReasons = 3;
+
+export class Card {
+  /** @param {Person} person */
+  constructor(person) {
+    this.person = person;
+    this.mood = element("span", { class: "mood" });
+    this.curves = new Curves(person.bins);
+    this.why = element("ul", { class: "why", "aria-label": "What moved it in the last second" });
+    this.numbers = quantityNames.map((name) => {
+      const { title, hint } = quantities[name];
+      const number = element("b", {}, "–");
+      const confidence = element("span");
+      const label = element("span", { class: "label" }, title);
+      label.style.color = `var(--${name})`;
+      const box = element("div", { class: `value ${name}`, title: hint }, label, number, confidence);
+      return { name, box, number, confidence };
+    });
+    const values = element("div", { class: "values" });
+    for (const { box } of this.numbers) values.append(box);
+    this.box = element("section", { class: "card arriving", "aria-label": `Person ${person.id}` },
+                       element("div", { class: "who" }, element("h2", {}, `Person ${person.id}`),
+                               this.mood),
+                       values, this.curves.canvas, this.why);
+  }
+
+  /** @param {number} now */
+  draw(now) {
+    this.curves.draw(now);
+  }
+
+  /**
+   * Less often than the curves, so that they can be read.
+   * @param {number} now
+   */
+  write(now) {
+    const { state, time } = this.person;
+    if (!state) return;
+    for (const { name, number, confidence } of this.numbers) {
+      const pair = state[name];
+      const decimals = name === "ease" ? 1 : 2;
+      setText(number, formatNumber(pair.value ?? NaN, decimals));
+      setText(confidence, `${formatPercent(100 * (pair.confidence ?? 0))} sure`);
+    }
+    const [mood, sign] = moods[state.mood];
+    this.mood.className = `mood ${mood}`;
+    setText(this.mood, `${sign} ${mood} ${formatPercent(100 * (state.valence.confidence ?? 0))}`);
+    this.box.classList.toggle("stale", now - time > staleSeconds);
+    this.writeReasons();
+  }
+
+  writeReasons() {
+    const reasons = this.person.strongestReasons(shownReasons);
+    while (this.why.childElementCount < reasons.length) {
+      this.why.append(element("li", {}, element("i"), element("span")));
+    }
+    while (this.why.childElementCount > reasons.length) this.why.lastElementChild?.remove();
+    reasons.forEach(({ quantity, reason, move }, index) => {
+      const [swatch, words] = /** @type {HTMLElement[]} */ ([...this.why.children[index].children]);
+      const color = colorOf(reasonColor(reason));
+      if (swatch.dataset.color !== color) {
+        swatch.dataset.color = color;
+        swatch.style.background = color;
+      }
+      setText(words, `${reason} pulls ${quantity} ${move > 0 ? "up" : "down"}`);
+    });
+  }
+
+  // In words, for a screen reader.
+  describe() {
+    const { id, state } = this.person;
+    if (!state) return `Person ${id}`;
+    return `Person ${id}: ${moods[state.mood][0]}, valence ` +
+      `${formatNumber(state.valence.value ?? NaN, 1)}, attention ` +
+      formatNumber(state.attention.value ?? NaN, 1);
+  }
+}
