@@ -82,7 +82,7 @@ def main() -> None:
             if (of := roslib.message.get_message_class(kind)) is None:
                 continue  # not in this version
             publishers[sent.topic] = rospy.Publisher(
-                sent.topic, of, queue_size=100, latch=kind == "std_msgs/String" or sent.topic == "/tf_static")
+                sent.topic, of, queue_size=None, latch=kind == "std_msgs/String" or sent.topic == "/tf_static")
             decoders.setdefault(kind, Decoder(kind))
         publisher = publishers[sent.topic]
         publisher.publish(filled(publisher.data_class(), decoders[kind].decode(sent.data)))

@@ -64,8 +64,7 @@ class Node:
                  **parameters: Any) -> None:
         self._clock, self._publish, self._warn = clock, publish, warn
         self._parameters = {**PARAMETERS, **parameters}
-        if not self._parameters["robot_frame"]:
-            raise ValueError("robot_frame is missing: the frame at the robot's eyes")
+        self._check()
         self._lock = threading.Lock()
         self._latest = 0
         self._recording: _zorvel.Recording | None = None
@@ -75,6 +74,17 @@ class Node:
         self.begun = 0
         """How often everybody began anew. Latched messages are to be received again then."""
         self._begin()
+
+    def _check(self) -> None:
+        of = self._parameters
+        if not of["robot_frame"]:
+            raise ValueError("robot_frame is missing: the frame at the robot's eyes")
+        if of["gaze"] not in ("auto", "always", "never"):
+            raise ValueError(f"gaze is auto, always or never, and not {of['gaze']}")
+        if of["gender_true"] not in ("", "female", "male"):
+            raise ValueError(f"gender_true is female or male, and not {of['gender_true']}")
+        if of["engagement"] == "state" or not _LEGAL.issuperset(of["engagement"]):
+            raise ValueError(f"engagement cannot be called {of['engagement']}")
 
     def _begin(self) -> None:
         of = self._parameters

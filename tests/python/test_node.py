@@ -116,6 +116,14 @@ def test_who_is_told_of_where() -> None:
     assert robot.node.topics() == {AMBIANCE: "zorvel_msgs/msg/Ambiance"}
 
 
+@pytest.mark.parametrize("name, value", [
+    ("robot_frame", ""), ("gaze", "Always"), ("gender_true", "any"), ("engagement", "state"),
+    ("engagement", "a/b"), ("cycle", 0.0)])
+def test_parameters_that_cannot_be(name: str, value: Any) -> None:
+    with pytest.raises(ValueError, match=name):
+        Robot(**{name: value})
+
+
 def test_the_room() -> None:
     robot = Robot()
     robot.now = START

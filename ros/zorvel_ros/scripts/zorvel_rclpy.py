@@ -6,6 +6,7 @@ What its messages mean is the matter of zorvel.node; here are the connections.
 
 from __future__ import annotations
 
+import sys
 from collections.abc import Mapping
 from functools import partial
 from typing import Any
@@ -108,7 +109,10 @@ class Shell:
 
 def main() -> None:
     rclpy.init()
-    shell = Shell()
+    try:
+        shell = Shell()
+    except (OSError, ValueError) as error:
+        sys.exit(str(error))
     try:
         rclpy.spin(shell.ros)
     except (KeyboardInterrupt, ExternalShutdownException):

@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import contextlib
 import http.client
+import sys
 import threading
 import time
 import xmlrpc.client
@@ -106,7 +107,10 @@ class Shell:
 
 def main() -> None:
     rospy.init_node("zorvel")
-    shell = Shell()
+    try:
+        shell = Shell()
+    except (OSError, ValueError) as error:
+        sys.exit(str(error))
     threading.Thread(target=shell.keep_looking, daemon=True).start()
     cycle = float(rospy.get_param("~cycle", PARAMETERS["cycle"]))
     diagnosed = 0.0
