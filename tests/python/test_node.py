@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import pathlib
+import re
 import sys
 from collections.abc import Mapping
 from types import SimpleNamespace as Message
@@ -12,9 +13,10 @@ import pytest
 
 import zorvel
 from zorvel.cdr import Decoder
-from zorvel.node import AMBIANCE, Node
+from zorvel.node import AMBIANCE, PARAMETERS, Node
 
-sys.path.insert(0, str(pathlib.Path(__file__).parents[2] / "bench"))
+ROOT = pathlib.Path(__file__).parents[2]
+sys.path.insert(0, str(ROOT / "bench"))
 import make_bag as maker  # noqa: E402
 
 SECOND = 10**9
@@ -114,6 +116,13 @@ def test_who_is_told_of_where() -> None:
         robot.now += SECOND
         robot.node.advance()
     assert robot.node.topics() == {AMBIANCE: "zorvel_msgs/msg/Ambiance"}
+
+
+def test_the_document_has_every_parameter() -> None:
+    text = (ROOT / "docs" / "ros.md").read_text().split("| parameter |")[1].split("\n\n")[0]
+    shown = {"": "none", False: "false", 1.0: "1", 3.0: "3", "auto": "`auto`"}
+    assert dict(re.findall(r"^\| `(\w+)` \| (\S+) \|", text, re.M)) == {
+        name: shown.get(default, str(default)) for name, default in PARAMETERS.items()}
 
 
 @pytest.mark.parametrize("name, value", [
