@@ -68,7 +68,8 @@ def shown(time: int, face: str, joy: float) -> Iterator[Message]:
             "facs": ("FacialActionUnits", Cdr().header(time).put(
                 "f" * 198, *(0.6 * joy if unit in (6, 12) else 0.1 for unit in range(99)), *[0.9] * 99)),
             "landmarks": ("FacialLandmarks", Cdr().header(time).put(
-                "f" * 210, *(number for point in range(70) for number in (point / 70, 0.5, 0.9))).put("II", 480, 640)),
+                "f" * 210, *(number for point in range(70) for number in (point / 70, 0.5, 0.9))
+            ).put("II", 480, 640)),
             "softbiometrics": ("SoftBiometrics", Cdr().header(time).put("BfBf", 34, 0.5, 1, 0.5))}
     for topic, (kind, cdr) in told.items():
         yield Message(time, f"/humans/faces/{face}/{topic}", f"hri_msgs/msg/{kind}", cdr.data)

@@ -30,7 +30,8 @@ def _damaged(chance: random.Random, data: bytes, most: int) -> bytes:
     for _ in range(chance.randint(1, most)):
         at, size = chance.randrange(len(changed) + 1), chance.choice((1, 2, 4, 8))
         extreme = (chance.choice(_EXTREMES) % (1 << 8 * size)).to_bytes(size, "little")
-        put = chance.choice((extreme, extreme[::-1], chance.randbytes(size), changed[at // 2:at // 2 + 50], b""))
+        put = chance.choice((extreme, extreme[::-1], chance.randbytes(size),
+                             changed[at // 2:at // 2 + 50], b""))
         changed[at:at + chance.choice((0, len(put), 1, 64, 1 << 20))] = put
     return bytes(changed)
 

@@ -84,8 +84,8 @@ def _told(facts: BagFacts) -> str:
     people = f"{facts.people} {'person' if facts.people == 1 else 'people'}"
     with_posture = facts.fields.get("head_posture", 0)
     return "\n".join((
-        f"{facts.seconds:.3f} s, {people}, {facts.observations} observations, {with_posture} with a posture "
-        f"in {facts.robot_frame or 'no frame'}",
+        f"{facts.seconds:.3f} s, {people}, {facts.observations} observations, "
+        f"{with_posture} with a posture in {facts.robot_frame or 'no frame'}",
         *(f"person {number}: {', '.join(ids)}" for number, ids in facts.ids.items()),
         *(f"{topic.name}: {topic.messages} {'message' if topic.messages == 1 else 'messages'}, "
           f"{topic.rate:.3g} a second" for topic in facts.topics),
@@ -144,10 +144,11 @@ def main() -> int:
     plot.set_defaults(run=_plot)
 
     bag = commands.add_parser(
-        "import-bag", help="turn a bag of ROS 2 into a recording", description="Turns what is told of people "
-        "in a bag of ROS 2 (REP-155, in SQLite or MCAP) into a recording. What it made and left out, and what "
-        "looks wrong, it says on standard error.", epilog="example: python3 -m zorvel import-bag session/ "
-        "--robot-frame head_camera_link -o session.jsonl")
+        "import-bag", help="turn a bag of ROS 2 into a recording",
+        description="Turns what is told of people in a bag of ROS 2 (REP-155, in SQLite or MCAP) into a "
+        "recording. What it made and left out, and what looks wrong, it says on standard error.",
+        epilog="example: python3 -m zorvel import-bag session/ --robot-frame head_camera_link "
+        "-o session.jsonl")
     bag.add_argument("bag", metavar="BAG", help="a folder of rosbag2, or a file .db3 or .mcap")
     bag.add_argument("-o", "--output", default="-", metavar="FILE",
                      help="the recording to write (default: standard output)")

@@ -118,8 +118,8 @@ def _find_robot_frame(path: str | os.PathLike[str]) -> str:
     if usual := frames.usual():
         return usual
     raise _zorvel.DataError(
-        f"{os.fsdecode(path)}: which is the robot's frame? Faces are connected with none of the usual names "
-        f"({', '.join(ROBOT_FRAMES)}). Name one at its eyes: --robot-frame where x is forward, "
+        f"{os.fsdecode(path)}: which is the robot's frame? Faces are connected with none of the usual "
+        f"names ({', '.join(ROBOT_FRAMES)}). Name one at its eyes: --robot-frame where x is forward, "
         f"--optical-frame where z is. There are: {frames}")
 
 
@@ -197,7 +197,9 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
 def doubts(frame: str, face_frames: Counter[str], postures: int, upside_down: int) -> list[str]:
     """What looks wrong with the robot's frame, from what People counted."""
     found = []
-    if face_frames and not postures:
+    if not face_frames:
+        found.append("no posture: no transform in /tf is of a frame face_<id>")
+    elif not postures:
         told = ", ".join(f"{count} in {parent}" for parent, count in face_frames.most_common(5))
         found.append(f"no posture: is {frame} the robot's frame? Poses of faces were given {told}")
     if 2 * upside_down > postures:

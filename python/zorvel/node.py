@@ -158,8 +158,9 @@ class Node:
             self._received = Counter(dict.fromkeys(self._received, 0))
             people, (fields, frames, upside_down) = self._people, self._counted
             self._counted = people.fields.copy(), people.face_frames.copy(), people.upside_down
-            doubtful = doubts(self._parameters["robot_frame"], people.face_frames - frames,
-                              (people.fields - fields)["head_posture"], people.upside_down - upside_down)
+            since = people.fields - fields
+            doubtful = doubts(self._parameters["robot_frame"], people.face_frames - frames, since["head_posture"],
+                              people.upside_down - upside_down) if since["face_detected"] else []
             present = {str(number): ", ".join(names) for number, names in people.present().items()}
             level, message = 0, f"{len(present)} {'person' if len(present) == 1 else 'people'}"
             if self._fault:

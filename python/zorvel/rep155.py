@@ -391,24 +391,6 @@ def _direction(x: float, y: float, z: float) -> tuple[float, float]:
     return -math.degrees(math.atan2(y, x)), math.degrees(math.atan2(z, math.hypot(x, y)))
 
 
-TOPICS: Mapping[str, str] = {
-    "/tf": "TFMessage",
-    "/tf_static": "TFMessage",
-    "/humans/faces/tracked": "IdsList",
-    "/humans/bodies/tracked": "IdsList",
-    "/humans/voices/tracked": "IdsList",
-    "/humans/faces/<id>/expression": "Expression",
-    "/humans/faces/<id>/facs": "FacialActionUnits",
-    "/humans/faces/<id>/landmarks": "FacialLandmarks",
-    "/humans/faces/<id>/softbiometrics": "SoftBiometrics",
-    "/humans/persons/<id>/face_id": "String",
-    "/humans/persons/<id>/body_id": "String",
-    "/humans/persons/<id>/voice_id": "String",
-    "/humans/persons/<id>/alias": "String",
-}
-"""The topics that `People` reads, with the types of their messages. It reads Gaze on any topic."""
-
-
 def topic_pattern(topic: str) -> str:
     """A topic without the id of whom it is about: /humans/faces/<id>/facs."""
     return re.sub(r"^(/humans/(?:faces|bodies|voices|persons))/[^/]+/", r"\1/<id>/", topic)
@@ -516,21 +498,6 @@ class People:
         self._known: dict[int, tuple[int, str]] = {}  # when last seen, and an id
         self._gone: dict[int, str] = {}
         self._renamed: list[tuple[int, int]] = []
-        self._handlers: dict[str, Callable[[Any, str, int], None]] = {
-            "/tf": lambda message, _, time: self._receive_transforms(message, time, False),
-            "/tf_static": lambda message, _, time: self._receive_transforms(message, time, True),
-            "/humans/faces/tracked": self._receive_faces,
-            "/humans/bodies/tracked": lambda message, _, time: self._receive_heard("body", message, time),
-            "/humans/voices/tracked": lambda message, _, time: self._receive_heard("voice", message, time),
-            "/humans/faces/<id>/expression": self._receive_expression,
-            "/humans/faces/<id>/facs": self._receive_action_units,
-            "/humans/faces/<id>/landmarks": self._receive_landmarks,
-            "/humans/faces/<id>/softbiometrics": self._receive_soft_biometrics,
-            "/humans/persons/<id>/face_id": lambda message, person, _: self._own("face", message, person),
-            "/humans/persons/<id>/body_id": lambda message, person, _: self._own("body", message, person),
-            "/humans/persons/<id>/voice_id": lambda message, person, _: self._own("voice", message, person),
-            "/humans/persons/<id>/alias": self._receive_alias,
-        }
         self.left_out: Counter[str] = Counter()
         """What was received and not used, by reason."""
         self.face_frames: Counter[str] = Counter()
@@ -544,21 +511,21 @@ class People:
     def takes(topic: str, kind: str) -> bool:
         """Whether messages of a type, like hri_msgs/msg/Gaze, are to be received from a topic."""
         name = kind.rpartition("/")[2]
-        return name == "Gaze" or TOPICS.get(topic_pattern(topic)) == name
+        return name == "Gaze" or _TOPICS.get(topic_pattern(topic), ("",))[0] == name
 
     def receive(self, topic: str, message: Any, time: int) -> list[Event]:
         """Takes a message, received at `time`, and returns the events of the cycles before it."""
         events = self.advance(time)
         assert self._now is not None
         pattern = topic_pattern(topic)
-        handler = self._handlers.get(pattern)
-        if handler is None and hasattr(message, "sender") and hasattr(message, "receiver"):
-            handler = self._receive_gaze
-        if handler is None:
-            self.left_out[f"no counterpart: {pattern}"] += 1
-            return events
+        of_whom = topic.split("/")[3] if "<id>" in pattern else ""
         try:
-            handler(message, topic[len("/humans/"):].split("/")[1] if "<id>" in pattern else "", self._now)
+            if pattern in _TOPICS:
+                _TOPICS[pattern][1](self, message, of_whom, self._now)
+            elif hasattr(message, "sender") and hasattr(message, "receiver"):
+                self._receive_gaze(message, self._now)
+            else:
+                self.left_out[f"no counterpart: {pattern}"] += 1
         except (ArithmeticError, AttributeError, TypeError, ValueError):
             self.left_out[f"not what belongs there: {pattern}"] += 1
         return events
@@ -619,7 +586,7 @@ class People:
                 Observation(**{name.removeprefix("named_"): value})  # throws where it does not fit
                 face.values[name] = _Value(value, time, received)
 
-    def _receive_transforms(self, message: Any, received: int, fixed: bool) -> None:
+    def _receive_transforms(self, message: Any, received: int, *, fixed: bool) -> None:
         for transform in message.transforms:
             stamp = _nanoseconds(transform.header.stamp)
             parent, child = transform.header.frame_id.lstrip("/"), transform.child_frame_id.lstrip("/")
@@ -646,7 +613,7 @@ class People:
             elif kind == "head" and usable and ("body", of_whom) in self._heard:
                 self._heads[of_whom] = frame
 
-    def _receive_faces(self, message: Any, _: str, received: int) -> None:
+    def _receive_faces(self, message: Any, received: int) -> None:
         self._faces_are_listed = True
         ids = dict.fromkeys(_listed(message))
         for face_id in ids:
@@ -685,7 +652,7 @@ class People:
         self._put(message, face_id, received, gender=which,
                   age=age(message.age, message.age_confidence))
 
-    def _receive_gaze(self, message: Any, _: str, received: int) -> None:
+    def _receive_gaze(self, message: Any, received: int) -> None:
         sender = self._owners.get(("face", str(message.sender)), str(message.sender))
         number = self._numbers.known(sender) or self._numbers.known(_alone(sender))
         if number is None:
@@ -707,9 +674,6 @@ class People:
         if kind == "face" and self._numbers.known(alone):
             self._rename(self._numbers.alias(alone, person))
             self._numbers.drop(alone)
-
-    def _receive_alias(self, message: Any, person: str, _: int) -> None:
-        self._rename(self._numbers.alias(person, str(message.data)))
 
     def _rename(self, numbers: tuple[int, int] | None) -> None:
         if numbers is not None:
@@ -755,8 +719,8 @@ class People:
             if number in seen:
                 self._known[number] = (time, ids[number])
                 self._gone.pop(number, None)
-                events.append(Event.observation(
-                    moment(time), number, self._observation(time, number, seen[number], bodies.get(number))))
+                fields = self._observation(time, number, seen[number], bodies.get(number))
+                events.append(Event.observation(moment(time), number, fields))
             elif time - self._known[number][0] <= self._removal:
                 events.append(Event.not_seen(moment(time), number))
             else:
@@ -816,19 +780,48 @@ class People:
                 self.left_out["cycles with a face at the place of the robot's frame, or nowhere"] += 1
                 return
             face.posture = (_Value(posture, *face.frame[1:]), _Value(distance, *face.frame[1:]))
-        if self._gaze == "never" or face.gaze_frame is None or time - face.gaze_frame.received > self._hold:
+        if (self._gaze == "never" or face.gaze_frame is None
+                or time - face.gaze_frame.received > self._hold):
             return
         stamp = face.gaze_frame.stamp
         if self._gaze == "auto":
             turned = self._transforms.find(eyes, head, stamp)
             # A copy as it stands has x forward, in place of z.
-            if turned is None or max(rotated(turned.orientation, axis)[0] for axis in _AXES) < _SAME_DIRECTION:
+            if turned is None or _SAME_DIRECTION > max(
+                    rotated(turned.orientation, axis)[0] for axis in _AXES):
                 face.copies = 0
             elif face.copies < _COPIES:
                 face.copies += 1
         pose = self._transforms.find(eyes, self._robot_frame, stamp) if face.gaze is None else None
         if pose is not None and (direction := gaze(seen_from_robot(*pose))) is not None:
             face.gaze = _Value(direction, *face.gaze_frame[1:])
+
+
+# What is read, with the types of messages; Gaze is read on any topic.
+_TOPICS: Mapping[str, tuple[str, Callable[[People, Any, str, int], None]]] = {
+    "/tf": ("TFMessage", lambda people, message, _, time:
+            people._receive_transforms(message, time, fixed=False)),
+    "/tf_static": ("TFMessage", lambda people, message, _, time:
+                   people._receive_transforms(message, time, fixed=True)),
+    "/humans/faces/tracked": ("IdsList", lambda people, message, _, time:
+                              people._receive_faces(message, time)),
+    "/humans/bodies/tracked": ("IdsList", lambda people, message, _, time:
+                               people._receive_heard("body", message, time)),
+    "/humans/voices/tracked": ("IdsList", lambda people, message, _, time:
+                               people._receive_heard("voice", message, time)),
+    "/humans/faces/<id>/expression": ("Expression", People._receive_expression),
+    "/humans/faces/<id>/facs": ("FacialActionUnits", People._receive_action_units),
+    "/humans/faces/<id>/landmarks": ("FacialLandmarks", People._receive_landmarks),
+    "/humans/faces/<id>/softbiometrics": ("SoftBiometrics", People._receive_soft_biometrics),
+    "/humans/persons/<id>/face_id": ("String", lambda people, message, person, _:
+                                     people._own("face", message, person)),
+    "/humans/persons/<id>/body_id": ("String", lambda people, message, person, _:
+                                     people._own("body", message, person)),
+    "/humans/persons/<id>/voice_id": ("String", lambda people, message, person, _:
+                                      people._own("voice", message, person)),
+    "/humans/persons/<id>/alias": ("String", lambda people, message, person, _:
+                                   people._rename(people._numbers.alias(person, str(message.data)))),
+}
 
 
 def _alone(face_id: str) -> str:

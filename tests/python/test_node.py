@@ -108,6 +108,7 @@ def test_who_is_told_of_where() -> None:
     assert told_while_seen("a") == {"/humans/persons/ada/state", "/humans/persons/ada/level"}
     levels = [values for _, kind, _, values in robot.told if kind == "hri_msgs/msg/EngagementLevel"]
     assert levels[-1] == {"level": 0}  # of a face whose direction nothing tells
+    assert robot.node.diagnose().message == "no posture: no transform in /tf is of a frame face_<id>"
     robot.say("/humans/persons/ada/alias", data="bea")
     assert {"/humans/persons/ada/state", "/humans/persons/bea/state"} <= told_while_seen("a")
     assert "/humans/faces/b/state" in told_while_seen("b")
@@ -116,6 +117,9 @@ def test_who_is_told_of_where() -> None:
         robot.now += SECOND
         robot.node.advance()
     assert robot.node.topics() == {AMBIANCE: "zorvel_msgs/msg/Ambiance"}
+    robot.node.diagnose()
+    robot.say("/humans/faces/tracked", ids=[])
+    assert (robot.node.diagnose().level, robot.node.diagnose().level) == (0, 1)
 
 
 def test_the_document_has_every_parameter() -> None:

@@ -195,7 +195,8 @@ def test_messages_of_each_version_become_fields(version: str) -> None:
     first, = people.advance(START + 100 * MS)
     # A name takes the place of the units; an empty id is the robot's.
     for topic, received in ((of_face + "expression", named), (
-            "/anywhere", message(version, "Gaze", measured, sender="ada", receiver="bob" if version == "0.9.0" else ""))):
+            "/anywhere", message(version, "Gaze", measured, sender="ada",
+                                 receiver="bob" if version == "0.9.0" else ""))):
         people.receive(topic, received, START + 100 * MS)
     second, = people.advance(START + 200 * MS)
     assert not people.left_out and first.fields is not None and second.fields is not None
@@ -281,7 +282,8 @@ def test_a_pose_is_composed_for_the_time_of_its_picture() -> None:
             "eyes", "neck", (1.0, 0.0, 0.0), quaternion(turn, 0, 0))), taken)
     for topic, received in (
             ("/humans/bodies/tracked", Message(ids=["k"])), ("/humans/persons/bob/body_id", Message(data="k")),
-            ("/tf", frames(taken, ("neck", "face_a", (1.0, 0.0, 0.0), BACK), ("eyes", "head_k", (0, 3, 4), AHEAD)))):
+            ("/tf", frames(taken, ("neck", "face_a", (1.0, 0.0, 0.0), BACK),
+                           ("eyes", "head_k", (0, 3, 4), AHEAD)))):
         people.receive(topic, received, taken)
     event, body = people.advance(START + 100 * MS)
     assert body.fields is not None and body.fields.distance is not None and body.fields.distance.value == 5
