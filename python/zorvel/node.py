@@ -212,8 +212,7 @@ class Node:
             self._levels.pop(person, None)
         elif event.to is not None:
             self._graph.rename(person, event.to)
-            if (level := self._levels.pop(person, None)) is not None:
-                self._levels.setdefault(event.to, level)
+            self._levels.pop(person, None)
         elif event.fields is not None:
             self._tell(event.time, self._graph.update(person, event.fields))
         else:
