@@ -12,9 +12,14 @@ from tool import SOURCE, TOOL, new_folder
 # The input that the documents speak of. Their sh blocks are run; a command that should fail or has no
 # end stands in a text block.
 FILES = {
+    "events.tsv": "onset\tduration\ttrial_type\n2\t1\tgame\n",
     "faces.csv": "frame,timestamp,confidence,success,AU12_r\n1,0,0.9,1,2\n2,0.5,0.9,1,3\n",
     "phases.csv": "person,scope,begin,end\n1,arrival,1.5,3\n",
     "sequence.csv": "frame,timestamp,confidence,success\n1,0,0.9,1\n2,0,0.9,1\n",
+    "film.eaf": """<ANNOTATION_DOCUMENT><TIME_ORDER><TIME_SLOT TIME_SLOT_ID="ts1" TIME_VALUE="2000"/>
+<TIME_SLOT TIME_SLOT_ID="ts2" TIME_VALUE="3000"/></TIME_ORDER><TIER TIER_ID="smiles" PARTICIPANT="anna">
+<ANNOTATION><ALIGNABLE_ANNOTATION ANNOTATION_ID="a1" TIME_SLOT_REF1="ts1" TIME_SLOT_REF2="ts2">
+</ALIGNABLE_ANNOTATION></ANNOTATION></TIER></ANNOTATION_DOCUMENT>""",
     "notes/p01.csv": "person,scope,begin,end\n0,before,0,0.3\n0,game,0.5,0:00.9\n",
     "raw/p01.csv": "frame,timestamp,confidence,success,pose_Rx,pose_Ry,pose_Rz,AU12_r\n" + "".join(
         f"{frame},{frame / 30:.3f},0.9,1,0.1,0,0,{frame / 10}\n" for frame in range(30)),
