@@ -47,8 +47,11 @@ from .results import (
 )
 
 if _TYPE_CHECKING:
+    from . import statistics as statistics
     from ._zorvel import Duration as Duration
     from ._zorvel import Time as Time
+    from .study import Epochs as Epochs
+    from .study import Study as Study
 
 __all__ = [
     "SUMMARY_HEADER",
@@ -89,3 +92,14 @@ __all__ = [
     "summarize",
     "summary_csv",
 ]
+
+
+def __getattr__(name: str) -> object:
+    """What takes pandas and SciPy, which the module itself does without."""
+    import importlib
+
+    if name == "statistics":
+        return importlib.import_module(".statistics", __name__)
+    if name in ("Epochs", "Study"):
+        return getattr(importlib.import_module(".study", __name__), name)
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
