@@ -180,11 +180,11 @@ class Epochs:
         for quantity in QUANTITIES:
             known = self.each.dropna(subset=[quantity])
             people = known.groupby([*keys, "recording", "person"], observed=True)[quantity].mean()
-            several = people.groupby(keys).size().max() > 1 if len(people) else False
+            several = people.groupby(level=keys).size().max() > 1 if len(people) else False
             values = people if several else known.set_index(keys)[quantity]
             events = known.groupby(keys).size()
-            counts = people.groupby(keys).size()
-            for key, of_key in values.groupby(level=[0, 1]):
+            counts = people.groupby(level=keys).size()
+            for key, of_key in values.groupby(level=keys):
                 rows.append((*key, quantity, *band(of_key.to_numpy(float)), counts[key], events[key]))
         return pandas.DataFrame(rows, columns=[*keys, "quantity", "mean", "low", "high", "people", "events"])
 

@@ -5,7 +5,6 @@ from __future__ import annotations
 from collections.abc import Sequence
 from typing import Any
 
-import matplotlib
 import matplotlib.axes
 import numpy
 import pandas
@@ -13,18 +12,20 @@ import pandas
 from .figure import MILLIMETRES_PER_INCH, QUANTITIES, Figure, look
 from .study import band
 
+#: The size of texts.
+_POINTS = 8.0
+
 
 def _axes(quantities: Sequence[str], width: float) -> tuple[Figure, list[matplotlib.axes.Axes]]:
     for name in quantities:
         if name not in QUANTITIES:
             raise ValueError(f"{name} is no quantity; these are: {list(QUANTITIES)}")
     inches = width / MILLIMETRES_PER_INCH
-    with matplotlib.rc_context({"font.size": 8.0}):
-        figure = Figure(figsize=(inches, 0.7 + len(quantities) * (0.6 + 0.2 * inches)),
-                        layout="constrained")
-        axes = list(figure.subplots(len(quantities), sharex=True, squeeze=False)[:, 0])
+    figure = Figure(figsize=(inches, 0.7 + len(quantities) * (0.6 + 0.2 * inches)), layout="constrained")
+    axes = list(figure.subplots(len(quantities), sharex=True, squeeze=False)[:, 0])
     for part, name in zip(axes, quantities):
-        part.set_ylabel(name)
+        part.set_ylabel(name, fontsize=_POINTS)
+        part.tick_params(labelsize=_POINTS)
         part.grid(alpha=0.3, linewidth=0.5)
     return figure, axes
 
@@ -48,7 +49,7 @@ def draw_timeline(frame: pandas.DataFrame, quantities: Sequence[str], width: flo
             part.plot(person["seconds"], person[name], color="0.6", linewidth=0.4)
         at_once = frame.groupby("seconds")
         _draw_mean(part, list(at_once.groups), _bands(at_once, name), 0, grey, "mean")
-    axes[-1].set_xlabel("time (s)")
+    axes[-1].set_xlabel("time (s)", fontsize=_POINTS)
     return figure
 
 
@@ -97,7 +98,8 @@ def draw_epochs(frame: pandas.DataFrame, quantities: Sequence[str], width: float
             _draw_mean(part, rows["offset"], rows[["mean", "low", "high"]].to_numpy(float).T, index, grey,
                        event)
         part.axvline(0.0, color="0.3", linewidth=0.6)
-    axes[-1].set_xlabel("time since the event (s)")
+    axes[-1].set_xlabel("time since the event (s)", fontsize=_POINTS)
     if len(events) > 1:
-        axes[0].legend(loc="lower left", bbox_to_anchor=(0.0, 1.0), ncol=6, frameon=False)
+        axes[0].legend(loc="lower left", bbox_to_anchor=(0.0, 1.0), ncol=6, frameon=False,
+                       fontsize=_POINTS)
     return figure

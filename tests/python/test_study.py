@@ -140,15 +140,19 @@ def test_synchrony_finds_who_follows() -> None:
 
 
 def film(path: pathlib.Path, cycles: dict[int, list[float]], scopes: Any = ()) -> pathlib.Path:
-    """People who smile ever more, at those seconds, with scopes (person, name, begin, end)."""
+    """People whose joy comes and goes, at those seconds; person 2 is not seen from 8 s on.
+
+    The scopes are (person, name, begin, end).
+    """
     events = []
     for person, seconds in cycles.items():
-        for number, second in enumerate(seconds):
+        for second in seconds:
             time = START + round(second * 1e9)
-            seen = zorvel.Observation(time=time, smile=(number % 7 / 6, 0.9),
-                                      head_posture=(number % 5, 0.0, 0.0),
-                                      expressions={"joy": (0.8 + number % 2 / 10, 0.9)})
-            events.append((second, 1, zorvel.Event.observation(time, person, seen)))
+            joy = (1.0 + math.sin(second * 2.0)) / 2.0
+            seen = zorvel.Observation(time=time, smile=(joy, 0.9), head_posture=(20.0 * joy, 0.0, 0.0),
+                                      expressions={"joy": (joy, 0.9), "sorrow": (1.0 - joy, 0.9)})
+            events.append((second, 1, zorvel.Event.not_seen(time, person) if person == 2 and second >= 8.0
+                           else zorvel.Event.observation(time, person, seen)))
     for person, name, begin, end in scopes:
         events.append((begin, 0, zorvel.Event.start_recording(START + round(begin * 1e9), person, name)))
         events.append((end, 2, zorvel.Event.stop_recording(START + round(end * 1e9), person, name)))
@@ -188,10 +192,12 @@ def test_tables_add_up(films: list[pathlib.Path], tmp_path: pathlib.Path) -> Non
     grid = study.timeline(2.0)
     grid = grid[(grid["recording"] == "p01") & (grid["person"] == 2)].set_index("seconds")
     assert grid.index.to_list() == [number / 2 for number in range(20)]
-    inside = (second["seconds"] > 2.45) & (second["seconds"] < 2.95)
-    assert grid.loc[2.5, "valence"] == pytest.approx(second["valence"][inside].mean(dtype=float))
-    assert grid.loc[2.5, "mood"] == second["mood"][inside][-1]
-    assert grid.index[grid["valence"].isna()].to_list() == [4.0, 4.5, 5.0, 5.5, 6.0, 6.5]
+    # Nothing is known in the pause, nor from a second after what was measured last, at 7.9 s.
+    assert grid.index[grid["valence"].isna()].to_list() == [4.0, 4.5, 5.0, 5.5, 6.0, 6.5, 9.0, 9.5]
+    for begin, row in grid.dropna().iterrows():
+        inside = (second["seconds"] > begin - 0.05) & (second["seconds"] < min(begin + 0.45, 8.95))
+        assert row["valence"] == pytest.approx(second["valence"][inside].mean(dtype=float))
+        assert row["mood"] == second["mood"][inside][-1]
     game = study.timeline(scopes="game")
     assert game.groupby("recording")["seconds"].agg(["min", "max"]).to_numpy().tolist() == [[2, 3], [5, 6]]
 
@@ -222,12 +228,16 @@ def test_epochs_are_locked_to_events(films: list[pathlib.Path]) -> None:
     valence = results["valence"].astype(float)
     own = epochs.each[epochs.each["recording"] == "p02"]
     assert own["valence"].to_numpy() == pytest.approx(valence[40:70] - valence[40:50].mean())
-    at = epochs.each[epochs.each["offset"] == 0.5]["attention"]
+    # Of several people, one number each.
+    events = pandas.DataFrame({"recording": ["p01", "p01", "p02"], "seconds": [2.0, 3.0, 6.0]})
+    epochs = study.epochs(events, before=1.0, after=1.0)
+    at = epochs.each[epochs.each["offset"] == 0.5]
+    people = at.groupby(["recording", "person"])["attention"].mean()
     row = epochs.mean.set_index(["quantity", "offset"]).loc[("attention", 0.5)]
-    low, high = scipy.stats.t.interval(0.95, 2, at.mean(), scipy.stats.sem(at))
-    assert (row["people"], row["events"]) == (3, 3)
-    assert [row["mean"], row["low"], row["high"]] == pytest.approx([at.mean(), low, high])
-    # The events of one person: the band is over them.
+    low, high = scipy.stats.t.interval(0.95, 2, people.mean(), scipy.stats.sem(people))
+    assert (row["people"], row["events"], len(people)) == (3, 5, 3)
+    assert [row["mean"], row["low"], row["high"]] == pytest.approx([people.mean(), low, high])
+    # Of one person, the events.
     events = pandas.DataFrame({"recording": "p01", "person": 1, "seconds": [2.0, 4.0, 8.5], "event": "smile"})
     epochs = study.epochs(events, before=0.5, after=1.0)
     assert epochs.mean["people"].eq(1).all() and epochs.mean["events"].eq(3).all()
