@@ -1,9 +1,10 @@
 #include <expat.h>
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <charconv>
+#include <exception>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -14,6 +15,9 @@
 
 namespace zorvel {
 namespace {
+
+/// No tiers are nested deeper; what refers on and on, or in a circle, has no time.
+constexpr int deepest = 100;
 
 using Parser = std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)>;
 
@@ -34,8 +38,9 @@ class ElanDocument {
               [&](ElanDocument& document) { document.end(name); });
         });
     XML_SetCharacterDataHandler(parser, [](void* self, const XML_Char* text, int length) {
-      auto& document = *static_cast<ElanDocument*>(self);
-      if (document._isInValue) document._value.append(text, static_cast<std::size_t>(length));
+      static_cast<ElanDocument*>(self)->guarded([&](ElanDocument& document) {
+        if (document._isInValue) document._value.append(text, static_cast<std::size_t>(length));
+      });
     });
     // Without one there are no entities of its own, nothing to be expanded or fetched.
     XML_SetStartDoctypeDeclHandler(
@@ -48,7 +53,7 @@ class ElanDocument {
   /// Throws what a handler found wrong, which must not pass through the parser itself.
   void parse(std::string_view text, bool isLast) {
     const auto status = XML_Parse(_parser, text.data(), static_cast<int>(text.size()), isLast);
-    if (_failure) throw Failure(*_failure);
+    if (_failure != nullptr) std::rethrow_exception(_failure);
     if (status == XML_STATUS_ERROR) {
       fail(fmt::format("is no XML: {}", XML_ErrorString(XML_GetErrorCode(_parser))));
     }
@@ -59,12 +64,11 @@ class ElanDocument {
     file.tiers = std::move(_tiers);
     for (Entry& entry : _entries) {
       const Entry* timed = &entry;
-      // Each has the time of what it refers to, unless several share that. No chain is longer than
-      // this; a circle has no time.
-      for (std::size_t steps = 0; timed != nullptr && !timed->reference.empty(); ++steps) {
+      // Each has the time of what it refers to, unless several share that.
+      for (int depth = 0; timed != nullptr && !timed->reference.empty(); ++depth) {
         const auto referred = _places.find(timed->reference);
         const bool isShared = _constraints[timed->type] == "Symbolic_Subdivision";
-        timed = isShared || referred == _places.end() || steps > _entries.size()
+        timed = isShared || referred == _places.end() || depth == deepest
                     ? nullptr
                     : &_entries[referred->second];
       }
@@ -89,11 +93,11 @@ class ElanDocument {
 
   template <typename Handle>
   void guarded(Handle handle) {
-    if (_failure) return;
+    if (_failure != nullptr) return;
     try {
       handle(*this);
-    } catch (const Failure& failure) {
-      _failure = failure;
+    } catch (...) {
+      _failure = std::current_exception();
       XML_StopParser(_parser, XML_FALSE);
     }
   }
@@ -169,7 +173,7 @@ class ElanDocument {
 
   const LineReader& _lines;
   XML_Parser _parser;
-  std::optional<Failure> _failure;
+  std::exception_ptr _failure;
   bool _isRoot = true;
   bool _isInValue = false;
   std::string _value;
