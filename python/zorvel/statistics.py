@@ -9,9 +9,10 @@ standard error over the resampled series times the quantile of Student's t with 
 freedom less than there are blocks.
 
 All of it assumes that a series is stationary: its mean, its variance and the correlation of its
-neighbours stay what they are. A trend, or a change half way, breaks that. An interval also needs
-about twenty stretches that do not depend on each other; docs/study.md says how often intervals
-hold the truth for shorter series. NaN is a gap: it keeps its place in time and is not counted.
+neighbours stay what they are. A trend, or a change half way, breaks that. An interval also needs a
+series of a hundred times its memory, the time after which its correlation with itself has fallen to
+1/e; docs/study.md says how often intervals of shorter series hold the truth. NaN is a gap: it keeps
+its place in time and is not counted.
 
 Draws are made with a fixed `seed`: the same data give the same numbers.
 """
@@ -433,8 +434,8 @@ def intraclass(ratings: pandas.DataFrame, *, replicates: int = 2000, seed: int =
     and a row for each moment, or each person; a row that lacks a rating is left out. ICC(1,1) is for
     raters of whom each row has others, ICC(2,1) for raters drawn from many, as a rule the one to
     report, and ICC(3,1) for just these raters, whose levels may differ; with k in place of 1 it is
-    that of their mean, which the agreement of a quantity with that mean cannot exceed by much. The
-    rows are in the order of time, if they have one: intervals are made with blocks of them.
+    that of their mean. The rows are in the order of time, if they have one: intervals are made with
+    blocks of them, and speak to other moments with these raters.
     """
     cells = ratings.to_numpy(float)
     cells = cells[~numpy.isnan(cells).any(axis=1)]

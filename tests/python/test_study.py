@@ -115,7 +115,7 @@ def test_agreement_of_labels_and_raters() -> None:
     assert kappa.loc["kappa", "value"] == pytest.approx(
         statsmodels.stats.inter_rater.cohens_kappa(confusion.to_numpy()).kappa)
 
-    # Six targets and four judges: the tables 2 and 4 of Shrout and Fleiss 1979.
+    # Six targets and four judges: the example of Shrout and Fleiss 1979.
     ratings = pandas.DataFrame([[9, 2, 5, 8], [6, 1, 3, 2], [8, 4, 6, 8], [7, 1, 2, 6], [10, 5, 6, 9],
                                 [6, 2, 4, 7]])
     table = statistics.intraclass(ratings)
