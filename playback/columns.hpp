@@ -116,11 +116,15 @@ inline constexpr std::tuple forcesColumns{
     Part{"before", "The quantity before.", [](const ForceRow& row) { return row.force.before; }},
     Part{"after", "The quantity after.", [](const ForceRow& row) { return row.force.after; }}};
 
-/// Whether each value is known, for what draws them.
+/// Whether each value is known, for what draws them, and whether something measured moved it in the
+/// cycle, of which summaries tell the share.
 inline constexpr std::tuple knownColumns{
     Column{"valence", [](const StateRow& row) { return row.isKnown[0]; }},
     Column{"attention", [](const StateRow& row) { return row.isKnown[1]; }},
-    Column{"ease", [](const StateRow& row) { return row.isKnown[2]; }}};
+    Column{"ease", [](const StateRow& row) { return row.isKnown[2]; }},
+    Column{"valence_measured", [](const StateRow& row) { return row.isMeasured[0]; }},
+    Column{"attention_measured", [](const StateRow& row) { return row.isMeasured[1]; }},
+    Column{"ease_measured", [](const StateRow& row) { return row.isMeasured[2]; }}};
 
 // The columns of a part of a state.
 template <typename Value>

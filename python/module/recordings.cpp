@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "export/elan.hpp"
 #include "import/importer.hpp"
 #include "import/scope_table.hpp"
 #include "inspection/findings.hpp"
@@ -376,7 +377,23 @@ Number numberOf(Number cell) {
   return cell;
 }
 
-/// The rows as dicts, from the name of each column to the value, and as lines of a table.
+/// From the name of each column to the value.
+py::list dictsOf(const std::vector<SummaryRow>& rows) {
+  py::list dicts;
+  for (const SummaryRow& row : rows) {
+    py::dict cells;
+    std::apply(
+        [&](const auto&... column) {
+          ((cells[py::str(column.name.data(), column.name.size())] = numberOf(column.value(row))),
+           ...);
+        },
+        summaryColumns);
+    dicts.append(cells);
+  }
+  return dicts;
+}
+
+/// The rows as dicts, and as lines of a table.
 py::tuple summarizeFile(py::handle path, py::handle shown) {
   const std::string name = pathFrom(path);
   const auto shownName = py::module_::import("os").attr("fsencode")(shown).cast<std::string>();
@@ -391,20 +408,31 @@ py::tuple summarizeFile(py::handle path, py::handle shown) {
                    });
   });
   const auto rows = summary.rows();
-  py::list dicts;
-  for (const SummaryRow& row : rows) {
-    py::dict cells;
-    std::apply(
-        [&](const auto&... column) {
-          ((cells[py::str(column.name.data(), column.name.size())] = numberOf(column.value(row))),
-           ...);
-        },
-        summaryColumns);
-    dicts.append(cells);
-  }
   fmt::memory_buffer lines;
   appendSummary(lines, shownName, rows);
-  return py::make_tuple(dicts, fileName(fmt::to_string(lines)), warningsOf(findingsOf(facts)),
+  return py::make_tuple(dictsOf(rows), fileName(fmt::to_string(lines)),
+                        warningsOf(findingsOf(facts)), asException(failure));
+}
+
+/// The tables and the summary of a recording, played once.
+py::tuple replayForStudy(py::handle path) {
+  const std::string name = pathFrom(path);
+  Tables tables(Forces::Unwatched);
+  SummaryTable summary;
+  RecordingFacts facts;
+  Time zero;
+  const auto failure = withoutLock([&] {
+    RecordingReader recording(name, checkSignals);
+    auto ended =
+        playAll(recording, Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
+          tables.add(time, row);
+          summary.add(time, event, row);
+          facts.add(event, recording.lines().lineNumber());
+        });
+    zero = recording.secondZero();
+    return ended;
+  });
+  return py::make_tuple(tables.take(zero), dictsOf(summary.rows()), warningsOf(findingsOf(facts)),
                         asException(failure));
 }
 
@@ -549,23 +577,45 @@ void cutFile(py::handle path, py::handle output, py::handle from, py::handle to,
   });
 }
 
-/// Returns what removals did to the scopes.
-std::string annotateFile(py::handle path, py::handle scopes, py::handle output, py::handle offset) {
+/// Returns what became of scopes that are not where their file says.
+std::vector<std::string> annotateFile(
+    py::handle path, py::handle scopes, py::handle output, py::handle offset,
+    const std::vector<std::string>& tiers,
+    const std::map<std::string, std::optional<std::int32_t>>& subjects, py::handle person) {
   const std::string name = pathFrom(path);
   const std::string table = pathFrom(scopes);
   const std::string outputName = pathFrom(output);
   const auto since = offset.is_none() ? Time::duration(0) : durationFrom(offset, "offset");
+  const ChosenAnnotations chosen{tiers, subjects, personFrom(person)};
   return withoutLock([&] {
     requireDistinct({name, table}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput annotated(outputName, throwIfInterrupted);
-    RecordingAnnotation lines(recording, table, readScopes(table, since, checkSignals));
+    ScopesOfFile read = readScopes(table, since, chosen, checkSignals);
+    RecordingAnnotation lines(recording, table, std::move(read.scopes), std::move(read.leftOut));
     while (lines.next(annotated.text())) {
       if (annotated.isFile()) annotated.flush();  // elsewhere an error could not take it back
     }
     annotated.commit();
-    return formatParted(lines.parted());
+    return formatWarnings(lines);
   });
+}
+
+/// Returns what is not in the files.
+py::tuple exportToElanFiles(py::handle path, py::handle output, py::handle film, py::handle series,
+                            py::handle person) {
+  const std::string name = pathFrom(path);
+  ElanFiles files{pathFrom(output), "", "", personFrom(person)};
+  std::vector<std::string> outputs{files.document};
+  if (!film.is_none()) files.film = pathFrom(film);
+  if (!series.is_none()) outputs.push_back(files.series = pathFrom(series));
+  const auto outcome = withoutLock([&] {
+    requireDistinct({name}, outputs);
+    RecordingReader recording(name, checkSignals);
+    return exportToElan(
+        recording, files, [] {}, throwIfInterrupted);
+  });
+  return py::make_tuple(outcome.leftOut, asException(outcome.failure));
 }
 
 py::dict importFile(Importer& importRows, std::string_view source, py::handle path,
@@ -832,6 +882,7 @@ void addRecordings(py::module_& module) {
 
   // Wrapped in Python.
   module.def("replay_file", &replayFile, py::arg("path"), py::arg("forces"));
+  module.def("replay_for_study", &replayForStudy, py::arg("path"));
   module.def("replay_events", &replayEvents, py::arg("entries"), py::arg("line_of"),
              py::arg("forces"));
   module.def("summarize_file", &summarizeFile, py::arg("path"), py::arg("name"));
@@ -847,7 +898,9 @@ void addRecordings(py::module_& module) {
              py::arg("end"), py::arg("lead_in"), py::arg("person"), py::arg("every"),
              py::arg("rename"), py::arg("keep_state"));
   module.def("annotate_file", &annotateFile, py::arg("path"), py::arg("scopes"), py::arg("output"),
-             py::arg("offset"));
+             py::arg("offset"), py::arg("tiers"), py::arg("subjects"), py::arg("person"));
+  module.def("export_elan_files", &exportToElanFiles, py::arg("path"), py::arg("output"),
+             py::arg("film"), py::arg("series"), py::arg("person"));
   module.def(
       "require_distinct",
       [](const py::list& inputs, py::handle output) {
