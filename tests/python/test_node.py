@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 import pathlib
 import re
 import sys
@@ -155,6 +156,7 @@ def test_the_room() -> None:
     robot = Robot()
     robot.play(list(maker.scene(1.0, 1)))
     robot.now += SECOND // 4
+    robot.node.activity(math.nan)
     robot.node.movement()
     robot.now += SECOND // 4
     robot.node.activity(0.05)  # times ten, a fifth of the way; the movement adds 0.04

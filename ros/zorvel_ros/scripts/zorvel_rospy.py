@@ -120,14 +120,14 @@ def main() -> None:
     except (OSError, ValueError) as error:
         sys.exit(str(error))
     threading.Thread(target=shell.keep_looking, daemon=True).start()
-    cycle = float(rospy.get_param("~cycle", PARAMETERS["cycle"]))
+    period = min(0.1, rospy.get_param("~cycle", PARAMETERS["cycle"]))  # nor does a signal wait for long
     diagnosed = 0.0
     while not rospy.is_shutdown():
         shell.node.advance()
         if time.monotonic() - diagnosed >= DIAGNOSE_EVERY:
             diagnosed = time.monotonic()
             shell.diagnose()
-        time.sleep(cycle)  # of the wall: the clock of a simulation may stand still or be set back
+        time.sleep(period)  # of the wall: the clock of a simulation may stand still or be set back
     shell.node.close()
 
 
