@@ -15,7 +15,7 @@ from typing import Any
 import zorvel
 
 ROOT = pathlib.Path(__file__).parents[2]
-# Of FacialActionUnits, as robots have it.
+# Of FacialActionUnits, as robots have it; messages/ has the fields and constants of these versions of hri_msgs.
 CHECKSUMS = {"0.6.0": "7872c889685bdf665183ddf7f24a1dd9", "0.9.0": "51deeb0e003e99c3f3ea2a5073d9d710"}
 NAMES = ("valence", "valence_confidence", "attention", "attention_confidence", "ease", "ease_confidence", "mood")
 
