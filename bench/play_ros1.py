@@ -10,6 +10,7 @@ import argparse
 import json
 import threading
 import time
+import warnings
 from typing import Any
 
 import make_bag
@@ -47,6 +48,7 @@ def main() -> None:
     parser.add_argument("--states", help="a file for the states that are received, one in a line")
     options = parser.parse_args()
     rospy.init_node("scene")
+    warnings.simplefilter("ignore", SyntaxWarning)  # of publishers that send at once, without a queue
     states = open(options.states, "w") if options.states else None
     watched: dict[str, Any] = {}
     lock = threading.Lock()

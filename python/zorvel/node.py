@@ -121,10 +121,15 @@ class Node:
     def _receive_of_room(self, event: Callable[[_zorvel.Time], _zorvel.Event]) -> None:
         with self._lock:
             if now := self._now():
-                self._play([*self._people.advance(now), event(moment(now))])
+                told = self._people.advance(now)
+                try:
+                    told.append(event(moment(now)))
+                except ValueError:
+                    self._people.left_out["activities that are no number"] += 1
+                self._play(told)
 
     def advance(self) -> None:
-        """Plays the cycles that are over. To be called at least as often as there are cycles."""
+        """Plays the cycles that are over. To be called about as often as there are cycles."""
         with self._lock:
             if now := self._now():
                 self._play(self._people.advance(now))

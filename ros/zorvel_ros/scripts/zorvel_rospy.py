@@ -4,6 +4,7 @@
 from __future__ import annotations
 
 import contextlib
+import gc
 import http.client
 import sys
 import threading
@@ -24,6 +25,7 @@ from zorvel.rep155 import People
 
 LOOK_EVERY = 0.25  # seconds
 DIAGNOSE_EVERY = 1.0
+COLLECTED = 100  # topics
 QUEUE = 300  # states that wait for a slow subscriber: 10 s at 30 Hz
 
 
@@ -31,7 +33,7 @@ class Shell:
     def __init__(self) -> None:
         self.publishers: dict[str, Any] = {}
         self.subscribers: dict[str, Any] = {}
-        self.begun = 0
+        self.begun = self.dropped = 0
         parameters = {name: rospy.get_param("~" + name, default) for name, default in PARAMETERS.items()}
         self.node = Node(lambda: int(rospy.get_rostime().to_nsec()), self.publish, rospy.logwarn, **parameters)
         self.diagnostics = rospy.Publisher("/diagnostics", DiagnosticArray, queue_size=10)
@@ -61,17 +63,17 @@ class Shell:
             self.register_again()
         if self.begun != self.node.begun:  # to get latched messages again
             self.begun = self.node.begun
-            while self.subscribers:
-                self.subscribers.popitem()[1].unregister()
+            for topic in list(self.subscribers):
+                self.drop(self.subscribers, topic)
         wanted = self.node.topics()
         for topic in self.publishers.keys() - wanted.keys():
-            self.publishers.pop(topic).unregister()
+            self.drop(self.publishers, topic)
         for topic in wanted.keys() - self.publishers.keys():
             if (kind := self.class_of(wanted[topic])) is not None:
                 self.publishers[topic] = rospy.Publisher(topic, kind, queue_size=QUEUE)
         for topic in self.subscribers.keys() - topics.keys():
             if self.subscribers[topic].get_num_connections() == 0:
-                self.subscribers.pop(topic).unregister()
+                self.drop(self.subscribers, topic)
         for topic in topics.keys() - self.subscribers.keys():
             if People.takes(topic, topics[topic]) and (kind := self.class_of(topics[topic])) is not None:
                 self.subscribers[topic] = rospy.Subscriber(topic, kind, partial(self.node.receive, topic))
@@ -86,7 +88,13 @@ class Shell:
             core.registerSubscriber(subscriber.name, subscriber.type, uri)
         for topic in list(self.subscribers):
             if self.subscribers[topic].get_num_connections() == 0:
-                self.subscribers.pop(topic).unregister()
+                self.drop(self.subscribers, topic)
+
+    def drop(self, connections: dict[str, Any], topic: str) -> None:
+        connections.pop(topic).unregister()
+        self.dropped += 1
+        if self.dropped % COLLECTED == 0:
+            gc.collect()  # rospy leaves a handle of each topic to Python's collector, which may take long
 
     @staticmethod
     def class_of(kind: str) -> Any:
@@ -112,14 +120,14 @@ def main() -> None:
     except (OSError, ValueError) as error:
         sys.exit(str(error))
     threading.Thread(target=shell.keep_looking, daemon=True).start()
-    cycle = float(rospy.get_param("~cycle", PARAMETERS["cycle"]))
+    period = min(0.1, rospy.get_param("~cycle", PARAMETERS["cycle"]))  # nor does a signal wait for long
     diagnosed = 0.0
     while not rospy.is_shutdown():
         shell.node.advance()
         if time.monotonic() - diagnosed >= DIAGNOSE_EVERY:
             diagnosed = time.monotonic()
             shell.diagnose()
-        time.sleep(cycle)  # of the wall: the clock of a simulation may stand still or be set back
+        time.sleep(period)  # of the wall: the clock of a simulation may stand still or be set back
     shell.node.close()
 
 
