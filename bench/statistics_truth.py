@@ -143,21 +143,25 @@ def shares(task: Task) -> dict[str, float]:
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("cases", nargs="*", default=[case.__name__ for case in CASES], metavar="CASE",
+                        help="of %(default)s")
     parser.add_argument("--runs", type=int, default=1000)
     parser.add_argument("--workers", type=int, default=1)
+    parser.add_argument("--memory", type=float, nargs="+", default=[2.0, 6.0], metavar="SECONDS")
+    parser.add_argument("--minutes", type=float, nargs="+", default=[1.0, 2.5, 5.0, 10.0, 20.0])
     options = parser.parse_args()
-    minutes = (1.0, 2.5, 5.0, 10.0, 20.0)
-    for memory in (2.0, 6.0):
-        tasks = [Task(case, 60.0 * length, memory, options.runs) for case in CASES for length in minutes]
-        with ProcessPoolExecutor(options.workers) as pool:
-            found = list(pool.map(shares, tasks))
-        print(f"\nmemory {memory:g} s\n\n| | " + " | ".join(f"{length:g} min" for length in minutes) +
-              " |\n|---|" + "---|" * len(minutes))
-        for first in range(0, len(tasks), len(minutes)):
-            for name in found[first]:
-                print(f"| {name} | " + " | ".join(
-                    f"{100 * found[first + place][name]:.1f}" for place in range(len(minutes))) + " |",
-                    flush=True)
+    cases = [case for case in CASES if case.__name__ in options.cases]
+    with ProcessPoolExecutor(options.workers) as pool:
+        for memory in options.memory:
+            found = pool.map(shares, [Task(case, 60.0 * length, memory, options.runs)
+                                      for case in cases for length in options.minutes])
+            print(f"\n| memory {memory:g} s | " + " | ".join(f"{length:g} min" for length in options.minutes) +
+                  " |\n|---|" + "---|" * len(options.minutes))
+            for _ in cases:
+                columns = [next(found) for _ in options.minutes]
+                for name in columns[0]:
+                    print(f"| {name} | " + " | ".join(f"{100 * column[name]:.1f}" for column in columns) +
+                          " |", flush=True)
 
 
 if __name__ == "__main__":

@@ -388,27 +388,28 @@ class Study:
             raise ValueError("before and after: together must be above 0, as must the rate")
         frames = []
         first, last = round(-before * rate), round(after * rate)
-        for event in self._events(events).itertuples(index=False):
-            replayed = self._replayed.get(event.recording)
-            if replayed is None:
-                raise ValueError(f"events: {event.recording!r} is none of the study's recordings")
-            for person, cycles in replayed.of_person():
-                if not pandas.isna(event.person) and person != event.person:
-                    continue
-                values = _masked(cycles)
-                since = cycles["seconds"] - event.seconds
-                places = intervals_of(since, rate) - first
-                inside = (places >= 0) & (places < last - first)
-                columns = {"offset": numpy.arange(first, last) / rate}
-                for quantity in QUANTITIES:
-                    of_quantity = interval_means(places[inside], values[quantity][inside], last - first)
-                    if baseline is not None:
-                        span = values[quantity][(since >= baseline[0]) & (since < baseline[1])]
-                        known = span[~numpy.isnan(span)]
-                        of_quantity = of_quantity - (known.mean() if len(known) else numpy.nan)
-                    columns[quantity] = of_quantity
-                frames.append(pandas.DataFrame({"recording": event.recording, "person": person,
-                                                "event": event.event, "number": event.number, **columns}))
+        for name, of_recording in self._events(events).groupby("recording", sort=False):
+            if name not in self._replayed:
+                raise ValueError(f"events: {name!r} is none of the study's recordings")
+            people = [(person, cycles["seconds"], _masked(cycles))
+                      for person, cycles in self._replayed[name].of_person()]
+            for event in of_recording.itertuples(index=False):
+                for person, seconds, values in people:
+                    if not pandas.isna(event.person) and person != event.person:
+                        continue
+                    since = seconds - event.seconds
+                    places = intervals_of(since, rate) - first
+                    inside = (places >= 0) & (places < last - first)
+                    columns = {"offset": numpy.arange(first, last) / rate}
+                    for quantity in QUANTITIES:
+                        means = interval_means(places[inside], values[quantity][inside], last - first)
+                        if baseline is not None:
+                            span = values[quantity][(since >= baseline[0]) & (since < baseline[1])]
+                            known = span[~numpy.isnan(span)]
+                            means = means - (known.mean() if len(known) else numpy.nan)
+                        columns[quantity] = means
+                    frames.append(pandas.DataFrame({"recording": name, "person": person, "event": event.event,
+                                                    "number": event.number, **columns}))
         names = ["recording", "person", "event", "number", "offset", *QUANTITIES]
         return Epochs(self._joined(pandas.concat(frames, ignore_index=True) if frames else
                                    pandas.DataFrame(columns=names)))
