@@ -116,12 +116,14 @@ inline constexpr std::tuple forcesColumns{
     Part{"before", "The quantity before.", [](const ForceRow& row) { return row.force.before; }},
     Part{"after", "The quantity after.", [](const ForceRow& row) { return row.force.after; }}};
 
-/// Whether each value is known, for what draws them, and whether something measured moved it in the
-/// cycle, of which summaries tell the share.
+/// Whether each value is known, for what draws them.
 inline constexpr std::tuple knownColumns{
     Column{"valence", [](const StateRow& row) { return row.isKnown[0]; }},
     Column{"attention", [](const StateRow& row) { return row.isKnown[1]; }},
-    Column{"ease", [](const StateRow& row) { return row.isKnown[2]; }},
+    Column{"ease", [](const StateRow& row) { return row.isKnown[2]; }}};
+
+/// Whether something measured moved each value in the cycle, of which summaries tell the share.
+inline constexpr std::tuple measuredColumns{
     Column{"valence_measured", [](const StateRow& row) { return row.isMeasured[0]; }},
     Column{"attention_measured", [](const StateRow& row) { return row.isMeasured[1]; }},
     Column{"ease_measured", [](const StateRow& row) { return row.isMeasured[2]; }}};

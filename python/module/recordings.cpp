@@ -268,7 +268,8 @@ class Tables {
  private:
   Forces _forces;
   Table<StateRow, decltype(timelineColumns)> _timeline{timelineColumns};
-  Table<StateRow, decltype(knownColumns)> _known{knownColumns};
+  static constexpr auto _knownAndMeasured = std::tuple_cat(knownColumns, measuredColumns);
+  Table<StateRow, decltype(_knownAndMeasured)> _known{_knownAndMeasured};
   Table<ScopeRow, decltype(scopesColumns)> _scopes{scopesColumns};
   Table<AmbianceRow, decltype(ambianceColumns)> _ambiance{ambianceColumns};
   Table<ForceRow, decltype(forcesColumns)> _movements{forcesColumns};
