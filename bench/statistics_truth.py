@@ -120,7 +120,8 @@ def raters(random: numpy.random.Generator, seconds: float, memory: float) -> dic
 
 def synchrony(random: numpy.random.Generator, seconds: float, memory: float) -> dict[str, bool]:
     first, second = series(random, seconds, memory, 2)
-    found = zorvel.statistics.synchrony(first, second, rate=RATE)
+    found = zorvel.statistics.synchrony(first, second, rate=RATE, window=min(10.0, seconds / 15.0),
+                                        lag=min(3.0, seconds / 50.0))
     return {"synchrony, false positives": found.p < 0.05}
 
 

@@ -38,6 +38,8 @@ _FEWEST_BLOCKS = 4
 #: An interval whose bias is small counts for more than one whose width is steady: blocks are longer
 #: than those with the least mean square error of the variance.
 _BLOCK_FACTOR = 2.0
+#: With fewer shifts that do not depend on each other, unrelated series seem to move together.
+_FEWEST_SHIFTS = 10
 #: How many cells of sums are drawn at a time.
 _DRAWN_CELLS = 4_000_000
 
@@ -262,8 +264,9 @@ def synchrony(first: _Series, second: _Series, *, rate: float, window: float = 1
     over windows is one of Fisher's z. What two people reach who have nothing to do with each other
     is learnt from the same two series, one of them shifted around by more than a window and the lags
     (Moulder, Boker, Ramseyer and Tschacher 2018, Psychological Methods 23:757-773). Where a series
-    is shifted, its end meets its beginning. At most `shifts` are tried; p can be no smaller than one
-    of so many plus one. Windows of which less than half is known are left out.
+    is shifted, its end meets its beginning. It takes ten times as long as a window and the lag, as with
+    fewer shifts that do not depend on each other p is too small. At most `shifts` are tried, so p is no
+    smaller than one of so many plus one. Windows of which less than half is known are left out.
     """
     series = [numpy.asarray(values, float) for values in (first, second)]
     count = len(series[0])
@@ -272,9 +275,9 @@ def synchrony(first: _Series, second: _Series, *, rate: float, window: float = 1
     half = max(2, round(window * rate / 2.0))
     reach = round(lag * rate)
     nearest = 2 * half + reach
-    if count <= 2 * nearest:
-        raise ValueError(f"the series have {count / rate:g} s, where it takes more than "
-                         f"{2 * nearest / rate:g} s")
+    if count < _FEWEST_SHIFTS * nearest:
+        raise ValueError(f"the series have {count / rate:g} s, where a window and a lag of "
+                         f"{nearest / rate:g} s take {_FEWEST_SHIFTS * nearest / rate:g} s")
     halves = count // half
     known = [~numpy.isnan(values) for values in series]
     centred = [numpy.where(there, values - numpy.nanmean(values), 0.0)

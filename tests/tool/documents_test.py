@@ -32,7 +32,7 @@ FILES = {
     "faces.csv": "frame,timestamp,confidence,success,AU12_r\n1,0,0.9,1,2\n2,0.5,0.9,1,3\n",
     "phases.csv": "person,scope,begin,end\n1,arrival,1.5,3\n",
     "sequence.csv": "frame,timestamp,confidence,success\n1,0,0.9,1\n2,0,0.9,1\n",
-    "film.eaf": elan("smiles", "anna", [(2000, 3000, "")]),
+    "film.eaf": elan("smiles", "guest", [(2000, 3000, "")]),
     "speaker.csv": "frame,FaceRectX,FaceScore,Pitch,happiness\n0,1,0.9,3,0.8\n1,1,0.9,3,0.7\n",
 }
 # Films of a minute, in whose second half the children play a game, with what raters made of them.
@@ -45,7 +45,7 @@ for film in range(1, 7):
             f"{frame},{frame / 10},0.9,1,0.1,{(frame < 300) * math.sin(frame / 9 + film) / 2:.4f},0,"
             f"{1.5 + 1.5 * felt(frame / 10):.4f},{1.5 + felt(frame / 10):.4f},"
             f"0,0,{1 - felt(frame / 10):.4f},0,0,0,0,0\n" for frame in range(600)))
-    FILES[f"ratings/p0{film}.csv"] = "seconds,anna,ben\n" + "".join(
+    FILES[f"ratings/p0{film}.csv"] = "seconds,first,second\n" + "".join(
         f"{half / 2},{felt(half / 2 - 1) / 2:.4f},{felt(half / 2 - 1.5) / 2 + 0.1:.4f}\n" for half in range(120))
     FILES[f"tiers/p0{film}.eaf"] = elan("phases", "child", [(0, 29999, "before"), (30000, 59000, "game")])
 FILES["participants.csv"] = "recording,robot,age\n" + "".join(

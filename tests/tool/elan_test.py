@@ -6,10 +6,10 @@ from tool import FolderTest, line, lines, recalculated, rows, run
 
 SLOTS = [1000, 2000, 2000, 3000, 2500, 3500, 9000, 9500, None]
 TIERS = {  # the tier, whom it is about, the type: where each annotation begins and ends, or what it refers to
-    ("smiles", "anna", "free"): [(1, 2, ""), (3, 4, "")],
+    ("smiles", "guest", "free"): [(1, 2, ""), (3, 4, "")],
     ("deeds", "2", "free"): [(5, 6, "greets &amp; waves"), (7, 8, "leaves"), (7, 9, "stays")],
-    ("notes", "anna", "one"): [("a1", "broad")],
-    ("words", "anna", "several"): [("a1", "oh")],
+    ("notes", "guest", "one"): [("a1", "broad")],
+    ("words", "guest", "several"): [("a1", "oh")],
 }
 
 
@@ -36,10 +36,10 @@ def document(head="", tiers=TIERS):
                    "</ANNOTATION_DOCUMENT>\n")
 
 
-BORIS = ("Subject\tBehavior\tBehavior type\tStart (s)\tStop (s)\nanna\tsmiles\tSTATE\t1\t2\n"
-         "anna\tsmiles\tSTATE\t2\t3\n2\tgreets & waves\tSTATE\t2.5\t3.5\nanna\tbroad\tPOINT\t1.5\tNA\n")
-TABULAR = ("Time,Subject,Behavior,Status\n1,anna,smiles,START\n1.5,anna,broad,POINT\n2,anna,smiles,STOP\n"
-           "2,anna,smiles,START\n2.5,2,greets & waves,START\n3,anna,smiles,STOP\n3.5,2,greets & waves,STOP\n")
+BORIS = ("Subject\tBehavior\tBehavior type\tStart (s)\tStop (s)\nguest\tsmiles\tSTATE\t1\t2\n"
+         "guest\tsmiles\tSTATE\t2\t3\n2\tgreets & waves\tSTATE\t2.5\t3.5\nguest\tbroad\tPOINT\t1.5\tNA\n")
+TABULAR = ("Time,Subject,Behavior,Status\n1,guest,smiles,START\n1.5,guest,broad,POINT\n2,guest,smiles,STOP\n"
+           "2,guest,smiles,START\n2.5,2,greets & waves,START\n3,guest,smiles,STOP\n3.5,2,greets & waves,STOP\n")
 BIDS = "onset\tduration\ttrial_type\n1\t1\tsmiles\n1.5\t0\tbroad\n2\t1\tsmiles\n4\tn/a\tfrowns\n"
 
 
@@ -61,7 +61,7 @@ class ElanTest(FolderTest):
     def test_what_raters_made_becomes_scopes(self):
         smiles = [(1, 2 - 1e-9, 1, "smiles"), (2, 3, 1, "smiles")]
         greets = (3, 3.5, 2, "greets & waves")  # from when person 2 is there
-        found, told = self.annotated("film.eaf", document(), "--subject", "anna=1", "--subject", "2")
+        found, told = self.annotated("film.eaf", document(), "--subject", "guest=1", "--subject", "2")
         self.assert_scopes(found, *smiles, greets, (1, 2, 1, "broad"))
         self.assertEqual(told.splitlines(), [
             'film.eaf: warning: tier "deeds": 1 annotation has no time of its own',
@@ -70,7 +70,7 @@ class ElanTest(FolderTest):
             "which is 6.000 s long"])
         for file, text in (("events.tsv", BORIS), ("events.csv", TABULAR)):
             with self.subTest(file=file):
-                found, told = self.annotated(file, text, "--subject", "anna=1", "--subject", "2")
+                found, told = self.annotated(file, text, "--subject", "guest=1", "--subject", "2")
                 self.assert_scopes(found, *smiles, greets, (1.5, 1.5, 1, "broad"))
                 self.assertEqual(told, "")
         found, told = self.annotated("bids.tsv", BIDS, "--person", "1")
@@ -78,25 +78,25 @@ class ElanTest(FolderTest):
         self.assertEqual(told, 'bids.tsv: warning: tier "frowns": 1 annotation has no time of its own\n')
         found, told = self.annotated("film.eaf", document(), "--tier", "deeds", "--offset", "0.25")
         self.assert_scopes(found, (3, 3.75, 2, "greets & waves"))
-        found, told = self.annotated("film.eaf", document(), "--tier", "smiles", "--subject", "anna=2")
+        found, told = self.annotated("film.eaf", document(), "--tier", "smiles", "--subject", "guest=2")
         self.assertIn('tier "smiles", 1.000 s: person 2 is not there between begin and end', told)
         self.assert_scopes(found, (3, 3, 2, "smiles"))
 
     def test_errors_of_raters_files(self):
         entity = '<!DOCTYPE a [<!ENTITY b "c">]>\n'
-        unknown = {("smiles", "anna", "free"): [(1, 2, "&b;")]}
+        unknown = {("smiles", "guest", "free"): [(1, 2, "&b;")]}
         for file, text, options, message in (
                 ("a.eaf", document(entity, unknown), [], ":2: has a DOCTYPE, which is refused"),
                 ("a.eaf", document(tiers=unknown), [], ": is no XML: undefined entity"),
                 ("a.eaf", document()[:-9], [], ": is no XML: "),
                 ("a.eaf", "<a></a>", [], ":1: is no document of ELAN"),
                 ("a.eaf", document().replace('"1000"', '"1s"'), [], ':4: "1s" is no time in milliseconds'),
-                ("a.eaf", document(), [], 'tier "smiles", 1.000 s: is about "anna", who is no number; '
-                                          "--subject anna=N gives one"),
+                ("a.eaf", document(), [], 'tier "smiles", 1.000 s: is about "guest", who is no number; '
+                                          "--subject guest=N gives one"),
                 ("a.eaf", document(), ["--tier", "x"], 'has no tier "x"; those that it has: "deeds", '),
                 ("a.eaf", document(), ["--subject", "x=1"], 'has no subject "x"; those that it has: "2", '),
-                ("a.eaf", document(), ["--subject", "anna=7"], 'tier "smiles", 1.000 s: person 7 is not in'),
-                ("a.eaf", document(), ["--subject", "anna"], "is neither like anna=3 nor a person's number"),
+                ("a.eaf", document(), ["--subject", "guest=7"], 'tier "smiles", 1.000 s: person 7 is not in'),
+                ("a.eaf", document(), ["--subject", "guest"], "is neither like guest=3 nor a person's number"),
                 ("a.csv", TABULAR.replace("START", "STOP"), [], ':2: column "Status": "smiles" stops without'),
                 ("a.tsv", BIDS, [], 'tier "smiles", 1.000 s: names no subject; --person says whose it is'),
                 ("a.tsv", BIDS.replace("1\t1\t", "1\t-1\t"), ["--person", "1"], ':2: column "duration": is'),

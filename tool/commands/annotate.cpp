@@ -49,13 +49,14 @@ void annotateRecording(const AnnotateOptions& options) {
   }
 }
 
-/// Reads "anna=3", a subject and the person's number, or "3", a subject whose name is the number.
+/// Reads "guest=3", a subject and the person's number, or "3", a subject whose name is the number.
 void addSubject(ChosenAnnotations& chosen, const std::string& text) {
   const std::size_t sign = text.rfind('=');
   const bool isMapped = sign != text.npos;
   const auto person = readPerson(isMapped ? std::string_view(text).substr(sign + 1) : text);
   if (!person) {
-    throw WrongUsage("--subject", inQuotes(text) + " is neither like anna=3 nor a person's number");
+    throw WrongUsage("--subject",
+                     inQuotes(text) + " is neither like guest=3 nor a person's number");
   }
   chosen.subjects[text.substr(0, sign)] = isMapped ? person : std::nullopt;
 }
@@ -79,7 +80,7 @@ while its person is not there is left out, and named by tier and time.
 Examples:
   zorvel annotate meeting.jsonl phases.csv | zorvel replay - --output results
   zorvel annotate meeting.jsonl phases.csv --offset 12.48 --output scopes.jsonl
-  zorvel annotate meeting.jsonl film.eaf --tier smiles --subject anna=1 --output smiles.jsonl)");
+  zorvel annotate meeting.jsonl film.eaf --tier smiles --subject guest=1 --output smiles.jsonl)");
   const auto options = std::make_shared<AnnotateOptions>();
   command.addRecording(options->recording);
   command.add("SCOPES", options->scopes, "The table; - reads standard input").required();
@@ -95,7 +96,7 @@ Examples:
       .repeatable();
   command
       .add("--subject", options->subjects,
-           "What is about this subject alone, or several, and which person that is, as anna=3; a "
+           "What is about this subject alone, or several, and which person that is, as guest=3; a "
            "subject whose name is the person's number needs no more than that")
       .type("NAME=N")
       .repeatable();
