@@ -44,6 +44,7 @@ from .results import (
     report,
     summarize,
     summary_csv,
+    what_mattered,
 )
 
 if _TYPE_CHECKING:
@@ -90,4 +91,5 @@ __all__ = [
     "report",
     "summarize",
     "summary_csv",
+    "what_mattered",
 ]
