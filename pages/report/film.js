@@ -19,6 +19,7 @@ const video = find("#film video", HTMLVideoElement);
 const text = find("#film .text", HTMLElement);
 const chooser = find("#film-file", HTMLInputElement);
 const offset = find("#film-offset", HTMLInputElement);
+const sound = find("#film-sound", HTMLInputElement);
 const speed = find("#film-speed", HTMLSelectElement);
 
 let picture = usualPicture;
@@ -136,10 +137,10 @@ async function measurePicture() {
 }
 
 function keepOffset() {
+  showMoment();
   const address = new URL(location.href);
   address.searchParams.set(parameter, String(begin()));
   history.replaceState(null, "", address);
-  showMoment();
 }
 
 /** @param {Recording} recording */
@@ -149,6 +150,9 @@ export function addFilm({ persons }) {
   chooser.addEventListener("change", open);
   offset.addEventListener("change", keepOffset);
   speed.addEventListener("change", () => { video.playbackRate = Number(speed.value); });
+  video.muted = true;
+  sound.addEventListener("change", () => { video.muted = !sound.checked; });
+  video.addEventListener("click", () => performFilm("play"));
   for (const button of panel.querySelectorAll("button[data-film]")) {
     const action = /** @type {FilmActionName} */ (button.getAttribute("data-film"));
     button.addEventListener("click", () => performFilm(action));

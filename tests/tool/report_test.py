@@ -92,12 +92,12 @@ class ReportTest(BrowserTest):
         cls.scene = cls.folder / "scene.jsonl"
         run("simulate", "--seconds", "60", "--output", cls.scene, check=True)
 
-    def open(self, recording, status=0):
+    def open(self, recording, *options, status=0):
         """Opens the report of a file, or of lines."""
         page = self.folder / "page.html"
         page.unlink(missing_ok=True)
         is_text = isinstance(recording, str)
-        result = run("report", "-" if is_text else recording, "-o", page,
+        result = run("report", "-" if is_text else recording, "-o", page, *options,
                      input=recording if is_text else None)
         self.assertEqual(result.returncode, status, result.stderr)
         self.browser.get(page.as_uri())
@@ -115,8 +115,7 @@ class ReportTest(BrowserTest):
                   for entry in self.browser.get_log("performance")]
         urls = {event["params"]["request"]["url"].removesuffix("?film=2") for event in events
                 if event["method"] == "Network.requestWillBeSent"
-                # A film, and the signs on the browser's own buttons for it, are in the browser.
-                and not event["params"]["request"]["url"].startswith(("blob:", "data:"))}
+                and not event["params"]["request"]["url"].startswith("blob:")}  # a film
         self.assertEqual(urls, {(self.folder / "page.html").as_uri()})
 
     def timeline(self, recording):
@@ -273,7 +272,10 @@ class ReportTest(BrowserTest):
         film.write_bytes(base64.b64decode(self.browser.execute_async_script(RECORD_FILM)))
         other.write_bytes(bytes(1000))
         self.browser.get_log("performance")
-        self.open("".join((smiling if k > 30 else calm)(k / 10) for k in range(101)))
+        self.open("".join((smiling if k > 30 else calm)(k / 10) for k in range(101)), "--mattered")
+        mattered = self.browser.find_element(By.ID, "mattered").text
+        self.assertRegex(mattered, r"\nPerson 1 expressions\n0\.\d+, at most −1\.")
+        self.assertIn("smile of person 1: beside these expressions no smile changes the mood", mattered)
         chooser = self.browser.find_element(By.ID, "film-file")
         chooser.send_keys(str(other))
         told = self.browser.find_element(By.CSS_SELECTOR, "#film .text")
