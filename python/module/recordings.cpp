@@ -4,6 +4,7 @@
 #include <limits>
 #include <map>
 #include <mutex>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <variant>
@@ -22,6 +23,7 @@
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
 #include "playback/summary_table.hpp"
+#include "playback/what_mattered.hpp"
 #include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/json_line.hpp"
@@ -483,14 +485,36 @@ py::tuple explainGreatestOf(py::handle path, py::handle person, py::handle numbe
   return py::make_tuple(py::str(lines.data(), lines.size()), asException(greatest.failure));
 }
 
-py::tuple reportFile(py::handle path, py::handle output) {
+py::tuple whatMatteredInFile(py::handle path, const py::list& fields) {
+  const std::string name = pathFrom(path);
+  std::vector<std::string> names;
+  for (const py::handle field : fields) names.push_back(textFrom(field, "fields"));
+  fmt::memory_buffer lines;
+  const auto failure = withoutLock([&] {
+    RecordingReader recording(name, checkSignals);
+    WhatMattered mattered(names, std::thread::hardware_concurrency());
+    auto ended = playAll(
+        recording, Forces::Unwatched,
+        [&](Time /*time*/, const Event& event, const Row& row) { mattered.add(event, row); });
+    for (const Mattered& row : mattered.rows()) appendExplanationLine(lines, row);
+    return ended;
+  });
+  return py::make_tuple(py::str(lines.data(), lines.size()), asException(failure));
+}
+
+py::tuple reportFile(py::handle path, py::handle output, bool showsWhatMattered) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
   const auto result = withoutLock([&] {
     requireDistinct({name}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput page(outputName, throwIfInterrupted);
-    auto written = writeReport(recording, reportTitle(name), page, [] {});
+    std::optional<WhatMattered> mattered;
+    if (showsWhatMattered) {
+      mattered.emplace(std::vector{std::string(everyField)}, std::thread::hardware_concurrency());
+    }
+    auto written =
+        writeReport(recording, reportTitle(name), page, mattered ? &*mattered : nullptr, [] {});
     page.commit();
     return written;
   });
@@ -892,7 +916,8 @@ void addRecordings(py::module_& module) {
              py::arg("begin"), py::arg("end"));
   module.def("greatest_changes_of_file", &explainGreatestOf, py::arg("path"), py::arg("person"),
              py::arg("most"));
-  module.def("report_file", &reportFile, py::arg("path"), py::arg("output"));
+  module.def("what_mattered_in_file", &whatMatteredInFile, py::arg("path"), py::arg("fields"));
+  module.def("report_file", &reportFile, py::arg("path"), py::arg("output"), py::arg("mattered"));
   module.def("report_files", &reportFiles, py::arg("paths"), py::arg("output"), py::arg("align"));
   module.def("info_of_file", &infoOfFile, py::arg("path"));
   module.def("cut_file", &cutFile, py::arg("path"), py::arg("output"), py::arg("begin"),

@@ -45,6 +45,7 @@ from .results import (
     report,
     summarize,
     summary_csv,
+    what_mattered,
 )
 
 if _TYPE_CHECKING:
@@ -95,6 +96,7 @@ __all__ = [
     "report",
     "summarize",
     "summary_csv",
+    "what_mattered",
 ]
 
 
