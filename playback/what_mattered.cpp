@@ -191,7 +191,7 @@ void WhatMattered::playBatch() {
     }
   };
   std::vector<std::future<void>> others;
-  for (unsigned int job = 1; job < _jobs; ++job) {
+  for (std::size_t job = 1; job < std::min<std::size_t>(_jobs, _variants.size()); ++job) {
     others.push_back(std::async(std::launch::async, work));
   }
   work();
