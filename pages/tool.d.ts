@@ -125,6 +125,7 @@ export type MatteredRow =
     cycles: number;
     other_mood: number;
     other_attentive: number;
+    changes_nothing: boolean;
     reason: string;
   };
 

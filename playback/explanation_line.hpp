@@ -20,7 +20,7 @@ void appendExplanationLine(fmt::memory_buffer& text, std::int32_t person,
 void appendExplanationLine(fmt::memory_buffer& text, const ExplainedChange& change,
                            Time secondZero);
 
-/// What a person's state has of a field.
+/// What a field mattered to a person.
 void appendExplanationLine(fmt::memory_buffer& text, const Mattered& row);
 
 }  // namespace zorvel

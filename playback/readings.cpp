@@ -143,7 +143,7 @@ std::string describe(const FieldReadings& readings) {
   return text;
 }
 
-bool isUsed(std::string_view field) {
+bool givesForces(std::string_view field) {
   return std::any_of(origins.begin(), origins.end(), [field](const Origin& origin) {
     return std::find(origin.fields.begin(), origin.fields.end(), field) != origin.fields.end();
   });

@@ -54,7 +54,7 @@ class Readings {
 std::string describe(const FieldReadings& readings);
 
 /// Whether any force comes from readings of the field.
-bool isUsed(std::string_view field);
+bool givesForces(std::string_view field);
 
 }  // namespace zorvel
 

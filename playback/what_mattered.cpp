@@ -145,7 +145,7 @@ void WhatMattered::Seen::add(const ZV::PersonObservation& fields) {
 std::string WhatMattered::Seen::reasonFor(std::size_t field) const {
   const std::string_view name = fieldKinds.at(field).name;
   if (readings.at(field) == 0) return "no reading of it";
-  if (!isUsed(name)) return "no state depends on it";
+  if (!givesForces(name)) return "no state depends on it";
   const auto within = [](float greatest, float limit) {
     if (!(greatest < limit)) return std::string();
     return fmt::format("it reached {} m; it lowers confidences from about {} m on",
@@ -191,7 +191,7 @@ void WhatMattered::playBatch() {
     }
   };
   std::vector<std::future<void>> others;
-  for (unsigned int job = 1; job < _jobs; ++job) {
+  for (std::size_t job = 1; job < std::min<std::size_t>(_jobs, _variants.size()); ++job) {
     others.push_back(std::async(std::launch::async, work));
   }
   work();

@@ -44,9 +44,10 @@ struct Mattered {
   /// Shares of the cycles: with another mood, and with an attention on the other side of a half.
   double otherMood;
   double otherAttentive;
-  /// Why nothing changes, or nothing that shows with three decimals; empty where that is not known.
+  /// Why nothing changes; empty where that is not known.
   std::string reason;
 
+  /// Or nothing that shows with three decimals.
   bool changesNothing() const;
 };
 
@@ -66,6 +67,7 @@ void writeMattered(const Mattered& row, Write write) {
   std::apply([&](const auto&... column) { (writeQuantity(column.name), ...); }, quantityColumns);
   write("other_mood", row.otherMood);
   write("other_attentive", row.otherAttentive);
+  write("changes_nothing", row.changesNothing());
   write("reason", std::string_view(row.reason));
 }
 

@@ -2,6 +2,7 @@
 
 import { byId, find } from "../shared/elements.js";
 import { whyNotPlayed } from "../shared/films.js";
+import { formatTime } from "../shared/format.js";
 import { Moments } from "./moment.js";
 import { follow, resize, setFilmTime, setShown, shown } from "./view.js";
 
@@ -24,6 +25,7 @@ const speed = find("#film-speed", HTMLSelectElement);
 
 let picture = usualPicture;
 let pictureShown = () => {};
+let opened = 0;
 /** @type {number | undefined} */
 let shownAt;  // of the picture that is shown, in the film's seconds
 /** @type {Moments} */
@@ -88,6 +90,7 @@ async function step(direction) {
     await once("seeked");
     if (shownAt === from) await nextPicture();
   }
+  byId("announcement").textContent = `Picture at ${formatTime((shownAt ?? 0) + begin(), 3)}`;
 }
 
 /** @type {Record<FilmActionName, () => void>} */
@@ -99,7 +102,7 @@ const actions = {
 
 /** @param {FilmActionName} action */
 export function performFilm(action) {
-  actions[action]();
+  if (hasFilm()) actions[action]();
 }
 
 async function open() {
@@ -111,9 +114,11 @@ async function open() {
   text.textContent = "";
   panel.hidden = false;
   resize();
+  const number = ++opened;
   const loaded = once("loadeddata");
   video.src = URL.createObjectURL(file);
   await loaded;
+  if (number !== opened) return;  // another film came, as the first did not play
   // One that was recorded by a browser does not tell its length before its end was looked for.
   if (video.duration === Infinity) {
     video.currentTime = 1e9;

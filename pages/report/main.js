@@ -27,7 +27,7 @@ async function main() {
     button.addEventListener("click", () => perform(action));
   }
   document.addEventListener("keydown", (event) => {
-    if (event.target instanceof Element && event.target.matches("input, select")) return;
+    if (event.target instanceof Element && event.target.matches("[type=number], select")) return;
     const filmAction = hasFilm() ? filmActionOf(event) : undefined;
     const action = actionOf(event);
     if (!filmAction && !action) return;

@@ -45,13 +45,6 @@ function unchangedTexts(rows) {
   return [...fields].map(([key, names]) => `${names.join(", ")} of ${key}`);
 }
 
-/** @param {MatteredRow} row */
-function changesNothing(row) {
-  return row.other_mood === 0 && row.other_attentive === 0 &&
-    quantityNames.every((name) => [row[`${name}_change`], row[`${name}_confidence_change`]]
-      .every((change) => Math.abs(change) < 0.0005));
-}
-
 /** @param {MatteredRow[]} mattered */
 export function addMattered(mattered) {
   byId("mattered").hidden = mattered.length === 0;
@@ -59,10 +52,10 @@ export function addMattered(mattered) {
     ...quantityNames.map((name) => ({ title: quantities[name].title, small: "mean and greatest change" })),
     { title: "Mood", small: "cycles with another", class: "number" },
     { title: "Attentive", small: "cycles with another", class: "number" }];
-  const changed = mattered.filter((row) => !changesNothing(row));
+  const changed = mattered.filter((row) => !row.changes_nothing);
   fillTable(find("#mattered table", HTMLTableElement), columns, changed.map((row) => [
     `Person ${row.person}`, row.without, ...quantityNames.map((name) => changeCell(row, name)),
     formatPercent(100 * row.other_mood), formatPercent(100 * row.other_attentive)]));
-  find("#mattered ul", HTMLElement)
-    .append(...unchangedTexts(mattered.filter(changesNothing)).map((text) => element("li", {}, text)));
+  const unchanged = unchangedTexts(mattered.filter((row) => row.changes_nothing));
+  find("#mattered ul", HTMLElement).append(...unchanged.map((text) => element("li", {}, text)));
 }

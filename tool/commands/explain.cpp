@@ -265,10 +265,9 @@ void addExplain(Command tool) {
 what moved each person in the last cycle until then, the strongest reasons first; for a span, or
 without one for the whole recording, each reason's share of all movement up and down. With --greatest
 it tells where most happened, what moved it there, and the readings behind that, as --at does. With
---without it replays the recording once more without each field that is named and tells what changes;
-several are left out one at a time. With
---json, one object a line for each person, change or field, with every reason. After a bad line it tells everything up to it;
-what comes after a moment is not read.
+--without it replays the recording once more without each field that is named, one at a time, and tells
+what changes. With --json, one object a line for each person, change or field, with every reason. After
+a bad line it tells everything up to it; what comes after a moment is not read.
 
 Examples:
   zorvel explain meeting.jsonl --person 1 --at 12.5
