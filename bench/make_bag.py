@@ -79,16 +79,21 @@ def text(time: int, topic: str, value: str) -> Message:
     return Message(time, topic, "std_msgs/msg/String", Cdr().text(value).data)
 
 
-def scene(seconds: float, people: int, rate: float = 30.0, every: int = 0) -> Iterator[Message]:
+def scene(seconds: float, people: int, rate: float = 30.0, every: int = 0,
+          stay: float = math.inf) -> Iterator[Message]:
     """People who look about in front of a camera; each frame has all of them, with their gazes. What their
-    faces show is told in every so many frames."""
+    faces show is told in every so many frames. After so many seconds, each gives way to somebody new."""
     optical = (-0.5, 0.5, -0.5, 0.5)
     yield transforms(START, ("camera_link", "optical", (0.0, 0.0, 0.0, *optical)), topic="/tf_static")
-    names = [f"f{person:04}" for person in range(people)]
-    for person, name in enumerate(names):
-        yield text(START, f"/humans/persons/p{person}/face_id", name)
+    names = [""] * people
     for frame in range(round(seconds * rate)):
         time = START + round((frame + 1) / rate * 1e9)
+        for person in range(people):
+            visit = int(frame / rate / stay + person / people)
+            name = f"f{person + people * visit:04}"
+            if name != names[person]:
+                names[person] = name
+                yield text(time if visit else START, f"/humans/persons/p{person + people * visit}/face_id", name)
         for person, name in enumerate(names):
             # From the optical frame: first x to the robot and z up, then the turn about z.
             turn = math.radians(40.0 * math.sin(0.1 * frame / rate + person)) / 2.0

@@ -1,8 +1,9 @@
-// Any bytes as a CSV file of face analysis. Whatever the importer writes, even before it refuses a
-// row, is a recording without a bad line, in the order of time.
+// Any bytes as a CSV file of face analysis, or as what raters made. Whatever the importer writes,
+// even before it refuses a row, is a recording without a bad line, in the order of time.
 
 #include "fuzzing.hpp"
 #include "import/importer.hpp"
+#include "import/raters_file.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/recording_writer.hpp"
@@ -26,6 +27,23 @@ std::uint64_t requireRecording(const fmt::memory_buffer& text) {
   return observations;
 }
 
+/// Reads the file as one of ELAN, and as a table if it has the columns of one.
+void readRatersFile(const std::string& path) {
+  try {
+    zorvel::readElan(path, {});
+  } catch (const zorvel::Failure&) {  // a refusal is fine
+  }
+  try {
+    zorvel::CsvReader rows(path);
+    if (zorvel::isBoris(rows)) {
+      zorvel::readBoris(rows);
+    } else if (zorvel::isBids(rows)) {
+      zorvel::readBids(rows);
+    }
+  } catch (const zorvel::Failure&) {
+  }
+}
+
 }  // namespace
 
 int LLVMFuzzerInitialize(int* /*argumentCount*/, char*** /*arguments*/) { return 0; }
@@ -35,6 +53,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const unsigned int choices = data[0];
   const bool isOpenFace = (choices & 1U) != 0;
   const MemoryFile file(data + 1, size - 1);
+  if ((choices & 64U) != 0) {
+    readRatersFile(file.path());
+    return 0;
+  }
   zorvel::ImportOptions options;
   options.mirrored = (choices & 2U) != 0;
   if ((choices & 4U) != 0) options.gap = zorvel::Time::duration(0);

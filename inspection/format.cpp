@@ -47,12 +47,21 @@ std::string formatShare(std::uint64_t part, std::uint64_t whole) {
   return fmt::format("{:.1f} %", percent);
 }
 
-std::string formatParted(const PartedRows& parted) {
-  if (parted.count == 0) return {};
-  return fmt::format(
+std::vector<std::string> formatWarnings(const RecordingAnnotation& annotation) {
+  constexpr std::size_t most = 20;
+  std::vector<std::string> warnings = annotation.leftOut();
+  if (warnings.size() > most) {
+    const std::string more = fmt::format("{} more are left out", warnings.size() - most);
+    warnings.resize(most);
+    warnings.push_back(more);
+  }
+  const PartedRows parted = annotation.parted();
+  if (parted.count == 0) return warnings;
+  warnings.push_back(fmt::format(
       "removals or renamings part {} into {}, one for each visit of the person; the first is line "
       "{}",
-      formatCount(parted.count, "row"), formatCount(parted.scopes, "scope"), parted.firstLine);
+      formatCount(parted.count, "row"), formatCount(parted.scopes, "scope"), parted.firstLine));
+  return warnings;
 }
 
 }  // namespace zorvel

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "recording/recording_annotation.hpp"
 
@@ -18,9 +19,9 @@ std::string formatDuration(std::int64_t nanoseconds);
 /// A share such as "98.7 %".
 std::string formatShare(std::uint64_t part, std::uint64_t whole);
 
-/// What removals and renamings did to rows of a table of scopes, for people; empty when they did
-/// nothing.
-std::string formatParted(const PartedRows& parted);
+/// What became of scopes that are not where their file says, at the end of an annotation, a
+/// sentence each: the first few of those that are left out, and how many more there are.
+std::vector<std::string> formatWarnings(const RecordingAnnotation& annotation);
 
 }  // namespace zorvel
 

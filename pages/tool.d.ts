@@ -113,7 +113,21 @@ export type RecordingData = {
   end: string;
   persons: PersonData[];
   room: { time: Column; agitation: Column };
+  mattered: MatteredRow[];
 };
+
+/** A row of `explain --without`. */
+export type MatteredRow =
+  Record<`${QuantityName | `${QuantityName}_confidence`}_${"mean_change" | "change"}`, number> &
+  Record<`${QuantityName | `${QuantityName}_confidence`}_change_at`, number | null> & {
+    person: number;
+    without: string;
+    cycles: number;
+    other_mood: number;
+    other_attentive: number;
+    changes_nothing: boolean;
+    reason: string;
+  };
 
 /** A row of `replay --summary`. */
 export type SummaryRow =

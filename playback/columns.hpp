@@ -122,6 +122,12 @@ inline constexpr std::tuple knownColumns{
     Column{"attention", [](const StateRow& row) { return row.isKnown[1]; }},
     Column{"ease", [](const StateRow& row) { return row.isKnown[2]; }}};
 
+/// Whether something measured moved each value in the cycle, of which summaries tell the share.
+inline constexpr std::tuple measuredColumns{
+    Column{"valence_measured", [](const StateRow& row) { return row.isMeasured[0]; }},
+    Column{"attention_measured", [](const StateRow& row) { return row.isMeasured[1]; }},
+    Column{"ease_measured", [](const StateRow& row) { return row.isMeasured[2]; }}};
+
 // The columns of a part of a state.
 template <typename Value>
 constexpr auto columnsOf(const TableColumn<Value>& column) {

@@ -82,4 +82,11 @@ void appendExplanationLine(fmt::memory_buffer& text, const ExplainedChange& chan
   json.finish();
 }
 
+void appendExplanationLine(fmt::memory_buffer& text, const Mattered& row) {
+  JsonLineWriter json(text);
+  writeMattered(row,
+                [&json](std::string_view name, const auto& value) { json.member(name, value); });
+  json.finish();
+}
+
 }  // namespace zorvel

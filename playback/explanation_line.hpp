@@ -7,6 +7,7 @@
 
 #include "playback/explained_changes.hpp"
 #include "playback/explainer.hpp"
+#include "playback/what_mattered.hpp"
 
 namespace zorvel {
 
@@ -18,6 +19,9 @@ void appendExplanationLine(fmt::memory_buffer& text, std::int32_t person,
 /// The same of one of the greatest changes.
 void appendExplanationLine(fmt::memory_buffer& text, const ExplainedChange& change,
                            Time secondZero);
+
+/// What a field mattered to a person.
+void appendExplanationLine(fmt::memory_buffer& text, const Mattered& row);
 
 }  // namespace zorvel
 

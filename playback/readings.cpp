@@ -143,4 +143,10 @@ std::string describe(const FieldReadings& readings) {
   return text;
 }
 
+bool givesForces(std::string_view field) {
+  return std::any_of(origins.begin(), origins.end(), [field](const Origin& origin) {
+    return std::find(origin.fields.begin(), origin.fields.end(), field) != origin.fields.end();
+  });
+}
+
 }  // namespace zorvel

@@ -53,6 +53,9 @@ class Readings {
 /// In words, such as "headPosture yaw 28°, pitch −12°, roll 0°, the newest of 40".
 std::string describe(const FieldReadings& readings);
 
+/// Whether any force comes from readings of the field.
+bool givesForces(std::string_view field);
+
 }  // namespace zorvel
 
 #endif

@@ -11,6 +11,10 @@
 
 namespace zorvel {
 
+std::string placeInTier(const std::string& tier, boost::chrono::milliseconds begin) {
+  return fmt::format("tier {}, {} s:", inQuotes(tier), formatSeconds(begin));
+}
+
 RecordingAnnotation::Key RecordingAnnotation::keyOf(const ScopeOfTable& scope) {
   return {scope.person, scope.scope};
 }
@@ -62,7 +66,8 @@ void RecordingAnnotation::placeScopes() {
     const Time begin = timeOf(scope.begin);
     const Time end = timeOf(scope.end);
     if (begin < std::min(_recording.secondZero(), _clock.start())) {
-      fail(scope, "begin", "is before the start of the recording");
+      failOrLeaveOut(scope, "begin", "is before the start of the recording");
+      continue;
     }
     if (end < begin) fail(scope, "end", "is before the begin");
     _edges.push_back({begin, false, &scope});
@@ -98,8 +103,9 @@ void RecordingAnnotation::begin(const ScopeOfTable& scope, Time time, bool canOp
     fail(scope, "begin", "the recording has a scope of that name open then");
   }
   Current& current = _current.emplace(keyOf(scope), Current{&scope, false}).first->second;
-  if (!canOpen) return;
-  _outcomes[&scope].isFilled = _visitors.count(scope.person) > 0;
+  const bool isThere = _visitors.count(scope.person) > 0;
+  if (!canOpen || (!scope.tier.empty() && !isThere)) return;
+  _outcomes[&scope].isFilled = isThere;
   open(current, time, text);
 }
 
@@ -188,13 +194,14 @@ void RecordingAnnotation::finish(fmt::memory_buffer& text) {
     if (_everybody.count(scope.person) == 0) {
       fail(scope, "person", fmt::format("{} is not in the recording", scope.person));
     }
+    if (_outcomes[&scope].isLeftOut) continue;
     if (timeOf(scope.begin) > _clock.now()) {
-      fail(scope, "begin",
-           fmt::format("is after the end of the recording, which {}",
-                       formatLength(secondsOf(_clock.start()), secondsOf(_clock.now()))));
-    }
-    if (!_outcomes[&scope].isFilled) {
-      fail(scope, "person", fmt::format("{} is not there between begin and end", scope.person));
+      failOrLeaveOut(scope, "begin",
+                     fmt::format("is after the end of the recording, which {}",
+                                 formatLength(secondsOf(_clock.start()), secondsOf(_clock.now()))));
+    } else if (!_outcomes[&scope].isFilled) {
+      failOrLeaveOut(scope, "person",
+                     fmt::format("{} is not there between begin and end", scope.person));
     }
   }
   bool lacksLineEnd = !_recording.lines().isWhole();
@@ -231,12 +238,30 @@ void RecordingAnnotation::failOverlapping(const ScopeOfTable& scope) const {
                    formatSeconds(secondsOf(_clock.now()))));
 }
 
+/// Of a rater's scope.
+std::string RecordingAnnotation::placeOf(const ScopeOfTable& scope) const {
+  return placeInTier(scope.tier, secondsOf(timeOf(scope.begin)));
+}
+
 void RecordingAnnotation::fail(const ScopeOfTable& scope, std::string_view column,
                                const std::string& message) const {
-  throw Failure(
-      fmt::format("{}:{}: {}{}", printable(_table), scope.line,
-                  column.empty() ? "" : fmt::format("column {}: ", inQuotes(column)), message),
-      {_table, scope.line, std::string(column), 0});
+  const Place place{_table, scope.line, std::string(column), 0};
+  if (scope.tier.empty()) {
+    throw Failure(
+        fmt::format("{}:{}: {}{}", printable(_table), scope.line,
+                    column.empty() ? "" : fmt::format("column {}: ", inQuotes(column)), message),
+        place);
+  }
+  throw Failure(fmt::format("{}: {} {}{}{}", printable(_table), placeOf(scope), column,
+                            column.empty() ? "" : " ", message),
+                place);
+}
+
+void RecordingAnnotation::failOrLeaveOut(const ScopeOfTable& scope, std::string_view column,
+                                         const std::string& message) {
+  if (scope.tier.empty()) fail(scope, column, message);
+  _outcomes[&scope].isLeftOut = true;
+  _leftOut.push_back(fmt::format("{} {} {}", placeOf(scope), column, message));
 }
 
 }  // namespace zorvel

@@ -31,7 +31,13 @@ struct ScopeOfTable {
   Moment begin;
   /// Itself included.
   Moment end;
+  /// Where a rater said it; empty in a table of scopes. A rater's scope that does not fit the
+  /// recording is left out, and none is open before its person is there.
+  std::string tier;
 };
+
+/// What messages call a rater's scope: 'tier "smiles", 12.340 s:'.
+std::string placeInTier(const std::string& tier, boost::chrono::milliseconds begin);
 
 /// Rows of a table within which their person is removed, or renamed to another id.
 struct PartedRows {
@@ -46,18 +52,24 @@ struct PartedRows {
 /// another of that name begins.
 class RecordingAnnotation {
  public:
-  /// `table` is the table's name, for messages.
+  /// `table` is the table's name, for messages. `leftOut` tells what it holds besides the scopes.
   RecordingAnnotation(RecordingReader& recording, std::string table,
-                      std::vector<ScopeOfTable> scopes)
-      : _recording(recording), _table(std::move(table)), _scopes(std::move(scopes)) {}
+                      std::vector<ScopeOfTable> scopes, std::vector<std::string> leftOut)
+      : _recording(recording),
+        _table(std::move(table)),
+        _scopes(std::move(scopes)),
+        _leftOut(std::move(leftOut)) {}
 
   /// Reads a line and appends it, behind what belongs before it; false at the end. Throws what
   /// reading throws, and Failure, with the row of the table, when a scope does not fit the
   /// recording. Only at the end is it certain that all do.
   bool next(fmt::memory_buffer& text);
 
-  /// Known at the end.
+  // Known at the end.
+
   PartedRows parted() const;
+  /// What was left out of the table, and why, a sentence each.
+  const std::vector<std::string>& leftOut() const { return _leftOut; }
 
  private:
   /// Where a scope begins or ends.
@@ -75,6 +87,7 @@ class RecordingAnnotation {
     bool isParted = false;
     /// Whether a visit of the person has been within it.
     bool isFilled = false;
+    bool isLeftOut = false;
   };
 
   /// A row between its begin and its end; no scope is open while the person is removed or is
@@ -101,8 +114,11 @@ class RecordingAnnotation {
   Time timeOf(const ScopeOfTable::Moment& moment) const;
   boost::chrono::milliseconds secondsOf(Time time) const;
   [[noreturn]] void failOverlapping(const ScopeOfTable& scope) const;
+  std::string placeOf(const ScopeOfTable& scope) const;
   [[noreturn]] void fail(const ScopeOfTable& scope, std::string_view column,
                          const std::string& message) const;
+  void failOrLeaveOut(const ScopeOfTable& scope, std::string_view column,
+                      const std::string& message);
 
   RecordingReader& _recording;
   std::string _table;
@@ -120,6 +136,7 @@ class RecordingAnnotation {
   std::set<std::int32_t> _visitors;
   std::map<Key, Current> _current;
   std::map<const ScopeOfTable*, Outcome> _outcomes;
+  std::vector<std::string> _leftOut;
 };
 
 }  // namespace zorvel

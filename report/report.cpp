@@ -146,13 +146,18 @@ std::string reportTitle(const std::string& recording) {
 }
 
 ReportResult writeReport(RecordingReader& recording, const std::string& title, TextOutput& page,
-                         const std::function<void()>& onProgress) {
+                         WhatMattered* mattered, const std::function<void()>& onProgress) {
   ReportData data;
-  ReportResult result = play(recording, data, [&](const auto&...) { onProgress(); });
+  ReportResult result =
+      play(recording, data, [&](Time /*time*/, const Event& event, const Row& row) {
+        if (mattered != nullptr) mattered->add(event, row);
+        onProgress();
+      });
   if (result.failure && recording.lines().lineNumber() == 0) throw Failure(*result.failure);
   writeAround(reportPage(), reportPageHole, page, [&] {
     page.append(data.json(recording.secondZero(), title, recording.source(), textOf(result.failure),
-                          warningsOf(result)));
+                          warningsOf(result),
+                          mattered == nullptr ? std::vector<Mattered>() : mattered->rows()));
   });
   return result;
 }
@@ -177,7 +182,7 @@ std::vector<ReportResult> writeReport(const std::vector<std::string>& recordings
       const ReportResult& result = overview.result;
       writeElement(page, fmt::format("data{}", index + 1),
                    overview.data.json(overview.secondZero, titles[index], overview.source,
-                                      textOf(result.failure), warningsOf(result)));
+                                      textOf(result.failure), warningsOf(result), {}));
       json.begin();
       overview.write(json, titles[index]);
       json.end();

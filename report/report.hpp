@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "inspection/findings.hpp"
+#include "playback/what_mattered.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
 #include "recording/text_output.hpp"
@@ -24,11 +25,11 @@ struct ReportResult {
 /// How a page calls the recording of that file name; "-" is standard input.
 std::string reportTitle(const std::string& recording);
 
-/// Replays a recording and writes its page, without committing it. `onProgress` is called after
-/// each event. Throws Failure when not even the first line can be read, before anything is written,
-/// or when writing fails.
+/// Replays a recording and writes its page, without committing it, with what `mattered` finds, if
+/// there is one. `onProgress` is called after each event. Throws Failure when not even the first
+/// line can be read, before anything is written, or when writing fails.
 ReportResult writeReport(RecordingReader& recording, const std::string& title, TextOutput& page,
-                         const std::function<void()>& onProgress);
+                         WhatMattered* mattered, const std::function<void()>& onProgress);
 
 /// Replays recordings one after the other and writes one page of all, without committing it. Their
 /// curves begin together, or meet where in each the first scope of the name `alignedBy` begins. A

@@ -246,8 +246,8 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
 }
 
 std::string ReportData::json(Time zero, std::string_view recording, std::string_view source,
-                             std::string_view failure,
-                             const std::vector<std::string>& warnings) const {
+                             std::string_view failure, const std::vector<std::string>& warnings,
+                             const std::vector<Mattered>& mattered) const {
   fmt::memory_buffer text;
   JsonLineWriter json(text);
   json.member("recording", recording);
@@ -268,6 +268,10 @@ std::string ReportData::json(Time zero, std::string_view recording, std::string_
   json.object("room", [&] {
     writeColumn(json, "time", _roomTimes);
     writeColumn(json, "agitation", _agitation);
+  });
+  json.list("mattered", mattered, [&](const Mattered& row) {
+    writeMattered(row,
+                  [&json](std::string_view name, const auto& value) { json.member(name, value); });
   });
   json.finish();
   return insideElement({text.data(), text.size()});

@@ -7,7 +7,7 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-FRONT_ENDS = ["recording", "playback", "inspection", "import", "report", "view", "python", "tool"]
+FRONT_ENDS = ["recording", "playback", "inspection", "import", "export", "report", "view", "python", "tool"]
 UMBRELLA = ROOT / "include/zv/zorvel.hpp"
 OPEN_TO_ALL = {"zv/export.hpp", "zv/version.hpp", "log_categories.hpp"}
 

@@ -18,6 +18,7 @@ void addInfo(Command tool);
 void addSimulate(Command tool);
 void addCut(Command tool);
 void addAnnotate(Command tool);
+void addExport(Command tool);
 void addTypes(Command tool);
 
 void addCommands(Command tool) {
@@ -45,6 +46,7 @@ Example:
   addSimulate(tool);
   addCut(tool);
   addAnnotate(tool);
+  addExport(tool);
   addTypes(tool);
 }
 

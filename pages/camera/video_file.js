@@ -1,5 +1,6 @@
 // A video file: steps through it and makes a recording. Nothing goes to the service.
 
+import { whyNotPlayed } from "../shared/films.js";
 import { formatTime } from "../shared/format.js";
 import { Analysis } from "./analysis.js";
 import { eventLine, inNanoseconds, People } from "./faces.js";
@@ -45,7 +46,8 @@ export class VideoFile {
       this.recording = new Blob(lines, { type: "application/jsonl" });
     } catch (error) {
       const { message } = /** @type {Error} */ (error);
-      if (!this.isStopped) this.failure = message || `This browser does not play ${file.name}.`;
+      const canPlay = (/** @type {string} */ type) => stageVideo.canPlayType(type);
+      if (!this.isStopped) this.failure = message || whyNotPlayed(file.name, canPlay);
     }
     this.stop();
     this.analysis?.close();  // also one that came after a stop

@@ -5,6 +5,12 @@
  *   ActionName
  */
 
+/** @typedef {"pictureBack" | "pictureForward" | "play"} FilmActionName */
+/** @typedef {Pick<KeyboardEvent, "key" | "shiftKey" | "ctrlKey" | "altKey" | "metaKey">} Stroke */
+
+/** @type {Record<string, FilmActionName>} */
+const filmKeys = { ArrowLeft: "pictureBack", ArrowRight: "pictureForward", p: "play" };
+
 /** @type {Record<string, ActionName>} */
 const keys = {
   "+": "in", "=": "in", "-": "out", "−": "out", ArrowLeft: "left", ArrowRight: "right", 0: "whole",
@@ -12,7 +18,7 @@ const keys = {
 };
 
 /**
- * @param {Pick<KeyboardEvent, "key" | "shiftKey" | "ctrlKey" | "altKey" | "metaKey">} event
+ * @param {Stroke} stroke
  * @returns {ActionName | undefined}
  */
 export function actionOf({ key, shiftKey, ctrlKey, altKey, metaKey }) {
@@ -20,4 +26,13 @@ export function actionOf({ key, shiftKey, ctrlKey, altKey, metaKey }) {
   if (shiftKey && key === "ArrowLeft") return "pointerLeft";
   if (shiftKey && key === "ArrowRight") return "pointerRight";
   return keys[key];
+}
+
+/**
+ * Where there is a film; these come first.
+ * @param {Stroke} stroke
+ * @returns {FilmActionName | undefined}
+ */
+export function filmActionOf({ key, shiftKey, ctrlKey, altKey, metaKey }) {
+  return shiftKey || ctrlKey || altKey || metaKey ? undefined : filmKeys[key];
 }

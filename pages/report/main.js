@@ -2,12 +2,13 @@
 
 import { colorOf, reasonColor } from "../shared/colors.js";
 import { quantities } from "../shared/quantities.js";
-import { actionOf } from "./keyboard.js";
+import { addFilm, hasFilm, performFilm } from "./film.js";
+import { actionOf, filmActionOf } from "./keyboard.js";
 import { delayLoadEvent } from "./load_event.js";
 import { addPage, setPaper, showFailure } from "./persons.js";
 import { readRecording, recording } from "./recording.js";
 import {
-  charts, draw, drawAnew, formatValues, perform, pointer, resize, setPointer, setShown, stacks,
+  charts, draw, drawAnew, filmTime, formatValues, perform, pointer, resize, setPointer, setShown, stacks,
 } from "./view.js";
 
 /** @typedef {import("./keyboard.js").ActionName} ActionName */
@@ -17,6 +18,7 @@ async function main() {
   try {
     await readRecording();
     addPage(recording);
+    addFilm(recording);
   } finally {
     endDelay();
   }
@@ -25,10 +27,12 @@ async function main() {
     button.addEventListener("click", () => perform(action));
   }
   document.addEventListener("keydown", (event) => {
+    if (event.target instanceof Element && event.target.matches("[type=number], select")) return;
+    const filmAction = hasFilm() ? filmActionOf(event) : undefined;
     const action = actionOf(event);
-    if (!action) return;
+    if (!filmAction && !action) return;
     event.preventDefault();
-    perform(action);
+    if (filmAction) performFilm(filmAction); else if (action) perform(action);
   });
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", drawAnew);
   addEventListener("resize", resize);
@@ -43,6 +47,6 @@ main().catch((error) => {
 
 // For the browser's console and for tests, as `page`.
 export {
-  charts, colorOf, draw, formatValues, pointer, quantities, reasonColor, recording, setPointer,
-  setShown, stacks,
+  charts, colorOf, draw, filmTime, formatValues, hasFilm, pointer, quantities, reasonColor, recording,
+  setPointer, setShown, stacks,
 };

@@ -4,6 +4,7 @@ import { byId, element, fillTable, find } from "../shared/elements.js";
 import { decimalsFor, formatCount, formatNumber, formatTime, formatUtc } from "../shared/format.js";
 import { quantityNames } from "../shared/quantities.js";
 import { isEverKnown, isKnown, mean, notMeasured } from "./curve.js";
+import { addMattered } from "./mattered.js";
 import { whyNoChange } from "./recording.js";
 import { moods, moodSpans, paintSpans, scopeSign, scopeSpans } from "./spans.js";
 import { Stack, swatch } from "./stack.js";
@@ -204,6 +205,7 @@ export function addPage(recording) {
   if (isEmpty) return;
   addSummary(persons);
   addReasons(recording);
+  addMattered(recording.mattered);
   byId("toolbar").hidden = false;
   find(".keys", HTMLElement).hidden = false;
   persons.forEach(addPerson);

@@ -21,7 +21,7 @@ import { makeCurve } from "./curve.js";
  * }} Person
  */
 /**
- * @typedef {Pick<RecordingData, "source" | "failure" | "warnings" | "reasons"> & {
+ * @typedef {Pick<RecordingData, "source" | "failure" | "warnings" | "reasons" | "mattered"> & {
  *   name: string, zero: number, start: number, end: number, persons: Person[], room: Curve,
  * }} Recording
  */
@@ -158,6 +158,7 @@ export async function readRecording() {
     failure: data.failure,
     warnings: data.warnings,
     reasons: data.reasons,
+    mattered: data.mattered,
     zero: Number(zero) / 1e6,
     start: secondsAfter(zero, BigInt(data.start)),
     end: secondsAfter(zero, BigInt(data.end)),

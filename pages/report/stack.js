@@ -8,7 +8,7 @@ import { isKnown, notMeasured, rowAt, visiblePoints } from "./curve.js";
 import { Moves, moveUnit } from "./moves.js";
 import { saveAsSvg } from "./picture.js";
 import { paintUnknown } from "./spans.js";
-import { pointer, setPointer, setShown, shown, stacks, whole } from "./view.js";
+import { filmTime, jump, pointer, setPointer, setShown, shown, stacks, whole } from "./view.js";
 
 /** @typedef {import("./curve.js").Curve} Curve */
 /** @typedef {import("./drawing").ChartOptions} ChartOptions */
@@ -31,8 +31,9 @@ export class Stack {
     this.name = name;
     this.element = element("div", { class: "stack" });
     this.pointerLine = element("div", { class: "pointer", hidden: "" });
+    this.filmLine = element("div", { class: "pointer film", hidden: "" });
     this.selection = element("div", { class: "selection", hidden: "" });
-    this.element.append(this.pointerLine, this.selection);
+    this.element.append(this.pointerLine, this.filmLine, this.selection);
     /** @type {Readout[]} */
     this.readouts = [];
     /** @type {Chart[]} */
@@ -182,10 +183,23 @@ export class Stack {
 
   drawPointer() {
     const at = pointer;
-    const isVisible = at !== undefined && at >= shown.from && at <= shown.to;
-    this.pointerLine.hidden = !isVisible;
-    if (isVisible) this.pointerLine.style.transform = `translateX(${this.pixelOf(at)}px)`;
-    for (const { output, read } of this.readouts) output.textContent = isVisible ? read(at) : "";
+    const isVisible = this.drawLine(this.pointerLine, at);
+    this.drawLine(this.filmLine, filmTime);
+    for (const { output, read } of this.readouts) {
+      output.textContent = isVisible && at !== undefined ? read(at) : "";
+    }
+  }
+
+  /**
+   * Returns whether the time is shown.
+   * @param {HTMLElement} line
+   * @param {number} [seconds]
+   */
+  drawLine(line, seconds) {
+    const isVisible = seconds !== undefined && seconds >= shown.from && seconds <= shown.to;
+    line.hidden = !isVisible;
+    if (isVisible) line.style.transform = `translateX(${this.pixelOf(seconds)}px)`;
+    return isVisible;
   }
 
   /** @param {Span} [range] */
@@ -225,7 +239,7 @@ export class Stack {
     });
     this.element.addEventListener("pointerup", (event) => {
       const range = dragged(event);
-      if (range) setShown(range.from, range.to);
+      if (range) setShown(range.from, range.to); else if (drag) jump(drag.time);
       endDrag();
     });
     this.element.addEventListener("pointercancel", endDrag);

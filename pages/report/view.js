@@ -21,6 +21,10 @@ export let whole = { from: 0, to: 1 };
 export let shown = whole;
 /** @type {number | undefined} */
 export let pointer;  // undefined when it points nowhere
+/** @type {number | undefined} */
+export let filmTime;  // undefined without a film
+/** @type {(seconds: number) => void} */
+let lead = () => {};
 /** @type {DrawnChart[]} */
 export const charts = [];
 /** @type {DrawnStack[]} */
@@ -44,6 +48,25 @@ export function setShown(from, to) {
 export function setPointer(seconds) {
   pointer = seconds;
   planDraw();
+}
+
+/** @param {number} [seconds] */
+export function setFilmTime(seconds) {
+  filmTime = seconds;
+  planDraw();
+}
+
+/**
+ * To be called with each time to which the reader jumps.
+ * @param {typeof lead} take
+ */
+export function follow(take) {
+  lead = take;
+}
+
+/** @param {number} seconds */
+export function jump(seconds) {
+  lead(seconds);
 }
 
 // However many changes there are, one drawing a frame is enough.
@@ -104,6 +127,7 @@ export function zoomLink(text, { from, to }, pointerAt) {
     event.preventDefault();
     setPointer(pointerAt);
     setShown(from, to);
+    jump(pointerAt);
   });
   return link;
 }

@@ -4,11 +4,13 @@
 #include <limits>
 #include <map>
 #include <mutex>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "export/elan.hpp"
 #include "import/importer.hpp"
 #include "import/scope_table.hpp"
 #include "inspection/findings.hpp"
@@ -21,6 +23,7 @@
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
 #include "playback/summary_table.hpp"
+#include "playback/what_mattered.hpp"
 #include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/json_line.hpp"
@@ -267,7 +270,8 @@ class Tables {
  private:
   Forces _forces;
   Table<StateRow, decltype(timelineColumns)> _timeline{timelineColumns};
-  Table<StateRow, decltype(knownColumns)> _known{knownColumns};
+  static constexpr auto _knownAndMeasured = std::tuple_cat(knownColumns, measuredColumns);
+  Table<StateRow, decltype(_knownAndMeasured)> _known{_knownAndMeasured};
   Table<ScopeRow, decltype(scopesColumns)> _scopes{scopesColumns};
   Table<AmbianceRow, decltype(ambianceColumns)> _ambiance{ambianceColumns};
   Table<ForceRow, decltype(forcesColumns)> _movements{forcesColumns};
@@ -376,7 +380,23 @@ Number numberOf(Number cell) {
   return cell;
 }
 
-/// The rows as dicts, from the name of each column to the value, and as lines of a table.
+/// From the name of each column to the value.
+py::list dictsOf(const std::vector<SummaryRow>& rows) {
+  py::list dicts;
+  for (const SummaryRow& row : rows) {
+    py::dict cells;
+    std::apply(
+        [&](const auto&... column) {
+          ((cells[py::str(column.name.data(), column.name.size())] = numberOf(column.value(row))),
+           ...);
+        },
+        summaryColumns);
+    dicts.append(cells);
+  }
+  return dicts;
+}
+
+/// The rows as dicts, and as lines of a table.
 py::tuple summarizeFile(py::handle path, py::handle shown) {
   const std::string name = pathFrom(path);
   const auto shownName = py::module_::import("os").attr("fsencode")(shown).cast<std::string>();
@@ -391,20 +411,31 @@ py::tuple summarizeFile(py::handle path, py::handle shown) {
                    });
   });
   const auto rows = summary.rows();
-  py::list dicts;
-  for (const SummaryRow& row : rows) {
-    py::dict cells;
-    std::apply(
-        [&](const auto&... column) {
-          ((cells[py::str(column.name.data(), column.name.size())] = numberOf(column.value(row))),
-           ...);
-        },
-        summaryColumns);
-    dicts.append(cells);
-  }
   fmt::memory_buffer lines;
   appendSummary(lines, shownName, rows);
-  return py::make_tuple(dicts, fileName(fmt::to_string(lines)), warningsOf(findingsOf(facts)),
+  return py::make_tuple(dictsOf(rows), fileName(fmt::to_string(lines)),
+                        warningsOf(findingsOf(facts)), asException(failure));
+}
+
+/// The tables and the summary of a recording, played once.
+py::tuple replayForStudy(py::handle path) {
+  const std::string name = pathFrom(path);
+  Tables tables(Forces::Unwatched);
+  SummaryTable summary;
+  RecordingFacts facts;
+  Time zero;
+  const auto failure = withoutLock([&] {
+    RecordingReader recording(name, checkSignals);
+    auto ended =
+        playAll(recording, Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
+          tables.add(time, row);
+          summary.add(time, event, row);
+          facts.add(event, recording.lines().lineNumber());
+        });
+    zero = recording.secondZero();
+    return ended;
+  });
+  return py::make_tuple(tables.take(zero), dictsOf(summary.rows()), warningsOf(findingsOf(facts)),
                         asException(failure));
 }
 
@@ -454,14 +485,36 @@ py::tuple explainGreatestOf(py::handle path, py::handle person, py::handle numbe
   return py::make_tuple(py::str(lines.data(), lines.size()), asException(greatest.failure));
 }
 
-py::tuple reportFile(py::handle path, py::handle output) {
+py::tuple whatMatteredInFile(py::handle path, const py::list& fields) {
+  const std::string name = pathFrom(path);
+  std::vector<std::string> names;
+  for (const py::handle field : fields) names.push_back(textFrom(field, "fields"));
+  fmt::memory_buffer lines;
+  const auto failure = withoutLock([&] {
+    RecordingReader recording(name, checkSignals);
+    WhatMattered mattered(names, std::thread::hardware_concurrency());
+    auto ended = playAll(
+        recording, Forces::Unwatched,
+        [&](Time /*time*/, const Event& event, const Row& row) { mattered.add(event, row); });
+    for (const Mattered& row : mattered.rows()) appendExplanationLine(lines, row);
+    return ended;
+  });
+  return py::make_tuple(py::str(lines.data(), lines.size()), asException(failure));
+}
+
+py::tuple reportFile(py::handle path, py::handle output, bool showsWhatMattered) {
   const std::string name = pathFrom(path);
   const std::string outputName = pathFrom(output);
   const auto result = withoutLock([&] {
     requireDistinct({name}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput page(outputName, throwIfInterrupted);
-    auto written = writeReport(recording, reportTitle(name), page, [] {});
+    std::optional<WhatMattered> mattered;
+    if (showsWhatMattered) {
+      mattered.emplace(std::vector{std::string(everyField)}, std::thread::hardware_concurrency());
+    }
+    auto written =
+        writeReport(recording, reportTitle(name), page, mattered ? &*mattered : nullptr, [] {});
     page.commit();
     return written;
   });
@@ -549,23 +602,45 @@ void cutFile(py::handle path, py::handle output, py::handle from, py::handle to,
   });
 }
 
-/// Returns what removals did to the scopes.
-std::string annotateFile(py::handle path, py::handle scopes, py::handle output, py::handle offset) {
+/// Returns what became of scopes that are not where their file says.
+std::vector<std::string> annotateFile(
+    py::handle path, py::handle scopes, py::handle output, py::handle offset,
+    const std::vector<std::string>& tiers,
+    const std::map<std::string, std::optional<std::int32_t>>& subjects, py::handle person) {
   const std::string name = pathFrom(path);
   const std::string table = pathFrom(scopes);
   const std::string outputName = pathFrom(output);
   const auto since = offset.is_none() ? Time::duration(0) : durationFrom(offset, "offset");
+  const ChosenAnnotations chosen{tiers, subjects, personFrom(person)};
   return withoutLock([&] {
     requireDistinct({name, table}, {outputName});
     RecordingReader recording(name, checkSignals);
     TextOutput annotated(outputName, throwIfInterrupted);
-    RecordingAnnotation lines(recording, table, readScopes(table, since, checkSignals));
+    ScopesOfFile read = readScopes(table, since, chosen, checkSignals);
+    RecordingAnnotation lines(recording, table, std::move(read.scopes), std::move(read.leftOut));
     while (lines.next(annotated.text())) {
       if (annotated.isFile()) annotated.flush();  // elsewhere an error could not take it back
     }
     annotated.commit();
-    return formatParted(lines.parted());
+    return formatWarnings(lines);
   });
+}
+
+/// Returns what is not in the files.
+py::tuple exportToElanFiles(py::handle path, py::handle output, py::handle film, py::handle series,
+                            py::handle person) {
+  const std::string name = pathFrom(path);
+  ElanFiles files{pathFrom(output), "", "", personFrom(person)};
+  std::vector<std::string> outputs{files.document};
+  if (!film.is_none()) files.film = pathFrom(film);
+  if (!series.is_none()) outputs.push_back(files.series = pathFrom(series));
+  const auto outcome = withoutLock([&] {
+    requireDistinct({name}, outputs);
+    RecordingReader recording(name, checkSignals);
+    return exportToElan(
+        recording, files, [] {}, throwIfInterrupted);
+  });
+  return py::make_tuple(outcome.leftOut, asException(outcome.failure));
 }
 
 py::dict importFile(Importer& importRows, std::string_view source, py::handle path,
@@ -832,6 +907,7 @@ void addRecordings(py::module_& module) {
 
   // Wrapped in Python.
   module.def("replay_file", &replayFile, py::arg("path"), py::arg("forces"));
+  module.def("replay_for_study", &replayForStudy, py::arg("path"));
   module.def("replay_events", &replayEvents, py::arg("entries"), py::arg("line_of"),
              py::arg("forces"));
   module.def("summarize_file", &summarizeFile, py::arg("path"), py::arg("name"));
@@ -840,14 +916,17 @@ void addRecordings(py::module_& module) {
              py::arg("begin"), py::arg("end"));
   module.def("greatest_changes_of_file", &explainGreatestOf, py::arg("path"), py::arg("person"),
              py::arg("most"));
-  module.def("report_file", &reportFile, py::arg("path"), py::arg("output"));
+  module.def("what_mattered_in_file", &whatMatteredInFile, py::arg("path"), py::arg("fields"));
+  module.def("report_file", &reportFile, py::arg("path"), py::arg("output"), py::arg("mattered"));
   module.def("report_files", &reportFiles, py::arg("paths"), py::arg("output"), py::arg("align"));
   module.def("info_of_file", &infoOfFile, py::arg("path"));
   module.def("cut_file", &cutFile, py::arg("path"), py::arg("output"), py::arg("begin"),
              py::arg("end"), py::arg("lead_in"), py::arg("person"), py::arg("every"),
              py::arg("rename"), py::arg("keep_state"));
   module.def("annotate_file", &annotateFile, py::arg("path"), py::arg("scopes"), py::arg("output"),
-             py::arg("offset"));
+             py::arg("offset"), py::arg("tiers"), py::arg("subjects"), py::arg("person"));
+  module.def("export_elan_files", &exportToElanFiles, py::arg("path"), py::arg("output"),
+             py::arg("film"), py::arg("series"), py::arg("person"));
   module.def(
       "require_distinct",
       [](const py::list& inputs, py::handle output) {

@@ -30,6 +30,7 @@ from .recordings import (
     ImportFacts,
     annotate,
     cut,
+    export_elan,
     import_openface,
     import_pyfeat,
     info,
@@ -44,11 +45,15 @@ from .results import (
     report,
     summarize,
     summary_csv,
+    what_mattered,
 )
 
 if _TYPE_CHECKING:
+    from . import statistics as statistics
     from ._zorvel import Duration as Duration
     from ._zorvel import Time as Time
+    from .study import Epochs as Epochs
+    from .study import Study as Study
 
 __all__ = [
     "SUMMARY_HEADER",
@@ -78,6 +83,7 @@ __all__ = [
     "annotate",
     "cut",
     "explain",
+    "export_elan",
     "greatest_changes",
     "import_bag",
     "import_openface",
@@ -90,4 +96,16 @@ __all__ = [
     "report",
     "summarize",
     "summary_csv",
+    "what_mattered",
 ]
+
+
+def __getattr__(name: str) -> object:
+    """What takes pandas and SciPy, which the module itself does without."""
+    import importlib
+
+    if name == "statistics":
+        return importlib.import_module(".statistics", __name__)
+    if name in ("Epochs", "Study"):
+        return getattr(importlib.import_module(".study", __name__), name)
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

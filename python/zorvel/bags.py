@@ -187,21 +187,22 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
                          for name, count in sorted(by_pattern.items())],
         len(persons), {number: ids for number, ids in people.ids().items() if number in persons},
         observations, dict(people.fields),
-        dict(source.left_out + people.left_out), sorted(unread), _doubts(people, frame), source.faults)
+        dict(source.left_out + people.left_out), sorted(unread),
+        doubts(frame, people.face_frames, people.fields["head_posture"], people.upside_down), source.faults)
     if facts.faults:
         raise_with(_zorvel.DataError("\n".join(facts.faults)), facts)
     return facts
 
 
-def _doubts(people: rep155.People, frame: str) -> list[str]:
-    doubts = []
-    postures = people.fields["head_posture"]
-    if not people.face_frames:
-        doubts.append("no posture: no transform in /tf is of a frame face_<id>")
+def doubts(frame: str, face_frames: Counter[str], postures: int, upside_down: int) -> list[str]:
+    """What looks wrong with the robot's frame, from what People counted."""
+    found = []
+    if not face_frames:
+        found.append("no posture: no transform in /tf is of a frame face_<id>")
     elif not postures:
-        told = ", ".join(f"{count} in {parent}" for parent, count in people.face_frames.most_common(5))
-        doubts.append(f"no posture: is {frame} the robot's frame? Poses of faces were given {told}")
-    if 2 * people.upside_down > postures:
-        doubts.append(f"{people.upside_down} of {postures} heads stand on their top: does {frame} have z "
-                      "forward? Then it is an --optical-frame")
-    return doubts
+        told = ", ".join(f"{count} in {parent}" for parent, count in face_frames.most_common(5))
+        found.append(f"no posture: is {frame} the robot's frame? Poses of faces were given {told}")
+    if 2 * upside_down > postures:
+        found.append(f"{upside_down} of {postures} heads stand on their top: does {frame} have z forward? "
+                     "Then it is an --optical-frame")
+    return found

@@ -29,7 +29,7 @@ _STYLES = ("-", "--", "-.", ":")
 #: A pause is a gap from a second on, when it is also this many times as long as usual.
 _GAP_SECONDS = 1.0
 _GAP_MEDIANS = 3.0
-_MILLIMETRES_PER_INCH = 25.4
+MILLIMETRES_PER_INCH = 25.4
 
 
 class Figure(matplotlib.figure.Figure):  # type: ignore[misc]
@@ -49,7 +49,7 @@ class _Curve(NamedTuple):
     label: str
 
 
-def _look(index: int, grey: bool) -> dict[str, Any]:
+def look(index: int, grey: bool) -> dict[str, Any]:
     if grey:
         return {"color": _GREYS[index % len(_GREYS)], "linestyle": _STYLES[index % len(_STYLES)]}
     return {"color": _COLOURS[index % len(_COLOURS)],
@@ -141,15 +141,15 @@ def _draw_quantity(axes: matplotlib.axes.Axes, curves: Sequence[_Curve], name: s
         seconds, (value, known, *confidence) = _with_gaps(
             timeline["seconds"][rows], timeline["visit"][rows], numpy.stack(values).astype(float))
         value = numpy.where(known == 0.0, numpy.nan, value)
-        look = _look(index, grey)
+        style = look(index, grey)
         _hatch(axes, _unknown_spans(seconds, known, shown), 1.0 - (index + 1) / len(curves),
-               1.0 / len(curves), look["color"])
-        axes.plot(seconds, value, linewidth=1.0, label=label, **look,
+               1.0 / len(curves), style["color"])
+        axes.plot(seconds, value, linewidth=1.0, label=label, **style,
                   drawstyle="default" if confidence else "steps-post")
         for share in confidence:
             unsure = (1.0 - numpy.clip(share, 0.0, 1.0)) * (highest - lowest) / 4.0
             axes.fill_between(seconds, numpy.clip(value - unsure, lowest, highest),
-                              numpy.clip(value + unsure, lowest, highest), color=look["color"],
+                              numpy.clip(value + unsure, lowest, highest), color=style["color"],
                               alpha=0.15, linewidth=0.0)
     margin = (highest - lowest) / 20.0
     axes.set_ylim(lowest - margin, highest + margin)
@@ -184,7 +184,7 @@ def _draw_scopes(axes: matplotlib.axes.Axes, curves: Sequence[_Curve],
     leftmost, _ = axes.get_xlim()
     for lane, (curve, rows) in enumerate(lanes):
         scopes = curves[curve].results.scopes
-        color = matplotlib.colors.to_rgba(_look(curve, grey)["color"])
+        color = matplotlib.colors.to_rgba(look(curve, grey)["color"])
         for row in rows:
             begin, end = scopes["begin"][row], scopes["end"][row]
             axes.barh(lane, end - begin, left=begin, height=0.8, color=(*color[:3], 0.3),
@@ -244,7 +244,7 @@ def draw(recordings: Mapping[str, Results], persons: Sequence[int] | None, begin
                              f"the scopes, not {len(axes)}")
         _draw_all(axes, curves, names, lanes if len(axes) > len(names) else [], begin, end, grey)
         return axes[0].figure
-    inches = width / _MILLIMETRES_PER_INCH
+    inches = width / MILLIMETRES_PER_INCH
     heights = [0.4 + 0.17 * inches] * len(names) + [0.1 + 0.18 * len(lanes)] * bool(lanes)
     with matplotlib.rc_context({"font.size": 8.0}):
         figure = Figure(figsize=(inches, 0.7 + sum(heights)), layout="constrained")

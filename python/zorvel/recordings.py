@@ -6,7 +6,7 @@ import contextlib
 import json
 import os
 import warnings
-from collections.abc import Iterator
+from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, TypeAlias
 
@@ -139,16 +139,35 @@ def cut(recording: str | os.PathLike[str], output: str | os.PathLike[str], *,
 
 
 def annotate(recording: str | os.PathLike[str], scopes: _Table, output: str | os.PathLike[str], *,
-             offset: _zorvel.Duration | None = None) -> None:
+             offset: _zorvel.Duration | None = None, tiers: Iterable[str] = (),
+             subjects: Mapping[str, int | None] | None = None, person: int | None = None) -> None:
     """Puts the scopes of a table, a file or a data frame, into a recording, as `zorvel annotate` does.
 
-    The table has the columns person, scope, begin and end; its seconds count from `offset` after
-    second 0. When a scope does not fit, nothing is written. Warnings tell what removals and renamings
-    part.
+    The table has the columns person, scope, begin and end, or is what raters made: a file of ELAN
+    (.eaf), events that BORIS exports, or the events.tsv of BIDS. Its seconds count from `offset` after
+    second 0. Of raters' files, `tiers` and `subjects` choose what is taken, all without them; the
+    number of a subject is the person, None where the subject's name is that number; `person` is
+    whom it is about where no subject is named. When a scope does not fit, nothing is written. Warnings
+    tell what raters said that is left out, and what removals and renamings part.
     """
     with _file_of(scopes) as path:
-        parted = _zorvel.annotate_file(recording, path, output, offset)
-    warn(scopes if isinstance(scopes, (str, os.PathLike)) else "data frame", [parted] if parted else [])
+        texts = _zorvel.annotate_file(recording, path, output, offset, list(tiers),
+                                      dict(subjects or {}), person)
+    warn(scopes if isinstance(scopes, (str, os.PathLike)) else "data frame", texts)
+
+
+def export_elan(recording: str | os.PathLike[str], output: str | os.PathLike[str], *,
+                film: str | os.PathLike[str] | None = None,
+                series: str | os.PathLike[str] | None = None, person: int | None = None) -> None:
+    """Writes scopes, moods and visits as tiers of ELAN, as `zorvel export elan` does.
+
+    `film` is what the document (.eaf) names as its film; `series` is a CSV file to write for the viewer
+    of time series, with each cycle of one person; `person` chooses one. When a line is bad, the files
+    have everything up to it, and the DataError is raised after they are written.
+    """
+    text, error = _zorvel.export_elan_files(recording, output, film, series, person)
+    warn(recording, [text] if text else [])
+    raise_with(error, None)
 
 
 def warn(file: str | os.PathLike[str], texts: list[str]) -> None:

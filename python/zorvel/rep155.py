@@ -550,6 +550,11 @@ class People:
         return {number: [re.sub("^/", "face ", name) for name in names]
                 for number, names in self._numbers.ids().items()}
 
+    def present(self) -> dict[int, list[str]]:
+        """The `ids` of those who are not removed."""
+        return {number: [re.sub("^/", "face ", name) for name in names]
+                for number, names in self._numbers.ids().items() if number in self._known}
+
     def _time_of(self, message: Any, received: int) -> int:
         """When something was measured: the stamp of its header, where that can be."""
         stamp = _nanoseconds(message.header.stamp) if hasattr(message, "header") else 0

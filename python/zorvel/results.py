@@ -218,19 +218,40 @@ def greatest_changes(recording: str | os.PathLike[str], most: int = 3, *,
     return changes
 
 
+def what_mattered(recording: str | os.PathLike[str], fields: Iterable[str] = ("all",)
+                  ) -> list[dict[str, Any]]:
+    """What changes in a replay without one field: what `zorvel explain --without --json` writes.
+
+    A dict for each person and field, several fields left out one at a time; `pandas.DataFrame` takes
+    the list as it is. For each quantity of the timeline, say valence, `valence_mean_change` is the mean
+    distance over all cycles, `valence_change` the greatest, above 0 where the valence is higher without
+    the field, and `valence_change_at` its second, None where nothing changes. `other_mood` and
+    `other_attentive` are the shares of cycles with another mood, and with an attention on the other
+    side of a half.
+    """
+    lines, error = _zorvel.what_mattered_in_file(recording, list(fields))
+    rows = [json.loads(line) for line in lines.splitlines()]
+    raise_with(error, rows)
+    return rows
+
+
 def report(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str]],
-           output: str | os.PathLike[str] = "report.html", *, align: str | None = None) -> list[str]:
+           output: str | os.PathLike[str] = "report.html", *, align: str | None = None,
+           mattered: bool = False) -> list[str]:
     """Shows a recording, or several, replayed, on one page for a browser, as `zorvel report` does.
 
-    With `align`, the curves of several meet where in each the first scope of that name begins. Returns
+    With `align`, the curves of several meet where in each the first scope of that name begins; with
+    `mattered`, which takes one recording, the page shows what each field mattered. Returns
     what looks wrong, a sentence each, which warnings tell, too. When a line is bad, the page shows
     everything up to it, and the DataError is raised after it is written.
     """
     if isinstance(recording, (str, bytes, os.PathLike)):
         recording = [recording]
     paths = list(recording)
+    if mattered and (len(paths) != 1 or align is not None):
+        raise ValueError("mattered: takes one recording, and no align")
     if len(paths) == 1 and align is None:
-        texts, error = _zorvel.report_file(paths[0], output)
+        texts, error = _zorvel.report_file(paths[0], output, mattered)
         warn(paths[0], texts)
         raise_with(error, texts)
         return texts

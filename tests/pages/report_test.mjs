@@ -4,7 +4,8 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 
 import { makeCurve, visiblePoints } from "../../pages/report/curve.js";
-import { actionOf } from "../../pages/report/keyboard.js";
+import { actionOf, filmActionOf } from "../../pages/report/keyboard.js";
+import { momentTexts } from "../../pages/report/moment.js";
 import { Moves } from "../../pages/report/moves.js";
 import { scopeSpans } from "../../pages/report/spans.js";
 import { timeTicks } from "../../pages/report/ticks.js";
@@ -51,6 +52,8 @@ test("keys zoom and move within the whole, about the pointer", () => {
   for (let times = 0; times < 20; ++times) press("+");
   assert(Math.abs(view.shown.to - view.shown.from - 0.001) < 1e-9);
   assert.equal(actionOf({ key: "+", ctrlKey: true }), undefined);
+  assert.deepEqual([{}, { shiftKey: true }].map((how) => filmActionOf({ key: "ArrowLeft", ...how })),
+    ["pictureBack", undefined]);
 });
 
 // A curve of a row a second, with breaks before the rows `breaks`.
@@ -93,6 +96,18 @@ test("of the cycles under a pixel, the one with most movement shows", () => {
     { from: 0.6, to: 0.6, row: 3 }]);
   assert.deepEqual(moves.ticks.map(({ label }) => label),
     ["−0.040", "−0.010", "0.000", "+0.010", "+0.040"]);
+});
+
+test("a moment tells the state and what moved it most", () => {
+  const moved = (values, rows, known) => ({ ...curveOf(values, { confidences: [1, 0.5, 1], known }),
+    moves: rows.map((move, index) => ({ reason: `R${index}`, rows: Int16Array.of(0, move, 0) })) });
+  const valence = moved([0, 0.5, 1], [100, -2000, 0, 500, 50]);
+  const person = { valence, attention: moved([0, 0, 0], [], [1, 0, 1]), ease: curveOf([0, -0.2, 0], {
+    confidences: [0, 0.5, 0] }), moods: Int8Array.of(0, 1, 1), ...valence };
+  assert.deepEqual(momentTexts(person, 1.2), [
+    "Valence 0.50 (confidence 0.50), positive: R1 −0.200, R3 +0.050, R0 +0.010",
+    "Valence not measured", "Valence −0.20 (confidence 0.50)"]);
+  assert.deepEqual(momentTexts(person, 2.1), ["not there"]);
 });
 
 test("scopes that overlap lie beside each other", () => {

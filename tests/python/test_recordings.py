@@ -298,11 +298,16 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
         zorvel.explain(scene, at=1000.0)
     assert zorvel.greatest_changes(scene, 2) == [
         json.loads(line) for line in tool("explain", scene, "--json", "--greatest", "2").splitlines()]
+    assert zorvel.what_mattered(scene, ["smile", "gaze"]) == [
+        json.loads(line) for line in tool("explain", scene, "--json", "--without", "smile",
+                                          "--without", "gaze").splitlines()]
+    with pytest.raises(ValueError, match='"laugh" is no field'):
+        zorvel.what_mattered(scene, ["laugh"])
     with pytest.raises(ValueError, match="at: excludes begin and end"):
         zorvel.explain(scene, at=1.0, end=2.0)
 
-    tool("report", scene, "-o", tmp_path / "a.html")
-    assert zorvel.report(scene, tmp_path / "b.html") == []
+    tool("report", scene, "--mattered", "-o", tmp_path / "a.html")
+    assert zorvel.report(scene, tmp_path / "b.html", mattered=True) == []
     assert (tmp_path / "a.html").read_bytes() == (tmp_path / "b.html").read_bytes()
     tool("report", scene, scene, "--align", "visit", "-o", tmp_path / "a.html")
     assert zorvel.report([scene, scene], tmp_path / "b.html", align="visit") == []

@@ -1,6 +1,7 @@
 """Runs the commands that the documents show, and compares what they list with the code."""
 
 import json
+import math
 import os
 import pathlib
 import re
@@ -13,17 +14,42 @@ from tool import SOURCE, TOOL, new_folder
 sys.path.append(str(SOURCE / "bench"))
 import make_bag  # noqa: E402
 
+def elan(tier, participant, annotations):
+    """A document with one tier."""
+    slots = "".join(f'<TIME_SLOT TIME_SLOT_ID="{edge}{number}" TIME_VALUE="{times[edge == "end"]}"/>'
+                    for number, times in enumerate(annotations) for edge in ("begin", "end"))
+    parts = "".join(f'<ANNOTATION><ALIGNABLE_ANNOTATION TIME_SLOT_REF1="begin{number}" '
+                    f'TIME_SLOT_REF2="end{number}"><ANNOTATION_VALUE>{value}</ANNOTATION_VALUE>'
+                    "</ALIGNABLE_ANNOTATION></ANNOTATION>" for number, (*_, value) in enumerate(annotations))
+    return (f"<ANNOTATION_DOCUMENT><TIME_ORDER>{slots}</TIME_ORDER><TIER TIER_ID=\"{tier}\" "
+            f'PARTICIPANT="{participant}">{parts}</TIER></ANNOTATION_DOCUMENT>')
+
+
 # The input that the documents speak of. Their sh blocks are run; a command that should fail or has no
 # end stands in a text block.
 FILES = {
+    "events.tsv": "onset\tduration\ttrial_type\n2\t1\tgame\n",
     "faces.csv": "frame,timestamp,confidence,success,AU12_r\n1,0,0.9,1,2\n2,0.5,0.9,1,3\n",
     "phases.csv": "person,scope,begin,end\n1,arrival,1.5,3\n",
     "sequence.csv": "frame,timestamp,confidence,success\n1,0,0.9,1\n2,0,0.9,1\n",
-    "notes/p01.csv": "person,scope,begin,end\n0,before,0,0.3\n0,game,0.5,0:00.9\n",
-    "raw/p01.csv": "frame,timestamp,confidence,success,pose_Rx,pose_Ry,pose_Rz,AU12_r\n" + "".join(
-        f"{frame},{frame / 30:.3f},0.9,1,0.1,0,0,{frame / 10}\n" for frame in range(30)),
+    "film.eaf": elan("smiles", "guest", [(2000, 3000, "")]),
     "speaker.csv": "frame,FaceRectX,FaceScore,Pitch,happiness\n0,1,0.9,3,0.8\n1,1,0.9,3,0.7\n",
 }
+# Films of a minute, in whose second half the children play a game, with what raters made of them.
+for film in range(1, 7):
+    def felt(second, film=film):
+        return (second >= 30) / 2 + math.sin(second / 2 + film) / 2 + math.sin(second * film) / 4
+    FILES[f"raw/p0{film}.csv"] = (
+        "frame,timestamp,confidence,success,pose_Rx,pose_Ry,pose_Rz,AU06_r,AU12_r,"
+        "AU01_r,AU02_r,AU04_r,AU05_r,AU07_r,AU15_r,AU23_r,AU26_r\n" + "".join(
+            f"{frame},{frame / 10},0.9,1,0.1,{(frame < 300) * math.sin(frame / 9 + film) / 2:.4f},0,"
+            f"{1.5 + 1.5 * felt(frame / 10):.4f},{1.5 + felt(frame / 10):.4f},"
+            f"0,0,{1 - felt(frame / 10):.4f},0,0,0,0,0\n" for frame in range(600)))
+    FILES[f"ratings/p0{film}.csv"] = "seconds,first,second\n" + "".join(
+        f"{half / 2},{felt(half / 2 - 1) / 2:.4f},{felt(half / 2 - 1.5) / 2 + 0.1:.4f}\n" for half in range(120))
+    FILES[f"tiers/p0{film}.eaf"] = elan("phases", "child", [(0, 29999, "before"), (30000, 59000, "game")])
+FILES["participants.csv"] = "recording,robot,age\n" + "".join(
+    f"p0{film},{'talks' if film % 2 else 'moves'},{5 + film}\n" for film in range(1, 7))
 SIMULATED = ["meeting.jsonl", "recordings/monday.jsonl", "recordings/tuesday.jsonl"]
 
 
@@ -69,7 +95,7 @@ class DocumentsTest(unittest.TestCase):
             self.assertTrue(shown[name], name)
         for name in (name for name in shown if shown[name] or programs[name]):
             folder = new_folder(self.addCleanup)
-            for inner in ("games", "notes", "raw", "recordings", "session"):
+            for inner in ("games", "ratings", "raw", "recordings", "session", "tiers"):
                 (folder / inner).mkdir()
             make_bag.write_sqlite(folder / "session/session_0.db3", make_bag.scene(5.0, 2))
             for file, text in FILES.items():

@@ -31,6 +31,9 @@ class PagesTest(FolderTest):
         odd.write_text(lines(line(0, "start_recording", person=1, scope="greeting"),
                              line(-1, "not_seen", person=1)) + "no json\n")
         run("report", scene, odd, "--align", "greeting", "-o", self.folder / "page.html")
+        run("report", scene, "--mattered", "-o", self.folder / "one.html", check=True)
+        one, = re.findall(r'<script type="application/json" id="recording">(.*?)</script>',
+                          (self.folder / "one.html").read_text(), re.S)
         elements = dict(re.findall(r'<script type="application/json" id="(\w+)">(.*?)</script>',
                                    (self.folder / "page.html").read_text(), re.S))
         overview = json.loads(elements["overview"])
@@ -40,7 +43,7 @@ class PagesTest(FolderTest):
         with urllib.request.urlopen(f"http://127.0.0.1:{service.port}/health") as answer:
             health = json.load(answer)
         return {"OverviewData": [overview], "Health": [health], "Line": states, "Answer": answers,
-                "RecordingData": [json.loads(elements[name]) for name in ("data1", "data2")]}
+                "RecordingData": [*map(json.loads, (one, elements["data1"], elements["data2"]))]}
 
     async def converse(self, port):
         """A line of each kind from the service."""

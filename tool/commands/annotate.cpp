@@ -2,6 +2,9 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "import/scope_table.hpp"
 #include "inspection/format.hpp"
@@ -22,6 +25,8 @@ struct AnnotateOptions {
   std::string output = "-";
   /// When the table's clock began, since second 0 of the recording.
   Time::duration offset{};
+  ChosenAnnotations chosen;
+  std::vector<std::string> subjects;
 };
 
 void annotateRecording(const AnnotateOptions& options) {
@@ -29,8 +34,9 @@ void annotateRecording(const AnnotateOptions& options) {
   requireDistinct({options.recording, options.scopes}, {options.output});
   RecordingReader recording(options.recording, waitForInput);
   TextOutput output(options.output, throwIfInterrupted);
-  RecordingAnnotation annotation(recording, options.scopes,
-                                 readScopes(options.scopes, options.offset, waitForInput));
+  ScopesOfFile read = readScopes(options.scopes, options.offset, options.chosen, waitForInput);
+  RecordingAnnotation annotation(recording, options.scopes, std::move(read.scopes),
+                                 std::move(read.leftOut));
   Progress progress(options.output != "-");
   while (annotation.next(output.text())) {
     // Anything else would show what an error takes back.
@@ -38,9 +44,21 @@ void annotateRecording(const AnnotateOptions& options) {
     progress.update(recording.lines());
   }
   output.commit();
-  const std::string parted = formatParted(annotation.parted());
-  if (parted.empty()) return;
-  fmt::print(stderr, "{}: warning: {}\n", printable(options.scopes), parted);
+  for (const std::string& warning : formatWarnings(annotation)) {
+    fmt::print(stderr, "{}: warning: {}\n", printable(options.scopes), warning);
+  }
+}
+
+/// Reads "guest=3", a subject and the person's number, or "3", a subject whose name is the number.
+void addSubject(ChosenAnnotations& chosen, const std::string& text) {
+  const std::size_t sign = text.rfind('=');
+  const bool isMapped = sign != text.npos;
+  const auto person = readPerson(isMapped ? std::string_view(text).substr(sign + 1) : text);
+  if (!person) {
+    throw WrongUsage("--subject",
+                     inQuotes(text) + " is neither like guest=3 nor a person's number");
+  }
+  chosen.subjects[text.substr(0, sign)] = isMapped ? person : std::nullopt;
 }
 
 }  // namespace
@@ -55,9 +73,14 @@ byte of the recording stays; lines that open and close the scopes come in. Where
 or renamed to another id, within a row, each visit gets a scope of that name. If a scope does not fit,
 nothing is written.
 
+SCOPES may also be a file of ELAN (.eaf), events that BORIS exports, or the events.tsv of BIDS, whose
+seconds are the film's. What is said there names a scope, and its subject is the person. What is said
+while its person is not there is left out, and named by tier and time.
+
 Examples:
   zorvel annotate meeting.jsonl phases.csv | zorvel replay - --output results
-  zorvel annotate meeting.jsonl phases.csv --offset 12.48 --output scopes.jsonl)");
+  zorvel annotate meeting.jsonl phases.csv --offset 12.48 --output scopes.jsonl
+  zorvel annotate meeting.jsonl film.eaf --tier smiles --subject guest=1 --output smiles.jsonl)");
   const auto options = std::make_shared<AnnotateOptions>();
   command.addRecording(options->recording);
   command.add("SCOPES", options->scopes, "The table; - reads standard input").required();
@@ -66,11 +89,24 @@ Examples:
                "When the clock of the table's seconds began, since second 0 of the recording")
       .type("SECONDS")
       .showDefault("0");
+  command
+      .add("--tier", options->chosen.tiers,
+           "This tier of ELAN, behaviour of BORIS or trial type of BIDS alone, or several")
+      .type("NAME")
+      .repeatable();
+  command
+      .add("--subject", options->subjects,
+           "What is about this subject alone, or several, and which person that is, as guest=3; a "
+           "subject whose name is the person's number needs no more than that")
+      .type("NAME=N")
+      .repeatable();
+  command.addPerson(options->chosen.person, "Whom it is about where no subject is named");
   command.addOutputFile(options->output, "The recording to write");
   command.setAction([options] {
     if (options->recording == "-" && options->scopes == "-") {
       throw WrongUsage("SCOPES", "standard input can be read only once");
     }
+    for (const std::string& text : options->subjects) addSubject(options->chosen, text);
     annotateRecording(*options);
   });
 }

@@ -4,11 +4,14 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <ku/log.hpp>
 #include <limits>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "inspection/format.hpp"
 #include "playback/columns.hpp"
@@ -16,6 +19,7 @@
 #include "playback/explainer.hpp"
 #include "playback/explanation_line.hpp"
 #include "playback/playback.hpp"
+#include "playback/what_mattered.hpp"
 #include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
@@ -32,6 +36,9 @@ struct ExplainOptions {
   ExplainedTime time;
   /// As many of the greatest changes; 0 for an explanation of a time.
   std::size_t greatest = 0;
+  /// Fields by name, or all of them; none for an explanation of a time.
+  std::vector<std::string> without;
+  unsigned int jobs = std::max(1U, std::thread::hardware_concurrency());
   bool json = false;
 };
 
@@ -158,6 +165,73 @@ void explainGreatestChanges(const ExplainOptions& options) {
   if (greatest.failure) throw Failure(*greatest.failure);
 }
 
+/// A table for each person.
+void printMattered(const std::vector<Mattered>& rows) {
+  std::optional<std::int32_t> person;
+  for (const Mattered& row : rows) {
+    if (person != row.person) {
+      person = row.person;
+      fmt::print(
+          "person {}, {}; the change of each number without a field, on average and at most, "
+          "and the share of cycles with another label\n  {:<14}",
+          row.person, formatCount(row.cycles, "cycle"), "without");
+      for (const std::string_view name :
+           {"valence", "confidence", "attention", "confidence", "ease", "confidence"}) {
+        fmt::print(" {:>13}", name);
+      }
+      fmt::print(" {:>7} {:>9}\n", "mood", "attentive");
+    }
+    fmt::print("  {:<14}", row.field);
+    if (row.changesNothing()) {
+      fmt::print(" nothing{}{}\n", row.reason.empty() ? "" : ": ", row.reason);
+      continue;
+    }
+    for (const QuantityChange& change : row.quantities) {
+      if (change.greatest == 0.0f) {
+        fmt::print(" {:>13}", "-");
+        continue;
+      }
+      fmt::print(
+          " {:.3f} {:>7}", change.mean,
+          fmt::format("{}{:.3f}", change.greatest < 0.0f ? "−" : "+", std::abs(change.greatest)));
+    }
+    fmt::print(" {:>5.1f} % {:>7.1f} %\n", 100.0 * row.otherMood, 100.0 * row.otherAttentive);
+  }
+}
+
+void explainWhatMattered(const ExplainOptions& options) {
+  catchInterrupts();
+  // The library would warn once for each of the replays.
+  ku::log::setLevel(ku::log::Error);
+  requireDistinct({options.recording}, {"-"});
+  RecordingReader recording(options.recording, waitForInput);
+  WhatMattered mattered(options.without, options.jobs);
+  std::optional<Failure> failure;
+  std::vector<Mattered> rows;
+  {
+    Progress progress(true);
+    failure = playAll(recording, Forces::Unwatched,
+                      [&](Time /*time*/, const Event& event, const Row& row) {
+                        mattered.add(event, row);
+                        progress.update(recording.lines());
+                      });
+    rows = mattered.rows();
+  }
+  const auto person = options.time.person;
+  rows.erase(std::remove_if(rows.begin(), rows.end(),
+                            [&](const Mattered& row) { return person && *person != row.person; }),
+             rows.end());
+  if (options.json) {
+    fmt::memory_buffer json;
+    for (const Mattered& row : rows) appendExplanationLine(json, row);
+    fmt::print("{}", fmt::to_string(json));
+  } else {
+    printMattered(rows);
+  }
+  if (failure) throw Failure(*failure);
+  if (rows.empty()) throw Failure(printable(options.recording) + ": nobody has a cycle there");
+}
+
 void explainRecording(const ExplainOptions& options) {
   catchInterrupts();
   requireDistinct({options.recording}, {"-"});
@@ -191,13 +265,15 @@ void addExplain(Command tool) {
 what moved each person in the last cycle until then, the strongest reasons first; for a span, or
 without one for the whole recording, each reason's share of all movement up and down. With --greatest
 it tells where most happened, what moved it there, and the readings behind that, as --at does. With
---json, one object a line for each person or each change, with every reason. After a bad line it tells everything up to it;
-what comes after a moment is not read.
+--without it replays the recording once more without each field that is named, one at a time, and tells
+what changes. With --json, one object a line for each person, change or field, with every reason. After
+a bad line it tells everything up to it; what comes after a moment is not read.
 
 Examples:
   zorvel explain meeting.jsonl --person 1 --at 12.5
   zorvel explain meeting.jsonl --from 1:00 --to 1:30 --json
-  zorvel explain meeting.jsonl --greatest 3)");
+  zorvel explain meeting.jsonl --greatest 3
+  zorvel explain meeting.jsonl --without all)");
   const auto options = std::make_shared<ExplainOptions>();
   command.addRecording(options->recording);
   command.addPerson(options->time.person, "This person alone");
@@ -210,8 +286,28 @@ Examples:
       .excludes("--at")
       .excludes("--from")
       .excludes("--to");
+  std::vector<std::string> fields{std::string(everyField)};
+  for (const FieldKind& kind : fieldKinds) fields.emplace_back(kind.name);
+  command
+      .add("--without", options->without,
+           "What this field mattered; may be given several times; all for a table of all")
+      .type("FIELD")
+      .repeatable()
+      .oneOf(fields)
+      .excludes("--at")
+      .excludes("--from")
+      .excludes("--to")
+      .excludes("--greatest");
+  command
+      .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,
+                      "With --without: how many replays go on at once")
+      .showDefault("as many as there are processors");
   command.addFlag("--json", options->json, "Write JSON");
   command.setAction([options] {
+    if (!options->without.empty()) {
+      explainWhatMattered(*options);
+      return;
+    }
     if (options->greatest > 0) {
       if (std::error_code error; std::filesystem::exists(options->recording, error) !=
                                      std::filesystem::is_regular_file(options->recording, error) ||

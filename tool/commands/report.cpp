@@ -1,11 +1,15 @@
 #include "report/report.hpp"
 
+#include <algorithm>
 #include <cstddef>
+#include <ku/log.hpp>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "playback/what_mattered.hpp"
 #include "recording/distinct_files.hpp"
 #include "recording/failure.hpp"
 #include "recording/recording_reader.hpp"
@@ -22,18 +26,26 @@ struct ReportOptions {
   std::vector<std::string> recordings;
   std::string output = "report.html";
   std::optional<std::string> scope;
+  bool showsWhatMattered = false;
+  unsigned int jobs = std::max(1U, std::thread::hardware_concurrency());
 };
 
 void reportOne(const ReportOptions& options) {
   const std::string& name = options.recordings.front();
   RecordingReader recording(name, waitForInput);
   TextOutput page(options.output, throwIfInterrupted);
+  std::optional<WhatMattered> mattered;
+  if (options.showsWhatMattered) {
+    // The library would warn once for each of the replays.
+    ku::log::setLevel(ku::log::Error);
+    mattered.emplace(std::vector{std::string(everyField)}, options.jobs);
+  }
   ReportResult result;
   {
     Progress progress(true);
     // When not even the first line can be read, an earlier report stays. After a bad line, the page
     // shows what the lines before it gave.
-    result = writeReport(recording, reportTitle(name), page,
+    result = writeReport(recording, reportTitle(name), page, mattered ? &*mattered : nullptr,
                          [&] { progress.update(recording.lines()); });
   }
   page.commit();
@@ -91,7 +103,20 @@ Examples:
            "Align the curves by the begin of the first scope of this name in each")
       .type("SCOPE");
   command.addOutputFile(options->output, "The page to write");
-  command.setAction([options] { report(*options); });
+  command
+      .addFlag("--mattered", options->showsWhatMattered,
+               "Replay it once more without each field, and show what each mattered")
+      .excludes("--align");
+  command
+      .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,
+                      "With --mattered: how many replays go on at once")
+      .showDefault("as many as there are processors");
+  command.setAction([options] {
+    if (options->showsWhatMattered && options->recordings.size() > 1) {
+      throw WrongUsage("--mattered", "takes one recording");
+    }
+    report(*options);
+  });
 }
 
 }  // namespace zorvel

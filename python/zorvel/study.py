@@ -1,0 +1,506 @@
+"""A study: many recordings, as tables and figures."""
+
+from __future__ import annotations
+
+import concurrent.futures
+import functools
+import hashlib
+import json
+import os
+import sys
+import tempfile
+import zipfile
+from collections.abc import Iterable, Iterator, Mapping, Sequence
+from dataclasses import dataclass
+from typing import TYPE_CHECKING, Any, TypeAlias
+
+import numpy
+import pandas
+import scipy.stats
+
+from . import _zorvel
+from .grid import interval_means, intervals_of
+from .html import table as html_table
+from .recordings import raise_with, warn
+from .study_columns import COLUMNS, MOODS, QUANTITIES
+
+if TYPE_CHECKING:
+    import matplotlib.figure
+
+    _Array: TypeAlias = numpy.ndarray[Any, Any]
+    _Path: TypeAlias = str | os.PathLike[str]
+    _Participants: TypeAlias = _Path | pandas.DataFrame
+
+#: Of a recording's cycles and scopes, what a study keeps.
+_CYCLES = ("person", "seconds", "visit", "mood", *QUANTITIES, *(f"{name}_confidence" for name in QUANTITIES))
+_KNOWN = (*QUANTITIES, *(f"{name}_measured" for name in QUANTITIES))
+_SCOPES = ("person", "scope", "label", "visit", "begin", "end")
+
+
+@dataclass
+class _Replayed:
+    """What a study keeps of a recording."""
+
+    cycles: dict[str, _Array]
+    scopes: dict[str, _Array]
+    persons: list[dict[str, Any]]
+    warnings: list[str]
+
+    def of_person(self) -> Iterator[tuple[int, dict[str, _Array]]]:
+        """The cycles of each, in the order of time."""
+        for person in numpy.unique(self.cycles["person"]):
+            rows = self.cycles["person"] == person
+            yield int(person), {name: column[rows] for name, column in self.cycles.items()}
+
+
+def _replayed(path: _Path) -> tuple[_Replayed, BaseException | None]:
+    tables, persons, texts, error = _zorvel.replay_for_study(path)
+    cycles = {name: tables["timeline"][name] for name in _CYCLES}
+    cycles.update({f"{name} known": tables["known"][name] for name in _KNOWN})
+    # Texts that need no Python objects can be kept in a file without running what it says.
+    scopes = {name: numpy.asarray(tables["scopes"][name]) for name in _SCOPES}
+    scopes.update({name: scopes[name].astype(str) for name in ("scope", "label")})
+    return _Replayed(cycles, scopes, persons, texts), error
+
+
+@functools.lru_cache
+def _code() -> str:
+    """What numbers come of: the files of the module and of its libraries, as they are loaded."""
+    digest = hashlib.sha256()
+    with open("/proc/self/maps", encoding="utf-8", errors="surrogateescape") as maps:
+        files = {line.split(maxsplit=5)[5].rstrip("\n") for line in maps if ".so" in line}
+    for file in sorted(file for file in files
+                       if os.path.basename(file).startswith(("_zorvel.", "libzorvel.", "libku."))):
+        digest.update(_digest(file).encode())
+    return digest.hexdigest()
+
+
+def _digest(path: _Path) -> str:
+    digest = hashlib.sha256()
+    with open(path, "rb") as file:
+        while piece := file.read(1 << 20):
+            digest.update(piece)
+    return digest.hexdigest()
+
+
+def _replayed_once(path: _Path) -> tuple[_Replayed, BaseException | None]:
+    """From the file beside the recording, if that is of the same content; else it is written."""
+    beside = f"{os.fsdecode(path)}.study.npz"
+    digest = f"{_code()} {_digest(path)}"
+    try:
+        with open(beside, "rb") as file, numpy.load(file, allow_pickle=False) as kept:
+            about = json.loads(str(kept["about"]))
+            if about["digest"] == digest:
+                cycles = {name: kept[f"cycles.{name}"]
+                          for name in (*_CYCLES, *(f"{name} known" for name in _KNOWN))}
+                scopes = {name: kept[f"scopes.{name}"] for name in _SCOPES}
+                return _Replayed(cycles, scopes, about["persons"], about["warnings"]), None
+    except (OSError, ValueError, KeyError, zipfile.BadZipFile):
+        pass
+    replayed, error = _replayed(path)
+    if error is None:
+        about = json.dumps({"digest": digest, "persons": replayed.persons, "warnings": replayed.warnings})
+        with tempfile.TemporaryDirectory(dir=os.path.dirname(beside) or ".") as folder:
+            whole = os.path.join(folder, "study.npz")
+            numpy.savez(whole, about=numpy.array(about),
+                        **{f"cycles.{name}": column for name, column in replayed.cycles.items()},
+                        **{f"scopes.{name}": column for name, column in replayed.scopes.items()})
+            os.replace(whole, beside)
+    return replayed, error
+
+
+def _named(recordings: Mapping[str, _Path] | Iterable[_Path]) -> dict[str, _Path]:
+    """By the file's name without its ending."""
+    if isinstance(recordings, Mapping):
+        return dict(recordings)
+    if isinstance(recordings, (str, bytes, os.PathLike)):
+        recordings = [recordings]
+    named: dict[str, _Path] = {}
+    for path in recordings:
+        name = os.path.splitext(os.path.basename(os.fsdecode(path)))[0]
+        if name in named:
+            raise ValueError(f"{os.fsdecode(named[name])} and {os.fsdecode(path)} would have one name; "
+                             "a mapping from names to paths tells them apart")
+        named[name] = path
+    return named
+
+
+def _masked(cycles: Mapping[str, _Array]) -> dict[str, _Array]:
+    """The quantities and the mood, NaN where nothing measured them."""
+    values = {name: numpy.where(cycles[f"{name} known"], cycles[name], numpy.nan).astype(float)
+              for name in QUANTITIES}
+    values["mood"] = numpy.where(cycles["valence known"], cycles["mood"], numpy.nan)
+    return values
+
+
+def _on_grid(seconds: _Array, values: dict[str, _Array], rate: float) -> dict[str, _Array]:
+    """A row for each interval from the first cycle to the last."""
+    if not len(seconds):
+        return {"seconds": seconds, **values}
+    places = intervals_of(seconds, rate)
+    first = int(places[0])
+    places = places - first
+    count = int(places[-1]) + 1
+    grid = {"seconds": (first + numpy.arange(count)) / rate}
+    grid.update({name: interval_means(places, values[name], count) for name in QUANTITIES})
+    mood = numpy.full(count, numpy.nan)
+    known = ~numpy.isnan(values["mood"])
+    mood[places[known]] = values["mood"][known]  # of several in an interval, the last stays
+    return {**grid, "mood": mood}
+
+
+def band(values: _Array) -> tuple[float, float, float]:
+    """The mean of the column's numbers that are known, and its interval of 95 % (Student's t)."""
+    known = values[~numpy.isnan(values)]
+    if not len(known):
+        return numpy.nan, numpy.nan, numpy.nan
+    mean = float(known.mean())
+    if len(known) < 2:
+        return mean, numpy.nan, numpy.nan
+    reach = float(scipy.stats.t.ppf(0.975, len(known) - 1) * known.std(ddof=1) / numpy.sqrt(len(known)))
+    return mean, mean - reach, mean + reach
+
+
+class Epochs:
+    """What happens around events: see Study.epochs."""
+
+    def __init__(self, each: pandas.DataFrame) -> None:
+        #: A row for each recording, person, event and its number, and `offset`, the seconds since the
+        #: event, with the quantities.
+        self.each = each
+        #: A row for each event's name, offset and quantity: the mean and its interval of 95 %, the
+        #: people and the events in it. Events of one person are not independent, so where there are
+        #: several people, it is one over people, of each person's mean over events; with one person, it is
+        #: one over events.
+        self.mean = self._mean()
+
+    def _mean(self) -> pandas.DataFrame:
+        keys = ["event", "offset"]
+        rows = []
+        for quantity in QUANTITIES:
+            known = self.each.dropna(subset=[quantity])
+            people = known.groupby([*keys, "recording", "person"], observed=True)[quantity].mean()
+            several = people.groupby(level=keys).size().max() > 1 if len(people) else False
+            values = people if several else known.set_index(keys)[quantity]
+            events = known.groupby(keys).size()
+            counts = people.groupby(level=keys).size()
+            for key, of_key in values.groupby(level=keys):
+                rows.append((*key, quantity, *band(of_key.to_numpy(float)), counts[key], events[key]))
+        return pandas.DataFrame(rows, columns=[*keys, "quantity", "mean", "low", "high", "people", "events"])
+
+    def plot(self, quantities: Sequence[str] | str = QUANTITIES, *, width: float = 178.0,
+             grey: bool = False) -> matplotlib.figure.Figure:
+        """The means around the event with their bands, an axis for each quantity."""
+        from .study_figure import draw_epochs
+
+        return draw_epochs(self.mean, _listed(quantities), width, grey)
+
+    def _repr_html_(self) -> str:
+        counts = self.each.drop_duplicates(["recording", "person", "event", "number"])
+        return html_table(["event", "events", "people"], [
+            (name, len(of_name), len(of_name.drop_duplicates(["recording", "person"])))
+            for name, of_name in counts.groupby("event")])
+
+
+def _listed(names: Sequence[str] | str) -> list[str]:
+    return [names] if isinstance(names, str) else list(names)
+
+
+class Study:
+    """Many recordings, each played once, as tables with what is known of the participants.
+
+    A recording is called by its file's name without the ending; a mapping gives other names.
+    `participants`, a data frame or a CSV file, has a row for each `recording`, or each `recording` and
+    `person`; its columns join every table. Recordings are played in `workers` threads, by default as many
+    as there are processors; `progress` tells on standard error how many are done. With `cache`,
+    what is kept of each is written beside it, as NAME.study.npz, and read from there as long as the
+    recording's content and zorvel itself are the same.
+
+    What looks wrong in a recording is told by warnings. When some fail, the DataError is raised
+    after the others are done; the study of those is its `results`.
+    """
+
+    def __init__(self, recordings: Mapping[str, _Path] | Iterable[_Path],
+                 participants: _Participants | None = None, *, workers: int | None = None,
+                 cache: bool = False, progress: bool = False) -> None:
+        self._paths = _named(recordings)
+        self._replayed: dict[str, _Replayed] = {}
+        self._table: pandas.DataFrame | None = None
+        self._participants = self._read_participants(participants)
+        failures = self._replay(workers or os.cpu_count() or 1, cache, progress)
+        for name, replayed in self._replayed.items():
+            warn(self._paths[name], replayed.warnings)
+        self._require_joinable()
+        raise_with(_zorvel.DataError("\n".join(failures)) if failures else None, self)
+
+    @classmethod
+    def from_archive(cls, table: _Path | pandas.DataFrame,
+                     participants: _Participants | None = None) -> Study:
+        """The study of an archive that is larger than memory.
+
+        `table` is what `zorvel replay --summary` or the example of an archive writes, with a row for each
+        recording and person. There are no cycles, so `persons` is all there is.
+        """
+        study = cls({}, participants)
+        frame = (table if isinstance(table, pandas.DataFrame) else
+                 pandas.read_csv(table, float_precision="round_trip"))
+        names = {path: name for name, path in _named(frame["recording"].unique()).items()}
+        study._table = frame.assign(recording=frame["recording"].map(names)).dropna(subset=["person"])
+        study._table["person"] = study._table["person"].astype(int)
+        study._require_joinable()
+        return study
+
+    def _read_participants(self, participants: _Participants | None) -> pandas.DataFrame | None:
+        if participants is None or isinstance(participants, pandas.DataFrame):
+            return participants
+        return pandas.read_csv(participants, dtype={"recording": str})
+
+    def _replay(self, workers: int, cache: bool, progress: bool) -> list[str]:
+        read = _replayed_once if cache else _replayed
+        failures = []
+        with concurrent.futures.ThreadPoolExecutor(workers) as pool:
+            futures = {name: pool.submit(read, path) for name, path in self._paths.items()}
+            for done, (name, future) in enumerate(futures.items(), 1):
+                try:
+                    replayed, error = future.result()
+                    raise_with(error, None)
+                    self._replayed[name] = replayed
+                except _zorvel.DataError as failure:
+                    failures.append(str(failure))
+                except OSError as failure:
+                    failures.append(f"{failure.filename}: {failure.strerror}")
+                if progress:
+                    print(f"\r{done} of {len(futures)} recordings", end="", file=sys.stderr, flush=True)
+        if progress:
+            print(file=sys.stderr)
+        return failures
+
+    def _require_joinable(self) -> None:
+        if self._participants is None:
+            return
+        keys = [key for key in ("recording", "person") if key in self._participants]
+        if "recording" not in keys:
+            raise ValueError("participants: lack the column recording")
+        twice = self._participants.duplicated(keys)
+        if twice.any():
+            raise ValueError(f"participants: {' and '.join(keys)} are there twice: "
+                             f"{self._participants.loc[twice, keys].iloc[0].to_list()}")
+        taken = [name for name in self._participants.columns if name in COLUMNS and name not in keys]
+        if taken:
+            raise ValueError(f"participants: the tables have columns of these names: {taken}")
+
+    def _joined(self, frame: pandas.DataFrame) -> pandas.DataFrame:
+        if self._participants is None:
+            return frame
+        keys = [key for key in ("recording", "person") if key in self._participants]
+        return frame.merge(self._participants, on=keys, how="left")
+
+    def _require_cycles(self) -> None:
+        if self._table is not None:
+            raise ValueError("the table of an archive has no cycles; a study of its recordings has")
+
+    def __len__(self) -> int:
+        """How many recordings there are."""
+        return len(self._replayed) if self._table is None else int(self._table["recording"].nunique())
+
+    def persons(self) -> pandas.DataFrame:
+        """A row for each recording and person: the columns of `zorvel replay --summary`."""
+        if self._table is not None:
+            return self._joined(self._table)
+        names = _zorvel.SUMMARY_HEADER.strip().split(",")
+        rows = [{"recording": name, **row} for name, replayed in self._replayed.items()
+                for row in replayed.persons]
+        return self._joined(pandas.DataFrame(rows, columns=names))
+
+    def scopes(self) -> pandas.DataFrame:
+        """A row for each closed scope: its length, its cycles, its label, and of each quantity the mean.
+
+        A scope's cycles are those from its begin to its end. Means, deviations, confidences,
+        coverages and shares are over all of them, as in the table of persons; of what was never measured
+        within, there are none.
+        """
+        self._require_cycles()
+        rows = []
+        for name, replayed in self._replayed.items():
+            people = dict(replayed.of_person())
+            for number in range(len(replayed.scopes["person"])):
+                scope = {key: column[number] for key, column in replayed.scopes.items()}
+                if scope["label"] == "error":
+                    continue
+                cycles = _between(people.get(int(scope["person"])), scope["begin"], scope["end"])
+                rows.append({"recording": name, **scope, "seconds": scope["end"] - scope["begin"],
+                             **_scope_numbers(cycles)})
+        names = ["recording", *_SCOPES, "seconds", *_scope_numbers({})]
+        return self._joined(pandas.DataFrame(rows, columns=names))
+
+    def timeline(self, rate: float | None = None,
+                 scopes: Iterable[str] | str | None = None) -> pandas.DataFrame:
+        """The quantities over time: a row for each cycle, or on a grid of `rate` intervals a second.
+
+        On a grid, a value is the mean of the interval's cycles, the mood is that of its last, and
+        `seconds` is where the interval begins. An interval without cycles is a gap, and so is what
+        nothing measured for more than a second: NaN. With `scopes`, rows are those within scopes of
+        these names, which `scope` tells; one that lies in several is there several times.
+        """
+        self._require_cycles()
+        wanted = None if scopes is None else set(_listed(scopes) if isinstance(scopes, str) else scopes)
+        frames = []
+        for name, replayed in self._replayed.items():
+            for person, cycles in replayed.of_person():
+                for scope, part in self._parts(replayed, person, cycles, wanted):
+                    columns = _masked(part)
+                    columns = ({"visit": part["visit"], "seconds": part["seconds"], **columns}
+                               if rate is None else _on_grid(part["seconds"], columns, rate))
+                    about = {"recording": name, "person": person, **({} if wanted is None else
+                                                                     {"scope": scope})}
+                    frames.append(pandas.DataFrame({**about, **columns}))
+        if not frames:
+            names = ["recording", "person", *(["scope"] if wanted is not None else []),
+                     *(["visit"] if rate is None else []), "seconds", *QUANTITIES, "mood"]
+            return self._joined(pandas.DataFrame(columns=names))
+        return self._joined(pandas.concat(frames, ignore_index=True))
+
+    @staticmethod
+    def _parts(replayed: _Replayed, person: int, cycles: dict[str, _Array], wanted: set[str] | None
+               ) -> Iterator[tuple[str, dict[str, _Array]]]:
+        """All cycles, or those within each scope that is wanted, with its name."""
+        if wanted is None:
+            yield "", cycles
+            return
+        scopes = replayed.scopes
+        for number in numpy.flatnonzero((scopes["person"] == person) & (scopes["label"] != "error")):
+            if scopes["scope"][number] in wanted:
+                yield (str(scopes["scope"][number]),
+                       _between(cycles, scopes["begin"][number], scopes["end"][number]))
+
+    def epochs(self, events: pandas.DataFrame | str | Sequence[str], before: float, after: float,
+               baseline: tuple[float, float] | None = None, *, rate: float = 10.0) -> Epochs:
+        """What the quantities do from `before` seconds before an event to `after` seconds after it.
+
+        `events` are the begins of the scopes of that name, or of several names, or a data frame with the
+        columns recording and seconds, and, if there are, person and event, the event's name. Without
+        persons, an event is one of everybody in the recording. Intervals of the grid, `rate` a second,
+        begin at the event. `baseline`, from when to when since the event, is a span whose mean is taken
+        away from each quantity; an event without known cycles there has none.
+        """
+        self._require_cycles()
+        if not before + after > 0.0 or not rate > 0.0:
+            raise ValueError("before and after: together must be above 0, as must the rate")
+        frames = []
+        first, last = round(-before * rate), round(after * rate)
+        for name, of_recording in self._events(events).groupby("recording", sort=False):
+            if name not in self._replayed:
+                raise ValueError(f"events: {name!r} is none of the study's recordings")
+            people = [(person, cycles["seconds"], _masked(cycles))
+                      for person, cycles in self._replayed[name].of_person()]
+            for event in of_recording.itertuples(index=False):
+                for person, seconds, values in people:
+                    if not pandas.isna(event.person) and person != event.person:
+                        continue
+                    since = seconds - event.seconds
+                    places = intervals_of(since, rate) - first
+                    inside = (places >= 0) & (places < last - first)
+                    columns = {"offset": numpy.arange(first, last) / rate}
+                    for quantity in QUANTITIES:
+                        means = interval_means(places[inside], values[quantity][inside], last - first)
+                        if baseline is not None:
+                            span = values[quantity][(since >= baseline[0]) & (since < baseline[1])]
+                            known = span[~numpy.isnan(span)]
+                            means = means - (known.mean() if len(known) else numpy.nan)
+                        columns[quantity] = means
+                    frames.append(pandas.DataFrame({"recording": name, "person": person, "event": event.event,
+                                                    "number": event.number, **columns}))
+        names = ["recording", "person", "event", "number", "offset", *QUANTITIES]
+        return Epochs(self._joined(pandas.concat(frames, ignore_index=True) if frames else
+                                   pandas.DataFrame(columns=names)))
+
+    def _events(self, events: pandas.DataFrame | str | Sequence[str]) -> pandas.DataFrame:
+        if not isinstance(events, pandas.DataFrame):
+            wanted = set(_listed(events))
+            rows = [{"recording": name, "person": person, "event": scope, "seconds": begin}
+                    for name, replayed in self._replayed.items()
+                    for person, scope, begin, label in zip(*(replayed.scopes[column].tolist() for column in
+                                                             ("person", "scope", "begin", "label")))
+                    if scope in wanted and label != "error"]
+            events = pandas.DataFrame(rows, columns=["recording", "person", "event", "seconds"])
+        else:
+            missing = {"recording", "seconds"} - set(events.columns)
+            if missing:
+                raise ValueError(f"events: lack the columns {sorted(missing)}")
+            events = events.reindex(columns=["recording", "person", "event", "seconds"])
+            events["event"] = events["event"].fillna("event")
+        events["number"] = events.groupby(["recording", "event"]).cumcount() + 1
+        return events
+
+    def to_csv(self, folder: _Path, *, rate: float = 4.0) -> None:
+        """Writes persons.csv, scopes.csv, timeline.csv on a grid, and dictionary.csv into a folder.
+
+        The dictionary has a row for each column of each: its name, its unit and its meaning.
+        """
+        tables = {"persons": self.persons()}
+        if self._table is None:
+            tables.update(scopes=self.scopes(), timeline=self.timeline(rate))
+        tables["dictionary"] = pandas.DataFrame(
+            [(name, column, *COLUMNS.get(column, ("", "Of the participants.")))
+             for name, table in tables.items() for column in table.columns],
+            columns=["table", "column", "unit", "meaning"])
+        os.makedirs(folder, exist_ok=True)
+        for name, table in tables.items():
+            path = os.path.join(os.fsdecode(folder), f"{name}.csv")
+            _zorvel.require_distinct([os.fsdecode(read) for read in self._paths.values()], path)
+            table.to_csv(path + ".new", index=False)
+            os.replace(path + ".new", path)
+
+    def plot(self, table: str = "timeline", quantities: Sequence[str] | str = QUANTITIES, *,
+             scopes: Sequence[str] | None = None, rate: float = 1.0, width: float = 178.0,
+             grey: bool = False) -> matplotlib.figure.Figure:
+        """One of the tables, an axis for each quantity, with the mean over people and its band of 95 %.
+
+        "persons" are dots, one for each; "scopes" are lines from scope to scope, one for each
+        person; the "timeline" is on a grid of `rate`. `scopes` chooses and orders the scopes.
+        """
+        from .study_figure import draw_persons, draw_scopes, draw_timeline
+
+        names = _listed(quantities)
+        if table == "persons":
+            return draw_persons(self.persons(), names, width, grey)
+        if table == "scopes":
+            return draw_scopes(self.scopes(), names, scopes, width, grey)
+        if table == "timeline":
+            return draw_timeline(self.timeline(rate), names, width, grey)
+        raise ValueError(f"table: is persons, scopes or timeline, not {table!r}")
+
+    def _repr_html_(self) -> str:
+        persons = self.persons()
+        return html_table(["recording", "persons", "cycles", "seconds"], [
+            (name, len(group), int(group["cycles"].sum()), float((group["last"] - group["first"]).max()))
+            for name, group in persons.groupby("recording", sort=False)])
+
+
+def _between(cycles: dict[str, _Array] | None, begin: float, end: float) -> dict[str, _Array]:
+    if cycles is None:
+        return {}
+    first = int(numpy.searchsorted(cycles["seconds"], begin, "left"))
+    last = int(numpy.searchsorted(cycles["seconds"], end, "right"))
+    return {name: column[first:last] for name, column in cycles.items()}
+
+
+def _scope_numbers(cycles: dict[str, _Array]) -> dict[str, float]:
+    """What the cycles add up to; they may be none."""
+    count = len(cycles["seconds"]) if cycles else 0
+    numbers: dict[str, float] = {"cycles": count}
+    nothing = numpy.zeros(0)
+    for name in QUANTITIES:
+        measured = cycles[f"{name}_measured known"] if count else nothing
+        values, confidences = ((cycles[column].astype(float) for column in (name, f"{name}_confidence"))
+                               if measured.any() else (nothing, nothing))
+        numbers.update({f"{name}_mean": values.mean() if len(values) else numpy.nan,
+                        f"{name}_deviation": values.std(ddof=1) if len(values) > 1 else numpy.nan,
+                        f"{name}_confidence": confidences.mean() if len(values) else numpy.nan,
+                        f"{name}_coverage": measured.mean() if count else numpy.nan})
+    for mood, name in MOODS.items():
+        numbers[name] = ((cycles["mood"] == mood).mean() if numbers["valence_coverage"] > 0.0 else
+                         numpy.nan)
+    numbers["attentive"] = ((cycles["attention"] > 0.5).mean() if numbers["attention_coverage"] > 0.0 else
+                            numpy.nan)
+    return numbers

@@ -1,0 +1,5 @@
+from typing import Any
+
+class Parameter:
+    @property
+    def value(self) -> Any: ...

@@ -1,0 +1,4 @@
+from typing import Any
+
+class Publisher:
+    def publish(self, msg: Any) -> None: ...

@@ -1,0 +1,3 @@
+from typing import Any
+
+def get_message(identifier: str) -> Any: ...
