@@ -47,16 +47,15 @@ typedef enum zv_code {
 } zv_code;
 
 /// What went wrong in the calling thread's last call that failed; empty before the first. It stays
-/// valid until the thread ends, and unchanged until its next call that fails. Any
-/// thread; each has a text of its own.
+/// valid until the thread ends, and unchanged until its next call that fails. Any thread; each has
+/// a text of its own.
 ZV_API const char* zv_error_text(void);
 
 /// The version of the library that was loaded, such as "1.0.0". Any thread.
 ZV_API const char* zv_version(void);
 
 /// The time of the calling thread's clock: the system's, unless zv_clock_use() put another in its
-/// place. Only a clock that C++ code put there can fail; then it is INT64_MIN. Any
-/// thread.
+/// place. Only a clock that C++ code put there can fail; then it is INT64_MIN. Any thread.
 ZV_API int64_t zv_now(void);
 
 /// A clock that stands still where it was set, for tests and replays.
