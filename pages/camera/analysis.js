@@ -1,6 +1,6 @@
 // The worker that analyses pictures.
 
-/** @typedef {import("./faces.js").Face} Face */
+/** @typedef {import("./worker.js").Answer} Answer */
 
 export class Analysis {
   // Fails when what it needs is not installed.
@@ -16,34 +16,34 @@ export class Analysis {
   /** @param {Worker} worker */
   constructor(worker) {
     this.worker = worker;
-    /** @type {(faces: Face[]) => void} */
+    /** @type {(answer: Answer) => void} */
     this.succeed = () => {};
     /** @type {(error: Error) => void} */
     this.fail = () => {};
     worker.addEventListener("message", ({ data }) => {
-      if (data.error) this.fail(new Error(data.error)); else this.succeed(data.faces);
+      if (data.error) this.fail(new Error(data.error)); else this.succeed(data);
     });
     worker.addEventListener("error", ({ message }) => {
       this.fail(new Error(`The analysis does not start: ${message}`));
     });
   }
 
-  /** @returns {Promise<Face[]>} */
+  /** @returns {Promise<Answer>} */
   answered() {
     return new Promise((succeed, fail) => { Object.assign(this, { succeed, fail }); });
   }
 
   /**
-   * The faces in a picture. One at a time.
-   * @param {ImageBitmap} picture
+   * What is seen in a picture. One at a time.
+   * @param {VideoFrame} picture  is given away
    */
-  analyse(picture) {
-    const faces = this.answered();
-    this.worker.postMessage({ picture }, [picture]);
-    return faces;
+  analyse(picture, { isFilm = false } = {}) {
+    const answer = this.answered();
+    this.worker.postMessage({ picture, isFilm }, [/** @type {any} */ (picture)]);
+    return answer;
   }
 
-  // Whoever waits for faces waits no longer.
+  // Whoever waits for an answer waits no longer.
   close() {
     this.worker.terminate();
     this.fail(new Error("The analysis was ended."));

@@ -1,13 +1,22 @@
-// Analyses pictures, one after the other, beside the page: gets { picture }, an ImageBitmap, and
-// answers { faces } or { error }; the first answer, { isReady }, comes unasked.
+// Analyses pictures, one after the other, beside the page: gets { picture, isFilm } and answers
+// { faces, isDetected, isCut } or { error }; the first answer, { isReady }, comes unasked.
+
+import { areCalm } from "./boxes.js";
+import { meansOf, isOther } from "./cut.js";
 
 /** @typedef {import("./faces.js").Face} Face */
+/** @typedef {{ picture: VideoFrame, isFilm: boolean }} Question */
+/** @typedef {{ faces: Face[], isDetected: boolean, isCut: boolean }} Answer */
 
 importScripts("human.js");
 
 const off = { enabled: false };
-// Each picture is analysed as a whole, whatever the one before it was like.
 const always = { skipFrames: 0, skipTime: 0 };
+// Faces are looked for in the whole of a picture, or followed from the one before.
+const detection = { cacheSensitivity: 0, face: { detector: always } };
+const following = { cacheSensitivity: Infinity,
+                    face: { detector: { skipFrames: Infinity, skipTime: Infinity } } };
+const mostFollowed = 2;  // in a row, so that whoever comes is seen soon
 const folder = new URL(".", location.href).href;
 const human = new Human.Human({
   backend: "wasm",
@@ -29,6 +38,14 @@ const human = new Human.Human({
     description: off,
   },
 });
+const canvas = new OffscreenCanvas(0, 0);
+const context = canvas.getContext("2d", { willReadFrequently: true });
+/** @type {Face[]} */
+let before = [];
+let isCalm = false;
+let followed = 0;
+/** @type {number[]} */
+let meansBefore = [];
 
 /**
  * What the page needs of a face. The mesh is x, y, x, y, … in pixels.
@@ -41,12 +58,49 @@ function essence({ boxRaw, faceScore, mesh, rotation, emotion, distance }) {
   return { box: boxRaw, score: faceScore, mesh: points, angle: rotation?.angle, emotion, distance };
 }
 
-/** @param {MessageEvent<{ picture: ImageBitmap }>} question */
-async function answer({ data: { picture } }) {
+/** @param {VideoFrame} picture */
+function pixelsOf(picture) {
+  const { displayWidth: width, displayHeight: height } = picture;
+  if (canvas.width !== width || canvas.height !== height) Object.assign(canvas, { width, height });
+  context.drawImage(picture, 0, 0);
+  return context.getImageData(0, 0, width, height);
+}
+
+/** @param {ImageData} pixels */
+function isCutBefore(pixels) {
+  const means = meansOf(pixels);
+  const isCut = meansBefore.length > 0 && isOther(means, meansBefore);
+  meansBefore = means;
+  return isCut;
+}
+
+/**
+ * @param {ImageData} pixels
+ * @param {boolean} isDetected
+ */
+async function facesIn(pixels, isDetected) {
+  const tensor = human.tf.browser.fromPixels(pixels);
   try {
-    const { face, error } = await human.detect(picture);
+    const { face, error } = await human.detect(tensor, isDetected ? detection : following);
     if (error) throw new Error(error);
-    postMessage({ faces: face.map(essence) });
+    return face.map(essence);
+  } finally {
+    human.tf.dispose(tensor);
+  }
+}
+
+/** @param {MessageEvent<Question>} question */
+async function answer({ data: { picture, isFilm } }) {
+  try {
+    const pixels = pixelsOf(picture);
+    const isCut = isFilm && isCutBefore(pixels);
+    // A film has the time to look for faces in each picture.
+    const isDetected = isFilm || !isCalm || followed === mostFollowed;
+    const faces = await facesIn(pixels, isDetected);
+    isCalm = areCalm(faces, before);
+    before = faces;
+    followed = isDetected ? 0 : followed + 1;
+    postMessage({ faces, isDetected, isCut });
   } catch (error) {
     postMessage({ error: /** @type {Error} */ (error).message });
   } finally {
