@@ -17,6 +17,8 @@ declare class OffscreenCanvas {
   constructor(width: number, height: number);
   width: number;
   height: number;
+  getContext(kind: "webgl2", options: { failIfMajorPerformanceCaveat: boolean }):
+    WebGL2RenderingContext | null;
   getContext(kind: "2d", options: { willReadFrequently: boolean }): {
     drawImage(picture: VideoFrame, x: number, y: number): void;
     getImageData(x: number, y: number, width: number, height: number): ImageData;

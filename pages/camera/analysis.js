@@ -1,22 +1,27 @@
 // The worker that analyses pictures.
 
 /** @typedef {import("./worker.js").Answer} Answer */
+/** @typedef {"camera" | "film"} Kind */
 
 export class Analysis {
-  // Fails when what it needs is not installed.
-  static async start() {
+  /**
+   * Fails when what it needs is not installed.
+   * @param {Kind} kind
+   */
+  static async start(kind) {
     const address = "/camera/worker.js";
     const answer = await fetch(address);
     if (!answer.ok) throw new Error(await answer.text());
-    const analysis = new Analysis(new Worker(address));
-    await analysis.answered();
+    const analysis = new Analysis(new Worker(address, { name: kind }));
+    ({ engine: analysis.engine } = await analysis.answered());
     return analysis;
   }
 
   /** @param {Worker} worker */
   constructor(worker) {
     this.worker = worker;
-    /** @type {(answer: Answer) => void} */
+    this.engine = "";  // what it computes with
+    /** @type {(answer: object) => void} */
     this.succeed = () => {};
     /** @type {(error: Error) => void} */
     this.fail = () => {};
@@ -28,7 +33,7 @@ export class Analysis {
     });
   }
 
-  /** @returns {Promise<Answer>} */
+  /** @returns {Promise<any>} */
   answered() {
     return new Promise((succeed, fail) => { Object.assign(this, { succeed, fail }); });
   }
@@ -36,10 +41,11 @@ export class Analysis {
   /**
    * What is seen in a picture. One at a time.
    * @param {VideoFrame} picture  is given away
+   * @returns {Promise<Answer>}
    */
-  analyse(picture, { isFilm = false } = {}) {
+  analyse(picture) {
     const answer = this.answered();
-    this.worker.postMessage({ picture, isFilm }, [/** @type {any} */ (picture)]);
+    this.worker.postMessage({ picture }, [/** @type {any} */ (picture)]);
     return answer;
   }
 

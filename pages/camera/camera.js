@@ -119,7 +119,7 @@ export class Camera {
     stageVideo.srcObject = this.stream;
     await stageVideo.play();
     this.onText("Starting the analysis …");
-    this.analysis = await Analysis.start();
+    this.analysis = await Analysis.start("camera");
     if (this.isStopped) return;
     await this.compareClocks();
     if (this.isStopped) return;
@@ -224,7 +224,7 @@ export class Camera {
     const text = `${rate(count)} pictures and ${rate(this.detections - detections)} detections a second`;
     this.facts = { at: now, analysed: this.analysed, detections: this.detections, milliseconds: 0 };
     if (!this.clock) return "";
-    return [text,
+    return [`${text} on ${this.analysis?.engine}`,
             ...(count > 0 ? [`${formatNumber(milliseconds / count, 0)} ms a picture`] : []),
             `${formatCount(Math.max(0, this.frames - this.analysed - 1), "picture")} dropped`,
             `clock of the service known to ±${formatNumber(this.clock.uncertainty, 1)} ms`].join(" · ");

@@ -15,6 +15,7 @@ declare namespace Human {
     readonly tf: {
       browser: { fromPixels(pixels: ImageData): Tensor };
       dispose(tensor: Tensor): void;
+      getBackend(): string;
     };
     load(): Promise<void>;
     detect(picture: Tensor, settings: object): Promise<{ face: Face[]; error?: string | null }>;

@@ -41,7 +41,7 @@ export class VideoFile {
     const address = URL.createObjectURL(file);
     try {
       this.onText("Starting the analysis …");
-      this.analysis = await Analysis.start();
+      this.analysis = await Analysis.start("film");
       await this.open(address);
       const lines = await this.record(this.analysis, file.name, rate);
       this.recording = new Blob(lines, { type: "application/jsonl" });
@@ -105,7 +105,7 @@ export class VideoFile {
     for (let number = 0; number < count; ++number) {
       const seconds = number / rate;
       await this.seek(seconds);
-      const { faces, isCut } = await analysis.analyse(new VideoFrame(stageVideo), { isFilm: true });
+      const { faces, isCut } = await analysis.analyse(new VideoFrame(stageVideo));
       for (const event of people.follow(faces, seconds, { isMirrored: mirrored.checked, isCut })) {
         const line = eventLine(event, recordingStart + inNanoseconds(seconds));
         if (event.event === "remove") this.numbers.delete(event.person);

@@ -1,15 +1,19 @@
-// Analyses pictures, one after the other, beside the page: gets { picture, isFilm } and answers
-// { faces, isDetected, isCut } or { error }; the first answer, { isReady }, comes unasked.
+// Analyses pictures, one after the other, beside the page: gets { picture } and answers
+// { faces, isDetected, isCut } or { error }; the first answer, { engine }, comes unasked. A worker that is
+// called "film" looks for faces and for cuts in each picture, whatever the time that takes.
 
 import { areCalm } from "./boxes.js";
 import { meansOf, isOther } from "./cut.js";
 
 /** @typedef {import("./faces.js").Face} Face */
-/** @typedef {{ picture: VideoFrame, isFilm: boolean }} Question */
+/** @typedef {{ picture: VideoFrame }} Question */
 /** @typedef {{ faces: Face[], isDetected: boolean, isCut: boolean }} Answer */
 
 importScripts("human.js");
 
+const isFilm = self.name === "film";
+// A film gives the same numbers on each machine.
+const usesGraphics = !isFilm && hasGraphics();
 const off = { enabled: false };
 const always = { skipFrames: 0, skipTime: 0 };
 // Faces are looked for in the whole of a picture, or followed from the one before.
@@ -19,7 +23,7 @@ const following = { cacheSensitivity: Infinity,
 const mostFollowed = 2;  // in a row, so that whoever comes is seen soon
 const folder = new URL(".", location.href).href;
 const human = new Human.Human({
-  backend: "wasm",
+  backend: usesGraphics ? "humangl" : "wasm",
   wasmPath: folder,
   modelBasePath: folder,
   cacheSensitivity: 0,
@@ -46,6 +50,15 @@ let isCalm = false;
 let followed = 0;
 /** @type {number[]} */
 let meansBefore = [];
+
+// Whether there is a graphics processor. One that is imitated is slower than WebAssembly.
+function hasGraphics() {
+  const graphics = new OffscreenCanvas(1, 1).getContext("webgl2", { failIfMajorPerformanceCaveat: true });
+  const information = graphics?.getExtension("WEBGL_debug_renderer_info");
+  if (!graphics || !information) return false;
+  const renderer = graphics.getParameter(information.UNMASKED_RENDERER_WEBGL);
+  return !/swiftshader|llvmpipe|softpipe|software|basic render/i.test(renderer);
+}
 
 /**
  * What the page needs of a face. The mesh is x, y, x, y, … in pixels.
@@ -90,11 +103,10 @@ async function facesIn(pixels, isDetected) {
 }
 
 /** @param {MessageEvent<Question>} question */
-async function answer({ data: { picture, isFilm } }) {
+async function answer({ data: { picture } }) {
   try {
     const pixels = pixelsOf(picture);
     const isCut = isFilm && isCutBefore(pixels);
-    // A film has the time to look for faces in each picture.
     const isDetected = isFilm || !isCalm || followed === mostFollowed;
     const faces = await facesIn(pixels, isDetected);
     isCalm = areCalm(faces, before);
@@ -110,5 +122,5 @@ async function answer({ data: { picture, isFilm } }) {
 
 human.load().then(() => {
   addEventListener("message", answer);
-  postMessage({ isReady: true });
+  postMessage({ engine: human.tf.getBackend() === "wasm" ? "WebAssembly" : "WebGL" });
 }, (error) => postMessage({ error: error.message }));

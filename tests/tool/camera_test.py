@@ -145,7 +145,7 @@ class CameraTest(BrowserTest):
         self.wait("document.querySelector('#camera pre').textContent.includes('headPosture\":{\"yaw\"')")
         self.wait("document.querySelector('#camera .facts').textContent")
         self.assertRegex(self.browser.find_element(By.CSS_SELECTOR, "#camera .facts").text,
-                         r"\d\.\d pictures and \d+\.\d detections a second · \d+ ms a picture · .* dropped · "
+                         r"\d\.\d pictures and \d+\.\d detections a second on WebAssembly · \d+ ms a picture · .* dropped · "
                          r"clock of the service known to ±\d+\.\d ms")
         self.wait_for_text("No face in the picture.")
         events = self.events_until(record, lambda events: sum(
