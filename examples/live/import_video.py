@@ -70,6 +70,11 @@ def main():
     parser.add_argument("video", nargs="+", type=pathlib.Path)
     parser.add_argument("--rate", default="15", help="pictures a second (15)")
     options = parser.parse_args()
+    missing = [str(video) for video in options.video if not video.is_file()]
+    if missing:
+        parser.error(f"there is no {', '.join(missing)}")
+    if len({video.stem for video in options.video}) < len(options.video):
+        parser.error("two videos would give recordings of the same name")
     service = subprocess.Popen(["zorvel", "view", "--port", "0"], stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
     browser = start_browser()

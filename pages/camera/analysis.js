@@ -9,6 +9,7 @@ export class Analysis {
    * @param {Kind} kind
    */
   static async start(kind) {
+    if (!("VideoFrame" in globalThis)) throw new Error("This browser is too old to analyse pictures.");
     const address = "/camera/worker.js";
     const answer = await fetch(address);
     if (!answer.ok) throw new Error(await answer.text());
