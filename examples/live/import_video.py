@@ -1,14 +1,18 @@
 #!/usr/bin/python3
-"""Makes a recording of a video without a window: import_video.py VIDEO [PICTURES_A_SECOND]
+"""Makes recordings of videos without a window; each appears in the current folder.
 
-Lets Chromium open the live page and give it the video; the recording appears in the current folder.
-Needs zorvel in the path, with its camera, and Debian's chromium-driver and python3-selenium.
+Lets Chromium open the live page and gives it the videos. What Chromium does not play is converted for it
+first, where ffmpeg is installed. Needs zorvel in the path, with its camera, and Debian's chromium-driver
+and python3-selenium.
 """
 
+import argparse
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 import time
 
 from selenium import webdriver
@@ -17,41 +21,85 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.support.wait import WebDriverWait
 
 
-def main(video, rate="15"):
-    service = subprocess.Popen(["zorvel", "view", "--port", "0"], stdin=subprocess.DEVNULL,
-                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+def start_browser():
     options = webdriver.ChromeOptions()
     options.binary_location = "/usr/bin/chromium"
     options.add_argument("--headless=new")
     if subprocess.run(["id", "-u"], capture_output=True, text=True, check=True).stdout == "0\n":
         options.add_argument("--no-sandbox")  # which Chromium wants of root
     options.add_experimental_option("prefs", {"download.default_directory": str(pathlib.Path.cwd())})
-    browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+    return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+
+
+def record(browser, page, video, rate):
+    """Makes the recording and returns its name, or None and what the page says instead."""
+    browser.get("about:blank")
+    browser.get(page)
+    browser.execute_script("document.querySelector('[name=rate]').value = arguments[0]", rate)
+    browser.find_element(By.NAME, "video").send_keys(str(video.resolve()))
+    is_running, said = True, ""
+    while is_running:
+        time.sleep(0.2)
+        is_running, text = browser.execute_script("""
+            const [stage, text] = document.querySelectorAll("#camera > .stage, #camera > .text");
+            return [!stage.hidden, text.textContent]""")
+        if text != said and is_running:
+            print(text, file=sys.stderr)
+        said = text
+    save = browser.find_element(By.ID, "save-video")
+    if not save.is_displayed():
+        return None, said
+    recording = pathlib.Path(save.get_attribute("download"))
+    recording.unlink(missing_ok=True)  # or the browser finds another name
+    save.click()
+    # Before it is whole, the browser keeps its name with an empty file.
+    WebDriverWait(browser, 30).until(lambda _: recording.exists() and recording.stat().st_size)
+    return recording, said
+
+
+def convert(video, folder):
+    """The same pictures at the same times, for Chromium."""
+    played = pathlib.Path(folder) / f"{video.stem}.webm"
+    subprocess.run(["ffmpeg", "-loglevel", "error", "-nostdin", "-i", f"file:{video}", "-an", "-c:v", "libvpx",
+                    "-crf", "4", "-b:v", "8M", "-deadline", "realtime", f"file:{played}"], check=True)
+    return played
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("video", nargs="+", type=pathlib.Path)
+    parser.add_argument("--rate", default="15", help="pictures a second (15)")
+    options = parser.parse_args()
+    missing = [str(video) for video in options.video if not video.is_file()]
+    if missing:
+        parser.error(f"there is no {', '.join(missing)}")
+    if len({video.stem for video in options.video}) < len(options.video):
+        parser.error("two videos would give recordings of the same name")
+    service = subprocess.Popen(["zorvel", "view", "--port", "0"], stdin=subprocess.DEVNULL,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+    browser = start_browser()
+    failed = False
     try:
-        browser.get(re.search(r"http://\S+", service.stderr.readline())[0])
-        browser.execute_script("document.querySelector('[name=rate]').value = arguments[0]", rate)
-        browser.find_element(By.NAME, "video").send_keys(str(pathlib.Path(video).resolve()))
-        is_running, said = True, ""
-        while is_running:
-            time.sleep(0.2)
-            is_running, text = browser.execute_script("""
-                const [stage, text] = document.querySelectorAll("#camera > .stage, #camera > .text");
-                return [!stage.hidden, text.textContent]""")
-            if text != said:
-                print(text, file=sys.stderr)
-            said = text
-        save = browser.find_element(By.ID, "save-video")
-        if not save.is_displayed():
-            raise SystemExit(1)
-        recording = pathlib.Path(save.get_attribute("download"))
-        save.click()
-        # Before it is whole, the browser keeps its name with an empty file.
-        WebDriverWait(browser, 30).until(lambda _: recording.exists() and recording.stat().st_size)
-        print(recording)
+        page = re.search(r"http://\S+", service.stderr.readline())[0]
+        for video in options.video:
+            recording, said = record(browser, page, video, options.rate)
+            if not recording and "does not play" in said and shutil.which("ffmpeg"):
+                print(f"Converting {video} …", file=sys.stderr)
+                with tempfile.TemporaryDirectory() as folder:
+                    try:
+                        recording, said = record(browser, page, convert(video, folder), options.rate)
+                    except subprocess.CalledProcessError:
+                        said = f"{video}: ffmpeg does not read it."
+            if recording:
+                print(recording)
+            else:
+                print(said, file=sys.stderr)
+                failed = True
     finally:
         browser.quit()
         service.terminate()
         service.wait()
+    return failed
 
 
-main(*sys.argv[1:])
+sys.exit(main())

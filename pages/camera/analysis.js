@@ -1,49 +1,56 @@
 // The worker that analyses pictures.
 
-/** @typedef {import("./faces.js").Face} Face */
+/** @typedef {import("./worker.js").Answer} Answer */
+/** @typedef {"camera" | "film"} Kind */
 
 export class Analysis {
-  // Fails when what it needs is not installed.
-  static async start() {
+  /**
+   * Fails when what it needs is not installed.
+   * @param {Kind} kind
+   */
+  static async start(kind) {
+    if (!("VideoFrame" in globalThis)) throw new Error("This browser is too old to analyse pictures.");
     const address = "/camera/worker.js";
     const answer = await fetch(address);
     if (!answer.ok) throw new Error(await answer.text());
-    const analysis = new Analysis(new Worker(address));
-    await analysis.answered();
+    const analysis = new Analysis(new Worker(address, { name: kind }));
+    ({ engine: analysis.engine } = await analysis.answered());
     return analysis;
   }
 
   /** @param {Worker} worker */
   constructor(worker) {
     this.worker = worker;
-    /** @type {(faces: Face[]) => void} */
+    this.engine = "";  // what it computes with
+    /** @type {(answer: object) => void} */
     this.succeed = () => {};
     /** @type {(error: Error) => void} */
     this.fail = () => {};
     worker.addEventListener("message", ({ data }) => {
-      if (data.error) this.fail(new Error(data.error)); else this.succeed(data.faces);
+      if (data.error) this.fail(new Error(data.error)); else this.succeed(data);
     });
     worker.addEventListener("error", ({ message }) => {
       this.fail(new Error(`The analysis does not start: ${message}`));
     });
   }
 
-  /** @returns {Promise<Face[]>} */
+  /** @returns {Promise<any>} */
   answered() {
     return new Promise((succeed, fail) => { Object.assign(this, { succeed, fail }); });
   }
 
   /**
-   * The faces in a picture. One at a time.
-   * @param {ImageBitmap} picture
+   * What is seen in a picture. One at a time.
+   * @param {VideoFrame} picture  is given away
+   * @returns {Promise<Answer>}
    */
   analyse(picture) {
-    const faces = this.answered();
-    this.worker.postMessage({ picture }, [picture]);
-    return faces;
+    const answer = this.answered();
+    this.worker.postMessage({ picture }, [/** @type {any} */ (picture)]);
+    return answer;
   }
 
-  // Whoever waits for faces waits no longer.
+  // Whoever waits for an answer waits no longer.
   close() {
     this.worker.terminate();
     this.fail(new Error("The analysis was ended."));

@@ -3,7 +3,8 @@
 import { formatCount, formatNumber } from "../shared/format.js";
 import { EventSender, longestRetry } from "../shared/sender.js";
 import { Analysis } from "./analysis.js";
-import { eventLine, inNanoseconds, People } from "./faces.js";
+import { eventLine, inNanoseconds } from "./faces.js";
+import { People } from "./people.js";
 import { landmarks, mirrored } from "./settings.js";
 import { drawFaces, stageVideo } from "./stage.js";
 
@@ -65,8 +66,8 @@ export class Camera {
     this.people = undefined;
     /** @type {{ uncertainty: number, difference: number } | undefined} */
     this.clock = undefined;
-    /** @type {number | undefined} */
-    this.newest = undefined;  // when a picture was taken that was not analysed yet
+    /** @type {{ picture: VideoFrame, takenAt: number } | undefined} */
+    this.newest = undefined;  // that was not analysed yet
     this.wake = () => {};
     /** @type {number[]} */
     this.timers = [];
@@ -75,8 +76,9 @@ export class Camera {
     this.frames = 0;
     this.lastFrameAt = performance.now();
     this.lastFaceAt = this.lastFrameAt;
-    this.facts = { at: this.lastFrameAt, analysed: 0, milliseconds: 0 };
+    this.facts = { at: this.lastFrameAt, analysed: 0, detections: 0, milliseconds: 0 };
     this.analysed = 0;
+    this.detections = 0;  // the pictures in the whole of which faces were looked for
     /** @type {Map<number, string>} */
     this.numbers = new Map();  // the newest line of each person
   }
@@ -117,7 +119,7 @@ export class Camera {
     stageVideo.srcObject = this.stream;
     await stageVideo.play();
     this.onText("Starting the analysis …");
-    this.analysis = await Analysis.start();
+    this.analysis = await Analysis.start("camera");
     if (this.isStopped) return;
     await this.compareClocks();
     if (this.isStopped) return;
@@ -157,7 +159,8 @@ export class Camera {
     this.frameRequest = stageVideo.requestVideoFrameCallback((now, { captureTime }) => {
       ++this.frames;
       this.lastFrameAt = performance.now();
-      this.newest = captureTime ?? now;
+      this.newest?.picture.close();
+      this.newest = { picture: new VideoFrame(stageVideo), takenAt: captureTime ?? now };
       this.wake();
       this.listen();
     });
@@ -172,16 +175,17 @@ export class Camera {
   }
 
   async handleFrame() {
-    const { analysis, newest: takenAt } = this;
-    if (!analysis || takenAt === undefined) return;
+    const { analysis, newest } = this;
+    if (!analysis || !newest) return;
     this.newest = undefined;
     const begun = performance.now();
-    const faces = await analysis.analyse(await createImageBitmap(stageVideo));
+    const { faces, isDetected } = await analysis.analyse(newest.picture);
     if (this.isStopped) return;
     ++this.analysed;
+    if (isDetected) ++this.detections;
     this.facts.milliseconds += performance.now() - begun;
     if (faces.length > 0) this.lastFaceAt = performance.now();
-    this.send(faces, takenAt);
+    this.send(faces, newest.takenAt);
     drawFaces(faces, { isMirror: !mirrored.checked, hasLandmarks: landmarks.checked });
   }
 
@@ -189,7 +193,7 @@ export class Camera {
   send(faces, at) {
     if (!this.people || !this.clock) return;
     const time = inNanoseconds((at + this.clock.difference) / 1e3);
-    const lines = this.people.follow(faces, at / 1e3, mirrored.checked).map((event) => {
+    const lines = this.people.follow(faces, at / 1e3, { isMirrored: mirrored.checked }).map((event) => {
       const line = eventLine(event, time);
       if (event.event === "remove") this.numbers.delete(event.person);
       else this.numbers.set(event.person, line);
@@ -214,13 +218,15 @@ export class Camera {
   // How it went since the last call, in words.
   describe() {
     const now = performance.now();
-    const { at, analysed, milliseconds } = this.facts;
+    const { at, analysed, detections, milliseconds } = this.facts;
     const count = this.analysed - analysed;
-    this.facts = { at: now, analysed: this.analysed, milliseconds: 0 };
+    const rate = (/** @type {number} */ number) => formatNumber(number / (now - at) * 1e3, 1);
+    const text = `${rate(count)} pictures and ${rate(this.detections - detections)} detections a second`;
+    this.facts = { at: now, analysed: this.analysed, detections: this.detections, milliseconds: 0 };
     if (!this.clock) return "";
-    return [`${formatNumber(count / (now - at) * 1e3, 1)} frames a second`,
-            ...(count > 0 ? [`${formatNumber(milliseconds / count, 0)} ms a frame`] : []),
-            `${formatCount(Math.max(0, this.frames - this.analysed - 1), "frame")} dropped`,
+    return [`${text} on ${this.analysis?.engine}`,
+            ...(count > 0 ? [`${formatNumber(milliseconds / count, 0)} ms a picture`] : []),
+            `${formatCount(Math.max(0, this.frames - this.analysed - 1), "picture")} dropped`,
             `clock of the service known to ±${formatNumber(this.clock.uncertainty, 1)} ms`].join(" · ");
   }
 
@@ -232,7 +238,8 @@ export class Camera {
     clearTimeout(this.retry);
     stageVideo.cancelVideoFrameCallback(this.frameRequest);
     stageVideo.srcObject = null;
-    this.sender?.close(this.people ? [...this.people.known.keys()] : []);
+    this.newest?.picture.close();
+    this.sender?.close(this.people?.known ?? []);
     this.release();
     this.onEnd(this.failure);
   }

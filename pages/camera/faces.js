@@ -1,19 +1,17 @@
-// From the faces in a picture to what is observed of people. docs/camera.md tells where each number
-// comes from.
+// From a face in a picture to what is observed of a person. docs/camera.md says where each number comes
+// from.
 
 /**
  * A face as the worker finds it. Its box is x, y, width and height as fractions of the picture, its
  * mesh x, y, x, y, … in pixels, its angles are in radians.
  * @typedef {{
- *   box: [number, number, number, number], score: number, mesh: ArrayLike<number>,
+ *   box: import("./boxes.js").Box, score: number, mesh: ArrayLike<number>,
  *   angle?: { yaw: number, pitch: number, roll: number } | null,
  *   emotion?: { emotion: string, score: number }[] | null, distance?: number, person?: number,
  * }} Face
  */
 /** @typedef {{ event: string, person: number, [field: string]: unknown }} Event */
 
-const leastOverlap = 0.3;
-const goneSeconds = 3;
 const meshPoints = 478;
 // Left and right in the picture, as is every pair below.
 const eyes = [{ corners: [33, 133], iris: 473 }, { corners: [362, 263], iris: 468 }];
@@ -56,8 +54,6 @@ function eyesTurned(mesh) {
  */
 export function observationOf(person, { score, mesh, angle, emotion, distance }, isMirrored) {
   const confidence = Math.max(0, Math.min(1, score));
-  const scoreOf = (/** @type {string} */ name) =>
-    emotion?.find((each) => each.emotion === name)?.score ?? 0;
   /** @type {Event} */
   const seen = { event: "observation", person, faceDetected: { value: true } };
   if (distance !== undefined && distance > 0 && distance < Infinity) seen.distance = { value: distance };
@@ -70,85 +66,18 @@ export function observationOf(person, { score, mesh, angle, emotion, distance },
       seen.gaze = { yaw: side * (yaw - eyesTurned(mesh)), pitch };
     }
   }
-  seen.smile = { value: scoreOf("happy"), confidence };
-  seen.expressions = Object.fromEntries(expressionNames.map(([ours, theirs]) => (
-    [ours, { value: scoreOf(theirs), confidence }])));
+  if (emotion && emotion.length > 0) {
+    const scoreOf = (/** @type {string} */ name) =>
+      emotion.find((each) => each.emotion === name)?.score ?? 0;
+    seen.smile = { value: scoreOf("happy"), confidence };
+    seen.expressions = Object.fromEntries(expressionNames.map(([ours, theirs]) => (
+      [ours, { value: scoreOf(theirs), confidence }])));
+  }
   if (mesh.length > 0) {
     seen.facialPoints = { points: facialPoints.map((index, point) => (
       { point, x: mesh[2 * index], y: mesh[2 * index + 1], confidence })) };
   }
   return seen;
-}
-
-/**
- * Intersection over union.
- * @param {Face["box"]} box
- * @param {Face["box"]} other
- */
-export function overlapOf([x, y, width, height], [otherX, otherY, otherWidth, otherHeight]) {
-  const sharedWidth = Math.min(x + width, otherX + otherWidth) - Math.max(x, otherX);
-  const sharedHeight = Math.min(y + height, otherY + otherHeight) - Math.max(y, otherY);
-  if (sharedWidth <= 0 || sharedHeight <= 0) return 0;
-  const shared = sharedWidth * sharedHeight;
-  return shared / (width * height + otherWidth * otherHeight - shared);
-}
-
-// Tells whose face is whose from one picture to the next. People get numbers from `first` on, at most
-// `most` different ones, more than there can be within 3 s; then those of the gone are given anew.
-export class People {
-  /** @param {{ first: number, most?: number }} numbers */
-  constructor({ first, most = Infinity }) {
-    this.first = first;
-    this.most = most;
-    this.next = 0;
-    /** @type {Map<number, { box: Face["box"], seconds: number }>} */
-    this.known = new Map();  // by number: the last box, and when it was seen
-  }
-
-  /**
-   * The events of a picture, in the order of the people. `seconds` is its time. Notes in each face
-   * whose it is.
-   * @param {Face[]} faces
-   * @param {number} seconds
-   */
-  follow(faces, seconds, isMirrored = false) {
-    const pairs = [];
-    for (const face of faces) {
-      face.person = undefined;
-      for (const [person, { box }] of this.known) {
-        const overlap = overlapOf(face.box, box);
-        if (overlap >= leastOverlap) pairs.push({ face, person, overlap });
-      }
-    }
-    pairs.sort((one, other) => other.overlap - one.overlap);
-    /** @type {Map<number, Face>} */
-    const seen = new Map();
-    for (const { face, person } of pairs) {
-      if (face.person !== undefined || seen.has(person)) continue;
-      face.person = person;
-      seen.set(person, face);
-    }
-    for (const face of faces) {
-      if (face.person === undefined) seen.set(face.person = this.nextNumber(seen), face);
-    }
-    for (const [person, { box }] of seen) this.known.set(person, { box, seconds });
-
-    return [...this.known].sort(([one], [other]) => one - other).map(([person, last]) => {
-      const face = seen.get(person);
-      if (face) return observationOf(person, face, isMirrored);
-      if (seconds - last.seconds <= goneSeconds) return { event: "not_seen", person };
-      this.known.delete(person);
-      return { event: "remove", person };
-    });
-  }
-
-  /** @param {Map<number, Face>} seen */
-  nextNumber(seen) {
-    while (true) {
-      const person = this.first + this.next++ % this.most;
-      if (!this.known.has(person) && !seen.has(person)) return person;
-    }
-  }
 }
 
 /** @param {number} seconds */

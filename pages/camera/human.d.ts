@@ -9,10 +9,16 @@ declare namespace Human {
     emotion?: { emotion: string; score: number }[];
     distance?: number;
   };
+  type Tensor = object;
   class Human {
     constructor(settings: object);
+    readonly tf: {
+      browser: { fromPixels(pixels: ImageData): Tensor };
+      dispose(tensor: Tensor): void;
+      getBackend(): string;
+    };
     load(): Promise<void>;
-    detect(picture: ImageBitmap): Promise<{ face: Face[]; error?: string | null }>;
+    detect(picture: Tensor, settings: object): Promise<{ face: Face[]; error?: string | null }>;
   }
 }
 

@@ -20,7 +20,7 @@ export function showStage({ isShown, isMirror }) {
 }
 
 /**
- * The faces have been followed, so they are somebody's. Fractions and pixels are those of the video.
+ * Who is no person yet has a thin box. Fractions and pixels are those of the video.
  * @param {Face[]} faces
  * @param {{ isMirror: boolean, hasLandmarks: boolean }} how
  */
@@ -33,13 +33,13 @@ export function drawFaces(faces, { isMirror, hasLandmarks }) {
   }
   context.clearRect(0, 0, width, height);
   const side = (/** @type {number} */ fraction) => width * (isMirror ? 1 - fraction : fraction);
-  context.lineWidth = 2 * devicePixelRatio;
   context.font = `600 ${14 * devicePixelRatio}px system-ui, sans-serif`;
   context.textBaseline = "bottom";
   for (const { box: [x, y, boxWidth, boxHeight], mesh, person } of faces) {
     const left = side(isMirror ? x + boxWidth : x);
     const top = y * height;
     context.strokeStyle = context.fillStyle = "#ffd34d";
+    context.lineWidth = (person === undefined ? 1 : 2.5) * devicePixelRatio;
     context.strokeRect(left, top, boxWidth * width, boxHeight * height);
     if (hasLandmarks) {
       for (let index = 0; index < mesh.length; index += 2) {

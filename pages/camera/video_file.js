@@ -3,7 +3,8 @@
 import { whyNotPlayed } from "../shared/films.js";
 import { formatTime } from "../shared/format.js";
 import { Analysis } from "./analysis.js";
-import { eventLine, inNanoseconds, People } from "./faces.js";
+import { eventLine, inNanoseconds } from "./faces.js";
+import { People } from "./people.js";
 import { landmarks, mirrored } from "./settings.js";
 import { drawFaces, stageVideo } from "./stage.js";
 
@@ -40,7 +41,7 @@ export class VideoFile {
     const address = URL.createObjectURL(file);
     try {
       this.onText("Starting the analysis …");
-      this.analysis = await Analysis.start();
+      this.analysis = await Analysis.start("film");
       await this.open(address);
       const lines = await this.record(this.analysis, file.name, rate);
       this.recording = new Blob(lines, { type: "application/jsonl" });
@@ -104,8 +105,8 @@ export class VideoFile {
     for (let number = 0; number < count; ++number) {
       const seconds = number / rate;
       await this.seek(seconds);
-      const faces = await analysis.analyse(await createImageBitmap(stageVideo));
-      for (const event of people.follow(faces, seconds, mirrored.checked)) {
+      const { faces, isCut } = await analysis.analyse(new VideoFrame(stageVideo));
+      for (const event of people.follow(faces, seconds, { isMirrored: mirrored.checked, isCut })) {
         const line = eventLine(event, recordingStart + inNanoseconds(seconds));
         if (event.event === "remove") this.numbers.delete(event.person);
         else this.numbers.set(event.person, line);

@@ -1,16 +1,29 @@
-// Analyses pictures, one after the other, beside the page: gets { picture }, an ImageBitmap, and
-// answers { faces } or { error }; the first answer, { isReady }, comes unasked.
+// Analyses pictures, one after the other, beside the page: gets { picture } and answers
+// { faces, isDetected, isCut } or { error }; the first answer, { engine }, comes unasked. A worker that is
+// called "film" looks for faces and for cuts in each picture, whatever the time that takes.
+
+import { areCalm } from "./boxes.js";
+import { meansOf, isOther } from "./cut.js";
 
 /** @typedef {import("./faces.js").Face} Face */
+/** @typedef {{ picture: VideoFrame }} Question */
+/** @typedef {{ faces: Face[], isDetected: boolean, isCut: boolean }} Answer */
 
 importScripts("human.js");
 
+const isFilm = self.name === "film";
+// A film gives the same numbers on each machine.
+const usesGraphics = !isFilm && hasGraphics();
 const off = { enabled: false };
-// Each picture is analysed as a whole, whatever the one before it was like.
 const always = { skipFrames: 0, skipTime: 0 };
+// Faces are looked for in the whole of a picture, or followed from the one before.
+const detection = { cacheSensitivity: 0, face: { detector: always } };
+const following = { cacheSensitivity: Infinity,
+                    face: { detector: { skipFrames: Infinity, skipTime: Infinity } } };
+const mostFollowed = 2;  // in a row, so that whoever comes is seen soon
 const folder = new URL(".", location.href).href;
 const human = new Human.Human({
-  backend: "wasm",
+  backend: usesGraphics ? "humangl" : "wasm",
   wasmPath: folder,
   modelBasePath: folder,
   cacheSensitivity: 0,
@@ -29,6 +42,23 @@ const human = new Human.Human({
     description: off,
   },
 });
+const canvas = new OffscreenCanvas(0, 0);
+const context = canvas.getContext("2d", { willReadFrequently: true });
+/** @type {Face[]} */
+let before = [];
+let isCalm = false;
+let followed = 0;
+/** @type {number[]} */
+let meansBefore = [];
+
+// Whether there is a graphics processor. One that is imitated is slower than WebAssembly.
+function hasGraphics() {
+  const graphics = new OffscreenCanvas(1, 1).getContext("webgl2", { failIfMajorPerformanceCaveat: true });
+  const information = graphics?.getExtension("WEBGL_debug_renderer_info");
+  if (!graphics || !information) return false;
+  const renderer = graphics.getParameter(information.UNMASKED_RENDERER_WEBGL);
+  return !/swiftshader|llvmpipe|softpipe|software|basic render/i.test(renderer);
+}
 
 /**
  * What the page needs of a face. The mesh is x, y, x, y, … in pixels.
@@ -41,12 +71,48 @@ function essence({ boxRaw, faceScore, mesh, rotation, emotion, distance }) {
   return { box: boxRaw, score: faceScore, mesh: points, angle: rotation?.angle, emotion, distance };
 }
 
-/** @param {MessageEvent<{ picture: ImageBitmap }>} question */
+/** @param {VideoFrame} picture */
+function pixelsOf(picture) {
+  const { displayWidth: width, displayHeight: height } = picture;
+  if (canvas.width !== width || canvas.height !== height) Object.assign(canvas, { width, height });
+  context.drawImage(picture, 0, 0);
+  return context.getImageData(0, 0, width, height);
+}
+
+/** @param {ImageData} pixels */
+function isCutBefore(pixels) {
+  const means = meansOf(pixels);
+  const isCut = meansBefore.length > 0 && isOther(means, meansBefore);
+  meansBefore = means;
+  return isCut;
+}
+
+/**
+ * @param {ImageData} pixels
+ * @param {boolean} isDetected
+ */
+async function facesIn(pixels, isDetected) {
+  const tensor = human.tf.browser.fromPixels(pixels);
+  try {
+    const { face, error } = await human.detect(tensor, isDetected ? detection : following);
+    if (error) throw new Error(error);
+    return face.map(essence);
+  } finally {
+    human.tf.dispose(tensor);
+  }
+}
+
+/** @param {MessageEvent<Question>} question */
 async function answer({ data: { picture } }) {
   try {
-    const { face, error } = await human.detect(picture);
-    if (error) throw new Error(error);
-    postMessage({ faces: face.map(essence) });
+    const pixels = pixelsOf(picture);
+    const isCut = isFilm && isCutBefore(pixels);
+    const isDetected = isFilm || !isCalm || followed === mostFollowed;
+    const faces = await facesIn(pixels, isDetected);
+    isCalm = areCalm(faces, before);
+    before = faces;
+    followed = isDetected ? 0 : followed + 1;
+    postMessage({ faces, isDetected, isCut });
   } catch (error) {
     postMessage({ error: /** @type {Error} */ (error).message });
   } finally {
@@ -56,5 +122,5 @@ async function answer({ data: { picture } }) {
 
 human.load().then(() => {
   addEventListener("message", answer);
-  postMessage({ isReady: true });
+  postMessage({ engine: human.tf.getBackend() === "wasm" ? "WebAssembly" : "WebGL" });
 }, (error) => postMessage({ error: error.message }));
