@@ -124,7 +124,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   }
   zorvel::Sender other("other");
   require(service.receive(other, R"({"event":"not_seen","person":1})"), "others suffer");
-  std::string status = service.health(0);
+  std::string status = service.health({});
   zorvel::JsonLine().parse(status);
   return 0;
 }

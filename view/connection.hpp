@@ -26,11 +26,17 @@ constexpr std::chrono::seconds idleTime{60};
 
 /// The connections of a server, and what they share.
 struct Connections {
-  explicit Connections(Service& service_) : service(service_) {}
+  Connections(Service& service_, const LineQueue& output_) : service(service_), output(output_) {}
+
+  ServerCounts counts() const { return {refused, output.dropped()}; }
 
   Service& service;
+  /// What waits for standard output.
+  const LineQueue& output;
   /// The names by which the server may be called, each with its port.
   std::set<std::string> hosts;
+  /// What has to be shown for everything but the page's own files; "" for nothing.
+  std::string token;
   std::string cameraFolder;
 
   std::vector<Connection*> all;  // in the order of their arrival

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <boost/algorithm/string/case_conv.hpp>
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -11,10 +12,12 @@
 #include <limits>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "view/camera_files.hpp"
 #include "view/lines.hpp"
 #include "view/page.hpp"
+#include "view/token.hpp"
 
 namespace zorvel {
 namespace {
@@ -29,6 +32,9 @@ constexpr std::uint32_t longestHeader = std::uint32_t{8} << 10;
 // Of the last minute.
 constexpr int mostDownloads = 4;
 constexpr std::string_view cameraPath = "/camera/";
+constexpr std::string_view bearer = "Bearer ";
+// Scripts can give a WebSocket no header but a list of protocols, so the token may stand there.
+constexpr std::string_view tokenProtocol = "token.";
 // What the page may do besides when there is a camera: start the worker that analyses pictures, and
 // play a video that the user opens.
 constexpr const char* cameraPolicy = " 'wasm-unsafe-eval'; worker-src 'self'; media-src blob:";
@@ -36,6 +42,25 @@ constexpr const char* workerPolicy =
     "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; connect-src 'self'";
 
 std::string_view standard(beast::string_view text) { return {text.data(), text.size()}; }
+
+/// All that may be meant as a token; "" for what is none.
+std::vector<std::string_view> offeredTokens(const WebSocket::Request& request) {
+  std::vector<std::string_view> tokens;
+  for (auto [field, end] = request.equal_range(http::field::authorization); field != end; ++field) {
+    const std::string_view value = standard(field->value());
+    const bool isBearer = boost::istarts_with(value, bearer);
+    tokens.push_back(isBearer ? value.substr(bearer.size()) : "");
+  }
+  auto [field, end] = request.equal_range(http::field::sec_websocket_protocol);
+  for (; field != end; ++field) {
+    for (const auto protocol : http::token_list(field->value())) {
+      if (boost::starts_with(protocol, tokenProtocol)) {
+        tokens.push_back(standard(protocol).substr(tokenProtocol.size()));
+      }
+    }
+  }
+  return tokens;
+}
 
 // A handler runs later, from the event loop, so what starts its own operation anew does not
 // recurse. NOLINTBEGIN(misc-no-recursion)
@@ -90,10 +115,14 @@ class Request : public Connection, public std::enable_shared_from_this<Request> 
       return;
     }
     const std::string_view target = standard(request.target());
+    const bool isOfPage = target == "/" || boost::starts_with(target, cameraPath);
+    if ((WebSocket::isUpgrade(request) || !isOfPage) && !isAuthorized(request)) {
+      _response.set(http::field::www_authenticate, "Bearer");
+      answer(http::status::unauthorized, "");
+      return;
+    }
     if (WebSocket::isUpgrade(request)) {
-      const auto origin = request.find(http::field::origin);
-      if (!_isLocal && origin != request.end() &&
-          standard(origin->value()) != fmt::format("http://{}", host)) {
+      if (!_isLocal && !isOwnOrigin(request, host)) {
         answer(http::status::forbidden, "that is for this server's own page\n");
       } else if (target == "/events") {
         become(serveEvents);
@@ -110,20 +139,40 @@ class Request : public Connection, public std::enable_shared_from_this<Request> 
       _response.set("Content-Security-Policy", policy);
       answer(http::status::ok, std::string(viewPage()), "text/html; charset=utf-8");
     } else if (target == "/health") {
-      answer(http::status::ok, connections().service.health(connections().refused),
+      answer(http::status::ok, connections().service.health(connections().counts()),
              "application/json");
+    } else if (target == "/metrics") {
+      answer(http::status::ok, connections().service.metrics(connections().counts()),
+             "application/openmetrics-text; version=1.0.0; charset=utf-8");
     } else if (target == "/recording") {
       answerLastMinute();
-    } else if (target.substr(0, cameraPath.size()) == cameraPath) {
+    } else if (boost::starts_with(target, cameraPath)) {
       answerCameraFile(target.substr(cameraPath.size()),
                        standard(request[http::field::if_none_match]));
     } else {
-      answer(http::status::not_found, "there is /, /health, /recording, /events and /states\n");
+      answer(http::status::not_found,
+             "there is /, /health, /metrics, /recording, /events and /states\n");
     }
   }
 
   bool isOwnHost(std::string_view host) const {
     return connections().hosts.count(boost::to_lower_copy(std::string(host))) > 0;
+  }
+
+  /// Whether it comes from the server's own page or from no page. A page of https came through a
+  /// proxy, which knows the server by the same name.
+  static bool isOwnOrigin(const http::request<http::empty_body>& request, std::string_view host) {
+    const auto origin = request.find(http::field::origin);
+    return origin == request.end() || origin->value() == fmt::format("http://{}", host) ||
+           origin->value() == fmt::format("https://{}", host);
+  }
+
+  /// Whether it shows the token, and nothing that could be meant as another one.
+  bool isAuthorized(const http::request<http::empty_body>& request) const {
+    const auto& token = connections().token;
+    if (_isLocal || token.empty()) return true;
+    const auto offered = offeredTokens(request);
+    return offered.size() == 1 && isToken(token, offered.front());
   }
 
   void answerLastMinute() {

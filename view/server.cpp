@@ -96,6 +96,7 @@ class Server::Implementation {
   asio::io_context& _context = _connections.context;
   Tcp::acceptor _acceptor{_context};
   Local::acceptor _localAcceptor{_context};
+  std::string _name;  // by which others call this machine, if it was given one
   std::string _localPath;
   std::vector<std::function<void()>> _pausedAccepts;
   bool _isShortOfDescriptors = false;
@@ -115,7 +116,8 @@ class Server::Implementation {
 };
 
 Server::Implementation::Implementation(Service& service, const ServerOptions& options)
-    : _connections(service), _outputDescriptor(options.outputDescriptor) {
+    : _connections(service, _outputLines), _outputDescriptor(options.outputDescriptor) {
+  _connections.token = options.token;
   _connections.cameraFolder = options.cameraFolder;
   if (!options.address.empty()) listen(options);
   if (!options.socket.empty()) listenLocally(options.socket);
@@ -143,12 +145,19 @@ void Server::Implementation::listen(const ServerOptions& options) {
   std::vector<std::string> names{"127.0.0.1", "[::1]", "localhost"};
   if (!endpoint.address().is_unspecified()) names.push_back(hostOf(endpoint.address()));
   names.insert(names.end(), options.hosts.begin(), options.hosts.end());
-  const auto port = _acceptor.local_endpoint().port();
+  const auto ownPort = std::to_string(_acceptor.local_endpoint().port());
   for (const auto& name : names) {
-    _connections.hosts.insert(fmt::format("{}:{}", boost::to_lower_copy(name), port));
+    const std::size_t bracket = name.find(']');  // of an address of IPv6, which has colons
+    const std::size_t colon = name.find(':', bracket == std::string::npos ? 0 : bracket);
+    const auto host = boost::to_lower_copy(name.substr(0, colon));
+    const auto port = colon == std::string::npos ? ownPort : name.substr(colon + 1);
+    _connections.hosts.insert(fmt::format("{}:{}", host, port));
     // A browser leaves out the port that everybody knows.
-    if (port == 80) _connections.hosts.insert(boost::to_lower_copy(name));
+    if (port == "80" || port == "443") _connections.hosts.insert(host);
   }
+  const auto isOwn = [](const std::string& name) { return name.find(':') == std::string::npos; };
+  const auto name = std::find_if(options.hosts.begin(), options.hosts.end(), isOwn);
+  if (name != options.hosts.end()) _name = *name;
   accept(_acceptor);
 }
 
@@ -181,9 +190,9 @@ void Server::Implementation::listenLocally(const std::string& path) {
 std::string Server::Implementation::url() const {
   if (!_acceptor.is_open()) return "";
   const auto endpoint = _acceptor.local_endpoint();
-  const bool isAny = endpoint.address().is_unspecified();
-  return fmt::format("http://{}:{}/", isAny ? "localhost" : hostOf(endpoint.address()),
-                     endpoint.port());
+  std::string host = hostOf(endpoint.address());
+  if (endpoint.address().is_unspecified()) host = _name.empty() ? "localhost" : _name;
+  return fmt::format("http://{}:{}/", host, endpoint.port());
 }
 
 template <typename Acceptor>
