@@ -47,18 +47,7 @@ class Client::Implementation {
       _socket.emplace(connect());
       await([&](auto done) { _socket->handshake(hostHeader(), "/events", token, done); });
     } catch (const boost::system::system_error& error) {
-      if (_socket && _socket->refusal() == unauthorized) {
-        throw Failure(fmt::format("{}: {}", printable(address),
-                                  token.empty() ? "asks for a token, which --token-file gives"
-                                                : "the token of " + printable(tokenFile) +
-                                                      " is not the one that is asked for there"));
-      }
-      if (_socket && _socket->refusal() != 0) {
-        throw Failure(fmt::format("{}: answers {}: {}", printable(address), _socket->refusal(),
-                                  inQuotes(boost::trim_copy(_socket->refusalText()))));
-      }
-      throw Failure(fmt::format("{}: {}: is zorvel view running there?", printable(address),
-                                error.code().message()));
+      throw Failure(fmt::format("{}: {}", printable(address), whyNot(error, tokenFile)));
     }
     read();
   }
@@ -129,6 +118,19 @@ class Client::Implementation {
     });
     socket.set_option(Tcp::no_delay(true));
     return socket;
+  }
+
+  /// Why there is no connection.
+  std::string whyNot(const boost::system::system_error& error, const std::string& tokenFile) const {
+    const unsigned int status = _socket ? _socket->refusal() : 0;
+    if (status == 0) return error.code().message() + ": is zorvel view running there?";
+    if (status != unauthorized) {
+      return fmt::format("answers {}: {}", status,
+                         inQuotes(boost::trim_copy(_socket->refusalText())));
+    }
+    if (tokenFile.empty()) return "asks for a token, which --token-file gives";
+    return fmt::format("the token of {} is not the one that is asked for there",
+                       printable(tokenFile));
   }
 
   /// As it stands in an URL.

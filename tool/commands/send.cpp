@@ -168,7 +168,8 @@ with its line.
 
 Examples:
   zorvel send meeting.jsonl
-  zorvel simulate --people 5 | zorvel send -)");
+  zorvel simulate --people 5 | zorvel send -
+  zorvel send meeting.jsonl --to http://192.168.1.7:8642/ --token-file robot.token)");
   const auto options = std::make_shared<SendOptions>();
   command.addRecording(options->recording);
   command
@@ -184,7 +185,8 @@ Examples:
         }
       })
       .showDefault();
-  command.add("--token-file", options->tokenFile, "Show the token that is in this file")
+  command
+      .add("--token-file", options->tokenFile, "The file with the token that the service asks for")
       .type("FILE");
   command
       .addNumber("--speed", options->speed, 1e-3, 1e6, "How many times as fast as it was recorded")

@@ -176,8 +176,9 @@ and over WebSocket at /states. A bad line is reported on standard error and to i
 skipped. Where zorvel-camera is installed, the page can use this machine's camera. SIGINT and SIGTERM
 end the service with 0.
 
-With --address others can reach the service, and need its token: it is in the page's address that is
-said at the start, or in the file of --token-file, with which send shows it. Nothing is encrypted.
+At an --address that others can reach, the service asks for a token. It stands in the page's address
+that is said at the start, or in the file that --token-file names, for view and for send alike. Nothing
+is encrypted.
 
 Examples:
   my-perception | zorvel view --record today.jsonl
@@ -204,18 +205,16 @@ Examples:
       .showDefault(std::to_string(options->server.port));
   command
       .add("--host", options->server.hosts,
-           "A name by which browsers reach this machine, besides the address and localhost; with "
-           "the "
-           "port of a proxy, if there is one before it")
+           "A name by which browsers reach this machine, besides the address and localhost; one "
+           "with a port is that of a proxy")
       .type("NAME[:PORT]");
   command
-      .add(
-          "--token-file", options->tokenFile,
-          "Ask for the token in this file, also on this machine, and not for one made at the start")
+      .add("--token-file", options->tokenFile,
+           "Ask for the token in this file, also at an address that this machine alone can reach")
       .type("FILE");
   command
       .addFlag("--no-token", options->hasNoToken,
-               "Let everybody watch and feed who reaches the address")
+               "Ask nobody for a token: whoever reaches the address can watch and feed the service")
       .excludes("--token-file");
   command
       .add("--socket", options->server.socket,
