@@ -12,10 +12,14 @@
 #include "fuzzing.hpp"
 #include "recording/json_line.hpp"
 #include "view/server.hpp"
+#include "view/token.hpp"
 
 using zorvel::fuzz::require;
 
 namespace {
+
+/// From this kind of input on, the service asks for a token, and the input is the headers.
+constexpr unsigned int asksForToken = 128;
 
 /// A request that opens a WebSocket; messages follow it.
 std::string upgrade(const std::string& target, const std::string& host) {
@@ -57,8 +61,10 @@ class Client {
   Client& operator=(const Client&) = delete;
   ~Client() { close(_descriptor); }
 
-  /// Sends the bytes and nothing more; returns when the server has closed the connection.
-  void say(const std::string& bytes, zorvel::Server& server) const {
+  /// Sends the bytes and nothing more; returns the answer when the server has closed the
+  /// connection.
+  std::string say(const std::string& bytes, zorvel::Server& server) const {
+    std::string answer;
     std::size_t sent = 0;
     std::array<char, 65'536> heard{};
     for (int turn = 0; turn < 100'000; ++turn) {
@@ -66,15 +72,17 @@ class Client {
         const auto count = send(_descriptor, bytes.data() + sent, bytes.size() - sent,
                                 MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count > 0) sent += static_cast<std::size_t>(count);
-        if (count < 0 && errno != EAGAIN) return;
+        if (count < 0 && errno != EAGAIN) return answer;
       } else {
         shutdown(_descriptor, SHUT_WR);
       }
       server.poll();
       const auto count = recv(_descriptor, heard.data(), heard.size(), MSG_DONTWAIT);
-      if (count == 0 || (count < 0 && errno != EAGAIN)) return;
+      if (count == 0 || (count < 0 && errno != EAGAIN)) return answer;
+      if (count > 0) answer.append(heard.data(), static_cast<std::size_t>(count));
     }
     require(false, "the server does not close the connection");
+    return answer;
   }
 
  private:
@@ -82,6 +90,7 @@ class Client {
 };
 
 std::string bytesFor(unsigned int kind, const std::string& input, const std::string& host) {
+  if (kind >= asksForToken) return "GET /states HTTP/1.1\r\nHost: " + host + "\r\n" + input;
   switch (kind % 4) {
     case 0:
       return input;
@@ -114,17 +123,20 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   zorvel::Service service(options);
   zorvel::ServerOptions address;
   address.address = "127.0.0.1";
+  if (data[0] >= asksForToken) address.token = zorvel::newToken();
   zorvel::Server server(service, address);
   const std::string url = server.url();
   const std::string host = url.substr(7, url.size() - 8);
   const auto port = static_cast<std::uint16_t>(std::stoi(host.substr(host.find(':') + 1)));
   const std::string input(reinterpret_cast<const char*>(data + 1), size - 1);
-  Client(port).say(bytesFor(data[0], input, host), server);
+  const auto answer = Client(port).say(bytesFor(data[0], input, host), server);
+  require(address.token.empty() || answer.rfind("HTTP/1.1 101", 0) != 0,
+          "it opens without its token");
   for (int turn = 0; turn < 100 && server.poll(); ++turn) {
   }
   zorvel::Sender other("other");
   require(service.receive(other, R"({"event":"not_seen","person":1})"), "others suffer");
-  std::string status = service.health(0);
+  std::string status = service.health({});
   zorvel::JsonLine().parse(status);
   return 0;
 }

@@ -68,6 +68,7 @@ export type Answer =
 /** What /health answers. */
 export type Health = Status & {
   refused_connections: number;
+  dropped_output: number;
   connections: {
     name: string;
     since: number;

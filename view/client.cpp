@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <boost/algorithm/string/trim.hpp>
 #include <boost/asio/connect.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -14,6 +15,8 @@
 
 #include "recording/failure.hpp"
 #include "recording/printable.hpp"
+#include "view/service_address.hpp"
+#include "view/token.hpp"
 #include "view/web_socket.hpp"
 
 namespace zorvel {
@@ -24,35 +27,27 @@ using Tcp = asio::ip::tcp;
 using Local = asio::local::stream_protocol;
 using Error = boost::system::error_code;
 
-constexpr std::string_view localPrefix = "unix:";
 constexpr std::chrono::seconds longestGoodbye{5};
+constexpr unsigned int unauthorized = 401;
 // For everything, once somebody wants to end.
 constexpr std::chrono::seconds longestEnd{2};
-
-/// Of an address in the file system.
-std::optional<std::string> localPath(const std::string& address) {
-  if (address.compare(0, localPrefix.size(), localPrefix) != 0) return std::nullopt;
-  return address.substr(localPrefix.size());
-}
 
 }  // namespace
 
 class Client::Implementation {
  public:
-  Implementation(const std::string& address, int stopDescriptor, UseOfAnswer use)
-      : _address(address), _use(std::move(use)) {
+  Implementation(const std::string& address, const std::string& tokenFile, int stopDescriptor,
+                 UseOfAnswer use)
+      : _address(address), _place(readServiceAddress(address)), _use(std::move(use)) {
+    const std::string token = tokenFile.empty() ? "" : readToken(tokenFile);
     _stop.assign(fcntl(stopDescriptor, F_DUPFD_CLOEXEC, 0));
     _stop.async_wait(asio::posix::stream_descriptor::wait_read,
                      [this](Error error) { _isStopped = !error; });
     try {
       _socket.emplace(connect());
-      await([this](auto done) {
-        const bool isLocal = localPath(_address).has_value();
-        _socket->handshake(isLocal ? "localhost" : _address, "/events", done);
-      });
+      await([&](auto done) { _socket->handshake(hostHeader(), "/events", token, done); });
     } catch (const boost::system::system_error& error) {
-      throw Failure(fmt::format("{}: {}: is zorvel view running there?", printable(address),
-                                error.code().message()));
+      throw Failure(fmt::format("{}: {}", printable(address), whyNot(error, tokenFile)));
     }
     read();
   }
@@ -108,14 +103,14 @@ class Client::Implementation {
   // NOLINTEND(misc-no-recursion)
 
   WebSocket::Socket connect() {
-    if (const auto path = localPath(_address)) {
+    if (!_place.socket.empty()) {
       Local::socket socket(_context);
-      await([&](auto done) { socket.async_connect(Local::endpoint(*path), done); });
+      await([&](auto done) { socket.async_connect(Local::endpoint(_place.socket), done); });
       return socket;
     }
-    const std::size_t colon = _address.rfind(':');
     Tcp::resolver resolver(_context);
-    const auto endpoints = resolver.resolve(_address.substr(0, colon), _address.substr(colon + 1));
+    const auto endpoints =
+        resolver.resolve(_place.host, _place.port, Tcp::resolver::numeric_service);
     Tcp::socket socket(_context);
     await([&](auto done) {
       asio::async_connect(socket, endpoints,
@@ -123,6 +118,26 @@ class Client::Implementation {
     });
     socket.set_option(Tcp::no_delay(true));
     return socket;
+  }
+
+  /// Why there is no connection.
+  std::string whyNot(const boost::system::system_error& error, const std::string& tokenFile) const {
+    const unsigned int status = _socket ? _socket->refusal() : 0;
+    if (status == 0) return error.code().message() + ": is zorvel view running there?";
+    if (status != unauthorized) {
+      return fmt::format("answers {}: {}", status,
+                         inQuotes(boost::trim_copy(_socket->refusalText())));
+    }
+    if (tokenFile.empty()) return "asks for a token, which --token-file gives";
+    return fmt::format("the token of {} is not the one that is asked for there",
+                       printable(tokenFile));
+  }
+
+  /// As it stands in an URL.
+  std::string hostHeader() const {
+    if (!_place.socket.empty()) return "localhost";
+    const bool isV6 = _place.host.find(':') != std::string::npos;
+    return fmt::format(isV6 ? "[{}]:{}" : "{}:{}", _place.host, _place.port);
   }
 
   /// Serves until what `start(done)` starts is done. Throws boost::system::system_error when it
@@ -149,7 +164,8 @@ class Client::Implementation {
     if (!_isOpen) throw Failure(printable(_address) + ": the service has gone");
   }
 
-  std::string _address;
+  std::string _address;  // as messages have it
+  ServiceAddress _place;
   UseOfAnswer _use;
   asio::io_context _context{1};
   asio::posix::stream_descriptor _stop{_context};
@@ -160,16 +176,12 @@ class Client::Implementation {
   std::optional<std::chrono::steady_clock::time_point> _latestEnd;
 };
 
-Client::Client(const std::string& address, int stopDescriptor, UseOfAnswer use)
-    : _implementation(std::make_unique<Implementation>(address, stopDescriptor, std::move(use))) {}
+Client::Client(const std::string& address, const std::string& tokenFile, int stopDescriptor,
+               UseOfAnswer use)
+    : _implementation(
+          std::make_unique<Implementation>(address, tokenFile, stopDescriptor, std::move(use))) {}
 
 Client::~Client() = default;
-
-bool Client::isAddress(const std::string& text) {
-  if (const auto path = localPath(text)) return !path->empty();
-  const std::size_t colon = text.rfind(':');
-  return colon != text.npos && colon > 0 && colon + 1 < text.size();
-}
 
 void Client::send(const std::string& line) { _implementation->send(line); }
 

@@ -15,15 +15,14 @@ namespace zorvel {
 /// the stop descriptor.
 class Client {
  public:
-  /// Whether it is like HOST:PORT or unix:PATH.
-  static bool isAddress(const std::string& text);
-
   using UseOfAnswer = std::function<void(const std::string& line)>;
 
-  /// Connects to such an address; throws Failure when no service is there.
+  /// Connects to an address as readServiceAddress takes it, and shows the token that the file
+  /// holds, "" for none; throws Failure when no service is there or it refuses.
   /// `use` is called for each line that the service answers; what it throws comes out of the
   /// function that serves.
-  Client(const std::string& address, int stopDescriptor, UseOfAnswer use);
+  Client(const std::string& address, const std::string& tokenFile, int stopDescriptor,
+         UseOfAnswer use);
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
   ~Client();

@@ -18,8 +18,12 @@ struct ServerOptions {
   std::uint16_t port = 0;
   /// Where a socket for programs of this user alone is made, if anywhere.
   std::string socket;
-  /// Names besides the address and those of the loopback by which browsers may call the server.
+  /// Names besides the address and those of the loopback by which browsers may call the server; one
+  /// with a port is that of a proxy.
   std::vector<std::string> hosts;
+  /// What whoever comes to the address has to show for everything but the page's own files; "" for
+  /// nothing.
+  std::string token;
   /// Where the files are with which the page analyses pictures, if they are installed.
   std::string cameraFolder;
   /// The server ends when there is something to read from this descriptor.
@@ -38,7 +42,8 @@ Reach reachOf(const std::string& address);
 /// status at /health, the last minute at /recording, what it analyses pictures with under /camera/;
 /// senders connect to /events and pages to /states. Whoever calls by another name than the server's
 /// own, or comes from a page of somebody else, is refused; so a foreign page in the same browser
-/// can neither read nor feed. Programs may also come by a socket in the file system, by any name.
+/// can neither read nor feed. Programs may also come by a socket in the file system, by any name
+/// and without a token.
 class Server {
  public:
   /// Listens. Throws Failure when it cannot.

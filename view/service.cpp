@@ -5,15 +5,14 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
-#include <random>
 #include <utility>
-#include <zv/version.hpp>
 
 #include "playback/row_line.hpp"
 #include "recording/failure.hpp"
 #include "recording/json_writer.hpp"
 #include "recording/recording_writer.hpp"
 #include "recording/state_file.hpp"
+#include "view/token.hpp"
 
 namespace zorvel {
 namespace {
@@ -48,12 +47,6 @@ std::string eventLine(const Event& event) {
   return fmt::to_string(text);
 }
 
-/// Nobody can guess it.
-std::string newKey() {
-  std::random_device random;
-  return fmt::format("{:08x}{:08x}{:08x}{:08x}", random(), random(), random(), random());
-}
-
 /// FILE, then FILE-2 and so on, before the extension.
 std::string numbered(const std::string& file, int number) {
   if (number == 1) return file;
@@ -81,11 +74,14 @@ void Service::beginAnew() {
 }
 
 void Service::record(const std::string& file) {
-  _recordName = file;
+  _firstRecordName = file;
   beginRecord();
 }
 
-void Service::beginRecord() { _record.emplace(numbered(_recordName, ++_records), header()); }
+void Service::beginRecord() {
+  _recordName = numbered(_firstRecordName, ++_records);
+  _record.emplace(_recordName, header());
+}
 
 void Service::keepState(const std::string& file, const std::vector<Restore>& states) {
   _stateName = file;
@@ -326,7 +322,7 @@ std::string Service::grantPeople(const Sender& sender, std::int32_t count,
   });
   if (known != _ranges.end()) disown(*known->owner);
   dropRanges(sender);
-  Range range{before.value_or(firstGranted), count, &sender, newKey()};
+  Range range{before.value_or(firstGranted), count, &sender, newToken()};
   if (!before || !isFree(range)) {
     const auto isTaken = [&] {
       const auto present = _newest.people.lower_bound(range.first);
@@ -428,57 +424,6 @@ void Service::tick() {
     page->wantsStatus = true;
     page->wake();
   }
-}
-
-void Service::writeStatus(JsonLineWriter& json) const {
-  const std::chrono::duration<double> uptime = std::chrono::steady_clock::now() - _startedSteadily;
-  json.member("status", "ok");
-  json.member("version", ZV_VERSION);
-  json.member("started", _started);
-  json.member("time", ku::SystemClock::wallClock());
-  json.member("uptime", uptime.count());
-  json.member("people", _newest.people.size());
-  json.member("events", _events);
-  json.member("bad_lines", _badLines);
-  json.member("lost_messages", _options.errors.lost());
-  json.member("pages", _pages.size());
-  json.key("recording");
-  if (_record) {
-    json.value(printable(numbered(_recordName, _records)));
-  } else {
-    json.null();
-  }
-  json.key("recording_failure");
-  if (_recordFailure.empty()) {
-    json.null();
-  } else {
-    json.value(_recordFailure);
-  }
-}
-
-std::string Service::statusLine() const {
-  return jsonLine(
-      [this](JsonLineWriter& json) { json.object("status", [&] { writeStatus(json); }); });
-}
-
-std::string Service::health(std::uint64_t refused) const {
-  return jsonLine([&](JsonLineWriter& json) {
-    writeStatus(json);
-    json.member("refused_connections", refused);
-    std::vector<std::pair<const Peer*, std::uint64_t>> connections;
-    for (const Sender* const sender : _senders) {
-      connections.emplace_back(sender, sender->answers.dropped());
-    }
-    for (const Page* const page : _pages) connections.emplace_back(page, page->missed);
-    json.list("connections", connections, [&json](const auto& connection) {
-      const auto& [peer, dropped] = connection;
-      json.member("name", peer->name);
-      json.member("since", peer->since);
-      json.member("lines", peer->lines);
-      json.member("bad_lines", peer->badLines);
-      json.member("dropped", dropped);
-    });
-  });
 }
 
 std::vector<std::shared_ptr<const std::string>> Service::lastMinute() const {

@@ -24,6 +24,14 @@ namespace zorvel {
 
 class JsonLineWriter;
 
+/// What the server counts that the service is served by.
+struct ServerCounts {
+  /// How many connections found no room.
+  std::uint64_t refusedConnections = 0;
+  /// How many lines standard output did not take in time.
+  std::uint64_t droppedOutput = 0;
+};
+
 /// The estimator as a service, whatever the ways in and out are: plays the events of all senders,
 /// in the order of their arrival, records them, and tells pages and standard output what came of
 /// them. Its clock stands still at the arrival of an event until that is handled, so a replay of
@@ -73,9 +81,10 @@ class Service {
   /// Standard output takes no more, and why.
   void endOutput(const Failure& failure);
 
-  /// How the service and everybody at its other ends is, as a JSON object on a line; `refused` is
-  /// how many connections found no room.
-  std::string health(std::uint64_t refused) const;
+  /// How the service and everybody at its other ends is, as a JSON object on a line.
+  std::string health(const ServerCounts& counts) const;
+  /// The numbers of that, as a text of OpenMetrics.
+  std::string metrics(const ServerCounts& counts) const;
   /// The last minute of what was played, as the lines of a recording that begins with the states of
   /// its first moment.
   std::vector<std::shared_ptr<const std::string>> lastMinute() const;
@@ -119,6 +128,17 @@ class Service {
   std::string answerRequest(const Sender& sender, std::string line);
   void refuse(Sender& sender, const std::string& error);
   void say(const std::string& text);
+  /// Under the key it is in the status or in /health; with a prefix it is a metric of that name.
+  struct Number {
+    const char* key;
+    /// Of OpenMetrics: counter or gauge.
+    const char* type;
+    const char* meaning;
+    std::uint64_t value;
+  };
+  std::vector<Number> statusNumbers() const;
+  static std::vector<Number> serverNumbers(const ServerCounts& counts);
+  std::vector<Number> otherNumbers() const;
   void writeStatus(JsonLineWriter& json) const;
   std::string statusLine() const;
 
@@ -128,7 +148,8 @@ class Service {
   /// Whose line is being handled; none between lines.
   Sender* _sender = nullptr;
 
-  std::string _recordName;  // of the first; empty for no record
+  std::string _firstRecordName;
+  std::string _recordName;  // of the one that is written, or was the last
   std::optional<RecordFile> _record;
   int _records = 0;
   /// How many lines were played since the record began, whether it is written or not.

@@ -9,7 +9,10 @@ namespace {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
+namespace http = beast::http;
 namespace websocket = beast::websocket;
+
+constexpr const char* protocol = "zorvel";
 
 constexpr std::size_t pieceSize = std::size_t{64} << 10;
 
@@ -37,6 +40,8 @@ class WebSocket::Implementation {
   // Without compression: no end ever agrees to it, and it takes long to compile.
   websocket::stream<beast::basic_stream<asio::generic::stream_protocol>, false> stream;
   beast::flat_buffer piece;
+  websocket::response_type answer;  // to the handshake
+  bool isRefused = false;
 };
 
 WebSocket::WebSocket(Socket socket)
@@ -68,12 +73,36 @@ void WebSocket::onPong(const std::function<void(std::string_view)>& use) {
 bool WebSocket::isUpgrade(const Request& request) { return websocket::is_upgrade(request); }
 
 void WebSocket::accept(const Request& request, Handler done) {
-  _implementation->stream.async_accept(request, std::move(done));
+  auto& stream = _implementation->stream;
+  // Whoever offers protocols has to be told which one it is; none of the others is ever repeated.
+  if (http::token_list(request[http::field::sec_websocket_protocol]).exists(protocol)) {
+    stream.set_option(websocket::stream_base::decorator([](websocket::response_type& response) {
+      response.set(http::field::sec_websocket_protocol, protocol);
+    }));
+  }
+  stream.async_accept(request, std::move(done));
 }
 
-void WebSocket::handshake(const std::string& host, const std::string& path, Handler done) {
-  _implementation->stream.async_handshake(host, path, std::move(done));
+void WebSocket::handshake(const std::string& host, const std::string& path,
+                          const std::string& token, Handler done) {
+  auto& stream = _implementation->stream;
+  if (!token.empty()) {
+    stream.set_option(websocket::stream_base::decorator([token](websocket::request_type& request) {
+      request.set(http::field::authorization, "Bearer " + token);
+    }));
+  }
+  stream.async_handshake(_implementation->answer, host, path,
+                         [this, done = std::move(done)](Error error) {
+                           _implementation->isRefused = error == websocket::error::upgrade_declined;
+                           done(error);
+                         });
 }
+
+unsigned int WebSocket::refusal() const {
+  return _implementation->isRefused ? _implementation->answer.result_int() : 0;
+}
+
+const std::string& WebSocket::refusalText() const { return _implementation->answer.body(); }
 
 void WebSocket::write(const std::string& text, SizeHandler done) {
   _implementation->stream.async_write(asio::buffer(text), std::move(done));

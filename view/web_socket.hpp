@@ -43,8 +43,12 @@ class WebSocket {
   static bool isUpgrade(const Request& request);
   /// As the server that the request came to.
   void accept(const Request& request, Handler done);
-  /// As a client.
-  void handshake(const std::string& host, const std::string& path, Handler done);
+  /// As a client, with a token unless that is "".
+  void handshake(const std::string& host, const std::string& path, const std::string& token,
+                 Handler done);
+  /// With what status and words a server of HTTP has refused the handshake; 0 when none has.
+  unsigned int refusal() const;
+  const std::string& refusalText() const;
 
   /// Sends a message. The text must stay until `done`.
   void write(const std::string& text, SizeHandler done);

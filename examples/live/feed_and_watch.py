@@ -1,15 +1,16 @@
 #!/usr/bin/env python3
 """Feeds a running `zorvel view` over WebSocket, ten times a second, and prints what it makes of it.
 
-    feed_and_watch.py [ADDRESS [CYCLES]]
+    feed_and_watch.py [ADDRESS] [--token-file FILE] [--cycles N]
 
 A robot would send what its camera sees. Here somebody smiles, more and more.
 """
 
+import argparse
 import asyncio
 import itertools
 import json
-import sys
+import pathlib
 
 import websockets
 
@@ -29,11 +30,14 @@ async def feed(service, cycles):
     await service.send('{"event":"remove","person":1}')
 
 
-async def main(address="http://127.0.0.1:8642/", cycles="0"):
-    url = "ws" + address.removeprefix("http")
-    async with websockets.connect(url + "events") as events, \
-               websockets.connect(url + "states") as states:
-        feeding = asyncio.create_task(feed(events, int(cycles)))
+async def main(options):
+    url = "ws" + options.address.removeprefix("http")
+    headers = {}
+    if options.token_file:
+        headers["Authorization"] = f"Bearer {options.token_file.read_text().strip()}"
+    async with websockets.connect(url + "events", extra_headers=headers) as events, \
+               websockets.connect(url + "states", extra_headers=headers) as states:
+        feeding = asyncio.create_task(feed(events, options.cycles))
         async for message in states:
             for line in map(json.loads, message.splitlines()):
                 if line.get("removed"):
@@ -45,4 +49,8 @@ async def main(address="http://127.0.0.1:8642/", cycles="0"):
 
 
 if __name__ == "__main__":
-    asyncio.run(main(*sys.argv[1:]))
+    arguments = argparse.ArgumentParser()
+    arguments.add_argument("address", nargs="?", default="http://127.0.0.1:8642/")
+    arguments.add_argument("--token-file", type=pathlib.Path, metavar="FILE")
+    arguments.add_argument("--cycles", type=int, metavar="N")
+    asyncio.run(main(arguments.parse_args()))

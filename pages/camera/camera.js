@@ -2,6 +2,7 @@
 
 import { formatCount, formatNumber } from "../shared/format.js";
 import { EventSender, longestRetry } from "../shared/sender.js";
+import { request } from "../shared/service.js";
 import { Analysis } from "./analysis.js";
 import { eventLine, inNanoseconds } from "./faces.js";
 import { People } from "./people.js";
@@ -37,7 +38,7 @@ async function compareClocks() {
   for (let round = 0; round < 5; ++round) {
     const asked = performance.now();
     /** @type {Health} */
-    const { time } = await (await fetch("/health")).json();
+    const { time } = await (await request("/health")).json();
     const answered = performance.now();
     const uncertainty = (answered - asked) / 2;
     if (uncertainty < best.uncertainty) {

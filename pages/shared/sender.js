@@ -1,6 +1,8 @@
 // Sends events to the service, about people whose ids nobody else uses. After a reload it asks for
 // those that it had before.
 
+import { openSocket } from "./service.js";
+
 /** @typedef {import("../tool").Answer} Answer */
 
 export const longestRetry = 5000;  // milliseconds until a connection that ended is tried again
@@ -11,7 +13,7 @@ export class EventSender {
    *   options
    */
   constructor({ name, count, onPeople, onClose }) {
-    this.socket = new WebSocket(`ws://${location.host}/events`);
+    this.socket = openSocket("/events");
     this.socket.addEventListener("open", () => {
       const first = Number(sessionStorage.getItem(name)) || undefined;
       this.socket.send(JSON.stringify({ request: "people", count, first }));

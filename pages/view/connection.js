@@ -1,11 +1,13 @@
-// The connection to the service, which comes back by itself.
+// The connection to the service, which comes back by itself, unless the service refuses its token.
 
 import { longestRetry } from "../shared/sender.js";
+import { openSocket, request } from "../shared/service.js";
 
 /** @typedef {import("../tool").Line} Line */
-/** @typedef {"connecting" | "live" | "lost"} ConnectionState */
+/** @typedef {"connecting" | "live" | "lost" | "refused"} ConnectionState */
 
 const shortestRetry = 500;  // milliseconds
+const unauthorized = 401;
 
 export class Connection {
   /**
@@ -20,8 +22,10 @@ export class Connection {
 
   open() {
     this.onState("connecting");
-    const socket = new WebSocket(`ws://${location.host}/states`);
+    let wasOpen = false;
+    const socket = openSocket("/states");
     socket.addEventListener("open", () => {
+      wasOpen = true;
       this.retry = shortestRetry;
       socket.send('{"forces":true}');
       this.onState("live");
@@ -29,10 +33,23 @@ export class Connection {
     socket.addEventListener("message", ({ data }) => {
       for (const line of data.split("\n")) if (line) this.onLine(JSON.parse(line));
     });
-    socket.addEventListener("close", () => {
+    socket.addEventListener("close", async () => {
       this.onState("lost");
+      if (!wasOpen && await this.isRefused()) {
+        this.onState("refused");
+        return;
+      }
       setTimeout(() => this.open(), this.retry);
       this.retry = Math.min(2 * this.retry, longestRetry);
     });
+  }
+
+  // A WebSocket does not say why it was not opened.
+  async isRefused() {
+    try {
+      return (await request("/health", { method: "HEAD" })).status === unauthorized;
+    } catch {
+      return false;  // the service is not there
+    }
   }
 }

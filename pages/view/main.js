@@ -7,11 +7,14 @@ import { formatCount } from "../shared/format.js";
 import { addCard, cards, removeCard, removeEverybody } from "./cards.js";
 import { Connection } from "./connection.js";
 import { toggleHand } from "./hand.js";
+import "./save.js";
 import {
   forgetStatus, lastStatus, noteLine, noteMissed, showBadLine, showConnection, showRoom, showStatus,
 } from "./status.js";
+import { askForToken } from "./token.js";
 
 /** @typedef {import("../tool").Line} Line */
+/** @typedef {import("./connection.js").ConnectionState} ConnectionState */
 
 const drawMilliseconds = 50;
 const writeMilliseconds = 250;
@@ -63,6 +66,14 @@ function onLine(line) {
   }
 }
 
+/** @param {ConnectionState} state */
+function onState(state) {
+  showConnection(state);
+  if (state !== "refused") return;
+  running?.stop();
+  askForToken();
+}
+
 let drawnAt = 0;
 let writtenAt = 0;
 
@@ -104,14 +115,14 @@ const keys = { c: toggleCamera, p: togglePause, t: toggleHand };
 
 document.addEventListener("keydown", ({ key, ctrlKey, altKey, metaKey, target }) => {
   if (ctrlKey || altKey || metaKey) return;
-  if (target instanceof Element && target.matches("select, [type=number]")) return;
+  if (target instanceof Element && target.matches("select, [type=number], [type=text]")) return;
   keys[key.toLowerCase()]?.();
 });
 pauseButton.addEventListener("click", togglePause);
 matchMedia("(prefers-color-scheme: dark)").addEventListener("change", changeTheme);
 setInterval(() => { if (isPaused) showPause(); }, 500);
 setInterval(announce, announceMilliseconds);
-new Connection({ onLine, onState: showConnection });
+new Connection({ onLine, onState });
 requestAnimationFrame(frame);
 
 // For the browser's console and for tests, as `page`.

@@ -37,6 +37,7 @@ export function showConnection(state) {
     connecting: lastLineAt ? `Trying again${since}` : "Connecting …",
     live: "Live",
     lost: `Connection lost${since}`,
+    refused: "The service asks for a token",
   };
   setText(find("#connection span", HTMLElement), texts[state]);
 }

@@ -100,19 +100,32 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual(process.returncode, 1)
             self.assertIn(b"takes nothing", error)
         for address, expected, told in ((f"127.0.0.1:{port}", 1, "Connection refused"),
-                                        ("127.0.0.1", 2, "not like")):
+                                        (f"[::ffff:127.0.0.1]:{port}", 1, "Connection refused"),
+                                        (f"ws://127.0.0.1:{port}/events", 1, "Connection refused"),
+                                        ("http://robot.invalid", 1, "robot.invalid: "),
+                                        ("127.0.0.1", 2, "not like"), ("::1:80", 2, "not like"),
+                                        ("robot:http", 2, "not like"), ("robot:65536", 2, "not like"),
+                                        ("http://me@robot:80", 2, "not like"), ("unix:", 2, "not like"),
+                                        ("http://robot/states", 2, "not / or /events"),
+                                        ("wss://robot/", 2, "TLS"),
+                                        ("http://robot:8642/#token=secret", 2, "--token-file")):
             result = tool.run("send", "-", "--to", address, input="", timeout=WAIT)
             self.assertEqual(result.returncode, expected)
             self.assertIn(told, result.stderr)
+            self.assertNotIn("secret", result.stderr)
+        stranger = start_view(self, "--address", "0.0.0.0", "--host", "robot", "--no-token").port
+        result = tool.run("send", "-", "--to", f"127.0.0.2:{stranger}", input="", timeout=WAIT)
+        self.assertIn('answers 421: "this server does not go by that name', result.stderr)
         _, status, error = await self.sent(scene + line(5, "movement"), leave=True)
         self.assertEqual(status, 1)
         self.assertIn("the service has gone", error)
 
     async def test_a_client_of_the_examples(self):
-        url = f"http://127.0.0.1:{start_view(self).port}/"
+        file = tool.token_file(tool.new_folder(self.addCleanup) / "token")
+        url = f"http://127.0.0.1:{start_view(self, '--token-file', file).port}/"
         example = SOURCE / "examples/live/feed_and_watch.py"
-        client = subprocess.run([sys.executable, example, url, "20"], capture_output=True, text=True,
-                                timeout=WAIT)
+        client = subprocess.run([sys.executable, example, url, "--cycles", "20", "--token-file", file],
+                                capture_output=True, text=True, timeout=WAIT)
         self.assertEqual((client.returncode, client.stderr), (0, ""))
         moods = client.stdout.splitlines()
         self.assertEqual(len(moods), 20)

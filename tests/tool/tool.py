@@ -61,6 +61,15 @@ class FolderTest(unittest.TestCase):
         self.folder = new_folder(self.addCleanup)
 
 
+TOKEN = "0123456789-._~ABCXYZabcxyz"
+
+
+def token_file(path, text=TOKEN + "\n", mode=0o600):
+    path.write_text(text)
+    path.chmod(mode)
+    return path
+
+
 def start_view(test, *options, port=0, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, **others):
     """A service on the port, or on a free one, until the test ends."""
     service = subprocess.Popen([TOOL, "view", "--port", str(port), *options], stdin=stdin,
@@ -70,5 +79,6 @@ def start_view(test, *options, port=0, stdin=subprocess.DEVNULL, stdout=subproce
     line = b""  # no further, as `communicate` does not see what has been read
     while not line.endswith(b"\n"):
         line += os.read(service.stderr.fileno(), 1) or test.fail("view has ended")
-    service.port = int(re.search(rb"http://\S+:(\d+)/", line)[1])
+    port, service.token = re.search(r"http://\S+:(\d+)/(?:#token=(\S+))?", line.decode()).groups()
+    service.port = int(port)
     return service

@@ -6,7 +6,7 @@ import subprocess
 from selenium.webdriver.common.by import By
 
 from browser import BrowserTest
-from tool import TOOL, run, start_view
+from tool import TOOL, run, start_view, token_file
 
 WAIT = 20  # seconds that anything may take
 
@@ -136,6 +136,50 @@ class ViewPageTest(BrowserTest):
         self.until(saved.exists)
         told = json.loads(run("info", "--json", saved, check=True).stdout)
         self.assertEqual(told["persons"][0]["observations"], 3)
+
+    def test_asks_for_the_token(self):
+        files = [token_file(self.folder / name, name * 22) for name in "ab"]
+        service = start_view(self, "--token-file", files[0], stdin=subprocess.PIPE)
+        address = f"http://127.0.0.1:{service.port}/"
+        live = "document.getElementById('connection').className === 'live'"
+
+        def answer(text, said):
+            self.wait("document.activeElement === document.querySelector('#token input')")
+            self.browser.find_element(By.CSS_SELECTOR, "#token input").send_keys(text + "\n")
+            self.wait(said)
+
+        def says(text):
+            return f"document.querySelector('#token p').textContent.includes('{text}')"
+
+        self.browser.get(address)
+        self.wait(says("--token-file"))
+        answer("no token", says("no token"))
+        self.browser.refresh()
+        answer("c" * 22, says("another token"))
+        answer(f"{address}#token={'a' * 22}", live)
+        service.stdin.write(smiling(1))
+        service.stdin.flush()
+        self.wait("page.cards.size === 1")
+        self.browser.find_element(By.ID, "by-hand").click()
+        self.wait("page.cards.size === 2")
+        self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
+            "behavior": "allow", "downloadPath": str(self.folder / "token")})
+        self.browser.find_element(By.ID, "save").click()
+        self.until((self.folder / "token/last-minute.jsonl").exists)
+        # A service with another token is not asked again and again.
+        service.kill()
+        service.wait(WAIT)
+        service = start_view(self, "--token-file", files[1], port=service.port)
+        self.wait(says("another token"))
+        self.assertEqual(self.texts("#connection"), ["The service asks for a token"])
+        self.assertEqual(self.texts("#hand"), [""])
+        # From the address it goes at once, and what else is there stays.
+        self.script(f"location.hash = 'camera&token={'b' * 22}'")
+        self.wait(live)
+        self.assertEqual(self.browser.current_url, address + "#camera")
+        self.assertTrue(self.browser.find_element(By.ID, "camera").is_displayed())
+        self.script("setTimeout(() => location.reload())")
+        self.wait(live)
 
     def test_texts_are_never_markup(self):
         markup = "<img src=x onerror=document.title='gone'>"

@@ -16,8 +16,9 @@ import urllib.error
 import urllib.request
 
 import websockets
+from prometheus_client.openmetrics.parser import text_string_to_metric_families
 
-from tool import TOOL, new_folder, run, start_view
+from tool import TOKEN, TOOL, new_folder, run, start_view, token_file
 
 WAIT = 20  # seconds that anything may take
 OWN = "Host: 127.0.0.1:PORT\n"
@@ -62,9 +63,10 @@ class Service:
         return connection
 
     def request(self, text):
-        """The first line of the answer."""
+        """What stands before the answer's content."""
         with self.requested(text) as connection:
-            return connection.makefile(encoding="latin-1").readline().strip()
+            answer = connection.makefile(encoding="latin-1")
+            return "".join(iter(answer.readline, "\n"))
 
     def upgraded(self, path):
         """A WebSocket whose other end does nothing by itself."""
@@ -353,7 +355,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertIn("belongs to connection 2", await heard(gone))
 
     async def test_strangers_are_refused(self):
-        service = Service(self, "--host", "Robot.local")
+        service = Service(self, "--host", "Robot.local", "--host", "proxy.local:443")
         for text, status in (
                 ("GET / HTTP/1.1\nHost: robot.LOCAL:PORT\n\n", "200"),
                 ("GET / HTTP/1.1\nHost: [::1]:PORT\n\n", "200"),
@@ -365,13 +367,20 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                 ("POST / HTTP/1.1\n" + OWN + "Content-Length: 5000000\n\n" + "x" * 5000000, "405"),
                 ("GET /states HTTP/1.1\n" + OWN + UPGRADE, "101"),
                 ("GET /states HTTP/1.1\nOrigin: http://127.0.0.1:PORT\n" + OWN + UPGRADE, "101"),
+                ("GET /states HTTP/1.1\nOrigin: https://127.0.0.1:PORT\n" + OWN + UPGRADE, "101"),
+                ("GET /states HTTP/1.1\nOrigin: https://Robot.local\nHost: robot.local\n" + UPGRADE, "421"),
+                ("GET / HTTP/1.1\nHost: proxy.local\n\n", "200"),
+                ("GET / HTTP/1.1\nHost: proxy.local:443\n\n", "200"),
+                ("GET / HTTP/1.1\nHost: proxy.local:PORT\n\n", "421"),
+                ("GET /states HTTP/1.1\nOrigin: https://proxy.local\nHost: proxy.local\n" + UPGRADE, "101"),
+                ("GET /states HTTP/1.1\nOrigin: https://proxy.local:1\nHost: proxy.local\n" + UPGRADE, "403"),
                 ("GET /states HTTP/1.1\nOrigin: http://localhost:PORT\n" + OWN + UPGRADE, "403"),
                 ("GET /events HTTP/1.1\nOrigin: http://evil.example\n" + OWN + UPGRADE, "403"),
                 ("GET /events HTTP/1.1\nOrigin: null\n" + OWN + UPGRADE, "403"),
                 ("GET /other HTTP/1.1\n" + OWN + UPGRADE, "404"),
                 ("GET / HTTP/1.1\n" + OWN + "Long: " + "x" * 9000 + "\n\n", "400"),
                 ("nonsense\n\n", "400")):
-            self.assertIn(f" {status} ", service.request(text) + " ", text)
+            self.assertTrue(service.request(text).startswith(f"HTTP/1.1 {status} "), text)
         for path in ("health", "recording", ""):
             with urllib.request.urlopen(f"http://localhost:{service.port}/{path}", timeout=WAIT) as page:
                 for name, value in (("Cross-Origin-Resource-Policy", "same-origin"),
@@ -388,8 +397,65 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual(result.returncode, status, result.stderr)
         self.assertIn("Address already in use", result.stderr)
         self.assertFalse(self.record.exists())
-        open_to_all = Service(self, "--address", "0.0.0.0", "--host", "robot.local")
+        open_to_all = Service(self, "--address", "0.0.0.0", "--host", "robot.local", "--no-token")
         self.assertIn("whoever reaches this machine", open_to_all.process.stderr.readline())
+        self.assertEqual(open_to_all.health()["people"], 0)
+
+    async def test_a_token_opens_the_service(self):
+        file = token_file(self.folder / "token")
+        service = Service(self, "--token-file", file, "--record", self.record)
+        shown, offered = f"Authorization: Bearer {TOKEN}\n", f"Sec-WebSocket-Protocol: zorvel,token.{TOKEN}\n"
+        for path, headers, status in (
+                ("", "", 200), ("camera/none", "", 404), ("other", "", 401), ("health", "", 401),
+                ("metrics", "", 401), ("recording", "", 401), ("", UPGRADE, 401), ("other", UPGRADE, 401),
+                ("health", shown, 200), ("health", shown.replace("Bearer", "bearer"), 200),
+                ("other", shown, 404), ("health", shown.replace("Bearer", "Basic"), 401),
+                ("health", shown.replace("Bearer ", ""), 401), ("health", "Authorization:\n", 401),
+                ("health", shown[:-2] + "\n", 401), ("health", shown[:-1] + "x\n", 401),
+                ("health", shown[:-1] + f", Bearer {TOKEN}\n", 401), ("health", shown * 2, 401),
+                ("health", shown + "Authorization: Basic eA==\n", 401),
+                ("health", f"Authorization: Bearer {'x' * 9000}\n", 400),
+                *((path, headers + UPGRADE, status) for path in ("states", "events") for headers, status in (
+                    ("", 401), (shown, 101), (offered, 101), (offered[:-2] + "\n", 401), (shown + offered, 401),
+                    (offered.replace("zorvel,", ""), 101), (offered * 2, 401), (offered.replace(",", ";"), 401),
+                    (offered.replace("zorvel", "token."), 401), (offered.replace("token.", ""), 401)))):
+            text = f"GET /{path} HTTP/1.1\n{OWN}{headers}" + "\n" * (not headers.endswith(UPGRADE))
+            answer = service.request(text)
+            self.assertTrue(answer.startswith(f"HTTP/1.1 {status} "), text + answer)
+            self.assertEqual("\nWWW-Authenticate: Bearer\n" in answer, status == 401)
+            self.assertEqual("\nSec-WebSocket-Protocol: zorvel\n" in answer,
+                             status == 101 and "zorvel," in text)
+            self.assertNotIn(TOKEN, answer)
+        wrong = token_file(self.folder / "wrong", "x" * 22)
+        async with service.connect("states", subprotocols=["zorvel", f"token.{TOKEN}"]) as page:
+            for options, status, told_ in ((["--token-file", file], 0, "^$"), ([], 1, "asks for a token"),
+                                           (["--token-file", wrong], 1, "the token of .*wrong is not")):
+                sent = await asyncio.to_thread(run, "send", "-", "--to", f"http://127.0.0.1:{service.port}/",
+                                               *options, input=observation(1)[:-1] + ',"time":0}')
+                self.assertEqual(sent.returncode, status)
+                self.assertRegex(sent.stderr, told_)
+            lines = await told(page, lambda line: "removed" in line)
+        status, error = service.end()
+        self.assertNotIn(TOKEN, f"{lines}{error}{self.record.read_text()}")
+
+        for text, mode, problem in (("", 0o600, "holds no token"), ("\n", 0o600, "holds no token"),
+                                    ("x" * 21, 0o600, "22 to 256"), ("x" * 257, 0o600, "22 to 256"),
+                                    (f"{TOKEN}\n{TOKEN}", 0o600, "one line"), (TOKEN + "+", 0o600, "one line"),
+                                    (TOKEN, 0o604, "every user"), (TOKEN, 0o602, "every user")):
+            bad = token_file(self.folder / "bad", text, mode)
+            result = run("view", "--port", "0", "--token-file", bad, input="", timeout=WAIT)
+            self.assertEqual(result.returncode, 1)
+            self.assertRegex(result.stderr, f"^{bad}: .*{problem}")
+            self.assertNotIn(TOKEN, result.stderr)
+            bad.unlink()
+        made = [Service(self, "--address", "0.0.0.0", "--host", "robot.local") for _ in range(2)]
+        tokens = {service.process.token for service in made}
+        self.assertTrue(len(tokens) == 2 and all(len(token) == 32 for token in tokens), tokens)
+        with self.assertRaisesRegex(urllib.error.HTTPError, "401"):
+            made[0].health()
+        async with made[0].connect("states", extra_headers={
+                "Authorization": f"Bearer {made[0].process.token}"}) as page:
+            await heard(page)
 
     async def test_limits(self):
         service = Service(self)
@@ -517,6 +583,15 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                        for each in service.health()["connections"]]
             self.assertEqual(told_of[:2], [("standard input", 2, 1, 0), ("connection 1", 4, 1, 0)])
             self.assertEqual((told_of[2][0], *told_of[2][2:]), ("page 1", 0, 0))
+            families = list(text_string_to_metric_families(service.get("metrics").decode()))
+            self.assertTrue(all(family.documentation for family in families))
+            metrics = {sample.name: sample.value for family in families for sample in family.samples}
+            health = service.health()
+            self.assertEqual(metrics["zorvel_view_senders"], 2)
+            for name in health.keys() - {"time", "uptime", "started"}:
+                if isinstance(health[name], int):
+                    total = metrics.get(f"zorvel_view_{name}_total")
+                    self.assertEqual(metrics.get(f"zorvel_view_{name}", total), health[name])
             status, error = await asyncio.to_thread(service.end)  # with everybody still there
         self.assertEqual(status, 0)
         self.assertIn('standard input:1: event: "<b>" is not an event\nconnection 1:4: ', error)

@@ -23,6 +23,7 @@
 #include "system/interrupt.hpp"
 #include "system/progress.hpp"
 #include "view/client.hpp"
+#include "view/service_address.hpp"
 
 namespace zorvel {
 namespace {
@@ -35,6 +36,7 @@ constexpr std::size_t rememberedLines = 100'000;
 struct SendOptions {
   std::string recording;
   std::string address = "127.0.0.1:8642";
+  std::string tokenFile;
   double speed = 1.0;
 };
 
@@ -44,11 +46,11 @@ class LineSender {
   /// Takes the line of the recording, and what is wrong with it.
   using UseOfError = std::function<void(std::uint64_t, const std::string&)>;
 
-  LineSender(const std::string& address, UseOfError use)
+  LineSender(const std::string& address, const std::string& tokenFile, UseOfError use)
       : _address(address),
         _use(std::move(use)),
-        _client(address, interruptDescriptor(), [this](const std::string& line) { answer(line); }) {
-  }
+        _client(address, tokenFile, interruptDescriptor(),
+                [this](const std::string& line) { answer(line); }) {}
 
   /// Sends the line that stands in that line of the file.
   void send(const std::string& line, std::uint64_t lineNumber) {
@@ -110,10 +112,11 @@ void send(const SendOptions& options) {
   catchInterrupts();
   RecordingReader recording(options.recording, waitForInput);
   std::uint64_t refused = 0;
-  LineSender service(options.address, [&](std::uint64_t line, const std::string& error) {
-    ++refused;
-    fmt::print(stderr, "{}:{}: {}\n", printable(options.recording), line, printable(error));
-  });
+  LineSender service(
+      options.address, options.tokenFile, [&](std::uint64_t line, const std::string& error) {
+        ++refused;
+        fmt::print(stderr, "{}:{}: {}\n", printable(options.recording), line, printable(error));
+      });
   std::set<std::int32_t> people;
   const auto write = [&](const Event& event) {
     fmt::memory_buffer text;
@@ -165,17 +168,26 @@ with its line.
 
 Examples:
   zorvel send meeting.jsonl
-  zorvel simulate --people 5 | zorvel send -)");
+  zorvel simulate --people 5 | zorvel send -
+  zorvel send meeting.jsonl --to http://192.168.1.7:8642/ --token-file robot.token)");
   const auto options = std::make_shared<SendOptions>();
   command.addRecording(options->recording);
-  command.add("--to", options->address, "Where zorvel view listens: HOST:PORT or unix:PATH")
+  command
+      .add("--to", options->address,
+           "Where zorvel view listens: HOST:PORT, the address of its page, or unix:PATH")
       .type("ADDRESS")
       .check([](const std::string& text) {
-        return Client::isAddress(text)
-                   ? std::string()
-                   : inQuotes(text) + " is not like 127.0.0.1:8642 or unix:PATH";
+        try {
+          readServiceAddress(text);
+          return std::string();
+        } catch (const Failure& failure) {
+          return std::string(failure.what());
+        }
       })
       .showDefault();
+  command
+      .add("--token-file", options->tokenFile, "The file with the token that the service asks for")
+      .type("FILE");
   command
       .addNumber("--speed", options->speed, 1e-3, 1e6, "How many times as fast as it was recorded")
       .type("FACTOR")

@@ -17,6 +17,7 @@
 #include "system/interrupt.hpp"
 #include "system/warnings.hpp"
 #include "view/server.hpp"
+#include "view/token.hpp"
 
 namespace zorvel {
 namespace {
@@ -27,10 +28,16 @@ struct ViewOptions {
   ServerOptions server;
   std::string record;
   std::string state;
+  std::string tokenFile;
+  bool hasNoToken = false;
   std::optional<Time::duration> forget;
   bool untilEnd = false;
   bool strict = false;
 };
+
+bool isForOthers(const ServerOptions& server) {
+  return reachOf(server.address) != Reach::ThisMachine;
+}
 
 class View {
  public:
@@ -42,16 +49,21 @@ class View {
     if (!_options.state.empty()) states = readStateFile(_options.state).value_or(states);
     if (!_options.record.empty()) _service.record(_options.record);
     if (!_server.url().empty()) {
-      _errors.say(fmt::format("Open {} in a browser; Ctrl+C ends the service.", _server.url()));
+      const std::string& file = _options.tokenFile;
+      const auto& token = _options.server.token;
+      _errors.say(fmt::format(
+          "Open {}{} in a browser{}; Ctrl+C ends the service.", _server.url(),
+          token.empty() || !file.empty() ? "" : "#token=" + token,
+          file.empty() ? "" : fmt::format(" and give it the token of {}", printable(file))));
     }
     if (!_options.server.socket.empty()) {
       _errors.say(fmt::format("Programs of this user: zorvel send --to unix:{}",
                               printable(_options.server.socket)));
     }
-    if (!_server.url().empty() && reachOf(_options.server.address) != Reach::ThisMachine) {
+    if (!_server.url().empty() && isForOthers(_options.server) && _options.server.token.empty()) {
       _errors.say(
-          fmt::format("Listening on {}: whoever reaches this machine there can watch and feed the "
-                      "service.",
+          fmt::format("warning: without a token, whoever reaches this machine at {} can watch and "
+                      "feed the service",
                       _options.server.address));
     }
     if (!_options.state.empty()) _service.keepState(_options.state, states);
@@ -164,9 +176,14 @@ and over WebSocket at /states. A bad line is reported on standard error and to i
 skipped. Where zorvel-camera is installed, the page can use this machine's camera. SIGINT and SIGTERM
 end the service with 0.
 
+At an --address that others can reach, the service asks for a token. It stands in the page's address
+that is said at the start, or in the file that --token-file names, for view and for send alike. Nothing
+is encrypted.
+
 Examples:
   my-perception | zorvel view --record today.jsonl
-  zorvel view   (and in another terminal: zorvel send meeting.jsonl))");
+  zorvel view   (and in another terminal: zorvel send meeting.jsonl)
+  zorvel view --address 192.168.1.7 --token-file robot.token)");
   const auto options = std::make_shared<ViewOptions>();
   options->server.address = "127.0.0.1";
   options->server.port = 8642;
@@ -188,8 +205,17 @@ Examples:
       .showDefault(std::to_string(options->server.port));
   command
       .add("--host", options->server.hosts,
-           "A name by which browsers reach this machine, besides the address and localhost")
-      .type("NAME");
+           "A name by which browsers reach this machine, besides the address and localhost; one "
+           "with a port is that of a proxy")
+      .type("NAME[:PORT]");
+  command
+      .add("--token-file", options->tokenFile,
+           "Ask for the token in this file, also at an address that this machine alone can reach")
+      .type("FILE");
+  command
+      .addFlag("--no-token", options->hasNoToken,
+               "Ask nobody for a token: whoever reaches the address can watch and feed the service")
+      .excludes("--token-file");
   command
       .add("--socket", options->server.socket,
            "Make a socket there, for programs of this user alone")
@@ -211,9 +237,17 @@ Examples:
     if (server.address == noAddress) {
       server.address.clear();
       if (server.socket.empty()) throw WrongUsage("--address", "none needs --socket");
+      if (!options->tokenFile.empty()) {
+        throw WrongUsage("--token-file", "a socket asks for no token, as its permissions guard it");
+      }
     } else if (server.hosts.empty() && reachOf(server.address) == Reach::AllAddresses) {
       throw WrongUsage("--address",
                        server.address + " needs --host, the name that browsers call it by");
+    }
+    if (!options->tokenFile.empty()) {
+      server.token = readToken(options->tokenFile);
+    } else if (!server.address.empty() && isForOthers(server) && !options->hasNoToken) {
+      server.token = newToken();
     }
     server.cameraFolder = cameraFolder();
     catchInterrupts();

@@ -1,0 +1,21 @@
+#ifndef ZORVEL_VIEW_SERVICE_ADDRESS_HPP
+#define ZORVEL_VIEW_SERVICE_ADDRESS_HPP
+
+#include <string>
+
+namespace zorvel {
+
+/// Where a live service is: a socket in the file system, or else a host and a port.
+struct ServiceAddress {
+  std::string socket;
+  std::string host;
+  std::string port;
+};
+
+/// Reads HOST:PORT, unix:PATH, or the address of the page or of /events as an URL. Throws Failure,
+/// which says what is accepted, and does not repeat what may hold a token.
+ServiceAddress readServiceAddress(const std::string& text);
+
+}  // namespace zorvel
+
+#endif
