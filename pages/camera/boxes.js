@@ -1,7 +1,7 @@
 // Boxes around faces, and whether these are where they were.
 
 /** @typedef {import("./faces.js").Face} Face */
-/** @typedef {[number, number, number, number]} Box */
+/** @typedef {Face["box"]} Box */
 
 // Beyond that a face that is followed is measured less well than one that is looked for anew.
 const calmShift = 0.02;  // of the box's size, from one picture to the next

@@ -5,7 +5,7 @@
  * A face as the worker finds it. Its box is x, y, width and height as fractions of the picture, its
  * mesh x, y, x, y, … in pixels, its angles are in radians.
  * @typedef {{
- *   box: import("./boxes.js").Box, score: number, mesh: ArrayLike<number>,
+ *   box: [number, number, number, number], score: number, mesh: ArrayLike<number>,
  *   angle?: { yaw: number, pitch: number, roll: number } | null,
  *   emotion?: { emotion: string, score: number }[] | null, distance?: number, person?: number,
  * }} Face
