@@ -59,7 +59,7 @@ class ViewPageTest(BrowserTest):
         self.assertRegex(first[1], r"▲ positive \d+ %")
         self.assertRegex(" ".join(first), r"Valence 0\.\d\d \d+ % sure Attention 0\.\d\d \d+ % sure "
                                           r"Ease 0\.0 50 % sure")
-        self.assertIn("Face characteristics pulls valence up", first)
+        self.assertIn("The face pulls valence up", first)
         self.assertIn("agitation 0.14, calm 0.86", self.texts("#room")[0])
         self.script("page.announce()")
         self.assertIn("12 people. Person 1: positive",
