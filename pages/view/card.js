@@ -35,6 +35,8 @@ export class Card {
                        element("div", { class: "who" }, element("h2", {}, `Person ${person.id}`),
                                this.mood),
                        values, this.curves.canvas, this.why);
+    // A card that is moved within the page does not arrive again.
+    this.box.addEventListener("animationend", () => this.box.classList.remove("arriving"));
   }
 
   /** @param {number} now */
