@@ -40,7 +40,7 @@ export function removeCard(id, { isAtOnce = false } = {}) {
     leaving.delete(card);
     card.box.replaceWith(element("div", { class: "slot" }));
     removeSlots();
-    showNobody();
+    countShown();
   }, isAtOnce ? 0 : fadeMilliseconds);
 }
 
@@ -83,13 +83,15 @@ export function arrange() {
   }
 }
 
-function showNobody() {
+// Whether nobody is here, and for the style sheet how many cards one sees.
+function countShown() {
   byId("nobody").hidden = main.childElementCount > 0;
+  const count = main.querySelectorAll(".card:not([hidden])").length;
+  byId("people").dataset.shown = count > 1 ? "many" : ["none", "one"][count];
 }
 
 // Which people are shown.
 function showChoice() {
-  showNobody();
   const choice = byId("choice");
   choice.hidden = byId("order").hidden = cards.size < 2;
   const labels = [...cards.keys()].sort((one, other) => one - other).map((id) => {
@@ -107,6 +109,7 @@ function showChoice() {
 
 function hideChosen() {
   for (const [id, { box }] of cards) box.hidden = hiddenPeople.has(id);
+  countShown();
 }
 
 order.addEventListener("change", () => {

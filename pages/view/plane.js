@@ -37,9 +37,10 @@ export function drawPlane(now) {
   if (noMotion.matches && performance.now() - drawnAt < stillMilliseconds) return;
   drawnAt = performance.now();
   const ratio = devicePixelRatio;
-  canvas.width = Math.round(width * ratio);
-  canvas.height = Math.round(height * ratio);
+  const size = { width: Math.round(width * ratio), height: Math.round(height * ratio) };
+  if (canvas.width !== size.width || canvas.height !== size.height) Object.assign(canvas, size);
   context.setTransform(ratio, 0, 0, ratio, 0, 0);
+  context.clearRect(0, 0, width, height);
   const font = Math.max(15, Math.min(26, Math.min(width, height) / 18));
   const left = 2.7 * font;
   const top = 1.4 * font;
