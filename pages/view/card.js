@@ -78,7 +78,8 @@ export class Card {
         swatch.dataset.color = color;
         swatch.style.background = color;
       }
-      setText(words, `${label.charAt(0).toUpperCase()}${label.slice(1)} pulls ${quantity} ${move > 0 ? "up" : "down"}`);
+      const cause = label.charAt(0).toUpperCase() + label.slice(1);
+      setText(words, `${cause} pulls ${quantity} ${move > 0 ? "up" : "down"}`);
     });
   }
 

@@ -56,7 +56,9 @@ function removeSlots() {
 
 // The cards as they stand.
 function inPage() {
-  const byBox = new Map([...cards.values(), ...leaving].map((card) => [/** @type {Element} */ (card.box), card]));
+  /** @type {Map<Element, Card>} */
+  const byBox = new Map();
+  for (const card of [...cards.values(), ...leaving]) byBox.set(card.box, card);
   return [...main.children].flatMap((box) => byBox.get(box) ?? []);
 }
 

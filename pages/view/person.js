@@ -75,13 +75,14 @@ export class Person {
    */
   movement(now) {
     const bins = this.recentBins(now);
-    const shares = movedNames.map((name) => {
+    let movement = 0;
+    for (const name of movedNames) {
       const [lowest, highest] = quantities[name].range;
       const low = Math.min(...bins.map((bin) => bin[name].low));
       const high = Math.max(...bins.map((bin) => bin[name].high));
-      return Math.max(0, high - low) / (highest - lowest);
-    });
-    return shares[0] + shares[1];
+      movement += Math.max(0, high - low) / (highest - lowest);
+    }
+    return movement;
   }
 
   /**

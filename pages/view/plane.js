@@ -15,6 +15,7 @@ import { recentSeconds, stretchesOf } from "./person.js";
 
 const stillMilliseconds = 2000;  // between pictures for those who ask for no motion
 const staleOpacity = 0.45;
+const leastStep = 3;  // pixels
 const plane = byId("plane");
 const button = byId("glance");
 const canvas = find("canvas", HTMLCanvasElement, plane);
@@ -105,23 +106,30 @@ function colorOfMood({ person }) {
   return colorOf(mood === 0 ? "muted" : moods[mood][0]);
 }
 
-/** @param {Card} card @param {number} now @param {Plot} plot */
+/**
+ * Straight lines, the older the paler. Steps that one does not see are left out, as lines cost most.
+ * @param {Card} card
+ * @param {number} now
+ * @param {Plot} plot
+ */
 function drawTrail(card, now, plot) {
+  const opacity = opacityOf(card);
   context.strokeStyle = colorOfMood(card);
   context.lineWidth = plot.font / 8;
-  context.lineJoin = "round";
-  const opacity = opacityOf(card);
-  const stepOf = (/** @type {{ time: number }} */ { time }) => Math.ceil(now - time);
   for (const stretch of stretchesOf(card.person.recentBins(now), "valence", "attention")) {
-    const places = stretch.map(({ valence, attention }) => placeOf(plot, valence.last, attention.last));
-    // A line for each second, the older the paler.
-    for (let first = 0, index = 1; index < stretch.length; ++index) {
-      if (index + 1 < stretch.length && stepOf(stretch[index]) === stepOf(stretch[first])) continue;
-      context.globalAlpha = opacity * 0.5 * Math.max(0, 1 - stepOf(stretch[index]) / recentSeconds) ** 1.5;
-      context.beginPath();
-      for (const { x, y } of places.slice(first, index + 1)) context.lineTo(x, y);
-      context.stroke();
-      first = index;
+    /** @type {{ x: number, y: number } | undefined} */
+    let from;
+    for (const { time, valence, attention } of stretch) {
+      const to = placeOf(plot, valence.last, attention.last);
+      if (from && Math.hypot(to.x - from.x, to.y - from.y) < leastStep) continue;
+      if (from) {
+        context.globalAlpha = opacity * 0.5 * Math.min(1, 1 - (now - time) / recentSeconds) ** 1.5;
+        context.beginPath();
+        context.moveTo(from.x, from.y);
+        context.lineTo(to.x, to.y);
+        context.stroke();
+      }
+      from = to;
     }
   }
   context.globalAlpha = 1;
