@@ -5,7 +5,7 @@ export type QuantityName = "valence" | "attention" | "ease";
 export type MovedName = "valence" | "attention";
 export type Mood = -1 | 0 | 1;
 export type Reading = { value: number | null; confidence: number | null };
-export type Reason = { name: string; meaning: string };
+export type Reason = { name: string; label: string; meaning: string };
 
 // The lines of /states.
 

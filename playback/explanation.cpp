@@ -5,6 +5,14 @@
 
 namespace zorvel {
 
+std::string_view labelOf(std::string_view reason) {
+  const auto& all = ZV::force_reasons::all;
+  const auto found = std::find_if(all.begin(), all.end(), [&reason](const ZV::ForceReason& known) {
+    return known.name == reason;
+  });
+  return found == all.end() ? reason : found->label;
+}
+
 double QuantityMoves::up() const {
   return std::accumulate(reasons.begin(), reasons.end(), 0.0,
                          [](double sum, const ReasonMoves& moves) { return sum + moves.up; });

@@ -9,6 +9,9 @@
 
 namespace zorvel {
 
+/// What to call a reason of a force where people read of it; its name if it is not known.
+std::string_view labelOf(std::string_view reason);
+
 /// What the forces of one reason did to a quantity.
 struct ReasonMoves {
   std::string_view reason;

@@ -145,7 +145,7 @@ def main(tool):
             show(subprocess.run([tool, "simulate", "--people", "1", "--seconds", "40"], text=True,
                                 check=True, stdout=subprocess.PIPE).stdout)
             chromium.save_screenshot(str(HERE / "report.png"))
-            chromium.set_window_size(1000, 620)
+            chromium.set_window_size(1400, 950)
             show_live(tool, chromium)
         finally:
             chromium.quit()

@@ -39,8 +39,9 @@ struct Force {
 ///
 /// Thread safety: that of a plain value.
 struct ForceReason {
-  std::string_view name;     ///< what `Force::reason` holds
-  std::string_view meaning;  ///< what it stands for, in UTF-8, for people to read
+  std::string_view name;     ///< what `Force::reason` holds, also in files and JSON
+  std::string_view label;    ///< what to call it in a sentence or a legend, singular: "the touch"
+  std::string_view meaning;  ///< what it stands for, a sentence or two in UTF-8
 };
 
 /// The reasons of all forces.
@@ -48,64 +49,67 @@ namespace force_reasons {
 
 /// Moves both confidences.
 inline constexpr ForceReason pointsConfidence{
-    "Points confidence",
+    "Points confidence", "the facial points' confidence",
     "How sure the face analysis is of the facial points of the last 7 s, less as they age."};
 /// Moves the valence.
 inline constexpr ForceReason faceCharacteristics{
-    "Face characteristics",
+    "Face characteristics", "the face",
     "A new smile or expression: towards 1 when the face looks positive, −1 when negative, 0 when "
     "neutral."};
 /// Moves the valence's confidence.
 inline constexpr ForceReason winnerUnknown{
-    "Winner unknown",
+    "Winner unknown", "an ambiguous expression",
     "A new smile or expression that fits no mood better than the others: half-way towards 0."};
 /// Moves the valence.
 inline constexpr ForceReason bodyLanguage{
-    "Body Language",
+    "Body Language", "the body language",
     "The ease of the last 7 s of head postures: a lowered head or one turned right pulls up, a "
     "raised one or one turned left pulls down."};
 /// Moves the attention.
 inline constexpr ForceReason headAngles{
-    "Head Angles",
+    "Head Angles", "the head direction",
     "How straight the head faces the robot: towards 1 when straight, 0 when turned away."};
 /// Moves the attention.
 inline constexpr ForceReason gazeDirection{
-    "Gaze Direction",
+    "Gaze Direction", "the gaze direction",
     "How straight the eyes look at the robot: towards 1 when straight, 0 when turned away."};
 /// Moves the attention's confidence.
 inline constexpr ForceReason observation{
-    "Observation", "A head posture or a gaze was seen in the last 7 s: towards 1."};
+    "Observation", "a visible head or gaze",
+    "A head posture or a gaze was seen in the last 7 s: towards 1."};
 /// Moves the valence.
 inline constexpr ForceReason voiceEmotion{
-    "Voice emotion",
+    "Voice emotion", "the tone of voice",
     "What the voice sounds like: joy pulls up, anger and sorrow down, calm towards 0."};
 /// Moves the valence.
-inline constexpr ForceReason asrEmotion{"Asr emotion",
+inline constexpr ForceReason asrEmotion{"Asr emotion", "what was said",
                                         "The sentiment of what was said in the last 7 s."};
 /// Moves the valence.
 inline constexpr ForceReason touchEmotion{
-    "Touch emotion", "Touches of the last 7 s: pleasant ones pull up, unpleasant ones down."};
+    "Touch emotion", "the touch",
+    "Touches of the last 7 s: pleasant ones pull up, unpleasant ones down."};
 /// Moves the valence.
 inline constexpr ForceReason contextEmotion{
-    "Context emotion", "The situation of the last 20 s, as the robot's other parts judge it."};
+    "Context emotion", "the situation",
+    "The situation of the last 20 s, as the robot's other parts judge it."};
 /// Moves both confidences.
 inline constexpr ForceReason distanceLimitation{
-    "Distance limitation",
+    "Distance limitation", "the distance",
     "How far away the person is: towards 1 within the reach of the face analysis, 1.4 m, and 0 "
     "beyond it."};
 /// Moves both confidences.
-inline constexpr ForceReason heightLimitation{"Height limitation",
+inline constexpr ForceReason heightLimitation{"Height limitation", "the head's height",
                                               "How high the head is: towards 1 within the reach of "
                                               "the face analysis, 1.5 m, and 0 above it."};
 /// Moves every quantity.
 inline constexpr ForceReason noObservation{
-    "No observation",
+    "No observation", "a lack of readings",
     "A cycle that tells nothing about the valence, or about the attention: it drifts towards 0, "
     "the faster the longer that lasts, and its confidence loses 70 %. The attention's confidence "
     "also loses 35 % for each of head posture and gaze that is missing, beside the other too."};
 /// Moves every quantity.
 inline constexpr ForceReason notVisible{
-    "Not visible",
+    "Not visible", "being out of sight",
     "A cycle in which the person was not seen: valence and attention lose 26 %, their "
     "confidences 70 %."};
 

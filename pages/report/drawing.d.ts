@@ -33,5 +33,5 @@ export type ChartOptions = {
   /** What to draw of a curve. */
   points?: (pixels: number) => Point[];
   /** What explains the colours. */
-  legend?: { reason: string; color: string }[];
+  legend?: { label: string; color: string }[];
 };

@@ -33,7 +33,7 @@ function stateTexts(person, row) {
 function reasonTexts(curve, row) {
   return curve.moves.filter(({ rows }) => rows[row] !== 0)
     .sort((one, other) => Math.abs(other.rows[row]) - Math.abs(one.rows[row]))
-    .slice(0, mostReasons).map(({ reason, rows }) => `${reason} ${formatMove(rows[row] * moveUnit)}`);
+    .slice(0, mostReasons).map(({ label, rows }) => `${label} ${formatMove(rows[row] * moveUnit)}`);
 }
 
 /**

@@ -10,7 +10,7 @@ import { shown } from "./view.js";
 /** @typedef {import("./drawing").Canvas} Canvas */
 /** @typedef {import("./drawing").Scale} Scale */
 /** @typedef {import("./drawing").Tick} Tick */
-/** @typedef {{ reason: string, meaning: string, color: string, rows: Int16Array }} ReasonMoves */
+/** @typedef {{ reason: string, label: string, meaning: string, color: string, rows: Int16Array }} ReasonMoves */
 /** @typedef {Curve & { moves: ReasonMoves[] }} MovedCurve */
 
 export const moveUnit = 1e-4;

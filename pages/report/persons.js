@@ -3,6 +3,7 @@
 import { byId, element, fillTable, find } from "../shared/elements.js";
 import { decimalsFor, formatCount, formatNumber, formatTime, formatUtc } from "../shared/format.js";
 import { quantityNames } from "../shared/quantities.js";
+import { readReason } from "../shared/reasons.js";
 import { isEverKnown, isKnown, mean, notMeasured } from "./curve.js";
 import { addMattered } from "./mattered.js";
 import { whyNoChange } from "./recording.js";
@@ -78,7 +79,7 @@ function changeLinks(person) {
     const around = 10 * Math.max(1, times[last] - times[first]);
     const text = `${formatTime(times[first], 1)} ${quantity} ` +
       `${values[last] > values[first] ? "↗" : "↘"} ${formatNumber(values[first], 2)} → ` +
-      `${formatNumber(values[last], 2)} (${reason})`;
+      `${formatNumber(values[last], 2)} (${readReason(reason).label})`;
     return zoomLink(text, { from: times[first] - around, to: times[last] + around }, times[last]);
   });
 }
@@ -91,8 +92,8 @@ function addReasons({ persons, reasons }) {
   const occurring = new Map(persons.flatMap((person) => [person.valence, person.attention])
     .flatMap(({ moves }) => moves).map((moves) => [moves.reason, moves]));
   const known = reasons.flatMap(({ name }) => occurring.get(name) ?? []);
-  for (const { reason, meaning, color } of new Set([...known, ...occurring.values()])) {
-    byId("reasons").append(element("dt", {}, swatch(color), reason), element("dd", {}, meaning));
+  for (const { label, meaning, color } of new Set([...known, ...occurring.values()])) {
+    byId("reasons").append(element("dt", {}, swatch(color), label), element("dd", {}, meaning));
   }
 }
 

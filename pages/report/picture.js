@@ -68,14 +68,14 @@ class SvgContext {
 /**
  * Colours and texts that explain the colours, in as many lines as they need; returns where they end.
  * @param {SvgContext} context
- * @param {{ reason: string, color: string }[]} entries
+ * @param {{ label: string, color: string }[]} entries
  * @param {Area} area
  */
 function writeLegend(context, entries, area) {
   let x = area.x;
   let y = area.y + area.h + 16;
-  for (const { reason, color } of entries) {
-    const width = 16 + context.measureText(reason).width;
+  for (const { label, color } of entries) {
+    const width = 16 + context.measureText(label).width;
     if (x > area.x && x + width > area.x + area.w) {
       x = area.x;
       y += 16;
@@ -83,7 +83,7 @@ function writeLegend(context, entries, area) {
     context.fillStyle = colorOf(color);
     context.fillRect(x, y - 9, 10, 10);
     context.fillStyle = colorOf("text");
-    context.write(reason, x + 14, y);
+    context.write(label, x + 14, y);
     x += width + 14;
   }
   return y + 4;

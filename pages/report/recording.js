@@ -1,15 +1,14 @@
 // The recording, as the page holds it. Values are those of timeline.csv.
 
-import { reasonColor } from "../shared/colors.js";
 import { byId } from "../shared/elements.js";
 import { agitation, quantities } from "../shared/quantities.js";
+import { listReasons, readReason } from "../shared/reasons.js";
 import { makeCurve } from "./curve.js";
 
 /** @typedef {import("../tool").Column} Column */
 /** @typedef {import("../tool").MovedName} MovedName */
 /** @typedef {import("../tool").PersonData} PersonData */
 /** @typedef {import("../tool").QuantityName} QuantityName */
-/** @typedef {import("../tool").Reason} Reason */
 /** @typedef {import("../tool").RecordingData} RecordingData */
 /** @typedef {import("./curve.js").Curve} Curve */
 /** @typedef {import("./moves.js").MovedCurve} MovedCurve */
@@ -80,16 +79,6 @@ function secondsAfter(zero, time) {
 }
 
 /**
- * What a reason means, and its colour.
- * @param {string} name
- * @param {Reason[]} reasons
- */
-function readReason(name, reasons) {
-  const meaning = reasons.find((reason) => reason.name === name)?.meaning ?? "";
-  return { reason: name, meaning, color: reasonColor(name) };
-}
-
-/**
  * Why a person has no greatest change.
  * @param {{ tooShort: boolean }} person
  */
@@ -123,15 +112,14 @@ export async function readCurve(data, name, { times, begins }) {
 /**
  * @param {PersonData} data
  * @param {bigint} zero
- * @param {Reason[]} reasons
  * @returns {Promise<Person>}
  */
-async function readPerson(data, zero, reasons) {
+async function readPerson(data, zero) {
   const cycles = await readCycles(data, zero);
   const readMoved = async (/** @type {MovedName} */ name) => ({
     ...await readCurve(data, name, cycles),
     moves: await Promise.all(data.moves[name].map(async ({ reason, rows }) =>
-      ({ ...readReason(reason, reasons), rows: await decoded(rows, Int16Array) }))),
+      ({ ...readReason(reason), rows: await decoded(rows, Int16Array) }))),
   });
   return {
     id: data.person,
@@ -150,6 +138,7 @@ async function readPerson(data, zero, reasons) {
 export async function readRecording() {
   /** @type {RecordingData} */
   const data = JSON.parse(byId("recording").textContent ?? "");
+  listReasons(data.reasons);
   const zero = BigInt(data.zero);
   const times = await decodedTimes(data.room.time, zero);
   recording = {
@@ -162,7 +151,7 @@ export async function readRecording() {
     zero: Number(zero) / 1e6,
     start: secondsAfter(zero, BigInt(data.start)),
     end: secondsAfter(zero, BigInt(data.end)),
-    persons: await Promise.all(data.persons.map((person) => readPerson(person, zero, data.reasons))),
+    persons: await Promise.all(data.persons.map((person) => readPerson(person, zero))),
     room: makeCurve(agitation, times, new Uint8Array(times.length),
       await decodedFloats(data.room.agitation)),
   };

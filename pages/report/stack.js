@@ -102,9 +102,9 @@ export class Stack {
       paint: (...canvas) => moves.paint(...canvas),
     });
     const legend = element("ul", { class: "reasons" });
-    for (const { reason, meaning, color, rows } of curve.moves) {
+    for (const { label: name, meaning, color, rows } of curve.moves) {
       const output = element("span", { class: "value" });
-      legend.append(element("li", { title: meaning }, swatch(color), `${reason} `, output));
+      legend.append(element("li", { title: meaning }, swatch(color), `${name} `, output));
       const read = (/** @type {number} */ seconds) => {
         const row = this.rowAt(curve, seconds);
         return row === undefined ? "–" : formatMove(rows[row] * moveUnit);

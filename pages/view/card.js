@@ -1,14 +1,15 @@
 // The card of a person.
 
-import { colorOf, reasonColor } from "../shared/colors.js";
+import { colorOf } from "../shared/colors.js";
 import { element, setText } from "../shared/elements.js";
 import { formatNumber, formatPercent } from "../shared/format.js";
 import { quantities, quantityNames } from "../shared/quantities.js";
+import { readReason } from "../shared/reasons.js";
 import { Curves } from "./curve.js";
 
 /** @typedef {import("./person.js").Person} Person */
 
-const moods = { 1: ["positive", "▲"], 0: ["neutral", "●"], [-1]: ["negative", "▼"] };
+export const moods = { 1: ["positive", "▲"], 0: ["neutral", "●"], [-1]: ["negative", "▼"] };
 const staleSeconds = 3;
 const shownReasons = 3;
 
@@ -34,6 +35,8 @@ export class Card {
                        element("div", { class: "who" }, element("h2", {}, `Person ${person.id}`),
                                this.mood),
                        values, this.curves.canvas, this.why);
+    // A card that is moved within the page does not arrive again.
+    this.box.addEventListener("animationend", () => this.box.classList.remove("arriving"));
   }
 
   /** @param {number} now */
@@ -69,12 +72,14 @@ export class Card {
     while (this.why.childElementCount > reasons.length) this.why.lastElementChild?.remove();
     reasons.forEach(({ quantity, reason, move }, index) => {
       const [swatch, words] = /** @type {HTMLElement[]} */ ([...this.why.children[index].children]);
-      const color = colorOf(reasonColor(reason));
+      const { label, color: colorName } = readReason(reason);
+      const color = colorOf(colorName);
       if (swatch.dataset.color !== color) {
         swatch.dataset.color = color;
         swatch.style.background = color;
       }
-      setText(words, `${reason} pulls ${quantity} ${move > 0 ? "up" : "down"}`);
+      const cause = label.charAt(0).toUpperCase() + label.slice(1);
+      setText(words, `${cause} pulls ${quantity} ${move > 0 ? "up" : "down"}`);
     });
   }
 

@@ -4,9 +4,11 @@ import { running, toggleCamera } from "../camera/panel.js";
 import { changeTheme } from "../shared/colors.js";
 import { byId, element, setText } from "../shared/elements.js";
 import { formatCount } from "../shared/format.js";
-import { addCard, cards, removeCard, removeEverybody } from "./cards.js";
+import { listReasons } from "../shared/reasons.js";
+import { addCard, arrange, cards, removeCard, removeEverybody } from "./cards.js";
 import { Connection } from "./connection.js";
 import { toggleHand } from "./hand.js";
+import { badges, drawPlane, togglePlane } from "./plane.js";
 import "./save.js";
 import {
   forgetStatus, lastStatus, noteLine, noteMissed, showBadLine, showConnection, showRoom, showStatus,
@@ -19,6 +21,7 @@ import { askForToken } from "./token.js";
 const drawMilliseconds = 50;
 const writeMilliseconds = 250;
 const announceMilliseconds = 10000;
+const arrangeMilliseconds = 5000;
 
 /** @type {number | undefined} */
 let serviceStarted;
@@ -42,6 +45,8 @@ function onLine(line) {
       removeEverybody();
     }
     showStatus(line.status);
+  } else if ("reasons" in line) {
+    listReasons(line.reasons);
   } else if ("bad_line" in line) {
     showBadLine(line.bad_line);
   } else if ("picture" in line) {
@@ -90,6 +95,7 @@ function frame(at) {
     card.draw(now);
     if (isWritten) card.write(now);
   }
+  drawPlane(now);
 }
 
 function togglePause() {
@@ -111,7 +117,7 @@ function announce() {
 }
 
 /** @type {Record<string, () => void>} */
-const keys = { c: toggleCamera, p: togglePause, t: toggleHand };
+const keys = { c: toggleCamera, g: togglePlane, p: togglePause, t: toggleHand };
 
 document.addEventListener("keydown", ({ key, ctrlKey, altKey, metaKey, target }) => {
   if (ctrlKey || altKey || metaKey) return;
@@ -122,8 +128,9 @@ pauseButton.addEventListener("click", togglePause);
 matchMedia("(prefers-color-scheme: dark)").addEventListener("change", changeTheme);
 setInterval(() => { if (isPaused) showPause(); }, 500);
 setInterval(announce, announceMilliseconds);
+setInterval(() => { if (!isPaused) arrange(); }, arrangeMilliseconds);
 new Connection({ onLine, onState });
 requestAnimationFrame(frame);
 
 // For the browser's console and for tests, as `page`.
-export { announce, cards, lastStatus, onLine, running };
+export { announce, arrange, badges, cards, lastStatus, onLine, running };

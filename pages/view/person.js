@@ -1,6 +1,8 @@
 // What the page knows of a person: the newest state, the curves of the last minute, and what moved
 // the state in the last second.
 
+import { quantities } from "../shared/quantities.js";
+
 /** @typedef {import("../tool").MovedName} MovedName */
 /** @typedef {import("../tool").Reading} Reading */
 /** @typedef {import("../tool").StateLine} StateLine */
@@ -8,9 +10,12 @@
 /** @typedef {{ quantity: MovedName, reason: string, move: number }} Pull */
 
 export const shownSeconds = 60;
+export const recentSeconds = 10;
 export const binSeconds = 0.1;
 const gapSeconds = 1;
 const reasonSeconds = 1;
+/** @type {MovedName[]} */
+const movedNames = ["valence", "attention"];
 
 export class Person {
   /** @param {number} id */
@@ -58,6 +63,28 @@ export class Person {
     bin.attention.add(attention);
   }
 
+  /** @param {number} now */
+  recentBins(now) {
+    return this.bins.filter(({ time }) => time > now - recentSeconds);
+  }
+
+  /**
+   * How far apart the lowest and the highest valence of the last seconds are, and the same of the attention,
+   * as shares of their ranges, together.
+   * @param {number} now
+   */
+  movement(now) {
+    const bins = this.recentBins(now);
+    let movement = 0;
+    for (const name of movedNames) {
+      const [lowest, highest] = quantities[name].range;
+      const low = Math.min(...bins.map((bin) => bin[name].low));
+      const high = Math.max(...bins.map((bin) => bin[name].high));
+      movement += Math.max(0, high - low) / (highest - lowest);
+    }
+    return movement;
+  }
+
   /**
    * What moved the valence and the attention most in the last second.
    * @param {number} most
@@ -97,15 +124,15 @@ export class Range {
 /**
  * The bins between gaps and values that are no numbers.
  * @param {Bin[]} bins
- * @param {MovedName} name
+ * @param {MovedName[]} names
  */
-export function stretchesOf(bins, name) {
+export function stretchesOf(bins, ...names) {
   /** @type {Bin[][]} */
   const stretches = [];
   /** @type {Bin[] | undefined} */
   let stretch;
   for (const bin of bins) {
-    if (Number.isNaN(bin[name].last)) {
+    if (names.some((name) => Number.isNaN(bin[name].last))) {
       stretch = undefined;
       continue;
     }

@@ -100,12 +100,12 @@ test("of the cycles under a pixel, the one with most movement shows", () => {
 
 test("a moment tells the state and what moved it most", () => {
   const moved = (values, rows, known) => ({ ...curveOf(values, { confidences: [1, 0.5, 1], known }),
-    moves: rows.map((move, index) => ({ reason: `R${index}`, rows: Int16Array.of(0, move, 0) })) });
+    moves: rows.map((move, index) => ({ label: `the ${index}`, rows: Int16Array.of(0, move, 0) })) });
   const valence = moved([0, 0.5, 1], [100, -2000, 0, 500, 50]);
   const person = { valence, attention: moved([0, 0, 0], [], [1, 0, 1]), ease: curveOf([0, -0.2, 0], {
     confidences: [0, 0.5, 0] }), moods: Int8Array.of(0, 1, 1), ...valence };
   assert.deepEqual(momentTexts(person, 1.2), [
-    "Valence 0.50 (confidence 0.50), positive: R1 −0.200, R3 +0.050, R0 +0.010",
+    "Valence 0.50 (confidence 0.50), positive: the 1 −0.200, the 3 +0.050, the 0 +0.010",
     "Valence not measured", "Valence −0.20 (confidence 0.50)"]);
   assert.deepEqual(momentTexts(person, 2.1), ["not there"]);
 });

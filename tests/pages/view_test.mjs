@@ -3,8 +3,9 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 
+import { moveApart } from "../../pages/view/apart.js";
+import { byMovement, byNumber } from "../../pages/view/order.js";
 import { Person, stretchesOf } from "../../pages/view/person.js";
-import { Places } from "../../pages/view/places.js";
 
 function personOf(lines) {
   const person = new Person(1);
@@ -19,6 +20,8 @@ test("curves stop where nothing came for a second, and at what is no number", ()
   const { bins } = personOf(
     [[0, 0], [0.95, 0], [2.05, 0], [2.55, null], [2.95, 0], [3.05, 0], [3.15, 0]]);
   assert.deepEqual(stretchesOf(bins, "valence").map(({ length }) => length), [2, 1, 3]);
+  bins[5].attention.last = NaN;
+  assert.deepEqual(stretchesOf(bins, "valence", "attention").map(({ length }) => length), [2, 1, 1, 1]);
 });
 
 test("a bin holds the lowest, the highest and the last, for a minute", () => {
@@ -37,12 +40,36 @@ test("what pulled most in the last second comes first", () => {
   assert.equal(person.strongestReasons(1).length, 1);
 });
 
-test("who goes leaves a place for the next, and nobody else moves", () => {
-  const places = new Places();
-  assert.deepEqual(["a", "b", "c", "d"].map((thing) => places.add(thing)), [0, 1, 2, 3]);
-  for (const thing of ["b", "c", "d"]) places.remove(thing);
-  assert.equal(places.count, 1);  // free ones at the end are none
-  assert.deepEqual(["e", "f"].map((thing) => places.add(thing)), [1, 2]);
-  places.remove("a");
-  assert.deepEqual([places.count, places.add("g")], [3, 0]);
+test("numbers in one place make way, stay in the area, come to rest and go back", () => {
+  const area = { width: 700, height: 300 };
+  const home = { x: 699, y: 2 };  // the corner, where there is least room
+  const badges = Array.from({ length: 12 }, (_, index) =>
+    ({ home, ...home, width: index % 3 ? 40 : 150, height: 40 }));
+  for (let times = 0; times < 50; ++times) moveApart(badges, area);
+  const before = badges.map(({ x, y }) => ({ x, y }));
+  moveApart(badges, area);
+  badges.forEach(({ x, y, width, height }, index) => {
+    assert(Math.hypot(x - before[index].x, y - before[index].y) < 1, "restless");
+    assert(x - width / 2 >= 0 && x + width / 2 <= 700 && y - height / 2 >= 0 && y + height / 2 <= 300);
+    for (const other of badges.slice(0, index)) {
+      const beside = Math.max(0, Math.abs(x - other.x) - (width + other.width) / 2 + 40);
+      assert(Math.hypot(beside, y - other.y) > 40, `${index} covers another`);
+    }
+  });
+  const [alone] = badges;
+  alone.home = { x: 300, y: 200 };
+  for (let times = 0; times < 50; ++times) moveApart([alone], area);
+  assert(Math.hypot(alone.x - 300, alone.y - 200) < 0.1);
+});
+
+test("who moved clearly more stands before the others", () => {
+  // A valence and an attention that both go by 0.4 are 0.2 and 0.4 of their ranges.
+  const people = [0.4, 0.2, 0.44, 0.45].map((value) => ({ person: personOf([[1, 9], [20, 0], [25, value]]) }));
+  people.forEach(({ person }, index) => { person.id = index; });
+  const ids = (things) => things.map(({ person }) => person.id);
+  assert(Math.abs(people[0].person.movement(25) - 0.6) < 1e-9);
+  assert.deepEqual(ids(byMovement(people)), [3, 2, 0, 1]);
+  const [first, , third] = people;
+  assert.deepEqual(ids(byMovement([first, third])), [0, 2]);  // not clearly less
+  assert.deepEqual(ids(byNumber([third, first])), [0, 2]);
 });

@@ -119,11 +119,11 @@ class DocumentsTest(unittest.TestCase):
 
     def test_lists_what_there_is(self):
         header = (SOURCE / "include/zv/force.hpp").read_text()
-        reasons = dict(re.findall(r'ForceReason (\w+)\{\s*"([^"]+)"', header))
+        found = re.findall(r'ForceReason (\w+)\{\s*"([^"]+)",\s*"([^"]+)"', header)
         all_of_them = re.search(r"std::array all\{([^}]+)\}", header)[1]
-        self.assertEqual(re.split(r",\s+", all_of_them.strip()), list(reasons))
-        rows = listed("explain.md", "| reason | moves |", "[A-Z]")
-        self.assertEqual(sorted(", ".join(rows).split(", ")), sorted(reasons.values()))
+        self.assertEqual(re.split(r",\s+", all_of_them.strip()), [own for own, _, _ in found])
+        rows = listed("explain.md", "| name | in words |", r"[A-Z][^|]+\|")
+        self.assertEqual(sorted(rows), sorted(f"{name} | {label}" for _, name, label in found))
 
         table = (SOURCE / "recording/observation_fields.hpp").read_text()
         fields = sorted(re.findall(r"field\(&O::(\w+)", table))

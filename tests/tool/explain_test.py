@@ -207,7 +207,7 @@ class ExplainTest(unittest.TestCase):
                  "expressions": {"anger": {"value": 1, "confidence": 1}}}
         text = tool.run("explain", "-", "--at", "0", input=lines(angry)).stdout
         self.assertIn("  valence fell from 0 to −0.65:\n"
-                      "    Face characteristics pulled it towards −1 (strength 0.65), by −0.65\n",
+                      "    the face pulled it towards −1 (strength 0.65), by −0.65\n",
                       text)
         self.assertIn("nobody has a cycle there", run("explain", self.recording, "--from", "99",
                                                        status=1))

@@ -318,7 +318,7 @@ class ReportTest(BrowserTest):
             self.until(lambda: 0 < sign * (last()[0] - before) <= max(gaps) + 0.04)
         told = self.browser.find_element(By.CSS_SELECTOR, "#film .moments").text
         self.assertRegex(told, r"^Person 1\nValence 0\.\d\d \(confidence \d.\d\d\), positive: "
-                               r"Face characteristics \+0\.\d")
+                               r"the face \+0\.\d")
         self.browser.find_element(By.CSS_SELECTOR, ".changes a").click()
         self.until(lambda: abs(last()[1] - 3.3) < 1)
         self.browser.refresh()
@@ -333,11 +333,12 @@ class ReportTest(BrowserTest):
             key = (force["person"], force["quantity"], force["reason"], force["time"])
             moves[key] = moves.get(key, 0.0) + float(force["after"]) - float(force["before"])
         told = self.script("""return ["valence", "attention"].flatMap((name) =>
-          page.recording.persons[0][name].moves.map(({reason, rows}) => [name, reason, [...rows]]))""")
-        self.assertEqual(sorted((name, reason) for name, reason, _ in told),
+          page.recording.persons[0][name].moves.map(
+            ({reason, label, rows}) => [name, reason, [...rows], label]))""")
+        self.assertEqual(sorted((name, reason) for name, reason, *_ in told),
                          sorted({(name, reason) for person, name, reason, _ in moves
                                  if person == "1" and name in ("valence", "attention")}))
-        for name, reason, rows in told:
+        for name, reason, rows, _ in told:
             self.assertEqual(len(rows), len(own))
             for move, row in zip(rows, own):
                 expected = moves.get(("1", name, reason, row["time"]), 0.0)
@@ -348,7 +349,7 @@ class ReportTest(BrowserTest):
           return [...Object.keys(quantities), ...names].filter(
             (name) => colorOf(name) === colorOf("other-reason"))"""), [])
         # The cycle with the most movement is as high as the chart.
-        moved = [(reason, rows) for name, reason, rows in told if name == "valence"]
+        moved = [(label, rows) for name, _, rows, label in told if name == "valence"]
         most = max(range(len(own)), key=lambda k: sum(abs(rows[k]) for _, rows in moved))
         at = own[most]["seconds"]
         self.script(f"page.setPointer({at}); page.draw()")
@@ -356,8 +357,8 @@ class ReportTest(BrowserTest):
         self.assertEqual(self.painted(1, [(at + 1e-6, 0.97 if is_up else -0.97)]), [True])
         items = [item.get_property("textContent").rsplit(" ", 1) for item in
                  self.browser.find_elements(By.CSS_SELECTOR, "#person1 .reasons:first-of-type li")]
-        for (reason, text), (name, rows) in zip(items, moved, strict=True):
-            self.assertEqual(reason, name)
+        for (shown, text), (label, rows) in zip(items, moved, strict=True):
+            self.assertEqual(shown, label)
             self.assertAlmostEqual(float(text.replace("−", "-")), rows[most] / 10_000, delta=6e-4)
 
     def save_as_svg(self, person):
@@ -391,7 +392,7 @@ class ReportTest(BrowserTest):
         texts = ["".join(text.itertext()) for text in picture.iter(f"{svg}text")]
         for expected in ("Person 1 · scene.jsonl", "Time since the recording's start (m:ss)",
                          "−1 negative, 1 positive; band: missing confidence, not a range of values",
-                         "+ positive", "○ neutral", "+ greeting", "Face characteristics"):
+                         "+ positive", "○ neutral", "+ greeting", "the face"):
             self.assertIn(expected, texts)
         self.assertEqual(picture.find(f"{svg}rect").get("fill"), "#ffffff")
 
@@ -553,8 +554,8 @@ class ReportTest(BrowserTest):
                  for time, _, direction, _, _, _, *reason in links}
         # Neither the first smile nor the return at 22 s; each begins within the second before it.
         self.assertEqual(len(links), 3)
-        for change, at in ((("↘", "Face characteristics"), 10), (("↗", "Face characteristics"), 12),
-                           (("↘", "Not visible"), 20)):
+        for change, at in ((("↘", "the face"), 10), (("↗", "the face"), 12),
+                           (("↘", "being out of sight"), 20)):
             self.assertTrue(at - 1.1 <= found[change] <= at, links)
 
     def test_is_read_without_a_picture(self):

@@ -59,7 +59,7 @@ class ViewPageTest(BrowserTest):
         self.assertRegex(first[1], r"▲ positive \d+ %")
         self.assertRegex(" ".join(first), r"Valence 0\.\d\d \d+ % sure Attention 0\.\d\d \d+ % sure "
                                           r"Ease 0\.0 50 % sure")
-        self.assertIn("Face characteristics pulls valence up", first)
+        self.assertIn("The face pulls valence up", first)
         self.assertIn("agitation 0.14, calm 0.86", self.texts("#room")[0])
         self.script("page.announce()")
         self.assertIn("12 people. Person 1: positive",
@@ -75,6 +75,54 @@ class ViewPageTest(BrowserTest):
         self.browser.find_elements(By.CSS_SELECTOR, "#choice input")[0].click()
         self.assertEqual(sum(each.is_displayed() for each in
                              self.browser.find_elements(By.CLASS_NAME, "card")), 11)
+        self.wait("page.badges.size === 11")
+        self.assert_no_complaints()
+
+    def test_everybody_at_a_glance(self):
+        self.open()
+        plane = self.browser.find_element(By.ID, "plane")
+        self.assertFalse(plane.is_displayed())  # there is nobody
+        self.feed(smiling(1) + smiling(1234567))
+        self.wait("page.badges.size === 2")
+        self.assertTrue(self.script("""
+          const canvas = document.querySelector("#plane canvas");
+          const {data} = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height);
+          return [...page.badges.values()].every(({x, y, height}) =>
+            data[4 * (Math.round(y - height / 4) * canvas.width + Math.round(x)) + 3] > 0)"""))
+        self.script("""const {state} = page.cards.get(1).person;
+                       page.onLine({...state, valence: {value: null, confidence: null}})""")
+        self.wait("page.badges.size === 1")
+        page = self.browser.find_element(By.TAG_NAME, "body")
+        for is_shown in (False, True):
+            page.send_keys("g")
+            self.assertEqual(plane.is_displayed(), is_shown)
+        self.feed(line("remove", person=1) + line("remove", person=1234567))
+        self.until(lambda: not plane.is_displayed())
+        self.assert_no_complaints()
+
+    def test_orders_of_the_cards(self):
+        self.open()
+        order = self.browser.find_element(By.CSS_SELECTOR, "#order select")
+        self.feed(smiling(3))
+        self.wait("page.cards.size === 1")
+        self.assertFalse(order.is_displayed())
+        self.feed(smiling(1) + smiling(2))
+        self.wait("page.cards.size === 3")
+        cards = "return [...document.querySelectorAll('main > *')].map((box) => box.textContent.slice(0, 8))"
+        expected = [f"Person {person}" for person in (1, 2, 3)]
+        order.send_keys("b")  # by number
+        self.assertEqual(self.script(cards), expected)
+        self.feed(line("remove", person=2))
+        self.wait("document.querySelectorAll('main > *').length === 2")  # no place stays free
+        self.feed(smiling(2))
+        self.wait("page.cards.has(2)")
+        self.assertEqual(self.script(cards), expected)
+        order.send_keys("w")  # who moved most
+        self.feed(line("not_seen", person=3) * 20)
+        self.wait("page.cards.get(3).person.state.valence.value < 0.1")
+        self.script("page.arrange()")
+        self.assertEqual(self.script(cards)[0], "Person 3")
+        self.assertTrue(self.script("return document.activeElement === arguments[0]", order))
         self.assert_no_complaints()
 
     def test_fits_every_width(self):

@@ -54,9 +54,9 @@ std::string formatQuantity(std::size_t index) {
 std::string formatReason(const ReasonMoves& moves) {
   const auto moved = formatNumber(moves.up - moves.down);
   if (moves.forces > 1) {
-    return fmt::format("{} moved it by {} ({} forces)", moves.reason, moved, moves.forces);
+    return fmt::format("{} moved it by {} ({} forces)", labelOf(moves.reason), moved, moves.forces);
   }
-  return fmt::format("{} pulled it towards {} (strength {}), by {}", moves.reason,
+  return fmt::format("{} pulled it towards {} (strength {}), by {}", labelOf(moves.reason),
                      formatNumber(moves.target), formatNumber(moves.strength), moved);
 }
 
@@ -113,12 +113,12 @@ void printSpan(std::int32_t person, const ExplainedPerson& span, Time secondZero
     fmt::print("  {} from {} to {}, up by {} and down by {} in all\n", formatQuantity(index),
                formatNumber(moves.before), formatNumber(moves.after), formatNumber(up),
                formatNumber(down));
-    fmt::print("    {:<24} {:>8} {:>8} {:>9}\n", "reason", "up", "down", "forces");
+    fmt::print("    {:<30} {:>8} {:>8} {:>9}\n", "reason", "up", "down", "forces");
     const auto share = [](double part, double all) {
       return all > 0.0 ? fmt::format("{:.1f} %", 100.0 * part / all) : std::string("-");
     };
     for (const ReasonMoves& reason : moves.reasons) {
-      fmt::print("    {:<24} {:>8} {:>8} {:>9}\n", reason.reason, share(reason.up, up),
+      fmt::print("    {:<30} {:>8} {:>8} {:>9}\n", labelOf(reason.reason), share(reason.up, up),
                  share(reason.down, down), reason.forces);
     }
   }

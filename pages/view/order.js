@@ -1,0 +1,32 @@
+// The order of people.
+
+/** @typedef {import("./person.js").Person} Person */
+
+const clearly = 1.25;  // as many times as much
+const little = 0.05;
+
+/**
+ * Who moved most stands first. As it would be restless to follow every little difference, all keep their
+ * places until somebody stands behind another who moved clearly less.
+ * @template {{ person: Person }} Thing
+ * @param {Thing[]} things as they stand
+ */
+export function byMovement(things) {
+  const now = Math.max(...things.map(({ person }) => person.time));
+  const moved = things.map((thing) => ({ thing, movement: thing.person.movement(now) }));
+  let least = Infinity;
+  const isClear = moved.some(({ movement }) => {
+    least = Math.min(least, movement);
+    return movement > clearly * least + little;
+  });
+  if (!isClear) return things;
+  return moved.sort((one, other) => other.movement - one.movement).map(({ thing }) => thing);
+}
+
+/**
+ * @template {{ person: Person }} Thing
+ * @param {Thing[]} things
+ */
+export function byNumber(things) {
+  return things.slice().sort((one, other) => one.person.id - other.person.id);
+}
