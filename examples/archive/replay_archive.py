@@ -134,7 +134,7 @@ def main() -> int:
 
     if any(os.path.exists(name) and os.path.exists(options.output) and
            os.path.samefile(name, options.output) for name in options.recordings):
-        print(f"{options.output}: would be written over what is read from it", file=sys.stderr)
+        print(f"{options.output}: is an input, which would be overwritten", file=sys.stderr)
         return 1
     recordings = {identify(name): name for name in options.recordings}
     done = Done(options.output + ".part")

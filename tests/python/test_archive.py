@@ -107,5 +107,5 @@ def test_every_recording_is_in_the_table_once(tmp_path: pathlib.Path, recordings
     (tmp_path / "bad.jsonl").write_text("{")
     assert replay(tmp_path, "bad.jsonl", "--workers", "1").returncode == 1
     assert (tmp_path / "persons.csv").read_bytes() == before
-    assert "bad.jsonl: would be written over" in replay(
+    assert "bad.jsonl: is an input" in replay(
         tmp_path, "bad.jsonl", "--output", "bad.jsonl").stderr

@@ -205,7 +205,7 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
         lambda read, written: zorvel.annotate(read, tmp_path / "none.csv", written)]
     for write in writers:
         for output in (path, link):
-            with pytest.raises(zorvel.DataError, match="would be written over what is read from"):
+            with pytest.raises(zorvel.DataError, match="is an input, which would be overwritten"):
                 write(path, output)
     assert path.read_text().endswith("{")
 
@@ -491,7 +491,7 @@ def test_a_figure_is_made_from_the_shell(scene: pathlib.Path, tmp_path: pathlib.
     assert "valence [−1, 1]" in text and "DejaVuSans-76" in text  # the shape of a "v"
     own = tmp_path / "own.svg"
     own.write_bytes(scene.read_bytes())
-    assert "would be written over what is read from it" in plot(own, "-o", own).stderr
+    assert "is an input, which would be overwritten" in plot(own, "-o", own).stderr
     assert own.read_bytes() == scene.read_bytes()
     assert plot(scene, "--grey", "-o", tmp_path / "a.pdf").returncode == 0
     assert b"/FontFile2" in (tmp_path / "a.pdf").read_bytes()

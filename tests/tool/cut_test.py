@@ -163,7 +163,7 @@ class CutTest(unittest.TestCase):
                 (row["scope"], row["person"], row["begin"], row["samples"]) for row in told])
         (self.folder / "scopes.csv").write_text(table("1,new,0,999"))
         self.assert_fails("annotate", line(0, "not_seen", 1) + cut.split(b"\n", 1)[1], ["scopes.csv"],
-                          ':2: column "end": is after the restoring of person 1')
+                          ':2: column "end": is after person 1 is restored')
 
     def test_a_state_is_taken_as_it_was_saved_or_not_at_all(self):
         lines = self.cut(self.scene, "--from", "20", "--keep-state").splitlines(keepends=True)
@@ -375,7 +375,7 @@ class CutTest(unittest.TestCase):
                 ([ok, "1,own,0.5,1"], ":3: overlaps a scope of the recording with the same person "
                                       "and name, at 1.000 s"),
                 ([ok, "3,a,1,2"], ':3: column "person": 3 is not in the recording'),
-                (["1,a,2,1"], ':2: column "end": is before the begin'),
+                (["1,a,2,1"], ':2: column "end": is before begin'),
                 (["1,a,5.1,6"], ':2: column "begin": is after the end of the recording, which is '
                                 "5.000 s long"),
                 (["1,a,2023-11-14T22:13:19Z,2"], ':2: column "begin": is before the start'),

@@ -68,7 +68,7 @@ class FilesTest(FolderTest):
                     open(self.recording, "ab") as end:
                 result = self.run_tool(*arguments, stdin=lines, stdout=end)
                 self.assertEqual(result.returncode, 1)
-                self.assertIn(b"would be written over what is read from it", result.stderr)
+                self.assertIn(b"is an input, which would be overwritten", result.stderr)
                 self.assertEqual(self.recording.read_bytes(), self.lines)
         self.assertFalse((self.folder / "of-one" / "scopes.csv").exists())
 
