@@ -30,7 +30,7 @@ struct MovedQuantity {
 constexpr std::array movedQuantities{MovedQuantity{ZV::Quantity::Valence, 2.0f},
                                      MovedQuantity{ZV::Quantity::Attention, 1.0f}};
 
-/// Of each of them: as many of the greatest changes.
+/// How many of the greatest changes are shown of each of them.
 constexpr std::size_t mostChanges = 3;
 
 std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }

@@ -87,11 +87,11 @@ class ElanTest(FolderTest):
         unknown = {("smiles", "guest", "free"): [(1, 2, "&b;")]}
         for file, text, options, message in (
                 ("a.eaf", document(entity, unknown), [], ":2: has a DOCTYPE, which is refused"),
-                ("a.eaf", document(tiers=unknown), [], ": is no XML: undefined entity"),
-                ("a.eaf", document()[:-9], [], ": is no XML: "),
-                ("a.eaf", "<a></a>", [], ":1: is no document of ELAN"),
-                ("a.eaf", document().replace('"1000"', '"1s"'), [], ':4: "1s" is no time in milliseconds'),
-                ("a.eaf", document(), [], 'tier "smiles", 1.000 s: is about "guest", who is no number; '
+                ("a.eaf", document(tiers=unknown), [], ": is not XML: undefined entity"),
+                ("a.eaf", document()[:-9], [], ": is not XML: "),
+                ("a.eaf", "<a></a>", [], ":1: is not a document of ELAN"),
+                ("a.eaf", document().replace('"1000"', '"1s"'), [], ':4: "1s" is not a time in milliseconds'),
+                ("a.eaf", document(), [], 'tier "smiles", 1.000 s: is about "guest", not a number; '
                                           "--subject guest=N gives one"),
                 ("a.eaf", document(), ["--tier", "x"], 'has no tier "x"; those that it has: "deeds", '),
                 ("a.eaf", document(), ["--subject", "x=1"], 'has no subject "x"; those that it has: "2", '),

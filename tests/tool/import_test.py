@@ -165,7 +165,7 @@ class ImportTest(unittest.TestCase):
             (openface, OPENFACE + "\n1,0,1,1\n2,1,1,x\n", 1, '-:3: column "success": "x"', 2),
             (openface, OPENFACE + "\n1,0,1,1\n2,,1,1\n", 1, '-:3: column "timestamp": must', 2),
             (openface, OPENFACE + "\n1,0,1e39,1\n", 1, '-:2: column "confidence": 1e39', 1),
-            (openface, OPENFACE + '\n1,0,"1"1,1\n', 1, "-:2: text behind the closing quote", 1),
+            (openface, OPENFACE + '\n1,0,"1"1,1\n', 1, "-:2: text after the closing quote", 1),
             (openface, OPENFACE + "\n1,5,1,1\n2,4,1,1\n", 1, '-:3: column "timestamp": the ti', 2),
             (openface, OPENFACE + "\n1,0,1,1\n2,0,1,1\n", 1, '-:3: column "timestamp": every', 2),
             (("openface", "--fps", "9"), OPENFACE + "\n1,0,1,1\n2,0,1,1\n3,1,1,1\n", 1,
@@ -175,7 +175,7 @@ class ImportTest(unittest.TestCase):
             (openface, face_ids + "2,1,1,1,2147483648\n", 1, '-:3: column "face_id": 2147', 2),
             # Person 4 may have come behind the bad row, so is not said to be not seen.
             (openface, face_ids + "2,1,1,1,3\n2,1,?,1,5\n", 1, '-:4: column "confidence": "?"', 3),
-            (openface, OPENFACE + ",success", 1, '-:1: column "success": is there twice', 0),
+            (openface, OPENFACE + ",success", 1, '-:1: column "success": occurs twice', 0),
             (openface, "frame,confidence,success", 1, '-:1: lacks the column "timestamp"', 0),
             (openface, "", 1, "-: has no line with the names", 0),
             (pyfeat, PYFEAT, 1, "-:1: must have either", 0),
