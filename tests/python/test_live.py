@@ -179,7 +179,7 @@ def test_steps_in_a_callback_are_those_of_the_graph() -> None:
         state = one.update(7, steps)
         other.update(7, smiling())
         assert numbers(other.not_seen(7)) == numbers(state)
-    with pytest.raises(RuntimeError, match="in the callback alone"):
+    with pytest.raises(RuntimeError, match="only in the callback"):
         kept[0].state
 
 

@@ -246,7 +246,7 @@ def test_any_log_can_be_replayed(scene: pathlib.Path) -> None:
         zorvel.replay([lines[1], lines[2], {**dicts[3], "person": "one"}])
     error = raised.value
     assert (error.file, error.line, error.key, error.results.ambiance.rows) == (None, 3, "person", 2)
-    with pytest.raises(TypeError, match="nothing that a recording holds"):
+    with pytest.raises(TypeError, match="not something that a recording holds"):
         zorvel.replay([{"time": object()}])
 
 
