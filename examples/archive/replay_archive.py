@@ -147,7 +147,7 @@ def main() -> int:
         print(f"interrupted: {len(done.lines)} of {len(recordings)} are done; the same command goes "
               "on from there", file=sys.stderr)
         return 130
-    if any(identity in done.lines for identity in recordings):  # else there is nothing to tell
+    if any(identity in done.lines for identity in recordings):  # else there is nothing to report
         write_table(options.output, recordings, done)
     if failed:
         print(f"{len(failed)} of {len(recordings)} recordings failed; the same command tries them "

@@ -108,7 +108,7 @@ def test_what_is_read_is_written_as_it_was(scene: pathlib.Path, tmp_path: pathli
         three = zorvel.replay(clocked(events)).timeline
         for column in one:
             numpy.testing.assert_array_equal(one[column], two[column])
-            if column != "seconds":  # a header tells where they count from
+            if column != "seconds":  # a header says where they count from
                 numpy.testing.assert_array_equal(one[column], three[column])
     assert copies[0].read_text().startswith('{"event":"header","version":1')
     assert (tmp_path / "one.jsonl").stat().st_mode & 0o777 == 0o666 & ~umask()
@@ -383,7 +383,7 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
             assert abs(change) >= 0.1
 
 
-def test_what_was_not_measured_is_told(tmp_path: pathlib.Path) -> None:
+def test_what_was_not_measured_is_shown(tmp_path: pathlib.Path) -> None:
     path = tmp_path / "calm.jsonl"
     calm = {"expressions": {"calm": {"value": 1, "confidence": 1}}}
     path.write_text("".join(json.dumps({"time": k * 10**8, "event": "observation", "person": 1, **calm})

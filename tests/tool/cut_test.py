@@ -154,7 +154,7 @@ class CutTest(unittest.TestCase):
         # So are its explanations, which count what is remembered.
         self.assertEqual(*(self.run_tool("explain", text, "--at", "100.5").stdout
                            for text in (cut, self.scene)))
-        # The scopes of a table open behind the states, also those that begin earlier.
+        # The scopes of a table open after the states, even those that begin earlier.
         told = self.replayed(self.annotated(cut, table("1,new,99,101", "2,new,100,101")))[1]
         for person in "12":
             times = [row["seconds"] for row in self.whole[0]
@@ -189,7 +189,7 @@ class CutTest(unittest.TestCase):
             result = self.run_tool("replay", bad, "-q", "-o", self.folder / "results")
             self.assertIn(message, result.stderr.decode())
             self.assertEqual(result.returncode, 1)
-        # Whatever byte is another: refused, or the number is the same all the same.
+        # Whichever byte is changed: it is refused, or the number stays the same.
         text = bytearray()
         for place in range(begin, len(good) - 2, len(good) // 500):
             other = bytes([good[place] ^ 1])
@@ -219,7 +219,7 @@ class CutTest(unittest.TestCase):
                           if b'"observation"' in text or b'"not_seen"' in text], expected)
 
     def test_one_person_under_several_ids(self):
-        # Person 1 of the scene is 9 for a while, as a tracker tells it that never lets go of an id.
+        # Person 1 of the scene is 9 for a while, to a tracker that never lets go of an id.
         split = []
         for text in self.scene.splitlines(keepends=True):
             event = json.loads(text)

@@ -14,7 +14,7 @@ TIERS = {  # the tier, whom it is about, the type: where each annotation begins 
 
 
 def document(head="", tiers=TIERS):
-    """A document of ELAN, its annotations numbered in the order in which they stand."""
+    """A document of ELAN, its annotations numbered in order."""
     number = 0
     text = f'<?xml version="1.0" encoding="UTF-8"?>\n{head}<ANNOTATION_DOCUMENT>\n<TIME_ORDER>\n'
     for slot, time in enumerate(SLOTS, 1):
@@ -45,7 +45,7 @@ BIDS = "onset\tduration\ttrial_type\n1\t1\tsmiles\n1.5\t0\tbroad\n2\t1\tsmiles\n
 
 class ElanTest(FolderTest):
     def annotated(self, file, text, *options, recording=None):
-        """The lines that open and close scopes, and what is told."""
+        """The lines that open and close scopes, and what is reported."""
         (self.folder / file).write_text(text)
         told = run("annotate", "-", file, *options, cwd=self.folder, input=recording or lines(
             line(0, "not_seen", person=1), line(3, "not_seen", person=2), line(6, "not_seen", person=1)))

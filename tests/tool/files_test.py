@@ -72,7 +72,7 @@ class FilesTest(FolderTest):
                 self.assertEqual(self.recording.read_bytes(), self.lines)
         self.assertFalse((self.folder / "of-one" / "scopes.csv").exists())
 
-    def test_what_is_no_plain_file_is_written_through(self):
+    def test_what_is_not_a_plain_file_is_written_through(self):
         fifo, target, link = (self.folder / name for name in ("fifo", "target", "link"))
         os.mkfifo(fifo)
         with subprocess.Popen(["cat", fifo], stdout=subprocess.PIPE) as reader:
