@@ -179,7 +179,7 @@ using UseOfRow = std::function<void(Time, const Event&, const Row&)>;
 /// event it calls `use` with the clock's time and what came of the event. Returns what ended it
 /// early, if anything did; everything up to there has been passed to `use`. Stops after the first
 /// event that is later than `until` after second 0. Throws what `use` throws, and what the
-/// source throws that is no std::exception.
+/// source throws that is not a std::exception.
 std::optional<Failure> playAll(const EventSource& source, Forces forces, const UseOfRow& use,
                                Time::duration until = Time::duration::max());
 

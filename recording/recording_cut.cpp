@@ -36,7 +36,7 @@ bool RecordingCut::next(fmt::memory_buffer& text) {
   return false;
 }
 
-/// Returns whether the event is not yet behind the span.
+/// Returns whether the event is not yet after the span.
 bool RecordingCut::follow(Event& event, fmt::memory_buffer& text) {
   const bool isFirst = _clock.advance(event.time);
   if (now() > _span.to) {

@@ -79,7 +79,7 @@ class RecordingCut {
   /// The last interval of each person, with and without being seen.
   std::map<std::pair<std::int32_t, bool>, Time::rep> _intervals;
   bool _hasBegun = false;
-  /// Whether the last event is kept, and with it the blank lines behind it.
+  /// Whether the last event is kept, and with it the blank lines after it.
   bool _isKept = false;
   bool _hasEvents = false;
 };

@@ -56,7 +56,7 @@ void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<
 }  // namespace
 
 std::string insideElement(std::string_view json) {
-  // "<" stands in texts alone, where its escape means the same.
+  // "<" occurs only in texts, where its escape means the same.
   std::string safe;
   safe.reserve(json.size());
   for (const char character : json) {

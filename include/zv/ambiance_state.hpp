@@ -49,7 +49,7 @@ class ZV_API AmbianceState {
   /// lock.
   void _setAmbientActivityLevel(float level);
 
-  /// All numbers as they stand.
+  /// All numbers as they are now.
   Saved save() const;
   /// Takes saved numbers in place of its own. Throws std::invalid_argument when one of them is
   /// beyond its range or NaN; then nothing has changed.

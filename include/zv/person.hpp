@@ -32,8 +32,8 @@ class ZV_API Person {
   /// Reads no clock: what has grown too old is forgotten with the next update.
   Person(std::int32_t id, const SavedPerson& saved);
 
-  /// Everything that is known of the person but the identifier, as it stands. Forgets nothing and
-  /// reads no clock. Throws std::bad_alloc.
+  /// Everything that is known now of the person but the identifier. Forgets nothing and reads no
+  /// clock. Throws std::bad_alloc.
   SavedPerson save() const;
 
   /// One perception cycle: files the observation into the memory, updates the body language, then

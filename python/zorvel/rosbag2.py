@@ -44,7 +44,7 @@ _TYPES = {kind.rpartition("/")[2] for kind in LAYOUTS}
 _MAGIC = b"\x89MCAP0\r\n"
 _FOOTER, _SCHEMA, _CHANNEL, _MESSAGE, _CHUNK, _CHUNK_INDEX, _DATA_END = 2, 3, 4, 5, 6, 8, 15
 
-# What SQLite says may quote a name that is no UTF-8.
+# What SQLite says may quote a name that is not UTF-8.
 _SQLITE_ERRORS = (sqlite3.Error, UnicodeDecodeError)
 
 

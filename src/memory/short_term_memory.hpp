@@ -74,7 +74,7 @@ class ShortTermMemory {
     _entries.push_back(entry);
   }
 
-  /// The entries as they stand, youngest first. Nothing is forgotten and no lock is taken: the
+  /// The entries as they are, youngest first. Nothing is forgotten and no lock is taken: the
   /// owner of the person serialises the iteration.
   const std::vector<Entry>& entries() const { return _entries; }
 

@@ -301,7 +301,7 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
     assert zorvel.what_mattered(scene, ["smile", "gaze"]) == [
         json.loads(line) for line in tool("explain", scene, "--json", "--without", "smile",
                                           "--without", "gaze").splitlines()]
-    with pytest.raises(ValueError, match='"laugh" is no field'):
+    with pytest.raises(ValueError, match='"laugh" is not a field'):
         zorvel.what_mattered(scene, ["laugh"])
     with pytest.raises(ValueError, match="at: excludes begin and end"):
         zorvel.explain(scene, at=1.0, end=2.0)
