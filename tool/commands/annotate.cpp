@@ -74,8 +74,8 @@ each visit gets a scope of that name. If a scope does not fit, nothing is writte
 
 SCOPES may also be a file of ELAN (.eaf), events that BORIS exports, or the events.tsv of BIDS,
 whose seconds are the film's. There, an annotation gives the scope its name, and its subject is the
-person. An annotation made while its person is not there is left out, and reported with its tier and
-time.
+person. An annotation at a time when its person is not there is left out, and reported with its tier
+and time.
 
 Examples:
   zorvel annotate meeting.jsonl phases.csv | zorvel replay - --output results

@@ -277,7 +277,7 @@ Examples:
   zorvel explain meeting.jsonl --without all)");
   const auto options = std::make_shared<ExplainOptions>();
   command.addRecording(options->recording);
-  command.addPerson(options->time.person, "This person alone");
+  command.addPerson(options->time.person, "Only this person");
   command.addTime("--at", options->time.at, "The moment");
   command.addTime("--from", options->time.from, "Where the span begins").excludes("--at");
   command.addTime("--to", options->time.to, "Where it ends, inclusive").excludes("--at");

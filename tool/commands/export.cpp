@@ -52,7 +52,7 @@ Example:
       .add("--series", options->files.series,
            "Write a CSV file for the viewer of time series: each cycle of one person")
       .type("FILE");
-  command.addPerson(options->files.person, "This person alone");
+  command.addPerson(options->files.person, "Only this person");
   command.addOutputFile(options->files.document, "The document to write");
   command.setAction([options] { exportRecording(*options); });
 }

@@ -133,8 +133,8 @@ void addPyFeat(Command importCommand) {
 void addImport(Command tool) {
   Command command = tool.addSubcommand(
       "import", "Turn a file of face analysis into a recording, ready to be replayed",
-      R"(Each frame gives an observation for each person with a face in it; persons seen before and
-not in it are not seen or, after a gap, removed. At its end, an import reports on standard error
+      R"(Each frame gives an observation for each person with a face in it; persons seen before, but
+not in it, are not seen or, after a gap, removed. At its end, an import reports on standard error
 what it made, what the file could not give, and which times look wrong.
 
 Example:

@@ -60,8 +60,8 @@ void addInfo(Command tool) {
   late      the line's time minus the reading's own
   repeated  readings with the time of one that is still remembered; they are dropped
   future    readings with a later time than their line's
-  expired   readings that come when they are older than the memory keeps; what looks wrong says
-            how long that is
+  expired   readings that are too old for the memory when they come; what looks wrong says how long
+            the memory keeps them
   zero      the share of all values of that number that are 0
 Medians are within 0.4 %: they are taken from a histogram, so that memory does not grow with the
 recording. A bad line ends the reading; what the lines before it hold is still printed.
