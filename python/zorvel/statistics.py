@@ -346,7 +346,7 @@ def agreement(quantity: pandas.Series, rating: pandas.Series, *, rate: float = 4
 
     Both series have the seconds of the film as their index, at any rate; they are compared on a grid
     of `rate` values a second, by the mean of each interval. A rating with fewer values a second needs
-    a lower `rate`. Raters are late: the `lag`, up to `max_lag` seconds, is the one with the greatest
+    a lower `rate`. Raters are late: the `lag`, within `max_lag` seconds, is that of the greatest
     concordance; where it is above 0, the rating follows. This search makes the agreement of a short
     series look better than it is, which the interval does not take into account.
 
