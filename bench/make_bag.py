@@ -25,7 +25,7 @@ class Message(NamedTuple):
 
 
 class Cdr:
-    """Writes a message, each number aligned to its size behind a header of 4 bytes."""
+    """Writes a message, each number aligned to its size after a header of 4 bytes."""
 
     def __init__(self, order: str = "<") -> None:
         self._order = order
@@ -63,7 +63,7 @@ def ids(time: int, topic: str, *listed: str, order: str = "<") -> Message:
 
 
 def shown(time: int, face: str, joy: float) -> Iterator[Message]:
-    """What recognisers tell of a face that smiles so much."""
+    """What recognisers say of a face that smiles so much."""
     told = {"expression": ("Expression", Cdr().header(time).text("happy").put("fff", 0.5, 0.0, joy)),
             "facs": ("FacialActionUnits", Cdr().header(time).put(
                 "f" * 198, *(0.6 * joy if unit in (6, 12) else 0.1 for unit in range(99)), *[0.9] * 99)),
@@ -82,7 +82,7 @@ def text(time: int, topic: str, value: str) -> Message:
 def scene(seconds: float, people: int, rate: float = 30.0, every: int = 0,
           stay: float = math.inf) -> Iterator[Message]:
     """People who look about in front of a camera; each frame has all of them, with their gazes. What their
-    faces show is told in every so many frames. After so many seconds, each gives way to somebody new."""
+    faces show is sent in every so many frames. After so many seconds, each gives way to somebody new."""
     optical = (-0.5, 0.5, -0.5, 0.5)
     yield transforms(START, ("camera_link", "optical", (0.0, 0.0, 0.0, *optical)), topic="/tf_static")
     names = [""] * people

@@ -45,7 +45,7 @@ def main() -> None:
     parser.add_argument("--people", type=int, default=6)
     parser.add_argument("--faces", type=int, default=3, help="every so many frames, what faces show")
     parser.add_argument("--stay", type=float, default=3600.0, help="seconds until somebody new comes")
-    parser.add_argument("--states", help="a file for the states that are received, one in a line")
+    parser.add_argument("--states", help="a file for the states that are received, one per line")
     options = parser.parse_args()
     rospy.init_node("scene")
     warnings.simplefilter("ignore", SyntaxWarning)  # of publishers that send at once, without a queue
@@ -88,7 +88,7 @@ def main() -> None:
             decoders.setdefault(kind, Decoder(kind))
         publisher = publishers[sent.topic]
         publisher.publish(filled(publisher.data_class(), decoders[kind].decode(sent.data)))
-        if sent.topic.endswith("/face_id"):  # who has gone takes their topics along
+        if sent.topic.endswith("/face_id"):  # somebody who has gone takes their topics along
             gone = int(sent.topic.split("/")[3][1:]) - options.people
             for topic in [topic for topic in publishers if f"/f{gone:04}/" in topic or f"/p{gone}/" in topic]:
                 publishers.pop(topic).unregister()

@@ -3,8 +3,8 @@
 
 Each run simulates people whose series have a known mean, correlation or agreement, and whose
 neighbouring values depend on each other for `memory` seconds (the correlation falls to 1/e). A row
-says of how many runs the interval of 95 % held the truth; of rows that are called false positives, how
-many runs had a p below 0.05 where there was nothing.
+says in how many runs the interval of 95 % held the truth; a row of false positives, in how many p was
+below 0.05 where there was nothing.
 """
 
 from __future__ import annotations

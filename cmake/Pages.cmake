@@ -1,4 +1,4 @@
-# How web pages are made of the modules and styles in pages/.
+# How web pages are made from the modules and styles in pages/.
 
 find_program(ESBUILD esbuild REQUIRED)
 mark_as_advanced(ESBUILD)

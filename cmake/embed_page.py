@@ -75,7 +75,7 @@ def main(output, header, function, reasons, page, folder, *bundle):
         digests = (hashlib.sha256(text.encode()).digest() for text in inline)
         sources[element] = " ".join(f"'sha256-{base64.b64encode(digest).decode()}'"
                                     for digest in digests)
-    # What may run stands last, so that a server can add to it.
+    # What may run comes last, so that a server can add to it.
     policy = (f"default-src 'none'; style-src {sources['style']}; connect-src 'self'; "
               "base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
               f"script-src {sources['script']}")

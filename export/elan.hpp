@@ -11,7 +11,7 @@
 
 namespace zorvel {
 
-/// What ELAN gets of a recording.
+/// What ELAN gets from a recording.
 struct ElanFiles {
   /// The document, which names the film if that is not empty.
   std::string document = "-";
@@ -23,7 +23,7 @@ struct ElanFiles {
 };
 
 struct ElanOutcome {
-  /// What is not in the files, a sentence each; empty if everything is.
+  /// What is not in the files; empty if everything is.
   std::string leftOut;
   /// What ended the recording early; the files have everything before.
   std::optional<Failure> failure;

@@ -19,7 +19,7 @@ namespace zorvel {
 
 namespace {
 
-/// The text as it stands in a value or an attribute. What XML cannot hold becomes U+FFFD.
+/// The text, escaped for a value or an attribute. What XML cannot hold becomes U+FFFD.
 std::string escaped(std::string_view text) {
   constexpr std::string_view replacement = "\xEF\xBF\xBD";
   std::string xml;
@@ -48,7 +48,7 @@ std::string escaped(std::string_view text) {
   return xml;
 }
 
-/// A path as it stands in a URL.
+/// A path, escaped for a URL.
 std::string percentEncoded(const std::string& path) {
   std::string url;
   for (const char character : path) {
@@ -169,7 +169,7 @@ std::vector<ElanTiers::Tier> ElanTiers::tiers(std::size_t& leftOut) const {
     for (const auto& [kind, stretches] :
          {std::pair("mood", &person.moods), std::pair("visits", &person.visits)}) {
       std::vector<Annotation> annotations = annotationsOf(*stretches, leftOut);
-      // One ends where the next begins, also when both are rounded.
+      // One ends where the next begins, even when both are rounded.
       for (std::size_t next = 1; next < annotations.size(); ++next) {
         Annotation& last = annotations[next - 1];
         annotations[next].begin = std::max(annotations[next].begin, last.begin + 1);
@@ -185,7 +185,7 @@ std::size_t ElanTiers::write(fmt::memory_buffer& text, Time secondZero, const st
                              const std::string& output) const {
   std::size_t leftOut = 0;
   const std::vector<Tier> all = tiers(leftOut);
-  // By time; ends before the begins of the same time.
+  // By time; at one time, ends come before starts.
   std::vector<std::tuple<std::int64_t, bool, std::size_t>> edges;
   std::size_t count = 0;
   for (const Tier& tier : all) {

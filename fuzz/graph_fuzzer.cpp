@@ -68,7 +68,7 @@ class Host {
   std::string run() {
     const ku::ClockScope scope(_clock);
     while (_input.remaining_bytes() > 0) {
-      // A failing clock may leave an entry standing twice, which no restart does.
+      // A failing clock may leave an entry there twice, which no restart does.
       if (_restarts == Restarts::BeforeEachStep && !_clock.hadFault) restart();
       try {
         act();
@@ -275,7 +275,7 @@ class Host {
   template <typename Channel>
   void requireSorted(const Channel& channel) {
     note(channel.entries().size());
-    if (_clock.hadFault) return;  // may have left an entry standing twice
+    if (_clock.hadFault) return;  // may have left an entry there twice
     for (std::size_t index = 1; index < channel.entries().size(); ++index) {
       require(channel.entries()[index - 1] > channel.entries()[index],
               "a memory is not sorted or not unique");

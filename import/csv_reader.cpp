@@ -15,7 +15,7 @@
 namespace zorvel {
 namespace {
 
-// No measurement comes near, and nothing that is computed from two such leaves a 32-bit float.
+// No measurement comes near, and what is computed from two such numbers fits into a 32-bit float.
 constexpr double largestNumber = 1e30;
 
 }  // namespace
@@ -78,7 +78,7 @@ void CsvReader::split() {
     _cells.push_back(std::string_view(_line).substr(first + 1, quote - first - 1));
     end = std::min(_line.find_first_not_of(blanks(), quote + 1), _line.size());
     if (end < _line.size() && _line[end] != _separator) {
-      failAt("", fmt::format("text behind the closing quote of cell {}", _cells.size()));
+      failAt("", fmt::format("text after the closing quote of cell {}", _cells.size()));
     }
   }
 }
@@ -87,7 +87,7 @@ CsvReader::Column CsvReader::findExactly(std::string_view name) const {
   Column found;
   for (std::size_t column = 0; column < _names.size(); ++column) {
     if (_names[column] != name) continue;
-    if (found) fail(found, "is there twice");
+    if (found) fail(found, "occurs twice");
     found = column;
   }
   return found;

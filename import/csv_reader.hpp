@@ -14,12 +14,12 @@
 namespace zorvel {
 
 /// Reads a CSV file whose first line names its columns, row by row in constant memory. Commas,
-/// semicolons or tabs separate the cells; where it is not commas, a number may have a decimal
-/// comma. Blanks around a cell do not count, cells may be quoted as in RFC 4180 but not span lines,
+/// semicolons or tabs separate the cells; where commas do not, a number may have a decimal comma.
+/// Blanks around a cell do not count, cells may be quoted as in RFC 4180 but not span lines, and
 /// blank lines are skipped. Whatever is wrong is thrown as Failure with file, line and column.
 class CsvReader {
  public:
-  /// Where a column stands; nothing when the file does not have it.
+  /// The place of a column; none when the file does not have it.
   using Column = std::optional<std::size_t>;
 
   /// Opens the file as a LineReader does, and reads the names.

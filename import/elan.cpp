@@ -22,7 +22,7 @@ constexpr int deepest = 100;
 using Parser = std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)>;
 
 /// Takes the parts of a document as they come, and puts them together at its end, as what an
-/// annotation refers to may stand behind it.
+/// annotation refers to may come after it.
 class ElanDocument {
  public:
   ElanDocument(const LineReader& lines, XML_Parser parser) : _lines(lines), _parser(parser) {
@@ -55,7 +55,7 @@ class ElanDocument {
     const auto status = XML_Parse(_parser, text.data(), static_cast<int>(text.size()), isLast);
     if (_failure != nullptr) std::rethrow_exception(_failure);
     if (status == XML_STATUS_ERROR) {
-      fail(fmt::format("is no XML: {}", XML_ErrorString(XML_GetErrorCode(_parser))));
+      fail(fmt::format("is not XML: {}", XML_ErrorString(XML_GetErrorCode(_parser))));
     }
   }
 
@@ -119,7 +119,7 @@ class ElanDocument {
       return std::string(valueOf(attributes, attribute));
     };
     if (std::exchange(_isRoot, false) && name != "ANNOTATION_DOCUMENT") {
-      fail("is no document of ELAN");
+      fail("is not a document of ELAN");
     }
     if (name == "HEADER") {
       const std::string unit = value("TIME_UNITS");
@@ -160,7 +160,7 @@ class ElanDocument {
     const char* const last = text.data() + text.size();
     if (const auto read = std::from_chars(text.data(), last, milliseconds);
         read.ec != std::errc() || read.ptr != last) {
-      fail(fmt::format("{} is no time in milliseconds", inQuotes(text)));
+      fail(fmt::format("{} is not a time in milliseconds", inQuotes(text)));
     }
     _slots[std::move(slot)] = boost::chrono::milliseconds(milliseconds);
   }
@@ -181,7 +181,7 @@ class ElanDocument {
   std::string _type;
   std::map<std::string, std::string> _tiers;
   std::vector<Entry> _entries;
-  /// Where the annotation of an id stands among the entries.
+  /// The place of the annotation of an id among the entries.
   std::unordered_map<std::string, std::size_t> _places;
   std::unordered_map<std::string, Time::duration> _slots;
   /// How the annotations of a linguistic type belong to those that they refer to.

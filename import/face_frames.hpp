@@ -19,8 +19,8 @@
 
 namespace zorvel {
 
-/// Makes a recording of faces. Those of one time are a frame; it tells of each person who is known,
-/// whether seen, not seen or gone.
+/// Makes a recording of faces. Those of one time are a frame, which says of each known person
+/// whether they are seen, not seen or gone.
 class FaceFrames {
  public:
   FaceFrames(const CsvReader& rows, const ImportOptions& options, const EventSink& use);
@@ -35,11 +35,11 @@ class FaceFrames {
 
   /// Ends the last frame.
   void finish() { endFrame(true); }
-  /// The same when the rest cannot be read: who is not in the frame may have been about to come.
+  /// The same when the rest cannot be read: a person not in the frame may have been about to come.
   void abandon() { endFrame(false); }
 
-  /// Tells what was made. `facts` has the rows and what the format says of them; `hasTimestamps`
-  /// tells that the times come from the file, not from a rate of frames. Throws Failure when no row
+  /// Reports what was made. `facts` has the rows and what the format says of them; `hasTimestamps`
+  /// says that the times come from the file, not from a rate of frames. Throws Failure when no row
   /// has a face.
   void describe(ImportFacts& facts, bool hasTimestamps) const;
 

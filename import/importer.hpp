@@ -56,8 +56,8 @@ struct ImportFacts {
 
 /// Makes events of the rows of a file, by ascending time. `onProgress` is called when the columns
 /// are found to be those of the format, and after each row. Throws Failure when they are not, when
-/// the file cannot be read to its end, or when no row has a face: then `use` has got what the rows
-/// tell up to there. Throws what `use` and `onProgress` throw.
+/// the file cannot be read to its end, or when no row has a face; `use` then has the events of the
+/// rows before. Throws what `use` and `onProgress` throw.
 using Importer = ImportFacts(CsvReader& rows, const ImportOptions& options, const EventSink& use,
                              const std::function<void()>& onProgress);
 
@@ -68,8 +68,8 @@ Importer importOpenFace;
 Importer importPyFeat;
 
 /// Imports into a recording whose header says `source`, without committing it. `onProgress` is
-/// called as by an Importer. Of a file of the format that fails later, standard output keeps what
-/// the rows before gave.
+/// called as by an Importer. When a file of the format fails later, standard output keeps what the
+/// rows before gave.
 ImportFacts importInto(TextOutput& recording, std::string_view source, Importer& importRows,
                        CsvReader& rows, const ImportOptions& options,
                        const std::function<void()>& onProgress);

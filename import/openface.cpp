@@ -88,7 +88,7 @@ class OpenFaceImport {
       // The first frame is at 0 whatever the rate.
       frames.setTime(0.0, _frame);
     } else {
-      _rows.fail(_timestamp, "every timestamp is 0; --fps must tell the frames per second");
+      _rows.fail(_timestamp, "every timestamp is 0; --fps must give the frames per second");
     }
   }
 

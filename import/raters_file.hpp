@@ -15,12 +15,12 @@ namespace zorvel {
 /// What a rater said of a stretch of a film.
 struct Annotation {
   std::uint64_t line;
-  /// Of ELAN; elsewhere what was said.
+  /// ELAN's tier; elsewhere, what was said.
   std::string tier;
   /// Whom it is about; empty where that is not said.
   std::string subject;
   std::string text;
-  /// Since the film's second 0. None for what has no time of its own.
+  /// Since the film's second 0. None for an annotation without a time of its own.
   std::optional<Time::duration> begin;
   std::optional<Time::duration> end;
 };

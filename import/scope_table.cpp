@@ -160,13 +160,13 @@ class AnnotationChoice {
     if (given != _chosen.subjects.end() && given->second) return *given->second;
     const auto number = readPerson(subject);
     if (!number) {
-      fail(annotation, fmt::format("is about {0}, who is no number; --subject {1}=N gives one",
+      fail(annotation, fmt::format("is about {0}, not a number; --subject {1}=N gives one",
                                    inQuotes(subject), printable(subject)));
     }
     return *number;
   }
 
-  /// What one annotation ends at and the next of that name begins at belongs to the next.
+  /// Where one annotation ends and the next of that name begins, that moment belongs to the next.
   static void partNeighbours(std::vector<ScopeOfTable>& scopes) {
     std::map<std::tuple<std::int32_t, std::string, ScopeOfTable::Moment>, ScopeOfTable*> ends;
     for (ScopeOfTable& scope : scopes) {

@@ -19,7 +19,7 @@ struct ChosenAnnotations {
   std::vector<std::string> tiers;
   /// All when there is none; a number where the subject's name is not that of the person.
   std::map<std::string, std::optional<std::int32_t>> subjects;
-  /// Whose those are that name no subject.
+  /// The person of annotations that name no subject.
   std::optional<std::int32_t> person;
 };
 
@@ -36,7 +36,7 @@ struct ScopesOfFile {
 ScopesOfFile readScopes(const std::string& file, Time::duration offset,
                         const ChosenAnnotations& chosen, const WaitForInput& waitForInput);
 
-/// Reads the number of a person; none when it is no whole number of 32 bits.
+/// Reads the number of a person; none when it is not a whole number of 32 bits.
 std::optional<std::int32_t> readPerson(std::string_view text);
 
 }  // namespace zorvel

@@ -136,7 +136,7 @@ class Findings {
     }
   }
 
-  /// The unit that such times are probably in; empty when it cannot be told.
+  /// The unit that such times are probably in; empty when that is unclear.
   std::string_view timeUnit(std::int64_t interval) const {
     const auto unit = coarserUnit(_facts.highestTime.time_since_epoch().count());
     if (!unit.empty()) return unit;

@@ -33,7 +33,7 @@ std::string formatDate(Time time) {
   return fmt::format("{:%Y-%m-%d %H:%M:%S}.{:03} UTC", fmt::gmtime(whole.count()), rest.count());
 }
 
-/// Cycles a second, by the median interval; 0 where there is none.
+/// Cycles per second, by the median interval; 0 where there is none.
 double rate(const PersonFacts& person) {
   const std::int64_t interval = person.intervals.median();
   return interval > 0 ? 1e9 / static_cast<double>(interval) : 0.0;

@@ -122,7 +122,7 @@ inline constexpr std::tuple knownColumns{
     Column{"attention", [](const StateRow& row) { return row.isKnown[1]; }},
     Column{"ease", [](const StateRow& row) { return row.isKnown[2]; }}};
 
-/// Whether something measured moved each value in the cycle, of which summaries tell the share.
+/// Whether something measured moved each value in the cycle; summaries give the share.
 inline constexpr std::tuple measuredColumns{
     Column{"valence_measured", [](const StateRow& row) { return row.isMeasured[0]; }},
     Column{"attention_measured", [](const StateRow& row) { return row.isMeasured[1]; }},

@@ -32,7 +32,7 @@ void append(fmt::memory_buffer& text, Time::duration duration) {
   fmt::format_to(std::back_inserter(text), ".{:0{}}", rest, digits);
 }
 
-/// What is not there is an empty cell.
+/// A missing value is an empty cell.
 template <typename Value>
 void append(fmt::memory_buffer& text, const std::optional<Value>& value) {
   if (value) append(text, *value);

@@ -76,7 +76,7 @@ std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
                                const std::function<void()>& onProgress) {
   const ExplainedTime& explained = explainer.explained();
   ReplayClock events;
-  ReplayClock cycles;  // of those whom it is about
+  ReplayClock cycles;  // of the persons to explain
   const auto follow = [&](const Event& event) {
     events.advance(event.time);
     if (isCycle(event) && explainer.isAbout(*personOf(event))) {
@@ -107,7 +107,7 @@ std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
   if (!explainer.persons().empty()) return std::nullopt;
   try {
     while (const auto event = recording.next()) follow(*event);
-  } catch (const BadLine&) {  // what comes after it cannot be told
+  } catch (const BadLine&) {  // what comes after it is not known
   }
   const std::string who =
       explained.person ? fmt::format("person {} has no", *explained.person) : "nobody has a";

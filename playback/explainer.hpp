@@ -70,8 +70,8 @@ class Explainer {
   std::optional<Time> _end;
 };
 
-/// The time from one to the other, in seconds. It is rounded up, so that a moment that is asked for
-/// with it has its cycle.
+/// The time from one to the other, in seconds. It is rounded up, so that the moment that it names
+/// includes the cycle.
 std::string formatSeconds(Time from, Time to);
 
 /// Explains a recording. `onProgress` is called after each event. Returns what ended it early, if

@@ -12,15 +12,15 @@
 namespace zorvel {
 
 /// Appends why a person's state moved, in one cycle or in a span, as a JSON object on a line of its
-/// own. Of a moment, the readings behind each reason belong to it.
+/// own. For a moment, it includes the readings behind each reason.
 void appendExplanationLine(fmt::memory_buffer& text, std::int32_t person,
                            const Explainer& explainer);
 
-/// The same of one of the greatest changes.
+/// The same for one of the greatest changes.
 void appendExplanationLine(fmt::memory_buffer& text, const ExplainedChange& change,
                            Time secondZero);
 
-/// What a field mattered to a person.
+/// How much a field mattered to a person's state.
 void appendExplanationLine(fmt::memory_buffer& text, const Mattered& row);
 
 }  // namespace zorvel

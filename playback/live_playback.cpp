@@ -17,7 +17,7 @@ constexpr std::string_view isLeftOut = "such readings are left out";
 
 double secondsSince(Time time) { return inSeconds(between(time, ku::SystemClock::now())); }
 
-/// Whether something goes wrong in single lines, and is told there.
+/// Whether something goes wrong in single lines, and is reported with them.
 bool isToldByLine(const Finding& finding) {
   return finding.kind == "time_backwards" || finding.kind == "time_jump" ||
          finding.kind == "scopes";
@@ -91,7 +91,8 @@ Row LivePlayback::play(Event event, std::uint64_t line) {
 
 std::vector<Finding> LivePlayback::findings() const {
   auto findings = findingsOf(_facts);
-  // Far readings have been told of by line; on the system's clock the times have no unit.
+  // Far readings have been reported with their lines; so have, on the system's clock, times in
+  // another unit.
   const auto isTold = [this](const Finding& finding) {
     return isToldByLine(finding) || finding.kind == "future" || finding.kind == "expired" ||
            (_guard && finding.kind == "time_unit");

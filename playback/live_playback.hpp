@@ -51,24 +51,24 @@ struct LiveOptions {
   /// How far readings may be ahead of the clock; none where the clock is that of the lines, and all
   /// are used.
   std::optional<Time::duration> ahead;
-  /// Who was not observed for longer is removed; none for nobody.
+  /// Whoever was not observed for longer is removed; without it, nobody.
   std::optional<Time::duration> forget;
   Forces forces = Forces::Unwatched;
 };
 
-/// Plays events as they happen, without end: keeps out what lies in the future, forgets who has
-/// gone, and warns of what looks wrong. The clock is the calling thread's.
+/// Plays events as they happen, without end: keeps out what lies in the future, forgets people who
+/// have gone, and warns of what looks wrong. The clock is the calling thread's.
 class LivePlayback {
  public:
   /// `warn` gets a sentence for each thing that looks wrong with the event that is being played,
-  /// `played` each event that was played: those given, after the guard, and the removals of whom
-  /// the playback forgets.
+  /// `played` each event that was played: those given, after the guard, and the removals of people
+  /// whom the playback forgets.
   LivePlayback(const LiveOptions& options, const FarReadings::Warn& warn, EventSink played);
 
   /// Plays an event that came in the line of that number. Throws what the library throws.
   Row play(Event event, std::uint64_t line);
 
-  /// Removes who was not observed for too long. Every event does so, too.
+  /// Removes whoever was not observed for too long. Every event does so, too.
   void forgetUnseen();
 
   /// As Playback::save.
@@ -76,7 +76,7 @@ class LivePlayback {
 
   /// How many readings the guard left out.
   std::uint64_t leftOut() const { return _leftOut; }
-  /// What goes wrong in no single line, in the end.
+  /// At the end, what looks wrong, but in no single line.
   std::vector<Finding> findings() const;
 
  private:

@@ -10,7 +10,7 @@
 
 namespace zorvel {
 
-/// When one person had cycles, and which of them tell something new about the person.
+/// When one person had cycles, and which of them say something new about the person.
 class PersonCycles {
  public:
   void add(Time time, bool isSeen);

@@ -22,7 +22,7 @@
 
 namespace zorvel {
 
-/// Something that holds or not of the valence, of the attention and of the ease, in this order.
+/// Something that holds or not for the valence, the attention and the ease, in this order.
 using OfValues = std::array<bool, 3>;
 
 /// The state of a person after a cycle.
@@ -53,7 +53,7 @@ struct StateRow {
 
 enum class Forces { Unwatched, Watched };
 
-/// The row of a person as they stand.
+/// The row of a person's present state.
 StateRow stateRow(const ZV::Person& person, std::vector<ZV::Force> forces = {});
 
 /// A scope that was closed.
@@ -97,7 +97,7 @@ class Playback {
 
   /// Throws what the library throws; what the event did before stays done.
   Row play(const Event& event);
-  /// Everybody as they stand, and last the room.
+  /// The present state of everybody, and last of the room.
   std::vector<Restore> save() const;
 
  private:
@@ -124,7 +124,7 @@ class Playback {
   ZV::AmbianceState _room;
 };
 
-/// Tells rows where they stand in their recording.
+/// Gives rows their place in the recording.
 class RecordingRows {
  public:
   /// To be called for each event, with the time at which it was played and what it gave.
@@ -144,7 +144,7 @@ class RecordingRows {
   void follow(const Rename& rename);
 
   std::map<std::int32_t, Visit> _visits;
-  /// For the begins of open scopes.
+  /// For the starts of open scopes.
   KnownPeople _people;
 };
 
@@ -179,7 +179,7 @@ using UseOfRow = std::function<void(Time, const Event&, const Row&)>;
 /// event it calls `use` with the clock's time and what came of the event. Returns what ended it
 /// early, if anything did; everything up to there has been passed to `use`. Stops after the first
 /// event that is later than `until` after second 0. Throws what `use` throws, and what the
-/// source throws that is no std::exception.
+/// source throws that is not a std::exception.
 std::optional<Failure> playAll(const EventSource& source, Forces forces, const UseOfRow& use,
                                Time::duration until = Time::duration::max());
 

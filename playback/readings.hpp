@@ -20,7 +20,7 @@ struct FieldReadings {
   std::string_view field;
   /// How many there are: those remembered, or the one of the cycle.
   std::size_t count = 0;
-  /// The newest one: its time, and its numbers with their names. Of emotions those above 0.
+  /// The newest one: its time, and its numbers with their names; of emotions, only those above 0.
   Time time;
   std::vector<std::pair<std::string, float>> numbers;
 };

@@ -11,7 +11,7 @@
 
 namespace zorvel {
 
-/// What a quantity adds up to, over the cycles of those people of whom it was ever measured.
+/// What a quantity adds up to, over the cycles of the people for whom it was ever measured.
 struct QuantitySums {
   std::uint64_t count = 0;
   bool isMeasured = false;

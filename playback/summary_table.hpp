@@ -16,7 +16,7 @@
 namespace zorvel {
 
 /// The mean and the standard deviation of a quantity over all cycles, and its mean confidence.
-/// There is none of a quantity that was never measured, and no deviation of a single cycle.
+/// There is none for a quantity that was never measured, and no deviation for a single cycle.
 struct Spread {
   std::optional<double> mean;
   std::optional<double> deviation;

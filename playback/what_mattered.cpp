@@ -167,7 +167,7 @@ WhatMattered::WhatMattered(const std::vector<std::string>& names, unsigned int j
     if (left.erase(fieldKinds.at(field).name) > 0 || isEvery) _variants.emplace_back(field);
   }
   if (!left.empty()) {
-    throw std::invalid_argument(inQuotes(*left.begin()) + " is no field of an observation");
+    throw std::invalid_argument(inQuotes(*left.begin()) + " is not a field of an observation");
   }
 }
 

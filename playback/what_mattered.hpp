@@ -72,22 +72,22 @@ void writeMattered(const Mattered& row, Write write) {
 }
 
 /// Replays a recording beside its own replay, once without each of some fields, and compares. An
-/// observation stays one also when nothing is left of it.
+/// observation stays one even when nothing is left of it.
 class WhatMattered {
  public:
   /// Takes the names of the fields. As many threads play at once as there are jobs. Throws
-  /// std::invalid_argument when there is no field of a name.
+  /// std::invalid_argument when no field has one of the names.
   WhatMattered(const std::vector<std::string>& names, unsigned int jobs);
 
   /// Adds an event of the recording and what it gave with all fields. Throws what the library
   /// throws.
   void add(const Event& event, const Row& row);
-  /// By person; of each, the field without which all quantities together change most comes first.
+  /// By person; for each, the field without which all quantities together change most comes first.
   std::vector<Mattered> rows();
 
  private:
   struct Values {
-    /// Since second 0, where the recording tells it.
+    /// Since second 0, where the recording says it.
     Time::duration since;
     std::array<float, quantityCount> quantities;
     int mood;
@@ -116,7 +116,7 @@ class WhatMattered {
     ClockedPlayback playback{Forces::Unwatched};
     std::map<std::int32_t, Sums> persons;
   };
-  /// What tells why a field of a person changes nothing.
+  /// What shows why a field of a person changes nothing.
   struct Seen {
     std::uint64_t cycles = 0;
     std::array<std::uint64_t, fieldCount> readings{};

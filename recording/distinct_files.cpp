@@ -14,7 +14,7 @@ namespace {
 
 using FileId = std::pair<dev_t, ino_t>;
 
-/// None for what is no plain file, or is not there.
+/// None for anything but a plain file, or when it is not there.
 std::optional<FileId> fileId(const std::string& name, int standardStream) {
   struct stat status {};
   const int result = name == "-" ? fstat(standardStream, &status) : stat(name.c_str(), &status);
@@ -34,7 +34,7 @@ void requireDistinct(const std::vector<std::string>& inputs,
     const auto id = fileId(output, STDOUT_FILENO);
     if (!id || read.count(*id) == 0) continue;
     throw Failure((output == "-" ? "standard output" : printable(output)) +
-                  ": would be written over what is read from it");
+                  ": is an input, which would be overwritten");
   }
 }
 

@@ -67,7 +67,7 @@ struct Rename {
   std::int32_t person;
   std::int32_t to;
 };
-/// A person as they were saved.
+/// A person as saved.
 struct SavedPerson {
   std::int32_t id;
   ZV::SavedPerson known;
@@ -113,7 +113,7 @@ inline const SavedPerson* restoredPerson(const Event& event) {
   return restore == nullptr ? nullptr : std::get_if<SavedPerson>(&restore->state);
 }
 
-/// The person that the event is about, if it is about one; of a Rename, who is renamed.
+/// The person that the event is about, if it is about one; for a Rename, the old id.
 inline std::optional<std::int32_t> personOf(const Event& event) {
   return std::visit(
       [](const auto& what) -> std::optional<std::int32_t> {

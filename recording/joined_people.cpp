@@ -70,7 +70,7 @@ void JoinedPeople::observe(std::int32_t id, Time time, std::uint64_t line) {
   person.seen[id] = {time, line};
 }
 
-/// Returns whether the person is not there, rather than there under another id.
+/// Returns whether the person is gone, rather than there under another id.
 bool JoinedPeople::leave(std::int32_t id, bool isRemoved) {
   Person& person = _people.at(newId(id));
   person.seen.erase(id);

@@ -11,8 +11,8 @@
 namespace zorvel {
 
 /// Gives the people of a recording other ids, where a tracker gave one person several. Such a
-/// person is always where they were observed last: that they are gone from another of their ids
-/// says nothing.
+/// person goes by the id under which they were observed last; when another of their ids is gone,
+/// that says nothing.
 class JoinedPeople {
  public:
   /// The new ids by the old ones.
@@ -22,15 +22,15 @@ class JoinedPeople {
   explicit JoinedPeople(Ids ids = {});
 
   bool isEmpty() const { return _ids.empty(); }
-  /// Renames whom the event is about. Returns whether the event stays: a not_seen or a removal does
+  /// Renames the person of the event. Returns whether the event stays: a not_seen or a removal does
   /// not when the person was last observed under another id. Throws std::runtime_error, with the
   /// line of the other, when two ids that should be one person's are there at the same time: both
-  /// are observed at one moment, one is observed again although nothing has told that it was gone,
+  /// are observed at one moment, one is observed again although nothing has said that it was gone,
   /// or both use one scope.
   bool join(Event& event, std::uint64_t line);
 
  private:
-  /// When an id was last observed, if nothing has told since that it is gone.
+  /// When an id was last observed, if nothing has said since that it is gone.
   struct Seen {
     Time time;
     std::uint64_t line;

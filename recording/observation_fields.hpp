@@ -20,7 +20,7 @@ namespace zorvel {
 /// Which floats a text may have.
 enum class Floats {
   Finite,
-  Any,  ///< those that are not finite stand there as texts
+  Any,  ///< those that are not finite are written as texts
 };
 
 inline constexpr std::array<std::pair<std::string_view, float>, 3> nonFiniteFloats{

@@ -7,7 +7,7 @@
 
 namespace zorvel {
 
-/// The text as it may be shown on a terminal or stand in JSON, whoever chose it: control characters
+/// The text as it may be shown on a terminal or be in JSON, whoever chose it: control characters
 /// and bytes that are not UTF-8 become escapes, so "\x1b" stands for the escape character.
 std::string printable(std::string_view text);
 

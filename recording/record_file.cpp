@@ -17,7 +17,7 @@ RecordFile::RecordFile(const std::string& name, std::string_view header)
   struct stat status {};
   if (fstat(_descriptor, &status) != 0 || status.st_size > 0) {
     close(_descriptor);
-    throw Failure(printable(name) + ": is there and not empty");
+    throw Failure(printable(name) + ": exists and is not empty");
   }
   append(header);
 }
@@ -38,7 +38,7 @@ void RecordFile::append(std::string_view line) {
       rest.remove_prefix(static_cast<std::size_t>(count));
     } else if (errno != EINTR) {
       const int error = errno;
-      // What was written of the line would stand there as a bad one.
+      // What was written of the line would remain as a bad one.
       [[maybe_unused]] const int status = ftruncate(_descriptor, _size);
       throw systemFailure(_name, error);
     }

@@ -12,8 +12,8 @@ namespace zorvel {
 /// whole up to its last line whatever ends the process.
 class RecordFile {
  public:
-  /// Begins the file with the header, a line. Throws Failure when it cannot be written, or is there
-  /// and not empty.
+  /// Begins the file with the header, a line. Throws Failure when it cannot be written, or exists
+  /// and is not empty.
   RecordFile(const std::string& name, std::string_view header);
   RecordFile(const RecordFile&) = delete;
   RecordFile& operator=(const RecordFile&) = delete;

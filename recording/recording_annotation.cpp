@@ -69,12 +69,12 @@ void RecordingAnnotation::placeScopes() {
       failOrLeaveOut(scope, "begin", "is before the start of the recording");
       continue;
     }
-    if (end < begin) fail(scope, "end", "is before the begin");
+    if (end < begin) fail(scope, "end", "is before begin");
     _edges.push_back({begin, false, &scope});
     _edges.push_back({end, true, &scope});
   }
-  // Of edges at one time, those that begin come first: they stand before the events of that time,
-  // the others behind them.
+  // Of edges at one time, those that begin come first: they go before the events of that time, the
+  // others after them.
   std::stable_sort(_edges.begin(), _edges.end(), [](const Edge& left, const Edge& right) {
     return std::tie(left.time, left.isEnd) < std::tie(right.time, right.isEnd);
   });
@@ -159,7 +159,7 @@ void RecordingAnnotation::followRename(const Rename& rename, fmt::memory_buffer&
 }
 
 /// Ends the person's scopes. Those that cover something later begin anew with the next visit; when
-/// the person is restored, there must be none that are open.
+/// the person is restored, none may be open.
 void RecordingAnnotation::endVisit(std::int32_t person, bool isRestored, fmt::memory_buffer& text) {
   _visitors.erase(person);
   for (auto next = _current.lower_bound({person, ""});
@@ -169,7 +169,7 @@ void RecordingAnnotation::endVisit(std::int32_t person, bool isRestored, fmt::me
     const bool isCut = current.isOpen && timeOf(scope.end) > _clock.now();
     if (isCut && isRestored) {
       fail(scope, "end",
-           fmt::format("is after the restoring of person {} at {} s", person,
+           fmt::format("is after person {} is restored at {} s", person,
                        formatSeconds(secondsOf(_clock.now()))));
     }
     if (isCut) _outcomes[&scope].isParted = true;
@@ -178,7 +178,7 @@ void RecordingAnnotation::endVisit(std::int32_t person, bool isRestored, fmt::me
   }
 }
 
-/// No scope of the table must be open whose name the recording itself opens or closes.
+/// No scope of the table may be open when the recording itself opens or closes one of that name.
 void RecordingAnnotation::requireClosed(const Key& key) const {
   const auto current = _current.find(key);
   if (current != _current.end() && current->second.isOpen) failOverlapping(*current->second.scope);

@@ -29,9 +29,9 @@ struct ScopeOfTable {
   std::int32_t person;
   std::string scope;
   Moment begin;
-  /// Itself included.
+  /// Inclusive.
   Moment end;
-  /// Where a rater said it; empty in a table of scopes. A rater's scope that does not fit the
+  /// The tier of a rater's scope; empty in a table of scopes. A rater's scope that does not fit the
   /// recording is left out, and none is open before its person is there.
   std::string tier;
 };
@@ -52,7 +52,7 @@ struct PartedRows {
 /// another of that name begins.
 class RecordingAnnotation {
  public:
-  /// `table` is the table's name, for messages. `leftOut` tells what it holds besides the scopes.
+  /// `table` is the table's name, for messages. `leftOut` lists what it holds besides the scopes.
   RecordingAnnotation(RecordingReader& recording, std::string table,
                       std::vector<ScopeOfTable> scopes, std::vector<std::string> leftOut)
       : _recording(recording),
@@ -60,7 +60,7 @@ class RecordingAnnotation {
         _scopes(std::move(scopes)),
         _leftOut(std::move(leftOut)) {}
 
-  /// Reads a line and appends it, behind what belongs before it; false at the end. Throws what
+  /// Reads a line and appends it, after what belongs before it; false at the end. Throws what
   /// reading throws, and Failure, with the row of the table, when a scope does not fit the
   /// recording. Only at the end is it certain that all do.
   bool next(fmt::memory_buffer& text);
@@ -85,7 +85,7 @@ class RecordingAnnotation {
   struct Outcome {
     std::uint64_t scopes = 0;
     bool isParted = false;
-    /// Whether a visit of the person has been within it.
+    /// Whether the person has had a visit within it.
     bool isFilled = false;
     bool isLeftOut = false;
   };
@@ -132,7 +132,7 @@ class RecordingAnnotation {
   KnownPeople _people;
   /// Everybody in the recording.
   std::set<std::int32_t> _everybody;
-  /// Those in a visit, with a cycle of it, be it under an id that was renamed to this one.
+  /// Those in a visit, with a cycle of it, perhaps under an id that was renamed to this one.
   std::set<std::int32_t> _visitors;
   std::map<Key, Current> _current;
   std::map<const ScopeOfTable*, Outcome> _outcomes;

@@ -12,7 +12,7 @@
 namespace zorvel {
 namespace {
 
-/// Whom the event is about, and of a renaming also the new id.
+/// Whom the event is about; for a renaming, also the new id.
 std::pair<std::optional<std::int32_t>, std::optional<std::int32_t>> idsOf(const Event& event) {
   const auto* const rename = std::get_if<Rename>(&event.what);
   return {personOf(event), rename == nullptr ? std::nullopt : std::optional(rename->to)};
@@ -36,7 +36,7 @@ bool RecordingCut::next(fmt::memory_buffer& text) {
   return false;
 }
 
-/// Returns whether the event is not yet behind the span.
+/// Returns whether the event is not yet after the span.
 bool RecordingCut::follow(Event& event, fmt::memory_buffer& text) {
   const bool isFirst = _clock.advance(event.time);
   if (now() > _span.to) {
@@ -73,8 +73,8 @@ bool RecordingCut::join(Event& event) {
   return true;
 }
 
-/// Writes what stands before the first event. Where that is second 0 and is not kept, the header
-/// says so.
+/// Writes what comes before the first event. Where that event is second 0 and is not kept, the
+/// header says so.
 void RecordingCut::writeHead(fmt::memory_buffer& text) {
   if (!_isKept && !_recording.origin()) {
     const std::size_t end = _head.rfind('}');

@@ -20,22 +20,22 @@ namespace zorvel {
 
 /// What to cut out of a recording; times are since its second 0, on the clock of a replay.
 struct CutSpan {
-  /// None begins with the recording.
+  /// Without it, the span begins with the recording.
   std::optional<Time::duration> from;
-  /// Itself included.
+  /// Inclusive.
   Time::duration to = Time::duration::max();
-  /// How much of what comes before is kept, too.
+  /// How much is kept of what comes before.
   Time::duration leadIn{0};
   /// Only what is about this person.
   std::optional<std::int32_t> person;
   /// Of each person, one observation and one cycle without being seen in each interval of this
   /// length, and every observation with a touch, with speech or with an emotion of the situation.
   std::optional<Time::duration> every;
-  /// Other ids for people; what is said of people above goes by these.
+  /// Other ids for people; the members above mean these.
   JoinedPeople people;
 };
 
-/// Follows a recording up to the begin of a cut, and tells the states of that moment.
+/// Follows a recording up to the start of a cut, and gives the states of that moment.
 struct StateKeeper {
   EventSink play;
   std::function<std::vector<Restore>()> save;
@@ -79,7 +79,7 @@ class RecordingCut {
   /// The last interval of each person, with and without being seen.
   std::map<std::pair<std::int32_t, bool>, Time::rep> _intervals;
   bool _hasBegun = false;
-  /// Whether the last event is kept, and with it the blank lines behind it.
+  /// Whether the last event is kept, and with it the blank lines after it.
   bool _isKept = false;
   bool _hasEvents = false;
 };

@@ -10,7 +10,7 @@
 
 namespace zorvel {
 
-/// A line of a recording, as it stands there.
+/// A line of a recording, as it is there.
 struct RecordingLine {
   /// What comes before the first line, if this is it.
   std::string_view byteOrderMark;

@@ -7,8 +7,8 @@
 
 namespace zorvel {
 
-/// Does to a map by person what a renaming does to the people: what is there of the person goes on
-/// under the new id. Where there is something of both, `merge(kept, moved)` makes one of the two.
+/// Does to a map by person what a renaming does to the people: the person's entry moves to the new
+/// id. Where both ids have one, `merge(kept, moved)` makes one of the two.
 template <typename Map, typename Merge>
 void applyRename(const Rename& rename, Map& byPerson, Merge merge) {
   if (rename.person == rename.to) return;

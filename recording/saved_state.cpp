@@ -43,7 +43,7 @@ void forEachNumber(Room& room, Visit visit) {
   visit("movements", room.movements);
 }
 
-/// Calls `visit(number)` for each number of a sample behind its time.
+/// Calls `visit(number)` for each number of a sample after its time.
 template <typename Sample, typename Visit>
 void forEachNumberOf(Sample& sample, Visit visit) {
   for (auto* const pair : {&sample.valence, &sample.attention}) {

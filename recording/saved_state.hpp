@@ -20,11 +20,11 @@ namespace zorvel {
 /// A JSON object without line ends, with a checksum over its numbers.
 std::string stateText(const Restore& restore);
 
-/// The state of that person, or without one of the room. Throws JsonError when it has another
+/// The state of that person or, without one, of the room. Throws JsonError when it has another
 /// version, is not what was written, or is refused by the library.
 Restore readState(JsonValue value, std::optional<std::int32_t> person);
 
-/// The fields of which it is saved when the last used reading was taken.
+/// The fields for which the time of the last used reading is saved.
 inline constexpr std::array<
     std::pair<std::string_view, ZV::SavedPerson::OptionalTime ZV::SavedPerson::LastUsed::*>, 8>
     usedFields{{{"headPosture", &ZV::SavedPerson::LastUsed::headPosture},

@@ -18,9 +18,9 @@ class StandardError {
  public:
   explicit StandardError(int descriptor = STDERR_FILENO) : _descriptor(descriptor) {}
 
-  /// Says a line, without its end, that nobody else causes.
+  /// Says a line, without its end, that no source causes.
   void say(std::string_view line);
-  /// Says one that this source causes: at most ten a second, and a hundred of all sources.
+  /// Says one that this source causes: at most ten per second, and a hundred of all sources.
   void say(const std::string& source, std::string_view line);
   /// Says how many lines of each source were held back. To be called about once a second, and at
   /// the end.
@@ -38,7 +38,7 @@ class StandardError {
   bool write();
 
   int _descriptor;  // -1 for nowhere
-  /// Who has had something to say since then.
+  /// The sources that have caused a line since `_begin`.
   std::map<std::string, Source> _sources;
   std::uint64_t _said = 0;
   std::chrono::steady_clock::time_point _begin = std::chrono::steady_clock::now();

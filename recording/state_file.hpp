@@ -20,7 +20,7 @@ void writeStateFile(const std::string& file, std::string_view source, Time time,
 /// Takes the events of such a file.
 class StatesReader {
  public:
-  /// Throws JsonError when it is no state, or comes after the room's.
+  /// Throws JsonError when it is not a state, or comes after the room's.
   void add(Event event);
   /// All of them. Throws JsonError when the room's is missing.
   std::vector<Restore> finish();
@@ -31,8 +31,8 @@ class StatesReader {
   std::vector<Restore> _states;
 };
 
-/// The states in the file; none when there is no file. Throws Failure when one of the lines is no
-/// state or the file is not whole.
+/// The states in the file; none when there is no file. Throws Failure when one of the lines is not
+/// a state or the file is not whole.
 std::optional<std::vector<Restore>> readStateFile(const std::string& file);
 
 }  // namespace zorvel

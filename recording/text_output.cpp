@@ -30,7 +30,7 @@ mode_t readCreationMask() {
 const mode_t creationMask = readCreationMask();
 
 /// The descriptor that a name like /dev/fd/3 stands for. Such a name looks like a symbolic link,
-/// but to open what it points to would begin anew at the start of the file.
+/// but opening what it points to would begin again at the start of the file.
 std::optional<int> descriptorOf(const std::filesystem::path& path) {
   std::error_code error;
   if (!std::filesystem::equivalent(path.parent_path(), "/proc/self/fd", error)) return std::nullopt;
@@ -108,7 +108,7 @@ void TextOutput::flush() {
   if (_temporaryPath.empty() || _text.size() >= bufferSize) write();
 }
 
-// Not through stdio, which would try once more at the end what could not be written.
+// Not through stdio, which would try once more, at the end, to write what could not be written.
 void TextOutput::write() {
   std::string_view rest(_text.data(), _text.size());
   while (!rest.empty()) {

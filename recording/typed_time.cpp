@@ -70,7 +70,7 @@ std::optional<Time> readDate(const std::string& text) {
     const seconds whole(timegm(&date));
     const auto latest = boost::chrono::duration_cast<seconds>(latestTime);
     if (whole < -latest || whole > latest) return std::nullopt;
-    // A day that its month does not have has become one of the next; single digits are no ISO 8601.
+    // A day that its month lacks has become one of the next; single digits are not ISO 8601.
     const auto same = fmt::format("{:%Y-%m-%dT%H:%M:%S}", fmt::gmtime(whole.count()));
     if (text.compare(0, text.size() - std::strlen(rest), same) != 0) return std::nullopt;
     const auto fraction = readFraction(rest);

@@ -12,8 +12,8 @@ namespace zorvel {
 // Times as people type them.
 
 /// Reads seconds, or minutes and seconds, or hours, minutes and seconds, in decimals, to the
-/// nearest nanosecond; none when it is none of them or too long for a recording. "-" stands before
-/// a time before second 0.
+/// nearest nanosecond; none for anything else, or for more than a recording can have. A time before
+/// second 0 begins with "-".
 std::optional<Time::duration> readSeconds(std::string_view text);
 
 /// Reads nanoseconds since 1970, or a date with time in ISO 8601; none when it is neither or out of

@@ -32,9 +32,10 @@ ReportResult writeReport(RecordingReader& recording, const std::string& title, T
                          WhatMattered* mattered, const std::function<void()>& onProgress);
 
 /// Replays recordings one after the other and writes one page of all, without committing it. Their
-/// curves begin together, or meet where in each the first scope of the name `alignedBy` begins. A
-/// recording that cannot be read fails alone. Holds one recording at a time. Throws Failure when a
-/// recording has no such scope, when none gives an event before it fails, or when writing fails.
+/// curves begin together, or meet where the first scope of the name `alignedBy` begins in each.
+/// When a recording cannot be read, the others go on. Holds one recording at a time. Throws Failure
+/// when a recording has no such scope, when none gives an event before it fails, or when writing
+/// fails.
 std::vector<ReportResult> writeReport(const std::vector<std::string>& recordings,
                                       const std::optional<std::string>& alignedBy, TextOutput& page,
                                       const WaitForInput& waitForInput,

@@ -30,7 +30,7 @@ struct MovedQuantity {
 constexpr std::array movedQuantities{MovedQuantity{ZV::Quantity::Valence, 2.0f},
                                      MovedQuantity{ZV::Quantity::Attention, 1.0f}};
 
-/// Of each of them: as many of the greatest changes.
+/// How many of the greatest changes are shown of each of them.
 constexpr std::size_t mostChanges = 3;
 
 std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
@@ -56,7 +56,7 @@ void writeColumn(JsonLineWriter& json, std::string_view name, const std::vector<
 }  // namespace
 
 std::string insideElement(std::string_view json) {
-  // "<" stands in texts alone, where its escape means the same.
+  // "<" occurs only in texts, where its escape means the same.
   std::string safe;
   safe.reserve(json.size());
   for (const char character : json) {

@@ -34,7 +34,7 @@ def module_of(path):
 
 
 def imported():
-    """For each module of the pages, the modules that it imports, be it types alone."""
+    """For each module of the pages, the modules that it imports, even if only types."""
     return {path: {(path.parent / name).resolve() for name in
                    re.findall(r'(?:from|import)\s*\(?"(\.[^"]+\.js)"', path.read_text())}
             for path in (ROOT / "pages").glob("*/*.js")}

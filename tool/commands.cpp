@@ -24,7 +24,8 @@ void addTypes(Command tool);
 void addCommands(Command tool) {
   tool.describe(
       "zorvel", "Estimates the emotional state of the persons a robot perceives",
-      R"(A recording is a text file with one JSON object a line. --help after a subcommand tells its options.
+      R"(A recording is a text file with one JSON object per line. --help after a subcommand lists
+its options.
 
 Exit status:
   0  done

@@ -42,7 +42,7 @@ Footer readFooter(const CLI::App& command) {
   return footer;
 }
 
-/// Those of the tool, each followed by its own.
+/// The subcommands of the tool, each followed by its own.
 std::vector<const CLI::App*> allSubcommands(const CLI::App& tool) {
   auto commands = subcommands(tool);
   for (std::ptrdiff_t at = 0; at < std::distance(commands.begin(), commands.end()); ++at) {
@@ -74,7 +74,7 @@ void printLiterally(const Lines& lines) {
   fmt::print(".EE\n");
 }
 
-/// Paragraphs are filled anew; "  term  explanation", with further lines deeper, is a list; other
+/// Paragraphs are refilled; "  term  explanation", with further lines deeper, is a list; other
 /// lines that begin with blanks stay as they are.
 void printText(const Lines& lines) {
   Lines literal;
@@ -175,8 +175,7 @@ std::string words(const CLI::App& command) {
   return result;
 }
 
-/// The values of an option that takes one of a few, which its type names in braces; empty for
-/// another.
+/// The values that an option can take, which its type lists in braces; empty when it takes others.
 std::string values(const CLI::Option& option) {
   const std::string type = option.get_type_name();
   const std::size_t begin = type.find('{');

@@ -21,7 +21,7 @@ namespace {
 
 constexpr int wrongUsage = 2;
 
-/// How many characters must be put in, taken out or changed to make the one of the other.
+/// How many characters must be inserted, deleted or changed to turn one into the other.
 std::size_t editDistance(std::string_view from, std::string_view to) {
   std::vector<std::size_t> row(to.size() + 1);
   std::iota(row.begin(), row.end(), 0);
@@ -36,7 +36,7 @@ std::size_t editDistance(std::string_view from, std::string_view to) {
   return row.back();
 }
 
-/// The one that was most likely meant, which may have been typed in part; empty when none is near.
+/// The known word that was most likely meant, perhaps typed in part; empty when none is near.
 std::string nearest(const std::string& word, const std::vector<std::string>& known) {
   std::string best;
   std::size_t least = 2 + word.size() / 3;

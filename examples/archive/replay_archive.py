@@ -134,7 +134,7 @@ def main() -> int:
 
     if any(os.path.exists(name) and os.path.exists(options.output) and
            os.path.samefile(name, options.output) for name in options.recordings):
-        print(f"{options.output}: would be written over what is read from it", file=sys.stderr)
+        print(f"{options.output}: is an input, which would be overwritten", file=sys.stderr)
         return 1
     recordings = {identify(name): name for name in options.recordings}
     done = Done(options.output + ".part")
@@ -147,7 +147,7 @@ def main() -> int:
         print(f"interrupted: {len(done.lines)} of {len(recordings)} are done; the same command goes "
               "on from there", file=sys.stderr)
         return 130
-    if any(identity in done.lines for identity in recordings):  # else there is nothing to tell
+    if any(identity in done.lines for identity in recordings):  # else there is nothing to report
         write_table(options.output, recordings, done)
     if failed:
         print(f"{len(failed)} of {len(recordings)} recordings failed; the same command tries them "

@@ -24,7 +24,7 @@ ku::SystemClock::time_point toLibraryTime(StandardTime time) {
 }
 
 // Readings that arrive between frames, from any thread. They join the person's next frame, because
-// an update of their own would count as a cycle more.
+// an update of their own would count as one more cycle.
 class Mailbox {
  public:
   void putTouch(StandardTime time, std::int32_t touch) {

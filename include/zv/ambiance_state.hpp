@@ -16,9 +16,9 @@ enum class AmbianceDescription {
 
 /// How agitated, and so how calm, the robot's surroundings are.
 ///
-/// Thread safety: `updateAmbiance`, `incrementMovementDetected`, `save`, `restore` and, for its
-/// left side, assignment lock; they may be called from different threads. Everything else reads or
-/// writes without the lock, one number at a time, so that a reader may see the two levels from
+/// Thread safety: `updateAmbiance`, `incrementMovementDetected`, `save`, `restore` and, on its left
+/// side, assignment take the lock, so they may be called from different threads. Everything else
+/// reads or writes one number at a time without the lock, so a reader may see the two levels from
 /// different updates.
 class ZV_API AmbianceState {
  public:
@@ -28,10 +28,10 @@ class ZV_API AmbianceState {
   struct Saved {
     float agitation = 0.0f;  ///< in [0, 1]
     float calm = 0.0f;       ///< in [0, 1]
-    float movements = 0.0f;  ///< how many were counted since the last measurement
+    float movements = 0.0f;  ///< counted since the last measurement
   };
 
-  /// Both levels 0. They become each other's complement with the first update. Like the copy
+  /// Both levels are 0. They become each other's complement with the first update. Like the copy
   /// constructor, it throws boost::thread_resource_error when the system has no lock left.
   AmbianceState() = default;
   /// Copies the numbers, with a lock of its own; locks neither side.
@@ -49,7 +49,7 @@ class ZV_API AmbianceState {
   /// lock.
   void _setAmbientActivityLevel(float level);
 
-  /// All numbers as they stand.
+  /// All numbers as they are now.
   Saved save() const;
   /// Takes saved numbers in place of its own. Throws std::invalid_argument when one of them is
   /// beyond its range or NaN; then nothing has changed.
@@ -70,7 +70,7 @@ class ZV_API AmbianceState {
   mutable boost::mutex mutex;
 };
 
-/// Writes a title line, the agitation and the calm, a line each, without a line end after the last.
+/// Writes a title line, then the agitation and the calm on a line each; no line end after the last.
 ZV_API std::ostream& operator<<(std::ostream& stream, const AmbianceState& state);
 
 }  // namespace ZV

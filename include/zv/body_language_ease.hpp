@@ -20,7 +20,7 @@ struct ZV_API BodyLanguageEase {
   /// update, the level may lie a little beyond; when it was the last one, the level is infinite or
   /// NaN. The next posture brings it back.
   float level = 0.0f;
-  /// How sure the level is, in [0, 1].
+  /// How certain the level is, in [0, 1].
   float confidence = 0.0f;
 };
 

@@ -12,12 +12,12 @@ namespace ZV {
 class PersonMemory;
 struct BodyLanguageStatePrivate;
 
-/// What can be read of a body-language state.
+/// What can be read from a body-language state.
 enum class BodyLanguageDescription {
   Ease = 0,
 };
 
-/// What a person's body language tells, from the head postures of the last 7 s. Copies share one
+/// What a person's body language shows, from the head postures of the last 7 s. Copies share one
 /// record, which lives as long as the last of them.
 ///
 /// Thread safety: none of its own; the owner of the person serialises updates and reads.

@@ -19,11 +19,11 @@ namespace ZV {
 ///
 /// Several scopes may be open at once; every update adds a sample to all of them. A sample is a
 /// handle on the state that was passed, not a copy of its numbers. If every update passes the same
-/// live state, all samples read as that state stands when the scope is stopped. For a history, pass
+/// live state, all samples show that state as it is when the scope is stopped. For a history, pass
 /// a new state each time.
 ///
-/// Thread safety: the two whose names end in `_notMutexed` require the caller to hold `mutex`,
-/// which is not recursive; the others may be called from any thread:
+/// Thread safety: the two functions whose names end in `_notMutexed` require the caller to hold
+/// `mutex`, which is not recursive; the others may be called from any thread:
 ///
 ///     boost::unique_lock<boost::mutex> lock(recorder.mutex);
 ///     if (recorder.hasAnOpenScope_notMutexed()) recorder.update_notMutexed(state);
@@ -85,20 +85,20 @@ class ZV_API ZVEmotionRecorder {
 
   /// All open scopes, each sample with the numbers that its state has now. Throws std::bad_alloc.
   SavedScopes save() const;
-  /// Takes saved scopes in place of its own; each sample gets a state with the saved numbers, whose
-  /// other members are as in a new one. Throws std::invalid_argument when one of the numbers is
-  /// beyond its range, and what making a state throws; then nothing has changed.
+  /// Takes saved scopes in place of its own. Each sample gets a new state with the saved numbers.
+  /// Throws std::invalid_argument when one of the numbers is beyond its range, and what making a
+  /// state throws; then nothing has changed.
   void restore(const SavedScopes& scopes);
-  /// Takes over the scopes of another recorder, whose person turned out to be this one's. Scopes of
-  /// one name become one: it has the samples of both in the order of time, at one time this one's
-  /// first, and takes as many more as this recorder's scope did. Throws nothing. Locks the other
-  /// recorder, then this one, never both at once.
+  /// Takes over the scopes of another recorder, whose person turned out to be this one's. Two
+  /// scopes of the same name become one: it has the samples of both in the order of time, at equal
+  /// times this recorder's first, and takes as many more as this recorder's scope did. Throws
+  /// nothing. Locks the other recorder, then this one, never both at once.
   void merge(ZVEmotionRecorder& other);
 
   /// The mean valence of samples, weighted by their confidences, and their mean confidence; both
-  /// are NaN without samples. A valence that is NaN counts as 0. It is summed up in single
-  /// precision, in the order of the samples, and reads each state as it stands now. Uses no
-  /// recorder, so it may be called from any thread.
+  /// are NaN without samples. A valence that is NaN counts as 0. Adds up in single precision, in
+  /// the order of the samples, and reads each state as it is now. Uses no recorder, so it may be
+  /// called from any thread.
   static ValueConfidence<float> meanValence(const Samples& samples);
 
   /// Adds one sample, with one clock reading, to every open scope, and drops the scopes that are

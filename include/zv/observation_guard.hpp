@@ -13,8 +13,8 @@ namespace ZV {
 
 /// Keeps readings that would do lasting harm away from the estimator, which takes whatever comes. A
 /// NaN can make a person's values NaN for good. A reading from the future stays in the memory until
-/// its time has come, and when the clock is set back, that goes for everything remembered. The
-/// guard stands between the perception and Person::update:
+/// its time has come; when the clock is set back, every remembered reading is one. The guard stands
+/// between the perception and Person::update:
 ///
 ///     const auto report = guard.clean(observation);
 ///     for (const auto& field : report.removedFields) std::cerr << field.name << '\n';
@@ -57,7 +57,7 @@ class ZV_API ObservationGuard {
     /// The fields that were removed, in the order of PersonObservation's members.
     boost::container::static_vector<RemovedField, PersonObservation::fieldCount> removedFields;
     /// How far the clock is behind its reading in the previous call, when that is beyond the limit.
-    /// What is remembered of any person then lies in the future, so all of them should begin anew.
+    /// All that is remembered then lies in the future, so every person should begin anew.
     boost::optional<Duration> clockSetBack;
   };
 

@@ -15,10 +15,10 @@ namespace ZV {
 /// One tracked person: the host's identifier, the emotional state and the short-term memory.
 ///
 /// Copies and assignments share state and memory: an update through one copy is seen through all.
-/// Assignment from one that may be moved exchanges the records. None is ever empty.
+/// Move assignment exchanges the records. No person is ever empty.
 ///
-/// Thread safety: none of its own. As copies share records, all work on one person is serialised by
-/// its owner; the SocialGraph does that.
+/// Thread safety: none of its own. Copies share records, so the owner serialises all work on one
+/// person, as SocialGraph does.
 class ZV_API Person {
  public:
   /// Identifier 0, a new state and a new memory. Like the other constructor, it throws
@@ -26,14 +26,14 @@ class ZV_API Person {
   Person() = default;
   /// This identifier, a new state and a new memory.
   explicit Person(std::int32_t id) : userSessionID(id) {}
-  /// This identifier, and a new state and memory that go on where the saved ones were. Throws
-  /// std::invalid_argument when a number is beyond its range, the readings of a field are not from
-  /// the youngest to the oldest, or one is not remembered. Reads no clock: what has grown too old
-  /// is forgotten with the next update.
+  /// This identifier, and a new state and memory that go on from the saved ones. Throws
+  /// std::invalid_argument when a number is beyond its range, or when the readings of a field are
+  /// not ordered from the youngest to the oldest, or belong to a field that is not remembered.
+  /// Reads no clock: what has grown too old is forgotten with the next update.
   Person(std::int32_t id, const SavedPerson& saved);
 
-  /// Everything that is known of the person but the identifier, as it stands. Forgets nothing and
-  /// reads no clock. Throws std::bad_alloc.
+  /// Everything that is known now of the person but the identifier. Forgets nothing and reads no
+  /// clock. Throws std::bad_alloc.
   SavedPerson save() const;
 
   /// One perception cycle: files the observation into the memory, updates the body language, then
@@ -45,7 +45,7 @@ class ZV_API Person {
   /// One cycle in which the person was not perceived.
   void decreaseSinceNotSeen();
 
-  /// Changes the identifier. A SocialGraph goes on keeping the person under the old one; see
+  /// Changes the identifier. A SocialGraph still keeps the person under the old one; see
   /// SocialGraph::rename.
   void setUserSessionID(std::int32_t id) { userSessionID = id; }
   /// PersonState::setFrequencyGaze of this person's state.

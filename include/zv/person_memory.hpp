@@ -15,11 +15,11 @@ struct PersonMemoryPrivate;
 /// as the last of them.
 ///
 /// Thread safety: every channel locks itself, but an observation is filed channel by channel, so
-/// that another thread may see it half filed. Work on one person is serialised by its owner; the
-/// SocialGraph does that.
+/// another thread may see it half filed. The owner serialises all work on one person, as
+/// SocialGraph does.
 class ZV_API PersonMemory {
  public:
-  /// How long a reading is remembered: one exactly as old as this still is.
+  /// How long a reading is remembered; one of exactly this age still is.
   static constexpr boost::chrono::milliseconds maxAge{7000};
   /// The same for context emotions.
   static constexpr boost::chrono::milliseconds contextEmotionMaxAge{20'000};
@@ -32,7 +32,7 @@ class ZV_API PersonMemory {
   PersonMemory(const PersonMemory&) = default;
   /// The same for assignment.
   PersonMemory& operator=(const PersonMemory&) = default;
-  /// Exchanges the records, so that nobody is counted in or out when persons move in a list.
+  /// Exchanges the records, so moving persons within a list changes no reference count.
   PersonMemory& operator=(PersonMemory&& other) noexcept {
     _memory.swap(other._memory);
     return *this;
@@ -42,8 +42,8 @@ class ZV_API PersonMemory {
   /// grown too old. A field whose timestamp is already there is dropped: the first arrival wins.
   ///
   /// Throws std::bad_alloc; the channels filed before stay filed. When reading the clock throws a
-  /// std::exception, forgetting stops for this time and says so on standard output; anything else
-  /// that it throws comes out.
+  /// std::exception, forgetting stops this once, with a message on standard output; anything else
+  /// that it throws is passed on.
   void add(const PersonObservation& observation);
 
   /// The shared record, for the library's own modules.

@@ -20,7 +20,7 @@ class PersonMemory;
 struct PersonObservation;
 struct PersonStatePrivate;
 
-/// What `PersonState::personEmotion` can tell.
+/// What `PersonState::personEmotion` can give.
 enum class PersonDescription {
   Positivity = 0,  ///< the positive part of the valence, in [0, 1]
   Negativity = 1,  ///< the size of the negative part of the valence, in [0, 1]
@@ -51,7 +51,7 @@ class ZV_API PersonState {
   PersonState(const PersonState&) = default;
   /// The same for assignment.
   PersonState& operator=(const PersonState&) = default;
-  /// Exchanges the records, so that nobody is counted in or out when persons move in a list.
+  /// Exchanges the records, so moving persons within a list changes no reference count.
   PersonState& operator=(PersonState&& other) noexcept {
     _state.swap(other._state);
     return *this;
@@ -97,14 +97,13 @@ class ZV_API PersonState {
   /// From now on `observer` is called with each force that moves this state: everything that
   /// `_update` and `decreaseSinceNotSeen` do to the smoothed valence, attention and their
   /// confidences, in order. Setters are not forces. The previous observer is replaced; an empty one
-  /// takes it away. Copies of this handle share the observer. Throws what copying `observer`
-  /// throws.
+  /// removes it. Copies of this handle share the observer. Throws what copying `observer` throws.
   ///
   /// The observer is called in the middle of an update, which waits for it. It may read this state.
   /// It must not update the state, replace its observer or drop its last handle. Nor may it use the
-  /// memory that the update reads, or a SocialGraph in whose callback the update runs. An observer
-  /// that holds a handle on this state keeps it alive for ever. What it throws ends the update and
-  /// is passed on as it is; the forces up to then stay done, the one just reported included.
+  /// memory that the update reads, or the SocialGraph in whose callback the update runs. An
+  /// observer that holds a handle on this state keeps it alive for ever. What it throws ends the
+  /// update and is passed on as it is; the forces stay done, including the one just reported.
   void setForceObserver(const ForceObserver& observer);
 
   /// Moves the state one cycle on, after the observation was filed into the memory and the

@@ -14,18 +14,18 @@
 namespace ZV {
 
 /// Everything that the library knows of a person, as plain values: what Person::save gives, to be
-/// kept over a restart. A person made of it goes on to the bit as the saved one would have. All
+/// kept over a restart. A person made from it goes on as the saved one would have, to the bit. All
 /// times stay what they are, so what is remembered has aged by the time in between, as if nobody
 /// had been seen.
 ///
-/// A host's own things are not in it: the observer of forces, the two frequencies.
+/// What the host set is not in it: the observer of forces and the two frequencies.
 ///
 /// Thread safety: that of a plain value.
 struct SavedPerson {
-  /// When a reading was taken; none for none yet.
+  /// When a reading was taken; empty when there has been none yet.
   using OptionalTime = boost::optional<ku::SystemClock::time_point>;
 
-  /// When the reading of each field was taken that an update used last. A smile, expressions or a
+  /// For each field, when the reading that an update used last was taken. A smile, expressions or a
   /// voice emotion of another time are new; the ages decide how fast values fall back to 0.
   ///
   /// Thread safety: that of a plain value.
@@ -50,8 +50,9 @@ struct SavedPerson {
   Expressions expressions;                       ///< PersonState::expressions
   float headHeight = 0.0f;                       ///< PersonState::headHeight, in metres
   LastUsed lastUsed;                             ///< what counts as new, and the last inputs' ages
-  /// What is remembered: of each field, the readings from the youngest to the oldest, each in the
-  /// next observation. Height and voice emotion, which are not remembered, are never set.
+  /// What is remembered: the first observation has the youngest reading of each field, the second
+  /// the next older ones, and so on. Height and voice emotion, which are not remembered, are never
+  /// set.
   std::vector<PersonObservation> memory;
 };
 

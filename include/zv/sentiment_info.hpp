@@ -23,7 +23,7 @@ struct ZV_API SentimentInfo {
   std::string from;                   ///< where it was read
 };
 
-/// Writes a title line and one line a member; every line ends with a newline and a flush.
+/// Writes a title line and a line for each member; every line ends with a newline and a flush.
 ZV_API std::ostream& operator<<(std::ostream& stream, const SentimentInfo& info);
 
 }  // namespace ZV

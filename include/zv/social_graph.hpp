@@ -34,8 +34,8 @@ class ZV_API SocialGraph {
   void add(std::int32_t id);
   /// Erases a person; an unknown one is no error.
   void remove(std::int32_t id);
-  /// Puts a saved person there, in place of whoever has the identifier. Copies of the latter keep
-  /// what they share. Throws what Person's constructor from a saved one throws; then nothing has
+  /// Inserts a saved person, in place of whoever has the identifier. Copies of the latter keep what
+  /// they share. Throws what Person's constructor from a saved one throws; then nothing has
   /// changed.
   void restore(std::int32_t id, const SavedPerson& saved);
   /// The person `from` goes on as `to`, with the same state and memory, which copies of the person
@@ -48,11 +48,11 @@ class ZV_API SocialGraph {
   /// The memory of `to` gains that of `from`, in the order of time. Of two readings of one field
   /// and moment, that of `to` counts: it arrived first.
   ///
-  /// The state of whoever was observed last goes on as it stands; of two who were last observed at
-  /// one moment, that of `to`. The later of the two is who has the newest reading in the memory or
-  /// used by the state, whenever it was filed; cycles without being seen leave no reading. For each
-  /// field, the time of the reading that was used last is the later one of both. Merging moves no
-  /// value and reads no clock: from the next update on, the state is what the estimator makes of
+  /// The state of whoever was observed last goes on as it is; when both were last observed at the
+  /// same moment, that of `to`. Observed last is the one with the newest reading, in the memory or
+  /// used by the state, whenever it was filed; a cycle without being seen leaves no reading. For
+  /// each field, the time of the reading that was used last is the later of the two. Merging moves
+  /// no value and reads no clock: from the next update on, the state is what the estimator makes of
   /// this state with this memory.
   ///
   /// Copies of `to` share in all this, and its force observer stays. Copies of `from` keep state

@@ -20,7 +20,7 @@ struct StateBoardPrivate;
 ///
 /// Thread safety: a frame on a StateBoard does not change while somebody holds it.
 struct ZV_API StateFrame {
-  /// What is told of one person, as PersonState tells it.
+  /// What a frame says of one person, as PersonState gives it.
   ///
   /// Thread safety: that of a plain value.
   struct State {
@@ -51,7 +51,7 @@ struct ZV_API StateFrame {
 ///
 /// The frames lie in places that the board keeps and uses again: two, and one more for each older
 /// frame that somebody holds. So memory is bounded by what is held, and publishing allocates only
-/// while a place has not held as many persons yet.
+/// for a place that has not held as many persons before.
 ///
 /// Thread safety: every operation may be called from any thread, though `publish` not from a
 /// callback of the graph, which it would wait for.
@@ -64,8 +64,8 @@ class ZV_API StateBoard {
     /// The place of the frame may be used again, unless others hold it as well. Takes no lock.
     void operator()(const StateFrame* frame) const noexcept;
   };
-  /// Holds a frame, which stays as it is until then. It may be let go of in another thread, but not
-  /// after the end of the board.
+  /// Holds a frame, which stays as it is until it is let go of. That may happen in another thread,
+  /// but not after the end of the board.
   using FramePointer = std::unique_ptr<const StateFrame, Release>;
 
   /// How many different frames the board can keep, the last one and those that are held.
@@ -79,12 +79,12 @@ class ZV_API StateBoard {
   /// Nobody may hold a frame by then.
   ~StateBoard();
 
-  /// Makes what the graph and the room hold now the last frame. `time` is for the readers: usually
-  /// when the camera's frame was taken. Takes the room's lock for a moment, then the graph's while
-  /// it copies the numbers of everybody.
+  /// Publishes what the graph and the room hold now. `time` is for the readers: usually when the
+  /// camera's frame was taken. Takes the room's lock for a moment, then the graph's while it copies
+  /// the numbers of everybody.
   ///
   /// Throws std::bad_alloc, and std::runtime_error "All frames of the board are held." when readers
-  /// hold `frameLimit` different frames, the last one counted in. The last frame then stays.
+  /// hold `frameLimit` different frames, including the last one. The last frame then stays.
   void publish(ku::SystemClock::time_point time);
 
   /// The last published frame, never null. Takes the same few instructions whatever other threads

@@ -14,7 +14,7 @@ struct ValueConfidence {
   ValueConfidence(T value_, float confidence_) : value(value_), confidence(confidence_) {}
 
   T value;           ///< what was perceived or estimated
-  float confidence;  ///< how sure it is, in [0, 1]
+  float confidence;  ///< how certain it is, in [0, 1]
 };
 
 }  // namespace ZV

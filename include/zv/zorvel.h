@@ -16,7 +16,7 @@
 /// **Times** are nanoseconds since 1970-01-01T00:00:00Z.
 ///
 /// **Errors**: no exception comes out. A function that can fail returns a zv_code, one that creates
-/// returns null. zv_error_text() then tells what is wrong. What a failed call would have written is
+/// returns null. zv_error_text() then says what is wrong. What a failed call would have written is
 /// left as it was.
 ///
 /// **Sizes**: whoever declares a structure with a `size` sets it to the `sizeof` of the structure.
@@ -61,10 +61,10 @@ ZV_API int64_t zv_now(void);
 /// A clock that stands still where it was set, for tests and replays.
 typedef struct zv_clock zv_clock;
 
-/// A clock that stands at `time`. There are clocks where the library was built with the bundled ku;
-/// with a robot's own, the four functions for them are missing. Any thread.
+/// A clock that stands at `time`. The four functions for clocks are there when the library was
+/// built with the bundled ku, and missing with a robot's own. Any thread.
 ZV_API zv_clock* zv_clock_create(int64_t time);
-/// Takes null, too. Any thread, when the clock is in place in none.
+/// Takes null, too. Any thread, once no thread has the clock in place.
 ZV_API void zv_clock_destroy(zv_clock* clock);
 /// Moves the clock to `time`, in all threads that use it. Any thread.
 ZV_API zv_code zv_clock_set(zv_clock* clock, int64_t time);
@@ -92,8 +92,8 @@ typedef enum zv_field {
   ZV_CONTEXT_EMOTION = 1 << 14  ///< what the situation suggests that the person feels
 } zv_field;
 
-/// The name of one field, as recordings have it, such as "headPosture"; null for what is no field.
-/// Any thread.
+/// The name of one field, as recordings have it, such as "headPosture"; null for anything else. Any
+/// thread.
 ZV_API const char* zv_field_name(zv_field field);
 
 /// A number, with the time when it was read.
@@ -102,7 +102,7 @@ typedef struct zv_number_reading {
   float value;   ///< the number
 } zv_number_reading;
 
-/// An integer or, as 0 or another number, no or yes.
+/// An integer, or a truth value: 0 is no, any other number yes.
 typedef struct zv_integer_reading {
   int64_t time;   ///< when it was read
   int32_t value;  ///< the number
@@ -115,7 +115,7 @@ typedef struct zv_pair_reading {
   float confidence;  ///< in [0, 1]
 } zv_pair_reading;
 
-/// A count or, as 0 or another number, no or yes; with its confidence.
+/// A count, or a truth value, 0 for no and any other number for yes; with its confidence.
 typedef struct zv_count_reading {
   int64_t time;      ///< when it was read
   uint32_t value;    ///< the number
@@ -165,7 +165,7 @@ typedef struct zv_point {
 /// The landmarks of a face.
 typedef struct zv_facial_points_reading {
   int64_t time;  ///< when they were read
-  /// Of each eye and brow its two ends, in the order in which they lie from left to right in the
+  /// The two ends of each eye and brow, in the order in which they lie from left to right in the
   /// picture, then the nose's tip and base, then the mouth's left and right corner.
   zv_point points[12];
 } zv_facial_points_reading;
@@ -214,27 +214,27 @@ typedef struct zv_state {
   float ease_confidence;        ///< in [0, 1]
 } zv_state;
 
-/// Takes out of observations what would do lasting harm, before they reach the graph. One can serve
-/// all persons of a host.
+/// Removes from observations what would do lasting harm, before they reach the graph. One guard can
+/// serve all persons of a host.
 typedef struct zv_guard zv_guard;
 
 /// What a guard found.
 typedef struct zv_guard_report {
   size_t size;             ///< sizeof(zv_guard_report)
-  uint32_t not_finite;     ///< a sum of zv_field: taken out for a NaN or an infinity
-  uint32_t ahead;          ///< a sum of zv_field: taken out for a time too far ahead of the clock
+  uint32_t not_finite;     ///< a sum of zv_field: removed for a NaN or an infinity
+  uint32_t ahead;          ///< a sum of zv_field: removed for a time too far ahead of the clock
   int64_t clock_set_back;  ///< by how many nanoseconds, if by more than the limit; else 0
 } zv_guard_report;
 
 /// `limit` is how far a reading may be ahead of the clock, and how far the clock may go back, in
 /// nanoseconds, from 0 on; a second is usual. Any thread.
 ZV_API zv_guard* zv_guard_create(int64_t limit);
-/// Takes null, too. Any thread, when no other uses the guard any more.
+/// Takes null, too. Any thread, once no other uses the guard.
 ZV_API void zv_guard_destroy(zv_guard* guard);
 /// Clears in `observation->fields` each field that has a NaN or an infinity, or a time that is too
-/// far ahead, and tells of it in `report`, which may be null. When the clock was set back,
-/// everybody should be removed from the graph, since what is remembered lies in the future. One
-/// thread at a time for each guard.
+/// far ahead, and lists it in `report`, which may be null. When the clock was set back, everybody
+/// should be removed from the graph, since what is remembered lies in the future. One thread at a
+/// time for each guard.
 ZV_API zv_code zv_guard_clean(zv_guard* guard, zv_observation* observation,
                               zv_guard_report* report);
 
@@ -244,13 +244,12 @@ typedef struct zv_graph zv_graph;
 
 /// A graph without persons. Any thread.
 ZV_API zv_graph* zv_graph_create(void);
-/// Takes null, too. Any thread, when no other uses the graph any more.
+/// Takes null, too. Any thread, once no other uses the graph.
 ZV_API void zv_graph_destroy(zv_graph* graph);
 /// One perception cycle of a person, who is inserted if unknown; `state`, which may be null,
-/// becomes the state after it. An observation with a NaN or an infinity is an error, and nothing
-/// has changed then; a guard takes such a reading out. ZV_FAILED tells, once in a long while, that
-/// a reading grew too old in the middle of the cycle: go on with the next one. Any
-/// thread.
+/// becomes the state after it. An observation with a NaN or an infinity is an error, which changes
+/// nothing; a guard removes such a reading. ZV_FAILED means, once in a long while, that a reading
+/// grew too old in the middle of the cycle: go on with the next one. Any thread.
 ZV_API zv_code zv_graph_update(zv_graph* graph, int32_t person, const zv_observation* observation,
                                zv_state* state);
 /// One cycle in which a person was not perceived, who is inserted if unknown; `state`, which may be
@@ -261,7 +260,7 @@ ZV_API zv_code zv_graph_remove(zv_graph* graph, int32_t person);
 /// The person `from` goes on as `to`; where `to` is known, the two become one, with the readings of
 /// both and the state of whoever was observed last. An unknown `from` is no error. Any thread.
 ZV_API zv_code zv_graph_rename(zv_graph* graph, int32_t from, int32_t to);
-/// The state of a person; ZV_UNKNOWN_PERSON when the graph does not have that one. Any thread.
+/// The state of a person; ZV_UNKNOWN_PERSON when the graph does not have the person. Any thread.
 ZV_API zv_code zv_graph_read(const zv_graph* graph, int32_t person, zv_state* state);
 
 /// How agitated the robot's surroundings are.
@@ -269,7 +268,7 @@ typedef struct zv_ambiance zv_ambiance;
 
 /// A room with both levels 0, until the first update. Any thread.
 ZV_API zv_ambiance* zv_ambiance_create(void);
-/// Takes null, too. Any thread, when no other uses the room any more.
+/// Takes null, too. Any thread, once no other uses the room.
 ZV_API void zv_ambiance_destroy(zv_ambiance* ambiance);
 /// Blends a measurement, times ten, and the movements since the last call into the agitation. NaN
 /// gives 0. Any thread.
@@ -298,10 +297,10 @@ typedef struct zv_frame {
 /// A board with an empty frame. The graph and the room must be there until the last
 /// zv_board_publish(). Any thread.
 ZV_API zv_board* zv_board_create(const zv_graph* graph, const zv_ambiance* ambiance);
-/// Takes null, too. Any thread, when no other uses the board any more.
+/// Takes null, too. Any thread, once no other uses the board.
 ZV_API void zv_board_destroy(zv_board* board);
-/// Makes what the graph and the room hold now the last frame. `time` is for the readers: usually
-/// when the camera's frame was taken. Waits for the graph's lock. Any thread.
+/// Publishes what the graph and the room hold now. `time` is for the readers: usually when the
+/// camera's frame was taken. Waits for the graph's lock. Any thread.
 ZV_API zv_code zv_board_publish(zv_board* board, int64_t time);
 /// Copies the last published frame: `frame`, and up to `capacity` states, by ascending identifier,
 /// to the array `states`, whose first element has the `size` of each. `states` may be null where

@@ -29,7 +29,7 @@ void bindValueConfidence(py::module_& module, const char* name, const char* desc
   using Pair = ZV::ValueConfidence<T>;
   py::class_<Pair> bound(module, name, description);
   bound.def_readonly("value", &Pair::value, "What was estimated.")
-      .def_readonly("confidence", &Pair::confidence, "How sure that is, in [0, 1].")
+      .def_readonly("confidence", &Pair::confidence, "How certain that is, in [0, 1].")
       .def("__iter__",
            [](const Pair& pair) { return py::iter(py::make_tuple(pair.value, pair.confidence)); })
       .def("__repr__", [name](const Pair& pair) {
@@ -76,7 +76,7 @@ class Watching {
   bool _isOn = false;
 };
 
-/// A graph that the calling thread uses, from within which it must not be used again.
+/// A graph in use by the calling thread, which must not use it again from within.
 class InUse {
  public:
   explicit InUse(const ZV::SocialGraph& graph) {
@@ -116,13 +116,13 @@ State cycle(ZV::SocialGraph& graph, py::handle person, bool forces, py::object o
   return state;
 }
 
-/// A person in a callback of the graph; afterwards, and for other threads, it is of no use.
+/// A person in a callback of the graph; it cannot be used afterwards, or by other threads.
 class LentPerson {
  public:
   explicit LentPerson(ZV::Person& person) : _person(&person) {}
   ZV::Person& get() const {
     if (_person == nullptr || _thread != std::this_thread::get_id()) {
-      throw std::runtime_error("a person can be used in the callback alone that it is passed to");
+      throw std::runtime_error("a person can be used only in the callback that it is passed to");
     }
     return *_person;
   }
@@ -300,9 +300,9 @@ std::string describeParts(std::string_view name, const py::dict& parts) {
 
 void bindStates(py::module_& module) {
   bindValueConfidence<float>(module, "ValueConfidence",
-                             "A value and how sure it is; unpacks like a tuple.");
+                             "A value and how certain it is; unpacks like a tuple.");
   bindValueConfidence<int>(module, "LabelConfidence",
-                           "A label, 1, 0 or -1, and how sure it is; unpacks like a tuple.");
+                           "A label, 1, 0 or -1, and how certain it is; unpacks like a tuple.");
 
   py::class_<ZV::Force> force(module, "Force",
                               "One change of a state: a move of `strength`, a fraction, of the "
@@ -395,8 +395,8 @@ void bindGraph(py::module_& module) {
           },
           person, py::arg("observation"), forces, observer,
           "One perception cycle of a person, who is added if unknown. Returns the state after it. "
-          "With `forces`, the state tells what moved it; `observer` is called with each Force as "
-          "it happens, and what it raises ends the update and comes out.")
+          "With `forces`, the state has what moved it; `observer` is called with each Force as "
+          "it happens, and what it raises ends the update and is passed on.")
       .def(
           "update",
           [](ZV::SocialGraph& graph, py::handle id, const py::function& callback, bool watches,
@@ -406,7 +406,7 @@ void bindGraph(py::module_& module) {
           },
           person, py::arg("callback"), forces, observer,
           "Calls back with the Person, who is added if unknown, for steps that belong together. "
-          "What the callback raises comes out; what it changed stays changed.")
+          "What the callback raises is passed on; what it changed stays changed.")
       .def(
           "not_seen",
           [](ZV::SocialGraph& graph, py::handle id, bool watches, py::object watcher) {
@@ -444,9 +444,8 @@ void bindGraph(py::module_& module) {
           },
           person, py::arg("to"),
           "Two persons were one: `to` goes on with the memory of both and the state of the one "
-          "observed last, its own if both were at once; the other is forgotten. Does nothing "
-          "unless "
-          "both are known.")
+          "observed last, its own if both were at the same time; the other is forgotten. Does "
+          "nothing unless both are known.")
       .def("read", &readPerson, person,
            "The state of a person at this moment; None for an unknown one.")
       .def("persons", &readAll, "The states of all persons at this moment, by number.")
@@ -455,7 +454,7 @@ void bindGraph(py::module_& module) {
           "Everything that is known of all persons, as lines of a recording. A graph that restores "
           "it goes on with the same numbers. Graphs can also be pickled.")
       .def("restore", &restoreAll, py::arg("state"),
-           "Puts saved persons there, in place of those with their numbers. Takes what save gives "
+           "Inserts saved persons, in place of those with their numbers. Takes what save gives "
            "and the files of `zorvel view --state`. Raises ValueError when something is wrong with "
            "it; then nothing has changed.")
       .def(py::pickle(&saveAll, [](const std::string& state) {
@@ -556,7 +555,7 @@ class ScopedClock {
   void exit() const {
     if (inPlace.empty() || inPlace.back().clock.get() != this) {
       throw std::runtime_error(
-          "the clock is not the last that this thread put in place: clocks are taken away in "
+          "the clock is not the last that this thread put in place: clocks are removed in "
           "reverse order, in the thread that put them in place");
     }
     inPlace.pop_back();

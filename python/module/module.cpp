@@ -63,7 +63,7 @@ PYBIND11_MODULE(_zorvel, module) {
   error.attr("__doc__") =
       "Something is wrong with the data. The text names the place; so do `file`, `line` (from 1) "
       "and `key`, the path to a value or the name of a column, each None where it is not known. "
-      "`results` is what came of everything before it, where there is such.";
+      "`results` is what came of everything before it, if anything did.";
   for (const char* part : {"file", "line", "key", "results"}) error.attr(part) = py::none();
   py::register_exception_translator(&translate);
   module.attr("__version__") = ZV_VERSION;

@@ -103,7 +103,7 @@ auto withoutLock(Work work) {
   }
 }
 
-// Numbers from Python. What is wrong is said with `place`, which names the value.
+// Numbers from Python. Errors begin with `place`, which names the value.
 
 [[noreturn]] void failType(const std::string& place, std::string_view message);
 [[noreturn]] void failValue(const std::string& place, std::string_view message);
@@ -124,7 +124,7 @@ Time::duration durationFrom(py::handle object, const std::string& place);
 
 inline std::int64_t nanoseconds(Time time) { return time.time_since_epoch().count(); }
 
-/// Makes the objects of a class comparable: `plain` gives all that one says.
+/// Makes the objects of a class comparable: `plain` gives all that one holds.
 template <typename Class, typename Plain>
 void bindEquality(Class& bound, Plain plain) {
   using Value = typename Class::type;
@@ -134,7 +134,7 @@ void bindEquality(Class& bound, Plain plain) {
       py::is_operator());
 }
 
-/// Lets them be copied and pickled, too: of what `plain` gives, a tuple, `made` makes one anew.
+/// Lets them be copied and pickled, too: `made` makes one of the tuple that `plain` gives.
 template <typename Class, typename Plain, typename Made>
 void bindValue(Class& bound, Plain plain, Made made) {
   bindEquality(bound, plain);

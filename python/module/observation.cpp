@@ -380,8 +380,8 @@ void addObservation(py::module_& module) {
           [](TimedObservation& of, py::handle time) {
             of.time = time.is_none() ? boost::optional<Time>() : timeFrom(time, "time");
           },
-          "When readings were made that are set without a time, in nanoseconds since 1970; None "
-          "for the moment in which they are set.")
+          "The time of readings that are set without one, in nanoseconds since 1970; None for the "
+          "moment in which they are set.")
       .def("__repr__", [](const TimedObservation& of) { return describeReadings(readingsOf(of)); });
   bindValue(
       observation,

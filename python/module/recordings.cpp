@@ -687,8 +687,8 @@ void bindEvents(py::module_& module) {
   const auto scope = py::arg("scope");
   py::class_<Event> bound(
       module, "Event",
-      "One line of a recording. `time` is what a Reading's may be; what an event has "
-      "of the members below depends on its kind, the rest is None.");
+      "One line of a recording. `time` is what a Reading's may be; which of the members below an "
+      "event has depends on its kind, the rest are None.");
   bound
       .def_static(
           "observation",
@@ -757,7 +757,7 @@ void bindEvents(py::module_& module) {
       .def_property_readonly(
           "time", [](const Event& event) { return nanoseconds(event.time); },
           "In nanoseconds since 1970.")
-      .def_property_readonly("person", &personOf, "Whom it is about.")
+      .def_property_readonly("person", &personOf, "The person that it is about.")
       .def_property_readonly(
           "to",
           [](const Event& event) -> std::optional<std::int32_t> {
@@ -877,8 +877,7 @@ void addRecordings(py::module_& module) {
             return nanoseconds(*origin);
           },
           "The moment of second 0, by its header, in nanoseconds since 1970; None where that is "
-          "the "
-          "first event, and before that is read.");
+          "the first event, and before that is read.");
   module.def(
       "read_recording",
       [](py::handle path) {
@@ -889,10 +888,9 @@ void addRecordings(py::module_& module) {
 
   py::class_<Writer>(
       module, "Recording",
-      "A recording to write. It takes its name when it is closed, as the end of a `with` block "
+      "A recording to write. It gets its name when it is closed, as the end of a `with` block "
       "does; one that is not, or whose block ends by an exception, leaves no trace. `origin` is "
-      "the "
-      "moment of second 0, where that is not the first event.")
+      "the moment of second 0, where that is not the first event.")
       .def(py::init([](py::handle path, py::handle source, py::handle origin) {
              std::optional<Time> zero;
              if (!origin.is_none()) zero = timeFrom(origin, "origin");

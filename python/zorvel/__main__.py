@@ -130,14 +130,14 @@ def main() -> int:
         "--from 1:00 --to 2:00 --quantity valence --width 86 --grey -o meeting.pdf")
     plot.add_argument("recordings", nargs="+", metavar="RECORDING")
     plot.add_argument("-o", "--output", required=True, metavar="FILE",
-                      help="the figure; its ending tells the kind: .svg, .pdf or .png")
+                      help="the figure, a file ending in .svg, .pdf or .png")
     plot.add_argument("--person", type=int, action="append", metavar="N",
-                      help="this person alone, or several; all without it")
+                      help="only this person; may be given several times (default: everybody)")
     plot.add_argument("--from", type=_seconds, dest="begin", metavar="TIME",
                       help="since second 0: seconds, or like 1:23.5")
     plot.add_argument("--to", type=_seconds, dest="end", metavar="TIME")
     plot.add_argument("--quantity", action="append", choices=list(QUANTITIES),
-                      help="this alone, or several; all without it")
+                      help="only this; may be given several times (default: all but mood)")
     plot.add_argument("--width", type=float, default=178.0, metavar="MM",
                       help="of the figure, in millimetres (default: %(default)s)")
     plot.add_argument("--grey", action="store_true", help="greys and line styles for colours")
@@ -145,8 +145,8 @@ def main() -> int:
 
     bag = commands.add_parser(
         "import-bag", help="turn a bag of ROS 2 into a recording",
-        description="Turns what is told of people in a bag of ROS 2 (REP-155, in SQLite or MCAP) into a "
-        "recording. What it made and left out, and what looks wrong, it says on standard error.",
+        description="Turns the messages about people in a bag of ROS 2 (REP-155, in SQLite or MCAP) into a "
+        "recording. Reports on standard error what it made and left out, and what looks wrong.",
         epilog="example: python3 -m zorvel import-bag session/ --robot-frame head_camera_link "
         "-o session.jsonl")
     bag.add_argument("bag", metavar="BAG", help="a folder of rosbag2, or a file .db3 or .mcap")
@@ -157,7 +157,7 @@ def main() -> int:
     bag.add_argument("--optical-frame", metavar="FRAME",
                      help="the same, for a frame that has z forward, like that of a camera's picture")
     for name, seconds, text in (("cycle", 0.1, "from one observation of a person to the next"),
-                                ("hold", 1.0, "for which the last of a topic is given again"),
+                                ("hold", 1.0, "for which a topic's last message is repeated"),
                                 ("removal", 3.0, "after which a person who is not seen is removed")):
         bag.add_argument(f"--{name}", type=float, default=seconds, metavar="SECONDS",
                          help=f"the time {text} (default: %(default)s)")
@@ -167,7 +167,7 @@ def main() -> int:
                      help="whether frames gaze_<id> are gazes; auto: unless they copy the head's direction")
     bag.add_argument("--gender-true", choices=("female", "male"),
                      help="the gender that is true in the recording (default: none is given)")
-    bag.add_argument("-q", "--quiet", action="store_true", help="say nothing of what was made")
+    bag.add_argument("-q", "--quiet", action="store_true", help="do not report what was made")
     bag.set_defaults(run=_import_bag)
 
     options = parser.parse_args()

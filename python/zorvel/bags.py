@@ -20,14 +20,14 @@ ROBOT_FRAMES = ("sellion_link", "eyes_link", "head_front_camera_link", "head_cam
 head, and of its only camera."""
 
 _SECOND = 1_000_000_000
-_SEARCHED = 10 * _SECOND  # behind the first face; the rest only if no usual frame is there
+_SEARCHED = 10 * _SECOND  # after the first face; the rest only if no usual frame is there
 _OF_PEOPLE = ("face", "gaze", "head", "body", "voice", "person")
 _MOST_TOLD = 50
 
 
 @dataclass(frozen=True)
 class BagTopic:
-    """A topic, or all that differ only in the id of whom they are about."""
+    """A topic, or all topics that differ only in an id."""
 
     #: With <id> in place of an id.
     name: str
@@ -40,7 +40,7 @@ class BagTopic:
 class BagFacts:
     """What an import of a bag made."""
 
-    #: From the bag's begin to the last message that was read.
+    #: From the bag's start to the last message that was read.
     seconds: float
     #: The robot's frame.
     robot_frame: str
@@ -129,11 +129,11 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
                full_intensity: float | None = None,
                gaze: Literal["auto", "always", "never"] = "auto",
                gender_true: rep155.Gender | None = None) -> BagFacts:
-    """Turns what REP-155 tells of people in a bag of ROS 2, a folder or a file, into a recording.
+    """Turns what REP-155 says of people in a bag of ROS 2, a folder or a file, into a recording.
 
     `robot_frame` is the frame at the robot's eyes, which has x forward; without it, one of ROBOT_FRAMES
-    is looked for. `optical_frame` is one in its place that has z forward, as that of a camera's
-    picture. The rest is as for rep155.People. Second 0 is the bag's begin. When something cannot be
+    is looked for. `optical_frame`, in its place, is one with z forward, like that of a camera's
+    picture. The rest is as for rep155.People. Second 0 is the bag's start. When something cannot be
     read, a DataError is raised after the rest is imported, with the BagFacts as its `results`.
     """
     if robot_frame is not None and optical_frame not in (None, robot_frame):
@@ -203,6 +203,6 @@ def doubts(frame: str, face_frames: Counter[str], postures: int, upside_down: in
         told = ", ".join(f"{count} in {parent}" for parent, count in face_frames.most_common(5))
         found.append(f"no posture: is {frame} the robot's frame? Poses of faces were given {told}")
     if 2 * upside_down > postures:
-        found.append(f"{upside_down} of {postures} heads stand on their top: does {frame} have z forward? "
+        found.append(f"{upside_down} of {postures} heads are upside down: does {frame} have z forward? "
                      "Then it is an --optical-frame")
     return found

@@ -1,4 +1,4 @@
-"""Messages of ROS 2 as they stand in bags: CDR, by layouts in the language of .msg files.
+"""Messages of ROS 2 as bags have them: CDR, by layouts in the language of .msg files.
 
 Nothing here trusts its input: a text, a count or a layout that asks for more than there is throws
 ValueError before anything of that size is made.
@@ -13,7 +13,7 @@ from operator import itemgetter
 from typing import Any, TypeAlias
 
 _Read: TypeAlias = Callable[[bytes, int], tuple[Any, int]]
-"""Reads a value at a position behind the header, and tells where it ends."""
+"""Reads a value at a position after the header, and returns where it ends."""
 
 _PRIMITIVES = {
     "bool": "?", "byte": "B", "char": "B", "uint8": "B", "int8": "b", "uint16": "H", "int16": "h",
@@ -174,7 +174,7 @@ class _Layouts:
         parts: list[tuple[bool, _Read]] = []
         run, least = "", 0
         for line in self._layouts[kind].splitlines():
-            # A constant has its "=" behind its name; a default value follows a space.
+            # A constant has its "=" after its name; a default value follows a space.
             words = line.partition("#")[0].split(None, 2)
             if len(words) < 2 or "=" in words[1] or (len(words) == 3 and words[2].startswith("=")):
                 continue

@@ -218,7 +218,7 @@ def _chosen_curves(recordings: Mapping[str, Results], persons: Sequence[int] | N
         raise ValueError("persons: must be at least one")
     for person in persons or ():
         if person not in everybody:
-            raise ValueError(f"person {person} has no cycle; those who have: {sorted(everybody)}")
+            raise ValueError(f"person {person} has no cycle; these have: {sorted(everybody)}")
     return curves
 
 
@@ -227,7 +227,7 @@ def draw(recordings: Mapping[str, Results], persons: Sequence[int] | None, begin
          axes: Sequence[matplotlib.axes.Axes] | None = None) -> matplotlib.figure.Figure:
     """What `plot` draws, of recordings by name."""
     if not 0.0 < width < 10_000.0:
-        raise ValueError(f"width: {width:g} mm is no width")
+        raise ValueError(f"width: {width:g} mm is not a width")
     if begin is not None and end is not None and begin >= end:
         raise ValueError(f"begin: {begin:g} s is not before the end, {end:g} s")
     names = list(_USUAL if quantities is None else quantities)
@@ -235,7 +235,7 @@ def draw(recordings: Mapping[str, Results], persons: Sequence[int] | None, begin
         raise ValueError("quantities: must be at least one")
     for name in names:
         if name not in QUANTITIES:
-            raise ValueError(f"{name} is no quantity; these are: {list(QUANTITIES)}")
+            raise ValueError(f"{name} is not a quantity; these are: {list(QUANTITIES)}")
     curves = _chosen_curves(recordings, persons, begin, end)
     lanes = _scope_lanes(curves, begin, end)
     if axes is not None:

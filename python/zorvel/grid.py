@@ -10,8 +10,8 @@ import numpy
 def intervals_of(seconds: numpy.ndarray[Any, Any], rate: float) -> numpy.ndarray[Any, Any]:
     """The number of the interval that each time lies in; interval 0 begins at second 0.
 
-    A time of a thousandth of an interval before an edge counts as on it, so that cycles at the rate
-    of the grid, or a multiple, do not fall to either side by their rounding.
+    A time within a thousandth of an interval before an edge counts as on it, so that cycles at the
+    rate of the grid, or a multiple, do not fall to either side by their rounding.
     """
     places: numpy.ndarray[Any, Any] = numpy.floor(seconds * rate + 1e-3).astype(numpy.int64)
     return places
@@ -19,7 +19,7 @@ def intervals_of(seconds: numpy.ndarray[Any, Any], rate: float) -> numpy.ndarray
 
 def interval_means(places: numpy.ndarray[Any, Any], values: numpy.ndarray[Any, Any],
                    count: int) -> numpy.ndarray[Any, Any]:
-    """The mean of the values of each of `count` intervals, which are known by their places.
+    """The mean of the values of each of `count` intervals; `places` has the interval of each value.
 
     NaN values are left out; an interval without any has NaN.
     """

@@ -1,6 +1,6 @@
 """A robot's node, but for its plumbing: messages of REP-155 in, states of people out. Nothing here needs ROS.
 
-The programs in `ros/` give a `Node` what rospy or rclpy receives and publish what it tells.
+The programs in `ros/` give a `Node` what rospy or rclpy receives and publish what it makes of that.
 """
 
 from __future__ import annotations
@@ -29,7 +29,7 @@ PARAMETERS: Mapping[str, Any] = {
     "engagement": "",
     "record": "",
 }
-"""What can be set, with defaults: what `People` takes, and what the Node tells and keeps."""
+"""What can be set, with defaults: what `People` takes, and what the Node publishes and records."""
 
 AMBIANCE = "/humans/ambiance"
 
@@ -52,12 +52,12 @@ class Status:
 
 
 class Node:
-    """The people of one robot: takes its messages, tells and records their states.
+    """The people of one robot: takes its messages, publishes and records their states.
 
     `clock` is the time of ROS in nanoseconds. It is 0 until there is one, and may be set back: then
     everybody begins anew. `publish` and `warn` are called under the node's lock. The `parameters` are
-    those of PARAMETERS. The methods may be called from any thread; ValueError for a parameter that
-    cannot be, OSError or DataError for a record that cannot be begun.
+    those of PARAMETERS. The methods may be called from any thread. Throws ValueError for a parameter
+    that cannot be, OSError or DataError for a record that cannot be begun.
     """
 
     def __init__(self, clock: Callable[[], int], publish: Publish, warn: Callable[[str], object],
@@ -80,9 +80,9 @@ class Node:
         if not of["robot_frame"]:
             raise ValueError("robot_frame is missing: the frame at the robot's eyes")
         if of["gaze"] not in ("auto", "always", "never"):
-            raise ValueError(f"gaze is auto, always or never, and not {of['gaze']}")
+            raise ValueError(f"gaze must be auto, always or never, not {of['gaze']}")
         if of["gender_true"] not in ("", "female", "male"):
-            raise ValueError(f"gender_true is female or male, and not {of['gender_true']}")
+            raise ValueError(f"gender_true must be female or male, not {of['gender_true']}")
         if of["engagement"] == "state" or not _LEGAL.issuperset(of["engagement"]):
             raise ValueError(f"engagement cannot be called {of['engagement']}")
 
@@ -125,7 +125,7 @@ class Node:
                 try:
                     told.append(event(moment(now)))
                 except ValueError:
-                    self._people.left_out["activities that are no number"] += 1
+                    self._people.left_out["activities that are not numbers"] += 1
                 self._play(told)
 
     def advance(self) -> None:
@@ -135,8 +135,8 @@ class Node:
                 self._play(self._people.advance(now))
 
     def topics(self) -> dict[str, str]:
-        """What is to be published now, each topic with its type. A person's ids may change, so this is
-        to be asked for several times a second; states are told on topics alone that it returned."""
+        """The topics to publish on now, each with its type. A person's ids may change, so call this
+        several times a second; states are published only on topics that it returned."""
         with self._lock:
             endings = {"state": "zorvel_msgs/msg/PersonState"}
             if self._parameters["engagement"]:
@@ -150,12 +150,12 @@ class Node:
                        for ending, kind in endings.items()}}
 
     def close(self) -> None:
-        """Ends the record, which takes its name."""
+        """Ends the record, which then gets its name."""
         with self._lock:
             self._end_recording()
 
     def diagnose(self) -> Status:
-        """How it goes since this was asked last."""
+        """How it has gone since this was last asked."""
         with self._lock:
             now = time.monotonic()
             seconds, self._last_told = max(now - self._last_told, 1e-9), now

@@ -130,8 +130,8 @@ def cut(recording: str | os.PathLike[str], output: str | os.PathLike[str], *,
         keep_state: bool = False) -> None:
     """Cuts the span from `begin` to `end`, since second 0, out of a recording, as `zorvel cut` does.
 
-    `lead_in` is how much of what comes before is kept, too; `person` keeps the lines about this person
-    alone; `every` keeps, of each person and interval of this length, one observation and one not_seen.
+    `lead_in` is how much to keep of what comes before; `person` keeps only the lines about this person;
+    `every` keeps one observation and one not_seen of each person in each interval of this length.
     `rename` gives people other numbers, where a tracker gave one person several: `{3: 1}`.
     `keep_state` begins the cut with everybody's state, so that its states are those of the whole.
     """
@@ -145,10 +145,10 @@ def annotate(recording: str | os.PathLike[str], scopes: _Table, output: str | os
 
     The table has the columns person, scope, begin and end, or is what raters made: a file of ELAN
     (.eaf), events that BORIS exports, or the events.tsv of BIDS. Its seconds count from `offset` after
-    second 0. Of raters' files, `tiers` and `subjects` choose what is taken, all without them; the
-    number of a subject is the person, None where the subject's name is that number; `person` is
-    whom it is about where no subject is named. When a scope does not fit, nothing is written. Warnings
-    tell what raters said that is left out, and what removals and renamings part.
+    second 0. Of raters' files, `tiers` and `subjects` choose what is taken, by default all; the number
+    of a subject is the person, None where the subject's name is that number; `person` is the person of
+    annotations without a subject. When a scope does not fit, nothing is written. Warnings say which
+    annotations are left out, and which rows removals and renamings part.
     """
     with _file_of(scopes) as path:
         texts = _zorvel.annotate_file(recording, path, output, offset, list(tiers),

@@ -1,6 +1,6 @@
-"""What ROS REP-155 (`hri_msgs`) tells of people, as observations. Nothing here needs ROS.
+"""What ROS REP-155 (`hri_msgs`) says of people, as observations. Nothing here needs ROS.
 
-`People` makes the events of a recording of the messages of a robot. The functions above it are for
+`People` makes the events of a recording from the messages of a robot. The functions above it are for
 plain values: what one returns is the value of one field of an observation. It is None when the
 message cannot give that field: leave the field out then. Numbers that are not finite count as
 absent, and confidences are held to 0 to 1.
@@ -47,7 +47,7 @@ EXPRESSION_NAMES: Mapping[str, str] = {
 """The names of hri_msgs/Expression that are one of zorvel's expressions, or a degree of it."""
 
 NUMBERED_EXPRESSIONS = ("neutral", "happy", "sad", "angry", "surprised", "disgusted", "scared")
-"""What the numbers from 0 on mean that hri_msgs/Expression had in place of names before 0.7.0."""
+"""The meaning of the numbers, from 0, that hri_msgs/Expression had in place of names before 0.7.0."""
 
 
 def expressions_from_name(name: str | int, confidence: float) -> dict[str, Estimate] | None:
@@ -84,7 +84,7 @@ def action_units(
 ) -> dict[int, Estimate]:
     """Intensity and confidence by FACS number, from the two arrays of hri_msgs/FacialActionUnits.
 
-    A unit stands in both at its number. One with a confidence of 0 was not measured, which says
+    A unit is in both at its number. One with a confidence of 0 was not measured, which says
     nothing of the face: it is left out. Throws ValueError unless both have the same length.
     """
     return {
@@ -109,9 +109,9 @@ def expressions_from_action_units(
 ) -> dict[str, Estimate] | None:
     """What a face shows, by the published emotion prototypes (EMFACS, Ekman and Friesen).
 
-    None unless the units 1, 2, 4, 5, 6, 7, 12, 15, 23 and 26 are all there. A detector that tells
-    of the active ones alone knows the others to be 0: add them as such. The confidence is that of the
-    unit with the least. The arithmetic is that of an OpenFace import, bit for bit, which
+    None unless the units 1, 2, 4, 5, 6, 7, 12, 15, 23 and 26 are all there. A detector that reports
+    only the active ones knows the others to be 0: add them as such. The confidence is that of the unit
+    with the least. The arithmetic is that of an OpenFace import, bit for bit, which
     `full_intensity=3` gives for OpenFace's own intensities from 0 to 5.
     """
     used = (1, 2, 4, 5, 6, 7, 12, 15, 23, 26)
@@ -168,8 +168,8 @@ def seen_from_robot(position: Vector, orientation: Quaternion) -> Quaternion:
     `position` and `orientation` are those of the frame `face_<id>` or `gaze_<id>` in a frame of the
     robot: x forward, y to the left, z up, with its origin where the robot's eyes would be, such as
     the camera's frame (not its optical frame, whose z is forward). The frame of the result has its
-    origin in the face, x towards the robot, y horizontally to the left of who looks along x, and z
-    up. In it, a head that faces the robot has the orientation (0, 0, 0, 1).
+    origin in the face, x towards the robot, y horizontally to the left of somebody who looks along x,
+    and z up. In it, a head that faces the robot has the orientation (0, 0, 0, 1).
 
     Example: a face 1 m ahead of the robot and 1 m to its left, (1, 1, 0), which looks back along
     the robot's x axis, (0, 0, 1, 0), passes the robot: it would have to turn 45° to its own left.
@@ -188,8 +188,8 @@ def head_posture(orientation: Quaternion) -> tuple[float, float, float] | None:
     """Yaw, pitch and roll, in degrees, of a head in a frame that looks at the robot.
 
     Both frames have x forward, y to the left and z up, as REP-103 and `face_<id>` of REP-155 have;
-    `seen_from_robot` gives such an orientation. Yaw and pitch tell where the nose points, whatever
-    the roll. In REP-103 a positive yaw is to the left, a positive pitch is down and a positive roll
+    `seen_from_robot` gives such an orientation. Yaw and pitch say where the nose points, whatever the
+    roll. In REP-103 a positive yaw is to the left, a positive pitch is down and a positive roll
     is to the right, so the three angles of the same rotation have the opposite signs there.
 
     Example: (0, 0, 0.259, 0.966) is a turn by 30° about z, that is to the left: (-30, 0, 0).
@@ -270,7 +270,7 @@ class PersonNumbers:
         """Makes one person of two, when `/humans/persons/<person>/alias` says that it is `alias`.
 
         Both ids have the older of the two numbers from then on. Returns the number that is given up
-        and the one that stays, for `SocialGraph.rename`, or `Event.rename` behind the time; None
+        and the one that stays, for `SocialGraph.rename`, or `Event.rename` after the time; None
         where nothing is given up: one of them had no number yet, or both the same, as when a latched
         message comes again. The empty alias of somebody who has none gives None, too.
 
@@ -337,13 +337,13 @@ class Engagement:
 
     engaged_from: float = 0.7
     """The attention from which on a person is engaged; a head that stays turned 18° aside, without
-    a gaze, comes to it."""
+    a gaze, reaches it."""
     disengaging_below: float = 0.6
     """The attention below which one who is engaged no longer is."""
     engaging_from: float = 0.4
     """The attention from which on one who is disengaged no longer is."""
     disengaged_below: float = 0.3
-    """The attention below which a person is disengaged; such a head comes to it at 27°."""
+    """The attention below which a person is disengaged; such a head reaches it at 27°."""
     known_from: float = 0.4
     """The confidence of the attention from which on an unknown level becomes known."""
     unknown_below: float = 0.1
@@ -392,12 +392,12 @@ def _direction(x: float, y: float, z: float) -> tuple[float, float]:
 
 
 def topic_pattern(topic: str) -> str:
-    """A topic without the id of whom it is about: /humans/faces/<id>/facs."""
+    """A topic without its id: /humans/faces/<id>/facs."""
     return re.sub(r"^(/humans/(?:faces|bodies|voices|persons))/[^/]+/", r"\1/<id>/", topic)
 
 
 class _Value(NamedTuple):
-    """The last of a topic."""
+    """The last message of a topic."""
 
     value: Any
     time: int
@@ -406,7 +406,7 @@ class _Value(NamedTuple):
 
 
 class _Frame(NamedTuple):
-    """A pose that tf was given, to be looked up when it is needed."""
+    """A pose that was given to tf, to be looked up when it is needed."""
 
     stamp: int
     time: int
@@ -421,7 +421,7 @@ class _Face:
     """When anything was last heard of it."""
     is_seen: bool = True
     is_tracked: bool = False
-    """/humans/faces tells of it, not a frame alone."""
+    """/humans/faces lists it; it is not known from a frame alone."""
     values: dict[str, _Value] = field(default_factory=dict)
     frame: _Frame | None = None
     posture: tuple[_Value, _Value] | None = None
@@ -440,8 +440,8 @@ _MOST_IDS = 10_000
 _MOST_TRACKED = 1000
 _COPIES = 3
 _NEW_BY_TIME = ("expressions", "named_expressions", "smile")
-"""What the estimator takes for new, and believes, only if its time is another than before. Given again,
-its time is later by as many nanoseconds as cycles, which no age shows."""
+"""The estimator takes these for new, and believes them, only if their time is not that of before. When
+they are repeated, their time is later by a nanosecond a cycle, which no age shows."""
 _FARTHEST = 1e9  # metres
 _LATEST_DOUBTFUL = 4_000_000 * _SECOND  # in 1970
 _SAME_DIRECTION = math.cos(math.radians(1.0))
@@ -458,11 +458,11 @@ class People:
     Messages are what rospy, rclpy or a bag gives: anything with their attributes, of hri_msgs from
     0.6.0 to 2.0.0. Times are nanoseconds since 1970 and come from the caller; the same messages with
     the same times give the same events. Cycles are at the whole multiples of `cycle` since 1970, and
-    tell what was received before.
+    give what was received before.
 
     `robot_frame` is the frame that is to be at the robot's eyes, with x forward; `optical` says that
     it has z forward, as cameras do. Lengths of time are in seconds. What a topic said last is given in
-    each cycle, with its own time, until it was received more than `hold` ago. Who is not seen for more
+    each cycle, with its own time, until it was received more than `hold` ago. A person not seen for more
     than `removal` is removed. `gaze` says which frames `gaze_<id>` are gazes: "auto" those that are not
     a copy of the head's direction (within 1 degree in three cycles running), "always" or "never".
     `gender_true` is the gender that is true for zorvel; without it, none is given.
@@ -505,7 +505,7 @@ class People:
         self.fields: Counter[str] = Counter()
         """How many observations have each field."""
         self.upside_down = 0
-        """In how many of these the head stands on its top, as in a frame whose z is forward."""
+        """In how many of these the head is upside down, as in a frame whose z is forward."""
 
     @staticmethod
     def takes(topic: str, kind: str) -> bool:
@@ -546,7 +546,7 @@ class People:
         return events
 
     def ids(self) -> dict[int, list[str]]:
-        """Who has which number: ids of persons or, of whom only a face is known, one like "face a1b2c"."""
+        """Who has which number: ids of persons or, where only a face is known, one like "face a1b2c"."""
         return {number: [re.sub("^/", "face ", name) for name in names]
                 for number, names in self._numbers.ids().items()}
 
@@ -661,7 +661,7 @@ class People:
             self._looks[number] = _Value(message.receiver == "", self._time_of(message, received), received)
 
     def _own(self, kind: str, message: Any, person: str) -> None:
-        """A person is the one with this face; that it has none any more does not give the face away."""
+        """Gives a face, body or voice to a person; an empty id takes none away."""
         member = (kind, str(message.data))
         if not message.data or self._owners.get(member) == person:
             return
@@ -692,7 +692,7 @@ class People:
                 person = self._owners.get(("face", face_id), _alone(face_id))
                 if (self._faces_have_owners and self._numbers.known(person) is None
                         and person[0] == "/" and time - face.appeared <= self._hold):
-                    continue  # its person may be told of soon
+                    continue  # its person may be named soon
                 number = self._numbers.number(person)
                 ids[number] = person
                 seen.setdefault(number, []).append(face)
@@ -830,8 +830,8 @@ def _alone(face_id: str) -> str:
 
 
 def moment(nanoseconds: int) -> int | numpy.datetime64:
-    """A time since 1970 for what takes one. That refuses whole numbers which may be meant as seconds;
-    here they are nanoseconds, since the clock of a simulation begins at 0."""
+    """A time since 1970, for functions that refuse whole numbers which may be meant as seconds. Here
+    they are nanoseconds, since the clock of a simulation begins at 0."""
     if _LATEST_DOUBTFUL > nanoseconds >= _SECOND:
         import numpy
 

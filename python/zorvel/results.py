@@ -25,8 +25,8 @@ QUANTITIES = {"valence": (-1.0, 1.0), "attention": (0.0, 1.0), "ease": (-0.5, 0.
 class Table(dict[str, "numpy.ndarray[Any, Any]"]):
     """A table of results: from the name of each column to a NumPy array.
 
-    The columns are those of the CSV file, in its order. Where that has none of the name, `seconds`,
-    the time since second 0, follows. `pandas.DataFrame` takes it as it is.
+    The columns are those of the CSV file, in its order; unless `seconds`, the time since second 0, is
+    among them, it comes last. `pandas.DataFrame` takes it as it is.
     """
 
     @property
@@ -83,8 +83,8 @@ class Results:
         gap. Where nothing measured moved the value for more than a second, hatching says "not
         measured" instead of a curve. Scopes are bars below. By default everybody is drawn, with
         valence, attention and ease; "mood" is a quantity, too. `begin` and `end` are in seconds since
-        second 0, `width` is in millimetres, and `grey` is for print. Into `axes` of one's own, one for
-        each quantity goes, and the scopes into one more.
+        second 0, `width` is in millimetres, and `grey` is for print. Your own `axes` are one for each
+        quantity, and perhaps one more for the scopes.
         """
         return plot({"": self}, persons, begin=begin, end=end, quantities=quantities, width=width,
                     grey=grey, axes=axes)
@@ -117,7 +117,7 @@ def plot(recordings: Mapping[str, Results] | Iterable[str | os.PathLike[str]],
 def _plain(value: Any) -> object:
     """A number of NumPy as Python's."""
     if not hasattr(value, "tolist"):
-        raise TypeError(f"{value!r} is nothing that a recording holds")
+        raise TypeError(f"{value!r} is not something that a recording holds")
     return value.tolist()
 
 
@@ -130,14 +130,14 @@ def _line_of(entry: object) -> str:
 def replay(
         recording: str | os.PathLike[str] | Iterable[_zorvel.Event | Mapping[str, Any] | str | bytes],
         forces: bool = False) -> Results:
-    """Replays a recording, a path or what gives its events, on a clock that its events set.
+    """Replays a recording, a path or an iterable of its events, on a clock that its events set.
 
     An event may be an Event, a line of a recording, or such a line as a dict. Seconds count from the
-    recording's origin, as `zorvel info` tells; without a header that has one, from the first event.
+    recording's origin, which `zorvel info` shows; without a header that has one, from the first event.
 
     The numbers are those of `zorvel replay`, to the bit. With `forces`, the results have the table
-    of what moved the states. A DataError has what came before the fault as its `results`. What looks
-    wrong in a file is told by warnings.
+    of what moved the states. A DataError has what came before the fault as its `results`. Warnings say
+    what looks wrong in a file.
     """
     if isinstance(recording, (str, bytes, os.PathLike)):
         tables, texts, error = _zorvel.replay_file(recording, forces)
@@ -153,10 +153,10 @@ def summarize(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str
               ) -> list[dict[str, Any]]:
     """What a recording adds up to: a dict for each person, by the columns of a summary table.
 
-    Times are in seconds since second 0, shares in [0, 1]. NaN is what there is not: of a
-    quantity that was never measured, a greatest change, the deviation of one cycle. What looks wrong
-    in a file is told by warnings. Of several recordings, each dict names its `recording` first; when
-    some fail, the DataError is raised after the others are done, which are its `results`.
+    Times are in seconds since second 0, shares in [0, 1]. NaN stands for what is missing, such as the
+    mean of a quantity that was never measured, or the deviation of one cycle. Warnings say what looks
+    wrong in a file. With several recordings, each dict names its `recording` first; when some fail, the
+    DataError is raised after the others are done, which are its `results`.
     """
     if isinstance(recording, (str, bytes, os.PathLike)):
         rows, _, texts, error = _zorvel.summarize_file(recording, "")
@@ -180,7 +180,7 @@ def summarize(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str
 
 
 def summary_csv(recording: str | os.PathLike[str], name: str) -> str:
-    """The same as lines of a CSV file, under SUMMARY_HEADER; `name` is what they call the recording.
+    """The same as lines of a CSV file, under SUMMARY_HEADER; `name` is the recording's name in them.
 
     A recording in which nobody has a cycle has one line, with empty cells.
     """
@@ -195,9 +195,9 @@ def explain(recording: str | os.PathLike[str], *, person: int | None = None,
             end: _zorvel.Duration | None = None) -> dict[int, dict[str, Any]]:
     """Why each person's state is what it is, by person: what `zorvel explain --json` writes.
 
-    `at` is a moment since second 0, whose last cycle is explained; else it is the span
-    from `begin` to `end`, by default the whole recording. All three are a float of seconds, an int of
-    nanoseconds or a timedelta. A DataError when nobody has a cycle there.
+    `at` is a moment since second 0: the last cycle until then is explained. Without it, the span from
+    `begin` to `end` is, by default the whole recording. All three are a float of seconds, an int of
+    nanoseconds or a timedelta. Raises a DataError when nobody has a cycle there.
     """
     lines, error = _zorvel.explain_file(recording, person, at, begin, end)
     explained = [json.loads(line) for line in lines.splitlines()]
@@ -210,7 +210,7 @@ def greatest_changes(recording: str | os.PathLike[str], most: int = 3, *,
                      person: int | None = None) -> list[dict[str, Any]]:
     """The greatest changes of the valence and of the attention within a second, and why.
 
-    As many of each, over all persons or of one: what `zorvel explain --greatest --json` writes.
+    At most `most` of each, over all persons or of one: what `zorvel explain --greatest --json` writes.
     """
     lines, error = _zorvel.greatest_changes_of_file(recording, person, most)
     changes = [json.loads(line) for line in lines.splitlines()]
@@ -238,11 +238,11 @@ def what_mattered(recording: str | os.PathLike[str], fields: Iterable[str] = ("a
 def report(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str]],
            output: str | os.PathLike[str] = "report.html", *, align: str | None = None,
            mattered: bool = False) -> list[str]:
-    """Shows a recording, or several, replayed, on one page for a browser, as `zorvel report` does.
+    """Replays a recording, or several, and shows it on one page for a browser, as `zorvel report` does.
 
     With `align`, the curves of several meet where in each the first scope of that name begins; with
-    `mattered`, which takes one recording, the page shows what each field mattered. Returns
-    what looks wrong, a sentence each, which warnings tell, too. When a line is bad, the page shows
+    `mattered`, which takes one recording, the page shows how much each field mattered. Returns
+    what looks wrong, a sentence each, as do the warnings. When a line is bad, the page shows
     everything up to it, and the DataError is raised after it is written.
     """
     if isinstance(recording, (str, bytes, os.PathLike)):

@@ -33,7 +33,7 @@ _MOST_DEFINITIONS = 100
 _MOST_TOPICS = 10_000
 _PIECE = 1 << 16
 _MOST_FAULTS = 20
-_LATEST = (1 << 62) - (1 << 40)  # of the times in a recording, with room for a cycle behind
+_LATEST = (1 << 62) - (1 << 40)  # of the times in a recording, with room for a cycle after it
 _REORDERED = 256  # messages, within which those of MCAP are put in order
 
 _STEPS_PER_BYTE = 10  # of SQLite's own machine; a row of 50 bytes takes less than 100
@@ -44,7 +44,7 @@ _TYPES = {kind.rpartition("/")[2] for kind in LAYOUTS}
 _MAGIC = b"\x89MCAP0\r\n"
 _FOOTER, _SCHEMA, _CHANNEL, _MESSAGE, _CHUNK, _CHUNK_INDEX, _DATA_END = 2, 3, 4, 5, 6, 8, 15
 
-# What SQLite says may quote a name that is no UTF-8.
+# What SQLite says may quote a name that is not UTF-8.
 _SQLITE_ERRORS = (sqlite3.Error, UnicodeDecodeError)
 
 
@@ -78,7 +78,7 @@ class Bag:
         self.start: int | None = None
         """When the bag begins, once anything was read."""
         self.topics: dict[str, str] = {}
-        """The type of each topic that was met."""
+        """The type of each topic that was found."""
         self.read: Counter[str] = Counter()
         """How many messages of each topic were read."""
         self.left_out: Counter[str] = Counter()
@@ -206,10 +206,10 @@ class Bag:
                 yield row
             return
         except _SQLITE_ERRORS as error:
-            place = "messages" if last[1] < 0 else f"behind message {last[1]}"
+            place = "messages" if last[1] < 0 else f"after message {last[1]}"
             self._fault(f"{file}: {place}: {error}")
-        # Where the table is damaged, the index still tells of what is behind; where the index is, the
-        # table itself has what is in front of the damage.
+        # Where the table is damaged, the index still lists what is after the damage; where the index
+        # is, the table itself has what is before.
         try:
             for last in database.execute(
                     f"SELECT timestamp, id FROM messages WHERE {behind} ORDER BY timestamp, id", last):
@@ -245,7 +245,7 @@ class Bag:
                 return
             except _Unreadable as error:
                 self._fault(f"{file}: offset {records.begin}: {error}")
-            # The index at the end tells of chunks behind the damage.
+            # The index at the end lists chunks after the damage.
             if chunks is None:
                 chunks = iter(_chunks(stream, size))
             behind = next((chunk for chunk in chunks if chunk > records.begin), None)
@@ -298,7 +298,7 @@ class Bag:
             if size > _LARGEST_CHUNK:
                 raise _Unreadable(f"it would take {size} bytes")
             if checksum and len(data) == count and checksum != _checksum(compression, data, size):
-                raise _Unreadable("its checksum is another")
+                raise _Unreadable("its checksum differs")
             inner = _Records(_unpacked(compression, data), size, place)
             yield from self._of_records(inner, channels, is_chunk=True)
         except _Unreadable as error:
@@ -322,7 +322,7 @@ class _Channels:
 
 @contextlib.contextmanager
 def _whole_pages(file: pathlib.Path) -> Iterator[pathlib.Path]:
-    """A database, without the last page where that is cut off: SQLite would take the rest of it for 0."""
+    """A database, without the last page where that is cut off: SQLite would read its missing rest as 0."""
     with open(file, "rb") as stream:
         page = int.from_bytes(stream.read(18)[16:], "big")
         size = file.stat().st_size
@@ -423,7 +423,7 @@ def _unpacked(compression: str, data: bytes) -> BinaryIO:
             return cast(BinaryIO, lz4.frame.open(packed))
     except ImportError:
         name = "python3-zstandard" if compression == "zstd" else "python3-lz4"
-        raise _Unreadable(f"to unpack it takes Debian's package {name}") from None
+        raise _Unreadable(f"unpacking it takes Debian's package {name}") from None
     if compression:
         raise _Unreadable(f"it is packed by {compression[:40]!r}")
     return packed
@@ -438,7 +438,7 @@ def _checksum(compression: str, data: bytes, size: int) -> int:
 
 
 def _chunks(stream: BinaryIO, size: int) -> list[int]:
-    """Where the chunks of a file begin, as its summary tells."""
+    """Where the chunks of a file begin, by its summary."""
     found: list[int] = []
     try:
         stream.seek(max(size - 37, 0))

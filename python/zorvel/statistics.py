@@ -1,6 +1,6 @@
 """Statistics of series whose cycles are not independent.
 
-The state of a person moves smoothly, so neighbouring cycles tell nearly the same, and a test that
+The state of a person moves smoothly, so neighbouring cycles say nearly the same, and a test that
 takes them for independent finds differences where there are none. Here a series is resampled in
 blocks of successive values, long enough that what depends on each other stays together (Künsch
 1989, Annals of Statistics 17; circular blocks: Politis and Romano 1992, in LePage and Billard,
@@ -33,7 +33,7 @@ if TYPE_CHECKING:
     _Array: TypeAlias = Any  # of NumPy, whose types do not follow what is done to them
     _Series: TypeAlias = numpy.ndarray[Any, Any] | pandas.Series | Sequence[float]
 
-#: Fewer blocks than these tell no standard error.
+#: Fewer blocks than these give no standard error.
 _FEWEST_BLOCKS = 4
 #: An interval whose bias is small counts for more than one whose width is steady: blocks are longer
 #: than those with the least mean square error of the variance.
@@ -79,7 +79,7 @@ def block_length(series: _Series) -> int:
 
 def _resampled_sums(columns: _Array, length: int, replicates: int,
                     random: numpy.random.Generator) -> _Array:
-    """The sums of each column over as many rows as there are, in circular blocks; a row a draw."""
+    """The sums of each column over as many rows as there are, in circular blocks; a row per draw."""
     count, width = columns.shape
     ends = numpy.concatenate([numpy.zeros((1, width)), numpy.cumsum(numpy.tile(columns, (2, 1)), axis=0)])
     blocks = -(-count // length)
@@ -191,16 +191,16 @@ def difference(timeline: pandas.DataFrame, first: object, second: object, *, con
                seed: int = 0) -> pandas.DataFrame:
     """How much larger each quantity is in the condition `second` than in `first`; a row for each.
 
-    `timeline` is what Study.timeline gives at a rate; its column `condition` tells the condition of
-    each row, and the columns `people` who it is of. Where people have both conditions it is their
-    own difference (within), and who has one alone is left out; else it is that of two groups
-    (between). `over` says to whom the interval and the p speak:
+    `timeline` is what Study.timeline gives at a rate; its column `condition` has the condition of
+    each row, and the columns `people` whose it is. Where people have both conditions, the difference
+    is their own (within), and people with only one are left out; otherwise it is that of two groups
+    (between). `over` says what the interval and the p are about:
 
-    - "people", of people like these: each is one number for each condition. The intervals are those
-      of Student's t for pairs and of Welch's (Welch 1947, Biometrika 34:28-35), and assume that the
-      numbers of people are independent and about normal. The effect is the difference in standard
+    - "people": about people like these, each with one number for each condition. The intervals are
+      those of Student's t for pairs and of Welch's (Welch 1947, Biometrika 34:28-35), and assume that
+      people's numbers are independent and about normal. The effect is the difference in standard
       deviations, of people's differences within and of people between, without bias (Hedges 1981).
-    - "time", of these people at other moments, and the way for one person: each series is
+    - "time": about these people at other moments, and the way for one person. Each series is
       resampled in blocks, the degrees of freedom are pooled as Welch does. The effect is the
       difference in standard deviations of the values within a person and a condition.
     """
@@ -251,7 +251,7 @@ class Synchrony(NamedTuple):
     lag: float
     #: How often shifted pairs reach that much.
     p: float
-    #: A row for each lag: the mean correlation, and between which two 95 % of the shifted pairs lie.
+    #: A row for each lag: the mean correlation, and the two between which 95 % of shifted pairs lie.
     lags: pandas.DataFrame
 
 
@@ -261,12 +261,12 @@ def synchrony(first: _Series, second: _Series, *, rate: float, window: float = 1
 
     Boker, Xu, Rotondo and King 2002, Psychological Methods 7:338-355: within windows of `window`
     seconds, half overlapping, the first series is correlated with the second one `lag` later; a mean
-    over windows is one of Fisher's z. What two people reach who have nothing to do with each other
-    is learnt from the same two series, one of them shifted around by more than a window and the lags
+    over windows is one of Fisher's z. What unrelated people reach is learnt from the same two series,
+    one of them shifted around by more than a window and the lags
     (Moulder, Boker, Ramseyer and Tschacher 2018, Psychological Methods 23:757-773). Where a series
-    is shifted, its end meets its beginning. It takes ten times as long as a window and the lag, as with
-    fewer shifts that do not depend on each other p is too small. At most `shifts` are tried, so p is no
-    smaller than one of so many plus one. Windows of which less than half is known are left out.
+    is shifted, its end meets its beginning. It must be ten times as long as a window and the lag: with
+    fewer independent shifts, p is too small. At most `shifts` are tried, so p is never smaller than
+    1 / (`shifts` + 1). Windows of which less than half is known are left out.
     """
     series = [numpy.asarray(values, float) for values in (first, second)]
     count = len(series[0])
@@ -346,12 +346,12 @@ def agreement(quantity: pandas.Series, rating: pandas.Series, *, rate: float = 4
 
     Both series have the seconds of the film as their index, at any rate; they are compared on a grid
     of `rate` values a second, by the mean of each interval. A rating with fewer values a second needs
-    a lower `rate`. Raters are late: within `max_lag` seconds, the `lag` is looked for with which the
-    concordance is greatest; where it is above 0, the rating follows. Looking makes the agreement of a
-    short series look better than it is, which the interval does not know.
+    a lower `rate`. Raters are late: the `lag`, within `max_lag` seconds, is that of the greatest
+    concordance; where it is above 0, the rating follows. This search makes the agreement of a short
+    series look better than it is, which the interval does not take into account.
 
     The rows are the concordance correlation (Lin 1989, Biometrics 45:255-268), Pearson's correlation
-    and the root mean square error. Intervals are made with blocks, on Fisher's scale or, of the
+    and the root mean square error. Intervals are made with blocks, on Fisher's scale or, for the
     error, on that of logarithms.
     """
     pair = [(numpy.asarray(series.index, float), series.to_numpy(float))
@@ -435,10 +435,10 @@ def intraclass(ratings: pandas.DataFrame, *, replicates: int = 2000, seed: int =
 
     Shrout and Fleiss 1979, Psychological Bulletin 86:420-428. `ratings` has a column for each rater
     and a row for each moment, or each person; a row that lacks a rating is left out. ICC(1,1) is for
-    raters of whom each row has others, ICC(2,1) for raters drawn from many, as a rule the one to
+    rows that each have other raters, ICC(2,1) for raters drawn from many, as a rule the one to
     report, and ICC(3,1) for just these raters, whose levels may differ; with k in place of 1 it is
     that of their mean. The rows are in the order of time, if they have one: intervals are made with
-    blocks of them, and speak to other moments with these raters.
+    blocks of them, and are about other moments with these raters.
     """
     cells = ratings.to_numpy(float)
     cells = cells[~numpy.isnan(cells).any(axis=1)]

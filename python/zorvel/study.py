@@ -31,7 +31,7 @@ if TYPE_CHECKING:
     _Path: TypeAlias = str | os.PathLike[str]
     _Participants: TypeAlias = _Path | pandas.DataFrame
 
-#: Of a recording's cycles and scopes, what a study keeps.
+#: What a study keeps of a recording's cycles and scopes.
 _CYCLES = ("person", "seconds", "visit", "mood", *QUANTITIES, *(f"{name}_confidence" for name in QUANTITIES))
 _KNOWN = (*QUANTITIES, *(f"{name}_measured" for name in QUANTITIES))
 _SCOPES = ("person", "scope", "label", "visit", "begin", "end")
@@ -65,7 +65,7 @@ def _replayed(path: _Path) -> tuple[_Replayed, BaseException | None]:
 
 @functools.lru_cache
 def _code() -> str:
-    """What numbers come of: the files of the module and of its libraries, as they are loaded."""
+    """What makes the numbers: the files of the module and of its libraries, as they are loaded."""
     digest = hashlib.sha256()
     with open("/proc/self/maps", encoding="utf-8", errors="surrogateescape") as maps:
         files = {line.split(maxsplit=5)[5].rstrip("\n") for line in maps if ".so" in line}
@@ -84,7 +84,7 @@ def _digest(path: _Path) -> str:
 
 
 def _replayed_once(path: _Path) -> tuple[_Replayed, BaseException | None]:
-    """From the file beside the recording, if that is of the same content; else it is written."""
+    """From the file beside the recording, if it was made of the same content; else that is written."""
     beside = f"{os.fsdecode(path)}.study.npz"
     digest = f"{_code()} {_digest(path)}"
     try:
@@ -212,12 +212,12 @@ class Study:
     A recording is called by its file's name without the ending; a mapping gives other names.
     `participants`, a data frame or a CSV file, has a row for each `recording`, or each `recording` and
     `person`; its columns join every table. Recordings are played in `workers` threads, by default as many
-    as there are processors; `progress` tells on standard error how many are done. With `cache`,
+    as there are processors; `progress` reports on standard error how many are done. With `cache`,
     what is kept of each is written beside it, as NAME.study.npz, and read from there as long as the
     recording's content and zorvel itself are the same.
 
-    What looks wrong in a recording is told by warnings. When some fail, the DataError is raised
-    after the others are done; the study of those is its `results`.
+    Warnings say what looks wrong in a recording. When some fail, the DataError is raised after the
+    others are done; the study of those is its `results`.
     """
 
     def __init__(self, recordings: Mapping[str, _Path] | Iterable[_Path],
@@ -340,7 +340,7 @@ class Study:
         On a grid, a value is the mean of the interval's cycles, the mood is that of its last, and
         `seconds` is where the interval begins. An interval without cycles is a gap, and so is what
         nothing measured for more than a second: NaN. With `scopes`, rows are those within scopes of
-        these names, which `scope` tells; one that lies in several is there several times.
+        these names, with a column `scope`; a row that lies in several is there several times.
         """
         self._require_cycles()
         wanted = None if scopes is None else set(_listed(scopes) if isinstance(scopes, str) else scopes)
@@ -377,11 +377,11 @@ class Study:
                baseline: tuple[float, float] | None = None, *, rate: float = 10.0) -> Epochs:
         """What the quantities do from `before` seconds before an event to `after` seconds after it.
 
-        `events` are the begins of the scopes of that name, or of several names, or a data frame with the
-        columns recording and seconds, and, if there are, person and event, the event's name. Without
-        persons, an event is one of everybody in the recording. Intervals of the grid, `rate` a second,
-        begin at the event. `baseline`, from when to when since the event, is a span whose mean is taken
-        away from each quantity; an event without known cycles there has none.
+        `events` are the starts of the scopes of that name, or of several names, or a data frame with the
+        columns recording and seconds, and perhaps person and event, the event's name. Without a person,
+        an event is one of everybody in the recording. Intervals of the grid, `rate` a second, begin at
+        the event. `baseline`, from when to when since the event, is a span whose mean is subtracted from
+        each quantity; where nothing is known in it, the event's values are NaN.
         """
         self._require_cycles()
         if not before + after > 0.0 or not rate > 0.0:

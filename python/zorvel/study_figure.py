@@ -20,7 +20,7 @@ _POINTS = 8.0
 def _axes(quantities: Sequence[str], width: float) -> tuple[Figure, list[matplotlib.axes.Axes]]:
     for name in quantities:
         if name not in QUANTITIES:
-            raise ValueError(f"{name} is no quantity; these are: {list(QUANTITIES)}")
+            raise ValueError(f"{name} is not a quantity; these are: {list(QUANTITIES)}")
     inches = width / MILLIMETRES_PER_INCH
     figure = Figure(figsize=(inches, 0.7 + len(quantities) * (0.6 + 0.2 * inches)), layout="constrained")
     axes = list(figure.subplots(len(quantities), sharex=True, squeeze=False)[:, 0])

@@ -1,4 +1,4 @@
-"""Where frames are in each other: what /tf and /tf_static of ROS tell, at any moment of late."""
+"""Where frames are in each other, at any recent moment, by /tf and /tf_static of ROS."""
 
 from __future__ import annotations
 
@@ -101,8 +101,8 @@ def _between(first: _Sample, second: _Sample, stamp: int) -> _Sample:
 class Transforms:
     """The frames of a robot and of what it sees, as trees that change with time.
 
-    A frame is where it was said to be at the moment asked for, between two moments in between; before
-    the first or after the last of them where it was then, for up to `reach` nanoseconds.
+    A frame is where it was said to be at the moment asked for, or in between where it was at the moments
+    around that; before the first or after the last, it is where it was then, for up to `reach` nanoseconds.
     """
 
     def __init__(self, reach: int) -> None:
@@ -131,7 +131,7 @@ class Transforms:
         later = []
         while samples and samples[-1].stamp >= stamp:
             later.append(samples.pop())
-        if not (later and later[-1].stamp == stamp):  # what is told twice counts once
+        if not (later and later[-1].stamp == stamp):  # what is said twice counts once
             samples.append(sample)
         samples.extend(reversed(later))
         while samples[0].stamp < samples[-1].stamp - _KEPT:

@@ -30,9 +30,9 @@ StateFrame::State stateOf(std::int32_t id, const PersonState& person) {
 /// Keeps the frames. Everything but `latest` and letting go of a place needs the graph's lock,
 /// under which one publisher follows the other.
 struct StateBoardPrivate {
-  /// A frame, and who holds it: readers count themselves out here, but in where they learn which
-  /// frame is the last. Those who came in are added when another frame becomes the last. From then
-  /// on, this is the number of readers who hold the frame.
+  /// A frame, and who holds it. Readers count themselves out here; they count themselves in at
+  /// `last`, and are added here when another frame becomes the last. From then on, this is the
+  /// number of readers who hold the frame.
   struct Place : StateFrame {
     mutable std::atomic<std::int64_t> holders{0};
   };
@@ -65,8 +65,8 @@ struct StateBoardPrivate {
   std::array<Place, StateBoard::frameLimit> places;
 
   /// The index of the last frame's place, above the number of readers who have taken hold of it:
-  /// both in one number, so that a reader learns the place and is counted in one step. A million
-  /// readers a second would take nine years to count beyond their bits.
+  /// both in one number, so that a reader learns the place and is counted in one step. At a million
+  /// readers a second, the count would take nine years to outgrow its bits.
   std::atomic<std::uint64_t> last{0};
   static constexpr int countBits = 48;
   static constexpr std::uint64_t countMask = (std::uint64_t{1} << countBits) - 1;

@@ -7,7 +7,7 @@ namespace ZV {
 
 class PersonState;
 
-/// What is told of a person. The caller sees to it that nobody updates the state meanwhile.
+/// What a frame says of a person. The caller sees to it that nobody updates the state meanwhile.
 StateFrame::State stateOf(std::int32_t id, const PersonState& person);
 
 }  // namespace ZV

@@ -11,7 +11,7 @@ struct BodyLanguageStatePrivate {
   /// Recomputes the ease from the remembered head postures; without any, it stays as it was.
   void _update(ShortTermMemory<HeadPosture>& headPostures);
 
-  /// What one head posture tells: -0.5 uneasy, +0.5 at ease, 0 nothing.
+  /// What one head posture means: -0.5 uneasy, +0.5 at ease, 0 neither.
   static float estimateFromHeadPosture(const HeadPosture& posture);
 
   BodyLanguageEase ease;

@@ -46,7 +46,7 @@ std::int64_t nanoseconds(ku::SystemClock::time_point time) {
   return time.time_since_epoch().count();
 }
 
-/// No version will need more; a size that was never set often is.
+/// No version will need more; a size that was never set is often greater.
 constexpr std::size_t largestSize = 65'536;
 
 template <typename Sized>
@@ -57,13 +57,13 @@ void checkSize(const Sized* object, const char* name) {
   }
 }
 
-/// Where there may be no `object`.
+/// The same when `object` may be null.
 template <typename Sized>
 void checkSizeIfAny(const Sized* object, const char* name) {
   if (object != nullptr) checkSize(object, name);
 }
 
-/// Fills an object of the caller's, which may be larger than what is known here.
+/// Fills an object of the caller, which may be larger than the one known here.
 template <typename Sized>
 void fill(Sized* object, std::size_t size, Sized values) {
   values.size = size;

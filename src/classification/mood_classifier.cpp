@@ -11,7 +11,7 @@ ArgmaxClassifierType::ArgmaxClassifierType(float margin_) : margin(margin_) {}
 MoodClass& ArgmaxClassifierType::classify(const MoodClassifier& /*classifier*/,
                                           std::vector<MoodClass>& classes) const {
   std::sort(classes.begin(), classes.end(), std::greater<>());
-  // Written so that a NaN is no lead.
+  // Written so that a NaN is not a lead.
   if (classes.size() >= 2 && classes[0].score - classes[1].score > margin) return classes[0];
   throw std::runtime_error("unknown state: no clear winner found");
 }

@@ -14,7 +14,7 @@ struct PersonMemoryPrivate {
   /// As PersonMemory::add says.
   void add(const PersonObservation& observation);
 
-  /// Adds what the other one remembers; of two entries of one time, the own one stays. When
+  /// Adds what the other one remembers; of two entries of one time, this memory's stays. When
   /// std::bad_alloc is thrown, nothing has changed.
   void merge(const PersonMemoryPrivate& other);
 

@@ -35,14 +35,15 @@ class ShortTermMemory {
     _forgetOld();
   }
 
-  /// Makes room for the entries of another memory: taking them in allocates nothing then.
+  /// Makes room for the entries of another memory, so that taking them in allocates nothing.
   void reserveFor(const ShortTermMemory& other) {
     const boost::unique_lock<boost::mutex> lock(_mutex);
     _entries.reserve(_entries.size() + other._entries.size());
   }
 
   /// Adds the entries of another memory, each at its place in time; of two with one timestamp, the
-  /// own one stays. Nothing is forgotten. The owner of the other memory serialises access to it.
+  /// one of this memory stays. Nothing is forgotten. The owner of the other memory serialises
+  /// access to it.
   void takeIn(const ShortTermMemory& other) {
     const boost::unique_lock<boost::mutex> lock(_mutex);
     for (const Entry& entry : other._entries) insert(entry);
@@ -63,9 +64,9 @@ class ShortTermMemory {
     return _entries.front();
   }
 
-  /// Adds an entry of a memory that was saved, which must be older than those that are here.
-  /// Nothing is forgotten and no lock is taken: nobody else knows this memory yet. Throws
-  /// std::invalid_argument.
+  /// Adds an entry of a saved memory, which must be older than those that are here, or else throws
+  /// std::invalid_argument. Nothing is forgotten and no lock is taken: nobody else knows this
+  /// memory yet.
   void restore(const Entry& entry) {
     if (!_entries.empty() && !(entry < _entries.back())) {
       throw std::invalid_argument("The readings of a memory are out of order.");
@@ -73,15 +74,15 @@ class ShortTermMemory {
     _entries.push_back(entry);
   }
 
-  /// The entries as they stand, youngest first. Nothing is forgotten and no lock is taken: the
+  /// The entries as they are, youngest first. Nothing is forgotten and no lock is taken: the
   /// owner of the person serialises the iteration.
   const std::vector<Entry>& entries() const { return _entries; }
 
   /// Drops what is too old, keeping the order. The caller holds the lock.
   ///
   /// Every entry is tested, each against a new reading of the clock. When a reading throws, the
-  /// entries moved so far stay moved and the rest stays as it is, so that an entry may stand there
-  /// twice until age removes it.
+  /// entries moved so far stay moved and the rest stays as it is, so an entry may be there twice
+  /// until age removes it.
   void _forgetOld() {
     try {
       auto kept = _entries.begin();

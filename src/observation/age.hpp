@@ -8,7 +8,7 @@
 namespace ZV {
 
 /// From `start` to `end`; negative when the end is earlier. A difference beyond 64 bits of
-/// nanoseconds (292 years) is held there.
+/// nanoseconds (292 years) is clamped.
 inline ku::SystemClock::duration timeBetween(ku::SystemClock::time_point start,
                                              ku::SystemClock::time_point end) {
   using Nanoseconds = ku::SystemClock::rep;

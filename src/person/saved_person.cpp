@@ -35,7 +35,7 @@ std::vector<PersonObservation> saveMemory(PersonMemoryPrivate& memory) {
     auto observation = saved.begin();
     const auto* last = channel.entries().data();
     for (const auto& entry : channel.entries()) {
-      // A clock that failed may have left an entry standing twice.
+      // A clock that failed may have left an entry there twice.
       if (&entry != last && !(entry < *last)) continue;
       (*observation++).*field = entry;
       last = &entry;

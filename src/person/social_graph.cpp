@@ -11,7 +11,7 @@ namespace {
 
 using Lock = boost::unique_lock<boost::mutex>;
 
-/// When the newest reading of the person was taken that is known of.
+/// When the newest known reading of the person was taken.
 ku::SystemClock::time_point newestReading(const Person& person) {
   return std::max(person.personState._record()._newestReading(),
                   person.personMemory._record().newestReading());

@@ -55,10 +55,10 @@ struct PersonStatePrivate {
 
   /// When the newest reading that moved the state was taken.
   ku::SystemClock::time_point _newestReading() const;
-  /// Stands as the other one does, but for the readings that were used last, the locks and the
-  /// observer. Handles on the own body-language state see it change.
+  /// Takes over everything from the other one but the readings that were used last, the locks and
+  /// the observer. Handles on this body-language state see it change.
   void _goOnFrom(const PersonStatePrivate& other);
-  /// Counts a reading as used last that one of the two used, for each channel the later one.
+  /// For each channel, counts as used last the later of the readings that the two used last.
   void _useLaterReadings(const PersonStatePrivate& other);
 
   void _applyForceValence(float target, float strength, std::string_view reason);
@@ -155,7 +155,7 @@ struct PersonStatePrivate {
   /// then tells the observer.
   void move(float& value, float* cycleValue, float lowest, boost::mutex& mutex, Force force);
 
-  // The steps of an update. Those that return a bool tell whether they had input. `restOrLimit...`
+  // The steps of an update. Those that return a bool say whether they had input. `restOrLimit...`
   // lets a quantity without input fall back to 0, and pulls the confidence of one with input
   // towards what the face analysis can tell.
   void pullByFacialPoints(const PersonMemory& memory);

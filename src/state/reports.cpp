@@ -1,4 +1,4 @@
-// How a state is told to people.
+// A state in words, for people.
 
 #include <ostream>
 #include <sstream>

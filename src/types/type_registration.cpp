@@ -48,7 +48,7 @@ void declareValueConfidence(const char* className) {
 
 }  // namespace
 
-// What stands here is what other processes see: the class names, and the members' names and order.
+// What is declared here is what other processes see: class names, and members' names and order.
 // Only the name of BodyLanguageEase has no leading colons.
 TypeRegistration::TypeRegistration() {
   Plain<AmbianceState>()

@@ -69,7 +69,7 @@ TEST_F(Board, IsReadWhileAPublisherWaits) {
 
 TEST_F(Board, NeverMixesFrames) {
   constexpr int frames = 2000;
-  // In frame n there are n % 17 persons, and every number of the frame tells n.
+  // In frame n there are n % 17 persons, and every number of the frame depends on n.
   const auto levelOf = [](std::uint64_t number) { return static_cast<float>(number) / frames; };
   const auto look = [&](const StateFrame& frame) {
     ASSERT_EQ(frame.states.size(), frame.number % 17);

@@ -76,7 +76,7 @@ TEST(ObservationGuard, RemovesWhatIsFurtherAheadOfTheClockThanTheLimit) {
   EXPECT_THROW(ObservationGuard(nanoseconds(-1)), std::invalid_argument);
 }
 
-TEST(ObservationGuard, TellsOnceThatTheClockWasSetBackByMoreThanTheLimit) {
+TEST(ObservationGuard, ReportsOnceThatTheClockWasSetBackByMoreThanTheLimit) {
   const std::vector<int> times = {0, -1000, 500, -501, -501};
   ScriptedClock clock([&](int reading) { return at(times.at(static_cast<std::size_t>(reading))); });
   ObservationGuard guard;

@@ -102,10 +102,10 @@ def test_every_recording_is_in_the_table_once(tmp_path: pathlib.Path, recordings
     assert rows(tmp_path / "persons.csv")[-1]["person"] == "1"
     assert not (tmp_path / "persons.csv.part").exists()
 
-    # Nothing but failures leave the table alone.
+    # Where nothing but failures is left, the table stays as it is.
     before = (tmp_path / "persons.csv").read_bytes()
     (tmp_path / "bad.jsonl").write_text("{")
     assert replay(tmp_path, "bad.jsonl", "--workers", "1").returncode == 1
     assert (tmp_path / "persons.csv").read_bytes() == before
-    assert "bad.jsonl: would be written over" in replay(
+    assert "bad.jsonl: is an input" in replay(
         tmp_path, "bad.jsonl", "--output", "bad.jsonl").stderr

@@ -97,7 +97,7 @@ def test_what_is_left_of_a_damaged_bag_is_read(tmp_path: pathlib.Path) -> None:
         at = len(whole) // 8192 * 4096  # a page of SQLite
         if is_mcap:
             at = 8
-            for _ in range(2):  # the second chunk, behind the header and the first
+            for _ in range(2):  # the second chunk, after the header and the first
                 at += 9 + int.from_bytes(whole[at + 1:at + 9], "little")
         for damaged, is_cut in ((whole[:at + 400], True),
                                 (whole[:at + 1] + b"\xff" * 5 + whole[at + 6:], False),  # its length

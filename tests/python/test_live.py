@@ -140,7 +140,7 @@ def test_what_is_wrong_is_named(field: str, value: object, error: type[Exception
     assert words in str(raised.value)
 
 
-def test_a_state_tells_what_moved_it_and_outlives_its_graph() -> None:
+def test_a_state_has_what_moved_it_and_outlives_its_graph() -> None:
     seen: list[zorvel.Force] = []
     graph = zorvel.SocialGraph()
     with zorvel.SimulatedClock(NANOSECONDS):
@@ -179,7 +179,7 @@ def test_steps_in_a_callback_are_those_of_the_graph() -> None:
         state = one.update(7, steps)
         other.update(7, smiling())
         assert numbers(other.not_seen(7)) == numbers(state)
-    with pytest.raises(RuntimeError, match="in the callback alone"):
+    with pytest.raises(RuntimeError, match="only in the callback"):
         kept[0].state
 
 
@@ -194,7 +194,7 @@ def test_one_person_under_two_numbers() -> None:
     assert graph.persons()[4].valence.value > 0.5 and len(recorder.stop("scope")[1]) == 1
 
 
-def test_what_a_callback_raises_comes_out_as_it_is() -> None:
+def test_what_a_callback_raises_is_passed_on_as_it_is() -> None:
     class Mine(Exception):
         pass
 

@@ -38,7 +38,7 @@ class Robot:
 
 
 def replayed(recording: pathlib.Path, person: int) -> list[tuple[int, Any]]:
-    """The states of a person, as messages have them, but for the first of a visit, which tells of the topic."""
+    """The states of a person, as messages have them, but for the first of a visit, which announces the topic."""
     table = zorvel.replay(recording).timeline
     names = ("valence", "valence_confidence", "attention", "attention_confidence", "ease", "ease_confidence", "mood")
     rows = [(int(time), {name: table[name][row].item() for name in names})
@@ -83,7 +83,7 @@ def test_a_clock_that_is_set_back(tmp_path: pathlib.Path) -> None:
         *replayed(tmp_path / "record", 1), *replayed(tmp_path / "record-3", 1)]
 
 
-def test_who_is_told_of_where() -> None:
+def test_where_states_are_published() -> None:
     robot = Robot(engagement="level")
 
     def told_while_seen(*faces: str) -> set[str]:
@@ -96,7 +96,7 @@ def test_who_is_told_of_where() -> None:
     robot.now = START
     robot.say("/humans/persons/ada/face_id", Message(data="a"))
     assert told_while_seen("a") == {"persons/ada/state", "persons/ada/level"}
-    assert robot.told[-1][2] == {"level": 0}  # of a face whose direction nothing tells
+    assert robot.told[-1][2] == {"level": 0}  # of a face whose direction is not known
     assert robot.node.diagnose().message == "no posture: no transform in /tf is of a frame face_<id>"
     robot.say("/humans/persons/ada/alias", Message(data="bea"))
     assert "persons/bea/state" in told_while_seen("a", "b", "no-topic")

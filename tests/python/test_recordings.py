@@ -108,7 +108,7 @@ def test_what_is_read_is_written_as_it_was(scene: pathlib.Path, tmp_path: pathli
         three = zorvel.replay(clocked(events)).timeline
         for column in one:
             numpy.testing.assert_array_equal(one[column], two[column])
-            if column != "seconds":  # a header tells where they count from
+            if column != "seconds":  # a header says where they count from
                 numpy.testing.assert_array_equal(one[column], three[column])
     assert copies[0].read_text().startswith('{"event":"header","version":1')
     assert (tmp_path / "one.jsonl").stat().st_mode & 0o777 == 0o666 & ~umask()
@@ -205,7 +205,7 @@ def test_what_is_wrong_with_a_file_is_said_with_its_place(tmp_path: pathlib.Path
         lambda read, written: zorvel.annotate(read, tmp_path / "none.csv", written)]
     for write in writers:
         for output in (path, link):
-            with pytest.raises(zorvel.DataError, match="would be written over what is read from"):
+            with pytest.raises(zorvel.DataError, match="is an input, which would be overwritten"):
                 write(path, output)
     assert path.read_text().endswith("{")
 
@@ -246,7 +246,7 @@ def test_any_log_can_be_replayed(scene: pathlib.Path) -> None:
         zorvel.replay([lines[1], lines[2], {**dicts[3], "person": "one"}])
     error = raised.value
     assert (error.file, error.line, error.key, error.results.ambiance.rows) == (None, 3, "person", 2)
-    with pytest.raises(TypeError, match="nothing that a recording holds"):
+    with pytest.raises(TypeError, match="not something that a recording holds"):
         zorvel.replay([{"time": object()}])
 
 
@@ -301,7 +301,7 @@ def test_explanations_reports_and_imports_are_those_of_the_tool(
     assert zorvel.what_mattered(scene, ["smile", "gaze"]) == [
         json.loads(line) for line in tool("explain", scene, "--json", "--without", "smile",
                                           "--without", "gaze").splitlines()]
-    with pytest.raises(ValueError, match='"laugh" is no field'):
+    with pytest.raises(ValueError, match='"laugh" is not a field'):
         zorvel.what_mattered(scene, ["laugh"])
     with pytest.raises(ValueError, match="at: excludes begin and end"):
         zorvel.explain(scene, at=1.0, end=2.0)
@@ -383,7 +383,7 @@ def test_a_summary_adds_up(scene: pathlib.Path) -> None:
             assert abs(change) >= 0.1
 
 
-def test_what_was_not_measured_is_told(tmp_path: pathlib.Path) -> None:
+def test_what_was_not_measured_is_shown(tmp_path: pathlib.Path) -> None:
     path = tmp_path / "calm.jsonl"
     calm = {"expressions": {"calm": {"value": 1, "confidence": 1}}}
     path.write_text("".join(json.dumps({"time": k * 10**8, "event": "observation", "person": 1, **calm})
@@ -491,7 +491,7 @@ def test_a_figure_is_made_from_the_shell(scene: pathlib.Path, tmp_path: pathlib.
     assert "valence [−1, 1]" in text and "DejaVuSans-76" in text  # the shape of a "v"
     own = tmp_path / "own.svg"
     own.write_bytes(scene.read_bytes())
-    assert "would be written over what is read from it" in plot(own, "-o", own).stderr
+    assert "is an input, which would be overwritten" in plot(own, "-o", own).stderr
     assert own.read_bytes() == scene.read_bytes()
     assert plot(scene, "--grey", "-o", tmp_path / "a.pdf").returncode == 0
     assert b"/FontFile2" in (tmp_path / "a.pdf").read_bytes()

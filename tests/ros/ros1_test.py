@@ -1,4 +1,4 @@
-"""The node of ROS 1 among a core and a robot that plays a scene: what it tells is what its record replays to."""
+"""The node of ROS 1 with a core and a robot that plays a scene: it publishes what its record replays to."""
 
 import json
 import os

@@ -1,5 +1,5 @@
-// Preloaded, it moves the time of day by the seconds that stand in the file CLOCK_OFFSET of the
-// environment, if there is one.
+// Preloaded, it moves the time of day by the seconds in the file that the environment names as
+// CLOCK_OFFSET, if there is one.
 
 #include <sys/syscall.h>
 #include <unistd.h>

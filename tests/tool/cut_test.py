@@ -154,7 +154,7 @@ class CutTest(unittest.TestCase):
         # So are its explanations, which count what is remembered.
         self.assertEqual(*(self.run_tool("explain", text, "--at", "100.5").stdout
                            for text in (cut, self.scene)))
-        # The scopes of a table open behind the states, also those that begin earlier.
+        # The scopes of a table open after the states, even those that begin earlier.
         told = self.replayed(self.annotated(cut, table("1,new,99,101", "2,new,100,101")))[1]
         for person in "12":
             times = [row["seconds"] for row in self.whole[0]
@@ -163,7 +163,7 @@ class CutTest(unittest.TestCase):
                 (row["scope"], row["person"], row["begin"], row["samples"]) for row in told])
         (self.folder / "scopes.csv").write_text(table("1,new,0,999"))
         self.assert_fails("annotate", line(0, "not_seen", 1) + cut.split(b"\n", 1)[1], ["scopes.csv"],
-                          ':2: column "end": is after the restoring of person 1')
+                          ':2: column "end": is after person 1 is restored')
 
     def test_a_state_is_taken_as_it_was_saved_or_not_at_all(self):
         lines = self.cut(self.scene, "--from", "20", "--keep-state").splitlines(keepends=True)
@@ -189,7 +189,7 @@ class CutTest(unittest.TestCase):
             result = self.run_tool("replay", bad, "-q", "-o", self.folder / "results")
             self.assertIn(message, result.stderr.decode())
             self.assertEqual(result.returncode, 1)
-        # Whatever byte is another: refused, or the number is the same all the same.
+        # Whichever byte is changed: it is refused, or the number stays the same.
         text = bytearray()
         for place in range(begin, len(good) - 2, len(good) // 500):
             other = bytes([good[place] ^ 1])
@@ -219,7 +219,7 @@ class CutTest(unittest.TestCase):
                           if b'"observation"' in text or b'"not_seen"' in text], expected)
 
     def test_one_person_under_several_ids(self):
-        # Person 1 of the scene is 9 for a while, as a tracker tells it that never lets go of an id.
+        # Person 1 of the scene is 9 for a while, to a tracker that never lets go of an id.
         split = []
         for text in self.scene.splitlines(keepends=True):
             event = json.loads(text)
@@ -375,7 +375,7 @@ class CutTest(unittest.TestCase):
                 ([ok, "1,own,0.5,1"], ":3: overlaps a scope of the recording with the same person "
                                       "and name, at 1.000 s"),
                 ([ok, "3,a,1,2"], ':3: column "person": 3 is not in the recording'),
-                (["1,a,2,1"], ':2: column "end": is before the begin'),
+                (["1,a,2,1"], ':2: column "end": is before begin'),
                 (["1,a,5.1,6"], ':2: column "begin": is after the end of the recording, which is '
                                 "5.000 s long"),
                 (["1,a,2023-11-14T22:13:19Z,2"], ':2: column "begin": is before the start'),

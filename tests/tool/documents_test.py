@@ -26,7 +26,7 @@ def elan(tier, participant, annotations):
 
 
 # The input that the documents speak of. Their sh blocks are run; a command that should fail or has no
-# end stands in a text block.
+# end is in a text block.
 FILES = {
     "events.tsv": "onset\tduration\ttrial_type\n2\t1\tgame\n",
     "faces.csv": "frame,timestamp,confidence,success,AU12_r\n1,0,0.9,1,2\n2,0.5,0.9,1,3\n",
@@ -73,7 +73,7 @@ def commands(document):
 
 
 def listed(document, heading, first="`"):
-    """What stands first in the rows of the table below a heading."""
+    """The first cell of each row of the table below a heading."""
     table = (SOURCE / "docs" / document).read_text().split(heading)[1].split("\n\n")[0]
     return re.findall(rf"^\| ({first}[^|]+) \|", table, re.M)
 

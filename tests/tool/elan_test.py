@@ -14,7 +14,7 @@ TIERS = {  # the tier, whom it is about, the type: where each annotation begins 
 
 
 def document(head="", tiers=TIERS):
-    """A document of ELAN, its annotations numbered in the order in which they stand."""
+    """A document of ELAN, its annotations numbered in order."""
     number = 0
     text = f'<?xml version="1.0" encoding="UTF-8"?>\n{head}<ANNOTATION_DOCUMENT>\n<TIME_ORDER>\n'
     for slot, time in enumerate(SLOTS, 1):
@@ -45,7 +45,7 @@ BIDS = "onset\tduration\ttrial_type\n1\t1\tsmiles\n1.5\t0\tbroad\n2\t1\tsmiles\n
 
 class ElanTest(FolderTest):
     def annotated(self, file, text, *options, recording=None):
-        """The lines that open and close scopes, and what is told."""
+        """The lines that open and close scopes, and what is reported."""
         (self.folder / file).write_text(text)
         told = run("annotate", "-", file, *options, cwd=self.folder, input=recording or lines(
             line(0, "not_seen", person=1), line(3, "not_seen", person=2), line(6, "not_seen", person=1)))
@@ -87,11 +87,11 @@ class ElanTest(FolderTest):
         unknown = {("smiles", "guest", "free"): [(1, 2, "&b;")]}
         for file, text, options, message in (
                 ("a.eaf", document(entity, unknown), [], ":2: has a DOCTYPE, which is refused"),
-                ("a.eaf", document(tiers=unknown), [], ": is no XML: undefined entity"),
-                ("a.eaf", document()[:-9], [], ": is no XML: "),
-                ("a.eaf", "<a></a>", [], ":1: is no document of ELAN"),
-                ("a.eaf", document().replace('"1000"', '"1s"'), [], ':4: "1s" is no time in milliseconds'),
-                ("a.eaf", document(), [], 'tier "smiles", 1.000 s: is about "guest", who is no number; '
+                ("a.eaf", document(tiers=unknown), [], ": is not XML: undefined entity"),
+                ("a.eaf", document()[:-9], [], ": is not XML: "),
+                ("a.eaf", "<a></a>", [], ":1: is not a document of ELAN"),
+                ("a.eaf", document().replace('"1000"', '"1s"'), [], ':4: "1s" is not a time in milliseconds'),
+                ("a.eaf", document(), [], 'tier "smiles", 1.000 s: is about "guest", not a number; '
                                           "--subject guest=N gives one"),
                 ("a.eaf", document(), ["--tier", "x"], 'has no tier "x"; those that it has: "deeds", '),
                 ("a.eaf", document(), ["--subject", "x=1"], 'has no subject "x"; those that it has: "2", '),

@@ -64,7 +64,7 @@ class ExplainTest(unittest.TestCase):
         known = set(re.findall(r'ForceReason \w+\{\s*"([^"]+)"', header))
         self.assertEqual(reasons, known - {"Winner unknown"})
 
-    def test_live_tells_the_same_forces(self):
+    def test_live_gives_the_same_forces(self):
         states = tool.run("live", "--clock", "recording", "--explain",
                           input=self.recording.read_text()).stdout
         told = [[str(value["time"]), str(value["person"]), force["quantity"], force["reason"],
@@ -90,7 +90,7 @@ class ExplainTest(unittest.TestCase):
                 self.assertAlmostEqual(moves["up"] - moves["down"],
                                        moves["after"] - moves["before"], 4)
 
-    def test_tells_the_greatest_changes_and_the_readings_behind_them(self):
+    def test_lists_the_greatest_changes_and_the_readings_behind_them(self):
         changes = self.explained("--greatest", "2")
         self.assertEqual([change["quantity"] for change in changes],
                          ["valence", "valence", "attention", "attention"])
@@ -126,7 +126,7 @@ class ExplainTest(unittest.TestCase):
         self.assertIn("\n      headPosture yaw 8°, pitch −1°, roll 0°, the newest of 8\n", told)
         self.assertIn("\n      touchEmotion 2\n", told)
 
-    def test_tells_what_mattered(self):
+    def test_shows_what_mattered(self):
         """What a replay of the recording without the field gives, whatever the jobs."""
         every = run("explain", self.recording, "--without", "all", "--json", "--jobs", "3")
         answers = list(map(json.loads, every.splitlines()))
@@ -201,7 +201,7 @@ class ExplainTest(unittest.TestCase):
             self.assertIn(told, tool.run("explain", "-", "--at", at, "--person", "4",
                                          input=lines(*events)).stdout)
 
-    def test_tells_it_in_words(self):
+    def test_says_it_in_words(self):
         angry = {"event": "observation", "time": 0, "person": 1,
                  "smile": {"value": 0, "confidence": 1},
                  "expressions": {"anger": {"value": 1, "confidence": 1}}}

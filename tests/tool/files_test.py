@@ -68,11 +68,11 @@ class FilesTest(FolderTest):
                     open(self.recording, "ab") as end:
                 result = self.run_tool(*arguments, stdin=lines, stdout=end)
                 self.assertEqual(result.returncode, 1)
-                self.assertIn(b"would be written over what is read from it", result.stderr)
+                self.assertIn(b"is an input, which would be overwritten", result.stderr)
                 self.assertEqual(self.recording.read_bytes(), self.lines)
         self.assertFalse((self.folder / "of-one" / "scopes.csv").exists())
 
-    def test_what_is_no_plain_file_is_written_through(self):
+    def test_what_is_not_a_plain_file_is_written_through(self):
         fifo, target, link = (self.folder / name for name in ("fifo", "target", "link"))
         os.mkfifo(fifo)
         with subprocess.Popen(["cat", fifo], stdout=subprocess.PIPE) as reader:

@@ -93,7 +93,7 @@ class ImportTest(unittest.TestCase):
                     self.assertEqual(points(event), {
                         k: (12.5 * (k == 0), 7 * (k == 11)) for k in range(12)})
 
-    def test_frames_tell_of_each_known_person(self):
+    def test_frames_cover_each_known_person(self):
         text = "success,frame,face_id,confidence,timestamp\n" + "\n".join((
             "1,1,7,1,0", "1,1,2,1,0", "1,2,7,1,1", "0,2,2,?,1", "1,3,7,1,3", "1,4,7,1,3.001",
             "1,5,2,1,3.5", "1,6,7,1,9", "0,7,-,-,10"))
@@ -151,7 +151,7 @@ class ImportTest(unittest.TestCase):
                 self.assertEqual([points(event)[k] for k in range(1, 12)],
                                  [(2 * k, 2 * k + 1) for k in range(1, 12)])
 
-    def test_errors_and_what_stands_before_them(self):
+    def test_errors_and_what_comes_before_them(self):
         openface, pyfeat = ("openface",), ("pyfeat", "--fps", "25")
         face_ids = OPENFACE + ",face_id\n1,0,1,1,4\n"
         for (kind, *options), text, status, message, lines in (
@@ -165,7 +165,7 @@ class ImportTest(unittest.TestCase):
             (openface, OPENFACE + "\n1,0,1,1\n2,1,1,x\n", 1, '-:3: column "success": "x"', 2),
             (openface, OPENFACE + "\n1,0,1,1\n2,,1,1\n", 1, '-:3: column "timestamp": must', 2),
             (openface, OPENFACE + "\n1,0,1e39,1\n", 1, '-:2: column "confidence": 1e39', 1),
-            (openface, OPENFACE + '\n1,0,"1"1,1\n', 1, "-:2: text behind the closing quote", 1),
+            (openface, OPENFACE + '\n1,0,"1"1,1\n', 1, "-:2: text after the closing quote", 1),
             (openface, OPENFACE + "\n1,5,1,1\n2,4,1,1\n", 1, '-:3: column "timestamp": the ti', 2),
             (openface, OPENFACE + "\n1,0,1,1\n2,0,1,1\n", 1, '-:3: column "timestamp": every', 2),
             (("openface", "--fps", "9"), OPENFACE + "\n1,0,1,1\n2,0,1,1\n3,1,1,1\n", 1,
@@ -173,9 +173,9 @@ class ImportTest(unittest.TestCase):
             (openface, OPENFACE + "\n1,5e9,1,1\n", 1, '-:2: column "timestamp": 5e+09 s is', 1),
             (openface, face_ids + "1,0,1,1,4\n", 1, '-:3: column "face_id": a second', 2),
             (openface, face_ids + "2,1,1,1,2147483648\n", 1, '-:3: column "face_id": 2147', 2),
-            # Person 4 may have come behind the bad row, so is not said to be not seen.
+            # Person 4 may have come after the bad row, so is not said to be not seen.
             (openface, face_ids + "2,1,1,1,3\n2,1,?,1,5\n", 1, '-:4: column "confidence": "?"', 3),
-            (openface, OPENFACE + ",success", 1, '-:1: column "success": is there twice', 0),
+            (openface, OPENFACE + ",success", 1, '-:1: column "success": occurs twice', 0),
             (openface, "frame,confidence,success", 1, '-:1: lacks the column "timestamp"', 0),
             (openface, "", 1, "-: has no line with the names", 0),
             (pyfeat, PYFEAT, 1, "-:1: must have either", 0),

@@ -1,4 +1,4 @@
-"""Describes recordings and types, and looks at what is told."""
+"""Describes recordings and types, and looks at what is said."""
 
 import json
 import random

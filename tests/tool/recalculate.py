@@ -518,7 +518,7 @@ def replay(recording):
                 persons[to] = person
             if count := visits.get(person_id, [0])[-1]:
                 visits[person_id].append(0)
-                # The visit goes on, though no cycle of it may stand under the new id yet.
+                # The visit goes on, though no cycle of it may be under the new id yet.
                 visits.setdefault(to, [0])[-1] += count
         elif event == "stop_recording":
             scopes = persons[person_id].scopes if person_id in persons else {}
@@ -562,7 +562,7 @@ def compare(tables, folder):
             continue
         with open(folder / name, encoding="utf-8", newline="") as file:
             written = list(csv.reader(file))
-        if is_summary:  # of its columns some, whose sums may be rounded otherwise
+        if is_summary:  # some of its columns, whose sums may be rounded otherwise
             places = [written[0].index(column) for column in rows[0]]
             written = [[row[place] for place in places] for row in written]
         kept = float if is_summary else single

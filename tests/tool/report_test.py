@@ -199,7 +199,7 @@ class ReportTest(BrowserTest):
 
     def test_draws_no_line_where_nothing_was_measured(self):
         """A head until 1 s is remembered for 7 s more, and shown for 1 s more; a calm face stays at 0.
-        Who is removed begins anew."""
+        Whoever is removed begins anew."""
         head = {"headPosture": {"yaw": 0, "pitch": 0, "roll": 0}}
         self.open("".join(calm(k / 10, **(head if k <= 10 else {})) for k in range(151))
                   + line(15.05, "remove", person=1) + line(15.1, "observation", person=1))
@@ -245,7 +245,7 @@ class ReportTest(BrowserTest):
         self.assertTrue(38 < begin < 50 < end < 62, (begin, end))
         self.assert_shown(begin, end)
 
-    def test_tells_the_values_at_the_pointer(self):
+    def test_shows_the_values_at_the_pointer(self):
         self.open(self.scene)
         own = [row for row in self.timeline(self.scene) if row["person"] == "2"]
         stack = self.browser.find_elements(By.CSS_SELECTOR, ".stack")[1]
@@ -325,7 +325,7 @@ class ReportTest(BrowserTest):
         self.wait("document.readyState === 'complete' && page.recording")
         self.assertEqual(self.browser.find_element(By.ID, "film-offset").get_property("value"), "2")
 
-    def test_tells_what_moved_a_value(self):
+    def test_shows_what_moved_a_value(self):
         self.open(self.scene)
         own = [row for row in self.timeline(self.scene) if row["person"] == "1"]
         moves = {}

@@ -29,7 +29,7 @@ def line(seconds, event, **keys):
 
 
 def lines(*entries):
-    """The entries as they stand in a recording."""
+    """The entries as a recording has them."""
     return "".join(json.dumps(entry, ensure_ascii=False) + "\n" for entry in entries)
 
 

@@ -39,7 +39,7 @@ void annotateRecording(const AnnotateOptions& options) {
                                  std::move(read.leftOut));
   Progress progress(options.output != "-");
   while (annotation.next(output.text())) {
-    // Anything else would show what an error takes back.
+    // Any other output would show what an error takes back.
     if (output.isFile()) output.flush();
     progress.update(recording.lines());
   }
@@ -66,16 +66,16 @@ void addSubject(ChosenAnnotations& chosen, const std::string& text) {
 void addAnnotate(Command tool) {
   Command command = tool.addSubcommand(
       "annotate", "Put the scopes of a table into a recording",
-      R"(The table is a CSV file with the columns person, scope, begin and end; further ones are ignored. A
-begin or an end is in seconds since second 0 of the recording, or like 1:23.5, or a time like
-2024-05-17T09:30:00Z; both belong to the scope. Every
-byte of the recording stays; lines that open and close the scopes come in. Where the person is removed,
-or renamed to another id, within a row, each visit gets a scope of that name. If a scope does not fit,
-nothing is written.
+      R"(The table is a CSV file with the columns person, scope, begin and end; others are ignored.
+A begin or an end is in seconds since second 0 of the recording, or like 1:23.5, or a time like
+2024-05-17T09:30:00Z; both belong to the scope. Every byte of the recording stays; lines that open
+and close the scopes are added. Where the person is removed, or renamed to another id, within a row,
+each visit gets a scope of that name. If a scope does not fit, nothing is written.
 
-SCOPES may also be a file of ELAN (.eaf), events that BORIS exports, or the events.tsv of BIDS, whose
-seconds are the film's. What is said there names a scope, and its subject is the person. What is said
-while its person is not there is left out, and named by tier and time.
+SCOPES may also be a file of ELAN (.eaf), events that BORIS exports, or the events.tsv of BIDS,
+whose seconds are the film's. There, an annotation gives the scope its name, and its subject is the
+person. An annotation at a time when its person is not there is left out, and reported with its tier
+and time.
 
 Examples:
   zorvel annotate meeting.jsonl phases.csv | zorvel replay - --output results
@@ -86,21 +86,22 @@ Examples:
   command.add("SCOPES", options->scopes, "The table; - reads standard input").required();
   command
       .addTime("--offset", options->offset,
-               "When the clock of the table's seconds began, since second 0 of the recording")
+               "When the clock of the table's seconds was at 0, since second 0 of the recording")
       .type("SECONDS")
       .showDefault("0");
   command
       .add("--tier", options->chosen.tiers,
-           "This tier of ELAN, behaviour of BORIS or trial type of BIDS alone, or several")
+           "Only this tier of ELAN, behaviour of BORIS or trial type of BIDS; may be given several "
+           "times")
       .type("NAME")
       .repeatable();
   command
       .add("--subject", options->subjects,
-           "What is about this subject alone, or several, and which person that is, as guest=3; a "
-           "subject whose name is the person's number needs no more than that")
+           "Only annotations of this subject, and which person that is, as in guest=3; a subject "
+           "whose name is the person's number needs only the name; may be given several times")
       .type("NAME=N")
       .repeatable();
-  command.addPerson(options->chosen.person, "Whom it is about where no subject is named");
+  command.addPerson(options->chosen.person, "The person of annotations without a subject");
   command.addOutputFile(options->output, "The recording to write");
   command.setAction([options] {
     if (options->recording == "-" && options->scopes == "-") {

@@ -44,7 +44,7 @@ JoinedPeople readRenames(const std::vector<std::string>& texts) {
   JoinedPeople::Ids ids;
   for (const std::string& text : texts) {
     if (!ids.insert(readRename(text)).second) {
-      throw WrongUsage(renameOption, inQuotes(text) + " renames a person for the second time");
+      throw WrongUsage(renameOption, inQuotes(text) + " renames a person a second time");
     }
   }
   try {
@@ -77,25 +77,24 @@ void cutRecording(const CutOptions& options) {
 void addCut(Command tool) {
   Command command = tool.addSubcommand(
       "cut", "Cut a span out of a recording, as a recording of its own",
-      R"(A TIME is in seconds since second 0 of the recording, which info tells, or like 1:23.5; both ends
-belong to the span. The lines that are kept stay as they are, to the byte, unless --rename changes them.
-A scope that reaches over an edge is opened or closed there, and at the end people are removed. A second
-of the cut is the same as in the whole: where second 0 is the first event and that is not kept, the
-header gets an origin.
+      R"(A TIME is in seconds since second 0 of the recording, which info shows, or like 1:23.5;
+both ends belong to the span. The lines that are kept stay as they are, to the byte, unless --rename
+changes them. A scope that reaches over an edge is opened or closed there, and at the end people are
+removed. Seconds count as in the whole recording: where second 0 is the first event and that is not
+kept, the header gets an origin.
 
-The cut begins with people it does not know. So in its first seconds their states are not those of the
-whole: what was perceived before, up to 7 s ago (20 s for an emotion of the situation), is missing, and
-states begin at nothing and move smoothly. --lead-in keeps some of what comes before. --keep-state
-begins the cut with everybody's state instead, as lines of its own, so that its states are those of the
-whole.
+At the beginning of the cut, people are new. So in its first seconds their states are not those of
+the whole: what was perceived before, up to 7 s ago (20 s for an emotion of the situation), is
+missing, and states begin at 0 and move smoothly. --lead-in keeps some of what comes before.
+--keep-state begins the cut with everybody's state instead, as lines of its own, so that its states
+are those of the whole.
 
---rename is for a tracker that gave one person two ids: every line about OLD is written anew as one
-about NEW, and --person goes by NEW. A not_seen or a remove under one id is left out while the person
-is observed under the other. If both are observed at the same time, they are not one person, which is
-an error.
+--rename is for a tracker that gave one person two ids: every line about OLD becomes one about NEW,
+and --person means NEW. A not_seen or a remove under one id is left out while the person is observed
+under the other. If both are observed at the same time, they are not one person, which is an error.
 
---every keeps each observation with a touch, with speech or with an emotion of the situation, too. A
-state moves with each cycle, so with fewer of them it is another.
+--every also keeps each observation with a touch, with speech or with an emotion of the situation. A
+state moves with each cycle, so fewer cycles give another state.
 
 Examples:
   zorvel cut meeting.jsonl --from 1:00 --to 1:30 --lead-in 20 --output argument.jsonl
@@ -104,13 +103,13 @@ Examples:
   const auto options = std::make_shared<CutOptions>();
   CutSpan& span = options->span;
   command.addRecording(options->recording);
-  command.addTime("--from", span.from, "Where the span begins; with the recording if absent");
-  command.addTime("--to", span.to, "Where it ends; with the recording if absent");
+  command.addTime("--from", span.from, "Where the span begins; by default with the recording");
+  command.addTime("--to", span.to, "Where it ends; by default with the recording");
   command.addPerson(span.person, "Only the lines about this person");
   command.addDuration(
       "--every", span.every, false,
-      "Of each person and interval of this length, one observation and one not_seen");
-  command.addDuration("--lead-in", span.leadIn, true, "How much of what comes before is kept, too")
+      "Keep one observation and one not_seen of each person in each interval of this length");
+  command.addDuration("--lead-in", span.leadIn, true, "How much to keep of what comes before")
       .showDefault("0");
   command.addFlag("--keep-state", options->keepsState,
                   "Begin with the states that everybody and the room have then");

@@ -260,14 +260,15 @@ void explainRecording(const ExplainOptions& options) {
 
 void addExplain(Command tool) {
   Command command = tool.addSubcommand(
-      "explain", "Tell why the state of a person is what it is: the reasons of its movements",
-      R"(A TIME is in seconds since second 0 of the recording, which info tells, or like 1:23.5. For a moment (--at) it tells
-what moved each person in the last cycle until then, the strongest reasons first; for a span, or
-without one for the whole recording, each reason's share of all movement up and down. With --greatest
-it tells where most happened, what moved it there, and the readings behind that, as --at does. With
---without it replays the recording once more without each field that is named, one at a time, and tells
-what changes. With --json, one object a line for each person, change or field, with every reason. After
-a bad line it tells everything up to it; what comes after a moment is not read.
+      "explain", "Explain why the state of a person is what it is: the reasons for its movements",
+      R"(A TIME is in seconds since second 0 of the recording, which info shows, or like 1:23.5. For
+a moment (--at), it lists what moved each person in the last cycle until then, the strongest reasons
+first. For a span, or without one for the whole recording, it lists each reason's share of all
+movement up and down. With --greatest, it lists where most happened, what moved the state there, and
+the readings behind that, as --at does. With --without, it replays the recording once more without
+each field that is named, one at a time, and lists what changes. With --json, it writes one object
+per line for each person, change or field, with every reason. After a bad line, it explains
+everything up to it; what comes after a moment is not read.
 
 Examples:
   zorvel explain meeting.jsonl --person 1 --at 12.5
@@ -276,10 +277,10 @@ Examples:
   zorvel explain meeting.jsonl --without all)");
   const auto options = std::make_shared<ExplainOptions>();
   command.addRecording(options->recording);
-  command.addPerson(options->time.person, "This person alone");
+  command.addPerson(options->time.person, "Only this person");
   command.addTime("--at", options->time.at, "The moment");
   command.addTime("--from", options->time.from, "Where the span begins").excludes("--at");
-  command.addTime("--to", options->time.to, "Where it ends, itself included").excludes("--at");
+  command.addTime("--to", options->time.to, "Where it ends, inclusive").excludes("--at");
   command
       .addWholeNumber("--greatest", options->greatest, 1, 1'000,
                       "The N greatest changes of the valence and of the attention within a second")
@@ -290,7 +291,7 @@ Examples:
   for (const FieldKind& kind : fieldKinds) fields.emplace_back(kind.name);
   command
       .add("--without", options->without,
-           "What this field mattered; may be given several times; all for a table of all")
+           "How much this field mattered; may be given several times; all for a table of all")
       .type("FIELD")
       .repeatable()
       .oneOf(fields)
@@ -300,7 +301,7 @@ Examples:
       .excludes("--greatest");
   command
       .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,
-                      "With --without: how many replays go on at once")
+                      "With --without: how many replays run at once")
       .showDefault("as many as there are processors");
   command.addFlag("--json", options->json, "Write JSON");
   command.setAction([options] {

@@ -39,20 +39,20 @@ void exportRecording(const ExportOptions& options) {
 void addElan(Command exportCommand) {
   Command command = exportCommand.addSubcommand(
       "elan", "Write scopes, moods and visits as tiers of ELAN",
-      R"(The document (.eaf) has tiers for each person: the scopes, where they were closed; the mood, where the
-valence is known; and the visits. ELAN counts milliseconds from the film's second 0; a begin is rounded
-down and an end up, so that annotate puts the scopes back over the same cycles.
+      R"(The document (.eaf) has tiers for each person: the scopes, where they were closed; the
+mood, where the valence is known; and the visits. ELAN counts milliseconds from the film's second 0;
+starts are rounded down and ends up, so that annotate puts the scopes back over the same cycles.
 
 Example:
   zorvel export elan meeting.jsonl --film meeting.mp4 --output meeting.eaf)");
   const auto options = std::make_shared<ExportOptions>();
   command.addRecording(options->recording);
-  command.add("--film", options->files.film, "The film, which the document names").type("FILE");
+  command.add("--film", options->files.film, "The film that the document names").type("FILE");
   command
       .add("--series", options->files.series,
            "Write a CSV file for the viewer of time series: each cycle of one person")
       .type("FILE");
-  command.addPerson(options->files.person, "This person alone");
+  command.addPerson(options->files.person, "Only this person");
   command.addOutputFile(options->files.document, "The document to write");
   command.setAction([options] { exportRecording(*options); });
 }
@@ -61,7 +61,7 @@ Example:
 
 void addExport(Command tool) {
   Command command =
-      tool.addSubcommand("export", "Turn a recording into what another program opens", R"(Example:
+      tool.addSubcommand("export", "Turn a recording into a file for another program", R"(Example:
   zorvel export elan meeting.jsonl --film meeting.mp4 --output meeting.eaf)");
   command.requireSubcommand();
   addElan(command);

@@ -81,7 +81,7 @@ std::shared_ptr<FileOptions> addOptions(Command command) {
             if (!start) {
               throw WrongUsage("--start",
                                text + " is neither a time like " + defaultStart +
-                                   " nor nanoseconds since 1970, or not from 1823 to 2116");
+                                   " nor nanoseconds since 1970, or is not from 1823 to 2116");
             }
             options->faces.start = *start;
           },
@@ -90,12 +90,12 @@ std::shared_ptr<FileOptions> addOptions(Command command) {
       .showDefault(defaultStart);
   command
       .addDuration("--gap", options->faces.gap, true,
-                   "A person unseen for longer is removed, and a new one on return")
+                   "A person unseen for longer is removed, and counts as new on return")
       .showDefault("3");
   command.addFlag("--mirrored", options->faces.mirrored,
                   "The video shows a mirror image: yaw and roll change their signs");
   command.addFlag("-q,--quiet", options->quiet,
-                  "No word on what was made and left out, no progress, no warnings");
+                  "No report of what was made and left out, no progress, no warnings");
   return options;
 }
 
@@ -133,8 +133,8 @@ void addPyFeat(Command importCommand) {
 void addImport(Command tool) {
   Command command = tool.addSubcommand(
       "import", "Turn a file of face analysis into a recording, ready to be replayed",
-      R"(Each frame gives an observation for each person with a face in it, and says of the persons seen
-before that they are not seen or, after a gap, removed. At its end, an import says on standard error
+      R"(Each frame gives an observation for each person with a face in it; persons seen before, but
+not in it, are not seen or, after a gap, removed. At its end, an import reports on standard error
 what it made, what the file could not give, and which times look wrong.
 
 Example:

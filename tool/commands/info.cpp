@@ -32,7 +32,7 @@ void info(const std::string& name, bool asJson) {
       failure = error;
     }
   }
-  // The lines before a bad one often tell why it is bad.
+  // The lines before a bad one often show why it is bad.
   const InfoSource source{printable(name),
                           recording.source(),
                           recording.origin(),
@@ -47,24 +47,24 @@ void info(const std::string& name, bool asJson) {
 
 void addInfo(Command tool) {
   Command command =
-      tool.addSubcommand("info", "Tell what is in a recording, and what looks wrong with it",
+      tool.addSubcommand("info", "Show what is in a recording, and what looks wrong with it",
                          R"(A person's cycles are its observation and not_seen lines. In the tables:
   faces     cycles with a face: faceDetected is not false, and there is a head posture, a smile,
             expressions or facial points
   unseen    cycles that are not_seen
   from, to  seconds since second 0, by the replay's clock, which never runs backwards
-  Hz        cycles a second, by the median time from one to the next
-  gaps      longer times from one cycle to the next than 3 of the median and than 1 s, unless the
-            person was removed between them; the longest, and when it began
+  Hz        cycles per second, by the median time from one to the next
+  gaps      times from one cycle to the next above 3 medians and above 1 s, unless the person was
+            removed in between; the longest, and when it began
   cycles    the share of a person's cycles that have the field
   late      the line's time minus the reading's own
-  repeated  readings with the time of one that is still remembered, which keeps them out
+  repeated  readings with the time of one that is still remembered; they are dropped
   future    readings with a later time than their line's
-  expired   readings that are older than the memory keeps when they come; what looks wrong
-            tells how long that is
+  expired   readings that are too old for the memory when they come; what looks wrong says how long
+            the memory keeps them
   zero      the share of all values of that number that are 0
 Medians are within 0.4 %: they are taken from a histogram, so that memory does not grow with the
-recording. A bad line ends the reading: what the lines before it hold is printed all the same.
+recording. A bad line ends the reading; what the lines before it hold is still printed.
 
 Examples:
   zorvel info meeting.jsonl

@@ -123,7 +123,8 @@ class Live {
 void addLive(Command tool) {
   Command command = tool.addSubcommand(
       "live", "Read recording lines as they happen and write states at once",
-      R"(Reads the lines of a recording on standard input. Writes one JSON object a line on standard output:
+      R"(Reads the lines of a recording from standard input, and writes one JSON object per line to
+standard output:
   after each observation and not_seen
     {"time":…,"person":…,"valence":{"value":…,"confidence":…},"mood":…,
      "cycle_mood":{"value":…,"confidence":…},"attention":{…},"ease":{…}}
@@ -132,10 +133,10 @@ void addLive(Command tool) {
   after each stop_recording {"time":…,"person":…,"scope":…,"label":…,"samples":…}
   after each activity {"time":…,"agitation":…,"calm":…}
 A value that is not a number is null. A bad line is reported on standard error and skipped; the exit
-status is then 1 at the end of the input. SIGINT and SIGTERM end the service with 0.
-Standard error also has warnings: by line, of times and scopes out of order, of readings too old or
-left out, and of a clock that was set back, after which everybody begins anew; at the end, of what
-goes wrong in no single line, such as a field that never came.
+status is then 1 at the end of the input. SIGINT and SIGTERM end the service with 0. Standard error
+also has warnings. Those that name a line are about times and scopes out of order, readings too old
+or left out, and a clock that was set back, after which everybody begins anew. Those at the end are
+about what no single line shows, such as a field that never came.
 
 Example:
   my-perception | zorvel live --forget 60 | my-robot)");
@@ -154,7 +155,7 @@ Example:
   command.addFlag("--explain", options->explain, "Add the forces of the cycle to each state");
   command.addFlag("--strict", options->strict, "Stop at the first bad line");
   command.addDuration("--forget", options->forget, false,
-                      "Remove people, with their open scopes, who were not observed for so long");
+                      "Remove people who were not observed for this long, and their open scopes");
   command.setAction([options, ahead] {
     if (ahead.isGiven() && options->clock == recordingClock) {
       throw WrongUsage("--ahead", "is for the system's clock");

@@ -83,15 +83,15 @@ void report(const ReportOptions& options) {
 
 void addReport(Command tool) {
   Command command = tool.addSubcommand(
-      "report", "Show recordings, replayed, on one page for a browser",
+      "report", "Replay recordings and show them on one page for a browser",
       R"(The page shows each person's valence, attention, mood, ease and scopes over time, the
 room's agitation, a summary and the greatest changes. It is one file that holds every
 cycle, needs no network, and zooms: drag, double click, or + - left right 0. After a bad
 line it shows everything up to it.
 
 The page of several recordings begins with a table of all and their curves, one below the
-other from each start, or, with --align, with the begins of a scope above each other. One
-that fails fails alone.
+other. Each recording's start is at 0 or, with --align, the start of a scope. When one
+recording fails, the others are shown.
 
 Examples:
   zorvel report meeting.jsonl --output meeting.html
@@ -100,16 +100,16 @@ Examples:
   command.addRecordings(options->recordings);
   command
       .add("--align", options->scope,
-           "Align the curves by the begin of the first scope of this name in each")
+           "Align the curves by the start of the first scope of this name in each")
       .type("SCOPE");
   command.addOutputFile(options->output, "The page to write");
   command
       .addFlag("--mattered", options->showsWhatMattered,
-               "Replay it once more without each field, and show what each mattered")
+               "Replay it once more without each field, and show how much each mattered")
       .excludes("--align");
   command
       .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,
-                      "With --mattered: how many replays go on at once")
+                      "With --mattered: how many replays run at once")
       .showDefault("as many as there are processors");
   command.setAction([options] {
     if (options->showsWhatMattered && options->recordings.size() > 1) {

@@ -64,7 +64,7 @@ void printJson() {
 void addTypes(Command tool) {
   Command command = tool.addSubcommand(
       "types", "Print the records that the library declares to the middleware's type system",
-      R"(One row a record: class name, kind (plain or bouncer), members with their types.
+      R"(One row per record: class name, kind (plain or bouncer), members with their types.
 
 Example:
   zorvel types --json)");

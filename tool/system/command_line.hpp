@@ -45,7 +45,7 @@ class Option {
   Option& excludes(const std::string& name);
   /// Takes one of these.
   Option& oneOf(const std::vector<std::string>& values);
-  /// Of texts: takes one each time that it is given.
+  /// For a list of texts: takes one each time that it is given.
   Option& repeatable();
   /// `problem` says what is wrong with a value, or nothing.
   Option& check(const std::function<std::string(const std::string&)>& problem);
@@ -57,7 +57,7 @@ class Option {
   CLI::Option* _option;
 };
 
-/// A command, or the tool itself, in which variables take what the options get. A handle.
+/// A command, or the tool itself, whose options are read into variables. A handle.
 class Command {
  public:
   /// Takes what was typed; throws WrongUsage.
@@ -124,8 +124,9 @@ class Command {
                  const auto read = readSeconds(text);
                  const Time::duration least(canBeZero ? 0 : 1);
                  if (!read || *read < least) {
-                   throw WrongUsage(name, inQuotes(text) + (canBeZero ? " is no number of seconds"
-                                                                      : " is not above 0 seconds"));
+                   throw WrongUsage(name,
+                                    inQuotes(text) + (canBeZero ? " is not a number of seconds"
+                                                                : " is not above 0 seconds"));
                  }
                  time = *read;
                },

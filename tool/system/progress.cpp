@@ -35,7 +35,7 @@ void Progress::update(std::uint64_t done, std::uint64_t whole, std::string_view 
   _shown = true;
   std::string bar;
   if (whole > 0) {
-    // A file that grows while it is read may give more than its size told.
+    // A file that grows while it is read may give more than its size said.
     done = std::min(done, whole);
     const std::uint64_t filled = barWidth * done / whole;
     bar = fmt::format("[{:#<{}}{:{}}] {:>3} % ", "", filled, "", barWidth - filled,

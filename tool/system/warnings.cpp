@@ -22,7 +22,7 @@ std::vector<std::string> warnings(const std::string& recording,
     lines.push_back(fmt::format("{}: warning: {}", printable(recording), finding.text));
   }
   if (count > shownWarnings) {
-    lines.push_back(fmt::format("{}: and {} more; zorvel info tells them all", printable(recording),
+    lines.push_back(fmt::format("{}: and {} more; zorvel info lists them all", printable(recording),
                                 count - shownWarnings));
   }
   return lines;

@@ -8,12 +8,11 @@
 
 namespace zorvel {
 
-/// Those findings that are warnings, one a line: the first few, and how many more there are.
+/// The findings that are warnings, one per line: the first few, and how many more there are.
 std::vector<std::string> warnings(const std::string& recording,
                                   const std::vector<Finding>& findings);
 
-/// Prints those findings that are warnings, one a line, on standard error: the first few, and how
-/// many more there are.
+/// Prints them on standard error.
 void printWarnings(const std::string& recording, const std::vector<Finding>& findings);
 
 }  // namespace zorvel

@@ -21,11 +21,11 @@ struct Coefficient {
   float intercept;             ///< the constant term
 };
 
-/// Tells how well a feature vector fits a mood.
+/// Says how well a feature vector fits a mood.
 ///
 /// There is no virtual destructor: scores are owned by value and never deleted through this class.
 ///
-/// Thread safety: scoring changes nothing, so that any number of threads may use one score at once.
+/// Thread safety: scoring changes nothing, so any number of threads may use one score at once.
 class ZV_API MoodScore {
  public:
   /// The score of the features `z`. `moodClass` is the class that asks.

@@ -53,7 +53,7 @@ struct KU_API Message {
 /// counts as a registration of its own. Throws std::bad_alloc.
 KU_API Category addCategory(const std::string& name);
 
-/// The names of all registrations, in their order; a name registered twice stands there twice.
+/// The names of all registrations, in their order; a name registered twice is listed twice.
 KU_API std::vector<std::string> registrations();
 
 /// The highest level that is emitted; `Warning` at the start. Lines above it are dropped.

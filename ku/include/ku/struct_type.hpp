@@ -16,7 +16,7 @@ template <typename T>
 struct Member {
   std::string name;                             ///< what other modules call it
   std::function<const TypeInterface*()> type;   ///< looks up its description
-  std::function<void*(T&)> address;             ///< where it stands in an object
+  std::function<void*(T&)> address;             ///< where it is in an object
   std::function<void(T&, const void*)> assign;  ///< copies a value of its type into an object
 };
 

@@ -8,7 +8,7 @@
 #include "ku/export.hpp"
 
 #ifndef __cpp_rtti
-#error "ku/type.hpp tells types by their typeid: leave out -fno-rtti where it is included"
+#error "ku/type.hpp tells types apart by their typeid: leave out -fno-rtti where it is included"
 #endif
 
 /// Descriptions of types: what a module needs to store, copy and inspect a value that it knows only
@@ -18,8 +18,8 @@
 /// changed after their registration. Access to an object through its description takes no lock of
 /// the object.
 ///
-/// Types are told by their `typeid`, so files that include this one need run-time type information:
-/// no -fno-rtti.
+/// Types are told apart by their `typeid`, so files that include this one need run-time type
+/// information: no -fno-rtti.
 namespace ku {
 
 /// Describes a type. A registered description lives until the process ends.

@@ -81,7 +81,7 @@ class ZV_API SessionRecording {
   void remove(Time time, std::int32_t person);
   /// ZV::SocialGraph::rename, with the persons' recorders.
   void rename(Time time, std::int32_t from, std::int32_t to);
-  /// ZV::ZVEmotionRecorder::startRecording of the person's recorder; -1 samples is no limit.
+  /// ZV::ZVEmotionRecorder::startRecording of the person's recorder; -1 samples means no limit.
   void startRecording(Time time, std::int32_t person, const std::string& scope,
                       std::int32_t samples = -1);
   /// ZV::ZVEmotionRecorder::stopRecording of the person's recorder.

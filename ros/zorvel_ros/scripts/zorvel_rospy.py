@@ -79,7 +79,7 @@ class Shell:
                 self.subscribers[topic] = rospy.Subscriber(topic, kind, partial(self.node.receive, topic))
 
     def register_again(self) -> None:
-        """Tells a core that was started anew of this node, whose connections go on."""
+        """Registers this node, whose connections go on, with a core that was started anew."""
         core, uri = rosgraph.Master(rospy.get_name()), rospy.get_node_uri()
         for topic, publisher in self.publishers.items():
             core.registerPublisher(topic, publisher.type, uri)

@@ -26,7 +26,7 @@ class CsvFiles {
   void write(Time time, const Row& row);
 
   /// Finishes all files, then gives them their names, and removes the forces of an earlier replay,
-  /// which belong to another timeline. Without it they leave no trace. Throws Failure.
+  /// which belong to another timeline. Without a commit, no file leaves a trace. Throws Failure.
   void commit();
 
  private:

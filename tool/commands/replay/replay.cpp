@@ -170,7 +170,7 @@ std::uint64_t sizeOf(const std::vector<std::string>& files) {
   return sum;
 }
 
-/// Replays several recordings at once, each on a clock of its own. A failure ends only its own.
+/// Replays several recordings at once, each on a clock of its own. When one fails, others go on.
 void replayMany(const ReplayOptions& options) {
   std::vector<Job> jobs = makeJobs(options);
   std::vector<std::string> outputs;
@@ -265,10 +265,11 @@ void addReplay(Command tool) {
   ambiance.csv  the room after each activity measurement
 and, with --forces,
   forces.csv    each force that moved a person: quantity, reason, target, strength, before, after
-and prints a summary, and on standard error what looks wrong with the recording; info tells more. After
-a bad line they hold everything up to it. Several recordings are replayed at once, each into a folder
-of its own, DIR/NAME; one that fails fails alone. So is one recording with --each or --summary, for a list that may
-have just one.
+It then prints a summary, and on standard error what looks wrong with the recording; info says more.
+After a bad line, the files hold everything up to it.
+
+Several recordings are replayed at once, each into a folder of its own, DIR/NAME; when one fails,
+the others go on. With --each or --summary, this holds for a single recording too.
 
 Examples:
   zorvel replay meeting.jsonl --output results
@@ -282,18 +283,18 @@ Examples:
                             .showDefault();
   command
       .add("--timeline", options->timeline,
-           "Write the timeline alone, into this file; - is standard output")
+           "Write the timeline alone into this file; - is standard output")
       .type("FILE")
       .excludes("--output");
   command
       .add("--summary", options->summary,
-           "Write a table with a row for each recording and person, into this file; without "
-           "--output that alone")
+           "Write a table with a row for each recording and person into this file; without "
+           "--output, nothing else")
       .type("FILE")
       .excludes("--timeline");
   command
       .addFlag("--each", options->each,
-               "Write into a folder for each recording also when there is just one")
+               "Write into a folder for each recording, even for a single one")
       .excludes("--timeline");
   command
       .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,

@@ -55,12 +55,12 @@ class SimulatedPerson {
   double _cycleSeconds;
   Random _random;
 
-  // Who they are.
+  // Who the person is.
   bool _isFemale;
   std::uint32_t _age;
   float _height;
 
-  // What they do, and for how many more cycles.
+  // What the person does, and for how many more cycles.
   std::size_t _behaviour;
   std::int64_t _cyclesLeft;
   std::int64_t _cyclesPerceived = 0;

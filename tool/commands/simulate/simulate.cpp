@@ -60,10 +60,10 @@ void simulate(const SimulateOptions& options) {
 void addSimulate(Command tool) {
   Command command = tool.addSubcommand(
       "simulate", "Make a recording of a small scene, to try things with",
-      R"(People come, greet the robot, listen, look away, get upset or sad, make it up and leave; after
-a while they come again. They look, smile, speak, touch and are not seen now and then; readings
-are noisy, late, or missing. In 60 seconds every event and every field occurs. The same options
-give the same bytes on every machine.
+      R"(People come, greet the robot, listen, look away, get upset or sad, make up and leave; after
+a while they come again. They look, smile, speak and touch, and now and then are not seen; readings
+are noisy, late, or missing. In 60 seconds every event and every field occurs. The same options give
+the same bytes on every machine.
 
 Examples:
   zorvel simulate | zorvel replay - --output results
@@ -73,7 +73,7 @@ Examples:
       .showDefault(std::to_string(options->people));
   command.addWholeNumber("--seconds", options->seconds, 1, 1'000'000'000, "How long the scene is")
       .showDefault(std::to_string(options->seconds));
-  command.addWholeNumber("--rate", options->rate, 1, 1'000, "Cycles a second")
+  command.addWholeNumber("--rate", options->rate, 1, 1'000, "Cycles per second")
       .showDefault(std::to_string(options->rate));
   command
       .addWholeNumber("--seed", options->seed, 0, std::numeric_limits<std::int64_t>::max(),
