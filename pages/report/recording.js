@@ -84,7 +84,7 @@ function secondsAfter(zero, time) {
  */
 export function whyNoChange({ tooShort }) {
   return tooShort ? "none: the first second is left out, and too little comes after it" :
-    "none of 5 % of a range or more";
+    "none of 5 % of a range or more after the first second, which is left out";
 }
 
 /**

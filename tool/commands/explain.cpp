@@ -10,7 +10,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "inspection/format.hpp"
@@ -38,7 +37,7 @@ struct ExplainOptions {
   std::size_t greatest = 0;
   /// Fields by name, or all of them; none for an explanation of a time.
   std::vector<std::string> without;
-  unsigned int jobs = std::max(1U, std::thread::hardware_concurrency());
+  unsigned int jobs = 1;
   bool json = false;
 };
 
@@ -159,6 +158,8 @@ void explainGreatestChanges(const ExplainOptions& options) {
   }
   if (options.json) {
     fmt::print("{}", fmt::to_string(json));
+  } else if (greatest.changes.empty() && !greatest.failure) {
+    fmt::print("no change of 5 % of a range or more after the first second of anybody\n");
   } else {
     printGreatest(greatest);
   }
@@ -299,10 +300,7 @@ Examples:
       .excludes("--from")
       .excludes("--to")
       .excludes("--greatest");
-  command
-      .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,
-                      "With --without: how many replays run at once")
-      .showDefault("as many as there are processors");
+  command.addJobs(options->jobs, "With --without: how many replays run at once");
   command.addFlag("--json", options->json, "Write JSON");
   command.setAction([options] {
     if (!options->without.empty()) {

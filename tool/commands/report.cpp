@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "playback/what_mattered.hpp"
@@ -27,7 +26,7 @@ struct ReportOptions {
   std::string output = "report.html";
   std::optional<std::string> scope;
   bool showsWhatMattered = false;
-  unsigned int jobs = std::max(1U, std::thread::hardware_concurrency());
+  unsigned int jobs = 1;
 };
 
 void reportOne(const ReportOptions& options) {
@@ -107,10 +106,7 @@ Examples:
       .addFlag("--mattered", options->showsWhatMattered,
                "Replay it once more without each field, and show how much each mattered")
       .excludes("--align");
-  command
-      .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,
-                      "With --mattered: how many replays run at once")
-      .showDefault("as many as there are processors");
+  command.addJobs(options->jobs, "With --mattered: how many replays run at once");
   command.setAction([options] {
     if (options->showsWhatMattered && options->recordings.size() > 1) {
       throw WrongUsage("--mattered", "takes one recording");

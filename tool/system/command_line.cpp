@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
+#include <thread>
 
 namespace zorvel {
 namespace {
@@ -132,6 +134,12 @@ void Command::addOutputFile(std::string& name, const std::string& what) {
   add("-o,--output", name, what + "; it appears when it is whole. - writes to standard output")
       .type("FILE")
       .showDefault();
+}
+
+void Command::addJobs(unsigned int& jobs, const std::string& description) {
+  jobs = std::max(1U, std::thread::hardware_concurrency());
+  addWholeNumber("-j,--jobs", jobs, 1, 10'000, description)
+      .showDefault("as many as there are processors");
 }
 
 std::int64_t Command::readWholeNumber(const std::string& names, const std::string& text,

@@ -140,6 +140,8 @@ class Command {
     return addWholeNumber("--person", person, std::numeric_limits<std::int32_t>::min(),
                           std::numeric_limits<std::int32_t>::max(), description);
   }
+  /// -j,--jobs, as many as there are processors without it.
+  void addJobs(unsigned int& jobs, const std::string& description);
   /// The recording to read, which every command that takes one calls the same.
   void addRecording(std::string& name);
   void addRecordings(std::vector<std::string>& names);

@@ -9,7 +9,6 @@
 #include <ku/log.hpp>
 #include <optional>
 #include <set>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -40,7 +39,7 @@ struct ReplayOptions {
   std::string summary;
   /// Whether each recording gets its files of results.
   bool writesFiles = true;
-  unsigned int jobs = std::max(1U, std::thread::hardware_concurrency());
+  unsigned int jobs = 1;
   bool each = false;
   bool quiet = false;
   bool forces = false;
@@ -296,10 +295,7 @@ Examples:
       .addFlag("--each", options->each,
                "Write into a folder for each recording, even for a single one")
       .excludes("--timeline");
-  command
-      .addWholeNumber("-j,--jobs", options->jobs, 1, 10'000,
-                      "How many recordings to replay at once")
-      .showDefault("as many as there are processors");
+  command.addJobs(options->jobs, "How many recordings to replay at once");
   command
       .addFlag("--forces", options->forces,
                "Write forces.csv too: why each state moved as it did; a large file")
