@@ -78,7 +78,7 @@ void writeCell(JsonLineWriter& json, std::string_view name, Number number) {
   json.member(name, number);
 }
 
-/// One of the recordings of a page, and what the page tells of it before it shows the whole.
+/// One of the recordings of a page, and what the page shows of it before its own page is opened.
 struct Overview {
   ReportData data;
   std::string source;

@@ -30,7 +30,7 @@ class ReportData {
 
   /// One line of JSON for the page's script, as insideElement() gives it. `zero` is the moment from
   /// which the page counts its seconds. `failure` is what ended
-  /// the recording early; empty if nothing did. `warnings` tell what looks wrong in the recording.
+  /// the recording early; empty if nothing did. `warnings` say what looks wrong in the recording.
   /// `mattered` is empty where nobody asked for it.
   std::string json(Time zero, std::string_view recording, std::string_view source,
                    std::string_view failure, const std::vector<std::string>& warnings,

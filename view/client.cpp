@@ -133,7 +133,7 @@ class Client::Implementation {
                        printable(tokenFile));
   }
 
-  /// As it stands in an URL.
+  /// The host part of a URL.
   std::string hostHeader() const {
     if (!_place.socket.empty()) return "localhost";
     const bool isV6 = _place.host.find(':') != std::string::npos;

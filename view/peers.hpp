@@ -17,7 +17,7 @@
 
 namespace zorvel {
 
-/// Whoever is at the other end of the service, and what is told of them.
+/// The other end of a connection, and what `/health` reports of it.
 struct Peer {
   explicit Peer(std::string name_) : name(std::move(name_)) {}
 
@@ -36,7 +36,7 @@ struct Sender : Peer {
   /// How many of the newest lines in a row could not be read.
   std::uint64_t unreadableLines = 0;
   EventReader events{MissingTime::Now};
-  /// What it is told: answers.
+  /// What waits to be sent to it: answers.
   LineQueue answers;
   /// When it was last heard of; what can be asked for no sign of life is always heard of.
   std::chrono::steady_clock::time_point lastSign = std::chrono::steady_clock::time_point::max();
@@ -62,7 +62,7 @@ class Page : public Peer {
 
   /// A line about what has just happened.
   void add(Topic topic, std::string_view line);
-  /// What somebody did wrong, of which only the newest may be told.
+  /// An error of a sender; only the newest ones may be sent.
   void addError(std::string_view line);
   /// Takes what waits to be sent next, "" for nothing.
   std::string take(const Newest& newest, const std::function<std::string()>& status);

@@ -35,7 +35,7 @@ constexpr std::string_view cameraPath = "/camera/";
 constexpr std::string_view bearer = "Bearer ";
 // Scripts can give a WebSocket no header but a list of protocols, so the token may stand there.
 constexpr std::string_view tokenProtocol = "token.";
-// What the page may do besides when there is a camera: start the worker that analyses pictures, and
+// What else the page may do when there is a camera: start the worker that analyses pictures, and
 // play a video that the user opens.
 constexpr const char* cameraPolicy = " 'wasm-unsafe-eval'; worker-src 'self'; media-src blob:";
 constexpr const char* workerPolicy =

@@ -42,7 +42,7 @@ asio::ip::address addressOf(const std::string& text) {
   return address;
 }
 
-/// As it stands in an URL.
+/// The host part of a URL.
 std::string hostOf(const asio::ip::address& address) {
   return address.is_v6() ? fmt::format("[{}]", address.to_string()) : address.to_string();
 }
@@ -283,7 +283,7 @@ void Server::Implementation::close() {
   _timer.cancel();
   _stop.close();
   _input.close();
-  // A connection may go while it is told to.
+  // A connection may go while it is closed.
   const auto connections = _connections.all;
   for (Connection* const connection : connections) {
     const auto& left = _connections.all;

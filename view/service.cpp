@@ -178,7 +178,7 @@ bool Service::receive(Sender& sender, std::string line) {
   }
 }
 
-/// Keeps what was played, and tells of who is removed.
+/// Keeps what was played, and reports who is removed.
 void Service::played(const Event& event) {
   auto line = std::make_shared<const std::string>(eventLine(event));
   ++_recordLines;
@@ -365,14 +365,14 @@ void Service::refuse(Sender& sender, const std::string& error) {
   ++_badLines;
   ++sender.badLines;
   say(error);
-  const auto told = jsonLine([&](JsonLineWriter& json) {
+  const auto badLine = jsonLine([&](JsonLineWriter& json) {
     json.object("bad_line", [&] {
       json.member("source", sender.name);
       json.member("line", sender.lines);
       json.member("error", error);
     });
   });
-  for (Page* const page : _pages) page->addError(told);
+  for (Page* const page : _pages) page->addError(badLine);
   sender.answers.add(jsonLine([&](JsonLineWriter& json) {
     json.member("error", error);
     json.member("line", sender.lines);

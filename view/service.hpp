@@ -33,8 +33,8 @@ struct ServerCounts {
 };
 
 /// The estimator as a service, whatever the ways in and out are: plays the events of all senders,
-/// in the order of their arrival, records them, and tells pages and standard output what came of
-/// them. Its clock stands still at the arrival of an event until that is handled, so a replay of
+/// in the order of their arrival, records them, and sends the results to pages and standard
+/// output. Its clock stands still at the arrival of an event until that is handled, so a replay of
 /// the record gives the same states. docs/view.md describes the lines. One thread at a time.
 class Service {
  public:

@@ -12,7 +12,7 @@ struct ServiceAddress {
   std::string port;
 };
 
-/// Reads HOST:PORT, unix:PATH, or the address of the page or of /events as an URL. Throws Failure,
+/// Reads HOST:PORT, unix:PATH, or the address of the page or of /events as a URL. Throws Failure,
 /// which says what is accepted, and does not repeat what may hold a token.
 ServiceAddress readServiceAddress(const std::string& text);
 

@@ -32,8 +32,8 @@ class WebSocket {
   WebSocket& operator=(const WebSocket&) = delete;
   ~WebSocket();
 
-  /// Ends the connection when a handshake or an answer takes longer; half of `idle` without a word
-  /// brings a ping.
+  /// Ends the connection when a handshake or an answer takes longer; after half of `idle` without
+  /// a message it sends a ping.
   void setTimeouts(std::chrono::seconds handshake, std::chrono::seconds idle);
   /// Refuses longer messages.
   void setLongestMessage(std::size_t bytes);

@@ -32,7 +32,7 @@ const cameraReasons = {
 };
 
 // The service's clock, as its difference from performance.now(), and how far off that may be, in
-// milliseconds. The quickest of a few answers tells most.
+// milliseconds. The quickest of a few answers is the most exact.
 async function compareClocks() {
   let best = { uncertainty: Infinity, difference: NaN };
   for (let round = 0; round < 5; ++round) {

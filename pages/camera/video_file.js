@@ -13,7 +13,7 @@ import { drawFaces, stageVideo } from "./stage.js";
  *   VideoListener
  */
 
-// As an import begins where it is not told otherwise: 2000-01-01T00:00:00Z.
+// Where imports begin by default: 2000-01-01T00:00:00Z.
 const recordingStart = 946684800_000_000_000n;  // nanoseconds
 
 const sameMilliseconds = 500;
@@ -85,7 +85,7 @@ export class VideoFile {
   async open(address) {
     stageVideo.src = address;
     await this.until("loadeddata");
-    // One that was recorded by a browser does not tell its length before its end was looked for.
+    // The length of a video that a browser recorded is unknown until its end is looked for.
     if (stageVideo.duration === Infinity) await this.seek(1e9);
     if (!(stageVideo.duration > 0 && stageVideo.duration < Infinity)) throw new Error("");
   }

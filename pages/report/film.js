@@ -119,7 +119,7 @@ async function open() {
   video.src = URL.createObjectURL(file);
   await loaded;
   if (number !== opened) return;  // another film came, as the first did not play
-  // One that was recorded by a browser does not tell its length before its end was looked for.
+  // The length of a film that a browser recorded is unknown until its end is looked for.
   if (video.duration === Infinity) {
     video.currentTime = 1e9;
     await once("seeked");
@@ -129,7 +129,7 @@ async function open() {
   await measurePicture();
 }
 
-// How long a picture is: the film does not tell it, but it shows it.
+// How long a picture lasts: a film does not say so, but playing it shows it.
 async function measurePicture() {
   picture = Infinity;
   await video.play();

@@ -24,7 +24,7 @@ export function noteMissed(lines) {
   missedLines += lines;
 }
 
-// That of another service tells nothing of how many events a second there are.
+// The count of another service would make a wrong rate of events.
 export function forgetStatus() {
   lastStatus = undefined;
 }

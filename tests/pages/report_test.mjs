@@ -98,7 +98,7 @@ test("of the cycles under a pixel, the one with most movement shows", () => {
     ["−0.040", "−0.010", "0.000", "+0.010", "+0.040"]);
 });
 
-test("a moment tells the state and what moved it most", () => {
+test("a moment has the state and what moved it most", () => {
   const moved = (values, rows, known) => ({ ...curveOf(values, { confidences: [1, 0.5, 1], known }),
     moves: rows.map((move, index) => ({ label: `the ${index}`, rows: Int16Array.of(0, move, 0) })) });
   const valence = moved([0, 0.5, 1], [100, -2000, 0, 500, 50]);

@@ -50,7 +50,7 @@ PLACES = {"plain": (200, 180, 256, 0, False), "mirrored": (250, 180, 256, 0, Tru
 FILM = ((4, ["plain"]), (3, ["mirrored"]), (3, ["turned"]), (3, ["far"]), (3, ["left", "right"]),
         (5, []))
 
-# A video of pictures, by the browser itself: it does not tell its length.
+# A video that the browser itself records: its length is unknown until its end is looked for.
 RECORD_VIDEO = """
 const [pictures, seconds, done] = arguments;
 const canvas = document.createElement("canvas");
