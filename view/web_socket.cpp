@@ -37,7 +37,7 @@ class WebSocket::Implementation {
  public:
   explicit Implementation(Socket socket) : stream(std::move(socket)) {}
 
-  // Without compression: no end ever agrees to it, and it takes long to compile.
+  // Without compression: neither end agrees to it, and it takes long to compile.
   websocket::stream<beast::basic_stream<asio::generic::stream_protocol>, false> stream;
   beast::flat_buffer piece;
   websocket::response_type answer;  // to the handshake
