@@ -1,4 +1,4 @@
-// A video file: steps through it and makes a recording. Nothing goes to the service.
+// Steps through a video file and makes a recording. Nothing is sent to the service.
 
 import { whyNotPlayed } from "../shared/films.js";
 import { formatTime } from "../shared/format.js";
@@ -56,7 +56,7 @@ export class VideoFile {
   }
 
   /**
-   * Waits for an event of the video's.
+   * Waits for an event of the video.
    * @param {string} name
    */
   async until(name) {
@@ -71,7 +71,7 @@ export class VideoFile {
   }
 
   /**
-   * The picture comes after the seek. The same picture as before does not come again.
+   * Waits also for the picture, which comes after the seek, but not again when it is shown already.
    * @param {number} seconds
    */
   async seek(seconds) {
@@ -91,7 +91,7 @@ export class VideoFile {
   }
 
   /**
-   * The lines of a recording. The time of a picture is that in the video, whatever its analysis took.
+   * The lines of a recording. The time of a picture is that in the video, however long the analysis takes.
    * @param {Analysis} analysis
    * @param {string} name
    * @param {number} rate

@@ -12,7 +12,7 @@ import { follow, resize, setFilmTime, setShown, shown } from "./view.js";
 const usualPicture = 1 / 25;  // seconds, where the film does not show its own
 const measuredPictures = 6;
 const longestSearch = 25;  // pictures
-const samePicture = 100;  // milliseconds after which no other picture comes
+const samePicture = 100;  // milliseconds after which no other picture is expected
 const parameter = "film";  // of the page's address
 
 const panel = byId("film");
@@ -76,8 +76,8 @@ function seek(seconds) {
 }
 
 /**
- * To the picture before or after, by the middle of where it should be; where pictures are not equally
- * long, it may be farther.
+ * Goes to the previous or next picture, by the middle of where it should be; where pictures are not
+ * equally long, it may be farther.
  * @param {number} direction
  */
 async function step(direction) {
@@ -129,7 +129,7 @@ async function open() {
   await measurePicture();
 }
 
-// How long a picture lasts: a film does not say so, but playing it shows it.
+// Measures how long a picture lasts, which a film does not say, by playing it.
 async function measurePicture() {
   picture = Infinity;
   await video.play();

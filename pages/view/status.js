@@ -1,4 +1,4 @@
-// How the service is, and the room.
+// The status of the service, and the room.
 
 import { byId, element, find, setText } from "../shared/elements.js";
 import { formatCount, formatNumber } from "../shared/format.js";

@@ -56,7 +56,7 @@ test("keys zoom and move within the whole, about the pointer", () => {
     ["pictureBack", undefined]);
 });
 
-// A curve of a row a second, with breaks before the rows `breaks`.
+// A curve with one row a second, with breaks before the rows `breaks`.
 function curveOf(values, { confidences, known, breaks = [] }) {
   const times = Float64Array.from(values, (_, row) => row);
   return makeCurve(quantities.valence, times, Uint8Array.from(times, (row) => breaks.includes(row)),
@@ -72,7 +72,7 @@ test("a band is as wide as confidence is missing", () => {
   assert.deepEqual([...high], [0.25, 1, -0.25, NaN, 1, NaN]);
 });
 
-test("no extreme is lost at any zoom, and a break parts the curve", () => {
+test("no extreme is lost at any zoom, and a break splits the curve", () => {
   const values = new Array(36_000).fill(0);
   values[20_003] = 0.75;
   const curve = curveOf(values, { breaks: [20_004, 30_000] });
@@ -86,8 +86,8 @@ test("no extreme is lost at any zoom, and a break parts the curve", () => {
   }
 });
 
-test("of the cycles under a pixel, the one with most movement shows", () => {
-  // The page shows 0 to 1 s. The first cycle still lasts as that begins.
+test("of the cycles under a pixel, the one with the most movement is shown", () => {
+  // The page shows 0 to 1 s. The first cycle has not ended when that begins.
   const times = Float64Array.of(-0.25, 0.1, 0.3, 0.6);
   const rows = Int16Array.of(10, 20, -400, 30);
   const moves = new Moves({ times, begins: new Uint8Array(4), moves: [{ reason: "pull", rows }] });
