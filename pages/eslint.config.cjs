@@ -1,4 +1,4 @@
-// What the pages' scripts and their tests are checked for beyond types, which tsc checks.
+// Checks of the pages' scripts and their tests, beyond the types, which tsc checks.
 
 const js = require("@eslint/js");
 
@@ -6,7 +6,7 @@ module.exports = [
   js.configs.recommended,
   {
     rules: {
-      "no-undef": "off",  // tsc knows better what there is
+      "no-undef": "off",  // tsc finds these
       "eqeqeq": "error",
       "no-shadow": "error",
       "no-unused-vars": ["error", { ignoreRestSiblings: true }],

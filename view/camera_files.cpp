@@ -9,7 +9,7 @@
 namespace zorvel {
 namespace {
 
-// By the end of the name. Nothing else is given out.
+// The types of the files, by the ends of their names. No other files are served.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 4> types{{
     {".js", "text/javascript"},
     {".json", "application/json"},

@@ -11,12 +11,12 @@ namespace zorvel {
 struct CameraFile {
   std::string path;
   std::string_view type;
-  /// Another one when the file has changed.
+  /// The entity tag of HTTP, which changes with the file.
   std::string tag;
 };
 
-/// Nothing when the folder has no such file. The files are installed apart from the tool, and may
-/// come while the service runs.
+/// Nothing when the folder has no such file. The files are installed separately from the tool,
+/// perhaps while the service runs.
 std::optional<CameraFile> findCameraFile(const std::string& folder, std::string_view name);
 
 }  // namespace zorvel

@@ -29,7 +29,7 @@ using Error = boost::system::error_code;
 
 constexpr std::chrono::seconds longestGoodbye{5};
 constexpr unsigned int unauthorized = 401;
-// For everything, once somebody wants to end.
+// For all that is still to be done after a stop.
 constexpr std::chrono::seconds longestEnd{2};
 
 }  // namespace
@@ -129,19 +129,19 @@ class Client::Implementation {
                          inQuotes(boost::trim_copy(_socket->refusalText())));
     }
     if (tokenFile.empty()) return "asks for a token, which --token-file gives";
-    return fmt::format("the token of {} is not the one that is asked for there",
+    return fmt::format("the token of {} is not the one that the service asks for",
                        printable(tokenFile));
   }
 
-  /// As it stands in an URL.
+  /// The host part of a URL.
   std::string hostHeader() const {
     if (!_place.socket.empty()) return "localhost";
     const bool isV6 = _place.host.find(':') != std::string::npos;
     return fmt::format(isV6 ? "[{}]:{}" : "{}:{}", _place.host, _place.port);
   }
 
-  /// Serves until what `start(done)` starts is done. Throws boost::system::system_error when it
-  /// failed, and Failure when it takes too long for somebody who wants to end.
+  /// Serves until the operation that `start(done)` starts is done. Throws
+  /// boost::system::system_error when it fails, and Failure when it takes too long after a stop.
   template <typename Start>
   void await(Start start) {
     std::optional<Error> result;
@@ -154,7 +154,7 @@ class Client::Implementation {
       if (!_latestEnd) _latestEnd = std::chrono::steady_clock::now() + longestEnd;
       if (_context.run_one_until(*_latestEnd) == 0) {
         throw Failure(printable(_address) +
-                      ": the service takes nothing; whom this brought may still be there");
+                      ": the service does not respond; people who were sent may still be there");
       }
     }
     if (*result) throw boost::system::system_error(*result);
@@ -164,13 +164,13 @@ class Client::Implementation {
     if (!_isOpen) throw Failure(printable(_address) + ": the service has gone");
   }
 
-  std::string _address;  // as messages have it
+  std::string _address;  // for messages
   ServiceAddress _place;
   UseOfAnswer _use;
   asio::io_context _context{1};
   asio::posix::stream_descriptor _stop{_context};
   std::optional<WebSocket> _socket;
-  std::string _received;  // of a message that is not complete
+  std::string _received;  // an incomplete message
   bool _isOpen = true;
   bool _isStopped = false;
   std::optional<std::chrono::steady_clock::time_point> _latestEnd;

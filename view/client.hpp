@@ -9,18 +9,16 @@
 
 namespace zorvel {
 
-/// A program's connection to a live service, which it sends lines. It serves the connection only
-/// while one of its functions runs. Each of them but close() throws Failure when the service has
-/// gone, or does not take what it is sent within two seconds after there was something to read from
-/// the stop descriptor.
+/// A program's connection to a live service, to which it sends lines. It is served only while one
+/// of its functions runs. All of them but close() throw Failure when the service has gone, or when
+/// it accepts nothing for two seconds after the stop descriptor has become readable.
 class Client {
  public:
   using UseOfAnswer = std::function<void(const std::string& line)>;
 
-  /// Connects to an address as readServiceAddress takes it, and shows the token that the file
-  /// holds, "" for none; throws Failure when no service is there or it refuses.
-  /// `use` is called for each line that the service answers; what it throws comes out of the
-  /// function that serves.
+  /// Connects to an address that readServiceAddress accepts, with the token in the file, "" for no
+  /// file. Throws Failure when no service is there or it refuses. `use` is called for each line
+  /// that the service answers; what it throws leaves the function that is running.
   Client(const std::string& address, const std::string& tokenFile, int stopDescriptor,
          UseOfAnswer use);
   Client(const Client&) = delete;
@@ -28,7 +26,7 @@ class Client {
   ~Client();
 
   void send(const std::string& line);
-  /// Returns whether the time has come before there was something to read from the stop descriptor.
+  /// Returns true at that time, or false once the stop descriptor is readable.
   bool waitUntil(std::chrono::steady_clock::time_point time);
   /// Ends the connection when the service has answered everything, in at most five seconds.
   void close();

@@ -18,9 +18,9 @@ class Connection;
 class Lines;
 
 constexpr std::size_t mostConnections = 64;
-/// How much may be on its way: little, so that what a slow page gets is not old.
+/// How many bytes may be on their way: few, so that what a slow page gets is not old.
 constexpr std::size_t windowSize = std::size_t{64} << 10;
-/// For what should take an instant: a request, a handshake, a piece of an answer.
+/// How long a request, a handshake or a piece of an answer may take.
 constexpr std::chrono::seconds patience{10};
 constexpr std::chrono::seconds idleTime{60};
 
@@ -31,11 +31,11 @@ struct Connections {
   ServerCounts counts() const { return {refused, output.dropped()}; }
 
   Service& service;
-  /// What waits for standard output.
+  /// The lines that wait for standard output.
   const LineQueue& output;
-  /// The names by which the server may be called, each with its port.
+  /// The names under which requests may reach the server, each with its port.
   std::set<std::string> hosts;
-  /// What has to be shown for everything but the page's own files; "" for nothing.
+  /// The token that requests need, except those for the page's own files; "" for none.
   std::string token;
   std::string cameraFolder;
 
@@ -43,11 +43,11 @@ struct Connections {
   std::uint64_t senderCount = 0;
   std::uint64_t pageCount = 0;
   std::uint64_t refused = 0;
-  /// Those with messages that are not complete or not handled; whose began first is first.
+  /// The connections with an incomplete or unhandled message, the oldest message first.
   std::vector<Lines*> unfinished;
   std::size_t unfinishedBytes = 0;
   int downloads = 0;
-  boost::asio::io_context context{1};  // its end ends the connections, which use what is above
+  boost::asio::io_context context{1};  // last: its end ends the connections, which use the others
 };
 
 /// A connection, whatever it is used for. It lives as long as an operation on it is pending.
@@ -61,14 +61,14 @@ class Connection {
   virtual ~Connection() { forget(); }
   /// Sends what waits, if anything, and closes.
   virtual void close() = 0;
-  /// Ends for the sake of another, unless it is good for something; returns whether it does.
+  /// Closes to make room for another, unless it is in use; returns whether it does.
   virtual bool makeWay() { return false; }
   /// Called about once a second.
   virtual void tick() {}
 
  protected:
   Connections& connections() const { return _connections; }
-  /// It counts no more.
+  /// Takes it off the list of connections.
   void forget() {
     auto& all = _connections.all;
     all.erase(std::remove(all.begin(), all.end(), this), all.end());

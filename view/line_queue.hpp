@@ -13,18 +13,18 @@ namespace zorvel {
 /// are dropped.
 class LineQueue {
  public:
-  /// No more bytes than this ever wait, unless a single line has more.
+  /// At most this many bytes wait, unless a single line has more.
   explicit LineQueue(std::size_t mostBytes = std::size_t{128} << 10) : _mostBytes(mostBytes) {}
 
   void add(std::string_view line);
-  /// Whether nothing would be dropped for the line.
+  /// Whether the line can be added without dropping others.
   bool fits(std::string_view line) const { return _bytes + line.size() <= _mostBytes; }
-  /// Takes out the first lines, of at most so many bytes together, but at least one; "" when there
-  /// is none.
+  /// Takes out the oldest lines, at most so many bytes but at least one line; "" when there is
+  /// none.
   std::string take(std::size_t most);
   /// Drops all lines, and returns how many.
   std::size_t clear();
-  /// How many lines made way for others.
+  /// How many lines were dropped to add others.
   std::uint64_t dropped() const { return _dropped; }
 
  private:

@@ -15,23 +15,23 @@ using Error = boost::system::error_code;
 constexpr std::size_t longestMessage = std::size_t{1} << 20;
 constexpr std::size_t longestCommand = std::size_t{1} << 10;
 constexpr std::size_t mostLinesAtOnce = 100;
-// In a row, and such as cannot be read.
+// After so many unreadable lines in a row a connection is closed.
 constexpr std::uint64_t mostBadLines = 1000;
-// Of all messages together that are not complete or not handled; each connection has a share.
+// In bytes, of all incomplete and unhandled messages together; each connection has a share.
 constexpr std::size_t mostUnfinished = std::size_t{16} << 20;
 constexpr std::size_t shareOfUnfinished = mostUnfinished / mostConnections;
 constexpr std::size_t longestAnswer = std::size_t{64} << 10;
 constexpr const char* windowPing = "window";
 constexpr const char* lifePing = "life";
-// Whoever has been silent for longer is pinged.
+// A sender that has been silent for longer gets a ping.
 constexpr std::chrono::seconds quietTime{1};
 
 }  // namespace
 
-// A handler runs later, from the event loop, so what starts its own operation anew does not
+// A handler runs later, from the event loop, so a function that starts its operation again does not
 // recurse. NOLINTBEGIN(misc-no-recursion)
 
-/// A WebSocket that carries lines, in messages of one or more.
+/// A WebSocket whose messages are one or more lines.
 class Lines : public Connection, public std::enable_shared_from_this<Lines> {
  public:
   Lines(Connections& connections, Socket socket, std::size_t longest)
@@ -63,7 +63,7 @@ class Lines : public Connection, public std::enable_shared_from_this<Lines> {
  protected:
   virtual void opened() {}
   virtual void handleLine(std::string line) = 0;
-  /// Whether nothing good will come any more.
+  /// Whether to close the connection for what has come from it.
   virtual bool isHopeless() const { return false; }
   /// The next message; "" when nothing waits.
   virtual std::string takeWaiting() = 0;
@@ -102,7 +102,7 @@ class Lines : public Connection, public std::enable_shared_from_this<Lines> {
     sendWaiting();
   }
 
-  /// One at a time; a later one goes after it.
+  /// Sends one ping at a time; the last one that is asked for meanwhile follows.
   void ping(const char* text) {
     if (std::exchange(_isPinging, true)) {
       _nextPing = text;
@@ -141,7 +141,7 @@ class Lines : public Connection, public std::enable_shared_from_this<Lines> {
     }
   }
 
-  /// Handles some lines of a message, and the others when everybody else has had a turn.
+  /// Handles some lines of a message, and the others after the other connections have had a turn.
   void handleLines() {
     if (!_isOpen) return;
     for (std::size_t count = 0; count < mostLinesAtOnce && _handled < _received.size(); ++count) {
@@ -163,7 +163,7 @@ class Lines : public Connection, public std::enable_shared_from_this<Lines> {
 
   void limitUnfinished() {
     while (connections().unfinishedBytes > mostUnfinished) {
-      // There is one: all together hold more than all shares.
+      // There is one, as together they hold more than all shares.
       const auto& unfinished = connections().unfinished;
       const auto hoarder = std::find_if(
           unfinished.begin(), unfinished.end(),
@@ -172,7 +172,7 @@ class Lines : public Connection, public std::enable_shared_from_this<Lines> {
     }
   }
 
-  /// Others need what it holds.
+  /// Frees what it holds for others.
   void giveUp() {
     dropMessage();
     startClosing(WebSocket::Reason::TryAgainLater);
@@ -193,8 +193,8 @@ class Lines : public Connection, public std::enable_shared_from_this<Lines> {
   }
 
   WebSocket _socket;
-  std::string _received;     // a message, or what has come of it
-  std::size_t _handled = 0;  // of its bytes
+  std::string _received;     // a message, perhaps incomplete
+  std::size_t _handled = 0;  // how many of its bytes
   std::string _sent;
   std::size_t _onTheWay = 0;
   bool _isOpen = false;

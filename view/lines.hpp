@@ -6,12 +6,12 @@
 
 namespace zorvel {
 
-// What the requests for a WebSocket become: connections that carry lines.
+// Turn a request for a WebSocket into a connection that carries lines.
 
-/// A sender of events.
+/// From a sender of events.
 void serveEvents(Connections& connections, WebSocket::Socket socket,
                  const WebSocket::Request& request);
-/// A page, which watches states.
+/// To a page, which watches states.
 void serveStates(Connections& connections, WebSocket::Socket socket,
                  const WebSocket::Request& request);
 

@@ -5,11 +5,11 @@
 
 namespace zorvel {
 
-/// The live page, one file.
+/// The live page, as one file.
 std::string_view viewPage();
 
-/// Its Content-Security-Policy, which allows its own scripts and styles by their hashes and
-/// connections to where it comes from.
+/// Its Content-Security-Policy, which allows its own scripts and styles, by their hashes, and
+/// connections to its server.
 std::string_view viewPagePolicy();
 
 }  // namespace zorvel

@@ -8,7 +8,7 @@
 namespace zorvel {
 namespace {
 
-// Of what is sent at once.
+// How many bytes are sent at once.
 constexpr std::size_t mostAtOnce = std::size_t{64} << 10;
 
 std::string pictureLine(std::string_view place) {

@@ -17,28 +17,28 @@
 
 namespace zorvel {
 
-/// Whoever is at the other end of the service, and what is told of them.
+/// The other end of a connection, and what `/health` reports of it.
 struct Peer {
   explicit Peer(std::string name_) : name(std::move(name_)) {}
 
-  /// As messages call it.
+  /// What messages call it.
   std::string name;
   Time since = ku::SystemClock::wallClock();
-  /// How many a sender has sent, or a page was sent.
+  /// How many lines a sender has sent, or a page has got.
   std::uint64_t lines = 0;
   std::uint64_t badLines = 0;
 };
 
-/// Whoever sends events: standard input, or a connection.
+/// A sender of events: standard input, or a connection.
 struct Sender : Peer {
   using Peer::Peer;
 
   /// How many of the newest lines in a row could not be read.
   std::uint64_t unreadableLines = 0;
   EventReader events{MissingTime::Now};
-  /// What it is told: answers.
+  /// The answers that wait to be sent to it.
   LineQueue answers;
-  /// When it was last heard of; what can be asked for no sign of life is always heard of.
+  /// When it last gave a sign of life; the end of time for standard input, which cannot be asked.
   std::chrono::steady_clock::time_point lastSign = std::chrono::steady_clock::time_point::max();
 };
 
@@ -46,23 +46,22 @@ struct Sender : Peer {
 using Topic = std::optional<std::int64_t>;
 constexpr std::int64_t roomTopic = std::numeric_limits<std::int64_t>::max();
 
-/// The newest state of each person who is present, which is empty before the first, and of the
-/// room.
+/// The newest line about each person who is present, and about the room; empty before the first.
 struct Newest {
   std::map<std::int64_t, std::string> people;
   std::string room;
 };
 
-/// Whoever is sent states. It first gets a picture: the newest of everything, piece by piece as it
-/// takes them; then the lines as they happen. When it does not keep up, the lines that wait are
-/// dropped and it gets another picture.
+/// A receiver of states. It first gets a picture, the newest state of everybody and of the room,
+/// piece by piece as it takes them; then the lines as they happen. When it does not keep up, the
+/// lines that wait are dropped and it gets another picture.
 class Page : public Peer {
  public:
   using Peer::Peer;
 
-  /// A line about what has just happened.
+  /// Adds a line about what has just happened.
   void add(Topic topic, std::string_view line);
-  /// What somebody did wrong, of which only the newest may be told.
+  /// Adds an error of a sender. Of many, only the newest are sent.
   void addError(std::string_view line);
   /// Takes what waits to be sent next, "" for nothing.
   std::string take(const Newest& newest, const std::function<std::string()>& status);
@@ -79,11 +78,11 @@ class Page : public Peer {
   bool isToCome(Topic topic) const { return _nextInPicture && topic && *topic >= *_nextInPicture; }
   void appendPicture(std::string& text, const Newest& newest);
 
-  /// Several frames of a hundred people with their forces.
+  /// With room for several frames of a hundred people with their forces.
   LineQueue _lines{std::size_t{1} << 20};
   LineQueue _errors{std::size_t{16} << 10};
   bool _needsPicture = true;
-  /// The first topic that the picture has not brought yet; none when there is no picture.
+  /// The first topic that is still to come in the picture; none when no picture is being sent.
   std::optional<std::int64_t> _nextInPicture;
   std::uint64_t _toldMissed = 0;
 };

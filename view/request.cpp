@@ -29,13 +29,13 @@ using Socket = WebSocket::Socket;
 using Error = boost::system::error_code;
 
 constexpr std::uint32_t longestHeader = std::uint32_t{8} << 10;
-// Of the last minute.
+// How many connections may get the last minute at once.
 constexpr int mostDownloads = 4;
 constexpr std::string_view cameraPath = "/camera/";
 constexpr std::string_view bearer = "Bearer ";
-// Scripts can give a WebSocket no header but a list of protocols, so the token may stand there.
+// The only header that scripts can give a WebSocket lists protocols, so the token may be there.
 constexpr std::string_view tokenProtocol = "token.";
-// What the page may do besides when there is a camera: start the worker that analyses pictures, and
+// What else the page may do when there is a camera: start the worker that analyses pictures, and
 // play a video that the user opens.
 constexpr const char* cameraPolicy = " 'wasm-unsafe-eval'; worker-src 'self'; media-src blob:";
 constexpr const char* workerPolicy =
@@ -43,7 +43,7 @@ constexpr const char* workerPolicy =
 
 std::string_view standard(beast::string_view text) { return {text.data(), text.size()}; }
 
-/// All that may be meant as a token; "" for what is none.
+/// All that may be meant as a token; "" for an authorization of another kind.
 std::vector<std::string_view> offeredTokens(const WebSocket::Request& request) {
   std::vector<std::string_view> tokens;
   for (auto [field, end] = request.equal_range(http::field::authorization); field != end; ++field) {
@@ -62,16 +62,16 @@ std::vector<std::string_view> offeredTokens(const WebSocket::Request& request) {
   return tokens;
 }
 
-// A handler runs later, from the event loop, so what starts its own operation anew does not
+// A handler runs later, from the event loop, so a function that starts its operation again does not
 // recurse. NOLINTBEGIN(misc-no-recursion)
 
-/// A request of HTTP. One that asks for a WebSocket gets one, any other one answer.
+/// A request of HTTP. One that asks for a WebSocket gets it; any other gets one answer.
 class Request : public Connection, public std::enable_shared_from_this<Request> {
  public:
   Request(Connections& connections, Socket socket, bool isLocal)
       : Connection(connections), _stream(std::move(socket)), _isLocal(isLocal) {
     _parser.header_limit(longestHeader);
-    _parser.body_limit(std::numeric_limits<std::uint64_t>::max());  // none is ever read
+    _parser.body_limit(std::numeric_limits<std::uint64_t>::max());  // no body is ever read
   }
   ~Request() override { endDownload(); }
 
@@ -84,14 +84,13 @@ class Request : public Connection, public std::enable_shared_from_this<Request> 
             return;
           }
           if (error) {
-            self->answer(http::status::bad_request, "not a request of HTTP\n");
+            self->answer(http::status::bad_request, "not an HTTP request\n");
           } else {
             self->handle(self->_parser.get());
           }
         });
   }
 
-  /// There are too many.
   void refuse() {
     answer(http::status::service_unavailable,
            fmt::format("there are {} connections already; try again\n", mostConnections));
@@ -129,7 +128,7 @@ class Request : public Connection, public std::enable_shared_from_this<Request> 
       } else if (target == "/states") {
         become(serveStates);
       } else {
-        answer(http::status::not_found, "there is /events and /states\n");
+        answer(http::status::not_found, "there are /events and /states\n");
       }
     } else if (request.method() != http::verb::get && request.method() != http::verb::head) {
       answer(http::status::method_not_allowed, "only GET and HEAD\n");
@@ -151,7 +150,7 @@ class Request : public Connection, public std::enable_shared_from_this<Request> 
                        standard(request[http::field::if_none_match]));
     } else {
       answer(http::status::not_found,
-             "there is /, /health, /metrics, /recording, /events and /states\n");
+             "there are /, /health, /metrics, /recording, /events and /states\n");
     }
   }
 
@@ -159,7 +158,7 @@ class Request : public Connection, public std::enable_shared_from_this<Request> 
     return connections().hosts.count(boost::to_lower_copy(std::string(host))) > 0;
   }
 
-  /// Whether it comes from the server's own page or from no page. A page of https came through a
+  /// Whether it comes from the server's own page or from no page. A page over https came through a
   /// proxy, which knows the server by the same name.
   static bool isOwnOrigin(const http::request<http::empty_body>& request, std::string_view host) {
     const auto origin = request.find(http::field::origin);
@@ -167,7 +166,7 @@ class Request : public Connection, public std::enable_shared_from_this<Request> 
            origin->value() == fmt::format("https://{}", host);
   }
 
-  /// Whether it shows the token, and nothing that could be meant as another one.
+  /// Whether it has the token, and nothing that could be meant as another one.
   bool isAuthorized(const http::request<http::empty_body>& request) const {
     const auto& token = connections().token;
     if (_isLocal || token.empty()) return true;
@@ -202,7 +201,7 @@ class Request : public Connection, public std::enable_shared_from_this<Request> 
     }
     _response.set(http::field::etag, file->tag);
     _response.set("Content-Security-Policy", workerPolicy);
-    _cacheControl = "no-cache";  // to be kept, but asked for anew
+    _cacheControl = "no-cache";  // to be kept, but compared each time
     if (file->tag == knownTag) {
       answer(http::status::not_modified, "", file->type);
       return;
@@ -272,7 +271,7 @@ class Request : public Connection, public std::enable_shared_from_this<Request> 
     _lines.clear();
   }
 
-  /// The answer would be lost with a connection that is closed while something is unread.
+  /// The answer would be lost if the connection were closed while something is unread.
   void readRest() {
     _buffer.clear();
     _stream.async_read_some(_buffer.prepare(longestHeader),
@@ -301,7 +300,7 @@ void serveRequest(Connections& connections, Socket socket, bool isLocal) {
   if (connections.all.size() >= mostConnections) {
     ++connections.refused;
     for (Connection* const connection : connections.all) {
-      if (connection->makeWay()) break;  // which changes the list
+      if (connection->makeWay()) break;  // the list has changed
     }
   }
   const auto request = std::make_shared<Request>(connections, std::move(socket), isLocal);

@@ -7,8 +7,9 @@
 namespace zorvel {
 
 /// Reads a request of HTTP from a connection that has arrived. One that asks for a WebSocket gets
-/// one, any other one answer. When there are too many connections, the oldest whose request has not
-/// come makes way, or else this one is refused. `isLocal`: it came by the file system.
+/// it; any other gets one answer. When there are too many connections, the oldest one without a
+/// request yet is closed; if there is none, this one is refused. `isLocal`: it came over a socket
+/// in the file system.
 void serveRequest(Connections& connections, WebSocket::Socket socket, bool isLocal);
 
 }  // namespace zorvel

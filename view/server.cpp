@@ -38,18 +38,18 @@ constexpr std::chrono::seconds closingTime{2};
 asio::ip::address addressOf(const std::string& text) {
   Error error;
   auto address = asio::ip::make_address(text, error);
-  if (error) throw Failure(inQuotes(text) + " is no IP address");
+  if (error) throw Failure(inQuotes(text) + " is not an IP address");
   return address;
 }
 
-/// As it stands in an URL.
+/// The host part of a URL.
 std::string hostOf(const asio::ip::address& address) {
   return address.is_v6() ? fmt::format("[{}]", address.to_string()) : address.to_string();
 }
 
-/// Another descriptor for the same pipe or socket, which can be waited for; none for a file or a
-/// device, which never lets anybody wait. A pipe is opened anew: to make the one that other
-/// processes share non-blocking would surprise them.
+/// Another descriptor for the same pipe or socket, for which one can wait; none for a file or a
+/// device, which is always ready. A pipe is opened again: other processes share the descriptor, and
+/// making it non-blocking would surprise them.
 std::optional<int> waitableDescriptor(int descriptor, int mode) {
   struct stat status {};
   if (fstat(descriptor, &status) != 0) return std::nullopt;
@@ -96,7 +96,7 @@ class Server::Implementation {
   asio::io_context& _context = _connections.context;
   Tcp::acceptor _acceptor{_context};
   Local::acceptor _localAcceptor{_context};
-  std::string _name;  // by which others call this machine, if it was given one
+  std::string _name;  // by which others reach this machine, if it was given one
   std::string _localPath;
   std::vector<std::function<void()>> _pausedAccepts;
   bool _isShortOfDescriptors = false;
@@ -147,12 +147,12 @@ void Server::Implementation::listen(const ServerOptions& options) {
   names.insert(names.end(), options.hosts.begin(), options.hosts.end());
   const auto ownPort = std::to_string(_acceptor.local_endpoint().port());
   for (const auto& name : names) {
-    const std::size_t bracket = name.find(']');  // of an address of IPv6, which has colons
+    const std::size_t bracket = name.find(']');  // of an IPv6 address, which has colons
     const std::size_t colon = name.find(':', bracket == std::string::npos ? 0 : bracket);
     const auto host = boost::to_lower_copy(name.substr(0, colon));
     const auto port = colon == std::string::npos ? ownPort : name.substr(colon + 1);
     _connections.hosts.insert(fmt::format("{}:{}", host, port));
-    // A browser leaves out the port that everybody knows.
+    // A browser leaves out the usual port.
     if (port == "80" || port == "443") _connections.hosts.insert(host);
   }
   const auto isOwn = [](const std::string& name) { return name.find(':') == std::string::npos; };
@@ -169,9 +169,9 @@ void Server::Implementation::listenLocally(const std::string& path) {
       Error error;
       if (S_ISSOCK(status.st_mode)) Local::socket(_context).connect(endpoint, error);
       if (error != asio::error::connection_refused) {
-        throw Failure(printable(path) + ": is there already");
+        throw Failure(printable(path) + ": already exists");
       }
-      unlink(path.c_str());  // of a service that could not do it itself
+      unlink(path.c_str());  // left behind by a service that was killed
     }
     _localAcceptor.open();
     const mode_t mask = umask(0177);
@@ -202,11 +202,11 @@ void Server::Implementation::accept(Acceptor& acceptor) {
     if (error == asio::error::no_descriptors ||
         error == boost::system::errc::too_many_files_open_in_system ||
         error == asio::error::no_buffer_space || error == asio::error::no_memory) {
-      // To try again at once would take all the time.
+      // Trying again at once would take all the time.
       _pausedAccepts.emplace_back([this, &acceptor] { accept(acceptor); });
       if (!std::exchange(_isShortOfDescriptors, true)) {
         _connections.service.errors().say(
-            fmt::format("no connection can be accepted: {}; they have to wait", error.message()));
+            fmt::format("new connections have to wait: {}", error.message()));
       }
       return;
     }
@@ -269,7 +269,7 @@ void Server::Implementation::writeOutput() {
                          [this](Error /*error*/) { writeOutput(); });
       return;
     } else if (errno != EINTR) {
-      // Whoever read has gone, or the disk is full. The pages go on.
+      // The reader has gone, or the disk is full. The pages go on.
       _outputDescriptor = -1;
       _connections.service.endOutput(systemFailure("standard output", errno));
       return;
@@ -283,7 +283,7 @@ void Server::Implementation::close() {
   _timer.cancel();
   _stop.close();
   _input.close();
-  // A connection may go while it is told to.
+  // Closing a connection may remove it, or others, from the list.
   const auto connections = _connections.all;
   for (Connection* const connection : connections) {
     const auto& left = _connections.all;

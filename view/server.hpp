@@ -12,38 +12,38 @@
 namespace zorvel {
 
 struct ServerOptions {
-  /// An IP address of this machine, or one that stands for all of them; "" for none.
+  /// An IP address of this machine, or one that means all of them; "" for none.
   std::string address;
   /// 0 for any that is free.
   std::uint16_t port = 0;
-  /// Where a socket for programs of this user alone is made, if anywhere.
+  /// The path of a socket for programs of this user alone; "" for none.
   std::string socket;
-  /// Names besides the address and those of the loopback by which browsers may call the server; one
-  /// with a port is that of a proxy.
+  /// More names by which browsers may call the server, besides its address and those of the
+  /// loopback; one with a port is that of a proxy.
   std::vector<std::string> hosts;
-  /// What whoever comes to the address has to show for everything but the page's own files; "" for
-  /// nothing.
+  /// The token that requests to the address need, except those for the page's own files; "" for
+  /// none.
   std::string token;
-  /// Where the files are with which the page analyses pictures, if they are installed.
+  /// Where the files with which the page analyses pictures are, if they are installed.
   std::string cameraFolder;
-  /// The server ends when there is something to read from this descriptor.
+  /// The server ends when this descriptor is readable.
   int stopDescriptor = -1;
-  /// Where `output` writes to; -1 for nowhere.
+  /// The descriptor to which `output` writes; -1 for none.
   int outputDescriptor = -1;
 };
 
 /// From where a server can be reached.
 enum class Reach { ThisMachine, OneAddress, AllAddresses };
 
-/// How far an IP address reaches. Throws Failure when it is none.
+/// From where an IP address can be reached. Throws Failure when the text is not one.
 Reach reachOf(const std::string& address);
 
-/// Serves a Service over HTTP and WebSocket, in the thread that calls. The page is served at /, its
-/// status at /health, the last minute at /recording, what it analyses pictures with under /camera/;
-/// senders connect to /events and pages to /states. Whoever calls by another name than the server's
-/// own, or comes from a page of somebody else, is refused; so a foreign page in the same browser
-/// can neither read nor feed. Programs may also come by a socket in the file system, by any name
-/// and without a token.
+/// Serves a Service over HTTP and WebSocket, in the thread that calls. The page is at /, the status
+/// at /health and /metrics, the last minute at /recording, and the files with which the page
+/// analyses pictures under /camera/; senders connect to /events and pages to /states. Requests
+/// under a name that is not the server's, or from a page of another server, are refused, so a
+/// foreign page in the same browser can neither read nor feed. Programs may also connect to a
+/// socket in the file system, under any name and without a token.
 class Server {
  public:
   /// Listens. Throws Failure when it cannot.
@@ -58,12 +58,12 @@ class Server {
   /// Writes a line to standard output when its reader takes it; the oldest lines are dropped when
   /// the reader does not keep up. Returns at once.
   void output(std::string_view line);
-  /// How many lines were dropped there.
+  /// How many lines were dropped.
   std::uint64_t droppedOutput() const;
 
-  /// Serves until the descriptor can be read or the server is to end; -1 is never read.
+  /// Serves until the descriptor is readable or the server is to end; -1 is never readable.
   void waitForInput(int descriptor);
-  /// Serves what is there to do now, and returns whether that was anything.
+  /// Does what can be done now, and returns whether there was anything.
   bool poll();
   /// Whether the stop descriptor has ended the server.
   bool isStopped() const;

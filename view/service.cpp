@@ -23,10 +23,10 @@ constexpr Time::duration keptTime = boost::chrono::seconds(60);
 constexpr std::chrono::seconds stateInterval{60};
 constexpr std::size_t keptBytes = std::size_t{64} << 20;
 
-// Where pages get their people from, beyond the ids that a perception is likely to use.
+// The first id for people of pages, beyond those that a perception is likely to use.
 constexpr std::int32_t firstGranted = 1'000'000;
 constexpr std::int32_t mostGranted = 1'000;
-// Whoever gives no sign of life for so long keeps nobody's id; a ping brings one every second.
+// A sender without a sign of life for longer loses its ids; it gets a ping every second.
 constexpr std::chrono::seconds longestSilence{3};
 
 std::string rowLine(Time time, const Row& row, Forces forces) {
@@ -47,7 +47,7 @@ std::string eventLine(const Event& event) {
   return fmt::to_string(text);
 }
 
-/// FILE, then FILE-2 and so on, before the extension.
+/// FILE, then FILE-2 and so on, with the number before the extension.
 std::string numbered(const std::string& file, int number) {
   if (number == 1) return file;
   const std::filesystem::path path(file);
@@ -59,7 +59,7 @@ std::string numbered(const std::string& file, int number) {
 
 Service::Service(Options options) : _options(std::move(options)) { beginAnew(); }
 
-/// Everybody's state begins anew, and so does the record.
+/// Starts again with nobody, and with a new record if there was one.
 void Service::beginAnew() {
   while (!_newest.people.empty()) remove(_newest.people.begin()->first, _clock.now());
   _newest.room.clear();
@@ -92,7 +92,7 @@ void Service::keepState(const std::string& file, const std::vector<Restore>& sta
     try {
       _playback->play({_clock.now(), restore}, _recordLines + 1);
     } catch (const Failure& failure) {
-      say(fmt::format("warning: {}: {}; whose it is begins anew", printable(file), failure.what()));
+      say(fmt::format("warning: {}: {}; it is not restored", printable(file), failure.what()));
     }
   }
 }
@@ -139,7 +139,7 @@ void Service::endOutput(const Failure& failure) {
   _options.errors.say(_outputFailure + "; nothing more is written there");
 }
 
-/// About the line that is being handled, if there is one.
+/// Names the line that is being handled, if there is one.
 void Service::say(const std::string& text) {
   if (_sender == nullptr) {
     _options.errors.say(text);
@@ -178,7 +178,7 @@ bool Service::receive(Sender& sender, std::string line) {
   }
 }
 
-/// Keeps what was played, and tells of who is removed.
+/// Keeps what was played, and reports people who are removed.
 void Service::played(const Event& event) {
   auto line = std::make_shared<const std::string>(eventLine(event));
   ++_recordLines;
@@ -209,7 +209,7 @@ void Service::played(const Event& event) {
   }
 }
 
-/// The oldest line moves on to what was before.
+/// Moves the oldest line to what was before the last minute.
 void Service::dropFromLastMinute() {
   std::string line = *_lastMinute.front().second;
   _lastMinuteBytes -= line.size();
@@ -238,7 +238,7 @@ void Service::publish(Time time, const Row& row) {
   show(time, row, line);
 }
 
-/// To pages, and those that will come. The line is the row's.
+/// Sends the row to pages, and keeps it for those to come; `line` is its text.
 void Service::show(Time time, const Row& row, const std::string& line) {
   Topic topic;
   if (const auto* const state = std::get_if<StateRow>(&row)) {
@@ -257,7 +257,7 @@ void Service::show(Time time, const Row& row, const std::string& line) {
   }
 }
 
-/// What the state says, so that nobody sees a jump.
+/// Shows the restored state at once, so that nobody sees a jump.
 void Service::show(Time time, const Restore& restore) {
   Row row;
   if (const auto* const person = std::get_if<SavedPerson>(&restore.state)) {
@@ -274,7 +274,7 @@ void Service::requireOwn(const Sender& sender, const Event& event) {
   if (const auto* rename = std::get_if<Rename>(&event.what)) requireOwn(sender, rename->to);
 }
 
-/// Whoever uses an id first owns it until they leave.
+/// An id belongs to the sender that uses it first, until that sender or the person leaves.
 void Service::requireOwn(const Sender& sender, std::int32_t person) {
   const auto range = std::find_if(_ranges.begin(), _ranges.end(), [&](const Range& each) {
     return person >= each.first && person - each.first < each.count;
@@ -304,7 +304,7 @@ void Service::dropRanges(const Sender& sender) {
   _ranges.erase(std::remove_if(_ranges.begin(), _ranges.end(), isOwn), _ranges.end());
 }
 
-/// Whether no one else owns any of its ids.
+/// Whether none of its ids belongs to anybody.
 bool Service::isFree(const Range& range) const {
   const auto owned = _owners.lower_bound(range.first);
   if (owned != _owners.end() && owned->first - range.first < range.count) return false;
@@ -313,7 +313,7 @@ bool Service::isFree(const Range& range) const {
   });
 }
 
-/// Gives the sender ids of its own: the ones it had before, if nobody has them now, or if the key
+/// Gives the sender ids of its own: the ones it had before, if they are free now or if the key
 /// shows that they are its own.
 std::string Service::grantPeople(const Sender& sender, std::int32_t count,
                                  std::optional<std::int32_t> before, std::string_view key) {
@@ -341,7 +341,7 @@ std::string Service::grantPeople(const Sender& sender, std::int32_t count,
   });
 }
 
-/// Empty when the line is no request.
+/// The answer; empty when the line is not a request.
 std::string Service::answerRequest(const Sender& sender, std::string line) {
   JsonLine json;
   JsonObject object(json.parse(line));
@@ -365,14 +365,14 @@ void Service::refuse(Sender& sender, const std::string& error) {
   ++_badLines;
   ++sender.badLines;
   say(error);
-  const auto told = jsonLine([&](JsonLineWriter& json) {
+  const auto badLine = jsonLine([&](JsonLineWriter& json) {
     json.object("bad_line", [&] {
       json.member("source", sender.name);
       json.member("line", sender.lines);
       json.member("error", error);
     });
   });
-  for (Page* const page : _pages) page->addError(told);
+  for (Page* const page : _pages) page->addError(badLine);
   sender.answers.add(jsonLine([&](JsonLineWriter& json) {
     json.member("error", error);
     json.member("line", sender.lines);
@@ -436,7 +436,7 @@ std::vector<std::shared_ptr<const std::string>> Service::lastMinute() const {
         const Event event{_lastMinute.front().first, std::move(restore)};
         lines.push_back(std::make_shared<const std::string>(eventLine(event)));
       } catch (const Failure& failure) {
-        _options.errors.say(failure.what());  // who has that state begins at nothing
+        _options.errors.say(failure.what());  // the lines begin without that state
       }
     }
   }

@@ -24,7 +24,7 @@ namespace zorvel {
 
 class JsonLineWriter;
 
-/// What the server counts that the service is served by.
+/// What the server of the service counts.
 struct ServerCounts {
   /// How many connections found no room.
   std::uint64_t refusedConnections = 0;
@@ -32,15 +32,15 @@ struct ServerCounts {
   std::uint64_t droppedOutput = 0;
 };
 
-/// The estimator as a service, whatever the ways in and out are: plays the events of all senders,
-/// in the order of their arrival, records them, and tells pages and standard output what came of
-/// them. Its clock stands still at the arrival of an event until that is handled, so a replay of
-/// the record gives the same states. docs/view.md describes the lines. One thread at a time.
+/// The estimator as a service, without its connections. It plays the events of all senders in the
+/// order of their arrival, records them, and sends the results to pages and standard output. Its
+/// clock stands still from the arrival of an event until the event is handled, so a replay of the
+/// record gives the same states. docs/view.md describes the lines. For one thread at a time.
 class Service {
  public:
   struct Options {
     LiveOptions live;
-    /// Where it says what is wrong.
+    /// Takes messages about what is wrong.
     StandardError& errors;
     /// Takes what goes to standard output, a line with its end.
     std::function<void(std::string_view)> output;
@@ -49,20 +49,19 @@ class Service {
   explicit Service(Options options);
 
   /// Records what is played from now on. To be called before the first event, or a replay would
-  /// begin with other states. Throws Failure when the file cannot be written, or is there and not
-  /// empty.
+  /// begin with other states. Throws Failure when the file cannot be written or is not empty.
   void record(const std::string& file);
 
-  /// Goes on from these states, as readStateFile gives them, and keeps them in the file from now
-  /// on: every minute, and when `saveState` is called. To be called before the first event. Who
-  /// cannot be restored begins anew.
+  /// Goes on from these states, as readStateFile returns them, and saves states in the file from
+  /// now on: every minute, and when `saveState` is called. To be called before the first event. A
+  /// state that cannot be restored is left out.
   void keepState(const std::string& file, const std::vector<Restore>& states);
-  /// Writes everybody's state to the file, if there is one.
+  /// Writes all states to the file, if there is one.
   void saveState();
 
   void join(Sender& sender) { _senders.push_back(&sender); }
-  /// Handles a line from the sender, and answers it where there is something to say. Returns
-  /// whether it was as it should be.
+  /// Handles a line from the sender, and answers it if it is a request or bad. Returns whether it
+  /// was good.
   bool receive(Sender& sender, std::string line);
   /// The sender has gone: others may use its ids.
   void leave(Sender& sender);
@@ -74,16 +73,16 @@ class Service {
   std::string take(Page& page) const;
   void leave(const Page& page);
 
-  /// Forgets who has gone, looks after the record and sends the status to all pages; to be called
-  /// about once a second.
+  /// Forgets people who have gone, checks the record, saves the states every minute, and sends the
+  /// status to all pages; to be called about once a second.
   void tick();
 
-  /// Standard output takes no more, and why.
+  /// To be called when standard output has failed.
   void endOutput(const Failure& failure);
 
-  /// How the service and everybody at its other ends is, as a JSON object on a line.
+  /// The status of the service and its connections, as a JSON object on a line.
   std::string health(const ServerCounts& counts) const;
-  /// The numbers of that, as a text of OpenMetrics.
+  /// The numbers of the status, as a text of OpenMetrics.
   std::string metrics(const ServerCounts& counts) const;
   /// The last minute of what was played, as the lines of a recording that begins with the states of
   /// its first moment.
@@ -104,7 +103,7 @@ class Service {
     std::int32_t first;
     std::int32_t count;
     const Sender* owner;
-    /// Whoever has it may take the range over.
+    /// A sender that has it may take the range over.
     std::string key;
   };
 
@@ -128,10 +127,10 @@ class Service {
   std::string answerRequest(const Sender& sender, std::string line);
   void refuse(Sender& sender, const std::string& error);
   void say(const std::string& text);
-  /// Under the key it is in the status or in /health; with a prefix it is a metric of that name.
+  /// The key is its name in the status, in /health or, with a prefix, in the metrics.
   struct Number {
     const char* key;
-    /// Of OpenMetrics: counter or gauge.
+    /// Its type in OpenMetrics: counter or gauge.
     const char* type;
     const char* meaning;
     std::uint64_t value;
@@ -145,21 +144,21 @@ class Service {
   Options _options;
   ku::SimulatedClock _clock{Time::min()};
   std::optional<LivePlayback> _playback;
-  /// Whose line is being handled; none between lines.
+  /// The sender whose line is being handled, if any.
   Sender* _sender = nullptr;
 
   std::string _firstRecordName;
-  std::string _recordName;  // of the one that is written, or was the last
+  std::string _recordName;  // of the present record, or the last one
   std::optional<RecordFile> _record;
   int _records = 0;
   /// How many lines were played since the record began, whether it is written or not.
   std::uint64_t _recordLines = 0;
   std::string _recordFailure;
   std::string _outputFailure;
-  /// Whoever is given them may take long.
+  /// Shared, as sending them may take long.
   std::deque<std::pair<Time, std::shared_ptr<const std::string>>> _lastMinute;
   std::size_t _lastMinuteBytes = 0;
-  /// What was before; none while the last minute is everything.
+  /// What was before the last minute; none while that is everything.
   std::optional<ClockedPlayback> _beforeLastMinute;
 
   std::string _stateName;  // empty for no file

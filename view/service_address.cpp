@@ -25,7 +25,7 @@ ServiceAddress readServiceAddress(const std::string& text) {
   }
   if (boost::starts_with(text, "https://") || boost::starts_with(text, "wss://")) {
     throw Failure(inQuotes(text) +
-                  ": TLS is not spoken here; take the port of the service itself, by http://, or a "
+                  ": there is no TLS here; use the port of the service itself, with http://, or a "
                   "tunnel to it, such as that of ssh -L");
   }
   const Failure wrong(inQuotes(text) +

@@ -12,8 +12,8 @@ struct ServiceAddress {
   std::string port;
 };
 
-/// Reads HOST:PORT, unix:PATH, or the address of the page or of /events as an URL. Throws Failure,
-/// which says what is accepted, and does not repeat what may hold a token.
+/// Reads HOST:PORT, unix:PATH, or the URL of the page or of /events. Throws Failure, which says
+/// what is accepted and repeats nothing that may hold a token.
 ServiceAddress readServiceAddress(const std::string& text);
 
 }  // namespace zorvel

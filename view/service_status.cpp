@@ -1,4 +1,4 @@
-// How the service is: for pages, for whoever asks /health, and for Prometheus.
+// The status of the service: for pages, for /health, and for Prometheus.
 
 #include <fmt/format.h>
 
@@ -14,7 +14,7 @@ namespace {
 constexpr const char* counter = "counter";
 constexpr const char* gauge = "gauge";
 
-/// Null where it is empty.
+/// Writes null for an empty text.
 void writeText(JsonLineWriter& json, std::string_view key, const std::string& text) {
   json.key(key);
   if (text.empty()) {
@@ -28,7 +28,7 @@ void writeText(JsonLineWriter& json, std::string_view key, const std::string& te
 
 std::vector<Service::Number> Service::statusNumbers() const {
   return {
-      {"people", gauge, "People who are there", _newest.people.size()},
+      {"people", gauge, "People who are present", _newest.people.size()},
       {"events", counter, "Events that were played", _events},
       {"bad_lines", counter, "Lines that were refused", _badLines},
       {"lost_messages", counter, "Messages that standard error did not take",
@@ -45,7 +45,7 @@ std::vector<Service::Number> Service::serverNumbers(const ServerCounts& counts) 
   };
 }
 
-/// Those that JSON says in other ways.
+/// The numbers that JSON has in other forms.
 std::vector<Service::Number> Service::otherNumbers() const {
   const auto pagesBehind = std::count_if(_pages.begin(), _pages.end(),
                                          [](const Page* page) { return page->missed > 0; });
@@ -59,7 +59,7 @@ std::vector<Service::Number> Service::otherNumbers() const {
        _recordFailure.empty() ? 0U : 1U},
       {"state_failed", gauge, "1 when the states could not be saved the last time",
        _stateFailure.empty() ? 0U : 1U},
-      {"output_failed", gauge, "1 when standard output takes no more",
+      {"output_failed", gauge, "1 when standard output has failed",
        _outputFailure.empty() ? 0U : 1U},
   };
 }

@@ -40,13 +40,13 @@ std::string readToken(const std::string& file) {
   };
   struct stat status {};
   if (fstat(fileno(opened.get()), &status) != 0 || (status.st_mode & (S_IROTH | S_IWOTH)) != 0) {
-    fail("every user of this machine can read or change it: chmod o= takes that away");
+    fail("every user of this machine can read or change it: chmod o= prevents that");
   }
   if (!token.empty() && token.back() == '\n') token.pop_back();
   if (!token.empty() && token.back() == '\r') token.pop_back();
   if (token.empty()) fail("holds no token; openssl rand -hex 32 makes one");
   if (token.find_first_not_of(tokenCharacters) != std::string::npos) {
-    fail("a token is one line of letters, digits and - . _ ~ alone");
+    fail("a token is one line of letters, digits and - . _ ~ only");
   }
   if (token.size() < shortestToken || token.size() > longestToken) {
     fail(fmt::format("a token has {} to {} characters, and this one has {}", shortestToken,

@@ -37,7 +37,7 @@ class WebSocket::Implementation {
  public:
   explicit Implementation(Socket socket) : stream(std::move(socket)) {}
 
-  // Without compression: no end ever agrees to it, and it takes long to compile.
+  // Without compression: neither end agrees to it, and it takes long to compile.
   websocket::stream<beast::basic_stream<asio::generic::stream_protocol>, false> stream;
   beast::flat_buffer piece;
   websocket::response_type answer;  // to the handshake
@@ -74,7 +74,7 @@ bool WebSocket::isUpgrade(const Request& request) { return websocket::is_upgrade
 
 void WebSocket::accept(const Request& request, Handler done) {
   auto& stream = _implementation->stream;
-  // Whoever offers protocols has to be told which one it is; none of the others is ever repeated.
+  // A client that offers protocols needs one of them in the answer; the others are never repeated.
   if (http::token_list(request[http::field::sec_websocket_protocol]).exists(protocol)) {
     stream.set_option(websocket::stream_base::decorator([](websocket::response_type& response) {
       response.set(http::field::sec_websocket_protocol, protocol);

@@ -13,12 +13,12 @@
 
 namespace zorvel {
 
-/// Either end of a WebSocket of texts. Its handlers run later, from the event loop; until the last
-/// of them has run it must not be destroyed. Both ends use it, so that the library behind it is
-/// compiled once.
+/// Either end of a WebSocket of texts. Its handlers run later, from the event loop, and it must not
+/// be destroyed before the last of them has run. Both ends use this class, so that the library
+/// behind it is compiled once.
 class WebSocket {
  public:
-  /// Of whatever family of addresses.
+  /// Of any family of addresses.
   using Socket = boost::asio::generic::stream_protocol::socket;
   using Error = boost::system::error_code;
   using Handler = std::function<void(Error)>;
@@ -32,28 +32,28 @@ class WebSocket {
   WebSocket& operator=(const WebSocket&) = delete;
   ~WebSocket();
 
-  /// Ends the connection when a handshake or an answer takes longer; half of `idle` without a word
-  /// brings a ping.
+  /// Ends the connection when a handshake or an answer takes longer; after half of `idle` without
+  /// a message it sends a ping.
   void setTimeouts(std::chrono::seconds handshake, std::chrono::seconds idle);
   /// Refuses longer messages.
   void setLongestMessage(std::size_t bytes);
-  /// Called for each answer to a ping, with what the ping said, in the midst of a read.
+  /// `use` is called during a read, for each answer to a ping, with the text of the ping.
   void onPong(const std::function<void(std::string_view)>& use);
 
   static bool isUpgrade(const Request& request);
-  /// As the server that the request came to.
+  /// Accepts the request, as the server.
   void accept(const Request& request, Handler done);
-  /// As a client, with a token unless that is "".
+  /// Connects as a client, with the token unless that is "".
   void handshake(const std::string& host, const std::string& path, const std::string& token,
                  Handler done);
-  /// With what status and words a server of HTTP has refused the handshake; 0 when none has.
+  /// The HTTP status and the text with which the server refused the handshake; 0 if it did not.
   unsigned int refusal() const;
   const std::string& refusalText() const;
 
-  /// Sends a message. The text must stay until `done`.
+  /// Sends a message. The text must live until `done`.
   void write(const std::string& text, SizeHandler done);
   void ping(std::string_view text, Handler done);
-  /// Appends a piece of a message to the text, which must stay until `done`.
+  /// Appends a piece of a message to the text, which must live until `done`.
   void read(std::string& text, SizeHandler done);
   /// Whether the last piece is of a text.
   bool isText() const;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Feeds a running `zorvel view` over WebSocket, ten times a second, and prints what it makes of it.
+"""Feeds a running `zorvel view` over WebSocket, ten times a second, and prints the states it sends.
 
     feed_and_watch.py [ADDRESS] [--token-file FILE] [--cycles N]
 

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Makes recordings of videos without a window; each appears in the current folder.
+"""Makes recordings of videos without a window; each is written to the current folder.
 
-Lets Chromium open the live page and gives it the videos. What Chromium does not play is converted for it
+Opens the live page in Chromium and gives it the videos. A video that Chromium does not play is converted
 first, where ffmpeg is installed. Needs zorvel in the path, with its camera, and Debian's chromium-driver
 and python3-selenium.
 """
@@ -26,13 +26,13 @@ def start_browser():
     options.binary_location = "/usr/bin/chromium"
     options.add_argument("--headless=new")
     if subprocess.run(["id", "-u"], capture_output=True, text=True, check=True).stdout == "0\n":
-        options.add_argument("--no-sandbox")  # which Chromium wants of root
+        options.add_argument("--no-sandbox")  # as Chromium demands for root
     options.add_experimental_option("prefs", {"download.default_directory": str(pathlib.Path.cwd())})
     return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
 
 
 def record(browser, page, video, rate):
-    """Makes the recording and returns its name, or None and what the page says instead."""
+    """Makes the recording and returns its name, or None, and what the page says."""
     browser.get("about:blank")
     browser.get(page)
     browser.execute_script("document.querySelector('[name=rate]').value = arguments[0]", rate)
@@ -50,15 +50,15 @@ def record(browser, page, video, rate):
     if not save.is_displayed():
         return None, said
     recording = pathlib.Path(save.get_attribute("download"))
-    recording.unlink(missing_ok=True)  # or the browser finds another name
+    recording.unlink(missing_ok=True)  # or the browser would choose another name
     save.click()
-    # Before it is whole, the browser keeps its name with an empty file.
+    # Until it is whole, the browser reserves its name with an empty file.
     WebDriverWait(browser, 30).until(lambda _: recording.exists() and recording.stat().st_size)
     return recording, said
 
 
 def convert(video, folder):
-    """The same pictures at the same times, for Chromium."""
+    """Returns a video of the same pictures at the same times that Chromium plays."""
     played = pathlib.Path(folder) / f"{video.stem}.webm"
     subprocess.run(["ffmpeg", "-loglevel", "error", "-nostdin", "-i", f"file:{video}", "-an", "-c:v", "libvpx",
                     "-crf", "4", "-b:v", "8M", "-deadline", "realtime", f"file:{played}"], check=True)

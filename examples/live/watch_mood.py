@@ -23,7 +23,7 @@ def feed(recording, service):
 
 
 def main(tool, recording):
-    # A recording brings its own times. With a camera, leave the option out: the wall clock then tells
+    # A recording brings its own times. With a camera, leave the option out: the wall clock then gives
     # the time, and lines need none.
     service = subprocess.Popen([tool, "live", "--clock", "recording"], text=True, encoding="utf-8",
                                stdin=subprocess.PIPE, stdout=subprocess.PIPE)

@@ -104,7 +104,7 @@ inline constexpr ForceReason heightLimitation{"Height limitation", "the head's h
 /// Moves every quantity.
 inline constexpr ForceReason noObservation{
     "No observation", "a lack of readings",
-    "A cycle that tells nothing about the valence, or about the attention: it drifts towards 0, "
+    "A cycle without readings for the valence, or for the attention: it drifts towards 0, "
     "the faster the longer that lasts, and its confidence loses 70 %. The attention's confidence "
     "also loses 35 % for each of head posture and gaze that is missing, beside the other too."};
 /// Moves every quantity.

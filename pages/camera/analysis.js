@@ -5,7 +5,7 @@
 
 export class Analysis {
   /**
-   * Fails when what it needs is not installed.
+   * Fails when the files of the analysis are not installed.
    * @param {Kind} kind
    */
   static async start(kind) {
@@ -40,8 +40,8 @@ export class Analysis {
   }
 
   /**
-   * What is seen in a picture. One at a time.
-   * @param {VideoFrame} picture  is given away
+   * What is seen in a picture. To be called for one picture at a time.
+   * @param {VideoFrame} picture  is handed over to the worker
    * @returns {Promise<Answer>}
    */
   analyse(picture) {
@@ -50,7 +50,7 @@ export class Analysis {
     return answer;
   }
 
-  // Whoever waits for an answer waits no longer.
+  // The answer that is awaited fails.
   close() {
     this.worker.terminate();
     this.fail(new Error("The analysis was ended."));

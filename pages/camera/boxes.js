@@ -1,9 +1,9 @@
-// Boxes around faces, and whether these are where they were.
+// Boxes around faces, and whether they have moved.
 
 /** @typedef {import("./faces.js").Face} Face */
 /** @typedef {Face["box"]} Box */
 
-// Beyond that a face that is followed is measured less well than one that is looked for anew.
+// A face that moves more is measured better when it is detected again than when it is followed.
 const calmShift = 0.02;  // of the box's size, from one picture to the next
 const calmRoll = 2 * Math.PI / 180;
 const touchingOverlap = 0.2;  // a box is larger than its face
@@ -28,9 +28,9 @@ function isNear({ box: [x, y, width, height], angle }, { box: [oldX, oldY], angl
 }
 
 /**
- * Whether the same faces hardly moved, and none is before another.
+ * Whether the same faces have hardly moved, and none hides another.
  * @param {Face[]} faces
- * @param {Face[]} before  in the picture before
+ * @param {Face[]} before  in the previous picture
  */
 export function areCalm(faces, before) {
   return faces.length > 0 && faces.length === before.length && faces.every((face) => (

@@ -13,7 +13,7 @@ import { drawFaces, stageVideo } from "./stage.js";
 /** @typedef {import("./faces.js").Face} Face */
 /** @typedef {{ device: string, width: number, height: number }} Wish */
 /**
- * Says what there is to say by `onText`. `onAllowed`: cameras have names from now on.
+ * `onText` is given what there is to say. `onAllowed`: cameras have names from now on.
  * @typedef {{
  *   onText: (text: string) => void, onAllowed: () => void, onEnd: (failure?: string) => void,
  * }} CameraListener
@@ -32,7 +32,7 @@ const cameraReasons = {
 };
 
 // The service's clock, as its difference from performance.now(), and how far off that may be, in
-// milliseconds. The quickest of a few answers tells most.
+// milliseconds. The quickest of a few answers is the most exact.
 async function compareClocks() {
   let best = { uncertainty: Infinity, difference: NaN };
   for (let round = 0; round < 5; ++round) {
@@ -68,7 +68,7 @@ export class Camera {
     /** @type {{ uncertainty: number, difference: number } | undefined} */
     this.clock = undefined;
     /** @type {{ picture: VideoFrame, takenAt: number } | undefined} */
-    this.newest = undefined;  // that was not analysed yet
+    this.newest = undefined;  // the newest picture, until it is analysed
     this.wake = () => {};
     /** @type {number[]} */
     this.timers = [];
@@ -79,13 +79,13 @@ export class Camera {
     this.lastFaceAt = this.lastFrameAt;
     this.facts = { at: this.lastFrameAt, analysed: 0, detections: 0, milliseconds: 0 };
     this.analysed = 0;
-    this.detections = 0;  // the pictures in the whole of which faces were looked for
+    this.detections = 0;  // pictures in which faces were detected, not followed
     /** @type {Map<number, string>} */
     this.numbers = new Map();  // the newest line of each person
   }
 
   /**
-   * Until it ends, by stop() or otherwise.
+   * Runs until stop() or an error.
    * @param {Wish} wish
    */
   async run({ device, width, height }) {
@@ -103,8 +103,8 @@ export class Camera {
   /** @param {string} device @param {number} width @param {number} height */
   async start(device, width, height) {
     if (!navigator.mediaDevices) {
-      throw new Error("A browser gives a camera only to pages of this machine or of https. Open the " +
-                      `page there, as http://localhost:${location.port}/.`);
+      throw new Error("A browser gives a camera only to pages of its own machine or over https. Open the " +
+                      `page on the service's machine, as http://localhost:${location.port}/.`);
     }
     this.onText("Waiting for the camera …");
     this.stream = await navigator.mediaDevices.getUserMedia({ video: {
@@ -167,7 +167,7 @@ export class Camera {
     });
   }
 
-  // Waits for a picture that was not analysed yet. False: there will be none.
+  // Waits for a picture that was not analysed yet; false when there will be none.
   async nextFrame() {
     if (!this.isStopped && this.newest === undefined) {
       await /** @type {Promise<void>} */ (new Promise((wake) => { this.wake = wake; }));
@@ -203,7 +203,7 @@ export class Camera {
     if (lines.length > 0) this.sender?.send(lines.join("\n"));
   }
 
-  // Tells of what does not happen: no picture comes, in a tab behind others for one, or no face.
+  // Says when no picture comes, for example in a tab behind others, or no face is seen.
   watch() {
     const now = performance.now();
     const stalled = now - this.lastFrameAt > stalledSeconds * 1e3;

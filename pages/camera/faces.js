@@ -2,8 +2,8 @@
 // from.
 
 /**
- * A face as the worker finds it. Its box is x, y, width and height as fractions of the picture, its
- * mesh x, y, x, y, … in pixels, its angles are in radians.
+ * A face as the worker finds it. Its box is x, y, width and height, as fractions of the picture; its
+ * mesh is x, y, x, y, …, in pixels; its angles are in radians.
  * @typedef {{
  *   box: [number, number, number, number], score: number, mesh: ArrayLike<number>,
  *   angle?: { yaw: number, pitch: number, roll: number } | null,
@@ -13,7 +13,7 @@
 /** @typedef {{ event: string, person: number, [field: string]: unknown }} Event */
 
 const meshPoints = 478;
-// Left and right in the picture, as is every pair below.
+// Left and right in the picture, as in every pair below.
 const eyes = [{ corners: [33, 133], iris: 473 }, { corners: [362, 263], iris: 468 }];
 const eyeOpening = 30;  // millimetres
 const eyeballRadius = 12;
@@ -28,8 +28,8 @@ function inDegrees(radians) {
 }
 
 /**
- * How far the eyes are turned to the right of the picture within the head, in degrees. The vertical
- * offset would be that of the lids.
+ * How far the eyes are turned within the head, to the right of the picture, in degrees. A vertical
+ * offset would measure the lids.
  * @param {ArrayLike<number>} mesh
  */
 function eyesTurned(mesh) {
@@ -86,7 +86,7 @@ export function inNanoseconds(seconds) {
 }
 
 /**
- * As a line of a recording. A time is a BigInt: a script's numbers are too short for nanoseconds.
+ * An event as a line of a recording. Its time is a BigInt: a script's numbers are too short for nanoseconds.
  * @param {Event} event
  * @param {bigint} time
  */

@@ -1,4 +1,4 @@
-// What the worker uses of the package that analyses pictures, a script of its own.
+// What the worker uses of the package that analyses pictures, which is a script of its own.
 
 declare namespace Human {
   type Face = {

@@ -1,4 +1,4 @@
-// The panel of the camera: what runs, a camera or a video file, and how it is shown.
+// The panel of the camera: it runs a camera or a video file, and shows it.
 
 import { byId, find, setText } from "../shared/elements.js";
 import { Camera } from "./camera.js";
@@ -19,7 +19,7 @@ export let running;
 
 function showRunning() {
   startButton.textContent = running ? "Stop" : "Start the camera";
-  // As in a mirror, as people expect of themselves. Films are not.
+  // People expect to see themselves as in a mirror, but not films.
   const isMirror = running instanceof Camera && !mirrored.checked;
   showStage({ isShown: running !== undefined, isMirror });
 }

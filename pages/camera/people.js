@@ -1,4 +1,4 @@
-// Whose face is whose from one picture to the next, and which faces are people.
+// Whose face it is from one picture to the next, and which faces are people.
 
 import { overlapOf } from "./boxes.js";
 import { observationOf } from "./faces.js";
@@ -8,7 +8,7 @@ import { observationOf } from "./faces.js";
 /** @typedef {import("./faces.js").Face} Face */
 /**
  * Somebody who is followed: the last box, when it was seen, which of the newest pictures showed a face
- * that counts, and when the first one did. No person yet without a number.
+ * that counts, and when the first one did. Without a number, it is not a person yet.
  * @typedef {{
  *   person?: number, box: Box, seconds: number, sightings: boolean[], since?: number,
  *   speed: [number, number],
@@ -17,17 +17,17 @@ import { observationOf } from "./faces.js";
 
 const leastOverlap = 0.3;
 const goneSeconds = 3;
-const hiddenSeconds = 1;  // that somebody is taken to walk on unseen
+const hiddenSeconds = 1;  // for which somebody is expected to walk on unseen
 const speedSeconds = 0.3;  // over which a speed is averaged
-// A hand, or a picture on the wall, is taken for a face now and then, but seldom so often: a face is
-// somebody's when it was seen so many times in the newest pictures, with such a score, for so long.
+// A hand, or a picture on the wall, is taken for a face now and then, but seldom for long. So a face is a
+// person's when it was seen this often in the newest pictures, with this score, for this long.
 const pictures = 5;
 const leastSightings = 3;
 const leastScore = 0.5;
 const leastSeconds = 0.2 - 1e-6;  // differences of times are not exact
 
-// People get numbers from `first` on, at most `most` different ones, more than there can be within 3 s;
-// then those of the gone are given anew.
+// People get numbers from `first` on. After `most` of them, more than can be needed within 3 s, the
+// numbers of people who have gone are used again.
 export class People {
   /** @param {{ first: number, most?: number }} numbers */
   constructor({ first, most = Infinity }) {
@@ -38,14 +38,14 @@ export class People {
     this.tracks = [];
   }
 
-  // Their numbers.
+  // The numbers of the people who are followed.
   get known() {
     return this.tracks.flatMap(({ person }) => person ?? []);
   }
 
   /**
-   * The events of a picture, in the order of the people. `seconds` is its time; after a cut everybody is
-   * somebody new. Notes in each face whose it is.
+   * The events of a picture, in the order of the people's numbers. `seconds` is its time; after a cut
+   * everybody is somebody new. Notes in each face whose it is.
    * @param {Face[]} faces
    * @param {number} seconds
    */
@@ -76,7 +76,8 @@ export class People {
   }
 
   /**
-   * Which face each track has in this picture, the best pairs first. What is left over begins a new one.
+   * Which face each track has in this picture, the best pairs first. A face that is left over begins a new
+   * track.
    * @param {Face[]} faces
    * @param {number} seconds
    */
@@ -133,7 +134,7 @@ function note(track, face, seconds) {
 }
 
 /**
- * Where the track's face should be: who goes behind somebody goes on there.
+ * Where the track's face should be: people go on while they are hidden.
  * @param {Track} track
  * @param {number} seconds
  * @returns {Box}

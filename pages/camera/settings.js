@@ -1,4 +1,4 @@
-// What is set in the panel of the camera.
+// The settings in the panel of the camera.
 
 import { byId, element, find } from "../shared/elements.js";
 

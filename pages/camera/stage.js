@@ -1,4 +1,4 @@
-// The picture, with what was found in it.
+// The picture, with the faces that were found in it.
 
 import { find } from "../shared/elements.js";
 
@@ -10,7 +10,7 @@ const canvas = find("canvas", HTMLCanvasElement, stage);
 const context = /** @type {CanvasRenderingContext2D} */ (canvas.getContext("2d"));
 
 /**
- * What is shown as in a mirror has its right at the left.
+ * `isMirror`: left and right are exchanged.
  * @param {{ isShown: boolean, isMirror: boolean }} how
  */
 export function showStage({ isShown, isMirror }) {
@@ -20,7 +20,7 @@ export function showStage({ isShown, isMirror }) {
 }
 
 /**
- * Who is no person yet has a thin box. Fractions and pixels are those of the video.
+ * A face that is not a person yet has a thin box. Fractions and pixels are those of the video.
  * @param {Face[]} faces
  * @param {{ isMirror: boolean, hasLandmarks: boolean }} how
  */

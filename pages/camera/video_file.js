@@ -1,4 +1,4 @@
-// A video file: steps through it and makes a recording. Nothing goes to the service.
+// Steps through a video file and makes a recording. Nothing is sent to the service.
 
 import { whyNotPlayed } from "../shared/films.js";
 import { formatTime } from "../shared/format.js";
@@ -13,7 +13,7 @@ import { drawFaces, stageVideo } from "./stage.js";
  *   VideoListener
  */
 
-// As an import begins where it is not told otherwise: 2000-01-01T00:00:00Z.
+// Where imports begin by default: 2000-01-01T00:00:00Z.
 const recordingStart = 946684800_000_000_000n;  // nanoseconds
 
 const sameMilliseconds = 500;
@@ -56,7 +56,7 @@ export class VideoFile {
   }
 
   /**
-   * Waits for an event of the video's.
+   * Waits for an event of the video.
    * @param {string} name
    */
   async until(name) {
@@ -71,7 +71,7 @@ export class VideoFile {
   }
 
   /**
-   * The picture comes after the seek. The same picture as before does not come again.
+   * Waits also for the picture, which comes after the seek, but not again when it is shown already.
    * @param {number} seconds
    */
   async seek(seconds) {
@@ -85,13 +85,13 @@ export class VideoFile {
   async open(address) {
     stageVideo.src = address;
     await this.until("loadeddata");
-    // One that was recorded by a browser does not tell its length before its end was looked for.
+    // The length of a video that a browser recorded is unknown until its end is looked for.
     if (stageVideo.duration === Infinity) await this.seek(1e9);
     if (!(stageVideo.duration > 0 && stageVideo.duration < Infinity)) throw new Error("");
   }
 
   /**
-   * The lines of a recording. The time of a picture is that in the video, whatever its analysis took.
+   * The lines of a recording. The time of a picture is that in the video, however long the analysis takes.
    * @param {Analysis} analysis
    * @param {string} name
    * @param {number} rate

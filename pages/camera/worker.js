@@ -1,6 +1,6 @@
-// Analyses pictures, one after the other, beside the page: gets { picture } and answers
+// Analyses pictures, one after the other, beside the page. It gets { picture } and answers
 // { faces, isDetected, isCut } or { error }; the first answer, { engine }, comes unasked. A worker that is
-// called "film" looks for faces and for cuts in each picture, whatever the time that takes.
+// called "film" detects faces and cuts in each picture, however long that takes.
 
 import { areCalm } from "./boxes.js";
 import { meansOf, isOther } from "./cut.js";
@@ -12,15 +12,15 @@ import { meansOf, isOther } from "./cut.js";
 importScripts("human.js");
 
 const isFilm = self.name === "film";
-// A film gives the same numbers on each machine.
+// Without graphics, a film gives the same numbers on every machine.
 const usesGraphics = !isFilm && hasGraphics();
 const off = { enabled: false };
 const always = { skipFrames: 0, skipTime: 0 };
-// Faces are looked for in the whole of a picture, or followed from the one before.
+// Faces are detected in the whole picture, or followed from the previous one.
 const detection = { cacheSensitivity: 0, face: { detector: always } };
 const following = { cacheSensitivity: Infinity,
                     face: { detector: { skipFrames: Infinity, skipTime: Infinity } } };
-const mostFollowed = 2;  // in a row, so that whoever comes is seen soon
+const mostFollowed = 2;  // pictures in a row, so that new people are seen soon
 const folder = new URL(".", location.href).href;
 const human = new Human.Human({
   backend: usesGraphics ? "humangl" : "wasm",
@@ -51,7 +51,7 @@ let followed = 0;
 /** @type {number[]} */
 let meansBefore = [];
 
-// Whether there is a graphics processor. One that is imitated is slower than WebAssembly.
+// Whether there is a graphics processor. An emulated one is slower than WebAssembly.
 function hasGraphics() {
   const graphics = new OffscreenCanvas(1, 1).getContext("webgl2", { failIfMajorPerformanceCaveat: true });
   const information = graphics?.getExtension("WEBGL_debug_renderer_info");

@@ -1,4 +1,4 @@
-// One chart over the time that is shown.
+// One chart of a stack, over the time that is shown.
 
 import { colorOf } from "../shared/colors.js";
 import { element } from "../shared/elements.js";
@@ -11,7 +11,7 @@ const timesHeight = 22;  // pixels below the last chart of a stack
 
 /**
  * Fills the band of each unbroken stretch of points as one shape: dygraphs' own way, a shape between
- * any two points, takes most of the time of a drawing.
+ * every two points, would take most of the time of a drawing.
  * @param {DygraphPlot} plot
  */
 function plotBand({ drawingContext: context, points, plotArea: area, color }) {
@@ -36,7 +36,7 @@ function plotBand({ drawingContext: context, points, plotArea: area, color }) {
 }
 
 /**
- * Sharp corners would stand out of their values by several pixels.
+ * Sharp corners would reach beyond their values by several pixels.
  * @param {DygraphPlot} plot
  */
 function plotLine(plot) {
@@ -44,10 +44,9 @@ function plotLine(plot) {
   Dygraph.Plotters.linePlotter(plot);
 }
 
-// The plugins that are needed. The legend's would measure texts in every drawing.
+// Only the plugins that are needed. The legend's would measure texts in every drawing.
 Object.assign(Dygraph, { PLUGINS: [Dygraph.Plugins.Axes, Dygraph.Plugins.Grid] });
 
-// One chart of a stack.
 export class Chart {
   /** @param {Element} holder @param {ChartOptions} options */
   constructor(holder, options) {
@@ -62,7 +61,7 @@ export class Chart {
     charts.push(this);
   }
 
-  // Anew, with other colours.
+  // Makes the chart again, with the present colours.
   create() {
     this.dygraph.destroy();
     this.shown = undefined;

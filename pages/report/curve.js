@@ -16,7 +16,7 @@
 export const notMeasured = "not measured";
 
 /**
- * What is not known, or is not finite, is not drawn; as a confidence it counts as 0.
+ * A value that is not known, or not finite, is not drawn. A confidence that is not finite counts as 0.
  * @param {Quantity} quantity
  * @param {Float64Array} times
  * @param {Uint8Array} begins
@@ -67,8 +67,8 @@ export function countBefore(times, limit) {
 }
 
 /**
- * The rows of a curve between two times, with one more on either side, so that lines run out of the
- * chart.
+ * The rows of a curve between two times, with one more on either side, so that lines reach the edges
+ * of the chart.
  * @param {Float64Array} times
  * @param {Span} window
  */
@@ -95,7 +95,7 @@ export function rowAt({ times, begins }, seconds, reach) {
 /**
  * What to draw of a curve: the true samples where there is room for them; else the lowest and the
  * highest of those under each pixel, in their order, with the widest band. So no extreme is lost,
- * and drawing costs the same however many samples there are. A null parts stretches.
+ * and drawing costs the same however many samples there are. A null separates stretches.
  * @param {Pick<Curve, "times" | "begins" | "drawn" | "low" | "high">} curve
  * @param {Span} window
  * @param {number} pixels
@@ -128,7 +128,7 @@ export function visiblePoints({ times, begins, drawn, low, high }, window, pixel
 }
 
 /**
- * Of the values that are finite.
+ * The mean of the values that are finite.
  * @param {Float32Array} values
  */
 export function mean(values) {

@@ -1,18 +1,18 @@
-// What a chart is drawn with, be it on a screen or as a picture of vectors.
+// What a chart is drawn with, on a screen or as a vector graphic.
 
 export type Span = { from: number; to: number };
 export type Area = { x: number; y: number; w: number; h: number };
 export type Scale = { toDomXCoord(seconds: number): number; toDomYCoord(value: number): number };
-/** A time, and the low end of the band, the value and the high end; null parts stretches. */
+/** A time, and the low end of the band, the value and the high end; null separates stretches. */
 export type Point = [number, [number, number, number] | null];
 
-/** As much of a canvas as the charts paint on. */
+/** What the charts use of a canvas. */
 export type Canvas = Pick<CanvasRenderingContext2D,
   "save" | "restore" | "beginPath" | "rect" | "fill" | "fillRect" | "fillText" | "measureText" |
   "fillStyle" | "globalAlpha" | "font" | "textBaseline">;
 export type Paint = (context: Canvas, area: Area, scale: Scale) => void;
 
-/** A colour is a name in the style sheet. A lane is counted from above. */
+/** A colour is a name in the style sheet. Lanes are counted from above. */
 export type LaneSpan = Span & { lane: number; color: string; text?: string };
 
 export type Tick = { v: number; label: string };
@@ -24,7 +24,7 @@ export type ChartOptions = {
   range: [number, number];
   ticks: Tick[];
   color: string;
-  /** Whether the times stand below it. */
+  /** Whether the times are below it. */
   hasTimes?: boolean;
   /** Draws a chart without a curve. */
   paint?: Paint;

@@ -12,7 +12,7 @@ import { follow, resize, setFilmTime, setShown, shown } from "./view.js";
 const usualPicture = 1 / 25;  // seconds, where the film does not show its own
 const measuredPictures = 6;
 const longestSearch = 25;  // pictures
-const samePicture = 100;  // milliseconds after which no other picture comes
+const samePicture = 100;  // milliseconds after which no other picture is expected
 const parameter = "film";  // of the page's address
 
 const panel = byId("film");
@@ -76,8 +76,8 @@ function seek(seconds) {
 }
 
 /**
- * To the picture before or after, by the middle of where it should be; where pictures are not equally
- * long, it may be farther.
+ * Goes to the previous or next picture, by the middle of where it should be; where pictures are not
+ * equally long, it may be farther.
  * @param {number} direction
  */
 async function step(direction) {
@@ -119,7 +119,7 @@ async function open() {
   video.src = URL.createObjectURL(file);
   await loaded;
   if (number !== opened) return;  // another film came, as the first did not play
-  // One that was recorded by a browser does not tell its length before its end was looked for.
+  // The length of a film that a browser recorded is unknown until its end is looked for.
   if (video.duration === Infinity) {
     video.currentTime = 1e9;
     await once("seeked");
@@ -129,7 +129,7 @@ async function open() {
   await measurePicture();
 }
 
-// How long a picture is: the film does not tell it, but it shows it.
+// Measures how long a picture lasts, which a film does not say, by playing it.
 async function measurePicture() {
   picture = Infinity;
   await video.play();

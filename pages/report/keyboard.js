@@ -29,7 +29,7 @@ export function actionOf({ key, shiftKey, ctrlKey, altKey, metaKey }) {
 }
 
 /**
- * Where there is a film; these come first.
+ * What a key does to the film. Where there is a film, this comes first.
  * @param {Stroke} stroke
  * @returns {FilmActionName | undefined}
  */

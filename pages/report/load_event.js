@@ -1,7 +1,7 @@
 import { element } from "../shared/elements.js";
 
-// A browser without a window prints a page at its load event. An open document in a frame puts the
-// event off; the function that this returns closes it.
+// A browser without a window prints a page at its load event. An open document in a frame delays the
+// event; the function that this returns closes the document.
 export function delayLoadEvent() {
   const frame = element("iframe", { hidden: "" });
   document.body.append(frame);

@@ -1,4 +1,4 @@
-// What each field mattered: what changes in a replay without it.
+// How much each field mattered: what changes in a replay without it.
 
 import { byId, element, fillTable, find } from "../shared/elements.js";
 import { formatMove, formatNumber, formatPercent } from "../shared/format.js";
@@ -8,7 +8,7 @@ import { quantities, quantityNames } from "../shared/quantities.js";
 /** @typedef {import("../tool").QuantityName} QuantityName */
 
 /**
- * A bar for the mean and a thin line for the greatest, as shares of the quantity's range.
+ * A bar for the mean change and a thin line for the greatest, as shares of the quantity's range.
  * @param {MatteredRow} row
  * @param {QuantityName} name
  */
@@ -39,7 +39,7 @@ function unchangedTexts(rows) {
   /** @type {Map<string, string[]>} */
   const fields = new Map();
   for (const { person, without, reason } of rows) {
-    const key = `person ${person}: ${reason || "for no reason that is known"}`;
+    const key = `person ${person}: ${reason || "for an unknown reason"}`;
     fields.set(key, [...fields.get(key) ?? [], without]);
   }
   return [...fields].map(([key, names]) => `${names.join(", ")} of ${key}`);

@@ -37,7 +37,7 @@ function reasonTexts(curve, row) {
 }
 
 /**
- * Lines about a person at a time, which says nothing between the cycles of somebody who was gone.
+ * Lines about a person at a time. In a gap they only say that the person is not there.
  * @param {Person} person
  * @param {number} seconds
  */

@@ -16,7 +16,7 @@ import { shown } from "./view.js";
 export const moveUnit = 1e-4;
 
 // The movements of a curve by reason, stacked up and down from a middle line. Of the cycles under a
-// pixel it shows the one with the most movement. The scale fits what is shown and goes by the square
+// pixel it shows the one with the most movement. The scale fits what is shown. It goes by the square
 // root, or the many small movements would vanish beside the few great ones.
 export class Moves {
   /** @param {Pick<MovedCurve, "times" | "begins" | "moves">} curve */
@@ -38,7 +38,7 @@ export class Moves {
   /** @param {number} pixels */
   pick(pixels) {
     const { times, sizes } = this;
-    // From the cycle that still lasts as the window begins.
+    // From the cycle that has not ended when the window begins.
     const inside = countBefore(times, shown.from);
     const first = inside > 0 && inside < times.length && !this.begins[inside] ? inside - 1 : inside;
     let end = countBefore(times, shown.to);

@@ -1,4 +1,4 @@
-// The page of several recordings. The page of each is made when it is asked for.
+// The page of several recordings. The page of each of them is made when it is opened.
 
 import { byId, element, fillTable, find } from "../shared/elements.js";
 import { formatCount, formatMove, formatNumber, formatPercent, formatTime } from "../shared/format.js";
@@ -27,7 +27,7 @@ const small = { width: 700, height: 48 };
 const drawnNames = ["valence", "attention"];
 
 /**
- * From 1 on.
+ * The data of a recording. Recordings are counted from 1.
  * @param {number | string} number
  */
 function dataOf(number) {
@@ -68,7 +68,7 @@ function addSummary() {
 /** @param {OverviewRecording} recording @param {number} index @returns {(string | Node)[][]} */
 function rowsOf({ title, from, to, failure, warnings, persons }, index) {
   const number = index + 1;
-  const notes = [failure && "not the whole", warnings > 0 && formatCount(warnings, "warning")];
+  const notes = [failure && "incomplete", warnings > 0 && formatCount(warnings, "warning")];
   const name = () => element("div", {}, recordingLink(number, title),
     element("small", {}, notes.filter(Boolean).join(", ")));
   const length = formatTime(to - from, 1);
@@ -95,7 +95,7 @@ function addFailure({ title, failure }) {
   list.hidden = false;
 }
 
-// Seconds since second 0 of each, or since the begin of the scope in each.
+// In seconds since second 0 of each recording, or since the scope begins in each.
 function windowOfAll() {
   const from = Math.min(...recordings.map((recording) => recording.from));
   const to = Math.max(...recordings.map((recording) => recording.to));
@@ -108,7 +108,7 @@ function drawTimes() {
   const width = holder.clientWidth;
   holder.replaceChildren(...timeTicks(from, to, width).map(({ v, label }) => {
     const place = (v - from) / (to - from);
-    const text = place * width < width - 60 ? label : "";  // it would stand out of the page
+    const text = place * width < width - 60 ? label : "";  // it would reach beyond the page
     const tick = element("div", { class: isAligned && v === 0 ? "zero" : "" }, element("span", {}, text));
     tick.style.left = `${100 * place}%`;
     return tick;
@@ -158,7 +158,7 @@ async function addCurves() {
   }
 }
 
-// Shows what the address names: the page of a recording, from one of its persons on, or all.
+// Shows what the address names: the page of a recording, perhaps at one of its persons, or of all.
 function showAddressed() {
   const [, number, person] = location.hash.match(/^#recording(\d+)(?:person(-?\d+))?$/) ?? [];
   const data = dataOf(number);
@@ -199,7 +199,7 @@ async function main() {
   find("h1", HTMLElement).textContent = formatCount(recordings.length, "recording");
   byId("facts").textContent = formatCount(cycles, "cycle");
   byId("zero").textContent = "Time, as minutes and seconds, since " +
-    `${isAligned ? `the first begin of “${scope}” in` : "second 0 of"} each recording.`;
+    `${isAligned ? `the first start of “${scope}” in` : "second 0 of"} each recording.`;
   addSummary();
   recordings.forEach(addFailure);
   showAddressed();

@@ -55,7 +55,7 @@ function addSummary(persons) {
 /** @param {Scope[]} scopes */
 function scopeTable(scopes) {
   const table = element("table");
-  const columns = [{ title: "Begin", class: "number" }, { title: "Length", class: "number" },
+  const columns = [{ title: "Start", class: "number" }, { title: "Length", class: "number" },
     { title: "Label" }, { title: "Samples", class: "number" }, { title: "Scope" }];
   fillTable(table, columns, scopes.map((scope) => {
     const around = Math.max(1, (scope.to - scope.from) / 10);

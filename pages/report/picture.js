@@ -1,4 +1,4 @@
-// The charts of a stack as a picture of vectors, to be saved: what is shown, in the colours of paper.
+// Saves the charts of a stack as a vector graphic: what is shown, in the colours of paper.
 
 import { changeTheme, colorOf } from "../shared/colors.js";
 import { element } from "../shared/elements.js";
@@ -22,7 +22,7 @@ class SvgContext {
     this.globalAlpha = 1;
     this.fillStyle = "";
     this.path = "";
-    // The picture's texts have one font and stand on their base lines.
+    // The picture's texts have one font and are placed by their base lines.
     this.font = "";
     this.textBaseline = /** @type {CanvasTextBaseline} */ ("alphabetic");
     this.ruler = /** @type {CanvasRenderingContext2D} */ (element("canvas").getContext("2d"));
@@ -66,7 +66,7 @@ class SvgContext {
 }
 
 /**
- * Colours and texts that explain the colours, in as many lines as they need; returns where they end.
+ * Writes what the colours mean, in as many lines as are needed; returns where they end.
  * @param {SvgContext} context
  * @param {{ label: string, color: string }[]} entries
  * @param {Area} area
@@ -90,7 +90,7 @@ function writeLegend(context, entries, area) {
 }
 
 /**
- * A chart under its heading; returns where it ends.
+ * Draws a chart under its heading; returns where it ends.
  * @param {SVGElement} svg
  * @param {ChartOptions} options
  * @param {number} top
@@ -108,7 +108,7 @@ function svgChart(svg, options, top, left, width) {
   context.write(title, left, top + 18, { "font-weight": "bold" });
   context.fillStyle = colorOf("muted");
   context.write(hint, left + 12 + context.measureText(title).width, top + 18);
-  // A picture may be enlarged; bars are as wide as their pixel.
+  // A picture may be enlarged, so curves have more points; bars are as wide as their pixel.
   const visible = points?.(paint ? width : 4 * width) ?? [];
   const [right, bottom] = [left + width, area.y + height];
   const addLine = (/** @type {string} */ name, /** @type {[number, number][]} */ ...places) =>

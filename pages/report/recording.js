@@ -65,7 +65,7 @@ export async function decodedFloats(text) {
 }
 
 /**
- * Times become seconds since that of second 0.
+ * Times, as seconds since second 0.
  * @param {Column} text
  * @param {bigint} zero
  */

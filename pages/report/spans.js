@@ -20,7 +20,7 @@ export const moods = [
 ];
 
 /**
- * Where a row has the same value as the one before, without a break.
+ * Stretches of rows that have the same value, without a break.
  * @template Value
  * @param {Pick<Curve, "times" | "begins">} curve
  * @param {(row: number) => Value} valueOf
@@ -54,7 +54,7 @@ export function unknownSpans(curve) {
 }
 
 /**
- * Where a curve is not known, a grey area says so: a line at 0 would look like a value.
+ * Paints a grey area where a curve is not known: a line at 0 would look like a value.
  * @param {Curve} curve
  * @returns {Paint}
  */
@@ -70,7 +70,7 @@ export function paintUnknown(curve) {
 }
 
 /**
- * Beside each other what overlaps, up to a height that leaves room for the curves.
+ * Scopes that overlap are beside each other, up to a height that leaves room for the curves.
  * @param {Scope[]} scopes
  * @returns {LaneSpan[]}
  */
@@ -95,7 +95,7 @@ export function scopeSign({ label }) {
 }
 
 /**
- * As much of a text as there is room for; only its sign when that is little.
+ * As much of a text as there is room for; only its sign when there is little room.
  * @param {Pick<Canvas, "measureText">} context
  * @param {string} text
  * @param {number} room
@@ -111,8 +111,8 @@ export function fittingText(context, text, room) {
 }
 
 /**
- * Paints spans, which are in the order of their begin, each in its lane: the first lane ends at the
- * value `lanes`, and each is 1 high. A text may stand beside a short span.
+ * Paints spans, in the order in which they begin, each in its lane: the first lane ends at the value
+ * `lanes`, and each is 1 high. A text may reach beyond a short span.
  * @param {LaneSpan[]} spans
  * @param {number} lanes
  * @returns {Paint}

@@ -48,7 +48,7 @@ export class Stack {
   }
 
   /**
-   * `read` gives the text at a time.
+   * `read` returns the text at a time.
    * @param {ChartOptions & { read?: Readout["read"] }} options
    */
   add({ read, ...options }) {
@@ -85,7 +85,7 @@ export class Stack {
   }
 
   /**
-   * What moved the curve above, its reasons with what each did at the pointer.
+   * Adds what moved the curve above, and below it the reasons with what each did at the pointer.
    * @param {MovedCurve} curve
    * @param {string} label
    */
@@ -122,7 +122,7 @@ export class Stack {
   }
 
   /**
-   * The values of what is shown, for those who do not see the charts; made when it is opened.
+   * Adds the values of what is shown, for people who do not see the charts; made when it is opened.
    * @param {Element} holder
    */
   addTable(holder) {
@@ -244,7 +244,7 @@ export class Stack {
     });
     this.element.addEventListener("pointercancel", endDrag);
     this.element.addEventListener("pointerleave", (event) => {
-      // A finger that is lifted leaves what it pointed at.
+      // What a finger pointed at stays after it is lifted.
       if (event.pointerType === "mouse") setPointer(undefined);
     });
     this.element.addEventListener("dblclick", () => setShown(whole.from, whole.to));

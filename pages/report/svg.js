@@ -1,4 +1,4 @@
-// Elements and curves of vectors.
+// Elements and curves of SVG.
 
 /** @typedef {import("./drawing").Area} Area */
 /** @typedef {import("./drawing").Point} Point */
@@ -6,7 +6,7 @@
 /** @typedef {import("./drawing").Span} Span */
 
 /**
- * XML has no control characters and no halves of characters; a sign stands for them.
+ * XML has no control characters and no halves of characters; a sign replaces them.
  * @template {keyof SVGElementTagNameMap} Name
  * @param {Name} name
  * @param {Record<string, string | number>} attributes
@@ -60,7 +60,7 @@ export function cutPoints(points, { from, to }) {
 }
 
 /**
- * The band and the line of visible points. The last point stands twice: one alone becomes a dot.
+ * The band and the line of visible points. The last point is repeated, so that a single one becomes a dot.
  * @param {Point[]} points
  * @param {Span} window
  * @param {Scale} scale

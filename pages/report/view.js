@@ -1,5 +1,4 @@
-// What is shown of the time, and where the pointer is: all charts of the page go by it. Times are in
-// seconds.
+// The part of the time that is shown, and the pointer, for all charts of the page. Times are in seconds.
 
 import { changeTheme } from "../shared/colors.js";
 import { byId, element, find } from "../shared/elements.js";
@@ -57,7 +56,7 @@ export function setFilmTime(seconds) {
 }
 
 /**
- * To be called with each time to which the reader jumps.
+ * `take` is called with each time to which the reader jumps.
  * @param {typeof lead} take
  */
 export function follow(take) {
@@ -90,7 +89,7 @@ export function draw() {
   bar.width = `${100 * (shown.to - shown.from) / longest}%`;
 }
 
-// Anew, with other colours.
+// Draws everything again, with other colours.
 export function drawAnew() {
   changeTheme();
   for (const chart of charts) chart.create();
@@ -133,8 +132,8 @@ export function zoomLink(text, { from, to }, pointerAt) {
 }
 
 /**
- * What a screen reader says after an action, unless it is what is shown then. It says values only when
- * asked for them: there may be dozens.
+ * What a screen reader says after an action; else it says what is shown. It says values only when asked
+ * for them: there may be dozens.
  * @type {Partial<Record<ActionName, () => string>>}
  */
 const announcements = {

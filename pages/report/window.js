@@ -20,7 +20,7 @@ export function within({ from, to }, whole) {
 }
 
 /**
- * About the pointer, if it is inside, else about the middle.
+ * Zooms about the pointer, if it is inside, else about the middle.
  * @param {View} view
  * @param {number} factor
  * @returns {View}
@@ -33,7 +33,7 @@ function zoom({ whole, shown: { from, to }, pointer }, factor) {
 }
 
 /**
- * By a share of the window's length.
+ * Moves the window by a share of its length.
  * @param {View} view
  * @param {number} share
  * @returns {View}
@@ -44,7 +44,7 @@ function move({ whole, shown: { from, to }, pointer }, share) {
 }
 
 /**
- * From the middle, if it points nowhere.
+ * Moves the pointer, from the middle if it points nowhere.
  * @param {View} view
  * @param {number} share
  * @returns {View}
@@ -68,7 +68,7 @@ const actions = {
 };
 
 /**
- * What a button or a key makes of it.
+ * The view after a button or a key.
  * @param {View} view
  * @param {ActionName} action
  */

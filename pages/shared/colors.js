@@ -1,6 +1,6 @@
-// The colours of the style sheet, for what is drawn.
+// The colours of the style sheet, for drawing.
 
-export let theme = 0;  // another number, other colours
+export let theme = 0;  // changes with the colours
 /** @type {Map<string, string>} */
 const colors = new Map();
 
@@ -26,7 +26,7 @@ export function colorOf(name) {
   return color;
 }
 
-// The style sheet has other colours now.
+// To be called when the style sheet has other colours.
 export function changeTheme() {
   colors.clear();
   ++theme;

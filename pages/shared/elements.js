@@ -15,7 +15,7 @@ export function element(name, attributes = {}, ...children) {
 }
 
 /**
- * The element of the page that has to be there.
+ * An element that the page has to have.
  * @template {Element} Kind
  * @param {string} selector
  * @param {new () => Kind} kind
@@ -33,7 +33,7 @@ export function byId(id) {
 }
 
 /**
- * Only what is new, as every change costs a layout.
+ * Sets a text only when it is new, as every change costs a layout.
  * @param {Node} node
  * @param {string} text
  */

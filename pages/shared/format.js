@@ -15,7 +15,7 @@ export function formatMove(move) {
 }
 
 /**
- * Only nothing reads "0 %", and only the whole "100 %".
+ * Only exactly 0 becomes "0 %", and only exactly 100 becomes "100 %".
  * @param {number} percent
  */
 export function formatPercent(percent) {

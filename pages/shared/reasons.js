@@ -13,7 +13,7 @@ export function listReasons(reasons) {
 }
 
 /**
- * What to call a reason, what it means, and its colour. One that is not listed goes by its name.
+ * The label, the meaning and the colour of a reason. The label of one that is not listed is its name.
  * @param {string} name
  */
 export function readReason(name) {

@@ -1,5 +1,5 @@
 // Sends events to the service, about people whose ids nobody else uses. After a reload it asks for
-// those that it had before.
+// the same ids.
 
 import { openSocket } from "./service.js";
 
@@ -39,7 +39,7 @@ export class EventSender {
   }
 
   /**
-   * These people leave with it.
+   * Removes these people and closes the connection.
    * @param {number[]} people
    */
   close(people) {

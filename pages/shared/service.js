@@ -1,10 +1,10 @@
-// How the service that the page comes from is reached, and the token that it may ask for. The tab keeps the
-// token. It comes with the page's address, from which it goes at once, or is typed.
+// Reaches the service that the page comes from, with the token that it may ask for. The token comes with the
+// page's address, from which it is removed at once, or it is typed. The tab keeps it.
 
 const storedAs = "token";
 
 /**
- * Whether it can be one. What else is in it would be no protocol of a WebSocket.
+ * Keeps the token; returns false when it cannot be one. A protocol of a WebSocket has no other characters.
  * @param {string} token
  */
 export function keepToken(token) {
@@ -13,7 +13,7 @@ export function keepToken(token) {
   return true;
 }
 
-/** Whether the address has brought one. */
+/** Takes the token out of the address; returns whether there was one. */
 export function takeToken() {
   const parts = location.hash.slice(1).split("&");
   const token = parts.find((part) => part.startsWith("token="));
@@ -38,7 +38,7 @@ export function request(path, options) {
 export function openSocket(path) {
   const address = `${location.protocol.replace("http", "ws")}//${location.host}${path}`;
   const token = sessionStorage.getItem(storedAs);
-  // No header can be given, but protocols can: the service takes the first.
+  // A script can give no header but protocols, of which the service chooses the first.
   return new WebSocket(address, token ? ["zorvel", `token.${token}`] : ["zorvel"]);
 }
 

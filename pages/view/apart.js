@@ -1,18 +1,18 @@
-// Keeps numbers that belong to one place, or nearly so, from covering one another.
+// Keeps numbers that belong to nearly the same place from covering one another.
 
 /**
- * A disc, or one that is drawn out across. It belongs at `home`, and is shown at `x` and `y`.
+ * A disc, or a wide shape with round ends. It belongs at `home`, and is shown at `x` and `y`.
  * @typedef {{ home: { x: number, y: number }, x: number, y: number, width: number, height: number }} Badge
  */
 
 const gap = 2;  // pixels
-const stay = 0.8;  // the share of its way from home that a badge keeps
+const stay = 0.8;  // the share of its distance from home that a badge keeps
 const mostPairs = 20000;  // in all passes of a call
 const goldenAngle = 2.4;
 
 /**
- * Badges come back towards their homes, as near as the others and the area let them. How it was before is
- * where it begins, so nothing jumps.
+ * Moves badges towards their homes, as near as the others and the area let them. They start from where they
+ * are, so nothing jumps.
  * @param {Badge[]} badges
  * @param {{ width: number, height: number }} area
  */
@@ -42,13 +42,13 @@ function within(place, half, end) {
 }
 
 /**
- * Returns whether there was anything to do.
+ * Pushes two badges apart; returns whether they were too near.
  * @param {Badge} one
  * @param {Badge} other
- * @param {number} angle where to, if they are at the same place
+ * @param {number} angle of the push, if they are at the same place
  */
 function push(one, other, angle) {
-  // Each is a line with round ends; this is how far the lines are apart.
+  // Each badge is a line with round ends; this is how far the lines are apart.
   const lines = (one.width - one.height + other.width - other.height) / 2;
   const across = Math.sign(other.x - one.x) * Math.max(0, Math.abs(other.x - one.x) - lines);
   const down = other.y - one.y;

@@ -35,7 +35,7 @@ export class Card {
                        element("div", { class: "who" }, element("h2", {}, `Person ${person.id}`),
                                this.mood),
                        values, this.curves.canvas, this.why);
-    // A card that is moved within the page does not arrive again.
+    // So a card that is moved within the page is not animated again.
     this.box.addEventListener("animationend", () => this.box.classList.remove("arriving"));
   }
 
@@ -45,7 +45,7 @@ export class Card {
   }
 
   /**
-   * Less often than the curves, so that they can be read.
+   * Writes the numbers, less often than the curves are drawn, so that one can read them.
    * @param {number} now
    */
   write(now) {

@@ -48,13 +48,13 @@ export function removeEverybody() {
   for (const id of [...cards.keys()]) removeCard(id, { isAtOnce: true });
 }
 
-// Free places that nobody needs: those at the end, and all where cards do not keep their places.
+// Removes free places: those at the end, or all where cards do not keep their places.
 function removeSlots() {
   if (order.value !== "place") for (const slot of main.querySelectorAll(".slot")) slot.remove();
   while (main.lastElementChild?.matches(".slot")) main.lastElementChild.remove();
 }
 
-// The cards as they stand.
+// The cards in their present order.
 function inPage() {
   /** @type {Map<Element, Card>} */
   const byBox = new Map();
@@ -69,7 +69,7 @@ function stand(ordered) {
   });
 }
 
-// Puts the cards into the order that was chosen. One can see where each goes.
+// Puts the cards into the order that was chosen, and shows where each one goes.
 export function arrange() {
   if (order.value === "place") return;
   const before = inPage();
@@ -85,14 +85,14 @@ export function arrange() {
   }
 }
 
-// Whether nobody is here, and for the style sheet how many cards one sees.
+// Says whether nobody is here and, for the style sheet, how many cards are shown.
 function countShown() {
   byId("nobody").hidden = main.childElementCount > 0;
   const count = main.querySelectorAll(".card:not([hidden])").length;
   byId("people").dataset.shown = count > 1 ? "many" : ["none", "one"][count];
 }
 
-// Which people are shown.
+// Lists the people, to choose who is shown.
 function showChoice() {
   const choice = byId("choice");
   choice.hidden = byId("order").hidden = cards.size < 2;

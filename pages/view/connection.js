@@ -1,4 +1,4 @@
-// The connection to the service, which comes back by itself, unless the service refuses its token.
+// The connection to the service. When it is lost it is opened again, unless the service refuses the token.
 
 import { longestRetry } from "../shared/sender.js";
 import { openSocket, request } from "../shared/service.js";

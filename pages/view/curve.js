@@ -1,5 +1,5 @@
-// Draws the curves of a card: the valence, and below it the attention, over the last minute. Like the
-// pen of a recorder it moves what is drawn to the left, in whole pixels, and adds what is new.
+// Draws the curves of a card: the valence, and below it the attention, over the last minute. Like a
+// chart recorder it moves what is drawn to the left, in whole pixels, and adds what is new.
 
 import { colorOf, theme } from "../shared/colors.js";
 import { element } from "../shared/elements.js";
@@ -13,7 +13,7 @@ import { binSeconds, shownSeconds, stretchesOf } from "./person.js";
 /** @type {Plot[]} */
 const plots = [{ name: "valence", top: 6, height: 66 }, { name: "attention", top: 86, height: 34 }];
 const plotLeft = 22;
-const tailBins = 3;  // drawn anew each time, as they may have changed
+const tailBins = 3;  // drawn again each time, as they may have changed
 
 export class Curves {
   /** @param {Bin[]} bins */
@@ -88,7 +88,7 @@ export class Curves {
   }
 
   /**
-   * Draws the bins from one on, to the right of `left` alone, where the line comes in from the left.
+   * Draws the bins from `first` on, only to the right of `left`, with the lines that come in from there.
    * @param {number} first
    * @param {number} left
    * @param {number} edge

@@ -30,7 +30,7 @@ let clockOffset;  // of the service's clock from this page's, in seconds
 let isPaused = false;
 let linesBehind = 0;
 /** @type {Set<number>} */
-const pictured = new Set();  // who is in the picture that is coming
+const pictured = new Set();  // the people in the picture that is coming
 const pauseButton = byId("pause");
 
 /** @param {Line} line */

@@ -2,14 +2,14 @@
 
 /** @typedef {import("./person.js").Person} Person */
 
-const clearly = 1.25;  // as many times as much
+const clearly = 1.25;  // times as much
 const little = 0.05;
 
 /**
- * Who moved most stands first. As it would be restless to follow every little difference, all keep their
- * places until somebody stands behind another who moved clearly less.
+ * People who moved most come first. It would be restless to follow every little difference, so all keep
+ * their places until somebody is behind another who moved clearly less.
  * @template {{ person: Person }} Thing
- * @param {Thing[]} things as they stand
+ * @param {Thing[]} things in their present order
  */
 export function byMovement(things) {
   const now = Math.max(...things.map(({ person }) => person.time));

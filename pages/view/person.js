@@ -69,8 +69,8 @@ export class Person {
   }
 
   /**
-   * How far apart the lowest and the highest valence of the last seconds are, and the same of the attention,
-   * as shares of their ranges, together.
+   * How far apart the lowest and the highest valence of the last seconds are, as a share of its range, plus
+   * the same for the attention.
    * @param {number} now
    */
   movement(now) {
@@ -101,7 +101,7 @@ export class Person {
   }
 }
 
-// What a value was within a bin. A value that is no number is null.
+// The values of a quantity within a bin. A value that is not a number is null.
 export class Range {
   constructor() {
     this.low = Infinity;
@@ -122,7 +122,7 @@ export class Range {
 }
 
 /**
- * The bins between gaps and values that are no numbers.
+ * The stretches of bins between gaps and values that are not numbers.
  * @param {Bin[]} bins
  * @param {MovedName[]} names
  */

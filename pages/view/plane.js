@@ -1,5 +1,5 @@
-// Everybody at a glance: the valence across and the attention up, a dot for each with its number, and
-// behind it the way of the last seconds.
+// Everybody at a glance: the valence across and the attention up, a badge with the number of each person,
+// and behind it the path of the last seconds.
 
 import { colorOf } from "../shared/colors.js";
 import { byId, find } from "../shared/elements.js";
@@ -13,7 +13,7 @@ import { recentSeconds, stretchesOf } from "./person.js";
 /** @typedef {import("./card.js").Card} Card */
 /** @typedef {{ left: number, top: number, width: number, height: number, font: number }} Plot */
 
-const stillMilliseconds = 2000;  // between pictures for those who ask for no motion
+const stillMilliseconds = 2000;  // between drawings for people who ask for no motion
 const staleOpacity = 0.45;
 const leastStep = 3;  // pixels
 const plane = byId("plane");
@@ -34,7 +34,7 @@ export function togglePlane() {
 /** @param {number} now */
 export function drawPlane(now) {
   const { clientWidth: width, clientHeight: height } = canvas;
-  if (width === 0) return;  // it is put away, or there is nobody
+  if (width === 0) return;  // it is hidden, or nobody is here
   if (noMotion.matches && performance.now() - drawnAt < stillMilliseconds) return;
   drawnAt = performance.now();
   const ratio = devicePixelRatio;
@@ -99,7 +99,7 @@ function opacityOf({ box }) {
   return box.classList.contains("stale") ? staleOpacity : 1;
 }
 
-// Nobody overlooks a neutral one from afar.
+// Neutral has a stronger grey than elsewhere, so that it is seen from afar.
 /** @param {Card} card */
 function colorOfMood({ person }) {
   const { mood } = person.state ?? { mood: 0 };
@@ -107,7 +107,7 @@ function colorOfMood({ person }) {
 }
 
 /**
- * Straight lines, the older the paler. Steps that one does not see are left out, as lines cost most.
+ * Draws straight lines, older ones paler. Steps too small to be seen are left out, as lines cost most.
  * @param {Card} card
  * @param {number} now
  * @param {Plot} plot
@@ -136,7 +136,7 @@ function drawTrail(card, now, plot) {
 }
 
 /**
- * Where somebody's number is; nowhere while a value is no number.
+ * Where a person's number is drawn; nowhere while a value is not a number.
  * @param {Card} card
  * @param {Plot} plot
  */
@@ -166,7 +166,7 @@ function formatId(id) {
 }
 
 /**
- * From a number that had to make way to where it belongs.
+ * Draws a line from a number that had to make way to where it belongs.
  * @param {Card} card
  * @param {Badge} badge
  * @param {number} font
@@ -196,7 +196,7 @@ function drawBadge(card, { x, y, width, height }, font) {
   context.arc(x - side, y, radius, Math.PI / 2, -Math.PI / 2);
   context.arc(x + side, y, radius, -Math.PI / 2, Math.PI / 2);
   context.closePath();
-  // What is below a pale one does not show through.
+  // What is below a pale badge does not show through.
   context.globalAlpha = Math.min(1, opacity / staleOpacity);
   context.fillStyle = colorOf("background");
   context.fill();

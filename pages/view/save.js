@@ -1,4 +1,4 @@
-// Saves the last minute. A link cannot show a token, so with one it is fetched first.
+// Saves the last minute. A link cannot carry a token, so with a token the recording is fetched first.
 
 import { element, find, setText } from "../shared/elements.js";
 import { hasToken, request } from "../shared/service.js";

@@ -1,4 +1,4 @@
-// How the service is, and the room.
+// The status of the service, and the room.
 
 import { byId, element, find, setText } from "../shared/elements.js";
 import { formatCount, formatNumber } from "../shared/format.js";
@@ -24,7 +24,7 @@ export function noteMissed(lines) {
   missedLines += lines;
 }
 
-// That of another service tells nothing of how many events a second there are.
+// The count of another service would make a wrong rate of events.
 export function forgetStatus() {
   lastStatus = undefined;
 }

@@ -13,16 +13,16 @@ function say(text) {
 
 export function askForToken() {
   form.hidden = false;
-  say(hasToken() ? "The service has another token. It may have been started anew."
-                 : "It is at the end of the address that the service said at its start, or in the file of " +
-                   "its --token-file.");
+  say(hasToken() ? "The service has another token. It may have been restarted."
+                 : "The token is at the end of the address that the service printed at its start, or in the " +
+                   "file of its --token-file.");
   input.focus();
 }
 
 form.addEventListener("submit", (event) => {
   event.preventDefault();
-  // Perhaps it is the whole address.
+  // It may be the whole address.
   if (keepToken(input.value.trim().replace(/^.*token=/, ""))) location.reload();
-  else say("That is no token.");
+  else say("That is not a token.");
 });
 addEventListener("hashchange", () => { if (takeToken()) location.reload(); });

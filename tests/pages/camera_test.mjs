@@ -56,14 +56,14 @@ test("what is not known is left out", () => {
 
 const at = (x, score = 0.9) => face({ box: [x, 0.1, 0.2, 0.2], score });
 
-// What is said of pictures, each a time, faces and perhaps that there is a cut before it.
+// The events of pictures, each of which is a time, faces and perhaps whether there is a cut before it.
 function said(pictures, numbers = { first: 7, most: 1000 }) {
   const people = new People(numbers);
   return pictures.map(([seconds, faces, isCut]) => people.follow(faces, seconds, { isCut })
     .map(({ event, person }) => `${event[0]}${person}`).join(" "));
 }
 
-// From the last of these pictures on, whose faces are where, they are people.
+// Pictures of faces at these places, which are people from the last picture on.
 function arrived(...xs) {
   return [-0.3, -0.2, -0.1, 0].map((seconds) => [seconds, xs.map((x) => at(x))]);
 }
@@ -92,7 +92,7 @@ test("whose face it is", () => {
   const faces = [at(0.5), at(0.43), at(0.24)];
   said([...arrived(0.1, 0.4), [0.1, faces]]);
   assert.deepEqual(faces.map(({ person }) => person), [undefined, 8, undefined]);
-  // 3 s unseen is not too long; ids come round, but not those in use.
+  // 3 s unseen is not too long; ids are used again, but not those in use.
   const both = [at(0.1), at(0.7)];
   assert.deepEqual(said([...arrived(0.1, 0.5), [3, [at(0.1)]], [3.1, [at(0.1)]], [3.2, both], [3.3, both],
     [3.4, both]], { first: 1, most: 2 }).slice(3), ["o1 o2", "o1 n2", "o1 r2", "o1", "o1", "o1 o2"]);
@@ -110,7 +110,7 @@ test("after a cut everybody is somebody new", () => {
   assert.equal(isOther(picture(110, 110), picture(100, 100)), false);
 });
 
-test("who hardly moves is followed", () => {
+test("faces that hardly move are followed", () => {
   const turned = (roll) => face({ angle: { yaw: 0, pitch: 0, roll } });
   assert.equal(areCalm([at(0.1), at(0.5)], [at(0.503), at(0.1)]), true);
   for (const [faces, before] of [[[], []], [[at(0.1)], [at(0.1), at(0.5)]], [[at(0.1)], [at(0.105)]],

@@ -56,7 +56,7 @@ test("keys zoom and move within the whole, about the pointer", () => {
     ["pictureBack", undefined]);
 });
 
-// A curve of a row a second, with breaks before the rows `breaks`.
+// A curve with one row a second, with breaks before the rows `breaks`.
 function curveOf(values, { confidences, known, breaks = [] }) {
   const times = Float64Array.from(values, (_, row) => row);
   return makeCurve(quantities.valence, times, Uint8Array.from(times, (row) => breaks.includes(row)),
@@ -72,7 +72,7 @@ test("a band is as wide as confidence is missing", () => {
   assert.deepEqual([...high], [0.25, 1, -0.25, NaN, 1, NaN]);
 });
 
-test("no extreme is lost at any zoom, and a break parts the curve", () => {
+test("no extreme is lost at any zoom, and a break splits the curve", () => {
   const values = new Array(36_000).fill(0);
   values[20_003] = 0.75;
   const curve = curveOf(values, { breaks: [20_004, 30_000] });
@@ -86,8 +86,8 @@ test("no extreme is lost at any zoom, and a break parts the curve", () => {
   }
 });
 
-test("of the cycles under a pixel, the one with most movement shows", () => {
-  // The page shows 0 to 1 s. The first cycle still lasts as that begins.
+test("of the cycles under a pixel, the one with the most movement is shown", () => {
+  // The page shows 0 to 1 s. The first cycle has not ended when that begins.
   const times = Float64Array.of(-0.25, 0.1, 0.3, 0.6);
   const rows = Int16Array.of(10, 20, -400, 30);
   const moves = new Moves({ times, begins: new Uint8Array(4), moves: [{ reason: "pull", rows }] });
@@ -98,7 +98,7 @@ test("of the cycles under a pixel, the one with most movement shows", () => {
     ["−0.040", "−0.010", "0.000", "+0.010", "+0.040"]);
 });
 
-test("a moment tells the state and what moved it most", () => {
+test("a moment has the state and what moved it most", () => {
   const moved = (values, rows, known) => ({ ...curveOf(values, { confidences: [1, 0.5, 1], known }),
     moves: rows.map((move, index) => ({ label: `the ${index}`, rows: Int16Array.of(0, move, 0) })) });
   const valence = moved([0, 0.5, 1], [100, -2000, 0, 500, 50]);

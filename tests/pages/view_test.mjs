@@ -16,7 +16,7 @@ function personOf(lines) {
   return person;
 }
 
-test("curves stop where nothing came for a second, and at what is no number", () => {
+test("curves stop where nothing came for a second, and at values that are not numbers", () => {
   const { bins } = personOf(
     [[0, 0], [0.95, 0], [2.05, 0], [2.55, null], [2.95, 0], [3.05, 0], [3.15, 0]]);
   assert.deepEqual(stretchesOf(bins, "valence").map(({ length }) => length), [2, 1, 3]);
@@ -62,8 +62,8 @@ test("numbers in one place make way, stay in the area, come to rest and go back"
   assert(Math.hypot(alone.x - 300, alone.y - 200) < 0.1);
 });
 
-test("who moved clearly more stands before the others", () => {
-  // A valence and an attention that both go by 0.4 are 0.2 and 0.4 of their ranges.
+test("people who moved clearly more come before the others", () => {
+  // A valence and an attention that both move by 0.4 move by 0.2 and 0.4 of their ranges.
   const people = [0.4, 0.2, 0.44, 0.45].map((value) => ({ person: personOf([[1, 9], [20, 0], [25, value]]) }));
   people.forEach(({ person }, index) => { person.id = index; });
   const ids = (things) => things.map(({ person }) => person.id);

@@ -1,6 +1,6 @@
-"""Shows faces to the live page, by a camera that plays a film.
+"""Shows faces to the live page, with a camera that plays a film.
 
-The film shows the face that the analysis brings along to try itself on.
+The film shows the face that the analysis brings along for its own tests.
 """
 
 import base64
@@ -21,7 +21,7 @@ from browser import BrowserTest
 from tool import SOURCE, TOOL, new_folder, run, start_view
 
 WAIT = 60  # seconds that anything may take
-RATE = 30  # pictures a second, of such a camera
+RATE = 30  # pictures a second, of that camera
 
 # Pictures as JPEG. Each has faces: x and y of the middle, size, turned by degrees, mirrored.
 DRAW = """
@@ -43,14 +43,14 @@ image.decode().then(() => done(pictures.map((faces, number) => {
   return canvas.toDataURL("image/jpeg", 0.95).split(",")[1];
 })));
 """
-# What is seen at each place, with the seconds it lasts.
+# Faces by name, and the film: which of them it shows, for how many seconds.
 PLACES = {"plain": (200, 180, 256, 0, False), "mirrored": (250, 180, 256, 0, True),
           "turned": (300, 180, 256, 15, False), "far": (350, 180, 170, 0, False),
           "left": (170, 180, 256, 0, False), "right": (460, 180, 256, 0, False)}
 FILM = ((4, ["plain"]), (3, ["mirrored"]), (3, ["turned"]), (3, ["far"]), (3, ["left", "right"]),
         (5, []))
 
-# A video of pictures, by the browser itself: it does not tell its length.
+# A video that the browser itself records: its length is unknown until its end is looked for.
 RECORD_VIDEO = """
 const [pictures, seconds, done] = arguments;
 const canvas = document.createElement("canvas");
@@ -82,7 +82,7 @@ decoded.then((images) => {
   requestAnimationFrame(draw);
 });
 """
-# Two people pass each other, while somebody is there for an instant; then there is a cut to somebody
+# Two people pass each other, while somebody is there for an instant; then the film cuts to somebody
 # at the same place. The pictures are a tenth of a second apart.
 PASSING = [[(540 - 22 * step, 250, 150, 0, True), (100 + 22 * step, 140, 150, 0, False)]
            for step in [0] * 5 + list(range(21)) + [20] * 3]
@@ -128,7 +128,7 @@ class CameraTest(BrowserTest):
         self.wait(f"document.querySelector('#camera .text').textContent.includes({json.dumps(text)})")
 
     def events_until(self, record, condition):
-        """The events of the record, when these satisfy the condition."""
+        """The events of the record, as soon as they satisfy the condition."""
         def read():
             lines = record.read_text().splitlines(keepends=True)
             events = [json.loads(line) for line in lines[1:] if line.endswith("\n")]
@@ -182,7 +182,7 @@ class CameraTest(BrowserTest):
         self.assertAlmostEqual(median("far", "distance", "value") / median("plain", "distance", "value"),
                                256 / 170, delta=0.15)
 
-        # One person all along, a second one where two are seen; both go.
+        # One person is there all along, and a second one where two are seen; both go.
         persons = [{event["person"] for event in seen[name]} for name in PLACES]
         self.assertEqual(len(persons[3] | persons[4] | persons[5]), 2)
         self.assertEqual(len(persons[4]), 1)
@@ -193,7 +193,7 @@ class CameraTest(BrowserTest):
             kinds = [event["event"] for event in events if event["person"] == person]
             self.assertEqual(kinds[kinds.index("remove") - 1], "not_seen")
 
-        # Who is still there leaves with the camera.
+        # People who are still there leave with the camera.
         self.browser.find_element(By.ID, "start-camera").click()
         self.wait("page.running === undefined && page.cards.size === 0")
 
@@ -222,7 +222,7 @@ class CameraTest(BrowserTest):
         self.script("page.running.stream.getVideoTracks()[0].dispatchEvent(new Event('ended'))")
         self.wait_for_text("The camera was taken away.")
         self.open(service, host="robot.local")
-        self.wait_for_text("only to pages of this machine or of https")
+        self.wait_for_text("only to pages of its own machine or over https")
 
     def test_a_service_that_goes_and_comes(self):
         service = start_view(self)
@@ -281,7 +281,7 @@ class CameraTest(BrowserTest):
         self.browser.find_element(By.NAME, "video").send_keys(str(video))
         self.wait_for_text("This browser does not play two people.webm.")
 
-    def test_files_are_given_out_and_kept(self):
+    def test_files_are_served_and_kept(self):
         port = start_view(self).port
         def get(name, **headers):
             return urllib.request.urlopen(urllib.request.Request(

@@ -1,4 +1,4 @@
-"""Holds what the tool writes for the pages against its typed description, pages/tool.d.ts."""
+"""Compares what the tool writes for the pages with its typed description, pages/tool.d.ts."""
 
 import asyncio
 import copy
@@ -25,7 +25,7 @@ FAULTS = (lambda state: state.update(unknown=1),
 
 class PagesTest(FolderTest):
     def written(self):
-        """Whatever the pages are given, by its type."""
+        """What the tool writes for the pages, by type."""
         scene, odd = self.folder / "scene.jsonl", self.folder / "odd.jsonl"
         run("simulate", "--seconds", "60", "-o", scene, check=True)
         odd.write_text(lines(line(0, "start_recording", person=1, scope="greeting"),

@@ -19,7 +19,7 @@ DRAWN = """return page.charts.map(({dygraph}) => Array.from({length: dygraph.num
   (_, row) => [dygraph.getValue(row, 0), dygraph.getValue(row, 1)]))"""
 WINDOWS = "return page.charts.map(({dygraph}) => dygraph.xAxisRange())"
 
-# A film of 4 s, by the browser itself.
+# A film of 4 s that the browser itself records.
 RECORD_FILM = """
 const [done] = arguments, canvas = document.createElement("canvas"), context = canvas.getContext("2d");
 const recorder = new MediaRecorder(canvas.captureStream(30)), reader = new FileReader();
@@ -53,7 +53,7 @@ def line(*arguments, **keys):
 
 
 def headed(seconds):
-    """The header of a recording that begins so late."""
+    """The header of a recording that begins so many seconds after second 0."""
     origin = tool.START - seconds * tool.SECOND
     return tool.lines({"event": "header", "version": 1, "origin": origin})
 
@@ -79,7 +79,7 @@ def means_in(row):
 
 
 def shares_in(row):
-    """In percent."""
+    """The shares of the moods, in percent."""
     return [round(100 * float(row[mood])) for mood in ("positive", "neutral", "negative")]
 
 
@@ -124,7 +124,7 @@ class ReportTest(BrowserTest):
         return [{**row, "seconds": float(row["seconds"])} for row in tool.rows(self.folder / "timeline.csv")]
 
     def summary(self, recording):
-        """A row for each person. The tests of the module of Python add them up."""
+        """A row for each person. The tests of the Python module add them up."""
         run("replay", recording, "-q", "--summary", self.folder / "persons.csv", "-o", self.folder,
             check=True)
         return tool.rows(self.folder / "persons.csv")
@@ -436,9 +436,9 @@ class ReportTest(BrowserTest):
         page.unlink(missing_ok=True)
         result = run("report", *arguments, "-o", page)
         self.assertEqual(result.returncode, status, result.stderr)
-        self.browser.get("about:blank")  # another address of the same page would not load it anew
+        self.browser.get("about:blank")  # another address of the same page would not load it again
         self.browser.get(page.as_uri())
-        # With the load event, at which a browser without a window prints, all is drawn.
+        # At the load event, when a browser without a window prints, everything is drawn.
         self.assertGreater(self.script("return document.querySelectorAll('article').length"), 0)
         self.assertEqual(self.script("return document.querySelector('article:not(:has(svg + svg))')"),
                          None)
@@ -507,8 +507,8 @@ class ReportTest(BrowserTest):
             self.assertTrue(text.startswith(str(recording)))
 
     def test_aligns_recordings(self):
-        """Two smiles, each as its greeting begins; the curves rise at the same place. So they do
-        where second 0 of the early one was 3 s before its start."""
+        """Two smiles, each as its greeting begins; the curves rise at the same place. They also do
+        when second 0 of the early one is 3 s before its start."""
         recordings = [self.folder / name for name in ("early.jsonl", "late.jsonl")]
         for path, at in zip(recordings, (2, 5)):
             path.write_text(
@@ -552,15 +552,15 @@ class ReportTest(BrowserTest):
                  self.browser.find_elements(By.CSS_SELECTOR, ".changes a")]
         found = {(direction, " ".join(reason).strip("()")): float(time[2:])
                  for time, _, direction, _, _, _, *reason in links}
-        # Neither the first smile nor the return at 22 s; each begins within the second before it.
+        # Neither the first smile nor the return at 22 s is one. Each begins within the second before it.
         self.assertEqual(len(links), 3)
         for change, at in ((("↘", "the face"), 10), (("↗", "the face"), 12),
                            (("↘", "being out of sight"), 20)):
             self.assertTrue(at - 1.1 <= found[change] <= at, links)
 
     def test_is_read_without_a_picture(self):
-        """With a screen reader, at any width, on paper, and with a reason it does not know."""
-        # 1.56 s, of which 1 cycle of 157 is positive; the time goes back once.
+        """With a screen reader, at any width, on paper, and with a reason the page does not know."""
+        # 1.56 s, in which 1 cycle of 157 is positive; the time goes back once.
         lines = [line(k / 100, "not_seen", person=1) for k in range(157)]
         lines[156] = smiling(1.56)
         lines[1:3] = [lines[2], lines[1]]

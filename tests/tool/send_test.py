@@ -65,7 +65,7 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual((status, error), (0, ""))
             self.assertEqual([each["event"] for _, each in got],
                              ["observation", "start_recording", "not_seen", "remove", "movement",
-                              "remove"])  # person 2 leaves in the end
+                              "remove"])  # person 2 leaves at the end
             self.assertEqual(got[-1][1]["person"], 2)
             for arrival, each in got:
                 self.assertTrue(begin < each["time"] <= arrival, each)
@@ -89,7 +89,7 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(([each["event"] for _, each in got], status), (["not_seen", "remove"], 0))
         with socket.create_server(("127.0.0.1", 0)) as closed:
             port = closed.getsockname()[1]
-            # Somebody who does not answer keeps nobody.
+            # A service that does not answer does not keep `send` from ending.
             process = await asyncio.create_subprocess_exec(
                 TOOL, "send", "-", "--to", f"127.0.0.1:{port}", stdin=subprocess.PIPE,
                 stderr=subprocess.PIPE)
@@ -98,7 +98,7 @@ class SendTest(unittest.IsolatedAsyncioTestCase):
                 process.send_signal(signal.SIGINT)
                 _, error = await asyncio.wait_for(process.communicate(), WAIT)
             self.assertEqual(process.returncode, 1)
-            self.assertIn(b"takes nothing", error)
+            self.assertIn(b"does not respond", error)
         for address, expected, told in ((f"127.0.0.1:{port}", 1, "Connection refused"),
                                         (f"[::ffff:127.0.0.1]:{port}", 1, "Connection refused"),
                                         (f"ws://127.0.0.1:{port}/events", 1, "Connection refused"),

@@ -48,7 +48,7 @@ class ViewPageTest(BrowserTest):
         self.assertEqual([entry for entry in self.browser.get_log("browser")
                           if "ERR_CONNECTION_REFUSED" not in entry["message"]], [])
 
-    def test_people_come_are_told_of_and_go(self):
+    def test_people_come_are_shown_and_go(self):
         self.open()
         self.assertIn("Nobody is here", self.texts("#nobody")[0])
         self.feed("".join(smiling(person) for person in range(1, 13)) + line("movement") +
@@ -130,7 +130,7 @@ class ViewPageTest(BrowserTest):
                                 (400, {"prefers_reduced_motion": "reduce"}), (768, {}), (1400, {})):
             self.open(width, **features)
             self.feed(smiling(1) + smiling(-2147483648) + "oops " + "x" * 500 + "\n")
-            # The forces of lines that come while the page gets its picture are not in it.
+            # The page's first picture lacks the forces of lines that come meanwhile.
             self.until(lambda: self.feed(smiling(1)) or self.script(
                 "return page.cards.size === 2 && document.querySelector('.why li')"))
             self.script("document.querySelectorAll('details').forEach((d) => { d.open = true; });"
@@ -201,7 +201,7 @@ class ViewPageTest(BrowserTest):
 
         self.browser.get(address)
         self.wait(says("--token-file"))
-        answer("no token", says("no token"))
+        answer("no token", says("not a token"))
         self.browser.refresh()
         answer("c" * 22, says("another token"))
         answer(f"{address}#token={'a' * 22}", live)
@@ -221,7 +221,7 @@ class ViewPageTest(BrowserTest):
         self.wait(says("another token"))
         self.assertEqual(self.texts("#connection"), ["The service asks for a token"])
         self.assertEqual(self.texts("#hand"), [""])
-        # From the address it goes at once, and what else is there stays.
+        # The token is removed from the address at once, and the rest stays.
         self.script(f"location.hash = 'camera&token={'b' * 22}'")
         self.wait(live)
         self.assertEqual(self.browser.current_url, address + "#camera")

@@ -35,7 +35,7 @@ def observation(person, **fields):
 
 
 def replay(record):
-    """What the service said to standard output while it made the record."""
+    """What the service wrote to standard output while it made the record."""
     return run("live", "--clock", "recording", input=record.read_text(), check=True).stdout
 
 
@@ -63,13 +63,13 @@ class Service:
         return connection
 
     def request(self, text):
-        """What stands before the answer's content."""
+        """What comes before the answer's content."""
         with self.requested(text) as connection:
             answer = connection.makefile(encoding="latin-1")
             return "".join(iter(answer.readline, "\n"))
 
     def upgraded(self, path):
-        """A WebSocket whose other end does nothing by itself."""
+        """A WebSocket of which this end does nothing by itself."""
         connection = self.requested(f"GET /{path} HTTP/1.1\n{OWN}{UPGRADE}")
         answer = b""
         while not answer.endswith(b"\r\n\r\n"):
@@ -77,7 +77,7 @@ class Service:
         return connection
 
     def end(self, number=signal.SIGTERM):
-        """Returns the exit status and what standard error had."""
+        """Returns the exit status and what came on standard error."""
         self.process.send_signal(number)
         error = self.process.communicate(timeout=WAIT)[1]
         return self.process.returncode, error
@@ -104,7 +104,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.record = self.folder / "record.jsonl"
 
     def service_with_clock(self, *options, **others):
-        """A service, and what moves its clock by seconds."""
+        """A service, and a function that moves its clock by seconds."""
         offset = self.folder / "offset"
 
         def move_clock(seconds):
@@ -148,7 +148,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertIn('"source":"zorvel view"', self.record.read_text().splitlines()[0])
         self.assertNotEqual(run("view", "--port", "0", "--record", self.record, input="").returncode, 0)
 
-    async def test_its_own_words_never_stop_it(self):
+    async def test_its_own_messages_never_stop_it(self):
         def fill(service):
             pipe = os.open(f"/proc/{service.process.pid}/fd/2", os.O_WRONLY | os.O_NONBLOCK)
             with contextlib.suppress(BlockingIOError):
@@ -220,14 +220,14 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(replay(self.record) + replay(self.folder / "record-2.jsonl"),
                          states.read_text())
 
-    async def test_who_comes_late_learns_how_things_are(self):
+    async def test_a_late_page_gets_the_present_states(self):
         service, move_clock = self.service_with_clock("--record", self.record)
         async with service.connect("events") as sender:
             for person, seconds in ((1, 0), (2, 59), (3, 61)):
                 move_clock(seconds)
                 await sender.send(observation(person) + "\nlast")
                 await heard(sender)
-            # What happened within the last minute, below the header and the states before it.
+            # What happened within the last minute, after the header and the states before it.
             minute = service.get("recording").decode()
             self.assertEqual([(line["event"], line.get("person"))
                               for line in map(json.loads, minute.splitlines())],
@@ -236,7 +236,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             await sender.send(event("not_seen", person=1) + "\nlast")
             await heard(sender)
             whole = self.record.read_text().splitlines()
-            # With them it replays to the states of the whole.
+            # With these states it replays like the whole record.
             self.assertEqual(run("live", "--clock", "recording", check=True,
                                  input=minute + whole[-1]).stdout.splitlines(),
                              replay(self.record).splitlines()[1:])
@@ -266,14 +266,14 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             outputs.append((self.folder / "states.jsonl").read_text())
             if record == first:
                 saved = state.read_text()
-        # A page sees who is there, as they were.
+        # A page sees the people who are there, as they were.
         last = {line["person"]: line for line in map(json.loads, outputs[0].splitlines())
                 if "valence" in line}
         shown = {line["person"]: line for line in before if "valence" in line}
         self.assertEqual({person: {**line, "time": None} for person, line in shown.items()},
                          {person: {**line, "time": None} for person, line in last.items()})
         self.assertGreater(len(shown), 1)
-        # The record begins with what was restored, and replays to what was sent, as if nothing was.
+        # The record begins with what was restored, and replays to what was sent, as without a restart.
         restored = [line for line in second.read_text().splitlines() if '"restore"' in line]
         self.assertEqual([json.loads(line)["state"] for line in restored],
                          [json.loads(line)["state"] for line in saved.splitlines()[1:]])
@@ -282,7 +282,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         both.write_text(first.read_text() + "".join(
             line for line in second.read_text().splitlines(keepends=True)[1:] if line.strip() not in restored))
         self.assertEqual(replay(both), "".join(outputs))
-        # What is not whole is an error, which leaves the file alone.
+        # A file that is not whole is an error, and stays as it is.
         for bad, message in ((saved[:saved.rindex("{", 0, -400)], "not JSON"), ("", "is not whole"),
                              ("\n".join(saved.splitlines()[:-1]), "is not whole"),
                              (saved.replace('"headHeight":', '"headHeight":1'), "checksum"),
@@ -293,14 +293,14 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertIn(message, result.stderr)
             self.assertEqual((result.returncode, state.read_text()), (1, bad))
         self.assertFalse(self.record.exists())
-        # Who would come from the future begins anew.
+        # A state from the future is not restored.
         state.write_text(saved)
         (self.folder / "offset").write_text("-3600")
         service, _ = self.service_with_clock("--state", state)
         self.assertEqual(service.health()["people"], 0)
-        self.assertEqual(service.end()[1].count("in the future; whose it is begins anew"), len(shown))
+        self.assertEqual(service.end()[1].count("in the future; it is not restored"), len(shown))
 
-    async def test_ids_belong_to_who_uses_them_first(self):
+    async def test_ids_belong_to_the_first_sender_that_uses_them(self):
         service = Service(self)
         people = '{"request":"people","count":3%s}'
         async with service.connect("events") as first, service.connect("events") as second:
@@ -324,12 +324,12 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual(json.loads(await heard(first))["error"],
                              "person 1 belongs to connection 2")
             await first.close()
-            # What has become free can be had again, as after a reload.
+            # Ids that have become free can be had again, as after a reload.
             await second.send(observation(1) + "\n[]\n" + people % ',"first":1000000')
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
             self.assertEqual([answer.get("line") for answer in answers], [9, None])
             self.assertEqual(answers[1]["people"]["first"], 1000000)
-            # Whoever has the key gets them at once, with what else the other had.
+            # A sender with the key gets them at once, with everything else that the other had.
             key = answers[1]["people"]["key"]
             async with service.connect("events") as third:
                 for guess, first_granted in (("x" * 32, 1000003), (key, 1000000)):
@@ -338,12 +338,12 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                 await third.send(observation(1) + "\nlast")
                 self.assertEqual(json.loads(await heard(third))["line"], 4)
 
-    async def test_who_gives_no_sign_of_life_keeps_nobody(self):
+    async def test_a_sender_without_a_sign_of_life_loses_its_ids(self):
         service = Service(self)
         async with service.connect("events") as gone, service.connect("events") as back:
             await gone.send(observation(1) + "\nlast")
             await heard(gone)
-            gone.transport.pause_reading()  # nobody answers pings any more
+            gone.transport.pause_reading()  # so it answers no pings
             async with asyncio.timeout(WAIT):
                 while True:
                     await back.send(observation(1) + "\nlast")
@@ -398,7 +398,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertIn("Address already in use", result.stderr)
         self.assertFalse(self.record.exists())
         open_to_all = Service(self, "--address", "0.0.0.0", "--host", "robot.local", "--no-token")
-        self.assertIn("whoever reaches this machine", open_to_all.process.stderr.readline())
+        self.assertIn("everybody who can reach this machine", open_to_all.process.stderr.readline())
         self.assertEqual(open_to_all.health()["people"], 0)
 
     async def test_a_token_opens_the_service(self):
@@ -477,7 +477,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
             self.assertEqual(hoarders[0].recv(4), b"\x88\x02\x03\xf5")  # 1013
             for hoarder in hoarders:
                 hoarder.close()
-        # Whoever says nothing makes way.
+        # A connection that says nothing makes way.
         silent = [socket.create_connection(("127.0.0.1", service.port), WAIT) for _ in range(64)]
         self.assertEqual(service.health()["refused_connections"], 1)
         self.assertEqual(silent[0].recv(1), b"")
@@ -488,7 +488,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         for other in others:
             other.close()
 
-    async def test_the_last_minute_goes_to_some_at_once(self):
+    async def test_only_a_few_get_the_last_minute_at_once(self):
         service = Service(self)
         async with service.connect("events") as sender:
             for number in range(12):  # more than sockets hold
@@ -530,13 +530,13 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                 self.assertIn("reasons", lines[0])
                 self.assertEqual([line["person"] for line in lines if "valence" in line], everybody)
                 self.assertEqual([line for line in lines if "missed" in line], [])
-                # What is said of bad lines displaces nothing.
+                # Messages about bad lines displace nothing.
                 await sender.send("bad\n" + event("remove", person=5) + "\n" + "bad\n" * 3000)
                 lines = await told(page, lambda line: "removed" in line)
                 self.assertEqual(lines[-1]["person"], 5)
                 while len(service.health()["connections"]) > 2:
                     await asyncio.sleep(0.05)
-                # A page that does not read gets everybody anew; whom it is to forget is not there.
+                # A page that does not read gets another picture, without people who were removed.
                 for _ in range(20):
                     await other.send(scene)
                 await other.send(event("remove", person=7) + "\nlast")
@@ -592,7 +592,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
                 if isinstance(health[name], int):
                     total = metrics.get(f"zorvel_view_{name}_total")
                     self.assertEqual(metrics.get(f"zorvel_view_{name}", total), health[name])
-            status, error = await asyncio.to_thread(service.end)  # with everybody still there
+            status, error = await asyncio.to_thread(service.end)  # with all connections still open
         self.assertEqual(status, 0)
         self.assertIn('standard input:1: event: "<b>" is not an event\nconnection 1:4: ', error)
         for text, options, expected in ((observation(1), ["--until-end"], 0),
@@ -622,7 +622,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(len(service.get("recording").splitlines()), 501)
         status, error = service.end()
         self.assertEqual(status, 1)
-        self.assertEqual(error.count("File too large"), 2, error)  # when it happens, and in the end
+        self.assertEqual(error.count("File too large"), 2, error)  # when it happens, and at the end
         self.assertGreater(len(replay(full).splitlines()), 10)
 
         away = self.folder / "away"
@@ -637,7 +637,7 @@ class ViewTest(unittest.IsolatedAsyncioTestCase):
 
     async def test_programs_of_this_user_come_by_a_socket(self):
         path = self.folder / "socket"
-        for _ in range(2):  # the second time over what the first, killed, has left behind
+        for _ in range(2):  # the second time over the socket that the first, killed, has left behind
             service = subprocess.Popen([TOOL, "view", "--address", "none", "--socket", path],
                                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                        stderr=subprocess.PIPE, text=True)

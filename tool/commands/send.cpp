@@ -52,7 +52,7 @@ class LineSender {
         _client(address, tokenFile, interruptDescriptor(),
                 [this](const std::string& line) { answer(line); }) {}
 
-  /// Sends the line that stands in that line of the file.
+  /// Sends a line, which has that number in the file.
   void send(const std::string& line, std::uint64_t lineNumber) {
     ++_sentLines;
     _lineNumbers.push_back(lineNumber);
@@ -60,7 +60,7 @@ class LineSender {
     _client.send(line);
   }
 
-  /// Waits, and throws Interrupted when a signal comes in.
+  /// Waits, and throws Interrupted when a signal comes.
   void waitUntil(Steady::time_point time) {
     if (!_client.waitUntil(time)) throwIfInterrupted();
   }
@@ -147,7 +147,7 @@ void send(const SendOptions& options) {
       progress.update(recording.lines());
     }
   } catch (const Interrupted&) {
-    // The way to end it early.
+    // This is how it is ended early.
   } catch (const BadLine& error) {
     failure = error.what();
   }
@@ -162,9 +162,9 @@ void send(const SendOptions& options) {
 void addSend(Command tool) {
   Command command = tool.addSubcommand(
       "send", "Send a recording to a live page, at its own speed",
-      R"(Every line becomes one of the moment at which it is sent, and its readings keep their ages. In the
-end, or when a signal ends it, the people that it brought leave. What the service refuses is reported
-with its line.
+      R"(Every line gets the time at which it is sent, and its readings keep their ages. At the end, or when
+a signal ends it, the people that it has sent leave. A line that the service refuses is reported with
+its number.
 
 Examples:
   zorvel send meeting.jsonl

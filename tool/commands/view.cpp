@@ -62,8 +62,8 @@ class View {
     }
     if (!_server.url().empty() && isForOthers(_options.server) && _options.server.token.empty()) {
       _errors.say(
-          fmt::format("warning: without a token, whoever reaches this machine at {} can watch and "
-                      "feed the service",
+          fmt::format("warning: without a token, everybody who can reach this machine at {} can "
+                      "watch and feed the service",
                       _options.server.address));
     }
     if (!_options.state.empty()) _service.keepState(_options.state, states);
@@ -92,7 +92,7 @@ class View {
     return options;
   }
 
-  /// Reads standard input to its end or the server's; returns what was wrong with it.
+  /// Reads standard input until it or the server ends; returns what was wrong with it.
   std::string handleInput() {
     std::string failure;
     _service.join(_input);
@@ -111,7 +111,7 @@ class View {
       }
       _isEnded = _options.untilEnd;
     } catch (const Interrupted&) {
-      // The way to end a service.
+      // This is how a service is ended.
     } catch (const Failure& error) {
       failure = error.what();
     }
@@ -158,7 +158,7 @@ class View {
   Server _server;
 };
 
-/// The same way from the tool, whether it is installed or built.
+/// It has the same path from the tool, whether that is installed or built.
 std::string cameraFolder() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path() / ZORVEL_CAMERA_FOLDER;
 }
@@ -170,15 +170,15 @@ void addView(Command tool) {
       "view", "Show the people of the moment on a live page",
       R"(Serves a page with everybody's valence, attention, ease and mood, and why they move. Lines of a
 recording come in on standard input, unless that is a terminal, and over WebSocket at /events, from
-any number of programs. They are all played together, each at the moment it arrives; its own time is
-that of its readings. States go out on standard output as those of live do, unless that is a terminal,
-and over WebSocket at /states. A bad line is reported on standard error and to its sender, and
-skipped. Where zorvel-camera is installed, the page can use this machine's camera. SIGINT and SIGTERM
-end the service with 0.
+any number of programs. They are all played together, each at the moment it arrives; the time in a
+line is that of its readings. States go out on standard output as those of live do, unless that is a
+terminal, and over WebSocket at /states. A bad line is reported on standard error and to its sender,
+and skipped. Where zorvel-camera is installed, the page can use this machine's camera. SIGINT and
+SIGTERM end the service with 0.
 
-At an --address that others can reach, the service asks for a token. It stands in the page's address
-that is said at the start, or in the file that --token-file names, for view and for send alike. Nothing
-is encrypted.
+At an --address that others can reach, the service asks for a token. It is in the page's address,
+which is printed at the start, or in the file that --token-file names, for view and send alike.
+Nothing is encrypted.
 
 Examples:
   my-perception | zorvel view --record today.jsonl
@@ -210,11 +210,11 @@ Examples:
       .type("NAME[:PORT]");
   command
       .add("--token-file", options->tokenFile,
-           "Ask for the token in this file, also at an address that this machine alone can reach")
+           "Ask for the token in this file, also at an address that only this machine can reach")
       .type("FILE");
   command
       .addFlag("--no-token", options->hasNoToken,
-               "Ask nobody for a token: whoever reaches the address can watch and feed the service")
+               "Ask for no token: everybody who reaches the address can watch and feed the service")
       .excludes("--token-file");
   command
       .add("--socket", options->server.socket,
@@ -222,14 +222,14 @@ Examples:
       .type("PATH");
   command
       .add("--record", options->record,
-           "Record what is played, line by line; the file must not have anything in it")
+           "Record what is played, line by line; the file must be new or empty")
       .type("FILE");
   command
       .add("--state", options->state,
            "Go on from the states in this file, and save them there every minute and at the end")
       .type("FILE");
   command.addDuration("--forget", options->forget, false,
-                      "Remove people, with their open scopes, who were not observed for so long");
+                      "Remove people who were not observed for this long, and their open scopes");
   command.addFlag("--until-end", options->untilEnd, "End at the end of standard input");
   command.addFlag("--strict", options->strict, "End at the first bad line of standard input");
   command.setAction([options] {
@@ -242,7 +242,7 @@ Examples:
       }
     } else if (server.hosts.empty() && reachOf(server.address) == Reach::AllAddresses) {
       throw WrongUsage("--address",
-                       server.address + " needs --host, the name that browsers call it by");
+                       server.address + " needs --host, the name by which browsers reach it");
     }
     if (!options->tokenFile.empty()) {
       server.token = readToken(options->tokenFile);
@@ -252,7 +252,7 @@ Examples:
     server.cameraFolder = cameraFolder();
     catchInterrupts();
     server.stopDescriptor = interruptDescriptor();
-    // Whoever sits at a terminal looks at the page.
+    // A user at a terminal looks at the page.
     if (isatty(STDOUT_FILENO) == 0) server.outputDescriptor = STDOUT_FILENO;
     std::signal(SIGPIPE, SIG_IGN);
     View(*options).run();
