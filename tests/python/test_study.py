@@ -228,6 +228,11 @@ def test_epochs_are_locked_to_events(films: list[pathlib.Path]) -> None:
     valence = results["valence"].astype(float)
     own = epochs.each[epochs.each["recording"] == "p02"]
     assert own["valence"].to_numpy() == pytest.approx(valence[40:70] - valence[40:50].mean())
+    # The events are 2 s after the begin of the first film, of two people, and 5 s before the end of the second.
+    with pytest.warns(UserWarning, match="^1 of 3 epochs do not cover -1 to 6 s$"):
+        study.epochs("game", before=1.0, after=6.0)
+    with pytest.warns(UserWarning, match="^2 of 3 epochs do not cover -4 to 1 s$"):
+        study.epochs("game", before=0.0, after=1.0, baseline=(-4.0, 0.0))
     # Of several people, one number each.
     events = pandas.DataFrame({"recording": ["p01", "p01", "p02"], "seconds": [2.0, 3.0, 6.0]})
     epochs = study.epochs(events, before=1.0, after=1.0)
@@ -269,6 +274,9 @@ def test_reads_each_recording_once(films: list[pathlib.Path], tmp_path: pathlib.
     (lambda films: zorvel.Study(films, pandas.DataFrame({"recording": ["p01", "p01"]})), "there twice"),
     (lambda films: zorvel.Study(films, pandas.DataFrame({"recording": ["p01"], "scope": "x"})), r"\['scope'\]"),
     (lambda films: zorvel.Study([films[0], "none.jsonl"]), "none.jsonl: No such file"),
+    (lambda films: zorvel.Study(films).epochs(["game", "Game"], 1.0, 1.0), 'no scope "Game"; .*: game, whole$'),
+    (lambda films: zorvel.Study(films).timeline(scopes=["Game"]), 'no scope "Game"'),
+    (lambda films: zorvel.Study(films).plot("scopes", scopes=["Game"]), 'no scope "Game"'),
 ])
 def test_errors_of_a_study(films: list[pathlib.Path], wrong: Callable[[Any], Any], message: str) -> None:
     with pytest.raises(ValueError, match=message) as error:
