@@ -123,6 +123,31 @@ def test_agreement_of_labels_and_raters() -> None:
     assert (table["low"] < table["value"]).all() and (table["value"] < table["high"]).all()
 
 
+def test_series_that_give_no_interval() -> None:
+    random = numpy.random.default_rng(3)
+    moving = statistics_truth.series(random, 300.0, 2.0, 2)
+    flat = pandas.Series(numpy.full(len(moving[0]), 0.1), numpy.arange(len(moving[0])) / 4.0, name="valence")
+    with pytest.warns(UserWarning, match="^the valence is constant$"):
+        table = statistics.agreement(flat, pandas.Series(moving[0], flat.index))
+    assert table["low"].isna().to_dict() == {"concordance": True, "pearson": True, "rmse": False}
+    with pytest.warns(UserWarning, match="^the label is constant$"):
+        kappa = statistics.label_agreement(["up"] * len(flat), moving[0] > 0.0).kappa
+    assert kappa["low"].isna().all()
+    for ratings in ({"a": flat, "b": flat}, {"a": flat, "b": moving[0]}):
+        with pytest.warns(UserWarning, match="^the rating 'a' is constant$"):
+            assert statistics.intraclass(pandas.DataFrame(ratings))["high"].isna().all()
+    whole = ([1] * len(flat), [1] * len(flat))
+    with pytest.warns(UserWarning, match="^the valence is constant$"):
+        row = statistics.difference(conditions(flat, flat, whole), "before", "game", over="time",
+                                    quantities=["valence"]).loc["valence"]
+    assert row["difference"] == 0.0 and row[["low", "high", "p"]].isna().all()
+    # 300 s at 4 values a second are 150 memories of 2 s; 10 s are five.
+    statistics.difference(conditions(*moving, whole), "before", "game", over="time", quantities=["valence"])
+    with pytest.warns(UserWarning, match="^valence: a series has 40 values, where its memory of"):
+        statistics.difference(conditions(moving[0][:40], moving[1][:40], ([1] * 40, [1] * 40)), "before",
+                              "game", over="time", quantities=["valence"])
+
+
 def test_synchrony_finds_who_follows() -> None:
     random = numpy.random.default_rng(2)
     leading, other = statistics_truth.series(random, 300.0, 2.0, 2)
