@@ -142,7 +142,8 @@ def test_series_that_give_no_interval() -> None:
                                     quantities=["valence"]).loc["valence"]
     assert row["difference"] == 0.0 and row[["low", "high", "p"]].isna().all()
     # 300 s at 4 values a second are 150 memories of 2 s; 10 s are five.
-    statistics.difference(conditions(moving[0], moving[1], whole), "before", "game", over="time", quantities=["valence"])
+    statistics.difference(conditions(moving[0], moving[1], whole), "before", "game", over="time",
+                          quantities=["valence"])
     with pytest.warns(UserWarning, match="^valence: a series has 40 values, where its memory of"):
         statistics.difference(conditions(moving[0][:40], moving[1][:40], ([1] * 40, [1] * 40)), "before",
                               "game", over="time", quantities=["valence"])
