@@ -11,6 +11,7 @@ from __future__ import annotations
 
 import argparse
 import functools
+import warnings
 from collections.abc import Callable
 from concurrent.futures import ProcessPoolExecutor
 from typing import Any, NamedTuple
@@ -151,6 +152,7 @@ def main() -> None:
     parser.add_argument("--memory", type=float, nargs="+", default=[2.0, 6.0], metavar="SECONDS")
     parser.add_argument("--minutes", type=float, nargs="+", default=[1.0, 2.5, 5.0, 10.0, 20.0])
     options = parser.parse_args()
+    warnings.simplefilter("ignore")  # short series are the point here
     cases = [case for case in CASES if case.__name__ in options.cases]
     with ProcessPoolExecutor(options.workers) as pool:
         for memory in options.memory:

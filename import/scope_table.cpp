@@ -112,7 +112,7 @@ class AnnotationChoice {
   [[noreturn]] void fail(const Annotation& annotation, const std::string& message) const {
     const auto seconds = roundDown(annotation.begin.value_or(Time::duration(0)));
     throw Failure(
-        fmt::format("{}: {} {}", printable(_name), placeInTier(annotation.tier, seconds), message),
+        fmt::format("{}: {}: {}", printable(_name), placeInTier(annotation.tier, seconds), message),
         {_name, annotation.line, "", 0});
   }
 
@@ -130,7 +130,9 @@ class AnnotationChoice {
       if (tiers.count(tier) == 0) failUnknown("tier", tier, listed(tiers));
     }
     for (const auto& [subject, person] : _chosen.subjects) {
-      if (subjects.count(subject) == 0) failUnknown("subject", subject, listed(subjects));
+      if (subjects.count(subject) > 0) continue;
+      failUnknown("subject", subject,
+                  subjects.empty() ? "none; --person says whose they are" : listed(subjects));
     }
   }
 

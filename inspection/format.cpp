@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <utility>
@@ -54,6 +55,12 @@ std::vector<std::string> formatWarnings(const RecordingAnnotation& annotation) {
     const std::string more = fmt::format("{} more are left out", warnings.size() - most);
     warnings.resize(most);
     warnings.push_back(more);
+  }
+  if (annotation.afterEnd() > std::max(most, annotation.scopes() / 2)) {
+    warnings.insert(warnings.begin(),
+                    fmt::format("{} of {} annotations begin after the end of the recording: "
+                                "are they another film's?",
+                                annotation.afterEnd(), annotation.scopes()));
   }
   const PartedRows parted = annotation.parted();
   if (parted.count == 0) return warnings;

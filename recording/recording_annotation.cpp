@@ -12,7 +12,7 @@
 namespace zorvel {
 
 std::string placeInTier(const std::string& tier, boost::chrono::milliseconds begin) {
-  return fmt::format("tier {}, {} s:", inQuotes(tier), formatSeconds(begin));
+  return fmt::format("tier {}, {} s", inQuotes(tier), formatSeconds(begin));
 }
 
 RecordingAnnotation::Key RecordingAnnotation::keyOf(const ScopeOfTable& scope) {
@@ -91,8 +91,10 @@ void RecordingAnnotation::requireApart() const {
     }
     const auto [other, isFree] = open.try_emplace(keyOf(*edge.scope), edge.scope);
     if (isFree) continue;
+    const ScopeOfTable& first = *other->second;
     fail(*edge.scope, "",
-         fmt::format("overlaps line {}, which has the same person and scope", other->second->line));
+         fmt::format("overlaps {}, which has the same person and scope",
+                     first.tier.empty() ? fmt::format("line {}", first.line) : placeOf(first)));
   }
 }
 
@@ -196,6 +198,7 @@ void RecordingAnnotation::finish(fmt::memory_buffer& text) {
     }
     if (_outcomes[&scope].isLeftOut) continue;
     if (timeOf(scope.begin) > _clock.now()) {
+      ++_afterEnd;
       failOrLeaveOut(scope, "begin",
                      fmt::format("is after the end of the recording, which {}",
                                  formatLength(secondsOf(_clock.start()), secondsOf(_clock.now()))));
@@ -252,7 +255,7 @@ void RecordingAnnotation::fail(const ScopeOfTable& scope, std::string_view colum
                     column.empty() ? "" : fmt::format("column {}: ", inQuotes(column)), message),
         place);
   }
-  throw Failure(fmt::format("{}: {} {}{}{}", printable(_table), placeOf(scope), column,
+  throw Failure(fmt::format("{}: {}: {}{}{}", printable(_table), placeOf(scope), column,
                             column.empty() ? "" : " ", message),
                 place);
 }
@@ -261,7 +264,7 @@ void RecordingAnnotation::failOrLeaveOut(const ScopeOfTable& scope, std::string_
                                          const std::string& message) {
   if (scope.tier.empty()) fail(scope, column, message);
   _outcomes[&scope].isLeftOut = true;
-  _leftOut.push_back(fmt::format("{} {} {}", placeOf(scope), column, message));
+  _leftOut.push_back(fmt::format("{}: {} {}", placeOf(scope), column, message));
 }
 
 }  // namespace zorvel

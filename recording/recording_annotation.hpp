@@ -36,7 +36,7 @@ struct ScopeOfTable {
   std::string tier;
 };
 
-/// What messages call a rater's scope: 'tier "smiles", 12.340 s:'.
+/// What messages call a rater's scope: 'tier "smiles", 12.340 s'.
 std::string placeInTier(const std::string& tier, boost::chrono::milliseconds begin);
 
 /// Rows of a table within which their person is removed, or renamed to another id.
@@ -68,6 +68,9 @@ class RecordingAnnotation {
   // Known at the end.
 
   PartedRows parted() const;
+  std::size_t scopes() const { return _scopes.size(); }
+  /// How many of them begin after the end of the recording.
+  std::size_t afterEnd() const { return _afterEnd; }
   /// What was left out of the table, and why, a sentence each.
   const std::vector<std::string>& leftOut() const { return _leftOut; }
 
@@ -136,6 +139,7 @@ class RecordingAnnotation {
   std::set<std::int32_t> _visitors;
   std::map<Key, Current> _current;
   std::map<const ScopeOfTable*, Outcome> _outcomes;
+  std::size_t _afterEnd = 0;
   std::vector<std::string> _leftOut;
 };
 

@@ -19,6 +19,7 @@ Draws are made with a fixed `seed`: the same data give the same numbers.
 
 from __future__ import annotations
 
+import warnings
 from collections.abc import Callable, Iterable, Sequence
 from typing import TYPE_CHECKING, Any, NamedTuple, TypeAlias
 
@@ -38,10 +39,39 @@ _FEWEST_BLOCKS = 4
 #: An interval whose bias is small counts for more than one whose width is steady: blocks are longer
 #: than those with the least mean square error of the variance.
 _BLOCK_FACTOR = 2.0
+#: Intervals of series with fewer than ten memories are too narrow (docs/study.md). The memory of a short
+#: series looks shorter than it is, so those ten look like these.
+_FEWEST_MEMORIES = 15
 #: With fewer shifts that do not depend on each other, unrelated series seem to move together.
 _FEWEST_SHIFTS = 10
 #: How many cells of sums are drawn at a time.
 _DRAWN_CELLS = 4_000_000
+
+
+def _is_constant(values: _Array) -> bool:
+    known = values[~numpy.isnan(values)]
+    return bool(len(known)) and numpy.ptp(known) == 0.0
+
+
+def _covariances(values: _Array) -> _Array:
+    """Of a series with itself, at each lag."""
+    known = ~numpy.isnan(values)
+    centred = numpy.where(known, values - values[known].mean(), 0.0)
+    spectrum = numpy.fft.rfft(centred, 2 * len(values))
+    return numpy.fft.irfft(spectrum * spectrum.conj(), 2 * len(values))[:len(values)] / known.sum()
+
+
+def _warn_of_short(name: str, series: Iterable[_Array]) -> None:
+    """For functions that users call."""
+    for values in series:
+        if numpy.isnan(values).all() or _is_constant(values):
+            continue
+        covariances = _covariances(values)
+        memory = int(numpy.argmax(covariances < covariances[0] / numpy.e)) or len(values)
+        if len(values) < _FEWEST_MEMORIES * memory:
+            warnings.warn(f"{name}: a series has {len(values)} values, where its memory of {memory} takes "
+                          f"{_FEWEST_MEMORIES * memory}; the interval is too narrow", stacklevel=3)
+            return
 
 
 def block_length(series: _Series) -> int:
@@ -55,11 +85,9 @@ def block_length(series: _Series) -> int:
     count = len(values)
     known = ~numpy.isnan(values)
     longest = max(1, count // _FEWEST_BLOCKS)
-    if known.sum() < 2 or numpy.ptp(values[known]) == 0.0:
+    if known.sum() < 2 or _is_constant(values):
         return 1
-    centred = numpy.where(known, values - values[known].mean(), 0.0)
-    spectrum = numpy.fft.rfft(centred, 2 * count)
-    covariances = numpy.fft.irfft(spectrum * spectrum.conj(), 2 * count)[:count] / known.sum()
+    covariances = _covariances(values)
     # The lag from which on, for a while, no correlation differs from 0.
     quiet_lags = max(5, int(numpy.ceil(numpy.sqrt(numpy.log10(count)))))
     furthest = min(count - 1, int(numpy.ceil(numpy.sqrt(count))) + quiet_lags)
@@ -170,8 +198,7 @@ def _over_time(first: Iterable[_Array], second: Iterable[_Array], replicates: in
             length = block_length(values)
             drawn = _resampled_sums(numpy.stack([numpy.where(known, values, 0.0), known], axis=1),
                                     length, replicates, random)
-            with numpy.errstate(invalid="ignore"):
-                error = _error(drawn[:, 0] / drawn[:, 1], len(values), length)
+            error = _error(drawn[:, 0] / drawn[:, 1], len(values), length)
             of_condition.append(values[known].mean())
             spread.append(values[known].var(ddof=1) if known.sum() > 1 else numpy.nan)
             variances.append((error / len(series)) ** 2)
@@ -202,7 +229,10 @@ def difference(timeline: pandas.DataFrame, first: object, second: object, *, con
       deviations, of people's differences within and of people between, without bias (Hedges 1981).
     - "time": about these people at other moments, and the way for one person. Each series is
       resampled in blocks, the degrees of freedom are pooled as Welch does. The effect is the
-      difference in standard deviations of the values within a person and a condition.
+      difference in standard deviations of the values within a person and a condition. A warning says
+      when a series is too short for that.
+
+    What is constant has no interval.
     """
     if over not in ("people", "time"):
         raise ValueError(f"over: is people or time, not {over!r}")
@@ -226,11 +256,17 @@ def difference(timeline: pandas.DataFrame, first: object, second: object, *, con
                                  f"takes {least}" + (" (over time, it takes one)" if least > 1 else ""))
         means = [pandas.Series({key: float(numpy.nanmean(values)) for key, values in group.items()})
                  for group in groups]
-        result = (_over_people(means[0], means[1], bool(both)) if over == "people" else
-                  _over_time(groups[0].values(), groups[1].values(), replicates, random))
-        low, high = _interval(result["difference"], result["error"], result["degrees"])
+        if over == "time":
+            _warn_of_short(quantity, [values for group in groups for values in group.values()])
         with numpy.errstate(divide="ignore", invalid="ignore"):
-            t = numpy.abs(numpy.divide(result["difference"], result["error"]))
+            result = (_over_people(means[0], means[1], bool(both)) if over == "people" else
+                      _over_time(groups[0].values(), groups[1].values(), replicates, random))
+        error = result["error"]
+        if error < 1e-12:  # what is left of constant values is rounding
+            warnings.warn(f"the {quantity} is constant", stacklevel=2)
+            error = numpy.nan
+        low, high = _interval(result["difference"], error, result["degrees"])
+        t = abs(result["difference"]) / error
         rows.append({
             "quantity": quantity, "design": "within" if both else "between",
             "people": len(groups[0].keys() | groups[1].keys()), "first": means[0].mean(),
@@ -373,6 +409,11 @@ def agreement(quantity: pandas.Series, rating: pandas.Series, *, rate: float = 4
         return numpy.stack([known, earlier, later, earlier * earlier, later * later,
                             earlier * later], axis=1)
 
+    constant = [name for name, values in ((quantity.name or "quantity", x), (rating.name or "rating", y))
+                if _is_constant(values)]
+    for name in constant:
+        warnings.warn(f"the {name} is constant", stacklevel=2)
+    _warn_of_short("agreement", (x, y))
     reach = min(round(max_lag * rate), count - 2)
     with numpy.errstate(divide="ignore", invalid="ignore"):
         found = {lag: float(_concordance(sums_at(lag).sum(axis=0)[None])[0])
@@ -384,6 +425,9 @@ def agreement(quantity: pandas.Series, rating: pandas.Series, *, rate: float = 4
     length = max(map(block_length, (x, y)))
     table = _measured(columns, min(length, max(1, len(columns) // _FEWEST_BLOCKS)), _AGREEMENT,
                       replicates, seed)
+    if constant:
+        table.loc["pearson"] = numpy.nan
+        table.loc["concordance", ["low", "high"]] = numpy.nan
     table["lag"] = best / rate
     return table
 
@@ -423,9 +467,15 @@ def label_agreement(labels: Sequence[object] | pandas.Series, ratings: Sequence[
         expected = (shares.sum(axis=1) * shares.sum(axis=2)).sum(axis=1)
         return (agreed - expected) / (1.0 - expected)
 
+    constant = [name for name, series in zip(("label", "rating"), pair) if series[known].nunique() == 1]
+    for name in constant:
+        warnings.warn(f"the {name} is constant", stacklevel=2)
+    _warn_of_short("kappa", (*is_first, *is_second))
     length = max(block_length(series) for series in (*is_first, *is_second))
     table = _measured(cells, length, {"kappa": _Measure(kappa, _towards_one, numpy.tanh)}, replicates,
                       seed)
+    if constant:
+        table[["low", "high"]] = numpy.nan
     confusion = pandas.DataFrame(cells.sum(axis=0).reshape(size, size).astype(int), names, names)
     return LabelAgreement(table, confusion)
 
@@ -474,6 +524,14 @@ def intraclass(ratings: pandas.DataFrame, *, replicates: int = 2000, seed: int =
                         lambda value: _towards_one(value / (whole - (whole - 1) * value)),
                         lambda z: whole * numpy.tanh(z) / (1.0 + (whole - 1) * numpy.tanh(z)))
 
-    names = forms(columns.sum(axis=0)[None])
-    return _measured(columns, max(map(block_length, cells.T)), {name: form(name) for name in names},
-                     replicates, seed)
+    constant = [name for name, values in zip(ratings.columns, cells.T) if _is_constant(values)]
+    for name in constant:
+        warnings.warn(f"the rating {name!r} is constant", stacklevel=2)
+    _warn_of_short("intraclass", cells.T)
+    with numpy.errstate(divide="ignore", invalid="ignore"):
+        names = forms(columns.sum(axis=0)[None])
+    table = _measured(columns, max(map(block_length, cells.T)), {name: form(name) for name in names},
+                      replicates, seed)
+    if raters - len(constant) < 2:
+        table[["low", "high"]] = numpy.nan
+    return table

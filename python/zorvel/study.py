@@ -9,6 +9,7 @@ import json
 import os
 import sys
 import tempfile
+import warnings
 import zipfile
 from collections.abc import Iterable, Iterator, Mapping, Sequence
 from dataclasses import dataclass
@@ -299,6 +300,14 @@ class Study:
         if self._table is not None:
             raise ValueError("the table of an archive has no cycles; a study of its recordings has")
 
+    def _require_scopes(self, wanted: Iterable[str]) -> None:
+        """A name that no recording has is a typing error."""
+        there = {str(scope) for replayed in self._replayed.values() for scope in replayed.scopes["scope"]}
+        for name in wanted:
+            if name not in there:
+                raise ValueError(f'no scope "{name}"; those that there are: '
+                                 f'{", ".join(sorted(there)) or "none"}')
+
     def __len__(self) -> int:
         """How many recordings there are."""
         return len(self._replayed) if self._table is None else int(self._table["recording"].nunique())
@@ -344,6 +353,7 @@ class Study:
         """
         self._require_cycles()
         wanted = None if scopes is None else set(_listed(scopes) if isinstance(scopes, str) else scopes)
+        self._require_scopes(wanted or ())
         frames = []
         for name, replayed in self._replayed.items():
             for person, cycles in replayed.of_person():
@@ -381,13 +391,16 @@ class Study:
         columns recording and seconds, and perhaps person and event, the event's name. Without a person,
         an event is one of everybody in the recording. Intervals of the grid, `rate` a second, begin at
         the event. `baseline`, from when to when since the event, is a span whose mean is subtracted from
-        each quantity; where nothing is known in it, the event's values are NaN.
+        each quantity; where nothing is known in it, the event's values are NaN. A warning says how many
+        epochs the person's cycles do not cover: their mean is one of other people at other offsets.
         """
         self._require_cycles()
         if not before + after > 0.0 or not rate > 0.0:
             raise ValueError("before and after: together must be above 0, as must the rate")
         frames = []
         first, last = round(-before * rate), round(after * rate)
+        begin, end = (min(-before, baseline[0]), max(after, baseline[1])) if baseline else (-before, after)
+        uncovered = 0
         for name, of_recording in self._events(events).groupby("recording", sort=False):
             if name not in self._replayed:
                 raise ValueError(f"events: {name!r} is none of the study's recordings")
@@ -398,7 +411,10 @@ class Study:
                     if not pandas.isna(event.person) and person != event.person:
                         continue
                     since = seconds - event.seconds
-                    places = intervals_of(since, rate) - first
+                    intervals = intervals_of(since, rate)
+                    uncovered += bool(intervals[0] > round(begin * rate) or
+                                      intervals[-1] < round(end * rate) - 1)
+                    places = intervals - first
                     inside = (places >= 0) & (places < last - first)
                     columns = {"offset": numpy.arange(first, last) / rate}
                     for quantity in QUANTITIES:
@@ -410,6 +426,9 @@ class Study:
                         columns[quantity] = means
                     frames.append(pandas.DataFrame({"recording": name, "person": person, "event": event.event,
                                                     "number": event.number, **columns}))
+        if uncovered:
+            warnings.warn(f"{uncovered} of {len(frames)} epochs do not cover {begin:g} to {end:g} s",
+                          stacklevel=2)
         names = ["recording", "person", "event", "number", "offset", *QUANTITIES]
         return Epochs(self._joined(pandas.concat(frames, ignore_index=True) if frames else
                                    pandas.DataFrame(columns=names)))
@@ -417,6 +436,7 @@ class Study:
     def _events(self, events: pandas.DataFrame | str | Sequence[str]) -> pandas.DataFrame:
         if not isinstance(events, pandas.DataFrame):
             wanted = set(_listed(events))
+            self._require_scopes(wanted)
             rows = [{"recording": name, "person": person, "event": scope, "seconds": begin}
                     for name, replayed in self._replayed.items()
                     for person, scope, begin, label in zip(*(replayed.scopes[column].tolist() for column in
@@ -465,7 +485,9 @@ class Study:
         if table == "persons":
             return draw_persons(self.persons(), names, width, grey)
         if table == "scopes":
-            return draw_scopes(self.scopes(), names, scopes, width, grey)
+            frame = self.scopes()
+            self._require_scopes(scopes or ())
+            return draw_scopes(frame, names, scopes, width, grey)
         if table == "timeline":
             return draw_timeline(self.timeline(rate), names, width, grey)
         raise ValueError(f"table: is persons, scopes or timeline, not {table!r}")

@@ -123,6 +123,32 @@ def test_agreement_of_labels_and_raters() -> None:
     assert (table["low"] < table["value"]).all() and (table["value"] < table["high"]).all()
 
 
+def test_series_that_give_no_interval() -> None:
+    random = numpy.random.default_rng(3)
+    moving = statistics_truth.series(random, 300.0, 2.0, 2)
+    flat = pandas.Series(numpy.full(len(moving[0]), 0.1), numpy.arange(len(moving[0])) / 4.0, name="valence")
+    with pytest.warns(UserWarning, match="^the valence is constant$"):
+        table = statistics.agreement(flat, pandas.Series(moving[0], flat.index))
+    assert table["low"].isna().to_dict() == {"concordance": True, "pearson": True, "rmse": False}
+    with pytest.warns(UserWarning, match="^the label is constant$"):
+        kappa = statistics.label_agreement(["up"] * len(flat), moving[0] > 0.0).kappa
+    assert kappa["low"].isna().all()
+    for ratings in ({"a": flat, "b": flat}, {"a": flat, "b": moving[0]}):
+        with pytest.warns(UserWarning, match="^the rating 'a' is constant$"):
+            assert statistics.intraclass(pandas.DataFrame(ratings))["high"].isna().all()
+    whole = ([1] * len(flat), [1] * len(flat))
+    with pytest.warns(UserWarning, match="^the valence is constant$"):
+        row = statistics.difference(conditions(flat, flat, whole), "before", "game", over="time",
+                                    quantities=["valence"]).loc["valence"]
+    assert row["difference"] == 0.0 and row[["low", "high", "p"]].isna().all()
+    # 300 s at 4 values a second are 150 memories of 2 s; 10 s are five.
+    statistics.difference(conditions(moving[0], moving[1], whole), "before", "game", over="time",
+                          quantities=["valence"])
+    with pytest.warns(UserWarning, match="^valence: a series has 40 values, where its memory of"):
+        statistics.difference(conditions(moving[0][:40], moving[1][:40], ([1] * 40, [1] * 40)), "before",
+                              "game", over="time", quantities=["valence"])
+
+
 def test_synchrony_finds_who_follows() -> None:
     random = numpy.random.default_rng(2)
     leading, other = statistics_truth.series(random, 300.0, 2.0, 2)
@@ -228,6 +254,11 @@ def test_epochs_are_locked_to_events(films: list[pathlib.Path]) -> None:
     valence = results["valence"].astype(float)
     own = epochs.each[epochs.each["recording"] == "p02"]
     assert own["valence"].to_numpy() == pytest.approx(valence[40:70] - valence[40:50].mean())
+    # The events are 2 s after the begin of the first film, of two people, and 5 s before the end of the second.
+    with pytest.warns(UserWarning, match="^1 of 3 epochs do not cover -1 to 6 s$"):
+        study.epochs("game", before=1.0, after=6.0)
+    with pytest.warns(UserWarning, match="^2 of 3 epochs do not cover -4 to 1 s$"):
+        study.epochs("game", before=0.0, after=1.0, baseline=(-4.0, 0.0))
     # Of several people, one number each.
     events = pandas.DataFrame({"recording": ["p01", "p01", "p02"], "seconds": [2.0, 3.0, 6.0]})
     epochs = study.epochs(events, before=1.0, after=1.0)
@@ -269,6 +300,9 @@ def test_reads_each_recording_once(films: list[pathlib.Path], tmp_path: pathlib.
     (lambda films: zorvel.Study(films, pandas.DataFrame({"recording": ["p01", "p01"]})), "there twice"),
     (lambda films: zorvel.Study(films, pandas.DataFrame({"recording": ["p01"], "scope": "x"})), r"\['scope'\]"),
     (lambda films: zorvel.Study([films[0], "none.jsonl"]), "none.jsonl: No such file"),
+    (lambda films: zorvel.Study(films).epochs(["game", "Game"], 1.0, 1.0), 'no scope "Game"; .*: game, whole$'),
+    (lambda films: zorvel.Study(films).timeline(scopes=["Game"]), 'no scope "Game"'),
+    (lambda films: zorvel.Study(films).plot("scopes", scopes=["Game"]), 'no scope "Game"'),
 ])
 def test_errors_of_a_study(films: list[pathlib.Path], wrong: Callable[[Any], Any], message: str) -> None:
     with pytest.raises(ValueError, match=message) as error:

@@ -35,19 +35,19 @@ FILES = {
     "film.eaf": elan("smiles", "guest", [(2000, 3000, "")]),
     "speaker.csv": "frame,FaceRectX,FaceScore,Pitch,happiness\n0,1,0.9,3,0.8\n1,1,0.9,3,0.7\n",
 }
-# Films of a minute, in whose second half the children play a game, with what raters made of them.
+# Films of two minutes, in whose second half the children play a game, with what raters made of them.
 for film in range(1, 7):
     def felt(second, film=film):
-        return (second >= 30) / 2 + math.sin(second / 2 + film) / 2 + math.sin(second * film) / 4
+        return (second >= 60) / 2 + math.sin(second / 2 + film) / 2 + math.sin(second * film) / 4
     FILES[f"raw/p0{film}.csv"] = (
         "frame,timestamp,confidence,success,pose_Rx,pose_Ry,pose_Rz,AU06_r,AU12_r,"
         "AU01_r,AU02_r,AU04_r,AU05_r,AU07_r,AU15_r,AU23_r,AU26_r\n" + "".join(
-            f"{frame},{frame / 10},0.9,1,0.1,{(frame < 300) * math.sin(frame / 9 + film) / 2:.4f},0,"
+            f"{frame},{frame / 10},0.9,1,0.1,{(frame < 600) * math.sin(frame / 9 + film) / 2:.4f},0,"
             f"{1.5 + 1.5 * felt(frame / 10):.4f},{1.5 + felt(frame / 10):.4f},"
-            f"0,0,{1 - felt(frame / 10):.4f},0,0,0,0,0\n" for frame in range(600)))
+            f"0,0,{1 - felt(frame / 10):.4f},0,0,0,0,0\n" for frame in range(1200)))
     FILES[f"ratings/p0{film}.csv"] = "seconds,first,second\n" + "".join(
-        f"{half / 2},{felt(half / 2 - 1) / 2:.4f},{felt(half / 2 - 1.5) / 2 + 0.1:.4f}\n" for half in range(120))
-    FILES[f"tiers/p0{film}.eaf"] = elan("phases", "child", [(0, 29999, "before"), (30000, 59000, "game")])
+        f"{half / 2},{felt(half / 2 - 1) / 2:.4f},{felt(half / 2 - 1.5) / 2 + 0.1:.4f}\n" for half in range(240))
+    FILES[f"tiers/p0{film}.eaf"] = elan("phases", "child", [(0, 59999, "before"), (60000, 119000, "game")])
 FILES["participants.csv"] = "recording,robot,age\n" + "".join(
     f"p0{film},{'talks' if film % 2 else 'moves'},{5 + film}\n" for film in range(1, 7))
 SIMULATED = ["meeting.jsonl", "recordings/monday.jsonl", "recordings/tuesday.jsonl"]

@@ -76,6 +76,10 @@ class ElanTest(FolderTest):
         found, told = self.annotated("bids.tsv", BIDS, "--person", "1")
         self.assert_scopes(found, *smiles, (1.5, 1.5, 1, "broad"))
         self.assertEqual(told, 'bids.tsv: warning: tier "frowns": 1 annotation has no time of its own\n')
+        late = "".join(f"{second}\t0.5\tsmiles\n" for second in range(50, 80))
+        found, told = self.annotated("bids.tsv", BIDS.replace("4\tn/a\tfrowns\n", late), "--person", "1")
+        self.assertTrue(told.startswith("bids.tsv: warning: 30 of 33 annotations begin after the end of the "
+                                        "recording: are they another film's?\nbids.tsv: warning: tier "), told)
         found, told = self.annotated("film.eaf", document(), "--tier", "deeds", "--offset", "0.25")
         self.assert_scopes(found, (3, 3.75, 2, "greets & waves"))
         found, told = self.annotated("film.eaf", document(), "--tier", "smiles", "--subject", "guest=2")
@@ -85,6 +89,7 @@ class ElanTest(FolderTest):
     def test_errors_of_raters_files(self):
         entity = '<!DOCTYPE a [<!ENTITY b "c">]>\n'
         unknown = {("smiles", "guest", "free"): [(1, 2, "&b;")]}
+        nobody = {("a", "", "free"): [(1, 4, "nods")], ("b", "", "free"): [(5, 6, "nods")]}
         for file, text, options, message in (
                 ("a.eaf", document(entity, unknown), [], ":2: has a DOCTYPE, which is refused"),
                 ("a.eaf", document(tiers=unknown), [], ": is not XML: undefined entity"),
@@ -95,6 +100,10 @@ class ElanTest(FolderTest):
                                           "--subject guest=N gives one"),
                 ("a.eaf", document(), ["--tier", "x"], 'has no tier "x"; those that it has: "deeds", '),
                 ("a.eaf", document(), ["--subject", "x=1"], 'has no subject "x"; those that it has: "2", '),
+                ("a.eaf", document(tiers=nobody), ["--subject", "x=1"], 'has no subject "x"; those that it has: '
+                                                                        "none; --person says whose they are"),
+                ("a.eaf", document(tiers=nobody), ["--person", "1"], 'tier "b", 2.500 s: overlaps tier "a", '
+                                                                     "1.000 s, which has the same person and"),
                 ("a.eaf", document(), ["--subject", "guest=7"], 'tier "smiles", 1.000 s: person 7 is not in'),
                 ("a.eaf", document(), ["--subject", "guest"], "is neither like guest=3 nor a person's number"),
                 ("a.csv", TABULAR.replace("START", "STOP"), [], ':2: column "Status": "smiles" stops without'),
