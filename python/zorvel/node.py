@@ -287,7 +287,8 @@ class Node:
         try:
             step()
         except (OSError, _zorvel.DataError) as error:
-            self._fault = f"{error}; the record ends there"
+            what = f"{self._record_name}: its reader has gone" if isinstance(error, BrokenPipeError) else error
+            self._fault = f"{what}; the record ends there"
             self._recording = None
             self._warn(self._fault)
 
