@@ -189,7 +189,7 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
         len(persons), {number: ids for number, ids in people.ids().items() if number in persons},
         observations, dict(people.fields),
         dict(source.left_out + people.left_out), sorted(unread),
-        doubts(frame, people.face_frames, people.fields["head_posture"], people.quarter_turns,
+        doubts(frame, people.face_frames, people.fields["head_posture"], people.rolled,
                optical=is_optical, advice=f"Then it is {'a --robot-frame' if is_optical else 'an --optical-frame'}"),
         source.faults)
     if facts.faults:
@@ -197,8 +197,8 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
     return facts
 
 
-def doubts(frame: str, face_frames: Counter[str], postures: int, quarter_turns: Counter[int], *,
-           optical: bool, advice: str) -> list[str]:
+def doubts(frame: str, face_frames: Counter[str], postures: int, rolled: int, *, optical: bool,
+           advice: str) -> list[str]:
     """What looks wrong with the robot's frame, from what People counted; advice where another axis is forward."""
     found = []
     if not face_frames:
@@ -206,8 +206,7 @@ def doubts(frame: str, face_frames: Counter[str], postures: int, quarter_turns: 
     elif not postures:
         told = ", ".join(f"{count} in {parent}" for parent, count in face_frames.most_common(5))
         found.append(f"no posture: is {frame} the robot's frame? Poses of faces were given {told}")
-    turned = quarter_turns[1 if optical else 2]
-    if 2 * turned > postures:
-        how, axis = ("on their side", "x") if optical else ("upside down", "z")
-        found.append(f"{turned} of {postures} heads are {how}: does {frame} have {axis} forward? {advice}")
+    if 2 * rolled > postures:
+        found.append(f"{rolled} of {postures} heads are rolled by more than 45°: "
+                     f"does {frame} have {'x' if optical else 'z'} forward? {advice}")
     return found

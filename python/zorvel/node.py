@@ -54,6 +54,10 @@ class Status:
     values: dict[str, str]
 
 
+def _people(count: int) -> str:
+    return f"{count} {'person' if count == 1 else 'people'}"
+
+
 class Node:
     """The people of one robot: takes its messages, publishes and records their states.
 
@@ -107,7 +111,7 @@ class Node:
         self._topics: dict[int, list[str]] = {}
         self._named: dict[int, list[str]] = {}
         self._cycles, self._persons = 0, set[int]()
-        self._counted: tuple[Counter[str], Counter[str], Counter[int]] = (Counter(), Counter(), Counter())
+        self._counted: tuple[Counter[str], Counter[str], int] = (Counter(), Counter(), 0)
         if of["record"] and not self._fault:
             whole = os.path.abspath(of["record"])
             self._record_name, number = whole, 1
@@ -194,15 +198,17 @@ class Node:
             seconds, self._last_told = max(now - self._last_told, 1e-9), now
             rates = {topic: count / seconds for topic, count in sorted(self._received.items())}
             self._received = Counter(dict.fromkeys(self._received, 0))
-            people, (fields, frames, turns) = self._people, self._counted
-            self._counted = people.fields.copy(), people.face_frames.copy(), people.quarter_turns.copy()
+            people, (fields, frames, rolled) = self._people, self._counted
+            self._counted = people.fields.copy(), people.face_frames.copy(), people.rolled
             since = people.fields - fields
+            is_optical = self._parameters["optical"]
             doubtful = doubts(
                 self._parameters["robot_frame"], people.face_frames - frames, since["head_posture"],
-                people.quarter_turns - turns, optical=self._parameters["optical"],
-                advice=f"Then set the parameter optical to {str(not self._parameters['optical']).lower()}") if since["face_detected"] else []
+                people.rolled - rolled, optical=is_optical,
+                advice=f"Then set the parameter optical to {'false' if is_optical else 'true'}",
+            ) if since["face_detected"] else []
             present = {str(number): ", ".join(names) for number, names in people.present().items()}
-            level, message = 0, f"{len(present)} {'person' if len(present) == 1 else 'people'}"
+            level, message = 0, _people(len(present))
             if self._fault:
                 level, message = 2, self._fault
             elif self._waits:
@@ -296,5 +302,5 @@ class Node:
         if self._recording is not None:
             self._guard(self._recording.close)
         record = self._record_name if self._recording is not None else "none"
-        self._log(f"{self._cycles} cycles of {len(self._persons)} people; record: {record}")
+        self._log(f"{self._cycles} cycles of {_people(len(self._persons))}; record: {record}")
         self._recording = None

@@ -101,7 +101,7 @@ def test_a_pipe_waits_for_its_reader(tmp_path: pathlib.Path, monkeypatch: pytest
     robot.node.close()
     assert len(robot.told) > 15 and len(robot.warnings) == 2
     assert robot.log == [f"robot frame: camera_link, with x forward; record: {tmp_path}/pipe", "person 1: p0",
-                         "20 cycles of 1 people; record: none"]
+                         "20 cycles of 1 person; record: none"]
 
 
 def test_where_states_are_published() -> None:
