@@ -102,7 +102,13 @@ std::optional<Failure> explain(RecordingReader& recording, Explainer& explainer,
                   {name, 0, "", 0});
   };
   if (explained.at && secondsOf(events.now()) < roundUp(*explained.at)) {
-    fail("that is after the end");
+    std::string what = "that is after the end";
+    const Time stamp(*explained.at);  // as other programs give it
+    if (stamp >= events.start() && stamp <= events.now()) {
+      what += fmt::format(", but read as a time since 1970 it is {} s since second 0",
+                          formatSeconds(secondsOf(stamp)));
+    }
+    fail(what);
   }
   if (!explainer.persons().empty()) return std::nullopt;
   try {

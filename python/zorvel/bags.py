@@ -173,7 +173,7 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
             write(people.advance(latest + round(cycle * _SECOND)))
         if recording is None:
             why = "".join(f"\n{fault}" for fault in source.faults)
-            raise _zorvel.DataError(f"{os.fsdecode(bag)}: nobody is in it{why}")
+            raise _zorvel.DataError(f"{os.fsdecode(bag)}: nobody was found in it{why}")
 
     start = source.start or 0
     seconds = (latest - start) / _SECOND
@@ -182,27 +182,31 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
         by_pattern[rep155.topic_pattern(topic)] += count
     unread = {rep155.topic_pattern(topic) for topic, kind in source.topics.items()
               if topic.startswith("/humans/") and not people.takes(topic, kind)}
+    is_optical = optical_frame is not None
     facts = BagFacts(
         seconds, frame, [BagTopic(name, count, count / seconds if seconds > 0.0 else 0.0)
                          for name, count in sorted(by_pattern.items())],
         len(persons), {number: ids for number, ids in people.ids().items() if number in persons},
         observations, dict(people.fields),
         dict(source.left_out + people.left_out), sorted(unread),
-        doubts(frame, people.face_frames, people.fields["head_posture"], people.upside_down), source.faults)
+        doubts(frame, people.face_frames, people.fields["head_posture"], people.rolled,
+               optical=is_optical, advice=f"Then it is {'a --robot-frame' if is_optical else 'an --optical-frame'}"),
+        source.faults)
     if facts.faults:
         raise_with(_zorvel.DataError("\n".join(facts.faults)), facts)
     return facts
 
 
-def doubts(frame: str, face_frames: Counter[str], postures: int, upside_down: int) -> list[str]:
-    """What looks wrong with the robot's frame, from what People counted."""
+def doubts(frame: str, face_frames: Counter[str], postures: int, rolled: int, *, optical: bool,
+           advice: str) -> list[str]:
+    """What looks wrong with the robot's frame, from what People counted; advice where another axis is forward."""
     found = []
     if not face_frames:
         found.append("no posture: no transform in /tf is of a frame face_<id>")
     elif not postures:
         told = ", ".join(f"{count} in {parent}" for parent, count in face_frames.most_common(5))
         found.append(f"no posture: is {frame} the robot's frame? Poses of faces were given {told}")
-    if 2 * upside_down > postures:
-        found.append(f"{upside_down} of {postures} heads are upside down: does {frame} have z forward? "
-                     "Then it is an --optical-frame")
+    if 2 * rolled > postures:
+        found.append(f"{rolled} of {postures} heads are rolled by more than 45°: "
+                     f"does {frame} have {'x' if optical else 'z'} forward? {advice}")
     return found

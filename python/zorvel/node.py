@@ -5,7 +5,10 @@ The programs in `ros/` give a `Node` what rospy or rclpy receives and publish wh
 
 from __future__ import annotations
 
+import contextlib
+import errno
 import os
+import pathlib
 import threading
 import time
 from collections import Counter
@@ -51,29 +54,40 @@ class Status:
     values: dict[str, str]
 
 
+def _people(count: int) -> str:
+    return f"{count} {'person' if count == 1 else 'people'}"
+
+
 class Node:
     """The people of one robot: takes its messages, publishes and records their states.
 
     `clock` is the time of ROS in nanoseconds. It is 0 until there is one, and may be set back: then
-    everybody begins anew. `publish` and `warn` are called under the node's lock. The `parameters` are
-    those of PARAMETERS. The methods may be called from any thread. Throws ValueError for a parameter
-    that cannot be, OSError or DataError for a record that cannot be begun.
+    everybody begins anew. `publish`, `log` and `warn` are called under the node's lock. The `parameters`
+    are those of PARAMETERS. A record may be a pipe: until somebody reads it, the node takes nothing.
+    The methods may be called from any thread. Throws ValueError for a parameter that cannot be, OSError
+    or DataError for a record that cannot be begun.
     """
 
-    def __init__(self, clock: Callable[[], int], publish: Publish, warn: Callable[[str], object],
-                 **parameters: Any) -> None:
-        self._clock, self._publish, self._warn = clock, publish, warn
+    def __init__(self, clock: Callable[[], int], publish: Publish, log: Callable[[str], object],
+                 warn: Callable[[str], object], **parameters: Any) -> None:
+        self._clock, self._publish, self._log, self._warn = clock, publish, log, warn
         self._parameters = {**PARAMETERS, **parameters}
         self._check()
         self._lock = threading.Lock()
         self._latest = 0
+        self._record_name = "none"
         self._recording: _zorvel.Recording | None = None
+        self._waits = False
         self._fault = ""
         self._last_told = time.monotonic()
         self._received: Counter[str] = Counter()
         self.begun = 0
         """How often everybody began anew. Latched messages are to be received again then."""
         self._begin()
+        self._log(f"robot frame: {self._parameters['robot_frame']}, with "
+                  f"{'z' if self._parameters['optical'] else 'x'} forward; record: {self._record_name}")
+        if self._waits:
+            self._warn(self._waiting())
 
     def _check(self) -> None:
         of = self._parameters
@@ -95,13 +109,31 @@ class Node:
         self._graph, self._room = _zorvel.SocialGraph(), _zorvel.Ambiance()
         self._levels: dict[int, Engagement] = {}
         self._topics: dict[int, list[str]] = {}
+        self._named: dict[int, list[str]] = {}
+        self._cycles, self._persons = 0, set[int]()
         self._counted: tuple[Counter[str], Counter[str], int] = (Counter(), Counter(), 0)
         if of["record"] and not self._fault:
-            self._record_name, number = of["record"], 1
+            whole = os.path.abspath(of["record"])
+            self._record_name, number = whole, 1
             while os.path.isfile(self._record_name):  # of this node, or of one before
                 number += 1
-                self._record_name = f"{of['record']}-{number}"
-            self._recording = _zorvel.Recording(self._record_name, "ros")
+                self._record_name = f"{whole}-{number}"
+            self._begin_recording()
+
+    def _begin_recording(self) -> None:
+        """A pipe without a reader is tried again later: its opening would wait, and no signal would end that."""
+        self._waits = False
+        with contextlib.ExitStack() as stack:
+            if pathlib.Path(self._record_name).is_fifo():
+                try:
+                    stack.callback(os.close, os.open(self._record_name, os.O_WRONLY | os.O_NONBLOCK))
+                except OSError as error:
+                    self._waits = error.errno == errno.ENXIO
+            if not self._waits:
+                self._recording = _zorvel.Recording(self._record_name, "ros")
+
+    def _waiting(self) -> str:
+        return f"{self._record_name}: waiting for somebody to read this pipe"
 
     def receive(self, topic: str, message: Any) -> None:
         """Takes a message, of a topic that `People.takes`, at this moment."""
@@ -141,10 +173,15 @@ class Node:
             endings = {"state": "zorvel_msgs/msg/PersonState"}
             if self._parameters["engagement"]:
                 endings[self._parameters["engagement"]] = "hri_msgs/msg/EngagementLevel"
+            present = self._people.present()
+            for number, names in present.items():
+                if names != self._named.get(number):
+                    self._log(f"person {number}: {', '.join(names)}")
+            self._named = present
             self._topics = {
                 number: [f"/humans/faces/{name[5:]}/" if name.startswith("face ") else f"/humans/persons/{name}/"
                          for name in names if _LEGAL.issuperset(name.removeprefix("face "))]
-                for number, names in self._people.present().items()}
+                for number, names in present.items()}
             return {AMBIANCE: "zorvel_msgs/msg/Ambiance",
                     **{topic + ending: kind for topics in self._topics.values() for topic in topics
                        for ending, kind in endings.items()}}
@@ -161,15 +198,21 @@ class Node:
             seconds, self._last_told = max(now - self._last_told, 1e-9), now
             rates = {topic: count / seconds for topic, count in sorted(self._received.items())}
             self._received = Counter(dict.fromkeys(self._received, 0))
-            people, (fields, frames, upside_down) = self._people, self._counted
-            self._counted = people.fields.copy(), people.face_frames.copy(), people.upside_down
+            people, (fields, frames, rolled) = self._people, self._counted
+            self._counted = people.fields.copy(), people.face_frames.copy(), people.rolled
             since = people.fields - fields
-            doubtful = doubts(self._parameters["robot_frame"], people.face_frames - frames, since["head_posture"],
-                              people.upside_down - upside_down) if since["face_detected"] else []
+            is_optical = self._parameters["optical"]
+            doubtful = doubts(
+                self._parameters["robot_frame"], people.face_frames - frames, since["head_posture"],
+                people.rolled - rolled, optical=is_optical,
+                advice=f"Then set the parameter optical to {'false' if is_optical else 'true'}",
+            ) if since["face_detected"] else []
             present = {str(number): ", ".join(names) for number, names in people.present().items()}
-            level, message = 0, f"{len(present)} {'person' if len(present) == 1 else 'people'}"
+            level, message = 0, _people(len(present))
             if self._fault:
                 level, message = 2, self._fault
+            elif self._waits:
+                level, message = 1, self._waiting()
             elif not self._latest:
                 level, message = 1, "the clock has not begun: nothing comes on /clock"
             elif not any(rates.values()):
@@ -178,13 +221,18 @@ class Node:
                 level, message = 1, doubtful[0]
             return Status(level, message, {
                 "robot frame": self._parameters["robot_frame"],
-                "record": self._record_name if self._recording is not None else "none",
+                "record": self._record_name if self._recording is not None or self._waits else "none",
                 **{f"person {number}": names for number, names in present.items()},
                 **{f"{topic}, messages a second": f"{rate:.1f}" for topic, rate in rates.items()},
                 **{f"left out: {reason}": str(count) for reason, count in people.left_out.items()}})
 
     def _now(self) -> int:
-        """The time; 0 before there is one."""
+        """The time; 0 before there is one, or while the record waits."""
+        if self._waits:
+            self._guard(self._begin_recording)
+            if self._waits:
+                return 0
+            self.begun += 1
         now = self._clock()
         if now < self._latest - _SET_BACK:
             self._warn(f"the clock was set back by {(self._latest - now) / _SECOND:.3f} s; everybody begins anew")
@@ -205,6 +253,10 @@ class Node:
 
     def _apply(self, event: _zorvel.Event) -> None:
         person = event.person
+        if event.kind in ("observation", "not_seen"):
+            assert person is not None
+            self._cycles += 1
+            self._persons.add(person)
         if person is None:
             if event.value is None:
                 self._room.movement()
@@ -217,6 +269,7 @@ class Node:
             self._levels.pop(person, None)
         elif event.to is not None:
             self._graph.rename(person, event.to)
+            self._persons.discard(person)
             self._levels.pop(person, None)
         elif event.fields is not None:
             self._tell(event.time, self._graph.update(person, event.fields))
@@ -240,11 +293,14 @@ class Node:
         try:
             step()
         except (OSError, _zorvel.DataError) as error:
-            self._fault = f"{error}; the record ends there"
+            what = f"{self._record_name}: its reader has gone" if isinstance(error, BrokenPipeError) else error
+            self._fault = f"{what}; the record ends there"
             self._recording = None
             self._warn(self._fault)
 
     def _end_recording(self) -> None:
         if self._recording is not None:
             self._guard(self._recording.close)
-            self._recording = None
+        record = self._record_name if self._recording is not None else "none"
+        self._log(f"{self._cycles} cycles of {_people(len(self._persons))}; record: {record}")
+        self._recording = None

@@ -504,8 +504,8 @@ class People:
         """How many poses of faces were given in each frame."""
         self.fields: Counter[str] = Counter()
         """How many observations have each field."""
-        self.upside_down = 0
-        """In how many of these the head is upside down, as in a frame whose z is forward."""
+        self.rolled = 0
+        """In how many of these the head is rolled by more than 45 degrees, as where another axis is forward."""
 
     @staticmethod
     def takes(topic: str, kind: str) -> bool:
@@ -761,7 +761,7 @@ class People:
         if faces:
             held["face_detected"] = Reading(True, moment(time))
         if "head_posture" in held:
-            self.upside_down += abs(values["head_posture"].value[2]) > 90.0
+            self.rolled += abs(values["head_posture"].value[2]) > 45.0
         self.fields.update(held.keys())
         return Observation(time=moment(time), **held)
 

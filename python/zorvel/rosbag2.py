@@ -98,6 +98,9 @@ class Bag:
                     raw = self._of_mcap(file, stream, takes)
                 elif magic == b"SQLite format 3\0":
                     raw = self._of_sqlite(file, takes)
+                elif magic.startswith(b"#ROSBAG V"):
+                    self._fault(f"{file}: a bag of ROS 1: play it to a node with the parameter record")
+                    continue
                 else:
                     self._fault(f"{file}: offset 0: neither SQLite nor MCAP begins like this")
                     continue

@@ -82,6 +82,8 @@ def test_the_robots_frame(tmp_path: pathlib.Path) -> None:
         "/tf: 10 messages, 11.1 a second"]
     posture = lines(output)[1]["headPosture"]
     assert [posture[angle] for angle in ("yaw", "pitch", "roll")] == pytest.approx([0, 0, 0])
+    bag.write_bytes(b"#ROSBAG V2.0\n")
+    assert f"{bag}: a bag of ROS 1: play it to a node" in command(bag, "-o", output).stderr
 
 
 def test_what_is_left_of_a_damaged_bag_is_read(tmp_path: pathlib.Path) -> None:

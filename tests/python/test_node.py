@@ -1,6 +1,7 @@
 """The node without ROS: a clock and messages that a test gives, and what comes of them."""
 
 import math
+import os
 import pathlib
 import sys
 from collections.abc import Iterable
@@ -23,9 +24,10 @@ class Robot:
     def __init__(self, **parameters: Any) -> None:
         self.now = 0
         self.told: list[tuple[str, int, Any]] = []
+        self.log: list[str] = []
         self.warnings: list[str] = []
         self.node = Node(lambda: self.now, lambda topic, _, time, values: self.told.append((topic, time, values)),
-                         self.warnings.append, **{"robot_frame": "camera_link", **parameters})
+                         self.log.append, self.warnings.append, **{"robot_frame": "camera_link", **parameters})
 
     def play(self, messages: Iterable[maker.Message], back: int = 0) -> None:
         for message in messages:
@@ -83,6 +85,25 @@ def test_a_clock_that_is_set_back(tmp_path: pathlib.Path) -> None:
         *replayed(tmp_path / "record", 1), *replayed(tmp_path / "record-3", 1)]
 
 
+def test_a_pipe_waits_for_its_reader(tmp_path: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.chdir(tmp_path)
+    os.mkfifo("pipe")
+    robot = Robot(record="pipe")
+    robot.play(maker.scene(1.0, 1))
+    waiting = f"{tmp_path}/pipe: waiting for somebody to read this pipe"
+    assert robot.warnings == [waiting] == [robot.node.diagnose().message] and not robot.told
+    reader = os.open("pipe", os.O_RDONLY | os.O_NONBLOCK)
+    robot.play(maker.scene(1.0, 1))
+    lines = os.read(reader, 1 << 16).splitlines()
+    assert robot.node.begun == 1 and len(lines) > len(robot.told) > 5  # each line at once
+    os.close(reader)
+    robot.play(maker.scene(2.0, 1))
+    robot.node.close()
+    assert len(robot.told) > 15 and len(robot.warnings) == 2
+    assert robot.log == [f"robot frame: camera_link, with x forward; record: {tmp_path}/pipe", "person 1: p0",
+                         "20 cycles of 1 person; record: none"]
+
+
 def test_where_states_are_published() -> None:
     robot = Robot(engagement="level")
 
@@ -124,6 +145,9 @@ def test_the_room_and_troubles() -> None:
     robot.node.activity(0.05)  # times ten, a fifth of the way; the movement adds 0.04
     robot.node.advance()
     assert robot.told[-1] == (AMBIANCE, robot.now, {"agitation": pytest.approx(0.14), "calm": pytest.approx(0.86)})
+    robot = Robot(optical=True)
+    robot.play(maker.scene(2.0, 1))
+    assert "does camera_link have x forward? Then set the parameter optical to false" in robot.node.diagnose().message
     robot = Robot(record="/dev/full")  # states go on without it
     robot.play(maker.scene(2.0, 1))
     assert len(robot.told) > 15 and len(robot.warnings) == 1 and robot.node.diagnose().level == 2

@@ -213,5 +213,8 @@ class ExplainTest(unittest.TestCase):
                                                        status=1))
         self.assertIn("is after the end; the recording is 59.9", run("explain", self.recording, "--at",
                                                                      "99", status=1))
+        stamped = lines(*({**angry, "time": (1_795_767_322 + at) * 10**9} for at in (0, 8)))
+        self.assertIn("end, but read as a time since 1970 it is 6.500 s since second 0; the recording is 8",
+                      tool.run("explain", "-", "--at", "1795767328.5", input=stamped).stderr)
         self.assertIn("neither seconds nor", run("explain", self.recording, "--at", "1:60",
                                                  status=2))

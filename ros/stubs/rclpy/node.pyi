@@ -9,6 +9,7 @@ from rclpy.subscription import Subscription
 from rclpy.timer import Timer
 
 class Logger:
+    def info(self, message: str) -> bool: ...
     def warning(self, message: str) -> bool: ...
 
 class TopicEndpointInfo:

@@ -39,7 +39,7 @@ class Shell:
         parameters = {name: self.ros.declare_parameter(name, default).value
                       for name, default in PARAMETERS.items()}
         self.node = Node(lambda: self.ros.get_clock().now().nanoseconds, self.publish,
-                         self.ros.get_logger().warning, **parameters)
+                         self.ros.get_logger().info, self.ros.get_logger().warning, **parameters)
         self.diagnostics = self.ros.create_publisher(DiagnosticArray, "/diagnostics", 10)
         self.ros.create_subscription(Empty, "~/movement", lambda _: self.node.movement(), QUEUE)
         self.ros.create_subscription(

@@ -35,7 +35,8 @@ class Shell:
         self.subscribers: dict[str, Any] = {}
         self.begun = self.dropped = 0
         parameters = {name: rospy.get_param("~" + name, default) for name, default in PARAMETERS.items()}
-        self.node = Node(lambda: int(rospy.get_rostime().to_nsec()), self.publish, rospy.logwarn, **parameters)
+        self.node = Node(lambda: int(rospy.get_rostime().to_nsec()), self.publish, rospy.loginfo,
+                         rospy.logwarn, **parameters)
         self.diagnostics = rospy.Publisher("/diagnostics", DiagnosticArray, queue_size=10)
         self.of_room = (rospy.Subscriber("~movement", Empty, lambda _: self.node.movement()),
                         rospy.Subscriber("~activity", Float32, lambda message: self.node.activity(message.data)))
