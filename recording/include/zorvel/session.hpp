@@ -65,7 +65,7 @@ ZV_API std::optional<SessionState> loadSession(const std::string& file);
 /// Thread safety: one thread at a time.
 class ZV_API SessionRecording {
  public:
-  using Time = ku::SystemClock::time_point;
+  using Time = ku::SystemClock::time_point;  ///< nanoseconds since the epoch
 
   /// Begins the file, which must not be there or be empty. `source` says what was recorded. Throws
   /// std::runtime_error when the file cannot be written.
