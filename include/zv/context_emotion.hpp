@@ -9,14 +9,13 @@ namespace ZV {
 ///
 /// Thread safety: that of a plain value.
 struct ContextEmotion {
-  /// An emotion, and for how many seconds it weighs; unchecked.
+  /// An emotion and its duration; unchecked.
   ContextEmotion(std::int32_t emotion_, float duration_) : emotion(emotion_), duration(duration_) {}
 
-  /// The valence that the situation pulls towards, by sign and size; the valence itself stays
-  /// within [-1, 1].
+  /// The target of the pull: 1 positive, -1 negative. Larger numbers pull further in a cycle; the
+  /// valence itself stays within [-1, 1].
   std::int32_t emotion;
-  /// For how long it weighs, in seconds: at this age its weight is one half. It is remembered for
-  /// 20 s at most.
+  /// The age at which its weight is one half, in seconds. It is remembered for 20 s at most.
   float duration;
 };
 

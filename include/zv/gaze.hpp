@@ -3,7 +3,8 @@
 
 namespace ZV {
 
-/// Where a person looks, in degrees; (0, 0) is at the robot.
+/// Where a person looks, in degrees; (0, 0) is at the robot. Either side may be positive, always
+/// the same one: of the mean of those remembered, only the size counts.
 ///
 /// Thread safety: that of a plain value.
 struct Gaze {

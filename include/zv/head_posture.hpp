@@ -7,7 +7,9 @@
 
 namespace ZV {
 
-/// Where a head is turned, in degrees. A positive pitch is up, a negative yaw is left.
+/// Where a head is turned, in degrees, from straight at the robot. A positive pitch is up; a
+/// negative yaw is towards the person's own left; a positive roll is towards the person's own left
+/// shoulder.
 ///
 /// Thread safety: that of a plain value.
 class ZV_API HeadPosture {
@@ -23,9 +25,9 @@ class ZV_API HeadPosture {
   /// Angles in degrees, of any size.
   HeadPosture(float yaw, float pitch, float roll);
 
-  float yaw() const { return _yaw; }      ///< to the side, in degrees; negative is left
+  float yaw() const { return _yaw; }      ///< in degrees; negative to the person's own left
   float pitch() const { return _pitch; }  ///< up or down, in degrees; positive is up
-  float roll() const { return _roll; }    ///< towards a shoulder, in degrees
+  float roll() const { return _roll; }    ///< in degrees; positive to the own left shoulder
 
   /// Replaces the yaw, in degrees.
   void setYaw(float yaw) { _yaw = yaw; }

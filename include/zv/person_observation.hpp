@@ -36,9 +36,11 @@ struct PersonObservation {
   Field<float> distance;
   /// Where the eyes look, as seen from the robot.
   Field<Gaze> gaze;
-  /// How much the face smiles.
+  /// How much the face smiles. Without expressions a smile counts as neutral, and one of 0 as
+  /// negative: a perception without expressions leaves both out.
   Field<Smile> smile;
-  /// What the face shows.
+  /// What the face shows. All at 0 without a smile counts as negative: what was not perceived is
+  /// left out, not set to 0.
   Field<Expressions> expressions;
   /// Where the head is turned, as seen from the robot.
   Field<HeadPosture> headPosture;

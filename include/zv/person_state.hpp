@@ -83,8 +83,8 @@ class ZV_API PersonState {
   /// for valence or attention.
   float headHeight() const;
 
-  /// How often faces are analysed, kept for the host; the estimator does not read it. In hertz by
-  /// convention, unchecked.
+  /// Keeps how often faces are analysed, in hertz by convention, unchecked. Nothing depends on it:
+  /// the estimator does not read it.
   void setFrequencyFace(float frequency);
   /// The same for gazes.
   void setFrequencyGaze(float frequency);
@@ -106,8 +106,8 @@ class ZV_API PersonState {
   /// update and is passed on as it is; the forces stay done, including the one just reported.
   void setForceObserver(const ForceObserver& observer);
 
-  /// Moves the state one cycle on, after the observation was filed into the memory and the
-  /// body-language state was updated.
+  /// For Person::update: moves the state one cycle on, after the observation was filed into the
+  /// memory and the body-language state was updated.
   ///
   /// Throws what reading the clock throws, and std::range_error "The ShortTermMemory is empty."
   /// when the last sample of a channel grows too old in the middle of its step. In the steps on
@@ -121,7 +121,7 @@ class ZV_API PersonState {
   /// A playful paragraph on the state, for people to read; UTF-8, several lines.
   std::string emotionLogMessage() const;
 
-  /// Sets the smoothed valence, clamped to [-1, 1].
+  /// Sets the smoothed valence, clamped to [-1, 1]; hosts leave that to updates.
   void _setValence(float valence);
 
   /// The shared record, for the library's own modules.

@@ -14,9 +14,8 @@
 namespace ZV {
 
 /// Everything that the library knows of a person, as plain values: what Person::save gives, to be
-/// kept over a restart. A person made from it goes on as the saved one would have, to the bit. All
-/// times stay what they are, so what is remembered has aged by the time in between, as if nobody
-/// had been seen.
+/// kept over a restart. A person made from it goes on as the saved one would have, to the bit.
+/// Valence and confidences stay as they were; only the remembered readings age in between.
 ///
 /// What the host set is not in it: the observer of forces and the two frequencies.
 ///

@@ -122,7 +122,8 @@ typedef struct zv_count_reading {
   float confidence;  ///< in [0, 1]
 } zv_count_reading;
 
-/// Where the eyes look; (0, 0) is at the robot.
+/// Where the eyes look; (0, 0) is at the robot. Either side may be positive, always the same one:
+/// of the mean of those remembered, only the size counts.
 typedef struct zv_gaze_reading {
   int64_t time;  ///< when it was read
   float yaw;     ///< to the side, in degrees
@@ -132,9 +133,9 @@ typedef struct zv_gaze_reading {
 /// Where the head is turned; (0, 0, 0) is straight at the robot.
 typedef struct zv_head_posture_reading {
   int64_t time;  ///< when it was read
-  float yaw;     ///< to the side, in degrees; negative is left
+  float yaw;     ///< to the side, in degrees; negative is the person's own left
   float pitch;   ///< up or down, in degrees; positive is up
-  float roll;    ///< towards a shoulder, in degrees
+  float roll;    ///< in degrees; positive towards the person's own left shoulder
 } zv_head_posture_reading;
 
 /// How much there is of an emotion.
@@ -173,8 +174,8 @@ typedef struct zv_facial_points_reading {
 /// An emotion imposed by the situation, such as a game that was won.
 typedef struct zv_context_reading {
   int64_t time;     ///< when it began
-  int32_t emotion;  ///< what the valence is pulled towards, by sign and size
-  float duration;   ///< for how long it weighs, in seconds
+  int32_t emotion;  ///< the target of the pull: 1 positive, -1 negative; larger pulls further
+  float duration;   ///< the age at which its weight is one half, in seconds
 } zv_context_reading;
 
 /// What was perceived of one person in one perception cycle. Each reading carries its own time, and

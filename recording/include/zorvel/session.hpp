@@ -53,7 +53,9 @@ ZV_API std::optional<SessionState> loadSession(const std::string& file);
 /// whole up to its last line whatever ends the process.
 ///
 /// A replay of it gives the host's states to the bit where the clock read `time` during the whole
-/// update, as under a ku::SimulatedClock; else ages differ by what the update took.
+/// update, as under a ku::SimulatedClock; else ages differ by what the update took. After
+/// ZV::ObservationGuard reported `clockSetBack`, begin a new recording: the clock of a replay never
+/// runs backwards.
 ///
 /// Each function appends one line, for what happened at `time`, which lies within 2^62 ns of the
 /// epoch. It throws std::invalid_argument for what a recording cannot hold, such as a number that
@@ -63,7 +65,7 @@ ZV_API std::optional<SessionState> loadSession(const std::string& file);
 /// Thread safety: one thread at a time.
 class ZV_API SessionRecording {
  public:
-  using Time = ku::SystemClock::time_point;
+  using Time = ku::SystemClock::time_point;  ///< nanoseconds since the epoch
 
   /// Begins the file, which must not be there or be empty. `source` says what was recorded. Throws
   /// std::runtime_error when the file cannot be written.
