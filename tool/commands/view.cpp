@@ -167,7 +167,7 @@ std::string cameraFolder() {
 
 void addView(Command tool) {
   Command command = tool.addSubcommand(
-      "view", "Show the people of the moment on a live page",
+      "view", "Show people's states on a live page",
       R"(Serves a page with everybody's valence, attention, ease and mood, and why they move. Lines of a
 recording come in on standard input, unless that is a terminal, and over WebSocket at /events, from
 any number of programs. They are all played together, each at the moment it arrives; the time in a
