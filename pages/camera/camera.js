@@ -160,10 +160,11 @@ export class Camera {
     this.frameRequest = stageVideo.requestVideoFrameCallback((now, { captureTime }) => {
       ++this.frames;
       this.lastFrameAt = performance.now();
-      this.newest?.picture.close();
-      this.newest = { picture: new VideoFrame(stageVideo), takenAt: captureTime ?? now };
-      this.wake();
       this.listen();
+      const picture = new VideoFrame(stageVideo);
+      this.newest?.picture.close();
+      this.newest = { picture, takenAt: captureTime ?? now };
+      this.wake();
     });
   }
 
