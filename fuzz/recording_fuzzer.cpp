@@ -22,23 +22,17 @@ using zorvel::fuzz::require;
 namespace zorvel {
 namespace {
 
-std::string writtenLine(const Event& event) {
-  fmt::memory_buffer text;
-  appendEvent(text, event);
-  return fmt::to_string(text);
-}
-
 void readAndWriteAll(const MemoryFile& file) {
   RecordingReader recording(file.path());
   while (true) {
     try {
       const auto event = recording.next();
       if (!event) return;
-      const std::string line = writtenLine(*event);
+      const std::string line = eventLine(*event);
       const MemoryFile copy(reinterpret_cast<const std::uint8_t*>(line.data()), line.size());
       const auto again = RecordingReader(copy.path()).next();
       require(again && again->time == event->time, "a written line lost its time");
-      require(writtenLine(*again) == line, "a written line changed when it was read");
+      require(eventLine(*again) == line, "a written line changed when it was read");
     } catch (const BadLine&) {  // the lines after it can still be read
     } catch (const Failure&) {  // UTF-16
       return;

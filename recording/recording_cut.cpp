@@ -66,9 +66,7 @@ bool RecordingCut::join(Event& event) {
     throw Failure(lines.place() + error.what(), {lines.name(), lines.lineNumber(), "person", 0});
   }
   if (idsOf(event) == old) return true;
-  fmt::memory_buffer line;
-  appendEvent(line, event);
-  _line.bytes = fmt::to_string(line);
+  _line.bytes = eventLine(event);
   if (!lines.isWhole()) _line.bytes.pop_back();
   return true;
 }

@@ -86,4 +86,10 @@ void appendEvent(fmt::memory_buffer& text, const Event& event) {
   line.finish();
 }
 
+std::string eventLine(const Event& event) {
+  fmt::memory_buffer text;
+  appendEvent(text, event);
+  return fmt::to_string(text);
+}
+
 }  // namespace zorvel

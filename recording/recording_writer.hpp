@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "recording/event.hpp"
@@ -20,6 +21,7 @@ void appendHeader(fmt::memory_buffer& text, std::optional<std::string_view> sour
 
 /// An event. A field's time is written only where it differs from the event's.
 void appendEvent(fmt::memory_buffer& text, const Event& event);
+std::string eventLine(const Event& event);
 
 }  // namespace zorvel
 

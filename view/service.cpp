@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <limits>
 #include <utility>
 
 #include "playback/row_line.hpp"
@@ -12,20 +11,13 @@
 #include "recording/json_writer.hpp"
 #include "recording/recording_writer.hpp"
 #include "recording/state_file.hpp"
-#include "view/token.hpp"
 
 namespace zorvel {
 namespace {
 
 constexpr std::string_view source = "zorvel view";
 
-constexpr Time::duration keptTime = boost::chrono::seconds(60);
 constexpr std::chrono::seconds stateInterval{60};
-constexpr std::size_t keptBytes = std::size_t{64} << 20;
-
-// The first id for people of pages, beyond those that a perception is likely to use.
-constexpr std::int32_t firstGranted = 1'000'000;
-constexpr std::int32_t mostGranted = 1'000;
 // A sender without a sign of life for longer loses its ids; it gets a ping every second.
 constexpr std::chrono::seconds longestSilence{3};
 
@@ -38,12 +30,6 @@ std::string rowLine(Time time, const Row& row, Forces forces) {
 std::string header() {
   fmt::memory_buffer text;
   appendHeader(text, source);
-  return fmt::to_string(text);
-}
-
-std::string eventLine(const Event& event) {
-  fmt::memory_buffer text;
-  appendEvent(text, event);
   return fmt::to_string(text);
 }
 
@@ -65,8 +51,6 @@ void Service::beginAnew() {
   _newest.room.clear();
   _recordLines = 0;
   _lastMinute.clear();
-  _lastMinuteBytes = 0;
-  _beforeLastMinute.reset();
   _playback.emplace(
       _options.live, [this](const std::string& text) { say("warning: " + text); },
       [this](const Event& event) { played(event); });
@@ -155,7 +139,7 @@ bool Service::receive(Sender& sender, std::string line) {
   try {
     ++sender.unreadableLines;
     if (line.find("\"request\"") != std::string::npos) {
-      if (const auto answer = answerRequest(sender, line); !answer.empty()) {
+      if (const auto answer = _ids.answerRequest(sender, line, _newest); !answer.empty()) {
         sender.unreadableLines = 0;
         sender.answers.add(answer);
         return true;
@@ -166,7 +150,7 @@ bool Service::receive(Sender& sender, std::string line) {
     auto event = sender.events.read(line);
     sender.unreadableLines = 0;
     if (!event) return true;
-    requireOwn(sender, *event);
+    _ids.requireOwn(sender, *event);
     event->time = _clock.now();
     const Row row = _playback->play(*event, _recordLines + 1);
     ++_events;
@@ -180,21 +164,16 @@ bool Service::receive(Sender& sender, std::string line) {
 
 /// Keeps what was played, and reports people who are removed.
 void Service::played(const Event& event) {
-  auto line = std::make_shared<const std::string>(eventLine(event));
+  std::string line = eventLine(event);
   ++_recordLines;
   if (_record) {
     try {
-      _record->append(*line);
+      _record->append(line);
     } catch (const Failure& failure) {
       endRecord(failure);
     }
   }
-  _lastMinuteBytes += line->size();
-  _lastMinute.emplace_back(event.time, std::move(line));
-  while (between(_lastMinute.front().first, event.time) > keptTime ||
-         _lastMinuteBytes > keptBytes) {
-    dropFromLastMinute();
-  }
+  _lastMinute.add(event.time, std::move(line));
   if (const auto* const restore = std::get_if<Restore>(&event.what)) show(event.time, *restore);
   const auto person = personOf(event);
   if (!person) return;
@@ -209,19 +188,8 @@ void Service::played(const Event& event) {
   }
 }
 
-/// Moves the oldest line to what was before the last minute.
-void Service::dropFromLastMinute() {
-  std::string line = *_lastMinute.front().second;
-  _lastMinuteBytes -= line.size();
-  _lastMinute.pop_front();
-  if (!_beforeLastMinute) _beforeLastMinute.emplace(Forces::Unwatched);
-  if (const auto event = EventReader(MissingTime::Error).read(line)) {
-    _beforeLastMinute->play(*event);
-  }
-}
-
 void Service::remove(std::int64_t person, Time time) {
-  _owners.erase(static_cast<std::int32_t>(person));
+  _ids.release(static_cast<std::int32_t>(person));
   if (_newest.people.erase(person) == 0) return;
   const auto line = jsonLine([&](JsonLineWriter& json) {
     json.member("time", time);
@@ -269,96 +237,11 @@ void Service::show(Time time, const Restore& restore) {
   }
   show(time, row, rowLine(time, row, Forces::Unwatched));
 }
-void Service::requireOwn(const Sender& sender, const Event& event) {
-  if (const auto person = personOf(event)) requireOwn(sender, *person);
-  if (const auto* rename = std::get_if<Rename>(&event.what)) requireOwn(sender, rename->to);
-}
-
-/// An id belongs to the sender that uses it first, until that sender or the person leaves.
-void Service::requireOwn(const Sender& sender, std::int32_t person) {
-  const auto range = std::find_if(_ranges.begin(), _ranges.end(), [&](const Range& each) {
-    return person >= each.first && person - each.first < each.count;
-  });
-  const Sender* const owner =
-      range != _ranges.end() ? range->owner : _owners.try_emplace(person, &sender).first->second;
-  if (owner != &sender) {
-    throw Failure(fmt::format("person {} belongs to {}", person, owner->name));
-  }
-}
 
 void Service::leave(Sender& sender) {
   _senders.erase(std::remove(_senders.begin(), _senders.end(), &sender), _senders.end());
   if (_sender == &sender) _sender = nullptr;
-  disown(sender);
-}
-
-void Service::disown(const Sender& sender) {
-  for (auto owned = _owners.begin(); owned != _owners.end();) {
-    owned = owned->second == &sender ? _owners.erase(owned) : std::next(owned);
-  }
-  dropRanges(sender);
-}
-
-void Service::dropRanges(const Sender& sender) {
-  const auto isOwn = [&sender](const Range& range) { return range.owner == &sender; };
-  _ranges.erase(std::remove_if(_ranges.begin(), _ranges.end(), isOwn), _ranges.end());
-}
-
-/// Whether none of its ids belongs to anybody.
-bool Service::isFree(const Range& range) const {
-  const auto owned = _owners.lower_bound(range.first);
-  if (owned != _owners.end() && owned->first - range.first < range.count) return false;
-  return std::none_of(_ranges.begin(), _ranges.end(), [&range](const Range& other) {
-    return range.first < other.first + other.count && other.first < range.first + range.count;
-  });
-}
-
-/// Gives the sender ids of its own: the ones it had before, if they are free now or if the key
-/// shows that they are its own.
-std::string Service::grantPeople(const Sender& sender, std::int32_t count,
-                                 std::optional<std::int32_t> before, std::string_view key) {
-  const auto known = std::find_if(_ranges.begin(), _ranges.end(), [&](const Range& range) {
-    return range.first == before && range.count == count && range.key == key;
-  });
-  if (known != _ranges.end()) disown(*known->owner);
-  dropRanges(sender);
-  Range range{before.value_or(firstGranted), count, &sender, newToken()};
-  if (!before || !isFree(range)) {
-    const auto isTaken = [&] {
-      const auto present = _newest.people.lower_bound(range.first);
-      return !isFree(range) ||
-             (present != _newest.people.end() && present->first - range.first < range.count);
-    };
-    for (range.first = firstGranted; isTaken();) range.first += count;
-  }
-  _ranges.push_back(range);
-  return jsonLine([&](JsonLineWriter& json) {
-    json.object("people", [&] {
-      json.member("first", range.first);
-      json.member("count", range.count);
-      json.member("key", range.key);
-    });
-  });
-}
-
-/// The answer; empty when the line is not a request.
-std::string Service::answerRequest(const Sender& sender, std::string line) {
-  JsonLine json;
-  JsonObject object(json.parse(line));
-  const auto request = object.find("request");
-  if (!request) return "";
-  if (request->text() != "people") request->fail("must be people");
-  const auto count = object.get("count").integer(1, mostGranted);
-  const auto first = object.find("first");
-  std::optional<std::int32_t> before;
-  if (first) {
-    before = static_cast<std::int32_t>(
-        first->integer(firstGranted, std::numeric_limits<std::int32_t>::max() - mostGranted));
-  }
-  const auto key = object.find("key");
-  const std::string_view keyText = key ? key->text() : "";
-  object.finish();
-  return grantPeople(sender, static_cast<std::int32_t>(count), before, keyText);
+  _ids.release(sender);
 }
 
 void Service::refuse(Sender& sender, const std::string& error) {
@@ -418,7 +301,7 @@ void Service::tick() {
   const auto now = std::chrono::steady_clock::now();
   if (now - _stateSaved >= stateInterval) saveState();
   for (const Sender* const sender : _senders) {
-    if (now - longestSilence > sender->lastSign) disown(*sender);
+    if (now - longestSilence > sender->lastSign) _ids.release(*sender);
   }
   for (Page* const page : _pages) {
     page->wantsStatus = true;
@@ -427,21 +310,7 @@ void Service::tick() {
 }
 
 std::vector<std::shared_ptr<const std::string>> Service::lastMinute() const {
-  std::vector<std::shared_ptr<const std::string>> lines;
-  lines.reserve(_lastMinute.size() + 1);
-  lines.push_back(std::make_shared<const std::string>(header()));
-  if (_beforeLastMinute) {
-    for (Restore& restore : _beforeLastMinute->save()) {
-      try {
-        const Event event{_lastMinute.front().first, std::move(restore)};
-        lines.push_back(std::make_shared<const std::string>(eventLine(event)));
-      } catch (const Failure& failure) {
-        _options.errors.say(failure.what());  // the lines begin without that state
-      }
-    }
-  }
-  for (const auto& [time, line] : _lastMinute) lines.push_back(line);
-  return lines;
+  return _lastMinute.recording(header(), _options.errors);
 }
 
 }  // namespace zorvel

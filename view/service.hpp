@@ -3,22 +3,21 @@
 
 #include <chrono>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <ku/clock.hpp>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "playback/live_playback.hpp"
 #include "recording/failure.hpp"
 #include "recording/record_file.hpp"
 #include "recording/standard_error.hpp"
+#include "view/last_minute.hpp"
 #include "view/peers.hpp"
+#include "view/person_ids.hpp"
 
 namespace zorvel {
 
@@ -99,14 +98,6 @@ class Service {
   const LivePlayback& playback() const { return *_playback; }
 
  private:
-  struct Range {
-    std::int32_t first;
-    std::int32_t count;
-    const Sender* owner;
-    /// A sender that has it may take the range over.
-    std::string key;
-  };
-
   void setClock();
   void beginAnew();
   void beginRecord();
@@ -116,15 +107,6 @@ class Service {
   void publish(Time time, const Row& row);
   void show(Time time, const Row& row, const std::string& line);
   void show(Time time, const Restore& restore);
-  void dropFromLastMinute();
-  void requireOwn(const Sender& sender, const Event& event);
-  void requireOwn(const Sender& sender, std::int32_t person);
-  void disown(const Sender& sender);
-  void dropRanges(const Sender& sender);
-  bool isFree(const Range& range) const;
-  std::string grantPeople(const Sender& sender, std::int32_t count,
-                          std::optional<std::int32_t> before, std::string_view key);
-  std::string answerRequest(const Sender& sender, std::string line);
   void refuse(Sender& sender, const std::string& error);
   void say(const std::string& text);
   /// The key is its name in the status, in /health or, with a prefix, in the metrics.
@@ -155,19 +137,13 @@ class Service {
   std::uint64_t _recordLines = 0;
   std::string _recordFailure;
   std::string _outputFailure;
-  /// Shared, as sending them may take long.
-  std::deque<std::pair<Time, std::shared_ptr<const std::string>>> _lastMinute;
-  std::size_t _lastMinuteBytes = 0;
-  /// What was before the last minute; none while that is everything.
-  std::optional<ClockedPlayback> _beforeLastMinute;
+  LastMinute _lastMinute;
 
   std::string _stateName;  // empty for no file
   std::string _stateFailure;
   std::chrono::steady_clock::time_point _stateSaved;
 
-  std::map<std::int32_t, const Sender*> _owners;
-  std::vector<Range> _ranges;
-
+  PersonIds _ids;
   std::vector<Sender*> _senders;
   std::vector<Page*> _pages;
   Newest _newest;

@@ -119,9 +119,7 @@ void send(const SendOptions& options) {
       });
   std::set<std::int32_t> people;
   const auto write = [&](const Event& event) {
-    fmt::memory_buffer text;
-    appendEvent(text, event);
-    service.send(fmt::to_string(text), recording.lines().lineNumber());
+    service.send(eventLine(event), recording.lines().lineNumber());
   };
   std::string failure;
   try {
