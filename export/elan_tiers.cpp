@@ -181,14 +181,11 @@ std::vector<ElanTiers::Tier> ElanTiers::tiers(std::size_t& leftOut) const {
   return all;
 }
 
-std::size_t ElanTiers::write(fmt::memory_buffer& text, Time secondZero, const std::string& film,
-                             const std::string& output) const {
-  std::size_t leftOut = 0;
-  const std::vector<Tier> all = tiers(leftOut);
-  // By time; at one time, ends come before starts.
+/// By time; at one time, ends come before starts.
+ElanTiers::TimeSlots ElanTiers::timeSlots(const std::vector<Tier>& tiers) {
   std::vector<std::tuple<std::int64_t, bool, std::size_t>> edges;
   std::size_t count = 0;
-  for (const Tier& tier : all) {
+  for (const Tier& tier : tiers) {
     for (const Annotation& annotation : tier.annotations) {
       if (annotation.end > std::numeric_limits<std::uint32_t>::max()) {
         throw Failure("the recording is too long for ELAN, whose time ends after 49 days");
@@ -199,11 +196,20 @@ std::size_t ElanTiers::write(fmt::memory_buffer& text, Time secondZero, const st
     }
   }
   std::sort(edges.begin(), edges.end());
-  std::vector<std::array<std::size_t, 2>> slots(count);
-  for (std::size_t slot = 0; slot < edges.size(); ++slot) {
-    const auto& [time, isBegin, annotation] = edges[slot];
-    slots[annotation][isBegin ? 0 : 1] = slot + 1;
+  TimeSlots slots;
+  slots.ofAnnotations.resize(count);
+  for (const auto& [time, isBegin, annotation] : edges) {
+    slots.times.push_back(time);
+    slots.ofAnnotations[annotation][isBegin ? 0 : 1] = slots.times.size();
   }
+  return slots;
+}
+
+std::size_t ElanTiers::write(fmt::memory_buffer& text, Time secondZero, const std::string& film,
+                             const std::string& output) const {
+  std::size_t leftOut = 0;
+  const std::vector<Tier> all = tiers(leftOut);
+  const TimeSlots slots = timeSlots(all);
 
   const auto append = [&text](fmt::string_view format, const auto&... values) {
     fmt::format_to(std::back_inserter(text), fmt::runtime(format), values...);
@@ -216,10 +222,11 @@ std::size_t ElanTiers::write(fmt::memory_buffer& text, Time secondZero, const st
     </HEADER>
     <TIME_ORDER>
 )",
-         isoSeconds(secondZero), film.empty() ? "" : mediaDescriptor(film, output), count);
-  for (std::size_t slot = 0; slot < edges.size(); ++slot) {
+         isoSeconds(secondZero), film.empty() ? "" : mediaDescriptor(film, output),
+         slots.ofAnnotations.size());
+  for (std::size_t slot = 0; slot < slots.times.size(); ++slot) {
     append("        <TIME_SLOT TIME_SLOT_ID=\"ts{}\" TIME_VALUE=\"{}\"/>\n", slot + 1,
-           std::get<0>(edges[slot]));
+           slots.times[slot]);
   }
   append("    </TIME_ORDER>\n");
   std::size_t number = 0;
@@ -233,7 +240,8 @@ std::size_t ElanTiers::write(fmt::memory_buffer& text, Time secondZero, const st
             </ALIGNABLE_ANNOTATION>
         </ANNOTATION>
 )",
-             number + 1, slots[number][0], slots[number][1], escaped(*annotation.value));
+             number + 1, slots.ofAnnotations[number][0], slots.ofAnnotations[number][1],
+             escaped(*annotation.value));
       ++number;
     }
     append("    </TIER>\n");

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -54,9 +55,16 @@ class ElanTiers {
     /// By begin; none overlap.
     std::vector<Annotation> annotations;
   };
+  struct TimeSlots {
+    /// In milliseconds, by number from 1.
+    std::vector<std::int64_t> times;
+    /// The numbers of the slots where each annotation begins and ends.
+    std::vector<std::array<std::size_t, 2>> ofAnnotations;
+  };
 
   static std::vector<Annotation> annotationsOf(const std::vector<Stretch>& stretches,
                                                std::size_t& leftOut);
+  static TimeSlots timeSlots(const std::vector<Tier>& tiers);
   static void addTiers(std::vector<Tier>& tiers, std::int32_t person, std::string_view kind,
                        const std::vector<Annotation>& annotations);
   std::vector<Tier> tiers(std::size_t& leftOut) const;

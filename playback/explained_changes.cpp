@@ -87,48 +87,42 @@ ExplainedChange finished(Found& found) {
   return change;
 }
 
-}  // namespace
+using OnProgress = std::function<void()>;
 
-GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
-                                std::optional<std::int32_t> person, std::size_t most,
-                                const std::function<void()>& onProgress) {
-  GreatestChanges greatest;
-  std::map<std::int32_t, Person> persons;
+/// Reads the cycles of the person, or of everybody, and counts the events.
+std::optional<Failure> readCycles(RecordingReader& recording, std::optional<std::int32_t> person,
+                                  std::map<std::int32_t, Person>& persons, std::uint64_t& events,
+                                  const OnProgress& onProgress) {
+  return playAll(recording, Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
+    ++events;
+    if (const auto* remove = std::get_if<Remove>(&event.what)) {
+      const auto found = persons.find(remove->person);
+      if (found != persons.end()) found->second.cycles.remove();
+    }
+    if (const auto* rename = std::get_if<Rename>(&event.what)) {
+      const auto from = persons.find(rename->person);
+      if (from != persons.end()) from->second.cycles.goOnIn(persons[rename->to].cycles);
+    }
+    const auto* state = std::get_if<StateRow>(&row);
+    if (state != nullptr && (!person || *person == state->person)) {
+      Person& of = persons[state->person];
+      of.cycles.add(time, state->isSeen);
+      of.values[0].push_back(state->valence.value);
+      of.values[1].push_back(state->attention.value);
+    }
+    onProgress();
+  });
+}
+
+/// Adds to the changes what moved the state there, and the readings behind that. Returns how many
+/// events there were.
+std::uint64_t addReasons(RecordingReader& recording, std::vector<Found>& changes,
+                         const OnProgress& onProgress) {
   std::uint64_t events = 0;
-  RecordingReader& first = open();
-  greatest.failure =
-      playAll(first, Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
-        ++events;
-        if (const auto* remove = std::get_if<Remove>(&event.what)) {
-          const auto found = persons.find(remove->person);
-          if (found != persons.end()) found->second.cycles.remove();
-        }
-        if (const auto* rename = std::get_if<Rename>(&event.what)) {
-          const auto from = persons.find(rename->person);
-          if (from != persons.end()) from->second.cycles.goOnIn(persons[rename->to].cycles);
-        }
-        const auto* state = std::get_if<StateRow>(&row);
-        if (state != nullptr && (!person || *person == state->person)) {
-          Person& of = persons[state->person];
-          of.cycles.add(time, state->isSeen);
-          of.values[0].push_back(state->valence.value);
-          of.values[1].push_back(state->attention.value);
-        }
-        onProgress();
-      });
-  greatest.secondZero = first.secondZero();
-  const std::string& name = first.lines().name();
-  if (persons.empty() && !greatest.failure) {
-    const std::string whoHas = person ? fmt::format("person {} has no", *person) : "nobody has a";
-    throw Failure(fmt::format("{}: {} cycle", printable(name), whoHas), {name, 0, "", 0});
-  }
-  std::vector<Found> all = find(persons, most);
-
   std::map<std::int32_t, Readings> readings;
   std::map<std::int32_t, std::size_t> rows;
-  const std::string place = printable(name);
-  playAll(open(), Forces::Watched, [&](Time time, const Event& event, const Row& row) {
-    --events;
+  playAll(recording, Forces::Watched, [&](Time time, const Event& event, const Row& row) {
+    ++events;
     if (const auto* remove = std::get_if<Remove>(&event.what)) readings.erase(remove->person);
     if (const auto* const restored = restoredPerson(event)) {
       readings[restored->id] = Readings(time, restored->known);
@@ -141,7 +135,7 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
       Readings& of = readings[state->person];
       of.add(time, event);
       const std::size_t number = rows[state->person]++;
-      for (Found& found : all) {
+      for (Found& found : changes) {
         if (found.person != state->person || number <= found.rows.first ||
             number > found.rows.last) {
           continue;
@@ -156,7 +150,28 @@ GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
     }
     onProgress();
   });
-  if (events != 0) {
+  return events;
+}
+
+}  // namespace
+
+GreatestChanges explainGreatest(const std::function<RecordingReader&()>& open,
+                                std::optional<std::int32_t> person, std::size_t most,
+                                const OnProgress& onProgress) {
+  GreatestChanges greatest;
+  std::map<std::int32_t, Person> persons;
+  std::uint64_t events = 0;
+  RecordingReader& first = open();
+  greatest.failure = readCycles(first, person, persons, events, onProgress);
+  greatest.secondZero = first.secondZero();
+  const std::string& name = first.lines().name();
+  if (persons.empty() && !greatest.failure) {
+    const std::string whoHas = person ? fmt::format("person {} has no", *person) : "nobody has a";
+    throw Failure(fmt::format("{}: {} cycle", printable(name), whoHas), {name, 0, "", 0});
+  }
+  std::vector<Found> all = find(persons, most);
+  const std::string place = printable(name);
+  if (addReasons(open(), all, onProgress) != events) {
     throw Failure(place + ": gives other events when it is read again");
   }
   for (Found& found : all) greatest.changes.push_back(finished(found));

@@ -257,6 +257,24 @@ void explainRecording(const ExplainOptions& options) {
   if (failure) throw Failure(*failure);
 }
 
+void explain(const ExplainOptions& options) {
+  if (!options.without.empty()) {
+    explainWhatMattered(options);
+    return;
+  }
+  if (options.greatest > 0) {
+    if (std::error_code error; std::filesystem::exists(options.recording, error) !=
+                                   std::filesystem::is_regular_file(options.recording, error) ||
+                               options.recording == "-") {
+      throw WrongUsage("--greatest", "reads the recording twice, so it needs a file");
+    }
+    explainGreatestChanges(options);
+    return;
+  }
+  if (options.time.from > options.time.to) throw WrongUsage("--from", "is after --to");
+  explainRecording(options);
+}
+
 }  // namespace
 
 void addExplain(Command tool) {
@@ -302,25 +320,7 @@ Examples:
       .excludes("--greatest");
   command.addJobs(options->jobs, "With --without: how many replays run at once");
   command.addFlag("--json", options->json, "Write JSON");
-  command.setAction([options] {
-    if (!options->without.empty()) {
-      explainWhatMattered(*options);
-      return;
-    }
-    if (options->greatest > 0) {
-      if (std::error_code error; std::filesystem::exists(options->recording, error) !=
-                                     std::filesystem::is_regular_file(options->recording, error) ||
-                                 options->recording == "-") {
-        throw WrongUsage("--greatest", "reads the recording twice, so it needs a file");
-      }
-      explainGreatestChanges(*options);
-      return;
-    }
-    if (options->time.from > options->time.to) {
-      throw WrongUsage("--from", "is after --to");
-    }
-    explainRecording(*options);
-  });
+  command.setAction([options] { explain(*options); });
 }
 
 }  // namespace zorvel

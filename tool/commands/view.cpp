@@ -163,6 +163,42 @@ std::string cameraFolder() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path() / ZORVEL_CAMERA_FOLDER;
 }
 
+std::string wrongAddress(const std::string& text) {
+  if (text == noAddress) return "";
+  try {
+    reachOf(text);
+    return "";
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+}
+
+void view(ViewOptions& options) {
+  ServerOptions& server = options.server;
+  if (server.address == noAddress) {
+    server.address.clear();
+    if (server.socket.empty()) throw WrongUsage("--address", "none needs --socket");
+    if (!options.tokenFile.empty()) {
+      throw WrongUsage("--token-file", "a socket asks for no token, as its permissions guard it");
+    }
+  } else if (server.hosts.empty() && reachOf(server.address) == Reach::AllAddresses) {
+    throw WrongUsage("--address",
+                     server.address + " needs --host, the name by which browsers reach it");
+  }
+  if (!options.tokenFile.empty()) {
+    server.token = readToken(options.tokenFile);
+  } else if (!server.address.empty() && isForOthers(server) && !options.hasNoToken) {
+    server.token = newToken();
+  }
+  server.cameraFolder = cameraFolder();
+  catchInterrupts();
+  server.stopDescriptor = interruptDescriptor();
+  // A user at a terminal looks at the page.
+  if (isatty(STDOUT_FILENO) == 0) server.outputDescriptor = STDOUT_FILENO;
+  std::signal(SIGPIPE, SIG_IGN);
+  View(options).run();
+}
+
 }  // namespace
 
 void addView(Command tool) {
@@ -189,15 +225,7 @@ Examples:
   options->server.port = 8642;
   command.add("--address", options->server.address, "The IP address to listen on, or none")
       .type("ADDRESS")
-      .check([](const std::string& text) {
-        if (text == noAddress) return std::string();
-        try {
-          reachOf(text);
-          return std::string();
-        } catch (const Failure& failure) {
-          return std::string(failure.what());
-        }
-      })
+      .check(wrongAddress)
       .showDefault();
   command
       .addWholeNumber("--port", options->server.port, 0, 65'535,
@@ -232,31 +260,7 @@ Examples:
                       "Remove people who were not observed for this long, and their open scopes");
   command.addFlag("--until-end", options->untilEnd, "End at the end of standard input");
   command.addFlag("--strict", options->strict, "End at the first bad line of standard input");
-  command.setAction([options] {
-    ServerOptions& server = options->server;
-    if (server.address == noAddress) {
-      server.address.clear();
-      if (server.socket.empty()) throw WrongUsage("--address", "none needs --socket");
-      if (!options->tokenFile.empty()) {
-        throw WrongUsage("--token-file", "a socket asks for no token, as its permissions guard it");
-      }
-    } else if (server.hosts.empty() && reachOf(server.address) == Reach::AllAddresses) {
-      throw WrongUsage("--address",
-                       server.address + " needs --host, the name by which browsers reach it");
-    }
-    if (!options->tokenFile.empty()) {
-      server.token = readToken(options->tokenFile);
-    } else if (!server.address.empty() && isForOthers(server) && !options->hasNoToken) {
-      server.token = newToken();
-    }
-    server.cameraFolder = cameraFolder();
-    catchInterrupts();
-    server.stopDescriptor = interruptDescriptor();
-    // A user at a terminal looks at the page.
-    if (isatty(STDOUT_FILENO) == 0) server.outputDescriptor = STDOUT_FILENO;
-    std::signal(SIGPIPE, SIG_IGN);
-    View(*options).run();
-  });
+  command.setAction([options] { view(*options); });
 }
 
 }  // namespace zorvel

@@ -170,6 +170,41 @@ std::uint64_t sizeOf(const std::vector<std::string>& files) {
 }
 
 /// Replays several recordings at once, each on a clock of its own. When one fails, others go on.
+void replayAtOnce(std::vector<Job>& jobs, const ReplayOptions& options) {
+  std::atomic<std::size_t> next{0};
+  std::atomic<std::size_t> finished{0};
+  std::atomic<std::uint64_t> bytesRead{0};
+  const auto work = [&] {
+    for (std::size_t index = next++; index < jobs.size(); index = next++) {
+      Job& job = jobs.at(index);
+      std::uint64_t read = 0;
+      const auto count = [&](const LineReader& lines) {
+        bytesRead += lines.bytesRead() - std::exchange(read, lines.bytesRead());
+      };
+      try {
+        if (const auto failure = replayInto(job, options, count)) job.failure = failure->what();
+      } catch (const std::exception& error) {
+        job.failure = error.what();
+      }
+      ++finished;
+    }
+  };
+  Progress progress(!options.quiet);
+  const std::uint64_t size = sizeOf(options.recordings);
+  std::vector<std::future<void>> workers;
+  const std::size_t count = std::min<std::size_t>(options.jobs, jobs.size());
+  for (std::size_t worker = 0; worker < count; ++worker) {
+    workers.push_back(std::async(std::launch::async, work));
+  }
+  for (auto& worker : workers) {
+    while (worker.wait_for(Progress::shownEvery) != std::future_status::ready) {
+      progress.update(bytesRead, size,
+                      fmt::format("{} of {} recordings", finished.load(), jobs.size()));
+    }
+    worker.get();
+  }
+}
+
 void replayMany(const ReplayOptions& options) {
   std::vector<Job> jobs = makeJobs(options);
   std::vector<std::string> outputs;
@@ -189,40 +224,7 @@ void replayMany(const ReplayOptions& options) {
   // Made before the folders inside it, and so removed after them if all stay empty.
   std::optional<OutputFolder> folder;
   if (options.writesFiles) folder.emplace(options.output);
-  std::atomic<std::size_t> next{0};
-  std::atomic<std::size_t> finished{0};
-  std::atomic<std::uint64_t> bytesRead{0};
-  const auto work = [&] {
-    for (std::size_t index = next++; index < jobs.size(); index = next++) {
-      Job& job = jobs.at(index);
-      std::uint64_t read = 0;
-      const auto count = [&](const LineReader& lines) {
-        bytesRead += lines.bytesRead() - std::exchange(read, lines.bytesRead());
-      };
-      try {
-        if (const auto failure = replayInto(job, options, count)) job.failure = failure->what();
-      } catch (const std::exception& error) {
-        job.failure = error.what();
-      }
-      ++finished;
-    }
-  };
-  {
-    Progress progress(!options.quiet);
-    const std::uint64_t size = sizeOf(options.recordings);
-    std::vector<std::future<void>> workers;
-    const std::size_t count = std::min<std::size_t>(options.jobs, jobs.size());
-    for (std::size_t worker = 0; worker < count; ++worker) {
-      workers.push_back(std::async(std::launch::async, work));
-    }
-    for (auto& worker : workers) {
-      while (worker.wait_for(Progress::shownEvery) != std::future_status::ready) {
-        progress.update(bytesRead, size,
-                        fmt::format("{} of {} recordings", finished.load(), jobs.size()));
-      }
-      worker.get();
-    }
-  }
+  replayAtOnce(jobs, options);
   if (summary) {
     for (const auto& job : jobs) {
       const auto rows = job.table.rows();
