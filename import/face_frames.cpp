@@ -13,7 +13,7 @@ namespace {
 constexpr double nanosecondsPerSecond = 1e9;
 constexpr double secondsPerYear = 365.25 * 86400.0;
 
-// In a video some frames are closer together than this.
+// In a film some frames are closer together than this.
 constexpr double longStep = 3.0;
 
 /// The unit that the timestamps are probably in, when no two are closer than `step` seconds.

@@ -36,7 +36,7 @@ constexpr std::string_view bearer = "Bearer ";
 // The only header that scripts can give a WebSocket lists protocols, so the token may be there.
 constexpr std::string_view tokenProtocol = "token.";
 // What else the page may do when there is a camera: start the worker that analyses pictures, and
-// play a video that the user opens.
+// play a film that the user opens.
 constexpr const char* cameraPolicy = " 'wasm-unsafe-eval'; worker-src 'self'; media-src blob:";
 constexpr const char* workerPolicy =
     "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; connect-src 'self'";

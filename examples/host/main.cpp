@@ -106,8 +106,9 @@ int main() {
     mailbox.mergeInto(observation);
     const auto report = guard.clean(observation);
     reportTo(std::cout, report);
-    if (report.clockSetBack) {  // all that is remembered lies in the future: everybody begins anew
+    if (report.clockSetBack) {  // all that is remembered lies in the future: all begin anew
       for (const ZV::Person& known : graph.persons()) graph.remove(known.userSessionID);
+      recorder.startRecording("greeting", -1);
     }
     try {
       graph.update(person, [&](ZV::Person& seen) {

@@ -4,7 +4,7 @@ import { formatCount, formatNumber } from "../shared/format.js";
 import { EventSender, longestRetry } from "../shared/sender.js";
 import { request } from "../shared/service.js";
 import { Analysis } from "./analysis.js";
-import { eventLine, inNanoseconds } from "./faces.js";
+import { eventLines, inNanoseconds } from "./faces.js";
 import { People } from "./people.js";
 import { landmarks, mirrored } from "./settings.js";
 import { drawFaces, stageVideo } from "./stage.js";
@@ -195,12 +195,8 @@ export class Camera {
   send(faces, at) {
     if (!this.people || !this.clock) return;
     const time = inNanoseconds((at + this.clock.difference) / 1e3);
-    const lines = this.people.follow(faces, at / 1e3, { isMirrored: mirrored.checked }).map((event) => {
-      const line = eventLine(event, time);
-      if (event.event === "remove") this.numbers.delete(event.person);
-      else this.numbers.set(event.person, line);
-      return line;
-    });
+    const events = this.people.follow(faces, at / 1e3, { isMirrored: mirrored.checked });
+    const lines = eventLines(events, time, this.numbers);
     if (lines.length > 0) this.sender?.send(lines.join("\n"));
   }
 

@@ -46,7 +46,7 @@ function eyesTurned(mesh) {
 }
 
 /**
- * `isMirrored`: the camera or the video shows left and right exchanged.
+ * `isMirrored`: the camera or the film shows left and right exchanged.
  * @param {number} person
  * @param {Face} face
  * @param {boolean} isMirrored
@@ -86,10 +86,17 @@ export function inNanoseconds(seconds) {
 }
 
 /**
- * An event as a line of a recording. Its time is a BigInt: a script's numbers are too short for nanoseconds.
- * @param {Event} event
+ * The events as lines of a recording, of which `newest` keeps the last one of each person. Their time is a
+ * BigInt: a script's numbers are too short for nanoseconds.
+ * @param {Event[]} events
  * @param {bigint} time
+ * @param {Map<number, string>} newest
  */
-export function eventLine(event, time) {
-  return `{"time":${time},${JSON.stringify(event).slice(1)}`;
+export function eventLines(events, time, newest) {
+  return events.map((event) => {
+    const line = `{"time":${time},${JSON.stringify(event).slice(1)}`;
+    if (event.event === "remove") newest.delete(event.person);
+    else newest.set(event.person, line);
+    return line;
+  });
 }

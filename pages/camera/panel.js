@@ -1,4 +1,4 @@
-// The panel of the camera: it runs a camera or a video file, and shows it.
+// The panel of the camera: it runs a camera or a film, and shows it.
 
 import { byId, find, setText } from "../shared/elements.js";
 import { Camera } from "./camera.js";

@@ -1,9 +1,9 @@
-// Steps through a video file and makes a recording. Nothing is sent to the service.
+// Steps through a film and makes a recording. Nothing is sent to the service.
 
 import { whyNotPlayed } from "../shared/films.js";
 import { formatTime } from "../shared/format.js";
 import { Analysis } from "./analysis.js";
-import { eventLine, inNanoseconds } from "./faces.js";
+import { eventLines, inNanoseconds } from "./faces.js";
 import { People } from "./people.js";
 import { landmarks, mirrored } from "./settings.js";
 import { drawFaces, stageVideo } from "./stage.js";
@@ -56,7 +56,7 @@ export class VideoFile {
   }
 
   /**
-   * Waits for an event of the video.
+   * Waits for an event of the film.
    * @param {string} name
    */
   async until(name) {
@@ -85,13 +85,13 @@ export class VideoFile {
   async open(address) {
     stageVideo.src = address;
     await this.until("loadeddata");
-    // The length of a video that a browser recorded is unknown until its end is looked for.
+    // The length of a film that a browser recorded is unknown until its end is looked for.
     if (stageVideo.duration === Infinity) await this.seek(1e9);
     if (!(stageVideo.duration > 0 && stageVideo.duration < Infinity)) throw new Error("");
   }
 
   /**
-   * The lines of a recording. The time of a picture is that in the video, however long the analysis takes.
+   * The lines of a recording. The time of a picture is that in the film, however long the analysis takes.
    * @param {Analysis} analysis
    * @param {string} name
    * @param {number} rate
@@ -106,12 +106,8 @@ export class VideoFile {
       const seconds = number / rate;
       await this.seek(seconds);
       const { faces, isCut } = await analysis.analyse(new VideoFrame(stageVideo));
-      for (const event of people.follow(faces, seconds, { isMirrored: mirrored.checked, isCut })) {
-        const line = eventLine(event, recordingStart + inNanoseconds(seconds));
-        if (event.event === "remove") this.numbers.delete(event.person);
-        else this.numbers.set(event.person, line);
-        lines.push(line);
-      }
+      const events = people.follow(faces, seconds, { isMirrored: mirrored.checked, isCut });
+      lines.push(...eventLines(events, recordingStart + inNanoseconds(seconds), this.numbers));
       drawFaces(faces, { isMirror: false, hasLandmarks: landmarks.checked });
       const left = (performance.now() - begun) / 1e3 * (count - number - 1) / (number + 1);
       this.onText(`${name}: picture ${number + 1} of ${count}, ${formatTime(left)} left`);

@@ -44,7 +44,7 @@ async function inflated(text) {
  * @param {Column} text
  * @param {{ new (buffer: ArrayBuffer): Numbers, BYTES_PER_ELEMENT: number }} Type
  */
-export async function decoded(text, Type) {
+async function decoded(text, Type) {
   const ranks = await inflated(text);
   const width = Type.BYTES_PER_ELEMENT;
   const count = ranks.length / width;
@@ -60,7 +60,7 @@ export async function decoded(text, Type) {
 }
 
 /** @param {Column} text */
-export async function decodedFloats(text) {
+async function decodedFloats(text) {
   return new Float32Array((await decoded(text, Int32Array)).buffer);
 }
 

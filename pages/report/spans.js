@@ -25,7 +25,7 @@ export const moods = [
  * @param {Pick<Curve, "times" | "begins">} curve
  * @param {(row: number) => Value} valueOf
  */
-export function spansOf({ times, begins }, valueOf) {
+function spansOf({ times, begins }, valueOf) {
   const spans = [];
   for (let first = 0, row = 1; row <= times.length; ++row) {
     const isBroken = row === times.length || begins[row];

@@ -46,7 +46,7 @@ export function svgScale(area, { from, to }, [lowest, highest]) {
  * @param {Span} window
  * @returns {Point[]}
  */
-export function cutPoints(points, { from, to }) {
+function cutPoints(points, { from, to }) {
   return points.flatMap((point, index) => {
     const [time, band] = point;
     const edge = Math.min(Math.max(time, from), to);

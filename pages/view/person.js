@@ -102,7 +102,7 @@ export class Person {
 }
 
 // The values of a quantity within a bin. A value that is not a number is null.
-export class Range {
+class Range {
   constructor() {
     this.low = Infinity;
     this.high = -Infinity;

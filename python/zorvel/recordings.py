@@ -106,7 +106,7 @@ def import_pyfeat(file: _Table, output: str | os.PathLike[str], *, fps: float,
                   mirrored: bool = False) -> ImportFacts:
     """Turns what py-feat writes, a file or a data frame of it, into a recording.
 
-    `fps` is the video's frames per second. The rest is as for import_openface.
+    `fps` is the film's frames per second. The rest is as for import_openface.
     """
     with _file_of(file) as path:
         return _import_facts(_zorvel.import_pyfeat_file(path, output, fps, start, gap, mirrored))

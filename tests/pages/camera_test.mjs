@@ -5,7 +5,7 @@ import { test } from "node:test";
 
 import { areCalm, overlapOf } from "../../pages/camera/boxes.js";
 import { isOther, meansOf } from "../../pages/camera/cut.js";
-import { eventLine, inNanoseconds, observationOf } from "../../pages/camera/faces.js";
+import { eventLines, inNanoseconds, observationOf } from "../../pages/camera/faces.js";
 import { People } from "../../pages/camera/people.js";
 
 // Eyes 100 pixels wide. The left iris is 20 to the right of the middle, the right one 60 to the left,
@@ -121,6 +121,6 @@ test("faces that hardly move are followed", () => {
 
 test("times are exact", () => {
   const time = 946684800_000_000_000n + inNanoseconds(1 / 15);
-  assert.equal(eventLine({ event: "not_seen", person: 1 }, time),
-    '{"time":946684800066666667,"event":"not_seen","person":1}');
+  assert.deepEqual(eventLines([{ event: "not_seen", person: 1 }], time, new Map()),
+    ['{"time":946684800066666667,"event":"not_seen","person":1}']);
 });

@@ -267,7 +267,7 @@ class CameraTest(BrowserTest):
         self.assertEqual([event["person"] for event in removed], [1, 2])
         self.assertEqual(len({event["time"] for event in removed}), 1)
         # The same again without a window.
-        example = SOURCE / "examples/live/import_video.py"
+        example = SOURCE / "examples/live/import_film.py"
         alone = self.folder / "alone"
         alone.mkdir()
         subprocess.run([sys.executable, example, video, "--rate=10"], check=True, cwd=alone, timeout=WAIT,

@@ -75,7 +75,7 @@ ELSEWHERE = (
     "mkfifo live", "tee today.jsonl < live",
     # They need other machines, or a browser; the tests python_archive, camera and report run such.
     "dask-", "python3 examples/archive/replay_archive.py /archive",
-    "/usr/bin/python3 examples/live/import_video.py", "chromium ",
+    "/usr/bin/python3 examples/live/import_film.py", "chromium ",
 )
 
 

@@ -93,7 +93,7 @@ std::shared_ptr<FileOptions> addOptions(Command command) {
                    "A person unseen for longer is removed, and counts as new on return")
       .showDefault("3");
   command.addFlag("--mirrored", options->faces.mirrored,
-                  "The video shows a mirror image: yaw and roll change their signs");
+                  "The film shows a mirror image: yaw and roll change their signs");
   command.addFlag("-q,--quiet", options->quiet,
                   "No report of what was made and left out, no progress, no warnings");
   return options;
@@ -124,7 +124,7 @@ void addPyFeat(Command importCommand) {
   Command command = importCommand.addSubcommand("pyfeat", "Import what py-feat writes", R"(Example:
   zorvel import pyfeat speaker.csv --fps 25 | zorvel replay - --output results)");
   const auto options = addOptions(command);
-  addFramesPerSecond(command, *options, "Frames per second of the video").required();
+  addFramesPerSecond(command, *options, "Frames per second of the film").required();
   command.setAction([options] { importFile(*options, "pyfeat", importPyFeat); });
 }
 

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Makes recordings of videos without a window; each is written to the current folder.
+"""Makes recordings of films without a window; each is written to the current folder.
 
-Opens the live page in Chromium and gives it the videos. A video that Chromium does not play is converted
+Opens the live page in Chromium and gives it the films. A film that Chromium does not play is converted
 first, where ffmpeg is installed. Needs zorvel in the path, with its camera, and Debian's chromium-driver
 and python3-selenium.
 """
@@ -31,12 +31,12 @@ def start_browser():
     return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
 
 
-def record(browser, page, video, rate):
+def record(browser, page, film, rate):
     """Makes the recording and returns its name, or None, and what the page says."""
     browser.get("about:blank")
     browser.get(page)
     browser.execute_script("document.querySelector('[name=rate]').value = arguments[0]", rate)
-    browser.find_element(By.NAME, "video").send_keys(str(video.resolve()))
+    browser.find_element(By.NAME, "video").send_keys(str(film.resolve()))
     is_running, said = True, ""
     while is_running:
         time.sleep(0.2)
@@ -57,39 +57,39 @@ def record(browser, page, video, rate):
     return recording, said
 
 
-def convert(video, folder):
-    """Returns a video of the same pictures at the same times that Chromium plays."""
-    played = pathlib.Path(folder) / f"{video.stem}.webm"
-    subprocess.run(["ffmpeg", "-loglevel", "error", "-nostdin", "-i", f"file:{video}", "-an", "-c:v", "libvpx",
+def convert(film, folder):
+    """Returns a film of the same pictures at the same times that Chromium plays."""
+    played = pathlib.Path(folder) / f"{film.stem}.webm"
+    subprocess.run(["ffmpeg", "-loglevel", "error", "-nostdin", "-i", f"file:{film}", "-an", "-c:v", "libvpx",
                     "-crf", "4", "-b:v", "8M", "-deadline", "realtime", f"file:{played}"], check=True)
     return played
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("video", nargs="+", type=pathlib.Path)
+    parser.add_argument("film", nargs="+", type=pathlib.Path)
     parser.add_argument("--rate", default="15", help="pictures a second (15)")
     options = parser.parse_args()
-    missing = [str(video) for video in options.video if not video.is_file()]
+    missing = [str(film) for film in options.film if not film.is_file()]
     if missing:
         parser.error(f"there is no {', '.join(missing)}")
-    if len({video.stem for video in options.video}) < len(options.video):
-        parser.error("two videos would give recordings of the same name")
+    if len({film.stem for film in options.film}) < len(options.film):
+        parser.error("two films would give recordings of the same name")
     service = subprocess.Popen(["zorvel", "view", "--port", "0"], stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
     browser = start_browser()
     failed = False
     try:
         page = re.search(r"http://\S+", service.stderr.readline())[0]
-        for video in options.video:
-            recording, said = record(browser, page, video, options.rate)
+        for film in options.film:
+            recording, said = record(browser, page, film, options.rate)
             if not recording and "does not play" in said and shutil.which("ffmpeg"):
-                print(f"Converting {video} …", file=sys.stderr)
+                print(f"Converting {film} …", file=sys.stderr)
                 with tempfile.TemporaryDirectory() as folder:
                     try:
-                        recording, said = record(browser, page, convert(video, folder), options.rate)
+                        recording, said = record(browser, page, convert(film, folder), options.rate)
                     except subprocess.CalledProcessError:
-                        said = f"{video}: ffmpeg does not read it."
+                        said = f"{film}: ffmpeg does not read it."
             if recording:
                 print(recording)
             else:
