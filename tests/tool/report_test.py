@@ -1,9 +1,7 @@
-"""Opens reports in a browser, and uses them."""
+"""Opens reports of a recording in a browser, and uses them."""
 
-import base64
 import json
 import re
-import struct
 import subprocess
 import xml.etree.ElementTree
 
@@ -12,123 +10,15 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
 import tool
-from browser import BrowserTest
+from report_page import ReportPageTest, calm, headed, line, means_in, shares_in, single, smiling
 from tool import run
 
 DRAWN = """return page.charts.map(({dygraph}) => Array.from({length: dygraph.numRows()},
   (_, row) => [dygraph.getValue(row, 0), dygraph.getValue(row, 1)]))"""
 WINDOWS = "return page.charts.map(({dygraph}) => dygraph.xAxisRange())"
 
-# A film of 4 s that the browser itself records.
-RECORD_FILM = """
-const [done] = arguments, canvas = document.createElement("canvas"), context = canvas.getContext("2d");
-const recorder = new MediaRecorder(canvas.captureStream(30)), reader = new FileReader();
-let number = 0;
-setInterval(() => {
-  context.fillStyle = `hsl(${++number * 40} 90% 50%)`;
-  context.fillRect(0, 0, 300, 150);
-}, 33);
-recorder.ondataavailable = ({data}) => reader.readAsDataURL(data);
-reader.onload = () => done(reader.result.split(",")[1]);
-recorder.start();
-setTimeout(() => recorder.stop(), 4000)"""
-# After each drawing: the time of the picture that is shown, and where the line is.
-TRACK_FILM = """
-window.video = document.querySelector("#film video");
-window.tracked = [];
-let shown;
-const onPicture = (now, {mediaTime}) => { shown = mediaTime; video.requestVideoFrameCallback(onPicture); };
-video.requestVideoFrameCallback(onPicture);
-const track = () => {
-  const {x, w} = page.stacks[0].area(), [from, to] = page.charts[0].dygraph.xAxisRange();
-  const {m41} = new DOMMatrix(getComputedStyle(document.querySelector(".pointer.film")).transform);
-  tracked.push([shown, from + (m41 - x) / w * (to - from)]);
-  requestAnimationFrame(() => setTimeout(track));
-};
-track()"""
 
-
-def line(*arguments, **keys):
-    return tool.lines(tool.line(*arguments, **keys))
-
-
-def headed(seconds):
-    """The header of a recording that begins so many seconds after second 0."""
-    origin = tool.START - seconds * tool.SECOND
-    return tool.lines({"event": "header", "version": 1, "origin": origin})
-
-
-def smiling(seconds, person=1):
-    return line(seconds, "observation", person=person, smile={"value": 1, "confidence": 1},
-                expressions={"joy": {"value": 1, "confidence": 1}})
-
-
-def calm(seconds, person=1, **fields):
-    return line(seconds, "observation", person=person, smile={"value": 0, "confidence": 1},
-                expressions={"calm": {"value": 1, "confidence": 1}}, **fields)
-
-
-def single(text):
-    """The double that a script sees in a column of floats."""
-    return struct.unpack("f", struct.pack("f", float(text)))[0]
-
-
-def means_in(row):
-    return [f"{float(row[f'{name}_mean']):.2f} ({float(row[f'{name}_confidence']):.2f})"
-            for name in ("valence", "attention", "ease")]
-
-
-def shares_in(row):
-    """The shares of the moods, in percent."""
-    return [round(100 * float(row[mood])) for mood in ("positive", "neutral", "negative")]
-
-
-class ReportTest(BrowserTest):
-    @classmethod
-    def setUpClass(cls):
-        super().setUpClass()
-        cls.browser.get("about:blank")
-        cls.browser.get_log("performance")  # of the browser's own first page
-        cls.scene = cls.folder / "scene.jsonl"
-        run("simulate", "--seconds", "60", "--output", cls.scene, check=True)
-
-    def open(self, recording, *options, status=0):
-        """Opens the report of a file, or of lines."""
-        page = self.folder / "page.html"
-        page.unlink(missing_ok=True)
-        is_text = isinstance(recording, str)
-        result = run("report", "-" if is_text else recording, "-o", page, *options,
-                     input=recording if is_text else None)
-        self.assertEqual(result.returncode, status, result.stderr)
-        self.browser.get(page.as_uri())
-        self.wait("document.readyState === 'complete' && page.recording")
-        self.settle()
-        return result
-
-    def settle(self):
-        self.browser.execute_async_script(
-            "requestAnimationFrame(() => requestAnimationFrame(arguments[0]))")
-
-    def tearDown(self):
-        self.assertEqual(self.browser.get_log("browser"), [])
-        events = [json.loads(entry["message"])["message"]
-                  for entry in self.browser.get_log("performance")]
-        urls = {event["params"]["request"]["url"].removesuffix("?film=2") for event in events
-                if event["method"] == "Network.requestWillBeSent"
-                and not event["params"]["request"]["url"].startswith("blob:")}  # a film
-        self.assertEqual(urls, {(self.folder / "page.html").as_uri()})
-
-    def timeline(self, recording):
-        """The rows of the timeline, with their seconds since the recording's start."""
-        run("replay", recording, "-q", "--forces", "-o", self.folder, check=True)
-        return [{**row, "seconds": float(row["seconds"])} for row in tool.rows(self.folder / "timeline.csv")]
-
-    def summary(self, recording):
-        """A row for each person. The tests of the Python module add them up."""
-        run("replay", recording, "-q", "--summary", self.folder / "persons.csv", "-o", self.folder,
-            check=True)
-        return tool.rows(self.folder / "persons.csv")
-
+class ReportTest(ReportPageTest):
     def test_shows_all_that_the_timeline_has(self):
         self.open(self.scene)
         labels = [chart.get_attribute("aria-label")
@@ -266,65 +156,6 @@ class ReportTest(BrowserTest):
             texts = [output.text.replace("−", "-") for output in outputs]
             self.assertEqual([texts[k] for k in (0, 2, 3, 5)], expected)
 
-    def test_a_film_goes_with_the_charts(self):
-        self.browser.get("about:blank")
-        film, other = self.folder / "film.webm", self.folder / "it's.avi"
-        film.write_bytes(base64.b64decode(self.browser.execute_async_script(RECORD_FILM)))
-        other.write_bytes(bytes(1000))
-        self.browser.get_log("performance")
-        self.open("".join((smiling if k > 30 else calm)(k / 10) for k in range(101)), "--mattered")
-        mattered = self.browser.find_element(By.ID, "mattered").text
-        self.assertRegex(mattered, r"\nPerson 1 expressions\n0\.\d+, at most −1\.")
-        self.assertIn("smile of person 1: beside these expressions no smile changes the mood", mattered)
-        chooser = self.browser.find_element(By.ID, "film-file")
-        chooser.send_keys(str(other))
-        told = self.browser.find_element(By.CSS_SELECTOR, "#film .text")
-        self.until(lambda: "does not play it's.avi. It plays MP4 with H.264, " in told.text
-                   and " -i './it'\\''s.avi' " in told.text)
-        chooser.send_keys(str(film))
-        self.wait("page.hasFilm() && document.querySelector('#film video').paused")
-        offset = self.browser.find_element(By.ID, "film-offset")
-        offset.clear()
-        offset.send_keys("2", Keys.TAB)
-        self.script(TRACK_FILM)
-
-        def last():
-            self.settle()
-            return self.until(lambda: self.script("return video.seeking ? null : tracked.at(-1)"))
-
-        body = self.browser.find_element(By.CSS_SELECTOR, "body")
-        pictures = set()
-        for speed in ("0.25", "2"):
-            self.script("tracked.length = 0; video.currentTime = 0")
-            self.browser.find_element(By.CSS_SELECTOR, f"#film-speed option[value='{speed}']").click()
-            self.assertEqual(self.script("return video.playbackRate"), float(speed))
-            body.send_keys("p")
-            self.wait(f"!video.paused && video.currentTime > {speed}")
-            body.send_keys("p")
-            tracked = [each for each in self.script("return tracked") if each[0] is not None]
-            pictures |= {picture for picture, _ in tracked}
-            self.assertLess(max(abs(picture + 2 - at) for picture, at in tracked), 1 / 30)
-        gaps = [after - before for before, after in zip(sorted(pictures), sorted(pictures)[1:])]
-        stack = self.browser.find_element(By.CSS_SELECTOR, ".stack")
-        for seconds in (5.2, 3.1):
-            x = self.script(f"return page.stacks[0].pixelOf({seconds})") - stack.size["width"] / 2
-            ActionChains(self.browser).move_to_element_with_offset(stack, round(x), 0).click().perform()
-            self.until(lambda: abs(last()[1] - seconds) < max(gaps), seconds)
-            picture, at = last()
-            self.assertAlmostEqual(picture + 2, at, 2)
-        for key, sign in ((Keys.ARROW_RIGHT, 1), (Keys.ARROW_LEFT, -1)):
-            before = last()[0]
-            body.send_keys(key)
-            self.until(lambda: 0 < sign * (last()[0] - before) <= max(gaps) + 0.04)
-        told = self.browser.find_element(By.CSS_SELECTOR, "#film .moments").text
-        self.assertRegex(told, r"^Person 1\nValence 0\.\d\d \(confidence \d.\d\d\), positive: "
-                               r"the face \+0\.\d")
-        self.browser.find_element(By.CSS_SELECTOR, ".changes a").click()
-        self.until(lambda: abs(last()[1] - 3.3) < 1)
-        self.browser.refresh()
-        self.wait("document.readyState === 'complete' && page.recording")
-        self.assertEqual(self.browser.find_element(By.ID, "film-offset").get_property("value"), "2")
-
     def test_shows_what_moved_a_value(self):
         self.open(self.scene)
         own = [row for row in self.timeline(self.scene) if row["person"] == "1"]
@@ -430,116 +261,6 @@ class ReportTest(BrowserTest):
         check_inside(picture)
         chart = picture.find(f"{svg}g[@aria-label='Valence of person 7']")
         self.assertEqual(len(set(places(chart.findall(f"{svg}g/{svg}path")[1].get("d")))), 1)
-
-    def open_several(self, *arguments, status=0):
-        page = self.folder / "page.html"
-        page.unlink(missing_ok=True)
-        result = run("report", *arguments, "-o", page)
-        self.assertEqual(result.returncode, status, result.stderr)
-        self.browser.get("about:blank")  # another address of the same page would not load it again
-        self.browser.get(page.as_uri())
-        # At the load event, when a browser without a window prints, everything is drawn.
-        self.assertGreater(self.script("return document.querySelectorAll('article').length"), 0)
-        self.assertEqual(self.script("return document.querySelector('article:not(:has(svg + svg))')"),
-                         None)
-        return result
-
-    def table(self):
-        return [[cell.text.replace("−", "-") for cell in row.find_elements(By.TAG_NAME, "td")]
-                for row in self.browser.find_elements(By.CSS_SELECTOR, "#summary tbody tr")]
-
-    def test_compares_several_recordings(self):
-        folders = [self.folder / name for name in ("first", "second")]
-        for seed, folder in enumerate(folders):
-            folder.mkdir()
-            run("simulate", "--seconds", "60", "--seed", str(seed + 3), "--output",
-                folder / "<i>&.jsonl", check=True)
-        recordings = [folder / "<i>&.jsonl" for folder in folders]
-        cut = self.folder / "cut.jsonl"
-        cut.write_text(smiling(0) + smiling(3) + "no json\n" + smiling(9))
-        result = self.open_several(*recordings, cut, self.folder / "none.jsonl", status=1)
-        failures = self.browser.find_element(By.ID, "failures").text
-        for expected in (f"{cut}:3: ", f"{self.folder / 'none.jsonl'}: No such file"):
-            self.assertIn(expected, result.stderr)
-            self.assertIn(expected, failures)
-
-        table = self.table()
-        self.assertEqual([row[0].split("\n")[0] for row in table],
-                         [str(name) for name in recordings for _ in range(3)]
-                         + ["cut.jsonl", "none.jsonl"])
-        self.assertEqual(table[6][1:4] + table[6][5:7] + table[6][8:], [
-            "Person 1", "0:03.0", "2", *3 * ["not measured"],
-            "none: the first second is left out, and too little comes after it"])
-        for path, those in zip(recordings, (table[:3], table[3:6])):
-            for row, cells in zip(self.summary(path), those, strict=True):
-                self.assertEqual([cells[1], *cells[3:7]], [
-                    f"Person {row['person']}", f"{int(row['cycles']):,}", *means_in(row)])
-                self.assertEqual(list(map(int, re.findall(r"(\d+) %", cells[7]))), shares_in(row))
-                self.assertEqual(cells[8], f"{100 * float(row['attentive']):.0f} %")
-                changes = re.findall(r"(\w+) ([-+.\d]+) at (\d+):([.\d]+)", cells[9])
-                self.assertEqual([change[0] for change in changes], ["valence", "attention"])
-                for name, change, minutes, seconds in changes:
-                    self.assertAlmostEqual(float(change), float(row[f"{name}_change"]), delta=6e-4)
-                    self.assertAlmostEqual(60 * int(minutes) + float(seconds),
-                                           float(row[f"{name}_change_at"]), delta=0.06)
-        self.check_pages_of_recordings(recordings)
-
-    def check_pages_of_recordings(self, recordings):
-        """A link to a person leads to the page that the recording has alone, and back."""
-        seen = []
-        for number in (1, 2):
-            link = f"#summary a[href='#recording{number}person2']"
-            self.browser.find_element(By.CSS_SELECTOR, link).click()
-            self.wait("document.querySelector('iframe')")
-            self.browser.switch_to.frame(self.browser.find_element(By.TAG_NAME, "iframe"))
-            self.wait("scrollY > 0")
-            self.browser.find_element(By.CSS_SELECTOR, "#summary a[href='#person3']").click()
-            self.settle()
-            self.assertLess(self.script("return person3.getBoundingClientRect().top"), 100)
-            seen.append(self.script("return document.body.innerText"))
-            self.browser.switch_to.default_content()
-            self.browser.find_element(By.PARTIAL_LINK_TEXT, "All recordings").click()
-            self.wait("!document.querySelector('iframe')")
-        for text, recording in zip(seen, recordings):
-            self.open(recording)
-            alone = self.script("return document.body.innerText")
-            self.assertEqual(text.split("\n")[1:], alone.split("\n")[1:])
-            self.assertTrue(text.startswith(str(recording)))
-
-    def test_aligns_recordings(self):
-        """Two smiles, each as its greeting begins; the curves rise at the same place. They also do
-        when second 0 of the early one is 3 s before its start."""
-        recordings = [self.folder / name for name in ("early.jsonl", "late.jsonl")]
-        for path, at in zip(recordings, (2, 5)):
-            path.write_text(
-                "".join(calm(k / 10) for k in range(10 * at))
-                + line(at, "start_recording", person=1, scope="</script>")
-                + "".join(smiling(k / 10) for k in range(10 * at, 100))
-                + line(10, "start_recording", person=1, scope="</script>"))
-        for options, begins, rises in (((), (0, 0), (2, 5)),
-                                       (("--align", "</script>"), (3, 0), (5, 5)),
-                                       ((), (3, 0), (5, 5))):
-            if begins == (3, 0) and not options:
-                recordings[0].write_text(headed(3) + recordings[0].read_text())
-            self.open_several(*recordings, *options)
-            # From the earliest start to the latest end.
-            whole = 10 + begins[0]
-            charts = self.script("""
-              return [...document.querySelectorAll("svg[aria-label^='Valence']")].map((svg) =>
-                [svg.viewBox.baseVal.width, svg.lastChild.lastChild.getAttribute("d")])""")
-            for (width, path), begin, rise in zip(charts, begins, rises, strict=True):
-                points = [tuple(map(float, point.split())) for point in re.split("[ML]", path)[1:]]
-                level = points[0][1]
-                self.assertAlmostEqual(points[0][0], begin / whole * width, delta=0.02)
-                risen = next(x for x, y in points if y < level - 1)
-                self.assertAlmostEqual(risen, rise / whole * width, delta=0.02)
-        before = (self.folder / "page.html").read_bytes()
-        for other, message in ((self.scene, "scene.jsonl: has no scope"), ("none", "none: No such")):
-            result = run("report", *recordings, other, "--align", "</script>", "-o",
-                         self.folder / "page.html")
-            self.assertEqual(result.returncode, 1)
-            self.assertIn(message, result.stderr)
-        self.assertEqual((self.folder / "page.html").read_bytes(), before)
 
     def test_finds_the_greatest_changes(self):
         """A smile that comes, goes at 10 s, comes back at 12 s, and goes with its person at 20 s."""
