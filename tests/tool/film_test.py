@@ -6,7 +6,7 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
-from report_page import ReportPageTest
+from report_page import ReportPageTest, calm, smiling
 
 # A film of 4 s that the browser itself records.
 RECORD_FILM = """
