@@ -11,7 +11,6 @@ from selenium.webdriver.common.keys import Keys
 
 import tool
 from report_page import ReportPageTest, calm, headed, line, means_in, shares_in, single, smiling
-from tool import run
 
 DRAWN = """return page.charts.map(({dygraph}) => Array.from({length: dygraph.numRows()},
   (_, row) => [dygraph.getValue(row, 0), dygraph.getValue(row, 1)]))"""
