@@ -155,8 +155,8 @@ std::string WhatMattered::Seen::reasonFor(std::size_t field) const {
   if (name == "distance") return within(distance, distanceLimitMetres);
   if (name == "height") return within(height, heightLimitMetres);
   if (name != "smile" || smile >= smileCountsFrom) return {};
-  if (smileCountsFrom > 1.0) return "beside these expressions no smile changes the mood of a face";
-  return fmt::format("it came nearest with {}; beside those expressions it counts from {}",
+  if (smileCountsFrom > 1.0) return "with these expressions no smile changes the mood of a face";
+  return fmt::format("it came nearest with {}; with those expressions a smile counts from {}",
                      formatNumber(smile), formatNumber(smileCountsFrom));
 }
 

@@ -45,7 +45,7 @@ std::string Page::take(const Newest& newest, const std::function<std::string()>&
   }
   if (wantsStatus) text += status();
   wantsStatus = false;
-  if (const auto count = missed - std::exchange(_toldMissed, missed); count > 0) {
+  if (const auto count = missed - std::exchange(_reportedMissed, missed); count > 0) {
     text += jsonLine([count](JsonLineWriter& json) { json.member("missed", count); });
   }
   text += _errors.take(mostAtOnce);

@@ -84,7 +84,7 @@ class Page : public Peer {
   bool _needsPicture = true;
   /// The first topic that is still to come in the picture; none when no picture is being sent.
   std::optional<std::int64_t> _nextInPicture;
-  std::uint64_t _toldMissed = 0;
+  std::uint64_t _reportedMissed = 0;
 };
 
 }  // namespace zorvel

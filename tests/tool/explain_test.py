@@ -157,7 +157,7 @@ class ExplainTest(unittest.TestCase):
                                      answer[name])
 
         # Without expressions a smile counts from (0.86178476 - 0.50614434) / (2.93997 + 5.80814) = 0.0407.
-        for smile, told in ((0.03, "nothing: it came nearest with 0.03; beside those expressions it counts "
+        for smile, told in ((0.03, "nothing: it came nearest with 0.03; with those expressions a smile counts "
                              "from 0.0407\n"), (0.05, " 100.0 % ")):
             face = {"event": "observation", "time": 0, "person": 1, "distance": {"value": 0.5},
                     "smile": {"value": smile, "confidence": 1}, "expressions": {}}

@@ -47,7 +47,7 @@ class FilmTest(ReportPageTest):
         self.open("".join((smiling if k > 30 else calm)(k / 10) for k in range(101)), "--mattered")
         mattered = self.browser.find_element(By.ID, "mattered").text
         self.assertRegex(mattered, r"\nPerson 1 expressions\n0\.\d+, at most −1\.")
-        self.assertIn("smile of person 1: beside these expressions no smile changes the mood", mattered)
+        self.assertIn("smile of person 1: with these expressions no smile changes the mood", mattered)
         chooser = self.browser.find_element(By.ID, "film-file")
         chooser.send_keys(str(other))
         told = self.browser.find_element(By.CSS_SELECTOR, "#film .text")
