@@ -1,5 +1,6 @@
 """Holds the table of modules in ARCHITECTURE.md against what the sources include and import."""
 
+import ast
 import collections
 import graphlib
 import pathlib
@@ -40,6 +41,21 @@ def imported():
             for path in (ROOT / "pages").glob("*/*.js")}
 
 
+def imported_in_python():
+    """For each module of the package, the others that it imports, even if in a function or for types."""
+    imports = {}
+    for path in (ROOT / "python/zorvel").rglob("*.py"):
+        nodes = [node for node in ast.walk(ast.parse(path.read_text()))
+                 if isinstance(node, ast.ImportFrom) and node.level > 0]
+        imports[path] = set()
+        for node, name in ((node, alias.name) for node in nodes for alias in node.names):
+            place = path.parents[node.level - 1].joinpath(*(node.module or "").split("."))
+            files = [file for module in (place / name, place) for file in
+                     (module.with_suffix(".py"), module.with_suffix(".pyi"), module / "__init__.py")]
+            imports[path].add(next(file for file in files if file.is_file()))
+    return imports
+
+
 def found():
     """For each module, the modules that it includes from."""
     modules = collections.defaultdict(set)
@@ -78,6 +94,9 @@ class ArchitectureTest(unittest.TestCase):
     def test_pages_import_without_circles(self):
         order = list(graphlib.TopologicalSorter(imported()).static_order())
         self.assertEqual([path for path in order if not path.is_file()], [])
+
+    def test_the_package_imports_without_circles(self):
+        graphlib.TopologicalSorter(imported_in_python()).prepare()
 
     def test_a_command_leans_on_no_other(self):
         commands = ROOT / "tool/commands"

@@ -37,7 +37,6 @@ from .recordings import (
 )
 from .results import (
     Results,
-    Table,
     explain,
     greatest_changes,
     plot,
@@ -47,6 +46,7 @@ from .results import (
     summary_csv,
     what_mattered,
 )
+from .tables import Table
 
 if _TYPE_CHECKING:
     from . import statistics as statistics

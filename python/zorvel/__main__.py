@@ -12,7 +12,7 @@ from typing import TYPE_CHECKING, Any
 
 from . import BagFacts, DataError, Results, _zorvel, import_bag, replay
 from .rep155 import FULL_INTENSITY, Gender
-from .results import QUANTITIES
+from .tables import QUANTITIES
 
 if TYPE_CHECKING:
     import matplotlib.figure

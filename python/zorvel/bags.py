@@ -13,6 +13,7 @@ from .recordings import raise_with
 
 if TYPE_CHECKING:
     from . import rep155
+    from .rosbag2 import Bag
 
 ROBOT_FRAMES = ("sellion_link", "eyes_link", "head_front_camera_link", "head_camera_link",
                 "CameraTop_frame", "camera_link")
@@ -123,6 +124,38 @@ def _find_robot_frame(path: str | os.PathLike[str]) -> str:
         f"--optical-frame where z is. There are: {frames}")
 
 
+def _write(source: Bag, people: rep155.People, output: str | os.PathLike[str],
+           cycle: float) -> tuple[set[int], int, int]:
+    """Writes the recording, unless nobody is in it: its persons, how many observations, and the last time."""
+    from .rep155 import moment
+
+    persons: set[int] = set()
+    observations = latest = 0
+    recording: _zorvel.Recording | None = None
+    with contextlib.ExitStack() as stack:
+
+        def write(events: list[_zorvel.Event]) -> None:
+            nonlocal observations, recording
+            if events and recording is None:
+                recording = stack.enter_context(_zorvel.Recording(
+                    output, "bag", None if source.start is None else moment(source.start)))
+            for event in events:
+                assert recording is not None and event.person is not None
+                recording.write(event)
+                if event.kind == "observation":
+                    observations += 1
+                    persons.add(event.person)
+                elif event.kind == "rename":
+                    persons.discard(event.person)
+
+        for time, topic, message in source.messages(people.takes):
+            latest = max(time, latest)
+            write(people.receive(topic, message, time))
+        if source.read:
+            write(people.advance(latest + round(cycle * _SECOND)))
+    return persons, observations, latest
+
+
 def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
                robot_frame: str | None = None, optical_frame: str | None = None, cycle: float = 0.1,
                hold: float = 1.0, removal: float = 3.0,
@@ -147,33 +180,10 @@ def import_bag(bag: str | os.PathLike[str], output: str | os.PathLike[str], *,
     people = rep155.People(frame, optical=optical_frame is not None, cycle=cycle, hold=hold,
                            removal=removal, full_intensity=full_intensity or rep155.FULL_INTENSITY,
                            gaze=gaze, gender_true=gender_true)
-    persons: set[int] = set()
-    observations = latest = 0
-    recording: _zorvel.Recording | None = None
-    with contextlib.ExitStack() as stack:
-
-        def write(events: list[_zorvel.Event]) -> None:
-            nonlocal observations, recording
-            if events and recording is None:
-                recording = stack.enter_context(_zorvel.Recording(
-                    output, "bag", None if source.start is None else rep155.moment(source.start)))
-            for event in events:
-                assert recording is not None and event.person is not None
-                recording.write(event)
-                if event.kind == "observation":
-                    observations += 1
-                    persons.add(event.person)
-                elif event.kind == "rename":
-                    persons.discard(event.person)
-
-        for time, topic, message in source.messages(people.takes):
-            latest = max(time, latest)
-            write(people.receive(topic, message, time))
-        if source.read:
-            write(people.advance(latest + round(cycle * _SECOND)))
-        if recording is None:
-            why = "".join(f"\n{fault}" for fault in source.faults)
-            raise _zorvel.DataError(f"{os.fsdecode(bag)}: nobody was found in it{why}")
+    persons, observations, latest = _write(source, people, output, cycle)
+    if not observations:
+        why = "".join(f"\n{fault}" for fault in source.faults)
+        raise _zorvel.DataError(f"{os.fsdecode(bag)}: nobody was found in it{why}")
 
     start = source.start or 0
     seconds = (latest - start) / _SECOND

@@ -5,7 +5,7 @@ from __future__ import annotations
 import functools
 import io
 from collections.abc import Mapping, Sequence
-from typing import TYPE_CHECKING, Any, NamedTuple
+from typing import Any, NamedTuple
 
 import matplotlib
 import matplotlib.axes
@@ -16,10 +16,7 @@ import matplotlib.ft2font
 import matplotlib.text
 import numpy
 
-from .results import QUANTITIES
-
-if TYPE_CHECKING:
-    from .results import Results
+from .tables import QUANTITIES, Tables
 
 _USUAL = list(QUANTITIES)[:3]
 #: Told apart by those who are colour-blind (Okabe and Ito), and with lines of their own in greys.
@@ -44,7 +41,7 @@ class Figure(matplotlib.figure.Figure):  # type: ignore[misc]
 class _Curve(NamedTuple):
     """One person of one recording."""
 
-    results: Results
+    results: Tables
     person: int
     label: str
 
@@ -198,7 +195,7 @@ def _draw_scopes(axes: matplotlib.axes.Axes, curves: Sequence[_Curve],
     axes.set_ylabel("scopes")
 
 
-def _chosen_curves(recordings: Mapping[str, Results], persons: Sequence[int] | None,
+def _chosen_curves(recordings: Mapping[str, Tables], persons: Sequence[int] | None,
                    begin: float | None, end: float | None) -> list[_Curve]:
     curves: list[_Curve] = []
     everybody: set[int] = set()
@@ -222,7 +219,7 @@ def _chosen_curves(recordings: Mapping[str, Results], persons: Sequence[int] | N
     return curves
 
 
-def draw(recordings: Mapping[str, Results], persons: Sequence[int] | None, begin: float | None,
+def draw(recordings: Mapping[str, Tables], persons: Sequence[int] | None, begin: float | None,
          end: float | None, quantities: Sequence[str] | None, width: float, grey: bool,
          axes: Sequence[matplotlib.axes.Axes] | None = None) -> matplotlib.figure.Figure:
     """What `plot` draws, of recordings by name."""

@@ -9,7 +9,7 @@ import pytest
 
 import zorvel
 from zorvel import rep155
-from zorvel.rep155 import Engagement, EngagementLevel, Gender, People, PersonNumbers
+from zorvel.rep155 import Engagement, EngagementLevel, Gender, People, PersonNumbers, person_numbers
 from zorvel.transforms import Quaternion, product
 
 NAN = math.nan
@@ -324,4 +324,4 @@ def test_what_is_not_used_is_counted(start: int) -> None:
 
 
 def test_examples_of_the_documentation() -> None:
-    assert doctest.testmod(rep155) == (0, 4)
+    assert doctest.testmod(person_numbers) == (0, 4)

@@ -1,122 +1,39 @@
-"""A study: many recordings, as tables and figures."""
+"""Many recordings, played once, as tables."""
 
 from __future__ import annotations
 
 import concurrent.futures
-import functools
-import hashlib
-import json
 import os
 import sys
-import tempfile
 import warnings
-import zipfile
 from collections.abc import Iterable, Iterator, Mapping, Sequence
-from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, TypeAlias
+from typing import TYPE_CHECKING, TypeAlias
 
 import numpy
 import pandas
-import scipy.stats
 
-from . import _zorvel
-from .grid import interval_means, intervals_of
-from .html import table as html_table
-from .recordings import raise_with, warn
-from .study_columns import COLUMNS, MOODS, QUANTITIES
+from .. import _zorvel
+from ..grid import Array, interval_means, intervals_of
+from ..html import table as html_table
+from ..recordings import raise_with, warn
+from .columns import COLUMNS, QUANTITIES, listed
+from .cycles import between, masked, on_grid, scope_numbers
+from .epochs import Epochs
+from .replays import SCOPES, Path, Replayed, replayed_anew, replayed_once
 
 if TYPE_CHECKING:
     import matplotlib.figure
 
-    _Array: TypeAlias = numpy.ndarray[Any, Any]
-    _Path: TypeAlias = str | os.PathLike[str]
-    _Participants: TypeAlias = _Path | pandas.DataFrame
-
-#: What a study keeps of a recording's cycles and scopes.
-_CYCLES = ("person", "seconds", "visit", "mood", *QUANTITIES, *(f"{name}_confidence" for name in QUANTITIES))
-_KNOWN = (*QUANTITIES, *(f"{name}_measured" for name in QUANTITIES))
-_SCOPES = ("person", "scope", "label", "visit", "begin", "end")
+    _Participants: TypeAlias = Path | pandas.DataFrame
 
 
-@dataclass
-class _Replayed:
-    """What a study keeps of a recording."""
-
-    cycles: dict[str, _Array]
-    scopes: dict[str, _Array]
-    persons: list[dict[str, Any]]
-    warnings: list[str]
-
-    def of_person(self) -> Iterator[tuple[int, dict[str, _Array]]]:
-        """The cycles of each, in the order of time."""
-        for person in numpy.unique(self.cycles["person"]):
-            rows = self.cycles["person"] == person
-            yield int(person), {name: column[rows] for name, column in self.cycles.items()}
-
-
-def _replayed(path: _Path) -> tuple[_Replayed, BaseException | None]:
-    tables, persons, texts, error = _zorvel.replay_for_study(path)
-    cycles = {name: tables["timeline"][name] for name in _CYCLES}
-    cycles.update({f"{name} known": tables["known"][name] for name in _KNOWN})
-    # Texts that need no Python objects can be kept in a file without running what it says.
-    scopes = {name: numpy.asarray(tables["scopes"][name]) for name in _SCOPES}
-    scopes.update({name: scopes[name].astype(str) for name in ("scope", "label")})
-    return _Replayed(cycles, scopes, persons, texts), error
-
-
-@functools.lru_cache
-def _code() -> str:
-    """What makes the numbers: the files of the module and of its libraries, as they are loaded."""
-    digest = hashlib.sha256()
-    with open("/proc/self/maps", encoding="utf-8", errors="surrogateescape") as maps:
-        files = {line.split(maxsplit=5)[5].rstrip("\n") for line in maps if ".so" in line}
-    for file in sorted(file for file in files
-                       if os.path.basename(file).startswith(("_zorvel.", "libzorvel.", "libku."))):
-        digest.update(_digest(file).encode())
-    return digest.hexdigest()
-
-
-def _digest(path: _Path) -> str:
-    digest = hashlib.sha256()
-    with open(path, "rb") as file:
-        while piece := file.read(1 << 20):
-            digest.update(piece)
-    return digest.hexdigest()
-
-
-def _replayed_once(path: _Path) -> tuple[_Replayed, BaseException | None]:
-    """From the file beside the recording, if it was made of the same content; else that is written."""
-    beside = f"{os.fsdecode(path)}.study.npz"
-    digest = f"{_code()} {_digest(path)}"
-    try:
-        with open(beside, "rb") as file, numpy.load(file, allow_pickle=False) as kept:
-            about = json.loads(str(kept["about"]))
-            if about["digest"] == digest:
-                cycles = {name: kept[f"cycles.{name}"]
-                          for name in (*_CYCLES, *(f"{name} known" for name in _KNOWN))}
-                scopes = {name: kept[f"scopes.{name}"] for name in _SCOPES}
-                return _Replayed(cycles, scopes, about["persons"], about["warnings"]), None
-    except (OSError, ValueError, KeyError, zipfile.BadZipFile):
-        pass
-    replayed, error = _replayed(path)
-    if error is None:
-        about = json.dumps({"digest": digest, "persons": replayed.persons, "warnings": replayed.warnings})
-        with tempfile.TemporaryDirectory(dir=os.path.dirname(beside) or ".") as folder:
-            whole = os.path.join(folder, "study.npz")
-            numpy.savez(whole, about=numpy.array(about),
-                        **{f"cycles.{name}": column for name, column in replayed.cycles.items()},
-                        **{f"scopes.{name}": column for name, column in replayed.scopes.items()})
-            os.replace(whole, beside)
-    return replayed, error
-
-
-def _named(recordings: Mapping[str, _Path] | Iterable[_Path]) -> dict[str, _Path]:
+def _named(recordings: Mapping[str, Path] | Iterable[Path]) -> dict[str, Path]:
     """By the file's name without its ending."""
     if isinstance(recordings, Mapping):
         return dict(recordings)
     if isinstance(recordings, (str, bytes, os.PathLike)):
         recordings = [recordings]
-    named: dict[str, _Path] = {}
+    named: dict[str, Path] = {}
     for path in recordings:
         name = os.path.splitext(os.path.basename(os.fsdecode(path)))[0]
         if name in named:
@@ -124,87 +41,6 @@ def _named(recordings: Mapping[str, _Path] | Iterable[_Path]) -> dict[str, _Path
                              "a mapping from names to paths tells them apart")
         named[name] = path
     return named
-
-
-def _masked(cycles: Mapping[str, _Array]) -> dict[str, _Array]:
-    """The quantities and the mood, NaN where nothing measured them."""
-    values = {name: numpy.where(cycles[f"{name} known"], cycles[name], numpy.nan).astype(float)
-              for name in QUANTITIES}
-    values["mood"] = numpy.where(cycles["valence known"], cycles["mood"], numpy.nan)
-    return values
-
-
-def _on_grid(seconds: _Array, values: dict[str, _Array], rate: float) -> dict[str, _Array]:
-    """A row for each interval from the first cycle to the last."""
-    if not len(seconds):
-        return {"seconds": seconds, **values}
-    places = intervals_of(seconds, rate)
-    first = int(places[0])
-    places = places - first
-    count = int(places[-1]) + 1
-    grid = {"seconds": (first + numpy.arange(count)) / rate}
-    grid.update({name: interval_means(places, values[name], count) for name in QUANTITIES})
-    mood = numpy.full(count, numpy.nan)
-    known = ~numpy.isnan(values["mood"])
-    mood[places[known]] = values["mood"][known]  # of several in an interval, the last stays
-    return {**grid, "mood": mood}
-
-
-def band(values: _Array) -> tuple[float, float, float]:
-    """The mean of the column's numbers that are known, and its interval of 95 % (Student's t)."""
-    known = values[~numpy.isnan(values)]
-    if not len(known):
-        return numpy.nan, numpy.nan, numpy.nan
-    mean = float(known.mean())
-    if len(known) < 2:
-        return mean, numpy.nan, numpy.nan
-    reach = float(scipy.stats.t.ppf(0.975, len(known) - 1) * known.std(ddof=1) / numpy.sqrt(len(known)))
-    return mean, mean - reach, mean + reach
-
-
-class Epochs:
-    """What happens around events: see Study.epochs."""
-
-    def __init__(self, each: pandas.DataFrame) -> None:
-        #: A row for each recording, person, event and its number, and `offset`, the seconds since the
-        #: event, with the quantities.
-        self.each = each
-        #: A row for each event's name, offset and quantity: the mean and its interval of 95 %, the
-        #: people and the events in it. Events of one person are not independent, so where there are
-        #: several people, it is one over people, of each person's mean over events; with one person, it is
-        #: one over events.
-        self.mean = self._mean()
-
-    def _mean(self) -> pandas.DataFrame:
-        keys = ["event", "offset"]
-        rows = []
-        for quantity in QUANTITIES:
-            known = self.each.dropna(subset=[quantity])
-            people = known.groupby([*keys, "recording", "person"], observed=True)[quantity].mean()
-            several = people.groupby(level=keys).size().max() > 1 if len(people) else False
-            values = people if several else known.set_index(keys)[quantity]
-            events = known.groupby(keys).size()
-            counts = people.groupby(level=keys).size()
-            for key, of_key in values.groupby(level=keys):
-                rows.append((*key, quantity, *band(of_key.to_numpy(float)), counts[key], events[key]))
-        return pandas.DataFrame(rows, columns=[*keys, "quantity", "mean", "low", "high", "people", "events"])
-
-    def plot(self, quantities: Sequence[str] | str = QUANTITIES, *, width: float = 178.0,
-             grey: bool = False) -> matplotlib.figure.Figure:
-        """The means around the event with their bands, an axis for each quantity."""
-        from .study_figure import draw_epochs
-
-        return draw_epochs(self.mean, _listed(quantities), width, grey)
-
-    def _repr_html_(self) -> str:
-        counts = self.each.drop_duplicates(["recording", "person", "event", "number"])
-        return html_table(["event", "events", "people"], [
-            (name, len(of_name), len(of_name.drop_duplicates(["recording", "person"])))
-            for name, of_name in counts.groupby("event")])
-
-
-def _listed(names: Sequence[str] | str) -> list[str]:
-    return [names] if isinstance(names, str) else list(names)
 
 
 class Study:
@@ -221,11 +57,11 @@ class Study:
     others are done; the study of those is its `results`.
     """
 
-    def __init__(self, recordings: Mapping[str, _Path] | Iterable[_Path],
+    def __init__(self, recordings: Mapping[str, Path] | Iterable[Path],
                  participants: _Participants | None = None, *, workers: int | None = None,
                  cache: bool = False, progress: bool = False) -> None:
         self._paths = _named(recordings)
-        self._replayed: dict[str, _Replayed] = {}
+        self._replayed: dict[str, Replayed] = {}
         self._table: pandas.DataFrame | None = None
         self._participants = self._read_participants(participants)
         failures = self._replay(workers or os.cpu_count() or 1, cache, progress)
@@ -235,7 +71,7 @@ class Study:
         raise_with(_zorvel.DataError("\n".join(failures)) if failures else None, self)
 
     @classmethod
-    def from_archive(cls, table: _Path | pandas.DataFrame,
+    def from_archive(cls, table: Path | pandas.DataFrame,
                      participants: _Participants | None = None) -> Study:
         """The study of an archive that is larger than memory.
 
@@ -257,7 +93,7 @@ class Study:
         return pandas.read_csv(participants, dtype={"recording": str})
 
     def _replay(self, workers: int, cache: bool, progress: bool) -> list[str]:
-        read = _replayed_once if cache else _replayed
+        read = replayed_once if cache else replayed_anew
         failures = []
         with concurrent.futures.ThreadPoolExecutor(workers) as pool:
             futures = {name: pool.submit(read, path) for name, path in self._paths.items()}
@@ -336,10 +172,10 @@ class Study:
                 scope = {key: column[number] for key, column in replayed.scopes.items()}
                 if scope["label"] == "error":
                     continue
-                cycles = _between(people.get(int(scope["person"])), scope["begin"], scope["end"])
+                cycles = between(people.get(int(scope["person"])), scope["begin"], scope["end"])
                 rows.append({"recording": name, **scope, "seconds": scope["end"] - scope["begin"],
-                             **_scope_numbers(cycles)})
-        names = ["recording", *_SCOPES, "seconds", *_scope_numbers({})]
+                             **scope_numbers(cycles)})
+        names = ["recording", *SCOPES, "seconds", *scope_numbers({})]
         return self._joined(pandas.DataFrame(rows, columns=names))
 
     def timeline(self, rate: float | None = None,
@@ -352,15 +188,15 @@ class Study:
         these names, with a column `scope`; a row that lies in several is there several times.
         """
         self._require_cycles()
-        wanted = None if scopes is None else set(_listed(scopes) if isinstance(scopes, str) else scopes)
+        wanted = None if scopes is None else set(listed(scopes) if isinstance(scopes, str) else scopes)
         self._require_scopes(wanted or ())
         frames = []
         for name, replayed in self._replayed.items():
             for person, cycles in replayed.of_person():
                 for scope, part in self._parts(replayed, person, cycles, wanted):
-                    columns = _masked(part)
+                    columns = masked(part)
                     columns = ({"visit": part["visit"], "seconds": part["seconds"], **columns}
-                               if rate is None else _on_grid(part["seconds"], columns, rate))
+                               if rate is None else on_grid(part["seconds"], columns, rate))
                     about = {"recording": name, "person": person, **({} if wanted is None else
                                                                      {"scope": scope})}
                     frames.append(pandas.DataFrame({**about, **columns}))
@@ -371,8 +207,8 @@ class Study:
         return self._joined(pandas.concat(frames, ignore_index=True))
 
     @staticmethod
-    def _parts(replayed: _Replayed, person: int, cycles: dict[str, _Array], wanted: set[str] | None
-               ) -> Iterator[tuple[str, dict[str, _Array]]]:
+    def _parts(replayed: Replayed, person: int, cycles: dict[str, Array], wanted: set[str] | None
+               ) -> Iterator[tuple[str, dict[str, Array]]]:
         """All cycles, or those within each scope that is wanted, with its name."""
         if wanted is None:
             yield "", cycles
@@ -381,7 +217,7 @@ class Study:
         for number in numpy.flatnonzero((scopes["person"] == person) & (scopes["label"] != "error")):
             if scopes["scope"][number] in wanted:
                 yield (str(scopes["scope"][number]),
-                       _between(cycles, scopes["begin"][number], scopes["end"][number]))
+                       between(cycles, scopes["begin"][number], scopes["end"][number]))
 
     def epochs(self, events: pandas.DataFrame | str | Sequence[str], before: float, after: float,
                baseline: tuple[float, float] | None = None, *, rate: float = 10.0) -> Epochs:
@@ -404,7 +240,7 @@ class Study:
         for name, of_recording in self._events(events).groupby("recording", sort=False):
             if name not in self._replayed:
                 raise ValueError(f"events: {name!r} is none of the study's recordings")
-            people = [(person, cycles["seconds"], _masked(cycles))
+            people = [(person, cycles["seconds"], masked(cycles))
                       for person, cycles in self._replayed[name].of_person()]
             for event in of_recording.itertuples(index=False):
                 for person, seconds, values in people:
@@ -435,7 +271,7 @@ class Study:
 
     def _events(self, events: pandas.DataFrame | str | Sequence[str]) -> pandas.DataFrame:
         if not isinstance(events, pandas.DataFrame):
-            wanted = set(_listed(events))
+            wanted = set(listed(events))
             self._require_scopes(wanted)
             rows = [{"recording": name, "person": person, "event": scope, "seconds": begin}
                     for name, replayed in self._replayed.items()
@@ -452,7 +288,7 @@ class Study:
         events["number"] = events.groupby(["recording", "event"]).cumcount() + 1
         return events
 
-    def to_csv(self, folder: _Path, *, rate: float = 4.0) -> None:
+    def to_csv(self, folder: Path, *, rate: float = 4.0) -> None:
         """Writes persons.csv, scopes.csv, timeline.csv on a grid, and dictionary.csv into a folder.
 
         The dictionary has a row for each column of each: its name, its unit and its meaning.
@@ -479,9 +315,9 @@ class Study:
         "persons" are dots, one for each; "scopes" are lines from scope to scope, one for each
         person; the "timeline" is on a grid of `rate`. `scopes` chooses and orders the scopes.
         """
-        from .study_figure import draw_persons, draw_scopes, draw_timeline
+        from .figure import draw_persons, draw_scopes, draw_timeline
 
-        names = _listed(quantities)
+        names = listed(quantities)
         if table == "persons":
             return draw_persons(self.persons(), names, width, grey)
         if table == "scopes":
@@ -497,32 +333,3 @@ class Study:
         return html_table(["recording", "persons", "cycles", "seconds"], [
             (name, len(group), int(group["cycles"].sum()), float((group["last"] - group["first"]).max()))
             for name, group in persons.groupby("recording", sort=False)])
-
-
-def _between(cycles: dict[str, _Array] | None, begin: float, end: float) -> dict[str, _Array]:
-    if cycles is None:
-        return {}
-    first = int(numpy.searchsorted(cycles["seconds"], begin, "left"))
-    last = int(numpy.searchsorted(cycles["seconds"], end, "right"))
-    return {name: column[first:last] for name, column in cycles.items()}
-
-
-def _scope_numbers(cycles: dict[str, _Array]) -> dict[str, float]:
-    """What the cycles add up to; they may be none."""
-    count = len(cycles["seconds"]) if cycles else 0
-    numbers: dict[str, float] = {"cycles": count}
-    nothing = numpy.zeros(0)
-    for name in QUANTITIES:
-        measured = cycles[f"{name}_measured known"] if count else nothing
-        values, confidences = ((cycles[column].astype(float) for column in (name, f"{name}_confidence"))
-                               if measured.any() else (nothing, nothing))
-        numbers.update({f"{name}_mean": values.mean() if len(values) else numpy.nan,
-                        f"{name}_deviation": values.std(ddof=1) if len(values) > 1 else numpy.nan,
-                        f"{name}_confidence": confidences.mean() if len(values) else numpy.nan,
-                        f"{name}_coverage": measured.mean() if count else numpy.nan})
-    for mood, name in MOODS.items():
-        numbers[name] = ((cycles["mood"] == mood).mean() if numbers["valence_coverage"] > 0.0 else
-                         numpy.nan)
-    numbers["attentive"] = ((cycles["attention"] > 0.5).mean() if numbers["attention_coverage"] > 0.0 else
-                            numpy.nan)
-    return numbers

@@ -9,9 +9,9 @@ import matplotlib.axes
 import numpy
 import pandas
 
-from .figure import MILLIMETRES_PER_INCH, Figure, look
-from .study import band
-from .study_columns import QUANTITIES
+from ..figure import MILLIMETRES_PER_INCH, Figure, look
+from .columns import QUANTITIES
+from .cycles import band
 
 #: The size of texts.
 _POINTS = 8.0

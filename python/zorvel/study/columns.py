@@ -2,12 +2,18 @@
 
 from __future__ import annotations
 
-from . import _zorvel
+from collections.abc import Sequence
+
+from .. import _zorvel
 
 #: The quantities that have a mean, with their unit.
 QUANTITIES = ("valence", "attention", "ease")
 #: What the mood's numbers are called, from the highest.
 MOODS = {1: "positive", 0: "neutral", -1: "negative"}
+
+
+def listed(names: Sequence[str] | str) -> list[str]:
+    return [names] if isinstance(names, str) else list(names)
 
 
 def _of_quantity(name: str) -> dict[str, tuple[str, str]]:
