@@ -303,6 +303,7 @@ def test_reads_each_recording_once(films: list[pathlib.Path], tmp_path: pathlib.
     (lambda films: zorvel.Study(films).epochs(["game", "Game"], 1.0, 1.0), 'no scope "Game"; .*: game, whole$'),
     (lambda films: zorvel.Study(films).timeline(scopes=["Game"]), 'no scope "Game"'),
     (lambda films: zorvel.Study(films).plot("scopes", scopes=["Game"]), 'no scope "Game"'),
+    (lambda films: zorvel.Study(films).plot(scopes=["game"]), "the figure of timeline has none"),
 ])
 def test_errors_of_a_study(films: list[pathlib.Path], wrong: Callable[[Any], Any], message: str) -> None:
     with pytest.raises(ValueError, match=message) as error:

@@ -28,6 +28,8 @@ _MEMORY = 7 * SECOND
 MOST_IDS = 10_000
 """So many people and faces who are gone keep their numbers."""
 _MOST_TRACKED = 1000
+COPIES = 3
+"""In so many cycles running a gaze is that of the head, and then it is a copy."""
 
 _Member = tuple[str, str]
 
@@ -69,8 +71,8 @@ class Face:
     """Head posture and distance, once they are found for `frame`."""
     gaze_frame: Frame | None = None
     gaze: Value | None = None
-    copies: int = 3
-    """How many cycles running the gaze has been that of the head; it is taken to be, at first."""
+    copies: int = COPIES
+    """How many cycles running, up to `COPIES`, the gaze has been that of the head."""
 
 
 class Messages:

@@ -10,12 +10,11 @@ from typing import TYPE_CHECKING, Any, Literal
 from .._zorvel import Event, Observation, Reading
 from ..transforms import Quaternion, Transforms, rotated
 from .fields import FULL_INTENSITY, Gender, gaze, head_posture, seen_from_robot
-from .messages import MOST_IDS, SECOND, TOPICS, Face, Messages, Value, topic_pattern, unnamed_person
+from .messages import COPIES, MOST_IDS, SECOND, TOPICS, Face, Messages, Value, topic_pattern, unnamed_person
 
 if TYPE_CHECKING:
     import numpy
 
-_COPIES = 3
 _NEW_BY_TIME = ("expressions", "named_expressions", "smile")
 """The estimator takes these for new, and believes them, only if their time is not that of before. When
 they are repeated, their time is later by a nanosecond a cycle, which no age shows."""
@@ -171,7 +170,7 @@ class People:
             self._look_up(face, time)
             if face.posture is not None:
                 values["head_posture"], values["distance"] = face.posture
-            if face.gaze is not None and (self._gaze == "always" or face.copies < _COPIES):
+            if face.gaze is not None and (self._gaze == "always" or face.copies < COPIES):
                 values["gaze"] = face.gaze
         if body is not None and body in self._messages.heads and "distance" not in values:
             head = self._messages.heads[body]
@@ -223,7 +222,7 @@ class People:
             if turned is None or _SAME_DIRECTION > max(
                     rotated(turned.orientation, axis)[0] for axis in _AXES):
                 face.copies = 0
-            elif face.copies < _COPIES:
+            elif face.copies < COPIES:
                 face.copies += 1
         pose = self._transforms.find(eyes, self._robot_frame, stamp) if face.gaze is None else None
         if pose is not None and (direction := gaze(seen_from_robot(*pose))) is not None:

@@ -318,6 +318,8 @@ class Study:
         from .figure import draw_persons, draw_scopes, draw_timeline
 
         names = listed(quantities)
+        if scopes is not None and table != "scopes":
+            raise ValueError(f"scopes: the figure of {table} has none")
         if table == "persons":
             return draw_persons(self.persons(), names, width, grey)
         if table == "scopes":
