@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <string>
 
@@ -54,8 +55,11 @@ class Client {
     bind(_descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address);
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    require(connect(_descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0,
-            "the server does not listen");
+    int result = 0;
+    do {  // the fuzzer has a timer, whose signal may interrupt the call
+      result = connect(_descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    } while (result != 0 && errno == EINTR);
+    require(result == 0, "the server does not listen");
   }
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
