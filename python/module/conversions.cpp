@@ -1,10 +1,12 @@
+#include "conversions.hpp"
+
 #include <fmt/format.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 
-#include "module.hpp"
+#include "interpreter.hpp"
 #include "recording/time_unit.hpp"
 
 namespace zorvel::python {
@@ -127,6 +129,11 @@ std::int32_t integer32From(py::handle object, const std::string& place) {
   return static_cast<std::int32_t>(value);
 }
 
+std::optional<std::int32_t> personFrom(py::handle object) {
+  if (object.is_none()) return std::nullopt;
+  return integer32From(object, "person");
+}
+
 std::int32_t samplesFrom(py::handle object) {
   if (object.is_none()) return StartRecording::unlimited;
   const std::int32_t samples = integer32From(object, "samples");
@@ -209,11 +216,10 @@ std::string pathFrom(py::handle path) {
   return name == "-" ? "./-" : name;
 }
 
-py::object callFunction(py::handle function, py::handle argument) {
-  PyObject* const result = stayingAtTheEnd(
-      [&] { return PyObject_CallFunctionObjArgs(function.ptr(), argument.ptr(), nullptr); });
-  if (result == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::object>(result);
+std::vector<std::string> pathsFrom(const py::list& paths) {
+  std::vector<std::string> names;
+  for (const py::handle path : paths) names.push_back(pathFrom(path));
+  return names;
 }
 
 py::str fileName(const std::string& path) {
