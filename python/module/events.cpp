@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -108,6 +107,8 @@ void bindMembers(py::class_<Event>& bound) {
       .def_property_readonly(
           "time", [](const Event& event) { return nanoseconds(event.time); },
           "In nanoseconds since 1970.")
+      .def_property_readonly("line", &eventLine,
+                             "The event as a line of a recording, with its end.")
       .def_property_readonly("person", &personOf, "The person that it is about.")
       .def_property_readonly(
           "to",
@@ -177,23 +178,10 @@ void addEvents(py::module_& module) {
                                 nanoseconds(event.time),
                                 id ? fmt::format(" of person {}", *id) : "");
            })
-      .def(py::pickle(
-          [](const Event& event) {
-            fmt::memory_buffer line;
-            appendEvent(line, event);
-            return fmt::to_string(line);
-          },
-          [](std::string line) { return *EventReader(MissingTime::Error).read(line); }));
-  bindEquality(bound, [](const Event& of) {
-    const py::object self = py::cast(&of, py::return_value_policy::reference);
-    py::tuple members(8);
-    std::size_t next = 0;
-    for (const char* name :
-         {"kind", "time", "person", "fields", "state", "scope", "samples", "value"}) {
-      members[next++] = self.attr(name);
-    }
-    return members;
-  });
+      .def(py::pickle(&eventLine, [](std::string line) {
+        return *EventReader(MissingTime::Error).read(line);
+      }));
+  bindEquality(bound, [](const Event& event) { return py::str(eventLine(event)); });
 }
 
 }  // namespace zorvel::python
