@@ -13,6 +13,7 @@ namespace zorvel {
 namespace {
 
 constexpr std::string_view isUsed = "it is used as it is";
+constexpr std::string_view isForgotten = "it counts in its cycle at most";
 constexpr std::string_view isLeftOut = "such readings are left out";
 
 double secondsSince(Time time) { return inSeconds(between(time, ku::SystemClock::now())); }
@@ -33,7 +34,7 @@ void FarReadings::warnOfOld(const Observation& observation) {
     warnOnce(
         observation.person, field.name,
         fmt::format("{:.3f} s ago, and remembered for {} s", age, field.memory->count() / 1000),
-        isUsed);
+        isForgotten);
   });
 }
 

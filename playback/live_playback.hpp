@@ -25,8 +25,8 @@ class FarReadings {
 
   explicit FarReadings(Warn warn) : _warn(std::move(warn)) {}
 
-  /// Of readings that are too old to be remembered. That they are used all the same is easily taken
-  /// for a fault of the estimator.
+  /// Of readings that are too old to be remembered. That a face or a distance is used all the same
+  /// is easily taken for a fault of the estimator.
   void warnOfOld(const Observation& observation);
   /// Of readings from the future that are used.
   void warnOfFuture(const Observation& observation);

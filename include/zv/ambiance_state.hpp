@@ -16,10 +16,10 @@ enum class AmbianceDescription {
 
 /// How agitated, and so how calm, the robot's surroundings are.
 ///
-/// Thread safety: `updateAmbiance`, `incrementMovementDetected`, `save`, `restore` and, on its left
-/// side, assignment take the lock, so they may be called from different threads. Everything else
-/// reads or writes one number at a time without the lock, so a reader may see the two levels from
-/// different updates.
+/// Thread safety: `updateAmbiance`, `incrementMovementDetected`, `save`, `restore` and assignment
+/// (of the object assigned to) take the lock, so they may be called from different threads.
+/// Everything else reads or writes one number at a time without the lock, so a reader may see the
+/// two levels from different updates.
 class ZV_API AmbianceState {
  public:
   /// Everything that is known of the room, as plain values, to be kept over a restart.

@@ -106,7 +106,8 @@ inline constexpr ForceReason noObservation{
     "No observation", "a lack of readings",
     "A cycle without readings for the valence, or for the attention: it drifts towards 0, "
     "the faster the longer that lasts, and its confidence loses 70 %. The attention's confidence "
-    "also loses 35 % for each of head posture and gaze that is missing, beside the other too."};
+    "also loses 35 % if head postures are missing, and 35 % if gazes are, even when the other is "
+    "there."};
 /// Moves every quantity.
 inline constexpr ForceReason notVisible{
     "Not visible", "being out of sight",

@@ -3,8 +3,8 @@
 
 namespace ZV {
 
-/// Where a person looks, in degrees; (0, 0) is at the robot. Either side may be positive, always
-/// the same one: of the mean of those remembered, only the size counts.
+/// Where a person looks, in degrees; (0, 0) is at the robot. Which side is positive is up to the
+/// host, but must not change: only the size of the mean of the remembered gazes counts.
 ///
 /// Thread safety: that of a plain value.
 struct Gaze {

@@ -39,11 +39,12 @@ extern "C" {
 
 /// How a call ended.
 typedef enum zv_code {
-  ZV_OK = 0,                ///< well
-  ZV_INVALID_ARGUMENT = 1,  ///< not begun: null, a wrong size, or a value that is not allowed
-  ZV_UNKNOWN_PERSON = 2,    ///< the graph does not have the person
-  ZV_OUT_OF_MEMORY = 3,     ///< no memory, or no lock of the system, was left
-  ZV_FAILED = 4             ///< anything else; what was done before stays done
+  ZV_OK = 0,  ///< success
+  ZV_INVALID_ARGUMENT =
+      1,                  ///< nothing was done: null, a wrong size, or a value that is not allowed
+  ZV_UNKNOWN_PERSON = 2,  ///< the graph does not have the person
+  ZV_OUT_OF_MEMORY = 3,   ///< no memory, or no lock of the system, was left
+  ZV_FAILED = 4           ///< anything else; what was done before stays done
 } zv_code;
 
 /// What went wrong in the calling thread's last call that failed; empty before the first. It stays
@@ -122,8 +123,8 @@ typedef struct zv_count_reading {
   float confidence;  ///< in [0, 1]
 } zv_count_reading;
 
-/// Where the eyes look; (0, 0) is at the robot. Either side may be positive, always the same one:
-/// of the mean of those remembered, only the size counts.
+/// Where the eyes look; (0, 0) is at the robot. Which side is positive is up to the host, but must
+/// not change: only the size of the mean of the remembered gazes counts.
 typedef struct zv_gaze_reading {
   int64_t time;  ///< when it was read
   float yaw;     ///< to the side, in degrees
@@ -247,14 +248,14 @@ typedef struct zv_graph zv_graph;
 ZV_API zv_graph* zv_graph_create(void);
 /// Takes null, too. Any thread, once no other uses the graph.
 ZV_API void zv_graph_destroy(zv_graph* graph);
-/// One perception cycle of a person, who is inserted if unknown; `state`, which may be null,
+/// One perception cycle of a person. An unknown person is inserted; `state`, which may be null,
 /// becomes the state after it. An observation with a NaN or an infinity is an error, which changes
 /// nothing; a guard removes such a reading. ZV_FAILED means, once in a long while, that a reading
 /// grew too old in the middle of the cycle: go on with the next one. Any thread.
 ZV_API zv_code zv_graph_update(zv_graph* graph, int32_t person, const zv_observation* observation,
                                zv_state* state);
-/// One cycle in which a person was not perceived, who is inserted if unknown; `state`, which may be
-/// null, becomes the state after it. Any thread.
+/// One cycle in which a person was not perceived. An unknown person is inserted; `state`, which may
+/// be null, becomes the state after it. Any thread.
 ZV_API zv_code zv_graph_not_seen(zv_graph* graph, int32_t person, zv_state* state);
 /// Forgets a person; an unknown one is no error. Any thread.
 ZV_API zv_code zv_graph_remove(zv_graph* graph, int32_t person);
@@ -304,8 +305,8 @@ ZV_API void zv_board_destroy(zv_board* board);
 /// camera's frame was taken. Waits for the graph's lock. Any thread.
 ZV_API zv_code zv_board_publish(zv_board* board, int64_t time);
 /// Copies the last published frame: `frame`, and up to `capacity` states, by ascending identifier,
-/// to the array `states`, whose first element has the `size` of each. `states` may be null where
-/// `capacity` is 0. Takes no lock and no memory. Any thread.
+/// to the array `states`. The caller sets `size` in its first element, and all elements have that
+/// size. `states` may be null where `capacity` is 0. Takes no lock and no memory. Any thread.
 ZV_API zv_code zv_board_latest(const zv_board* board, zv_frame* frame, zv_state* states,
                                size_t capacity);
 

@@ -140,7 +140,7 @@ def main() -> int:
                       help="only this; may be given several times (default: all but mood)")
     plot.add_argument("--width", type=float, default=178.0, metavar="MM",
                       help="of the figure, in millimetres (default: %(default)s)")
-    plot.add_argument("--grey", action="store_true", help="greys and line styles for colours")
+    plot.add_argument("--grey", action="store_true", help="greys and line styles in place of colours")
     plot.set_defaults(run=_plot)
 
     bag = commands.add_parser(

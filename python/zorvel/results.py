@@ -143,7 +143,7 @@ def explain(recording: str | os.PathLike[str], *, person: int | None = None,
             end: _zorvel.Duration | None = None) -> dict[int, dict[str, Any]]:
     """Why each person's state is what it is, by person: what `zorvel explain --json` writes.
 
-    `at` is a moment since second 0: the last cycle until then is explained. Without it, the span from
+    `at` is a moment since second 0: the last cycle at or before it is explained. Without it, the span from
     `begin` to `end` is, by default the whole recording. All three are a float of seconds, an int of
     nanoseconds or a timedelta. Raises a DataError when nobody has a cycle there.
     """

@@ -95,7 +95,7 @@ class LiveTest(FolderTest):
         self.assertEqual(result.returncode, 0)
         self.assertEqual(result.stderr.splitlines(), [
             "-:2: warning: person 1: distance is from 7.001 s ago, and remembered for 7 s; "
-            "it is used as it is",
+            "it counts in its cycle at most",
             "-:5: warning: person 1: asrEmotion is from 0.500 s in the future; "
             "it is used as it is"])
 

@@ -67,7 +67,7 @@ void addAnnotate(Command tool) {
   Command command = tool.addSubcommand(
       "annotate", "Put the scopes of a table into a recording",
       R"(The table is a CSV file with the columns person, scope, begin and end; others are ignored.
-A begin or an end is in seconds since second 0 of the recording, or like 1:23.5, or a time like
+begin and end are in seconds since second 0 of the recording, or like 1:23.5, or times like
 2024-05-17T09:30:00Z; both belong to the scope. Every byte of the recording stays; lines that open
 and close the scopes are added. Where the person is removed, or renamed to another id, within a row,
 each visit gets a scope of that name. If a scope does not fit, nothing is written.
@@ -86,7 +86,7 @@ Examples:
   command.add("SCOPES", options->scopes, "The table; - reads standard input").required();
   command
       .addTime("--offset", options->offset,
-               "When the clock of the table's seconds was at 0, since second 0 of the recording")
+               "The second of the recording at which the table's seconds begin")
       .type("SECONDS")
       .showDefault("0");
   command

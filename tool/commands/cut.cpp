@@ -103,8 +103,9 @@ Examples:
   const auto options = std::make_shared<CutOptions>();
   CutSpan& span = options->span;
   command.addRecording(options->recording);
-  command.addTime("--from", span.from, "Where the span begins; by default with the recording");
-  command.addTime("--to", span.to, "Where it ends; by default with the recording");
+  command.addTime("--from", span.from,
+                  "Where the span begins; by default, at the start of the recording");
+  command.addTime("--to", span.to, "Where it ends; by default, at the end of the recording");
   command.addPerson(span.person, "Only the lines about this person");
   command.addDuration(
       "--every", span.every, false,

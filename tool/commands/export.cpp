@@ -41,7 +41,8 @@ void addElan(Command exportCommand) {
       "elan", "Write scopes, moods and visits as tiers of ELAN",
       R"(The document (.eaf) has tiers for each person: the scopes, where they were closed; the
 mood, where the valence is known; and the visits. ELAN counts milliseconds from the film's second 0;
-starts are rounded down and ends up, so that annotate puts the scopes back over the same cycles.
+a start is rounded down and an end is rounded up, so that annotate restores the scopes over the same
+cycles.
 
 Example:
   zorvel export elan meeting.jsonl --film meeting.mp4 --output meeting.eaf)");

@@ -89,7 +89,7 @@ cycle, needs no network, and zooms: drag, double click, or + - left right 0. Aft
 line it shows everything up to it.
 
 The page of several recordings begins with a table of all and their curves, one below the
-other. Each recording's start is at 0 or, with --align, the start of a scope. When one
+other. 0 is each recording's second 0 or, with --align, the start of a scope in it. When one
 recording fails, the others are shown.
 
 Examples:

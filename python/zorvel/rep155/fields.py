@@ -120,7 +120,7 @@ def expressions_from_action_units(
 
 
 LANDMARKS_OF_68 = (36, 39, 42, 45, 17, 21, 22, 26, 30, 33, 48, 54)
-"""zorvel's face points by the usual numbering of 68 landmarks from 0, which hri_msgs/FacialLandmarks
+"""zorvel's facial points by the usual numbering of 68 landmarks from 0, which hri_msgs/FacialLandmarks
 has, too. Right is the person's there; in zorvel left and right are the picture's, so that the person's
 right eye, 36 to 41, is the left one."""
 
@@ -128,7 +128,7 @@ right eye, 36 to 41, is the left one."""
 def facial_points(
     landmarks: Sequence[Landmark], width: float, height: float
 ) -> dict[int, Landmark] | None:
-    """The face points (x, y, confidence), in pixels, from the usual 68 landmarks in their order.
+    """The facial points (x, y, confidence), in pixels, from the usual 68 landmarks in their order.
 
     More may follow, as the two pupils do in hri_msgs/FacialLandmarks. `width` and `height` are the
     picture's, in pixels. A landmark that is not finite is left out, which the estimator takes for a
