@@ -67,8 +67,8 @@ class ZV_API SessionRecording {
  public:
   using Time = ku::SystemClock::time_point;  ///< nanoseconds since the epoch
 
-  /// Begins the file, which must not exist yet or must be empty. `source` says what was recorded. Throws
-  /// std::runtime_error when the file cannot be written.
+  /// Begins the file, which must not exist yet or must be empty. `source` says what was recorded.
+  /// Throws std::runtime_error when the file cannot be written.
   SessionRecording(const std::string& file, const std::string& source);
   SessionRecording(const SessionRecording&) = delete;
   SessionRecording& operator=(const SessionRecording&) = delete;
