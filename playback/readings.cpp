@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <type_traits>
 #include <zv/force.hpp>
 
 #include "inspection/format.hpp"

@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <string_view>
 #include <type_traits>
 

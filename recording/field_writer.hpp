@@ -5,7 +5,6 @@
 #include <cmath>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 
 #include "recording/json_writer.hpp"
 #include "recording/observation_fields.hpp"

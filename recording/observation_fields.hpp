@@ -4,7 +4,6 @@
 #include <array>
 #include <boost/chrono/duration.hpp>
 #include <cstddef>
-#include <cstdint>
 #include <limits>
 #include <optional>
 #include <string_view>

@@ -1,6 +1,5 @@
 #include "recording/recording_cut.hpp"
 
-#include <algorithm>
 #include <string>
 #include <variant>
 

@@ -4,7 +4,6 @@
 
 #include <boost/crc.hpp>
 #include <stdexcept>
-#include <type_traits>
 #include <vector>
 #include <zv/person.hpp>
 

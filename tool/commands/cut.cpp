@@ -1,8 +1,6 @@
 #include <charconv>
 #include <cstdint>
-#include <limits>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 

@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <ku/log.hpp>
-#include <limits>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>

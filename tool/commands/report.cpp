@@ -1,6 +1,5 @@
 #include "report/report.hpp"
 
-#include <algorithm>
 #include <cstddef>
 #include <ku/log.hpp>
 #include <memory>

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
-#include <string>
 
 #include "recording/observation_fields.hpp"
 
