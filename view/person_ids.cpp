@@ -20,20 +20,33 @@ constexpr std::int32_t mostGranted = 1'000;
 
 }  // namespace
 
-void PersonIds::requireOwn(const Sender& sender, const Event& event) {
-  if (const auto person = personOf(event)) requireOwn(sender, *person);
-  if (const auto* rename = std::get_if<Rename>(&event.what)) requireOwn(sender, rename->to);
+void PersonIds::requireFree(const Sender& sender, const Event& event) const {
+  if (const auto person = personOf(event)) requireFree(sender, *person);
+  if (const auto* rename = std::get_if<Rename>(&event.what)) requireFree(sender, rename->to);
 }
 
-void PersonIds::requireOwn(const Sender& sender, std::int32_t person) {
+void PersonIds::requireFree(const Sender& sender, std::int32_t person) const {
+  const Sender* const owner = ownerOf(person);
+  if (owner != nullptr && owner != &sender) {
+    throw Failure(fmt::format("person {} belongs to {}", person, owner->name));
+  }
+}
+
+/// None for an id that nobody has.
+const Sender* PersonIds::ownerOf(std::int32_t person) const {
   const auto range = std::find_if(_ranges.begin(), _ranges.end(), [&](const Range& each) {
     return person >= each.first && person - each.first < each.count;
   });
-  const Sender* const owner =
-      range != _ranges.end() ? range->owner : _owners.try_emplace(person, &sender).first->second;
-  if (owner != &sender) {
-    throw Failure(fmt::format("person {} belongs to {}", person, owner->name));
-  }
+  if (range != _ranges.end()) return range->owner;
+  const auto owned = _owners.find(person);
+  return owned == _owners.end() ? nullptr : owned->second;
+}
+
+void PersonIds::claim(const Sender& sender, const Event& event) {
+  if (std::holds_alternative<Remove>(event.what)) return;
+  const auto* rename = std::get_if<Rename>(&event.what);
+  const auto person = rename == nullptr ? personOf(event) : std::optional(rename->to);
+  if (person && ownerOf(*person) == nullptr) _owners.emplace(*person, &sender);
 }
 
 void PersonIds::release(const Sender& sender) {

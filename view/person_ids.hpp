@@ -14,11 +14,13 @@
 namespace zorvel {
 
 /// Which sender each person's id belongs to, so that two senders never mean different people by one
-/// number: the one that used it first, or that was given it.
+/// number: the one that used it first, or that was given it, until the sender or the person leaves.
 class PersonIds {
  public:
   /// Throws Failure when the event is about an id of another sender.
-  void requireOwn(const Sender& sender, const Event& event);
+  void requireFree(const Sender& sender, const Event& event) const;
+  /// Gives the sender the ids of those whom the event, once it was played, leaves there.
+  void claim(const Sender& sender, const Event& event);
 
   /// The answer to a sender that requests ids of its own, ones of nobody who is present; empty when
   /// the line is not a request. Throws JsonError for a bad request.
@@ -38,7 +40,8 @@ class PersonIds {
     std::string key;
   };
 
-  void requireOwn(const Sender& sender, std::int32_t person);
+  void requireFree(const Sender& sender, std::int32_t person) const;
+  const Sender* ownerOf(std::int32_t person) const;
   void dropRanges(const Sender& sender);
   bool isFree(const Range& range) const;
   std::string grant(const Sender& sender, std::int32_t count, std::optional<std::int32_t> before,

@@ -150,9 +150,10 @@ bool Service::receive(Sender& sender, std::string line) {
     auto event = sender.events.read(line);
     sender.unreadableLines = 0;
     if (!event) return true;
-    _ids.requireOwn(sender, *event);
+    _ids.requireFree(sender, *event);
     event->time = _clock.now();
     const Row row = _playback->play(*event, _recordLines + 1);
+    _ids.claim(sender, *event);
     ++_events;
     publish(event->time, row);
     return true;

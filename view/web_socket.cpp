@@ -26,9 +26,10 @@ websocket::close_code closeCode(WebSocket::Reason reason) {
       return websocket::close_code::policy_error;
     case WebSocket::Reason::TryAgainLater:
       return websocket::close_code::try_again_later;
-    default:
-      return websocket::close_code::normal;
+    case WebSocket::Reason::Normal:
+      break;
   }
+  return websocket::close_code::normal;
 }
 
 }  // namespace

@@ -223,12 +223,15 @@ class ViewTest(ViewServiceTest):
             granted = json.loads(await heard(first))["people"]
             self.assertEqual((granted["first"], granted["count"]), (1000000, 3))
             await second.send(observation(2) + "\n" + observation(1) + "\n" + observation(1000002)
-                              + "\n" + event("rename", person=2, to=1))
+                              + "\n" + event("rename", person=2, to=1) + "\n" + event("rename", person=3, to=1))
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
             self.assertEqual(answers, [
                 {"error": "person 1 belongs to connection 1", "line": 2},
                 {"error": "person 1000002 belongs to connection 1", "line": 3},
-                {"error": "person 1 belongs to connection 1", "line": 4}])
+                {"error": "person 1 belongs to connection 1", "line": 4},
+                {"error": "person 1 belongs to connection 1", "line": 5}])
+            await first.send(observation(3) + "\nlast")  # what was refused took no id
+            self.assertNotIn("belongs", await heard(first))
             await second.send(people % ',"first":1000001')
             self.assertEqual(json.loads(await heard(second))["people"]["first"], 1000003)
             await first.send(event("remove", person=1) + "\nlast")
@@ -242,7 +245,7 @@ class ViewTest(ViewServiceTest):
             # Ids that have become free can be had again, as after a reload.
             await second.send(observation(1) + "\n[]\n" + people % ',"first":1000000')
             answers = [json.loads(line) for line in (await heard(second)).splitlines()]
-            self.assertEqual([answer.get("line") for answer in answers], [9, None])
+            self.assertEqual([answer.get("line") for answer in answers], [10, None])
             self.assertEqual(answers[1]["people"]["first"], 1000000)
             # A sender with the key gets them at once, with everything else that the other had.
             key = answers[1]["people"]["key"]
