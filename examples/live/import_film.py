@@ -36,7 +36,7 @@ def record(browser, page, film, rate):
     browser.get("about:blank")
     browser.get(page)
     browser.execute_script("document.querySelector('[name=rate]').value = arguments[0]", rate)
-    browser.find_element(By.NAME, "video").send_keys(str(film.resolve()))
+    browser.find_element(By.NAME, "film").send_keys(str(film.resolve()))
     is_running, said = True, ""
     while is_running:
         time.sleep(0.2)
@@ -46,7 +46,7 @@ def record(browser, page, film, rate):
         if text != said and is_running:
             print(text, file=sys.stderr)
         said = text
-    save = browser.find_element(By.ID, "save-video")
+    save = browser.find_element(By.ID, "save-film")
     if not save.is_displayed():
         return None, said
     recording = pathlib.Path(save.get_attribute("download"))

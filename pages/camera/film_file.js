@@ -10,7 +10,7 @@ import { drawFaces, stageVideo } from "./stage.js";
 
 /**
  * @typedef {{ onText: (text: string) => void, onEnd: (failure?: string, recording?: Blob) => void }}
- *   VideoListener
+ *   FilmListener
  */
 
 // Where imports begin by default: 2000-01-01T00:00:00Z.
@@ -18,8 +18,8 @@ const recordingStart = 946684800_000_000_000n;  // nanoseconds
 
 const sameMilliseconds = 500;
 
-export class VideoFile {
-  /** @param {VideoListener} listener */
+export class FilmFile {
+  /** @param {FilmListener} listener */
   constructor({ onText, onEnd }) {
     this.onText = onText;
     this.onEnd = onEnd;

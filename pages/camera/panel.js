@@ -3,18 +3,18 @@
 import { byId, find, setText } from "../shared/elements.js";
 import { Camera } from "./camera.js";
 import {
-  device, form, listCameras, mirrored, numbers, panel, rate, size, video as chosenVideo,
+  device, form, listCameras, mirrored, numbers, panel, rate, size, film as chosenFilm,
 } from "./settings.js";
 import { showStage } from "./stage.js";
-import { VideoFile } from "./video_file.js";
+import { FilmFile } from "./film_file.js";
 
 const cameraButton = byId("use-camera");
 const text = find(".text", HTMLElement, panel);
 const facts = find(".facts", HTMLElement, panel);
 const shownNumbers = find("pre", HTMLElement, panel);
 const startButton = byId("start-camera");
-const savedVideo = find("#save-video", HTMLAnchorElement);
-/** @type {Camera | VideoFile | undefined} */
+const savedFilm = find("#save-film", HTMLAnchorElement);
+/** @type {Camera | FilmFile | undefined} */
 export let running;
 
 function showRunning() {
@@ -39,7 +39,7 @@ function ended(failure, recording) {
 
 function startCamera() {
   running?.stop();
-  savedVideo.hidden = true;
+  savedFilm.hidden = true;
   const [width, height] = size.value.split("x").map(Number);
   const camera = running = new Camera({ onText: say, onAllowed: listCameras, onEnd: ended });
   showRunning();
@@ -47,19 +47,19 @@ function startCamera() {
 }
 
 /** @param {File} file */
-async function importVideo(file) {
+async function importFilm(file) {
   running?.stop();
-  savedVideo.hidden = true;
-  const video = running = new VideoFile({ onText: say, onEnd: ended });
+  savedFilm.hidden = true;
+  const film = running = new FilmFile({ onText: say, onEnd: ended });
   showRunning();
   showPanel(true);
-  await video.run({ file, rate: rate.valueAsNumber || 15 });
-  if (!video.recording) return;
-  URL.revokeObjectURL(savedVideo.href);
-  savedVideo.href = URL.createObjectURL(video.recording);
-  savedVideo.download = `${file.name.replace(/\.[^.]*$/, "")}.jsonl`;
-  savedVideo.textContent = `Save ${savedVideo.download}`;
-  savedVideo.hidden = false;
+  await film.run({ file, rate: rate.valueAsNumber || 15 });
+  if (!film.recording) return;
+  URL.revokeObjectURL(savedFilm.href);
+  savedFilm.href = URL.createObjectURL(film.recording);
+  savedFilm.download = `${file.name.replace(/\.[^.]*$/, "")}.jsonl`;
+  savedFilm.textContent = `Save ${savedFilm.download}`;
+  savedFilm.hidden = false;
 }
 
 /** @param {boolean} isOpen */
@@ -88,16 +88,16 @@ for (const choice of [device, size]) {
   });
 }
 mirrored.addEventListener("change", showRunning);
-chosenVideo.addEventListener("change", () => {
-  const file = chosenVideo.files?.[0];
-  if (file) importVideo(file);
-  chosenVideo.value = "";
+chosenFilm.addEventListener("change", () => {
+  const file = chosenFilm.files?.[0];
+  if (file) importFilm(file);
+  chosenFilm.value = "";
 });
 document.addEventListener("dragover", (event) => event.preventDefault());
 document.addEventListener("drop", (event) => {
   event.preventDefault();
   const file = event.dataTransfer?.files[0];
-  if (file) importVideo(file);
+  if (file) importFilm(file);
 });
 navigator.mediaDevices?.addEventListener("devicechange", listCameras);
 addEventListener("pagehide", () => running?.stop());

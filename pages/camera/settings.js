@@ -10,7 +10,7 @@ export const mirrored = find("[name=mirrored]", HTMLInputElement, form);
 export const numbers = find("[name=numbers]", HTMLInputElement, form);
 export const rate = find("[name=rate]", HTMLInputElement, form);
 export const landmarks = find("[name=landmarks]", HTMLInputElement, form);
-export const video = find("[name=video]", HTMLInputElement, form);
+export const film = find("[name=film]", HTMLInputElement, form);
 
 export async function listCameras() {
   const devices = await navigator.mediaDevices?.enumerateDevices() ?? [];

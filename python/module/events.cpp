@@ -181,7 +181,15 @@ void addEvents(py::module_& module) {
       .def(py::pickle(&eventLine, [](std::string line) {
         return *EventReader(MissingTime::Error).read(line);
       }));
-  bindEquality(bound, [](const Event& event) { return py::str(eventLine(event)); });
+  bindEquality(bound, [](const Event& of) {
+    const py::object self = py::cast(&of, py::return_value_policy::reference);
+    py::list members;
+    for (const char* name :
+         {"kind", "time", "person", "to", "fields", "state", "scope", "samples", "value"}) {
+      members.append(self.attr(name));
+    }
+    return members;
+  });
 }
 
 }  // namespace zorvel::python

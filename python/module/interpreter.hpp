@@ -86,9 +86,6 @@ auto withoutLock(Work work) {
   }
 }
 
-/// Calls a function of Python.
-py::object callFunction(py::handle function, py::handle argument);
-
 /// Lets a signal, such as that of Ctrl-C, raise its exception.
 void throwIfInterrupted();
 

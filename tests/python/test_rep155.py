@@ -1,7 +1,9 @@
 """The mapping between REP-155 and zorvel. All expected numbers are worked by hand."""
 
 import doctest
+import importlib
 import math
+import pkgutil
 from types import SimpleNamespace as Message
 from typing import Any
 
@@ -9,7 +11,7 @@ import pytest
 
 import zorvel
 from zorvel import rep155
-from zorvel.rep155 import Engagement, EngagementLevel, Gender, People, PersonNumbers, person_numbers
+from zorvel.rep155 import Engagement, EngagementLevel, Gender, People, PersonNumbers
 from zorvel.transforms import Quaternion, product
 
 NAN = math.nan
@@ -324,4 +326,6 @@ def test_what_is_not_used_is_counted(start: int) -> None:
 
 
 def test_examples_of_the_documentation() -> None:
-    assert doctest.testmod(person_numbers) == (0, 4)
+    modules = [importlib.import_module(f"zorvel.rep155.{found.name}")
+               for found in pkgutil.iter_modules(zorvel.rep155.__path__)]
+    assert [sum(counts) for counts in zip(*map(doctest.testmod, modules))] == [0, 4]

@@ -246,9 +246,9 @@ class CameraTest(BrowserTest):
         self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
             "behavior": "allow", "downloadPath": str(self.folder)})
         self.script("document.querySelector('[name=rate]').value = 10")
-        self.browser.find_element(By.NAME, "video").send_keys(str(video))
+        self.browser.find_element(By.NAME, "film").send_keys(str(video))
         self.wait_for_text("The recording is made.")
-        self.browser.find_element(By.ID, "save-video").click()
+        self.browser.find_element(By.ID, "save-film").click()
         saved = self.folder / "two people.jsonl"
         self.until(lambda: saved.exists() and saved.stat().st_size)
         header, *events = [json.loads(line) for line in saved.read_text().splitlines()]
@@ -278,7 +278,7 @@ class CameraTest(BrowserTest):
         with urllib.request.urlopen(f"http://127.0.0.1:{service.port}/health") as answer:
             self.assertEqual(json.load(answer)["people"], 0)
         video.write_bytes(b"no video")
-        self.browser.find_element(By.NAME, "video").send_keys(str(video))
+        self.browser.find_element(By.NAME, "film").send_keys(str(video))
         self.wait_for_text("This browser does not play two people.webm.")
 
     def test_files_are_served_and_kept(self):

@@ -278,14 +278,14 @@ void explain(const ExplainOptions& options) {
 void addExplain(Command tool) {
   Command command = tool.addSubcommand(
       "explain", "Explain why the state of a person is what it is: the reasons for its movements",
-      R"(A TIME is in seconds since second 0 of the recording, which info shows, or like 1:23.5. For
-a moment (--at), it lists what moved each person in the last cycle at or before it, the strongest reasons
-first. For a span, or without one for the whole recording, it lists each reason's share of all
-movement up and down. With --greatest, it lists where most happened, what moved the state there, and
-the readings behind that, as --at does. With --without, it replays the recording once more without
-each field that is named, one at a time, and lists what changes. With --json, it writes one object
-per line for each person, change or field, with every reason. After a bad line, it explains
-everything up to it; what comes after a moment is not read.
+      R"(A TIME is in seconds since second 0 of the recording, which info shows, or like 1:23.5. For a
+moment (--at), it lists what moved each person in the last cycle at or before it, the strongest
+reasons first. For a span, or without one for the whole recording, it lists each reason's share
+of all movement up and down. With --greatest, it lists where most happened, what moved the state
+there, and the readings behind that, as --at does. With --without, it replays the recording once
+more without each field that is named, one at a time, and lists what changes. With --json, it
+writes one object per line for each person, change or field, with every reason. After a bad line,
+it explains everything up to it; what comes after a moment is not read.
 
 Examples:
   zorvel explain meeting.jsonl --person 1 --at 12.5

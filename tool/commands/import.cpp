@@ -133,9 +133,10 @@ void addPyFeat(Command importCommand) {
 void addImport(Command tool) {
   Command command = tool.addSubcommand(
       "import", "Turn a file of face analysis into a recording, ready to be replayed",
-      R"(Each frame gives an observation for each person with a face in it; a person seen before
-who is not in it gets a not_seen line and, once away for longer than --gap, a remove line. At its
-end, an import reports on standard error what it made, what the file could not give, and which times look wrong.
+      R"(Each frame gives an observation for each person with a face in it; a person seen before who is
+not in it gets a not_seen line and, once away for longer than --gap, a remove line. At its end,
+an import reports on standard error what it made, what the file could not give, and which times
+look wrong.
 
 Example:
   zorvel import openface webcam.csv --output webcam.jsonl)");

@@ -108,8 +108,7 @@ class People:
 
     def present(self) -> dict[int, list[str]]:
         """The `ids` of those who are not removed."""
-        return {number: [re.sub("^/", "face ", name) for name in names]
-                for number, names in self._messages.numbers.ids().items() if number in self._known}
+        return {number: names for number, names in self.ids().items() if number in self._known}
 
     def _cycle(self, time: int) -> list[Event]:
         seen: dict[int, list[Face]] = {}
