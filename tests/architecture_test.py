@@ -88,8 +88,12 @@ class ArchitectureTest(unittest.TestCase):
 
     def test_every_file_of_the_map_is_there(self):
         folders = [ROOT, ROOT / "include", ROOT / "pages", ROOT / "recording/include"]
-        for name in re.findall(r"`((?:[\w-]+/)+[\w-]+\.\w+)`", (ROOT / "ARCHITECTURE.md").read_text()):
+        text = (ROOT / "ARCHITECTURE.md").read_text()
+        for name in re.findall(r"`((?:[\w-]+/)+[\w-]+\.\w+)`", text):
             self.assertTrue(any((folder / name).is_file() for folder in folders), name)
+        known = {path.name for folder in ROOT.iterdir() if folder.name not in ("build", ".git")
+                 for path in folder.rglob("*.*")}
+        self.assertEqual(set(re.findall(r"`([\w-]+\.(?:[ch]pp|h|py|js|html))`", text)) - known, set())
 
     def test_the_umbrella_header_includes_every_public_header(self):
         public = {str(path.relative_to(ROOT / "include")) for path in sources("include")}
