@@ -39,12 +39,11 @@ extern "C" {
 
 /// How a call ended.
 typedef enum zv_code {
-  ZV_OK = 0,  ///< success
-  ZV_INVALID_ARGUMENT =
-      1,                  ///< nothing was done: null, a wrong size, or a value that is not allowed
-  ZV_UNKNOWN_PERSON = 2,  ///< the graph does not have the person
-  ZV_OUT_OF_MEMORY = 3,   ///< no memory, or no lock of the system, was left
-  ZV_FAILED = 4           ///< anything else; what was done before stays done
+  ZV_OK = 0,                ///< success
+  ZV_INVALID_ARGUMENT = 1,  ///< nothing done: null, a wrong size, or a value that is not allowed
+  ZV_UNKNOWN_PERSON = 2,    ///< the graph does not have the person
+  ZV_OUT_OF_MEMORY = 3,     ///< no memory, or no lock of the system, was left
+  ZV_FAILED = 4             ///< anything else; what was done before stays done
 } zv_code;
 
 /// What went wrong in the calling thread's last call that failed; empty before the first. It stays
