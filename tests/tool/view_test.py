@@ -36,7 +36,7 @@ class ViewTest(ViewServiceTest):
         scene = self.folder / "scene.jsonl"
         run("simulate", "--seconds", "30", "--people", "2", "-o", scene, check=True)
         with open(states, "w") as output:
-            service = Service(self, "--record", self.record, "--forget", "0.3",
+            service = Service(self, "--record", self.record, "--forget", "1",
                               stdin=subprocess.PIPE, stdout=output)
         async with service.connect("states") as page:
             telling = asyncio.create_task(told(page, lambda line: line.get("scope") == "the end"))
@@ -49,6 +49,9 @@ class ViewTest(ViewServiceTest):
                 service.process.stdin.flush()
                 await asyncio.sleep(0.01)
             self.assertEqual(await asyncio.wait_for(send.wait(), WAIT), 0)
+            async with asyncio.timeout(WAIT):
+                while service.health()["people"] > 0:
+                    await asyncio.sleep(0.05)
             service.process.stdin.write(event("stop_recording", person=7, scope="the end") + "\n")
             service.process.stdin.flush()
             lines = await telling
