@@ -47,6 +47,11 @@ class Service:
     def health(self):
         return json.loads(self.get("health"))
 
+    async def until(self, holds):
+        async with asyncio.timeout(WAIT):
+            while not holds(self.health()):
+                await asyncio.sleep(0.05)
+
     def requested(self, text):
         """A connection on which this was sent."""
         connection = socket.create_connection(("127.0.0.1", self.port), WAIT)

@@ -36,8 +36,8 @@ class ViewTest(ViewServiceTest):
         scene = self.folder / "scene.jsonl"
         run("simulate", "--seconds", "30", "--people", "2", "-o", scene, check=True)
         with open(states, "w") as output:
-            service = Service(self, "--record", self.record, "--forget", "1",
-                              stdin=subprocess.PIPE, stdout=output)
+            service, move_clock = self.service_with_clock("--record", self.record, "--forget", "60",
+                                                          stdin=subprocess.PIPE, stdout=output)
         async with service.connect("states") as page:
             telling = asyncio.create_task(told(page, lambda line: line.get("scope") == "the end"))
             send = await asyncio.create_subprocess_exec(TOOL, "send", scene, "--speed", "30", "--to",
@@ -49,9 +49,11 @@ class ViewTest(ViewServiceTest):
                 service.process.stdin.flush()
                 await asyncio.sleep(0.01)
             self.assertEqual(await asyncio.wait_for(send.wait(), WAIT), 0)
-            async with asyncio.timeout(WAIT):
-                while service.health()["people"] > 0:
-                    await asyncio.sleep(0.05)
+            service.process.stdin.write("last\n")
+            service.process.stdin.flush()
+            await service.until(lambda health: health["bad_lines"] == 1)
+            move_clock(61)
+            await service.until(lambda health: health["people"] == 0)
             service.process.stdin.write(event("stop_recording", person=7, scope="the end") + "\n")
             service.process.stdin.flush()
             lines = await telling
@@ -292,8 +294,7 @@ class ViewTest(ViewServiceTest):
                 await sender.send("bad\n" + event("remove", person=5) + "\n" + "bad\n" * 3000)
                 lines = await told(page, lambda line: "removed" in line)
                 self.assertEqual(lines[-1]["person"], 5)
-                while len(service.health()["connections"]) > 2:
-                    await asyncio.sleep(0.05)
+                await service.until(lambda health: len(health["connections"]) == 2)
                 # A page that does not read gets another picture, without people who were removed.
                 for _ in range(20):
                     await other.send(scene)
