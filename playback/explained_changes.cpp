@@ -14,14 +14,6 @@
 namespace zorvel {
 namespace {
 
-struct MovedQuantity {
-  ZV::Quantity quantity;
-  /// From lowest to highest.
-  float range;
-};
-constexpr std::array<MovedQuantity, 2> movedQuantities{
-    {{ZV::Quantity::Valence, 2.0f}, {ZV::Quantity::Attention, 1.0f}}};
-
 struct Person {
   PersonCycles cycles;
   std::array<std::vector<float>, movedQuantities.size()> values;
@@ -95,14 +87,7 @@ std::optional<Failure> readCycles(RecordingReader& recording, std::optional<std:
                                   const OnProgress& onProgress) {
   return playAll(recording, Forces::Unwatched, [&](Time time, const Event& event, const Row& row) {
     ++events;
-    if (const auto* remove = std::get_if<Remove>(&event.what)) {
-      const auto found = persons.find(remove->person);
-      if (found != persons.end()) found->second.cycles.remove();
-    }
-    if (const auto* rename = std::get_if<Rename>(&event.what)) {
-      const auto from = persons.find(rename->person);
-      if (from != persons.end()) from->second.cycles.goOnIn(persons[rename->to].cycles);
-    }
+    followPeople(event, persons);
     const auto* state = std::get_if<StateRow>(&row);
     if (state != nullptr && (!person || *person == state->person)) {
       Person& of = persons[state->person];

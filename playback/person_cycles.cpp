@@ -13,7 +13,7 @@ void PersonCycles::add(Time time, bool isSeen) {
 }
 
 void PersonCycles::goOnIn(PersonCycles& to) {
-  if (&to == this || !isPresent()) return;
+  if (&to == this) return;
   remove();
   to.remove();
 }

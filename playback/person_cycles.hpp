@@ -1,14 +1,25 @@
 #ifndef ZORVEL_PLAYBACK_PERSON_CYCLES_HPP
 #define ZORVEL_PLAYBACK_PERSON_CYCLES_HPP
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <variant>
 #include <vector>
 
 #include "playback/greatest_changes.hpp"
 #include "recording/event.hpp"
+#include "zv/force.hpp"
 
 namespace zorvel {
+
+/// A quantity whose greatest changes are shown, and how far its lowest value is from its highest.
+struct MovedQuantity {
+  ZV::Quantity quantity;
+  float range;
+};
+inline constexpr std::array movedQuantities{MovedQuantity{ZV::Quantity::Valence, 2.0f},
+                                            MovedQuantity{ZV::Quantity::Attention, 1.0f}};
 
 /// When one person had cycles, and which of them say something new about the person.
 class PersonCycles {
@@ -45,6 +56,19 @@ class PersonCycles {
   bool _isRemoved = false;
   bool _isSeen = true;
 };
+
+/// Does to the cycles of the people, in a map by person, what a removal and a renaming do.
+template <typename Persons>
+void followPeople(const Event& event, Persons& persons) {
+  if (const auto* const remove = std::get_if<Remove>(&event.what)) {
+    const auto person = persons.find(remove->person);
+    if (person != persons.end()) person->second.cycles.remove();
+  } else if (const auto* const rename = std::get_if<Rename>(&event.what)) {
+    const auto person = persons.find(rename->person);
+    if (person == persons.end() || !person->second.cycles.isPresent()) return;
+    person->second.cycles.goOnIn(persons[rename->to].cycles);
+  }
+}
 
 }  // namespace zorvel
 

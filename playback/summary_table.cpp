@@ -41,14 +41,7 @@ std::optional<double> SummaryTable::Values::share(std::uint64_t part) const {
 }
 
 void SummaryTable::add(Time time, const Event& event, const Row& row) {
-  if (const auto* remove = std::get_if<Remove>(&event.what)) {
-    const auto found = _persons.find(remove->person);
-    if (found != _persons.end()) found->second.cycles.remove();
-  }
-  if (const auto* rename = std::get_if<Rename>(&event.what)) {
-    const auto from = _persons.find(rename->person);
-    if (from != _persons.end()) from->second.cycles.goOnIn(_persons[rename->to].cycles);
-  }
+  followPeople(event, _persons);
   if (const auto* scope = std::get_if<ScopeRow>(&row)) {
     const auto* const label = std::find(scopeLabels.begin(), scopeLabels.end(), scope->label);
     ++_persons[scope->person].scopes.at(static_cast<std::size_t>(label - scopeLabels.begin()));

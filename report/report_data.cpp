@@ -22,14 +22,6 @@ std::size_t columnOf(ZV::Quantity quantity) {
   return static_cast<std::size_t>(found - quantityNames.begin());
 }
 
-/// A quantity whose movements are shown, and how far its lowest value is from its highest.
-struct MovedQuantity {
-  ZV::Quantity quantity;
-  float range;
-};
-constexpr std::array movedQuantities{MovedQuantity{ZV::Quantity::Valence, 2.0f},
-                                     MovedQuantity{ZV::Quantity::Attention, 1.0f}};
-
 /// How many of the greatest changes are shown of each of them.
 constexpr std::size_t mostChanges = 3;
 
@@ -72,8 +64,8 @@ std::string insideElement(std::string_view json) {
 ReportData::Person::Person()
     : quantities(quantityNames.size()), known(std::tuple_size_v<decltype(knownColumns)>) {}
 
-void ReportData::Person::add(Time time, const StateRow& row, bool isSeenNow) {
-  cycles.add(time, isSeenNow);
+void ReportData::Person::add(Time time, const StateRow& row) {
+  cycles.add(time, row.isSeen);
   auto values = quantities.begin();
   std::apply([&](const auto&... column) { ((values++)->push_back(column.value(row)), ...); },
              quantityColumns);
@@ -128,8 +120,7 @@ void ReportData::Person::endScopes(Time time) {
   openScopes.clear();
 }
 
-void ReportData::Person::goOnAs(Person& to) {
-  cycles.goOnIn(to.cycles);
+void ReportData::Person::moveOpenScopes(Person& to) {
   for (const auto& [name, index] : openScopes) {
     const auto [place, isNew] = to.openScopes.try_emplace(name, to.scopes.size());
     if (isNew) {
@@ -214,12 +205,10 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
   if (const auto* start = std::get_if<StartRecording>(&event.what)) {
     _persons[start->person].open(time, start->scope);
   }
+  followPeople(event, _persons);
   if (const auto* remove = std::get_if<Remove>(&event.what)) {
     const auto person = _persons.find(remove->person);
-    if (person != _persons.end()) {
-      person->second.cycles.remove();
-      person->second.endScopes(time);
-    }
+    if (person != _persons.end()) person->second.endScopes(time);
   }
   if (const auto* const restored = restoredPerson(event)) {
     Person& person = _persons[restored->id];
@@ -231,12 +220,13 @@ void ReportData::add(Time time, const Event& event, const Row& row) {
   }
   if (const auto* rename = std::get_if<Rename>(&event.what)) {
     const auto person = _persons.find(rename->person);
-    if (person != _persons.end() && rename->person != rename->to && person->second.isPresent()) {
-      person->second.goOnAs(_persons[rename->to]);
+    if (person != _persons.end() && rename->person != rename->to &&
+        !person->second.openScopes.empty()) {
+      person->second.moveOpenScopes(_persons[rename->to]);
     }
   }
   if (const auto* state = std::get_if<StateRow>(&row)) {
-    _persons[state->person].add(time, *state, !std::holds_alternative<NotSeen>(event.what));
+    _persons[state->person].add(time, *state);
   }
   if (const auto* scope = std::get_if<ScopeRow>(&row)) _persons[scope->person].close(time, *scope);
   if (const auto* room = std::get_if<AmbianceRow>(&row)) {

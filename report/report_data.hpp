@@ -61,21 +61,19 @@ class ReportData {
     /// 1 where the value is known, for each of knownColumns.
     std::vector<std::vector<std::int8_t>> known;
     std::vector<std::int8_t> moods;
-    /// Of the valence and of the attention.
-    std::array<std::vector<Moves>, 2> moves;
+    /// Of each of movedQuantities.
+    std::array<std::vector<Moves>, movedQuantities.size()> moves;
     std::vector<Scope> scopes;
     /// Indices into scopes.
     std::map<std::string, std::size_t> openScopes;
 
     Person();
-    void add(Time time, const StateRow& row, bool isSeenNow);
+    void add(Time time, const StateRow& row);
     void addMoves(const std::vector<ZV::Force>& forces);
     void open(Time time, const std::string& scope);
     void close(Time time, const ScopeRow& row);
     void endScopes(Time time);
-    bool isPresent() const { return cycles.isPresent() || !openScopes.empty(); }
-    /// Scopes that are open move on, too.
-    void goOnAs(Person& to);
+    void moveOpenScopes(Person& to);
     void writeChanges(JsonLineWriter& json) const;
     void write(JsonLineWriter& json, Time end) const;
   };
