@@ -2,10 +2,9 @@
 
 import { element, setText } from "../shared/elements.js";
 import { formatMove, formatNumber } from "../shared/format.js";
-import { quantityNames } from "../shared/quantities.js";
+import { moods, quantityNames } from "../shared/quantities.js";
 import { isKnown, notMeasured, rowAt } from "./curve.js";
 import { moveUnit } from "./moves.js";
-import { moods } from "./spans.js";
 
 /** @typedef {import("./recording.js").Person} Person */
 
@@ -20,8 +19,7 @@ function stateTexts(person, row) {
     const confidence = formatNumber(curve.confidences?.[row] ?? NaN, 2);
     return `${title} ${formatNumber(curve.values[row], 2)} (confidence ${confidence})`;
   });
-  const mood = moods.find((each) => each.mood === person.moods[row]);
-  if (mood && isKnown(person.valence, row)) texts[0] += `, ${mood.name}`;
+  if (isKnown(person.valence, row)) texts[0] += `, ${moods[1 - person.moods[row]].name}`;
   return texts;
 }
 

@@ -2,12 +2,12 @@
 
 import { byId, element, fillTable, find } from "../shared/elements.js";
 import { decimalsFor, formatCount, formatNumber, formatTime, formatUtc } from "../shared/format.js";
-import { quantityNames } from "../shared/quantities.js";
+import { moods, quantityNames } from "../shared/quantities.js";
 import { readReason } from "../shared/reasons.js";
 import { isEverKnown, isKnown, mean, notMeasured } from "./curve.js";
 import { addMattered } from "./mattered.js";
 import { whyNoChange } from "./recording.js";
-import { moods, moodSpans, paintSpans, scopeSign, scopeSpans } from "./spans.js";
+import { moodSpans, paintSpans, scopeSign, scopeSpans } from "./spans.js";
 import { Stack, swatch } from "./stack.js";
 import { meanColumns, moodBar } from "./summary.js";
 import { draw, drawAnew, showWhole, whole, zoomLink } from "./view.js";
@@ -106,8 +106,8 @@ function addMood(stack, person) {
     paint: paintSpans(moodSpans(person), 3),
     read: (seconds) => {
       const row = stack.rowAt(person, seconds);
-      if (row !== undefined && !isKnown(person.valence, row)) return notMeasured;
-      return moods.find(({ mood }) => row !== undefined && mood === person.moods[row])?.name ?? "–";
+      if (row === undefined) return "–";
+      return isKnown(person.valence, row) ? moods[1 - person.moods[row]].name : notMeasured;
     },
   });
 }

@@ -1,6 +1,7 @@
 // Stretches of time: moods and scopes.
 
 import { colorOf } from "../shared/colors.js";
+import { moods } from "../shared/quantities.js";
 import { isKnown, notMeasured } from "./curve.js";
 import { shown } from "./view.js";
 
@@ -11,13 +12,6 @@ import { shown } from "./view.js";
 /** @typedef {import("./drawing").Span} Span */
 /** @typedef {import("../tool").ScopeData} ScopeData */
 /** @typedef {Span & Pick<ScopeData, "scope" | "label" | "samples">} Scope */
-
-// In the order of their lanes, from above. The sign stands for the colour where there is none.
-export const moods = [
-  { mood: 1, name: "positive", sign: "+" },
-  { mood: 0, name: "neutral", sign: "○" },
-  { mood: -1, name: "negative", sign: "−" },
-];
 
 /**
  * Stretches of rows that have the same value, without a break.
@@ -43,7 +37,7 @@ function spansOf({ times, begins }, valueOf) {
  */
 export function moodSpans(person) {
   const laneOf = (/** @type {number} */ row) => (isKnown(person.valence, row) ?
-    moods.findIndex(({ mood }) => mood === person.moods[row]) : undefined);
+    1 - person.moods[row] : undefined);
   return spansOf(person, laneOf).flatMap(({ from, to, value: lane }) =>
     (lane === undefined ? [] : [{ from, to, lane, color: moods[lane].name }]));
 }

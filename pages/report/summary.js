@@ -2,8 +2,7 @@
 
 import { element } from "../shared/elements.js";
 import { formatPercent } from "../shared/format.js";
-import { quantities } from "../shared/quantities.js";
-import { moods } from "./spans.js";
+import { moods, quantities } from "../shared/quantities.js";
 
 export const meanColumns = Object.values(quantities).map(({ title }) =>
   ({ title, small: "mean (confidence)", class: "number" }));

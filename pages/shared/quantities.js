@@ -1,4 +1,4 @@
-// The quantities of a person and of the room.
+// The quantities of a person and of the room, and the moods.
 
 /** @typedef {import("../tool").QuantityName} QuantityName */
 /** @typedef {{ title: string, hint: string, range: [number, number], height: number }} Quantity */
@@ -13,3 +13,10 @@ export const quantities = {
 export const quantityNames = /** @type {QuantityName[]} */ (Object.keys(quantities));
 /** @type {Quantity} */
 export const agitation = { title: "Agitation", hint: "0 calm, 1 agitated", range: [0, 1], height: 110 };
+
+// In the order of their lanes, from above, each at 1 - mood. The sign stands for the colour where there is none.
+export const moods = [
+  { mood: 1, name: "positive", sign: "+" },
+  { mood: 0, name: "neutral", sign: "○" },
+  { mood: -1, name: "negative", sign: "−" },
+];

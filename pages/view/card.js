@@ -3,13 +3,12 @@
 import { colorOf } from "../shared/colors.js";
 import { element, setText } from "../shared/elements.js";
 import { formatNumber, formatPercent } from "../shared/format.js";
-import { quantities, quantityNames } from "../shared/quantities.js";
+import { moods, quantities, quantityNames } from "../shared/quantities.js";
 import { readReason } from "../shared/reasons.js";
 import { Curves } from "./curve.js";
 
 /** @typedef {import("./person.js").Person} Person */
 
-export const moods = { 1: ["positive", "▲"], 0: ["neutral", "●"], [-1]: ["negative", "▼"] };
 const staleSeconds = 3;
 const shownReasons = 3;
 
@@ -57,9 +56,9 @@ export class Card {
       setText(number, formatNumber(pair.value ?? NaN, decimals));
       setText(confidence, `${formatPercent(100 * (pair.confidence ?? 0))} sure`);
     }
-    const [mood, sign] = moods[state.mood];
-    this.mood.className = `mood ${mood}`;
-    setText(this.mood, `${sign} ${mood} ${formatPercent(100 * (state.valence.confidence ?? 0))}`);
+    const { name, sign } = moods[1 - state.mood];
+    this.mood.className = `mood ${name}`;
+    setText(this.mood, `${sign} ${name} ${formatPercent(100 * (state.valence.confidence ?? 0))}`);
     this.box.classList.toggle("stale", now - time > staleSeconds);
     this.writeReasons();
   }
@@ -87,7 +86,7 @@ export class Card {
   describe() {
     const { id, state } = this.person;
     if (!state) return `Person ${id}`;
-    return `Person ${id}: ${moods[state.mood][0]}, valence ` +
+    return `Person ${id}: ${moods[1 - state.mood].name}, valence ` +
       `${formatNumber(state.valence.value ?? NaN, 1)}, attention ` +
       formatNumber(state.attention.value ?? NaN, 1);
   }

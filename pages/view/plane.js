@@ -3,9 +3,8 @@
 
 import { colorOf } from "../shared/colors.js";
 import { byId, find } from "../shared/elements.js";
-import { quantities } from "../shared/quantities.js";
+import { moods, quantities } from "../shared/quantities.js";
 import { moveApart } from "./apart.js";
-import { moods } from "./card.js";
 import { cards, leaving } from "./cards.js";
 import { recentSeconds, stretchesOf } from "./person.js";
 
@@ -103,7 +102,7 @@ function opacityOf({ box }) {
 /** @param {Card} card */
 function colorOfMood({ person }) {
   const { mood } = person.state ?? { mood: 0 };
-  return colorOf(mood === 0 ? "muted" : moods[mood][0]);
+  return colorOf(mood === 0 ? "muted" : moods[1 - mood].name);
 }
 
 /**

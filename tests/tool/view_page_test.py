@@ -56,7 +56,7 @@ class ViewPageTest(BrowserTest):
         self.wait("page.cards.size === 12 && document.querySelectorAll('.why li').length >= 36")
         first = self.texts(".card")[0].splitlines()
         self.assertEqual(first[0], "Person 1")
-        self.assertRegex(first[1], r"▲ positive \d+ %")
+        self.assertRegex(first[1], r"\+ positive \d+ %")
         self.assertRegex(" ".join(first), r"Valence 0\.\d\d \d+ % sure Attention 0\.\d\d \d+ % sure "
                                           r"Ease 0\.0 50 % sure")
         self.assertIn("The face pulls valence up", first)
