@@ -282,6 +282,8 @@ def test_a_pose_is_composed_for_the_time_of_its_picture() -> None:
     for milliseconds, turn in ((100, 40), (900, 0), (0, 0)):
         people.receive("/tf", frames(START + milliseconds * MS, (
             "eyes", "neck", (1.0, 0.0, 0.0), quaternion(turn, 0, 0))), taken)
+    # A voice that ends takes no head from the body of the same id.
+    people.receive("/humans/voices/tracked", Message(ids=["k"]), START - 950 * MS)
     for topic, received in (
             ("/humans/bodies/tracked", Message(ids=["k"])), ("/humans/persons/bob/body_id", Message(data="k")),
             ("/tf", frames(taken, ("neck", "face_a", (1.0, 0.0, 0.0), BACK),

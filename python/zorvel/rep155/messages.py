@@ -75,21 +75,36 @@ class Face:
     """How many cycles running, up to `COPIES`, the gaze has been that of the head."""
 
 
+@dataclass
+class Sighting:
+    """What there is of a person in a cycle."""
+
+    person: str
+    faces: list[Face] = field(default_factory=list)
+    body: str | None = None
+    head: Frame | None = None
+    """Of the body."""
+    look: Value | None = None
+    """Whether the person looks at the robot."""
+
+
 class Messages:
     """What was said last, from which `People` makes events; times are those of receipt."""
 
-    def __init__(self, transforms: Transforms, full_intensity: float, gender_true: Gender | None) -> None:
+    def __init__(self, transforms: Transforms, hold: int, removal: int, full_intensity: float,
+                 gender_true: Gender | None) -> None:
         self._full_intensity, self._gender_true = full_intensity, gender_true
+        self._hold, self._removal = hold, removal
         self._transforms = transforms
-        self.faces: dict[str, Face] = {}
-        self.faces_are_listed = False
-        self.heard: dict[_Member, int] = {}  # bodies and voices, with when they were tracked last
-        self.heads: dict[str, Frame] = {}  # of bodies
-        self.owners: dict[_Member, str] = {}  # the persons of faces, bodies and voices
-        self.faces_have_owners = False
-        self.looks: dict[int, Value] = {}
-        self.numbers = PersonNumbers()
-        self.renamed: list[tuple[int, int]] = []
+        self._faces: dict[str, Face] = {}
+        self._faces_are_listed = False
+        self._heard: dict[_Member, int] = {}  # bodies and voices, with when they were tracked last
+        self._heads: dict[str, Frame] = {}  # of bodies
+        self._owners: dict[_Member, str] = {}  # the persons of faces, bodies and voices
+        self._faces_have_owners = False
+        self._looks: dict[int, Value] = {}
+        self._numbers = PersonNumbers()
+        self._renamed: list[tuple[int, int]] = []
         self.left_out: Counter[str] = Counter()
         """What was received and not used, by reason."""
         self.face_frames: Counter[str] = Counter()
@@ -109,6 +124,60 @@ class Messages:
         except (ArithmeticError, AttributeError, TypeError, ValueError):
             self.left_out[f"not what belongs there: {pattern}"] += 1
 
+    def anybody(self) -> bool:
+        """Whether there is a face, a body or a voice."""
+        return bool(self._faces or self._heard)
+
+    def sightings(self, time: int) -> dict[int, Sighting]:
+        """What there is at this time, by number of the person."""
+        seen: dict[int, Sighting] = {}
+
+        def sighting(person: str) -> Sighting:
+            number = self._numbers.number(person)
+            found = seen.setdefault(number, Sighting(person, look=self._looks.get(number)))
+            found.person = person
+            return found
+
+        for face_id, face in list(self._faces.items()):
+            since = time - face.received
+            if since > self._removal:
+                del self._faces[face_id]
+            elif (face.is_seen and since <= self._hold
+                  and (face.is_tracked or not self._faces_are_listed)):
+                person = self._owners.get(("face", face_id), unnamed_person(face_id))
+                may_be_named_soon = (
+                    self._faces_have_owners and person[0] == "/"
+                    and self._numbers.known(person) is None and time - face.appeared <= self._hold)
+                if not may_be_named_soon:
+                    sighting(person).faces.append(face)
+        for (kind, member), last in list(self._heard.items()):
+            if time - last > self._hold:
+                del self._heard[kind, member]
+                if kind == "body":
+                    self._heads.pop(member, None)
+            elif (owner := self._owners.get((kind, member))) is not None:
+                found = sighting(owner)
+                if kind == "body":
+                    found.body, found.head = member, self._heads.get(member)
+        return seen
+
+    def take_renamed(self) -> list[tuple[int, int]]:
+        """The numbers that people had and have, of those who got another since the last call."""
+        renamed, self._renamed = self._renamed, []
+        return renamed
+
+    def ids(self) -> dict[int, list[str]]:
+        """The ids of each number."""
+        return self._numbers.ids()
+
+    def lose(self, number: int) -> None:
+        """Somebody has gone; what they were looking at says nothing any more."""
+        self._looks.pop(number, None)
+
+    def forget(self, person: str) -> None:
+        """Somebody has been gone for so long that they would get another number."""
+        self._numbers.forget(person)
+
     def _time_of(self, message: Any, received: int) -> int:
         """When something was measured: the stamp of its header, where that can be."""
         stamp = _nanoseconds(message.header.stamp) if hasattr(message, "header") else 0
@@ -123,9 +192,9 @@ class Messages:
         return min(stamp, received)
 
     def _face(self, face_id: str, received: int, *, is_tracked: bool) -> Face:
-        face = self.faces.get(face_id)
+        face = self._faces.get(face_id)
         if face is None:
-            face = self.faces[face_id] = Face(face_id, received, received)
+            face = self._faces[face_id] = Face(face_id, received, received)
         face.received, face.is_seen = received, True
         face.is_tracked |= is_tracked
         return face
@@ -162,23 +231,24 @@ class Messages:
                     self.left_out["poses of faces at 0, 0, 0"] += 1
                 elif usable:
                     face.frame = frame
-            elif kind == "gaze" and usable and of_whom in self.faces:
-                self.faces[of_whom].gaze_frame, self.faces[of_whom].gaze = frame, None
-            elif kind == "head" and usable and ("body", of_whom) in self.heard:
-                self.heads[of_whom] = frame
+            elif kind == "gaze" and usable and of_whom in self._faces:
+                self._faces[of_whom].gaze_frame, self._faces[of_whom].gaze = frame, None
+            elif kind == "head" and usable and ("body", of_whom) in self._heard:
+                self._heads[of_whom] = frame
 
     def _receive_faces(self, message: Any, received: int) -> None:
-        self.faces_are_listed = True
+        self._faces_are_listed = True
         ids = dict.fromkeys(_listed(message))
         for face_id in ids:
             self._face(face_id, received, is_tracked=True)
-        for face_id, face in self.faces.items():
+        for face_id, face in self._faces.items():
             if face_id not in ids:
                 face.is_seen = False
 
     def _receive_heard(self, kind: str, message: Any, received: int) -> None:
-        self.heard = {member: time for member, time in self.heard.items() if member[0] != kind}
-        self.heard.update({(kind, member): received for member in _listed(message)})
+        listed = {(kind, member): received for member in _listed(message)}
+        self._heard = {member: last for member, last in self._heard.items() if member[0] != kind} | listed
+        self._heads = {body: head for body, head in self._heads.items() if ("body", body) in self._heard}
 
     def _receive_expression(self, message: Any, face_id: str, received: int) -> None:
         shown = expressions_from_name(message.expression, message.confidence)
@@ -207,31 +277,31 @@ class Messages:
                   age=age(message.age, message.age_confidence))
 
     def _receive_gaze(self, message: Any, received: int) -> None:
-        sender = self.owners.get(("face", str(message.sender)), str(message.sender))
-        number = self.numbers.known(sender) or self.numbers.known(unnamed_person(sender))
+        sender = self._owners.get(("face", str(message.sender)), str(message.sender))
+        number = self._numbers.known(sender) or self._numbers.known(unnamed_person(sender))
         if number is None:
             self.left_out["gazes of nobody who is known"] += 1
         else:
-            self.looks[number] = Value(message.receiver == "", self._time_of(message, received), received)
+            self._looks[number] = Value(message.receiver == "", self._time_of(message, received), received)
 
     def _own(self, kind: str, message: Any, person: str) -> None:
         """Gives a face, body or voice to a person; an empty id takes none away."""
         member = (kind, str(message.data))
-        if not message.data or self.owners.get(member) == person:
+        if not message.data or self._owners.get(member) == person:
             return
-        self.faces_have_owners |= kind == "face"
-        self.owners.pop(member, None)
-        self.owners[member] = person
-        if len(self.owners) > MOST_IDS:
-            del self.owners[next(iter(self.owners))]
+        self._faces_have_owners |= kind == "face"
+        self._owners.pop(member, None)
+        self._owners[member] = person
+        if len(self._owners) > MOST_IDS:
+            del self._owners[next(iter(self._owners))]
         alone = unnamed_person(member[1])
-        if kind == "face" and self.numbers.known(alone):
-            self._rename(self.numbers.alias(alone, person))
-            self.numbers.drop(alone)
+        if kind == "face" and self._numbers.known(alone):
+            self._rename(self._numbers.alias(alone, person))
+            self._numbers.drop(alone)
 
     def _rename(self, numbers: tuple[int, int] | None) -> None:
         if numbers is not None:
-            self.renamed.append(numbers)
+            self._renamed.append(numbers)
 
 
 # What is read, with the types of messages; Gaze is read on any topic.
@@ -257,7 +327,7 @@ TOPICS: Mapping[str, tuple[str, Callable[[Messages, Any, str, int], None]]] = {
     "/humans/persons/<id>/voice_id": ("String", lambda messages, message, person, _:
                                       messages._own("voice", message, person)),
     "/humans/persons/<id>/alias": ("String", lambda messages, message, person, _:
-                                   messages._rename(messages.numbers.alias(person, str(message.data)))),
+                                   messages._rename(messages._numbers.alias(person, str(message.data)))),
 }
 
 

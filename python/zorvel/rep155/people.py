@@ -10,7 +10,7 @@ from typing import TYPE_CHECKING, Any, Literal
 from .._zorvel import Event, Observation, Reading
 from ..transforms import Quaternion, Transforms, rotated
 from .fields import FULL_INTENSITY, Gender, gaze, head_posture, seen_from_robot
-from .messages import COPIES, MOST_IDS, SECOND, TOPICS, Face, Messages, Value, topic_pattern, unnamed_person
+from .messages import COPIES, MOST_IDS, SECOND, TOPICS, Face, Messages, Sighting, Value, topic_pattern
 
 if TYPE_CHECKING:
     import numpy
@@ -63,7 +63,7 @@ class People:
         self._next = 0
         self._known: dict[int, tuple[int, str]] = {}  # when last seen, and an id
         self._gone: dict[int, str] = {}
-        self._messages = Messages(self._transforms, full_intensity, gender_true)
+        self._messages = Messages(self._transforms, self._hold, self._removal, full_intensity, gender_true)
         self.left_out = self._messages.left_out
         """What was received and not used, by reason."""
         self.face_frames = self._messages.face_frames
@@ -94,7 +94,7 @@ class People:
             self._next = (time // self._cycle_length + 1) * self._cycle_length
         now = self._now = max(self._now, time)
         while self._next <= now:
-            if not (self._known or self._messages.faces or self._messages.heard):
+            if not (self._known or self._messages.anybody()):
                 self._next = (now // self._cycle_length + 1) * self._cycle_length
                 break
             events += self._cycle(self._next)
@@ -104,80 +104,51 @@ class People:
     def ids(self) -> dict[int, list[str]]:
         """Who has which number: ids of persons or, where only a face is known, one like "face a1b2c"."""
         return {number: [re.sub("^/", "face ", name) for name in names]
-                for number, names in self._messages.numbers.ids().items()}
+                for number, names in self._messages.ids().items()}
 
     def present(self) -> dict[int, list[str]]:
         """The `ids` of those who are not removed."""
         return {number: names for number, names in self.ids().items() if number in self._known}
 
     def _cycle(self, time: int) -> list[Event]:
-        seen: dict[int, list[Face]] = {}
-        ids: dict[int, str] = {}
-        bodies: dict[int, str] = {}
-        for face_id, face in list(self._messages.faces.items()):
-            since = time - face.received
-            if since > self._removal:
-                del self._messages.faces[face_id]
-            elif (face.is_seen and since <= self._hold
-                  and (face.is_tracked or not self._messages.faces_are_listed)):
-                person = self._messages.owners.get(("face", face_id), unnamed_person(face_id))
-                if (self._messages.faces_have_owners and self._messages.numbers.known(person) is None
-                        and person[0] == "/" and time - face.appeared <= self._hold):
-                    continue  # its person may be named soon
-                number = self._messages.numbers.number(person)
-                ids[number] = person
-                seen.setdefault(number, []).append(face)
-        for member, last in list(self._messages.heard.items()):
-            if time - last > self._hold:
-                del self._messages.heard[member]
-                self._messages.heads.pop(member[1], None)
-            elif member in self._messages.owners:
-                person = self._messages.owners[member]
-                number = self._messages.numbers.number(person)
-                ids[number] = person
-                seen.setdefault(number, [])
-                if member[0] == "body":
-                    bodies[number] = member[1]
-
+        seen = self._messages.sightings(time)
         events: list[Event] = []
-        for number, to in self._messages.renamed:
+        for number, to in self._messages.take_renamed():
             self._gone.pop(number, None)
             if number in self._known:
                 events.append(Event.rename(moment(time), number, to))
                 self._known[to] = max(self._known.pop(number), self._known.get(to, (0, "")))
-        self._messages.renamed.clear()
         for number in sorted({*self._known, *seen}):
             if number in seen:
-                self._known[number] = (time, ids[number])
+                self._known[number] = (time, seen[number].person)
                 self._gone.pop(number, None)
-                fields = self._observation(time, number, seen[number], bodies.get(number))
+                fields = self._observation(time, seen[number])
                 events.append(Event.observation(moment(time), number, fields))
             elif time - self._known[number][0] <= self._removal:
                 events.append(Event.not_seen(moment(time), number))
             else:
                 self._gone[number] = self._known.pop(number)[1]
-                self._messages.looks.pop(number, None)
                 events.append(Event.remove(moment(time), number))
+                self._messages.lose(number)
                 if len(self._gone) > MOST_IDS:
-                    self._messages.numbers.forget(self._gone.pop(next(iter(self._gone))))
+                    self._messages.forget(self._gone.pop(next(iter(self._gone))))
         return events
 
-    def _observation(self, time: int, number: int, faces: list[Face], body: str | None) -> Observation:
+    def _observation(self, time: int, sighting: Sighting) -> Observation:
         values: dict[str, Value] = {}
-        for face in sorted(faces, key=lambda face: face.received):
+        for face in sorted(sighting.faces, key=lambda face: face.received):
             values.update(face.values)
             self._look_up(face, time)
             if face.posture is not None:
                 values["head_posture"], values["distance"] = face.posture
             if face.gaze is not None and (self._gaze == "always" or face.copies < COPIES):
                 values["gaze"] = face.gaze
-        if body is not None and body in self._messages.heads and "distance" not in values:
-            head = self._messages.heads[body]
-            pose = self._transforms.find(f"head_{body}", self._robot_frame, head.stamp)
+        if (head := sighting.head) is not None and "distance" not in values:
+            pose = self._transforms.find(f"head_{sighting.body}", self._robot_frame, head.stamp)
             if pose is not None and 0.0 < (distance := math.hypot(*pose.position)) < _FARTHEST:
                 values["distance"] = Value(distance, head.time, head.received)
-        if number in self._messages.looks:
-            values["looking_at_robot"] = self._messages.looks[number]
+        if sighting.look is not None:
+            values["looking_at_robot"] = sighting.look
         held = {}
         for name, value in values.items():
             if time - value.received <= self._hold:
@@ -189,7 +160,7 @@ class People:
             held["expressions"] = held.pop("named_expressions")
         if "expressions" not in held and held.pop("smile", None) is not None:
             self.left_out["smiles without expressions, which would count as negative"] += 1
-        if faces:
+        if sighting.faces:
             held["face_detected"] = Reading(True, moment(time))
         if "head_posture" in held:
             self.rolled += abs(values["head_posture"].value[2]) > 45.0
