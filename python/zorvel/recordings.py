@@ -183,3 +183,10 @@ def raise_with(error: BaseException | None, results: object) -> None:
     if isinstance(error, _zorvel.DataError):
         error.results = results
     raise error
+
+
+def raise_all(errors: Iterable[_zorvel.DataError | OSError], results: object) -> None:
+    """Raises one error for all the files that failed, if there are any, with what came of the others."""
+    lines = [f"{error.filename}: {error.strerror}" if isinstance(error, OSError) else str(error)
+             for error in errors]
+    raise_with(_zorvel.DataError("\n".join(lines)) if lines else None, results)

@@ -8,7 +8,7 @@ from collections.abc import Iterable, Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
 from . import _zorvel
-from .recordings import raise_with, warn
+from .recordings import raise_all, raise_with, warn
 from .tables import Tables
 
 if TYPE_CHECKING:
@@ -112,18 +112,16 @@ def summarize(recording: str | os.PathLike[str] | Iterable[str | os.PathLike[str
         raise_with(error, rows)
         return rows
     every: list[dict[str, Any]] = []
-    failures: list[str] = []
+    errors: list[_zorvel.DataError | OSError] = []
     for path in recording:
         try:
             rows, _, texts, error = _zorvel.summarize_file(path, "")
             warn(path, texts)
             raise_with(error, rows)
             every += [{"recording": os.fsdecode(path), **row} for row in rows]
-        except _zorvel.DataError as failure:
-            failures.append(str(failure))
-        except OSError as failure:
-            failures.append(f"{failure.filename}: {failure.strerror}")
-    raise_with(_zorvel.DataError("\n".join(failures)) if failures else None, every)
+        except (_zorvel.DataError, OSError) as failed:
+            errors.append(failed)
+    raise_all(errors, every)
     return every
 
 

@@ -15,7 +15,7 @@ import pandas
 from .. import _zorvel
 from ..grid import Array, interval_means, intervals_of
 from ..html import table as html_table
-from ..recordings import raise_with, warn
+from ..recordings import raise_all, raise_with, warn
 from .columns import COLUMNS, QUANTITIES, listed
 from .cycles import between, masked, on_grid, scope_numbers
 from .epochs import Epochs
@@ -64,11 +64,11 @@ class Study:
         self._replayed: dict[str, Replayed] = {}
         self._table: pandas.DataFrame | None = None
         self._participants = self._read_participants(participants)
-        failures = self._replay(workers or os.cpu_count() or 1, cache, progress)
+        errors = self._replay(workers or os.cpu_count() or 1, cache, progress)
         for name, replayed in self._replayed.items():
             warn(self._paths[name], replayed.warnings)
         self._require_joinable()
-        raise_with(_zorvel.DataError("\n".join(failures)) if failures else None, self)
+        raise_all(errors, self)
 
     @classmethod
     def from_archive(cls, table: Path | pandas.DataFrame,
@@ -92,9 +92,9 @@ class Study:
             return participants
         return pandas.read_csv(participants, dtype={"recording": str})
 
-    def _replay(self, workers: int, cache: bool, progress: bool) -> list[str]:
+    def _replay(self, workers: int, cache: bool, progress: bool) -> list[_zorvel.DataError | OSError]:
         read = replayed_once if cache else replayed_anew
-        failures = []
+        errors: list[_zorvel.DataError | OSError] = []
         with concurrent.futures.ThreadPoolExecutor(workers) as pool:
             futures = {name: pool.submit(read, path) for name, path in self._paths.items()}
             for done, (name, future) in enumerate(futures.items(), 1):
@@ -102,15 +102,13 @@ class Study:
                     replayed, error = future.result()
                     raise_with(error, None)
                     self._replayed[name] = replayed
-                except _zorvel.DataError as failure:
-                    failures.append(str(failure))
-                except OSError as failure:
-                    failures.append(f"{failure.filename}: {failure.strerror}")
+                except (_zorvel.DataError, OSError) as failed:
+                    errors.append(failed)
                 if progress:
                     print(f"\r{done} of {len(futures)} recordings", end="", file=sys.stderr, flush=True)
         if progress:
             print(file=sys.stderr)
-        return failures
+        return errors
 
     def _require_joinable(self) -> None:
         if self._participants is None:
