@@ -18,9 +18,8 @@ import urllib.request
 from selenium.webdriver.common.by import By
 
 from browser import BrowserTest
-from tool import SOURCE, TOOL, new_folder, run, start_view
+from tool import SOURCE, TOOL, WAIT, new_folder, run, start_view
 
-WAIT = 60  # seconds that anything may take
 RATE = 30  # pictures a second, of that camera
 
 # Pictures as JPEG. Each has faces: x and y of the middle, size, turned by degrees, mirrored.

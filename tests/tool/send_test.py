@@ -12,9 +12,7 @@ import unittest
 import websockets
 
 import tool
-from tool import SOURCE, START, TOOL, start_view
-
-WAIT = 20  # seconds that anything may take
+from tool import SOURCE, START, TOOL, WAIT, start_view
 
 
 def line(*arguments, **keys):

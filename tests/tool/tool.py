@@ -14,6 +14,7 @@ TOOL = os.environ["ZORVEL"]
 SOURCE = pathlib.Path(__file__).parents[2]
 SECOND = 10**9
 START = 1_700_000_000 * SECOND
+WAIT = 60  # seconds that anything may take
 
 
 def run(*arguments, **settings):

@@ -12,8 +12,8 @@ import urllib.request
 
 import websockets
 
-from tool import TOKEN, TOOL, run, token_file
-from view_service import OWN, UPGRADE, WAIT, Service, ViewServiceTest, event, heard, observation, told
+from tool import TOKEN, TOOL, WAIT, run, token_file
+from view_service import OWN, UPGRADE, Service, ViewServiceTest, event, heard, observation, told
 
 
 class ViewAccessTest(ViewServiceTest):

@@ -6,9 +6,7 @@ import subprocess
 from selenium.webdriver.common.by import By
 
 from browser import BrowserTest
-from tool import TOOL, run, start_view, token_file
-
-WAIT = 20  # seconds that anything may take
+from tool import TOOL, WAIT, run, start_view, token_file
 
 
 def line(event, **keys):

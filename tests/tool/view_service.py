@@ -9,9 +9,8 @@ import urllib.request
 
 import websockets
 
-from tool import new_folder, run, start_view
+from tool import WAIT, new_folder, run, start_view
 
-WAIT = 20  # seconds that anything may take
 OWN = "Host: 127.0.0.1:PORT\n"
 UPGRADE = ("Connection: Upgrade\nUpgrade: websocket\nSec-WebSocket-Version: 13\n"
            "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\n\n")

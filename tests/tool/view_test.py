@@ -13,8 +13,8 @@ import subprocess
 import websockets
 from prometheus_client.openmetrics.parser import text_string_to_metric_families
 
-from tool import TOOL, run
-from view_service import WAIT, Service, ViewServiceTest, event, heard, observation, replay, told
+from tool import TOOL, WAIT, run
+from view_service import Service, ViewServiceTest, event, heard, observation, replay, told
 
 
 class ViewTest(ViewServiceTest):
