@@ -56,13 +56,16 @@ struct SessionRecording::Private {
   /// Adds a line to the text that is written next.
   void add(const Event& event) {
     const std::size_t begin = text.size();
-    appendEvent(text, event);
-    std::string line(text.data() + begin, text.size() - begin - 1);
     try {
+      appendEvent(text, event);
+      std::string line(text.data() + begin, text.size() - begin - 1);
       reader.read(line);  // what cannot be read back must not get into the file
     } catch (const JsonError& error) {
       text.clear();
       throw std::invalid_argument(error.what());
+    } catch (...) {
+      text.clear();
+      throw;
     }
   }
   void write() {

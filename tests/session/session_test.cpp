@@ -109,6 +109,11 @@ TEST_F(Session, RefusesWhatCannotBeReadBack) {
   EXPECT_THROW(recording.startRecording(now, 1, "\xff"), std::invalid_argument);
   EXPECT_THROW(recording.notSeen(Time::max(), 1), std::invalid_argument);
   EXPECT_EQ(contentOf(recordFile), before);
+  SessionState tooLong;
+  tooLong.persons[1].scopes[std::string(std::size_t{16} << 20, 'x')] = {};
+  EXPECT_THROW(recording.restore(now, tooLong), std::runtime_error);
+  recording.remove(now, 1);
+  EXPECT_EQ(contentOf(recordFile).find("restore"), std::string::npos);
   EXPECT_THROW(SessionRecording(recordFile, ""), std::runtime_error);
   EXPECT_THROW(saveSession(folder + "/nowhere", now, {}), std::runtime_error);
   std::ofstream(stateFile) << before;
