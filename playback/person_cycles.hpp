@@ -36,7 +36,7 @@ class PersonCycles {
   const std::vector<std::int64_t>& times() const { return _times; }
   /// The rows that begin a stretch without gaps.
   std::vector<std::int32_t> stretches() const;
-  /// Whether every stretch ends within its first second, in which changes are left out.
+  /// Whether no stretch has two cycles after its first second, in which changes are left out.
   bool areShort() const;
   /// The greatest changes of a value that each cycle has, each of at least a twentieth of its
   /// range.

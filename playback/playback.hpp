@@ -63,7 +63,7 @@ struct ScopeRow {
   std::string label;
   std::size_t samples;
   /// Of the valences, weighted by their confidences, as the label is made of them; NaN without
-  /// samples.
+  /// samples or when all confidences are 0.
   float meanValence;
   float meanConfidence;
   /// The mean valence in double precision.

@@ -41,7 +41,7 @@ struct SummaryRow {
   std::uint64_t cycles;
   /// Cycles in which the person was not perceived.
   std::uint64_t unseen;
-  /// Stretches of cycles that a removal parts.
+  /// Stretches of cycles, separated by removals or by renamings to another id.
   std::int32_t visits;
   Spread valence;
   Spread attention;

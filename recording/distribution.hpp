@@ -22,7 +22,7 @@ class Distribution {
   /// Accurate to 0.4 %, better where the numbers lie close together. Of two middle numbers the
   /// lower; 0 when there is none.
   std::int64_t median() const;
-  /// How many are larger than `limit`, to an accuracy of 0.4 %.
+  /// How many are larger than `limit`. Those within 0.4 % of it may be counted on the wrong side.
   std::uint64_t countAbove(std::int64_t limit) const;
 
  private:

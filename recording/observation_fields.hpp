@@ -64,7 +64,8 @@ struct ObservationField : FieldKind {
   ZV::PersonObservation::Field<Value> ZV::PersonObservation::*member;
 };
 
-/// The fields of an observation, in the order of their declaration. This is the only list of them.
+/// The fields of an observation, in the order of their declaration. Recordings have no
+/// other list of them.
 inline constexpr std::tuple observationFields = [] {
   using O = ZV::PersonObservation;
   constexpr auto usual = ZV::PersonMemory::maxAge;

@@ -1,5 +1,5 @@
-// Everything that happens when the library is loaded, from top to bottom. It is one file because
-// other modules can see the order, and between files the linker would choose it.
+// Everything that happens when the library is loaded, from top to bottom. Other modules
+// can see the order, and across several files the linker would choose it, so it is all in this one.
 
 #include <ku/log.hpp>
 

@@ -25,7 +25,7 @@ class JsonLineWriter;
 
 /// What the server of the service counts.
 struct ServerCounts {
-  /// How many connections found no room.
+  /// How many connections were refused, or closed before their request, as there were too many.
   std::uint64_t refusedConnections = 0;
   /// How many lines standard output did not take in time.
   std::uint64_t droppedOutput = 0;

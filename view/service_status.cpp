@@ -39,7 +39,9 @@ std::vector<Service::Number> Service::statusNumbers() const {
 
 std::vector<Service::Number> Service::serverNumbers(const ServerCounts& counts) {
   return {
-      {"refused_connections", counter, "Connections that found no room", counts.refusedConnections},
+      {"refused_connections", counter,
+       "Connections that were refused, or closed before their request, as there were too many",
+       counts.refusedConnections},
       {"dropped_output", counter, "Lines that standard output did not take in time",
        counts.droppedOutput},
   };

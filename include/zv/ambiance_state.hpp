@@ -39,9 +39,9 @@ class ZV_API AmbianceState {
   /// Copies the numbers under this object's lock alone.
   AmbianceState& operator=(const AmbianceState& other);
 
-  /// Blends a measurement and the movements counted since the last call into the agitation: the
-  /// measurement, times ten, pulls it a fifth of the way, each movement adds 0.04. The result is
-  /// held to [0, 1]; NaN gives 0.
+  /// Blends a measurement, usually in [0, 0.1], and the movements counted since the last call into
+  /// the agitation: the measurement, times ten, pulls it a fifth of the way, and each movement adds
+  /// 0.04. The result is held to [0, 1]; NaN gives 0.
   void updateAmbiance(float activity);
   /// Counts one movement in the room.
   void incrementMovementDetected();

@@ -95,10 +95,10 @@ class ZV_API ZVEmotionRecorder {
   /// nothing. Locks the other recorder, then this one, never both at once.
   void merge(ZVEmotionRecorder& other);
 
-  /// The mean valence of samples, weighted by their confidences, and their mean confidence; both
-  /// are NaN without samples. A valence that is NaN counts as 0. Adds up in single precision, in
-  /// the order of the samples, and reads each state as it is now. Uses no recorder, so it may be
-  /// called from any thread.
+  /// The mean valence of samples, weighted by their confidences, and their mean confidence. Both
+  /// are NaN without samples; the mean valence also when all confidences are 0. A valence that is
+  /// NaN counts as 0. Adds up in single precision, in the order of the samples, and reads each
+  /// state as it is now. Uses no recorder, so it may be called from any thread.
   static ValueConfidence<float> meanValence(const Samples& samples);
 
   /// Adds one sample, with one clock reading, to every open scope, and drops the scopes that are

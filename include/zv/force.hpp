@@ -63,8 +63,9 @@ inline constexpr ForceReason winnerUnknown{
 /// Moves the valence.
 inline constexpr ForceReason bodyLanguage{
     "Body Language", "the body language",
-    "The ease of the last 7 s of head postures: a lowered head or one turned right pulls up, a "
-    "raised one or one turned left pulls down."};
+    "The mean ease of the head postures of the last 7 s, towards which the valence moves: a "
+    "lowered "
+    "head or one turned right counts 0.5, a raised one or one turned left -0.5, a straight one 0."};
 /// Moves the attention.
 inline constexpr ForceReason headAngles{
     "Head Angles", "the head direction",
@@ -80,10 +81,12 @@ inline constexpr ForceReason observation{
 /// Moves the valence.
 inline constexpr ForceReason voiceEmotion{
     "Voice emotion", "the tone of voice",
-    "What the voice sounds like: joy pulls up, anger and sorrow down, calm towards 0."};
+    "What the voice sounds like: joy pulls towards 1, anger towards -1, sorrow towards -0.5, calm "
+    "towards 0."};
 /// Moves the valence.
 inline constexpr ForceReason asrEmotion{"Asr emotion", "what was said",
-                                        "The sentiment of what was said in the last 7 s."};
+                                        "The sentiment of what was said in the last 7 s: towards 1 "
+                                        "when it is 0 or above, towards -1 when below."};
 /// Moves the valence.
 inline constexpr ForceReason touchEmotion{
     "Touch emotion", "the touch",

@@ -14,7 +14,7 @@ namespace ZV {
 /// Thread safety: that of a plain value.
 class ZV_API HeadPosture {
  public:
-  /// The angles, in degrees, from which on a head counts as turned; each itself included.
+  /// The angles, in degrees, at and beyond which a head counts as turned.
   static const float upBoundary;     ///< 6
   static const float downBoundary;   ///< -6
   static const float leftBoundary;   ///< -6

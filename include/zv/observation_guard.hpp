@@ -13,8 +13,8 @@ namespace ZV {
 
 /// Keeps readings that would do lasting harm away from the estimator, which takes whatever comes. A
 /// NaN can make a person's values NaN for good. A reading from the future stays in the memory until
-/// its time has come; when the clock is set back, every remembered reading is one. The guard stands
-/// between the perception and Person::update:
+/// its time has come; after the clock was set back, that holds for every remembered reading. The
+/// guard stands between the perception and Person::update:
 ///
 ///     const auto report = guard.clean(observation);
 ///     for (const auto& field : report.removedFields) std::cerr << field.name << '\n';

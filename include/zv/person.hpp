@@ -21,7 +21,7 @@ namespace ZV {
 /// person, as SocialGraph does.
 class ZV_API Person {
  public:
-  /// Identifier 0, a new state and a new memory. Like the other constructor, it throws
+  /// Identifier 0, a new state and a new memory. Like the other constructors, it throws
   /// std::bad_alloc, and boost::thread_resource_error when the system has no lock left.
   Person() = default;
   /// This identifier, a new state and a new memory.

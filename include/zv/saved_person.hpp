@@ -25,7 +25,7 @@ struct SavedPerson {
   using OptionalTime = boost::optional<ku::SystemClock::time_point>;
 
   /// For each field, when the reading that an update used last was taken. A smile, expressions or a
-  /// voice emotion of another time are new; the ages decide how fast values fall back to 0.
+  /// voice emotion with another time counts as new; the ages decide how fast values fall back to 0.
   ///
   /// Thread safety: that of a plain value.
   struct LastUsed {

@@ -84,7 +84,7 @@ class ZV_API StateBoard {
   /// the numbers of everybody.
   ///
   /// Throws std::bad_alloc, and std::runtime_error "All frames of the board are held." when readers
-  /// hold `frameLimit` different frames, including the last one. The last frame then stays.
+  /// hold `frameLimit - 1` different frames besides the last one. The last frame then stays.
   void publish(ku::SystemClock::time_point time);
 
   /// The last published frame, never null. Takes the same few instructions whatever other threads

@@ -271,8 +271,8 @@ typedef struct zv_ambiance zv_ambiance;
 ZV_API zv_ambiance* zv_ambiance_create(void);
 /// Takes null, too. Any thread, once no other uses the room.
 ZV_API void zv_ambiance_destroy(zv_ambiance* ambiance);
-/// Blends a measurement, times ten, and the movements since the last call into the agitation. NaN
-/// gives 0. Any thread.
+/// Blends a measurement, usually in [0, 0.1], times ten, and the movements since the last call into
+/// the agitation. NaN gives 0. Any thread.
 ZV_API zv_code zv_ambiance_update(zv_ambiance* ambiance, float activity);
 /// Counts one movement in the room. Any thread.
 ZV_API zv_code zv_ambiance_movement(zv_ambiance* ambiance);

@@ -16,10 +16,10 @@
 
 namespace ZV {
 
-/// The recent observations of one channel: whatever is older than the age limit is forgotten each
-/// time the memory is touched.
+/// The recent observations of one channel. Whatever is older than the age limit is forgotten when
+/// an observation is recorded, and when `size` or `youngest` is called.
 ///
-/// Thread safety: every public operation but `entries` and `restore` takes the memory's lock.
+/// Thread safety: `record`, `reserveFor`, `takeIn`, `size` and `youngest` take the memory's lock.
 template <typename T>
 class ShortTermMemory {
  public:

@@ -38,7 +38,7 @@ constexpr float noObservationConfidenceStrength = 0.7f;
 constexpr float headYawParts = 2.0f;
 constexpr float headAngleParts = 3.0f;
 
-// Sorrow pulls half-way to the negative end only.
+// Sorrow pulls only half-way to the negative end.
 constexpr float sorrowTarget = -0.5f;
 
 using Lock = boost::unique_lock<boost::mutex>;

@@ -108,11 +108,14 @@ Examples:
   command.addDuration(
       "--every", span.every, false,
       "Keep one observation and one not_seen of each person in each interval of this length");
-  command.addDuration("--lead-in", span.leadIn, true, "How much to keep of what comes before")
+  command
+      .addDuration("--lead-in", span.leadIn, true, "How much to keep of what comes before --from")
       .showDefault("0");
   command.addFlag("--keep-state", options->keepsState,
                   "Begin with the states that everybody and the room have then");
-  command.add(renameOption, options->renames, "The person OLD is NEW; may be given several times")
+  command
+      .add(renameOption, options->renames,
+           "OLD and NEW are ids of one person, who is NEW; may be given several times")
       .type("OLD=NEW")
       .repeatable();
   command.addOutputFile(options->output, "The recording to write");

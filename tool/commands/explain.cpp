@@ -228,7 +228,10 @@ void explainWhatMattered(const ExplainOptions& options) {
     printMattered(rows);
   }
   if (failure) throw Failure(*failure);
-  if (rows.empty()) throw Failure(printable(options.recording) + ": nobody has a cycle there");
+  if (rows.empty()) {
+    const std::string who = person ? fmt::format("person {} has no", *person) : "nobody has a";
+    throw Failure(fmt::format("{}: {} cycle", printable(options.recording), who));
+  }
 }
 
 void explainRecording(const ExplainOptions& options) {
@@ -281,7 +284,7 @@ void addExplain(Command tool) {
       R"(A TIME is in seconds since second 0 of the recording, which info shows, or like 1:23.5. For a
 moment (--at), it lists what moved each person in the last cycle at or before it, the strongest
 reasons first. For a span, or without one for the whole recording, it lists each reason's share
-of all movement up and down. With --greatest, it lists where most happened, what moved the state
+of all movement up and down. With --greatest, it lists the greatest changes, what moved the state
 there, and the readings behind that, as --at does. With --without, it replays the recording once
 more without each field that is named, one at a time, and lists what changes. With --json, it
 writes one object per line for each person, change or field, with every reason. After a bad line,

@@ -150,7 +150,7 @@ Example:
   const Option ahead =
       command
           .addDuration("--ahead", options->ahead, true,
-                       "Leave out readings that are further ahead of the system's clock")
+                       "Leave out readings that are more than this far ahead of the system's clock")
           .showDefault("1");
   command.addFlag("--explain", options->explain, "Add the forces of the cycle to each state");
   command.addFlag("--strict", options->strict, "Stop at the first bad line");

@@ -103,7 +103,7 @@ Examples:
   command.addOutputFile(options->output, "The page to write");
   command
       .addFlag("--mattered", options->showsWhatMattered,
-               "Replay it once more without each field, and show how much each mattered")
+               "Replay the recording once more without each field, and show how much each mattered")
       .excludes("--align");
   command.addJobs(options->jobs, "With --mattered: how many replays run at once");
   command.setAction([options] {

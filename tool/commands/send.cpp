@@ -161,7 +161,7 @@ void addSend(Command tool) {
   Command command = tool.addSubcommand(
       "send", "Send a recording to a live page, at its own speed",
       R"(Every line gets the time at which it is sent, and its readings keep their ages. At the end, or when
-a signal ends it, the people that it has sent leave. A line that the service refuses is reported with
+a signal ends it, the people that it has sent are removed. A line that the service refuses is reported with
 its number.
 
 Examples:

@@ -222,7 +222,9 @@ Examples:
   const auto options = std::make_shared<ViewOptions>();
   options->server.address = "127.0.0.1";
   options->server.port = 8642;
-  command.add("--address", options->server.address, "The IP address to listen on, or none")
+  command
+      .add("--address", options->server.address,
+           "The IP address to listen on; none for --socket alone")
       .type("ADDRESS")
       .check(wrongAddress)
       .showDefault();
@@ -245,7 +247,7 @@ Examples:
       .excludes("--token-file");
   command
       .add("--socket", options->server.socket,
-           "Make a socket there, for programs of this user alone")
+           "Also listen on a socket in the file system, for programs of this user alone")
       .type("PATH");
   command
       .add("--record", options->record,

@@ -10,7 +10,7 @@
 namespace zorvel {
 
 /// A progress bar on standard error, when that is a terminal and the work takes longer than a
-/// moment. It is wiped out in the end.
+/// moment. It is erased at the end.
 class Progress {
  public:
   static constexpr std::chrono::milliseconds shownEvery{100};

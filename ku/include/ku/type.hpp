@@ -111,12 +111,13 @@ class KU_API StructTypeInterface : public TypeInterface {
   std::string name() const override { return className(); }
 };
 
-/// Registers a structure by its description. Returns false, and changes nothing, when it is null.
+/// Registers a structure by its description, which must live until the process ends. Returns false,
+/// and changes nothing, when it is null.
 KU_API bool registerStruct(const StructTypeInterface* description);
 
 /// Registers the description of the type of that identity. A second registration for one type
-/// takes the place of the first in look-ups. Returns false, and changes nothing, when the
-/// description is null.
+/// takes the place of the first in look-ups. The description must live until the process ends.
+/// Returns false, and changes nothing, when it is null.
 KU_API bool registerType(const std::type_info& type, const TypeInterface* description);
 
 /// The description registered for a type; null when there is none. bool, int, unsigned int and

@@ -270,7 +270,8 @@ It then prints a summary, and on standard error what looks wrong with the record
 After a bad line, the files hold everything up to it.
 
 Several recordings are replayed at once, each into a folder of its own, DIR/NAME; when one fails,
-the others go on. With --each or --summary, this holds for a single recording too.
+the others go on. With --each, or with --summary and --output, a single recording gets such a
+folder too.
 
 Examples:
   zorvel replay meeting.jsonl --output results
