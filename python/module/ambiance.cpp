@@ -22,8 +22,7 @@ void addAmbiance(py::module_& module) {
           },
           py::arg("activity"),
           "Blends a measurement, usually in [0, 0.1], and the movements since the last call into "
-          "the "
-          "agitation.")
+          "the agitation.")
       .def("movement", &AmbianceState::incrementMovementDetected, "Counts one movement.")
       .def_property_readonly("agitation", level(AmbianceDescription::Agitation), "In [0, 1].")
       .def_property_readonly("calm", level(AmbianceDescription::Calm), "In [0, 1].");
