@@ -64,8 +64,8 @@ class Node:
     `clock` is the time of ROS in nanoseconds. It is 0 until there is one, and may be set back: then
     everybody begins anew. `publish`, `log` and `warn` are called under the node's lock. The `parameters`
     are those of PARAMETERS. A record may be a pipe: until somebody reads it, the node takes nothing.
-    The methods may be called from any thread. Throws ValueError for a parameter that cannot be, OSError
-    or DataError for a record that cannot be begun.
+    The methods may be called from any thread. Raises ValueError for an invalid parameter, and
+    OSError or DataError when the record cannot be begun.
     """
 
     def __init__(self, clock: Callable[[], int], publish: Publish, log: Callable[[str], object],

@@ -91,7 +91,7 @@ def import_openface(file: _Table, output: str | os.PathLike[str], *,
                     mirrored: bool = False, full_intensity: float = 3.0) -> ImportFacts:
     """Turns what OpenFace 2.x writes, a file or a data frame of it, into a recording.
 
-    `start` is when the file begins (2000-01-01 in UTC); a person unseen for longer than `gap` seconds
+    `start` is when the file begins, by default 2000-01-01 in UTC; a person unseen for longer than `gap` seconds
     is removed; `fps` is for image sequences, in which every timestamp is 0; `full_intensity` is the
     intensity of an action unit that counts as full. A DataError names the line of the file; a data
     frame's first row is line 2.
@@ -134,6 +134,7 @@ def cut(recording: str | os.PathLike[str], output: str | os.PathLike[str], *,
     `every` keeps one observation and one not_seen of each person in each interval of this length.
     `rename` gives people other numbers, where a tracker gave one person several: `{3: 1}`.
     `keep_state` begins the cut with everybody's state, so that its states are those of the whole.
+    Times and lengths are seconds as a float, nanoseconds as an int, or a timedelta.
     """
     _zorvel.cut_file(recording, output, begin, end, lead_in, person, every, rename or {}, keep_state)
 
@@ -145,10 +146,11 @@ def annotate(recording: str | os.PathLike[str], scopes: _Table, output: str | os
 
     The table has the columns person, scope, begin and end, or is what raters made: a file of ELAN
     (.eaf), events that BORIS exports, or the events.tsv of BIDS. Its seconds count from `offset` after
-    second 0. Of raters' files, `tiers` and `subjects` choose what is taken, by default all; the number
-    of a subject is the person, None where the subject's name is that number; `person` is the person of
-    annotations without a subject. When a scope does not fit, nothing is written. Warnings say which
-    annotations are left out, and which rows removals and renamings part.
+    second 0: seconds as a float, nanoseconds as an int, or a timedelta. Of raters' files, `tiers` and
+    `subjects` choose what is taken, by default all; the number of a subject is the person, None where
+    the subject's name is that number; `person` is the person of annotations without a subject. When a
+    scope does not fit, nothing is written. Warnings say which annotations are left out, and which rows
+    are split by removals and renamings.
     """
     with _file_of(scopes) as path:
         texts = _zorvel.annotate_file(recording, path, output, offset, list(tiers),

@@ -6,7 +6,7 @@ from collections.abc import Sequence
 
 from .. import _zorvel
 
-#: The quantities that have a mean, with their unit.
+#: The quantities that have a mean.
 QUANTITIES = ("valence", "attention", "ease")
 #: What the mood's numbers are called, from the highest.
 MOODS = {1: "positive", 0: "neutral", -1: "negative"}
@@ -49,7 +49,7 @@ COLUMNS: dict[str, tuple[str, str]] = {
                      "the interval begins."),
     "cycles": ("", "How many cycles there are."),
     "unseen_cycles": ("", "Cycles in which the person was not perceived."),
-    "visits": ("", "Stretches of cycles that a removal parts."),
+    "visits": ("", "Stretches of cycles, separated by removals or by renamings to another id."),
     **_of_quantity("valence"),
     **_of_quantity("attention"),
     **_of_quantity("ease"),

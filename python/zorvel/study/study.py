@@ -53,8 +53,8 @@ class Study:
     what is kept of each is written beside it, as NAME.study.npz, and read from there as long as the
     recording's content and zorvel itself are the same.
 
-    Warnings say what looks wrong in a recording. When some fail, the DataError is raised after the
-    others are done; the study of those is its `results`.
+    Warnings say what looks wrong in a recording. When some fail, a DataError is raised once the
+    others are done; its `results` is the study of those.
     """
 
     def __init__(self, recordings: Mapping[str, Path] | Iterable[Path],
